@@ -1,0 +1,77 @@
+# Flags, sanitizers and the few functions that every folder's CMakeLists.txt uses.
+
+find_program(PLEXION_CCACHE ccache)
+if(PLEXION_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${PLEXION_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${PLEXION_CCACHE})
+endif()
+
+# Launcher, platform modules and the service land side by side: the launcher's module path starts
+# with the folder that it stands in.
+set(PLEXION_OUTPUT_DIR ${CMAKE_BINARY_DIR}/bin)
+
+# Warnings of all our code; qx/ adds -Wconversion.
+add_library(plexion_warnings INTERFACE)
+target_compile_options(plexion_warnings INTERFACE -Wall -Wextra -Wshadow -Werror)
+add_library(plexion_strict_warnings INTERFACE)
+target_link_libraries(plexion_strict_warnings INTERFACE plexion_warnings)
+target_compile_options(plexion_strict_warnings INTERFACE -Wconversion)
+
+# Sanitizers and coverage. The module is built without RTTI, so the vptr check stays off everywhere.
+add_library(plexion_instrumentation INTERFACE)
+if(PLEXION_SANITIZE STREQUAL "address")
+  set(flags -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
+      -fno-omit-frame-pointer)
+elseif(PLEXION_SANITIZE STREQUAL "thread")
+  set(flags -fsanitize=thread -fno-omit-frame-pointer)
+elseif(NOT PLEXION_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "PLEXION_SANITIZE is '${PLEXION_SANITIZE}'; expected address, thread or empty")
+endif()
+if(PLEXION_COVERAGE)
+  list(APPEND flags --coverage -fprofile-update=atomic)
+endif()
+if(PLEXION_FUZZ)
+  list(APPEND flags -fsanitize=fuzzer-no-link)
+endif()
+if(flags)
+  target_compile_options(plexion_instrumentation INTERFACE ${flags})
+  target_link_options(plexion_instrumentation INTERFACE ${flags})
+endif()
+
+# What every target of host/, sim/, tests/, bench/ and fuzz/ links.
+add_library(plexion_common INTERFACE)
+target_link_libraries(plexion_common INTERFACE plexion_warnings plexion_instrumentation)
+target_include_directories(plexion_common INTERFACE ${CMAKE_SOURCE_DIR})
+
+# plexion_host_module(NAME [NAME2 ...] SOURCES ... LIBRARIES ...)
+#
+# A platform module as a shared library <NAME>.so beside the launcher. It links the foundation
+# types (qx_core) into itself, so it has a kernel pointer of its own, set by its
+# IQXModule_QXModule_PutKernel. Only the C entry points are visible.
+function(plexion_host_module NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;INCLUDES" ${ARGN})
+  add_library(${NAME} MODULE ${ARG_SOURCES})
+  set_target_properties(${NAME} PROPERTIES PREFIX "" SUFFIX ".so"
+    LIBRARY_OUTPUT_DIRECTORY ${PLEXION_OUTPUT_DIR}
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_link_libraries(${NAME} PRIVATE plexion_common qx_core ${ARG_LIBRARIES})
+  if(ARG_INCLUDES)
+    target_include_directories(${NAME} SYSTEM PRIVATE ${ARG_INCLUDES})
+  endif()
+endfunction()
+
+# plexion_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [DEFINITIONS ...])
+#
+# One GoogleTest program, its cases registered one by one with CTest. LABELS: "fast" suites also
+# run under the sanitizers.
+function(plexion_test NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;LABELS;DEFINITIONS;INCLUDES" ${ARGN})
+  add_executable(${NAME} ${ARG_SOURCES})
+  target_link_libraries(${NAME} PRIVATE plexion_common ${ARG_LIBRARIES} GTest::gtest GTest::gmock
+                                        GTest::gtest_main)
+  target_compile_definitions(${NAME} PRIVATE ${ARG_DEFINITIONS})
+  if(ARG_INCLUDES)
+    target_include_directories(${NAME} SYSTEM PRIVATE ${ARG_INCLUDES})
+  endif()
+  gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()
