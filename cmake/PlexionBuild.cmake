@@ -43,6 +43,20 @@ add_library(plexion_common INTERFACE)
 target_link_libraries(plexion_common INTERFACE plexion_warnings plexion_instrumentation)
 target_include_directories(plexion_common INTERFACE ${CMAKE_SOURCE_DIR})
 
+# Three gathering targets: what ./play needs, what the sanitizer runs of ./test need, and the fuzzers.
+add_custom_target(plexion-all)
+add_custom_target(fast-tests)
+add_custom_target(fuzzers)
+
+# plexion_needed_to_run(TARGET...): ./play builds these.
+function(plexion_needed_to_run)
+  foreach(name IN LISTS ARGN)
+    if(TARGET ${name})
+      add_dependencies(plexion-all ${name})
+    endif()
+  endforeach()
+endfunction()
+
 # plexion_host_module(NAME [NAME2 ...] SOURCES ... LIBRARIES ...)
 #
 # A platform module as a shared library <NAME>.so beside the launcher. It links the foundation
@@ -58,6 +72,7 @@ function(plexion_host_module NAME)
   if(ARG_INCLUDES)
     target_include_directories(${NAME} SYSTEM PRIVATE ${ARG_INCLUDES})
   endif()
+  plexion_needed_to_run(${NAME})
 endfunction()
 
 # plexion_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [DEFINITIONS ...])
@@ -73,5 +88,20 @@ function(plexion_test NAME)
   if(ARG_INCLUDES)
     target_include_directories(${NAME} SYSTEM PRIVATE ${ARG_INCLUDES})
   endif()
+  if("fast" IN_LIST ARG_LABELS)
+    add_dependencies(fast-tests ${NAME})
+  endif()
   gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()
+
+# plexion_fuzzer(NAME SOURCES ... LIBRARIES ...)
+#
+# One libFuzzer program, fuzz_<NAME>. Seeds that belong to the repository are in fuzz/corpus/fuzz_<NAME>.
+function(plexion_fuzzer NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(fuzz_${NAME} ${ARG_SOURCES})
+  set_target_properties(fuzz_${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PLEXION_OUTPUT_DIR})
+  target_link_libraries(fuzz_${NAME} PRIVATE plexion_common ${ARG_LIBRARIES})
+  target_link_options(fuzz_${NAME} PRIVATE -fsanitize=fuzzer)
+  add_dependencies(fuzzers fuzz_${NAME})
 endfunction()
