@@ -1,0 +1,214 @@
+#ifndef QX_PLEXION_STAGEWINDOWIMPL_H_
+#define QX_PLEXION_STAGEWINDOWIMPL_H_
+
+#include <atomic>
+
+#include "qx/core/IQXKernel.h"
+#include "qx/core/QXArray.h"
+#include "qx/core/QXString.h"
+#include "qx/core/morvellib/MorvelInstance.h"
+#include "qx/plexion/StageWindow.h"
+#include "qx/plexion/StageWindowNotifier.h"
+#include "qx/plexion/StageWindowParameters.h"
+
+namespace qx {
+namespace core {
+namespace morvellib {
+class IMorvelRuntimeLib;
+}  // namespace morvellib
+}  // namespace core
+
+namespace platform {
+class IGraphicsDriver;
+}  // namespace platform
+
+namespace plexion {
+
+class IPlexionImpl;
+class PlexionKeyEventSimulator;
+class StageWindowMemoryWatchdog;
+
+/// The stage window. Made and destroyed by IPlexionImpl.
+///
+/// One class over several files; the operations below stand under the file that holds them. The
+/// order of the virtual operations is that of StageWindow, with SetAbove and SetBelow behind the
+/// destructor and the player's callbacks last.
+///
+/// Locks    stateLock before geometryLock, except in ResizePlanes, which reads the output plane
+/// under
+///          geometryLock. Both are recursive.
+class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstanceNotifier {
+ public:
+  /// A named pointer of the host's.
+  struct ContextRecord {
+    ContextRecord() : name(nullptr), value(nullptr) {}
+    virtual ~ContextRecord();
+    char* name;   ///< owned, raw-buffer family
+    void* value;  ///< the host's
+  };
+
+  class NotifierArray : public QXArray<StageWindowNotifier*> {
+   public:
+    ~NotifierArray() override {}
+  };
+
+  // StageWindowImpl.cpp: construction, destruction, status, player notifications.
+  explicit StageWindowImpl(IPlexionImpl* service);
+
+  // StageWindowConfigure.cpp
+  bool Configure(const StageWindowParameters& newParameters) override;
+  bool Configure(int argc, const char** argv) override;
+  // StageWindowRun.cpp: loading, playing, the run loop.
+  bool LoadMVX() override;
+  // StageWindowPlanes.cpp: making planes and taking them in.
+  bool CreatePlanes() override;
+  // StageWindowRun.cpp
+  bool RunToCompletion() override;
+  bool LoadForLFD() override;
+  bool PlayForLFD() override;
+  bool LoadMVXAsync() override;
+  bool Play() override;
+  bool Pause() override;
+  bool Terminate(StageWindowStatus status) override;
+  // StageWindowPlanes.cpp
+  bool SetRenderPlane(platform::RenderPlane* plane) override;
+  bool ResetRenderPlane(platform::RenderPlane* plane) override;
+  bool SetOutputPlane(platform::OutputPlane* plane) override;
+  // StageWindowInput.cpp: activation, keys, pointer, stacking.
+  bool SetActiveStageWindow() override;
+  bool IsActiveStageWindow() override;
+  // StageWindowGeometry.cpp: resizing, moving, and where things are.
+  bool MoveTo(const Point& point) override;
+  void Resize(const Dims& dims, bool deferred) override;
+  void ResizeAndMove(const Dims& dims, const Point& point) override;
+  // StageWindowInput.cpp
+  void SetVisible(bool visible) override;
+  bool IsVisible() override;
+  void SetAlpha(unsigned char alpha) override;
+  void DispatchKeyDown(unsigned long key) override;
+  void DispatchKeyUp(unsigned long key) override;
+  void DispatchMouseButtonDown(MouseButton button, unsigned short x, unsigned short y) override;
+  void DispatchMouseButtonUp(MouseButton button, unsigned short x, unsigned short y) override;
+  void DispatchMouseMove(unsigned short x, unsigned short y) override;
+  void DispatchScrollWheelScroll(ScrollWheelDirection direction, unsigned short delta) override;
+  // StageWindowImpl.cpp
+  StageWindowStatus GetStageWindowStatus() override;
+  // StageWindowGeometry.cpp
+  Dims GetMVXAuthoredStageDims() override;
+  Dims GetStageDims() override;
+  // StageWindowPlanes.cpp
+  platform::RenderPlane* GetRenderPlane() override;
+  platform::OutputPlane* GetOutputPlane() override;
+  // StageWindowMemory.cpp: the watchdog as the window shows it.
+  MemoryWatchdog* GetMemoryWatchdog() override;
+  // StageWindowGeometry.cpp
+  Rect GetRectOnScreen() const override;
+  // StageWindowContexts.cpp: named pointers.
+  void SetContext(const char* name, void* value) override;
+  void* GetContext(const char* name) override;
+  // StageWindowMemory.cpp
+  void GetMemoryInfo(unsigned long long& usedBytes, unsigned long long& limitBytes,
+                     unsigned long long& graphicsBytes) override;
+  void IncrementGraphicsMemoryUsedCount(unsigned long long bytes) override;
+  void DecrementGraphicsMemoryUsedCount(unsigned long long bytes) override;
+  // StageWindowConfigure.cpp
+  void UpdateProxyParameters(const char* host, unsigned short port, const char* user,
+                             const char* password) override;
+  // StageWindowNotifications.cpp: observers, player callbacks, timing log.
+  void RegisterNotifier(StageWindowNotifier* notifier) override;
+  void UnregisterNotifier(StageWindowNotifier* notifier) override;
+  // StageWindowImpl.cpp
+  ~StageWindowImpl() override;
+  // StageWindowInput.cpp
+  virtual bool SetAbove(StageWindow* other);
+  virtual bool SetBelow(StageWindow* other);
+  // StageWindowNotifications.cpp
+  void OnMorvelInstanceNotification(StageWindowStatus status,
+                                    const StageWindowStatusData* data) override;
+  void OnMorvelInstanceInterFrameNotification() override;
+
+  // Not virtual.
+  // StageWindowNotifications.cpp
+  /// Tells every observer, the oldest registration first, under geometryLock.
+  void NotifyObservers(StageWindowStatus status, const StageWindowStatusData* data);
+  void LogStatus(StageWindowStatus status);
+  // StageWindowRun.cpp
+  /// Returns  false, with `version` untouched, while there is no runtime module.
+  bool GetRuntimeVersion(QXString& version);
+  // StageWindowPlanes.cpp
+  bool IsRenderPlaneValid(platform::RenderPlane* plane);
+  // StageWindowGeometry.cpp
+  /// Applies what resizeInProgress and movePending ask for; null arguments mean "not this one".
+  void ResizePlanes(const Dims* dims, const Point* point);
+  /// Output-plane pixels to render-plane pixels.
+  void MapMouseButtonPointToRenderPlaneInternal(unsigned short& x, unsigned short& y);
+  // StageWindowUpdate.cpp: from the render plane to the screen.
+  void OnRenderPlaneUpdate(const Rect& dirty);
+  // StageWindowInput.cpp
+  void DispatchKeyDownDirect(unsigned long key);
+  void DispatchKeyUpDirect(unsigned long key);
+  void NotifyOnActivate();
+  void NotifyOnDeactivate();
+
+  // Public for the service and white-box tests; the host sees StageWindow only.
+  IPlexionImpl* owner;                             ///< constant
+  platform::IGraphicsDriver* graphicsDriver;       ///< held once acquired
+  core::morvellib::IMorvelRuntimeLib* runtimeLib;  ///< held once acquired
+  core::morvellib::MorvelInstance* instance;  ///< guarded by stateLock; owned through runtimeLib
+
+  IQXKernel::Mutex* geometryLock;  ///< guards notifiers and the pending geometry
+  Dims pendingDims;
+  Point pendingPoint;
+  // Read without the lock where a stale answer is harmless (GetRectOnScreen, the start of Resize).
+  std::atomic<bool> resizeInProgress;
+  std::atomic<bool> movePending;
+  std::atomic<bool> resizePending;
+
+  IQXKernel::Mutex* stateLock;  ///< guards instance, the status override and the contexts
+  StageWindowMemoryWatchdog* memoryWatchdog;  ///< owned; constant after Configure
+  IQXKernel::Event* completionEvent;          ///< terminal status seen
+  IQXKernel::Event* loadEvent;                ///< kStatusLoaded or terminal status seen
+  StageWindowParameters parameters;
+  bool ownsRenderPlane;
+  bool ownsOutputPlane;
+  StageWindowStatus errorStatus;  ///< valid while hasErrorStatus
+  bool hasErrorStatus;            ///< never cleared: a window that could not be shown stays so
+
+  QXString contentUrl;
+  QXString auxString;
+  PlexionKeyEventSimulator* keyEventSimulator;  ///< the service's
+  NotifierArray notifiers;                      ///< newest first; not owned
+  std::atomic<bool> hasNotifiers;               ///< spares the lock when nobody listens
+  // Written on the player's thread, read under the service's lock.
+  std::atomic<bool> keyMasterRequested;
+  std::atomic<bool> activationPending;
+  QXArray<ContextRecord*> contexts;  ///< owned
+  std::atomic<IQXKernel::Time> creationTime;
+  std::atomic<bool> firstScreenUpdatePending;
+  Rect previousOutputRect;
+
+ private:
+  IQXKernel* Kernel() const { return IQXKernel::GetKernel(); }
+
+  // StageWindowRun.cpp
+  void WaitForConfiguration(int& pollBudget);
+  void WaitForGo();
+  bool WaitForReadiness(int& pollBudget);
+  bool PlayToEnd();
+  // StageWindowPlanes.cpp
+  bool AcquireGraphicsDriver();
+  bool FailWith(StageWindowStatus status);
+  bool MakeRenderPlane(Dims& contentDims);
+  bool MakeOutputPlane(const Dims& contentDims);
+  const char* OutputPlaneName() const;
+  // StageWindowGeometry.cpp
+  void ApplyResize(const Dims& dims);
+  void ApplyMove();
+  StageWindowStatus ResizeThroughDriver(const Dims& dims);
+  void NotifyGeometry(StageWindowStatus outcome);
+};
+
+}  // namespace plexion
+}  // namespace qx
+
+#endif  // QX_PLEXION_STAGEWINDOWIMPL_H_
