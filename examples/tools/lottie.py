@@ -188,6 +188,7 @@ class Movie:
 
     def _layer(self, kind, name, first, last, place, masks):
         layer = {
+            "ddd": 0,  # must come before "ks": without it rlottie expects three rotations
             "ty": kind,
             "nm": name,
             "ip": first,

@@ -5,7 +5,7 @@ import importlib
 import os
 import sys
 
-MOVIES = ("welcome",)
+MOVIES = ("welcome", "lower_third", "loading", "bars")
 
 
 def main():
