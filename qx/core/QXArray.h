@@ -90,6 +90,10 @@ class QXArray {
   bool bitwiseMovable;  ///< move with MemCopy/MemMove and clear with MemSet, else one by one
 
  private:
+  /// What the 32-bit fields can count and a block can hold.
+  static constexpr unsigned long kMaxRoom = 0xFFFFFFFFUL;
+  static_assert(sizeof(T) < 0x10000, "so that a byte count never wraps");
+
   static IQXKernel* Kernel() { return IQXKernel::GetKernel(); }
 
   void ClearSlots(unsigned long first, unsigned long number) {
@@ -103,6 +107,7 @@ class QXArray {
   bool Grow(unsigned long needed) {
     const unsigned long doubled = 2UL * capacity;
     const unsigned long room = capacity == 0 ? needed : doubled * (1 + needed / doubled);
+    if (room > kMaxRoom) return false;
     T* block = static_cast<T*>(QXMem_Malloc(room * sizeof(T)));
     if (block == nullptr) return false;
     T* old = data;

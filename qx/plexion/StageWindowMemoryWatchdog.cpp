@@ -1,0 +1,94 @@
+#include "qx/plexion/StageWindowMemoryWatchdog.h"
+
+#include "qx/plexion/StageWindow.h"
+
+namespace qx {
+namespace plexion {
+
+namespace {
+
+constexpr unsigned long kHeaderBytes = 8;
+
+class Locked {
+ public:
+  explicit Locked(IQXKernel::Mutex* mutex) : mutex_(mutex) { mutex_->Lock(); }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+  ~Locked() { mutex_->Unlock(); }
+
+ private:
+  IQXKernel::Mutex* mutex_;
+};
+
+}  // namespace
+
+StageWindowMemoryWatchdog::StageWindowMemoryWatchdog(StageWindow* stageWindow,
+                                                     unsigned long limitBytes)
+    : window(stageWindow),
+      limit(static_cast<uint32_t>(limitBytes)),
+      bytesUsed(0),
+      peakBytesUsed(0),
+      kernel(IQXKernel::GetKernel()),
+      mutex(kernel->CreateMutex()),
+      allocationCount(0),
+      freeCount(0),
+      graphicsMemoryUsed(0) {}
+
+StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() { kernel->DestroyMutex(mutex); }
+
+void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, unsigned long line) {
+  Locked locked(mutex);
+  // 32 bits, as the limit is, wrapping: adding and subtracting stay in step however much is in use.
+  const uint32_t total = bytesUsed + static_cast<uint32_t>(size);
+  if (limit != 0 && total > limit) {
+    kernel->Printf("YELLOW ALERT: StageWindow exceeded memlimit of %d bytes\n", limit);
+    window->Terminate(kErrorNotEnoughMemory);
+    return nullptr;
+  }
+  if (size > ~0UL - kHeaderBytes) return nullptr;
+  char* block =
+      static_cast<char*>(kernel->Allocate(size + kHeaderBytes, file, static_cast<int>(line)));
+  if (block == nullptr) return nullptr;
+  *reinterpret_cast<uint32_t*>(block) = static_cast<uint32_t>(size);
+  bytesUsed = total;
+  if (bytesUsed > peakBytesUsed) peakBytesUsed = bytesUsed;
+  ++allocationCount;
+  return block + kHeaderBytes;
+}
+
+void StageWindowMemoryWatchdog::Free(void* p, const char* file, unsigned long line) {
+  Locked locked(mutex);
+  char* block = static_cast<char*>(p) - kHeaderBytes;
+  const uint32_t size = *reinterpret_cast<const uint32_t*>(block);
+  kernel->Free(block, file, static_cast<int>(line));
+  bytesUsed -= size;
+  ++freeCount;
+}
+
+unsigned long StageWindowMemoryWatchdog::GetBytesUsed() {
+  Locked locked(mutex);
+  return bytesUsed;
+}
+
+unsigned long StageWindowMemoryWatchdog::GetBytesAvailable() {
+  Locked locked(mutex);
+  return limit == 0 ? UINT32_MAX : limit - bytesUsed;
+}
+
+uint64_t StageWindowMemoryWatchdog::GetGraphicsMemoryUsed() {
+  Locked locked(mutex);
+  return graphicsMemoryUsed;
+}
+
+void StageWindowMemoryWatchdog::IncrementGraphicsMemoryUsed(uint64_t bytes) {
+  Locked locked(mutex);
+  graphicsMemoryUsed += bytes;
+}
+
+void StageWindowMemoryWatchdog::DecrementGraphicsMemoryUsed(uint64_t bytes) {
+  Locked locked(mutex);
+  if (graphicsMemoryUsed >= bytes) graphicsMemoryUsed -= bytes;
+}
+
+}  // namespace plexion
+}  // namespace qx
