@@ -102,7 +102,7 @@ def digit(movie, name, left, top, of_frame):
 
 
 def counter(movie):
-    left, top = 170, 258
+    left, top = 170, 262
     for place, power in enumerate((100, 10, 1)):
         digit(
             movie,
@@ -115,7 +115,7 @@ def counter(movie):
     movie.shapes(
         "caption",
         *[group(*glyph(paths), stroke(MIST, 1.6), position=(x, 0)) for _, x, _, paths in placed],
-        position=(left, top - 19)
+        position=(left, top - 24)
     )
 
 
@@ -124,10 +124,15 @@ def lamps(movie):
     left, top, size, gap = 352, 258, 22, 7
     for bit in range(9):
         place = (left + (8 - bit) * (size + gap), top)
-        movie.shapes("socket %d" % bit, group(rect(0, 0, size, size, 4), stroke(MIST, 1)), position=place)
+        movie.shapes(
+            "socket %d" % bit, group(rect(0, 0, size, size, 4), stroke(MIST, 1)), position=place
+        )
         keys = [(f, 100 if f >> bit & 1 else 0, HOLD) for f in range(0, FRAMES, 1 << bit)]
         movie.shapes(
-            "lamp %d" % bit, group(rect(2, 2, size - 4, size - 4, 3), fill(SKY)), position=place, opacity=animate(*keys)
+            "lamp %d" % bit,
+            group(rect(2, 2, size - 4, size - 4, 3), fill(SKY)),
+            position=place,
+            opacity=animate(*keys),
         )
 
 
@@ -137,7 +142,10 @@ def sweep(movie):
     movie.shapes("rail", group(rect(left, top, width, 12, 6), stroke(MIST, 1)))
     keys = []
     for start in range(0, FRAMES, 2 * RATE):
-        keys += [(start, [left + 6, top + 6], LINEAR), (start + 2 * RATE - 1, [left + width - 6, top + 6], HOLD)]
+        keys += [
+            (start, [left + 6, top + 6], LINEAR),
+            (start + 2 * RATE - 1, [left + width - 6, top + 6], HOLD),
+        ]
     movie.shapes("runner", group(ellipse(0, 0, 9, 9), fill(AMBER)), position=animate(*keys))
 
 

@@ -40,8 +40,16 @@ def arcs(movie):
         arc = group(
             ellipse(0, 0, radius * 2, radius * 2),
             trim(
-                start=animate((0, 25 - short / 2, SWAY), (FRAMES / 2, 25 - long / 2, SWAY), (FRAMES, 25 - short / 2)),
-                end=animate((0, 25 + short / 2, SWAY), (FRAMES / 2, 25 + long / 2, SWAY), (FRAMES, 25 + short / 2)),
+                start=animate(
+                    (0, 25 - short / 2, SWAY),
+                    (FRAMES / 2, 25 - long / 2, SWAY),
+                    (FRAMES, 25 - short / 2),
+                ),
+                end=animate(
+                    (0, 25 + short / 2, SWAY),
+                    (FRAMES / 2, 25 + long / 2, SWAY),
+                    (FRAMES, 25 + short / 2),
+                ),
             ),
             gradient_stroke(stops, (0, -radius), (0, radius), pen),
         )
@@ -85,7 +93,12 @@ def mark(movie):
     arms = [
         group(
             line(-half * side, -half, half * side, half),
-            gradient_stroke([(0, CORAL), (0.5, AMBER), (1, CORAL)], (-half * side, -half), (half * side, half), 15),
+            gradient_stroke(
+                [(0, CORAL), (0.5, AMBER), (1, CORAL)],
+                (-half * side, -half),
+                (half * side, half),
+                15,
+            ),
         )
         for side in (1, -1)
     ]

@@ -1,7 +1,7 @@
 """Builds Lottie documents from plain Python values.
 
 Only what the example movies use, and only what rlottie draws: shape layers,
-solids, precomps, masks, mattes, gradients, trim paths and repeaters.
+precomps, masks, gradients, trim paths and repeaters.
 Movies are written back to front: what is added last lies on top.
 """
 
@@ -173,7 +173,10 @@ def group(*items, **place):
 
 
 def mask(shape, mode="a"):
-    """`shape` is what path() or polygon() returns."""
+    """`shape` is what path() or polygon() returns.
+
+    There are no mattes here: the rlottie of Debian 12 draws nothing for them.
+    """
     return {"inv": False, "mode": mode, "pt": shape["ks"], "o": fixed(100)}
 
 
@@ -209,12 +212,6 @@ class Movie:
         self.layers.append(layer)
         return layer
 
-    def solid(self, name, colour, **place):
-        layer = self._layer(1, name, 0, None, place, [])
-        layer.update({"sw": self.width, "sh": self.height, "sc": colour})
-        self.layers.append(layer)
-        return layer
-
     def precomp(self, name, build, first=0, last=None, masks=(), **place):
         """A layer that holds a composition of its own; `build` fills it."""
         inner = Movie(name, self.width, self.height, self.rate, self.frames)
@@ -226,18 +223,12 @@ class Movie:
         self.layers.append(layer)
         return layer
 
-    def show_through(self, layer, stencil):
-        """Shows `layer` only where `stencil`, added directly after it, has ink."""
-        assert self.layers[-2] is layer and self.layers[-1] is stencil
-        layer["tt"] = 1
-        stencil["td"] = 1
-
     def stacked(self):
         for index, layer in enumerate(reversed(self.layers)):
             layer["ind"] = index + 1
         return list(reversed(self.layers))
 
-    def write(self, file_name):
+    def text(self):
         document = {
             "v": "5.5.2",
             "nm": self.name,
@@ -250,9 +241,7 @@ class Movie:
             "assets": self.assets,
             "layers": self.stacked(),
         }
-        with open(file_name, "w", encoding="ascii", newline="\n") as out:
-            json.dump(_rounded(document), out, separators=(",", ":"))
-            out.write("\n")
+        return json.dumps(_rounded(document), separators=(",", ":")) + "\n"
 
 
 def _rounded(value):

@@ -22,6 +22,7 @@ from lottie import (
     gradient_stroke,
     group,
     line,
+    mask,
     polygon,
     rect,
     stroke,
@@ -52,16 +53,26 @@ def plate(movie):
         # An echo of the plate runs ahead of it and comes to rest as its bright rim.
         for name, paint, late, shift in (
             ("echo", gradient_fill([(0, BLUE), (1, VIOLET)], (0, 0), (PLATE_WIDTH, 0)), 4, 13),
-            ("plate", gradient_fill([(0, "#142252", 0.97), (0.6, NAVY, 0.95), (1, NIGHT, 0.9)],
-                                    (0, 0), (PLATE_WIDTH, 60)), 10, 0),
+            (
+                "plate",
+                gradient_fill(
+                    [(0, "#142252", 0.97), (0.6, NAVY, 0.95), (1, NIGHT, 0.9)],
+                    (0, 0),
+                    (PLATE_WIDTH, 60),
+                ),
+                10,
+                0,
+            ),
         ):
             end = opened[0] + shift
             inner.shapes(
                 name,
                 group(plate_outline(), paint),
                 position=animate(
-                    (late, [closed[0], 0], EASE_OUT), (late + 46, [end, 0]),
-                    (EXIT + 22 - late, [end, 0], EASE_IN), (EXIT + 54 - late, [closed[0], 0]),
+                    (late, [closed[0], 0], EASE_OUT),
+                    (late + 46, [end, 0]),
+                    (EXIT + 22 - late, [end, 0], EASE_IN),
+                    (EXIT + 54 - late, [closed[0], 0]),
                 ),
             )
         start = 84
@@ -74,17 +85,24 @@ def plate(movie):
                         start=animate((run, 0, SWAY), (run + 90, 100)),
                         end=animate((run, 0, EASE_OUT), (run + 80, 100)),
                     ),
-                    gradient_stroke([(0, AMBER, 0.2), (0.5, SKY), (1, SKY, 0.2)], (0, 0), (PLATE_WIDTH - SLANT, 0), 3),
+                    gradient_stroke(
+                        [(0, AMBER, 0.2), (0.5, SKY), (1, SKY, 0.2)],
+                        (0, 0),
+                        (PLATE_WIDTH - SLANT, 0),
+                        3,
+                    ),
                 ),
                 first=run,
                 last=run + 90,
             )
 
-    window = polygon((0, -4), (PLATE_WIDTH + 40, -4), (PLATE_WIDTH + 40, PLATE_HEIGHT + 4), (0, PLATE_HEIGHT + 4))
+    window = polygon(
+        (0, -4), (PLATE_WIDTH + 40, -4), (PLATE_WIDTH + 40, PLATE_HEIGHT + 4), (0, PLATE_HEIGHT + 4)
+    )
     movie.precomp(
         "plate",
         build,
-        masks=[{"inv": False, "mode": "a", "pt": window["ks"], "o": {"a": 0, "k": 100}}],
+        masks=[mask(window)],
         position=(LEFT, TOP),
     )
 
@@ -96,7 +114,9 @@ def edge(movie):
             line(0, 0, 0, PLATE_HEIGHT),
             trim(
                 start=animate((0, 50, EASE_OUT), (30, 0), (EXIT + 34, 0, EASE_IN), (EXIT + 54, 50)),
-                end=animate((0, 50, EASE_OUT), (30, 100), (EXIT + 34, 100, EASE_IN), (EXIT + 54, 50)),
+                end=animate(
+                    (0, 50, EASE_OUT), (30, 100), (EXIT + 34, 100, EASE_IN), (EXIT + 54, 50)
+                ),
             ),
             gradient_stroke([(0, AMBER), (1, CORAL)], (0, 0), (0, PLATE_HEIGHT), 10),
         ),
@@ -121,7 +141,10 @@ def words(movie, name, text, size, tracking, weight, ink, top, born, gone):
                 first=int(start),
                 last=int(end) + 20,
                 position=animate(
-                    (start, below, EASE_OUT), (start + 30, rest), (end, rest, EASE_IN), (end + 18, below)
+                    (start, below, EASE_OUT),
+                    (start + 30, rest),
+                    (end, rest, EASE_IN),
+                    (end + 18, below),
                 ),
             )
 
@@ -136,7 +159,7 @@ def words(movie, name, text, size, tracking, weight, ink, top, born, gone):
         build,
         first=born,
         last=gone + 40,
-        masks=[{"inv": False, "mode": "a", "pt": window["ks"], "o": {"a": 0, "k": 100}}],
+        masks=[mask(window)],
     )
 
 
@@ -146,7 +169,10 @@ def badge(movie):
     total = width + 52
     x, y = LEFT + PLATE_WIDTH - SLANT - total / 2 - 22, TOP + 47
     appear = animate(
-        (50, [0, 0], OVERSHOOT), (74, [100, 100]), (EXIT - 6, [100, 100], EASE_IN), (EXIT + 10, [0, 0])
+        (50, [0, 0], OVERSHOOT),
+        (74, [100, 100]),
+        (EXIT - 6, [100, 100], EASE_IN),
+        (EXIT + 10, [0, 0]),
     )
     letters = [
         group(*glyph(paths), stroke("#FFFFFF", 2.6), position=(-total / 2 + 36 + lx, -size / 2))
@@ -193,9 +219,20 @@ def mark(movie):
         first=44,
         last=EXIT + 12,
         position=(LEFT + PLATE_WIDTH - SLANT - 40, TOP + 103),
-        rotation=animate((44, -90, EASE_OUT), (84, 0), (180, 0, EASE_IN_OUT), (220, 180), (EXIT - 8, 180, EASE_IN),
-                         (EXIT + 12, 270)),
-        scale=animate((44, [0, 0], OVERSHOOT), (70, [100, 100]), (EXIT - 8, [100, 100], EASE_IN), (EXIT + 12, [0, 0])),
+        rotation=animate(
+            (44, -90, EASE_OUT),
+            (84, 0),
+            (180, 0, EASE_IN_OUT),
+            (220, 180),
+            (EXIT - 8, 180, EASE_IN),
+            (EXIT + 12, 270),
+        ),
+        scale=animate(
+            (44, [0, 0], OVERSHOOT),
+            (70, [100, 100]),
+            (EXIT - 8, [100, 100], EASE_IN),
+            (EXIT + 12, [0, 0]),
+        ),
     )
 
 

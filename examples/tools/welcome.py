@@ -20,6 +20,7 @@ from lottie import (
     gradient_stroke,
     group,
     line,
+    mask,
     morph,
     path,
     polygon,
@@ -72,8 +73,26 @@ def lights(movie):
 def ribbons(movie):
     """Bundles of threads that twist around each other below and above the name."""
     for name, y, period, amplitude, turns, stops, tilt, copies in (
-        ("low ribbon", 604, 1180, 74, 1, [(0.0, BLUE, 0), (0.3, BLUE, 0.75), (0.7, SKY, 0.7), (1, SKY, 0)], 1.1, 13),
-        ("high ribbon", 128, 1420, 58, -1, [(0.0, VIOLET, 0), (0.35, VIOLET, 0.65), (0.75, BLUE, 0.55), (1, BLUE, 0)], -0.9, 10),
+        (
+            "low ribbon",
+            604,
+            1180,
+            74,
+            1,
+            [(0.0, BLUE, 0), (0.3, BLUE, 0.75), (0.7, SKY, 0.7), (1, SKY, 0)],
+            1.1,
+            13,
+        ),
+        (
+            "high ribbon",
+            128,
+            1420,
+            58,
+            -1,
+            [(0.0, VIOLET, 0), (0.35, VIOLET, 0.65), (0.75, BLUE, 0.55), (1, BLUE, 0)],
+            -0.9,
+            10,
+        ),
     ):
         keys = 12
         phases = [
@@ -85,7 +104,9 @@ def ribbons(movie):
         )
         bundle = group(
             thread,
-            repeat(copies, 100, 12, scale=(100, 85), rotation=tilt, anchor=(660, 0), position=(0, 2)),
+            repeat(
+                copies, 100, 12, scale=(100, 85), rotation=tilt, anchor=(660, 0), position=(0, 2)
+            ),
         )
         movie.shapes(
             name,
@@ -99,10 +120,22 @@ def motes(movie):
     """Points of light that rise slowly through the picture."""
     # (x, y, size, rise): scattered by hand so that none sits on the name
     spots = (
-        (90, 420, 5, 70), (210, 200, 4, 50), (265, 560, 6, 90), (395, 160, 3, 40),
-        (450, 660, 5, 80), (560, 180, 4, 60), (655, 610, 4, 70), (720, 110, 5, 50),
-        (835, 540, 6, 90), (905, 190, 3, 40), (1010, 640, 4, 70), (1065, 230, 5, 60),
-        (1150, 470, 6, 80), (1215, 300, 4, 60), (150, 80, 3, 40), (1190, 640, 3, 50),
+        (90, 420, 5, 70),
+        (210, 200, 4, 50),
+        (265, 560, 6, 90),
+        (395, 160, 3, 40),
+        (450, 660, 5, 80),
+        (560, 180, 4, 60),
+        (655, 610, 4, 70),
+        (720, 110, 5, 50),
+        (835, 540, 6, 90),
+        (905, 190, 3, 40),
+        (1010, 640, 4, 70),
+        (1065, 230, 5, 60),
+        (1150, 470, 6, 80),
+        (1215, 300, 4, 60),
+        (150, 80, 3, 40),
+        (1190, 640, 3, 50),
     )
     for index, (x, y, size, rise) in enumerate(spots):
         start = 14 + (index * 7) % 40
@@ -125,8 +158,14 @@ def impact(movie):
         glow(AMBER, 300, 0.9),
         position=CENTRE,
         scale=animate((8, [20, 20], EASE_IN), (CROSSING, [90, 90], EASE_OUT), (80, [150, 110])),
-        opacity=animate((6, 0, EASE_IN), (CROSSING, 100, EASE_OUT), (90, 8), (EXIT, 8, SWAY),
-                        (EXIT + 34, 55, EASE_OUT), (EXIT + 54, 0)),
+        opacity=animate(
+            (6, 0, EASE_IN),
+            (CROSSING, 100, EASE_OUT),
+            (90, 8),
+            (EXIT, 8, SWAY),
+            (EXIT + 34, 55, EASE_OUT),
+            (EXIT + 54, 0),
+        ),
     )
     for name, delay, size, colour in (("ring", 0, 620, AMBER), ("second ring", 7, 440, SKY)):
         born = CROSSING + delay
@@ -172,11 +211,16 @@ def streaks(movie):
     for name, side, late in (("falling streak", 1, 0), ("rising streak", -1, 2)):
         x, y = side * half_w * reach, half_h * reach
         head = animate(
-            (late, 0, ARRIVE), (CROSSING + late, bar_end), (EXIT + 30, bar_end, EASE_IN), (EXIT + 50 + late, 100)
+            (late, 0, ARRIVE),
+            (CROSSING + late, bar_end),
+            (EXIT + 30, bar_end, EASE_IN),
+            (EXIT + 50 + late, 100),
         )
         tail = animate(
-            (late + 4, 0, ARRIVE), (CROSSING + 10 + late, bar_start),
-            (EXIT + 34, bar_start, EASE_IN), (EXIT + 56 + late, 100),
+            (late + 4, 0, ARRIVE),
+            (CROSSING + 10 + late, bar_start),
+            (EXIT + 34, bar_start, EASE_IN),
+            (EXIT + 56 + late, 100),
         )
         warm = [(0, AMBER), (1, CORAL)]
         movie.shapes(
@@ -207,13 +251,24 @@ def letters(movie):
             "letter " + char,
             group(
                 *glyph(paths),
-                trim(end=animate((born, 0, EASE_OUT), (born + 34, 100), (gone, 100, EASE_IN), (gone + 22, 0))),
+                trim(
+                    end=animate(
+                        (born, 0, EASE_OUT), (born + 34, 100), (gone, 100, EASE_IN), (gone + 22, 0)
+                    )
+                ),
                 gradient_stroke(cool, (0, 0), (0, NAME_HEIGHT), PEN),
             ),
             first=born,
             last=gone + 22,
-            position=animate((born, near, EASE_OUT), (born + 36, place), (gone, place, EASE_IN), (gone + 22, near)),
-            opacity=animate((born, 0, LINEAR), (born + 5, 100), (gone + 16, 100, LINEAR), (gone + 22, 0)),
+            position=animate(
+                (born, near, EASE_OUT),
+                (born + 36, place),
+                (gone, place, EASE_IN),
+                (gone + 22, near),
+            ),
+            opacity=animate(
+                (born, 0, LINEAR), (born + 5, 100), (gone + 16, 100, LINEAR), (gone + 22, 0)
+            ),
         )
 
 
@@ -225,7 +280,9 @@ def shine(movie):
         first, last = -band - slant, NAME_WIDTH + slant
         pen = gradient_stroke(light, (0, 0), (0, 0), PEN)
         pen["s"] = animate((start, [first, 0], SWAY), (start + frames, [last, 0]))
-        pen["e"] = animate((start, [first + band, slant], SWAY), (start + frames, [last + band, slant]))
+        pen["e"] = animate(
+            (start, [first + band, slant], SWAY), (start + frames, [last + band, slant])
+        )
         movie.shapes(
             "shine",
             *[group(*[path(shifted(p, x)) for p in paths], pen) for _, x, _, paths in LETTERS],
@@ -247,7 +304,9 @@ def tagline(movie):
             line(-half, 0, half, 0),
             trim(
                 start=animate((32, 50, EASE_OUT), (80, 0), (EXIT - 4, 0, EASE_IN), (EXIT + 22, 50)),
-                end=animate((32, 50, EASE_OUT), (80, 100), (EXIT - 4, 100, EASE_IN), (EXIT + 22, 50)),
+                end=animate(
+                    (32, 50, EASE_OUT), (80, 100), (EXIT - 4, 100, EASE_IN), (EXIT + 22, 50)
+                ),
             ),
             gradient_stroke(fade, (-half, 0), (half, 0), 2.5),
         ),
@@ -257,8 +316,11 @@ def tagline(movie):
     )
     middle = len(placed) / 2
     window = polygon(
-        (0, rule_y + 6), (WIDTH, rule_y + 6), (WIDTH, top + TAGLINE_HEIGHT + 14), (0, top + TAGLINE_HEIGHT + 14)
-    )["ks"]
+        (0, rule_y + 6),
+        (WIDTH, rule_y + 6),
+        (WIDTH, top + TAGLINE_HEIGHT + 14),
+        (0, top + TAGLINE_HEIGHT + 14),
+    )
 
     def build(inner):
         for index, (char, x, _, paths) in enumerate(placed):
@@ -270,10 +332,15 @@ def tagline(movie):
                 group(*glyph(paths), stroke(MIST, 2.6)),
                 first=born,
                 last=gone + 18,
-                position=animate((born, hidden, EASE_OUT), (born + 26, rest), (gone, rest, EASE_IN), (gone + 18, hidden)),
+                position=animate(
+                    (born, hidden, EASE_OUT),
+                    (born + 26, rest),
+                    (gone, rest, EASE_IN),
+                    (gone + 18, hidden),
+                ),
             )
 
-    movie.precomp("tagline", build, masks=[{"inv": False, "mode": "a", "pt": window, "o": {"a": 0, "k": 100}}])
+    movie.precomp("tagline", build, masks=[mask(window)])
 
 
 def make():
