@@ -71,7 +71,8 @@ class RenderPlane : public Plane {
 /// Units    positions are screen pixels, regions are pixels of the plane.
 class OutputPlane : public Plane {
  public:
-  /// The pixels of `region` have changed: present them with the next frame.
+  /// The pixels of `region` have changed: present them with the next frame. The region may reach
+  /// outside the plane.
   virtual void ShowRegion(const plexion::Rect& region) = 0;
   virtual bool MoveTo(const plexion::Point& point) = 0;
   virtual plexion::Rect GetRect() = 0;

@@ -186,6 +186,7 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   std::atomic<IQXKernel::Time> creationTime;
   std::atomic<bool> firstScreenUpdatePending;
   Rect previousOutputRect;
+  QXString goZorBase;  ///< second address of "go": parameters.zorBase points into it
 
  private:
   IQXKernel* Kernel() const { return IQXKernel::GetKernel(); }
@@ -193,14 +194,17 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   // StageWindowRun.cpp
   void WaitForConfiguration(int& pollBudget);
   void WaitForGo();
+  void TakeContentFromGo(const QXString& url, const QXString& baseUrl);
   bool WaitForReadiness(int& pollBudget);
   bool PlayToEnd();
   // StageWindowPlanes.cpp
-  bool AcquireGraphicsDriver();
   bool FailWith(StageWindowStatus status);
   bool MakeRenderPlane(Dims& contentDims);
   bool MakeOutputPlane(const Dims& contentDims);
+  bool MakeBothPlanesResized(const Dims& contentDims, const Rect& rect, bool defaultPlacement);
+  bool TakeOutputPlane(platform::OutputPlane* plane);
   const char* OutputPlaneName() const;
+  bool AcquireGraphicsDriver();
   // StageWindowGeometry.cpp
   void ApplyResize(const Dims& dims);
   void ApplyMove();
