@@ -28,8 +28,10 @@ enum : uint32_t {
 class DrawingContext {
  public:
   /// Copies `sourceRect` of `source` over `destinationRect` of this context's plane, stretching
-  /// where the sizes differ. Alpha is copied, not blended. Returns  false when it cannot; nothing
-  /// is drawn then, and the caller copies in software.
+  /// where the sizes differ. Alpha is copied, not blended. Either rectangle may reach outside its
+  /// plane (a window that is activated passes its screen rectangle): what lies outside is skipped.
+  ///
+  /// Returns  false when it cannot; nothing is drawn then, and the caller copies in software.
   virtual bool StretchCopy(Plane* source, const plexion::Rect& sourceRect,
                            const plexion::Rect& destinationRect) = 0;
   /// Waits until drawing that was started is in the plane's pixels.

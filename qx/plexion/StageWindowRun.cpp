@@ -120,8 +120,9 @@ void StageWindowImpl::WaitForGo() {
   shell->Start();
   kernel->Printf("Plexion suspended until you use the \"go\" command.\n");
   event->Wait(IQXKernel::kInfinite);
-  if (!command->url.IsEmpty()) TakeContentFromGo(command->url, command->baseUrl);
+  // First of all: a second "go" rewrites the command's texts.
   shell->UnregisterCommand("go");
+  if (!command->url.IsEmpty()) TakeContentFromGo(command->url, command->baseUrl);
   QXTypes_ScalarDelete<platform::IShellCommand>(command, nullptr, 0);
 
   // The timing log counts from the operator's word.
