@@ -175,7 +175,7 @@ def group(*items, **place):
 def mask(shape, mode="a"):
     """`shape` is what path() or polygon() returns.
 
-    There are no mattes here: the rlottie of Debian 12 draws nothing for them.
+    There are no mattes here: the rlottie of Debian 12 drew nothing for them in trials.
     """
     return {"inv": False, "mode": mode, "pt": shape["ks"], "o": fixed(100)}
 

@@ -157,7 +157,13 @@ def impact(movie):
         "flash",
         glow(AMBER, 300, 0.9),
         position=CENTRE,
-        scale=animate((8, [20, 20], EASE_IN), (CROSSING, [90, 90], EASE_OUT), (80, [150, 110])),
+        scale=animate(
+            (8, [20, 20], EASE_IN),
+            (CROSSING, [90, 90], EASE_OUT),
+            (80, [150, 110]),
+            (EXIT, [150, 110], SWAY),
+            (EXIT + 34, [46, 46]),
+        ),
         opacity=animate(
             (6, 0, EASE_IN),
             (CROSSING, 100, EASE_OUT),
