@@ -9,6 +9,7 @@ log_dir=$root/build/logs
 # shellcheck disable=SC2034 # for those who source this
 jobs=$(nproc 2>/dev/null || echo 2)
 packages_installed=0
+declare -A configured=()
 
 say() { printf '%s: %s\n' "$me" "$*" >&2; }
 
@@ -123,6 +124,8 @@ configure() {
   local stamp=$dir/.configured
   local key
   key="$(cksum <"$root/CMakePresets.json") $*"
+  if [ -n "${configured[$preset]:-}" ]; then return; fi
+  configured[$preset]=1
   if [ -f "$dir/CMakeCache.txt" ] &&
     ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$dir/CMakeCache.txt"; then
     say "Removing $dir: it was configured for another folder"
