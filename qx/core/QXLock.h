@@ -3,8 +3,8 @@
 
 #include "qx/core/IQXKernel.h"
 
-/// Holds a kernel mutex from construction to the end of the scope. A null mutex (the kernel had none to
-/// give) is not locked: the work goes on unguarded rather than not at all.
+/// Holds a kernel mutex from construction to the end of the scope. A null mutex (the kernel had
+/// none to give) is not locked: the work goes on unguarded rather than not at all.
 class QXLock {
  public:
   explicit QXLock(IQXKernel::Mutex* mutex) : mutex_(mutex) {

@@ -94,8 +94,8 @@ class MorvelInstance {
   /// the content is paused or not animating.
   virtual void RequestInterFrameNotification() = 0;
 
-  /// The window was asked to take this size: (0, 0, width, height) in screen pixels. The render plane,
-  /// resized in proportion, has been set again already when the resize succeeded.
+  /// The window was asked to take this size: (0, 0, width, height) in screen pixels. The render
+  /// plane, resized in proportion, has been set again already when the resize succeeded.
   virtual void SetStageRect(const plexion::Rect& rect) = 0;
 
   // Input. Positions are render-plane pixels. Key codes are the host's.
