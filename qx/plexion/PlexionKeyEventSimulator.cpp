@@ -1,8 +1,8 @@
 #include "qx/plexion/PlexionKeyEventSimulator.h"
 
+#include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/core/morvellib/MorvelInstance.h"
-#include "qx/plexion/ScopedLock.h"
 
 namespace qx {
 namespace plexion {
@@ -119,7 +119,7 @@ void PlexionKeyEventSimulator::NotifyKeyUpEvent(MorvelInstance* instance, unsign
 }
 
 void PlexionKeyEventSimulator::ClearKeyEvents(MorvelInstance* instance, bool resetHeldKey) {
-  ScopedLock locked(lock);
+  QXLock locked(lock);
   if (resetHeldKey) {
     heldKey = 0;
     keyHeld = false;
@@ -136,7 +136,7 @@ void PlexionKeyEventSimulator::ClearKeyEvents(MorvelInstance* instance, bool res
 
 /// A key that is pressed again before its simulated key up gets that one first.
 void PlexionKeyEventSimulator::SendEarlyKeyUp(MorvelInstance* instance, uint32_t key) {
-  ScopedLock locked(lock);
+  QXLock locked(lock);
   for (unsigned i = 0; i < events.Count(); ++i) {
     if (events[i]->keyCode != key) continue;
     DestroyEvent(events[i]);
@@ -154,7 +154,7 @@ void PlexionKeyEventSimulator::QueueKeyUp(MorvelInstance* instance, uint32_t key
   event->isKeyDown = 0;
   event->keyCode = key;
   event->instance = instance;
-  ScopedLock locked(lock);
+  QXLock locked(lock);
   if (!events.Append(event)) DestroyEvent(event);
 }
 
@@ -166,7 +166,7 @@ void PlexionKeyEventSimulator::ThreadProc() {
   while (running) {
     const IQXKernel::Time begin = kernel->GetTime();
     {
-      ScopedLock locked(lock);
+      QXLock locked(lock);
       DeliverDueEvents();
       RepeatHeldKey();
     }

@@ -1,6 +1,6 @@
 #include "qx/plexion/StageWindowMemoryWatchdog.h"
 
-#include "qx/plexion/ScopedLock.h"
+#include "qx/core/QXLock.h"
 #include "qx/plexion/StageWindow.h"
 
 namespace qx {
@@ -27,7 +27,7 @@ StageWindowMemoryWatchdog::StageWindowMemoryWatchdog(StageWindow* stageWindow,
 StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() { kernel->DestroyMutex(mutex); }
 
 void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, unsigned long line) {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   // 32 bits, as the limit is, wrapping: adding and subtracting stay in step however much is in use.
   const uint32_t total = bytesUsed + static_cast<uint32_t>(size);
   if (limit != 0 && total > limit) {
@@ -47,7 +47,7 @@ void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, uns
 }
 
 void StageWindowMemoryWatchdog::Free(void* p, const char* file, unsigned long line) {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   char* block = static_cast<char*>(p) - kHeaderBytes;
   const uint32_t size = *reinterpret_cast<const uint32_t*>(block);
   kernel->Free(block, file, static_cast<int>(line));
@@ -56,27 +56,27 @@ void StageWindowMemoryWatchdog::Free(void* p, const char* file, unsigned long li
 }
 
 unsigned long StageWindowMemoryWatchdog::GetBytesUsed() {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   return bytesUsed;
 }
 
 unsigned long StageWindowMemoryWatchdog::GetBytesAvailable() {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   return limit == 0 ? UINT32_MAX : limit - bytesUsed;
 }
 
 uint64_t StageWindowMemoryWatchdog::GetGraphicsMemoryUsed() {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   return graphicsMemoryUsed;
 }
 
 void StageWindowMemoryWatchdog::IncrementGraphicsMemoryUsed(uint64_t bytes) {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   graphicsMemoryUsed += bytes;
 }
 
 void StageWindowMemoryWatchdog::DecrementGraphicsMemoryUsed(uint64_t bytes) {
-  ScopedLock lock(mutex);
+  QXLock lock(mutex);
   if (graphicsMemoryUsed >= bytes) graphicsMemoryUsed -= bytes;
 }
 
