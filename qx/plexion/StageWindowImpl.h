@@ -154,7 +154,9 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   IPlexionImpl* owner;                             ///< constant
   platform::IGraphicsDriver* graphicsDriver;       ///< held once acquired
   core::morvellib::IMorvelRuntimeLib* runtimeLib;  ///< held once acquired
-  core::morvellib::MorvelInstance* instance;  ///< guarded by stateLock; owned through runtimeLib
+  /// Owned through runtimeLib. Changed under stateLock; Terminate, the proxy update and a resize on
+  /// the player's own thread read it without, since another thread may hold the lock for long.
+  std::atomic<core::morvellib::MorvelInstance*> instance;
 
   IQXKernel::Mutex* geometryLock;  ///< guards notifiers and the pending geometry
   Dims pendingDims;
