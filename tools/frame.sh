@@ -145,28 +145,31 @@ configure() {
   printf '%s' "$key" >"$stamp"
 }
 
-# build PRESET TARGET...: builds quietly; on a terminal one line shows how far it is.
+# build PRESET TARGET...: builds, and says so only when there is something to build; on a terminal one
+# line shows how far it is.
 build() {
   local preset=$1
   shift
   local dir=$root/build/$preset
   local log=$log_dir/build-$preset.log
-  # A dry run is much cheaper than its message would be noisy.
-  if ninja -C "$dir" -n "$@" 2>/dev/null | grep -q 'no work to do'; then return; fi
-  say "Building build/$preset ($*)"
-  local ok=1
-  if [ -t 2 ]; then
-    ninja -C "$dir" "$@" 2>&1 | tee "$log" | while IFS= read -r line; do
-      case "$line" in
-        \[*/*\]*) printf '\r\033[K%s' "${line:0:78}" >&2 ;;
-      esac
-    done || ok=0
-    printf '\r\033[K' >&2
-  else
-    ninja -C "$dir" "$@" >"$log" 2>&1 || ok=0
-  fi
-  if [ "$ok" = 0 ]; then
+  if ! ninja -C "$dir" "$@" 2>&1 | tee "$log" | show_progress "Building build/$preset ($*)"; then
     show_log_end "$log"
     die "could not build build/$preset"
   fi
+}
+
+show_progress() {
+  local message=$1
+  local said=0 line
+  while IFS= read -r line; do
+    case "$line" in
+      \[*/*\]*Re-checking* | \[*/*\]*Re-running*) ;;
+      \[*/*\]*)
+        if [ "$said" = 0 ]; then say "$message"; fi
+        said=1
+        if [ -t 2 ]; then printf '\r\033[K%s' "${line:0:78}" >&2; fi
+        ;;
+    esac
+  done
+  if [ "$said" = 1 ] && [ -t 2 ]; then printf '\r\033[K' >&2; fi
 }
