@@ -1,6 +1,8 @@
 #ifndef QX_PLEXION_IPLEXIONIMPL_H_
 #define QX_PLEXION_IPLEXIONIMPL_H_
 
+#include <atomic>
+
 #include "qx/core/IQXKernel.h"
 #include "qx/core/QXArray.h"
 #include "qx/core/QXError.h"
@@ -144,18 +146,24 @@ class IPlexionImpl : public IPlexionSets {
   QXString applicationPrivateTempFileDirectory;  ///< constant; removed at destruction
   bool bannerDisplayed;                          ///< guarded by stageWindowLock
 
-  // Plain values, no lock.
-  int userInputKey;     ///< given no value by the constructor (kept: the host sets it first)
-  int viewIndex;        ///< the same
-  char* lastFrameData;  ///< owned; from the plain array allocator
+  // Plain values, no lock; those that threads share are atomic.
+  std::atomic<int> userInputKey;  ///< given no value by the constructor: the host sets it first
+  std::atomic<int> viewIndex;     ///< the same
+  char* lastFrameData;            ///< owned; from the plain array allocator
   int lastFrameSize;
   long lastFrameValue;  ///< given no value by the constructor
   bool lastFrameValid;
-  bool rewindOrForward;
-  bool exitFlag;
-  int windowXID;
+  std::atomic<bool> rewindOrForward;
+  std::atomic<bool> exitFlag;
+  std::atomic<int> windowXID;
   int persistentResourceState;  ///< 0 none, 1 locked, 2 released; guarded by stageWindowLock
-  double streamFrameRate;
+  std::atomic<double> streamFrameRate;
+
+ private:
+  // PlexionWindowSets.cpp
+  /// Null: the window is left unconfigured.
+  StageWindow* MakeStageWindow(const StageWindowParameters* parameters);
+  void PauseUntilGo();
 };
 
 }  // namespace plexion

@@ -1,0 +1,130 @@
+// Plain values that host and content exchange through the service, and the names of statuses.
+
+#include <new>
+
+#include "qx/plexion/IPlexionImpl.h"
+
+namespace qx {
+namespace plexion {
+
+namespace {
+
+const char* const kStatusNames[] = {
+    "kStatusUnconfigured",
+    "kStatusConfigured",
+    "kStatusLoading",
+    "kStatusLoaded",
+    "kStatusReadyToAnimate",
+    "kStatusPlaying",
+    "kStatusPaused",
+    "kStatusComplete",
+    "kErrorIncompleteConfiguration",
+    "kErrorModuleUnavailable",
+    "kErrorNotEnoughMemory",
+    "kErrorInvalidURL",
+    "kErrorStartupFailure",
+    "kErrorCorruptMovie",
+    "kErrorRenderPlaneCreationFailure",
+    "kErrorOutputPlaneCreationFailure",
+    "kErrorIncompatibleRenderPlane",
+    "kErrorFatalPlaybackError",
+    "kErrorTallyScriptStuck",
+    "kErrorUnsupportedVersion",
+    "kInfoLoadProgress",
+    "kInfoUnsupportedPlaceholderRendered",
+    "kInfoRenderPlaneUpdated",
+    "kInfoOutputPlaneUpdated",
+    "kInfoWindowActivated",
+    "kInfoWindowDeactivated",
+    "kInfoWindowResized",
+    "kInfoOutputPlaneResizeFailed",
+    "kInfoRenderPlaneResizeFailed",
+    "kInfoWindowMoved",
+    "kInfoWindowMoveFailed",
+    "kInfoContentRenderFailure",
+    "kInfoNotifyTSTrace",
+    "kInfoNotifyFPS",
+};
+
+constexpr int32_t kStatusCount = sizeof(kStatusNames) / sizeof(kStatusNames[0]);
+static_assert(kStatusCount == kInfoNotifyFPS + 1, "a name for each status");
+
+}  // namespace
+
+const char* IPlexionImpl::StageWindowStatusToString(StageWindowStatus status) {
+  const int32_t value = status;
+  return value >= 0 && value < kStatusCount ? kStatusNames[value] : nullptr;
+}
+
+bool IPlexionImpl::SetUserInputKey(int key) {
+  userInputKey = key;
+  return true;
+}
+
+int IPlexionImpl::GetUserInputKey() { return userInputKey; }
+
+bool IPlexionImpl::SetWindowXID(int xid) {
+  windowXID = xid;
+  return true;
+}
+
+int IPlexionImpl::GetWindowXID() { return windowXID; }
+
+void IPlexionImpl::SetExitFlag() { exitFlag = true; }
+
+void IPlexionImpl::GetExitFlag(bool& flag) { flag = exitFlag; }
+
+bool IPlexionImpl::SetViewIndex(int index) {
+  viewIndex = index;
+  return true;
+}
+
+int IPlexionImpl::GetViewIndex() { return viewIndex; }
+
+bool IPlexionImpl::SetLastFrame(char* data, int size, long value) {
+  delete[] lastFrameData;
+  lastFrameData = nullptr;
+  if (data == nullptr) {
+    lastFrameValid = false;
+    return false;
+  }
+  lastFrameSize = 0;
+  // The plain array allocator, not the tracked one. A negative size is one it does not have.
+  char* const copy =
+      size < 0 ? nullptr : new (std::nothrow_t{}) char[static_cast<unsigned long>(size)];
+  lastFrameSize = size;
+  lastFrameValue = value;
+  lastFrameValid = true;  // kept: stays so when the copy could not be made
+  lastFrameData = copy;
+  if (copy == nullptr) return false;
+  kernel->MemSet(copy, 0, static_cast<unsigned long>(size));
+  kernel->MemCopy(copy, data, static_cast<unsigned long>(size));
+  return true;
+}
+
+void IPlexionImpl::GetLastFrame(char** data, int* size, long* value, bool* valid) {
+  if (lastFrameData == nullptr) return;
+  *data = lastFrameData;
+  *size = lastFrameSize;
+  *value = lastFrameValue;
+  *valid = lastFrameValid;
+}
+
+// Not written as "greater than": a rate that is no number passes both tests (kept).
+bool IPlexionImpl::SetStreamFrameRate(double& rate) {
+  if (rate <= 0.0) return false;
+  streamFrameRate = rate;
+  return true;
+}
+
+bool IPlexionImpl::GetStreamFrameRate(double& rate) {
+  const double stored = streamFrameRate;
+  if (stored <= 0.0) return false;
+  rate = stored;
+  return true;
+}
+
+bool IPlexionImpl::IsRewindOrForward() { return rewindOrForward; }
+
+}  // namespace plexion
+}  // namespace qx
