@@ -1,0 +1,201 @@
+#include "host/kernel/ModuleLoader.h"
+
+#include <dlfcn.h>
+#include <limits.h>
+#include <stdlib.h>
+
+#include <utility>
+
+namespace plexion_host {
+namespace {
+
+using PutKernelEntry = void (*)(IQXKernel*);
+using LoadEntry = IQXModule* (*)();
+using UnloadEntry = void (*)(IQXModule*);
+
+constexpr const char* kPutKernel = "IQXModule_QXModule_PutKernel";
+
+template <typename Function>
+Function FindEntry(void* library, const std::string& symbol) {
+  return reinterpret_cast<Function>(dlsym(library, symbol.c_str()));
+}
+
+// Two ways to name a file are still one library.
+std::string Canonical(const std::string& file) {
+  char* const resolved = realpath(file.c_str(), nullptr);
+  if (resolved == nullptr) return file;
+  std::string path(resolved);
+  free(resolved);
+  return path;
+}
+
+}  // namespace
+
+ModuleLoader::ModuleLoader(IQXKernel& kernel, ModuleFiles files)
+    : kernel_(kernel), files_(std::move(files)) {}
+
+void ModuleLoader::AddBuiltIn(const std::string& name, IQXModule* module) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Entry& entry = entries_[name];
+  entry.state = State::kLoaded;
+  entry.builtIn = true;
+  entry.module = module;
+}
+
+IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  Entry& entry = entries_[name];  // map nodes stay where they are
+  while (entry.state == State::kLoading || entry.state == State::kUnloading) {
+    if (entry.worker == std::this_thread::get_id()) {
+      error = entry.state == State::kLoading ? "it needs itself in order to load"
+                                             : "it is asked for while it unloads";
+      return nullptr;
+    }
+    settled_.wait(lock);
+  }
+  if (entry.state == State::kAbsent) {
+    entry.state = State::kLoading;
+    entry.worker = std::this_thread::get_id();
+    lock.unlock();
+    Entry loaded;
+    const bool succeeded = Load(name, loaded);
+    lock.lock();
+    entry.error = loaded.error;
+    entry.module = loaded.module;
+    entry.library = loaded.library;
+    entry.unload = loaded.unload;
+    entry.state = succeeded ? State::kLoaded : State::kAbsent;
+    settled_.notify_all();
+    if (!succeeded) {
+      error = entry.error;
+      return nullptr;
+    }
+  }
+  ++entry.users;
+  return entry.module;
+}
+
+bool ModuleLoader::Load(const std::string& name, Entry& loaded) {
+  const std::string file = files_.Find(name, loaded.error);
+  if (file.empty()) return false;
+  loaded.library = OpenLibrary(Canonical(file), loaded.error);
+  if (loaded.library == nullptr) return false;
+
+  const std::string loadSymbol = "IQXModule_" + name + "_ModuleLoad";
+  const std::string unloadSymbol = "IQXModule_" + name + "_ModuleUnload";
+  const auto load = FindEntry<LoadEntry>(loaded.library->handle, loadSymbol);
+  loaded.unload = FindEntry<UnloadEntry>(loaded.library->handle, unloadSymbol);
+  if (load == nullptr || loaded.unload == nullptr) {
+    loaded.error = loaded.library->file + " has no entry point " +
+                   (load == nullptr ? loadSymbol : unloadSymbol);
+  } else {
+    loaded.module = load();
+    if (loaded.module == nullptr) {
+      loaded.error = loaded.library->file + ": " + loadSymbol + " made no module";
+    }
+  }
+  if (loaded.module != nullptr) return true;
+  CloseLibrary(loaded.library);
+  loaded.library = nullptr;
+  return false;
+}
+
+void ModuleLoader::Release(IQXModule* module) {
+  if (module == nullptr) return;
+  std::unique_lock<std::mutex> lock(mutex_);
+  Entry* entry = nullptr;
+  for (auto& [name, candidate] : entries_) {
+    if (candidate.module == module && candidate.users > 0) entry = &candidate;
+  }
+  if (entry == nullptr) return;
+  if (--entry->users > 0 || entry->builtIn) return;
+
+  entry->state = State::kUnloading;
+  entry->worker = std::this_thread::get_id();
+  lock.unlock();
+  entry->unload(module);
+  CloseLibrary(entry->library);
+  lock.lock();
+  entry->module = nullptr;
+  entry->library = nullptr;
+  entry->unload = nullptr;
+  entry->state = State::kAbsent;
+  settled_.notify_all();
+}
+
+ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, std::string& error) {
+  const std::lock_guard<std::mutex> lock(librariesMutex_);
+  std::unique_ptr<Library>& library = libraries_[file];
+  if (library == nullptr) {
+    auto opened = std::make_unique<Library>();
+    opened->file = file;
+    opened->handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (opened->handle == nullptr) {
+      const char* const reason = dlerror();
+      error = reason != nullptr ? reason : file + " cannot be loaded";
+    } else if (const auto putKernel = FindEntry<PutKernelEntry>(opened->handle, kPutKernel)) {
+      putKernel(&kernel_);
+      library = std::move(opened);
+    } else {
+      error = file + " has no entry point " + kPutKernel;
+      dlclose(opened->handle);
+    }
+  }
+  if (library == nullptr) {
+    libraries_.erase(file);
+    return nullptr;
+  }
+  ++library->users;
+  return library.get();
+}
+
+void ModuleLoader::CloseLibrary(Library* library) {
+  void* handle = nullptr;
+  {
+    const std::lock_guard<std::mutex> lock(librariesMutex_);
+    if (--library->users > 0) return;
+    handle = library->handle;
+    libraries_.erase(library->file);
+  }
+  // Runs the library's own destructors, which may join threads that still ask for modules.
+  dlclose(handle);
+}
+
+std::string ModuleLoader::FolderOf(const std::string& name) {
+  std::string error;
+  const std::string file = files_.Find(name, error);
+  if (file.empty()) return std::string();
+  const std::string path = Canonical(file);
+  return path.substr(0, path.rfind('/'));
+}
+
+bool ModuleLoader::IsBuiltIn(const std::string& name) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto entry = entries_.find(name);
+  return entry != entries_.end() && entry->second.builtIn;
+}
+
+std::string ModuleLoader::GetError(const std::string& name) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto entry = entries_.find(name);
+  return entry != entries_.end() ? entry->second.error : std::string();
+}
+
+bool ModuleLoader::ShouldReport(const std::string& name) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Entry& entry = entries_[name];
+  const bool first = !entry.reported;
+  entry.reported = true;
+  return first;
+}
+
+std::vector<std::string> ModuleLoader::GetLoaded() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<std::string> names;
+  for (const auto& [name, entry] : entries_) {
+    if (entry.users > 0 && !entry.builtIn) names.push_back(name);
+  }
+  return names;
+}
+
+}  // namespace plexion_host
