@@ -1,0 +1,34 @@
+#ifndef HOST_SYSTEM_FILESYSTEM_H_
+#define HOST_SYSTEM_FILESYSTEM_H_
+
+#include <string>
+
+#include "qx/platform/IFileSystem.h"
+
+namespace plexion_host {
+
+/// The service's install base, which its data directory lies below. It is fixed in the service; a
+/// launcher that runs as an ordinary user can put it elsewhere.
+constexpr const char* kInstallBase = "/mtd_down/halvex/plexion";
+
+/// Name of the environment variable by which the launcher's --datadir reaches this module.
+constexpr const char* kDataDirectoryVariable = "PLEXION_DATA_DIR";
+
+/// The device's files. What lies at or below the install base is looked for below `dataDirectory`
+/// instead, when that is not empty.
+class FileSystem final : public qx::platform::IFileSystem {
+ public:
+  /// Takes the data directory from the environment.
+  FileSystem();
+  explicit FileSystem(const std::string& dataDirectory) : dataDirectory_(dataDirectory) {}
+
+  qx::platform::IFileObject* CreateFileObject() override;
+  void DestroyFileObject(qx::platform::IFileObject* object) override;
+
+ private:
+  const std::string dataDirectory_;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_SYSTEM_FILESYSTEM_H_
