@@ -1,11 +1,13 @@
-// Two module names in one library.
+// Two module names in one library, which may be loaded at the same time.
+#include <atomic>
+
 #include "qx/core/IQXKernel.h"
 #include "tests/host/kernel/modules/CountingModule.h"
 
 namespace {
 
-int loads = 0;
-int unloads = 0;
+std::atomic<int> loads{0};
+std::atomic<int> unloads{0};
 
 class Counting final : public CountingModule {
  public:
