@@ -34,37 +34,50 @@ struct Span {
 
 uint64_t Least(uint64_t a, uint64_t b) { return a < b ? a : b; }
 
-/// The parts of a destination rectangle's axis that lie inside the plane. There are two when the
-/// rectangle is so long that positions wrap and reach the plane again.
-struct InsideSpans {
-  InsideSpans(uint32_t offset, uint32_t size, uint32_t planeSize) : count(0) {
+/// Walks the runs of neighbouring destination pixels, along one axis, that lie inside their plane
+/// and whose sources lie inside theirs. One run is the rule; positions that wrap make more.
+class Runs {
+ public:
+  Runs(const Axis& axis, uint32_t offset, uint32_t size, uint32_t planeSize, uint32_t sourceSize)
+      : axis_(axis), sourceEnd_(Least(static_cast<uint64_t>(sourceSize) << 16, kWrap)) {
     if (offset < planeSize) Add({0, Least(size, planeSize - offset)});
+    // So long a rectangle that it goes once around and reaches the plane again.
     if (offset > 0) Add({kWrap - offset, Least(size, kWrap - offset + planeSize)});
   }
+
+  /// Returns  false when there is no further run.
+  bool Next(Span* run) {
+    while (current_ < count_) {
+      Span& rest = inside_[current_];
+      while (rest.begin < rest.end) {
+        const uint64_t fixed = axis_.FixedAt(rest.begin);
+        const bool valid = fixed < sourceEnd_;
+        const uint64_t edge = valid ? sourceEnd_ : kWrap;
+        // Pixels from here that stay on this side of the edge.
+        const uint64_t stay =
+            axis_.step == 0 ? kWrap : (edge - fixed + axis_.step - 1) / axis_.step;
+        const uint64_t begin = rest.begin;
+        rest.begin = Least(rest.end, begin + stay);
+        if (!valid) continue;
+        *run = {begin, rest.begin};
+        return true;
+      }
+      ++current_;
+    }
+    return false;
+  }
+
+ private:
   void Add(Span span) {
-    if (span.begin < span.end) spans[count++] = span;
+    if (span.begin < span.end) inside_[count_++] = span;
   }
 
-  Span spans[2];
-  unsigned count;
+  const Axis& axis_;
+  const uint64_t sourceEnd_;
+  Span inside_[2] = {};
+  unsigned count_ = 0;
+  unsigned current_ = 0;
 };
-
-/// The first run of pixels in `span` whose source lies below `sourceSize`; an empty one at the end
-/// of the span when there is none.
-Span NextRun(const Axis& axis, Span span, uint32_t sourceSize) {
-  const uint64_t limit = Least(static_cast<uint64_t>(sourceSize) << 16, kWrap);
-  uint64_t begin = span.begin;
-  while (begin < span.end) {
-    const uint64_t fixed = axis.FixedAt(begin);
-    const uint64_t edge = fixed < limit ? limit : kWrap;
-    // Pixels from here that stay on this side of the edge.
-    const uint64_t stay = axis.step == 0 ? span.end : (edge - fixed + axis.step - 1) / axis.step;
-    const uint64_t end = Least(span.end, begin + stay);
-    if (fixed < limit) return {begin, end};
-    begin = end;
-  }
-  return {span.end, span.end};
-}
 
 /// What every row of a copy has in common, and one row's addresses.
 struct Row {
@@ -181,9 +194,38 @@ void CopyRun(StretchKernel kernel, const Row& row, const Axis& x, Span run) {
   CopyRunPlain(row, fixed, x.step, count);
 }
 
-template <typename Pixel>
-Pixel* RowAddress(Pixel* base, uint32_t pitchBytes, uint32_t y) {
-  return base + static_cast<uint64_t>(y) * pitchBytes / sizeof(uint32_t);
+struct Pixels {
+  const uint32_t* Row(uint32_t y) const { return base + static_cast<uint64_t>(y) * stride; }
+  const uint32_t* base;
+  uint64_t stride;  ///< pixels from row to row
+  uint32_t width;
+};
+
+/// Copies a rectangle of which every source and destination pixel lies inside its plane: the
+/// columns of `columns` in the rows of `rows`. `top` and `left` are the destination's first row and
+/// column.
+void CopyInside(StretchKernel kernel, const Pixels& source, uint32_t* destination, uint64_t stride,
+                const Axis& x, Span columns, const Axis& y, Span rows, uint32_t left,
+                uint32_t top) {
+  const uint64_t width = columns.end - columns.begin;
+  const uint64_t height = rows.end - rows.begin;
+  uint32_t* out = destination + top * stride + left;
+  if (x.step == kOne && y.step == kOne && width == stride && width == source.stride) {
+    // Whole planes, row upon row without a gap.
+    const uint32_t* from = source.Row(y.FixedAt(rows.begin) >> 16);
+    memcpy(out, from + (x.FixedAt(columns.begin) >> 16), width * height * sizeof(uint32_t));
+    return;
+  }
+  uint32_t previousY = 0;
+  for (uint64_t j = rows.begin; j < rows.end; ++j, out += stride) {
+    const uint32_t sourceY = y.FixedAt(j) >> 16;
+    if (j > rows.begin && sourceY == previousY) {
+      memcpy(out, out - stride, width * sizeof(uint32_t));
+    } else {
+      CopyRun(kernel, {source.Row(sourceY), source.width, out}, x, columns);
+    }
+    previousY = sourceY;
+  }
 }
 
 }  // namespace
@@ -210,34 +252,18 @@ void StretchCopy32(const uint32_t* source, uint32_t sourcePitchBytes, Rect sourc
   if (destinationRect.width == 0 || destinationRect.height == 0) return;
   const Axis x(sourceRect.x, sourceRect.width, destinationRect.width);
   const Axis y(sourceRect.y, sourceRect.height, destinationRect.height);
-  const InsideSpans columns(destinationRect.x, destinationRect.width, destinationDims.width);
-  const InsideSpans rows(destinationRect.y, destinationRect.height, destinationDims.height);
+  const Pixels from{source, sourcePitchBytes / sizeof(uint32_t), sourceDims.width};
+  const uint64_t stride = destinationPitchBytes / sizeof(uint32_t);
 
-  for (unsigned c = 0; c < columns.count; ++c) {
-    Span rest = columns.spans[c];
-    for (Span run = NextRun(x, rest, sourceDims.width); run.begin < run.end;
-         run = NextRun(x, rest, sourceDims.width)) {
-      rest.begin = run.end;
-      const uint32_t left = destinationRect.x + static_cast<uint32_t>(run.begin);
-      const uint64_t bytes = (run.end - run.begin) * sizeof(uint32_t);
-      const uint32_t* previous = nullptr;
-      uint32_t previousY = 0;
-      for (unsigned r = 0; r < rows.count; ++r) {
-        for (uint64_t j = rows.spans[r].begin; j < rows.spans[r].end; ++j) {
-          const uint32_t sourceY = y.FixedAt(j) >> 16;
-          if (sourceY >= sourceDims.height) continue;
-          const uint32_t destinationY = destinationRect.y + static_cast<uint32_t>(j);
-          uint32_t* out = RowAddress(destination, destinationPitchBytes, destinationY) + left;
-          if (previous != nullptr && sourceY == previousY) {
-            memcpy(out, previous, bytes);
-          } else {
-            const uint32_t* from = RowAddress(source, sourcePitchBytes, sourceY);
-            CopyRun(kernel, {from, sourceDims.width, out}, x, run);
-          }
-          previous = out;
-          previousY = sourceY;
-        }
-      }
+  Runs rows(y, destinationRect.y, destinationRect.height, destinationDims.height,
+            sourceDims.height);
+  for (Span rowRun; rows.Next(&rowRun);) {
+    Runs columns(x, destinationRect.x, destinationRect.width, destinationDims.width,
+                 sourceDims.width);
+    for (Span columnRun; columns.Next(&columnRun);) {
+      CopyInside(kernel, from, destination, stride, x, columnRun, y, rowRun,
+                 destinationRect.x + static_cast<uint32_t>(columnRun.begin),
+                 destinationRect.y + static_cast<uint32_t>(rowRun.begin));
     }
   }
 }
