@@ -1,0 +1,131 @@
+#include "host/graphics/Display.h"
+
+#include <cstdlib>
+
+#include "host/graphics/PngFile.h"
+
+namespace plexion_host {
+
+using qx::plexion::Dims;
+
+namespace {
+
+constexpr Dims kDefaultDims{1280, 720};
+
+bool IsSet(const char* name) {
+  const char* const value = std::getenv(name);
+  return value != nullptr && *value != '\0';
+}
+
+// Looked at rather than tried: on a machine without a display SDL takes its time to find out.
+bool DesktopIsLikely() {
+  return IsSet("DISPLAY") || IsSet("WAYLAND_DISPLAY") || IsSet("SDL_VIDEODRIVER");
+}
+
+}  // namespace
+
+Display::Display(std::shared_ptr<Screen> screen) : screen_(std::move(screen)) {
+  screen_->SetWorkListener([this] { Wake(); });
+}
+
+Display::~Display() {
+  Close();
+  screen_->SetWorkListener(nullptr);
+}
+
+bool Display::Open(const DisplayOptions& options, std::string& error) {
+  const Dims wanted{options.width, options.height};
+  const bool unspecified = wanted.width == 0 && wanted.height == 0;
+  if (!unspecified && !DimsAreSane(wanted)) {
+    error = "screen size " + std::to_string(wanted.width) + "x" + std::to_string(wanted.height) +
+            " is out of range; expected 1x1 to " + std::to_string(kMaxPixelsPerSide) + "x" +
+            std::to_string(kMaxPixelsPerSide);
+    return false;
+  }
+  Close();
+  {
+    const std::lock_guard<std::mutex> lock(wakeMutex_);
+    quitRequested_ = false;
+  }
+  switch (options.mode) {
+    case DisplayMode::kWindow:
+      return OpenWindow(false, options, error);
+    case DisplayMode::kFullscreen:
+      return OpenWindow(true, options, error);
+    case DisplayMode::kAuto:
+      if (DesktopIsLikely() && OpenWindow(false, options, error)) return true;
+      error.clear();
+      break;
+    case DisplayMode::kHeadless:
+      break;
+  }
+  if (screen_->SetDims(unspecified ? kDefaultDims : wanted)) return true;
+  error = "no memory for a screen of " + std::to_string(wanted.width) + "x" +
+          std::to_string(wanted.height);
+  return false;
+}
+
+bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::string& error) {
+  Dims dims{options.width, options.height};
+  std::unique_ptr<SdlWindow> window = SdlWindow::Open(fullscreen, dims, options.title, error);
+  if (window == nullptr) return false;
+  if (!screen_->SetDims(dims)) {
+    error = "no memory for a screen of " + std::to_string(dims.width) + "x" +
+            std::to_string(dims.height);
+    return false;
+  }
+  const std::lock_guard<std::mutex> lock(wakeMutex_);
+  window_ = std::move(window);
+  kind_ = fullscreen ? Kind::kFullscreen : Kind::kWindow;
+  return true;
+}
+
+std::string Display::Describe() {
+  const Dims dims = screen_->GetDims();
+  const Kind kind = kind_;
+  const char* const name = kind == Kind::kHeadless ? "headless"
+                           : kind == Kind::kWindow ? "window"
+                                                   : "full screen";
+  return std::string(name) + " " + std::to_string(dims.width) + "x" + std::to_string(dims.height);
+}
+
+void Display::Close() {
+  std::unique_ptr<SdlWindow> closing;
+  const std::lock_guard<std::mutex> lock(wakeMutex_);
+  closing = std::move(window_);
+  kind_ = Kind::kHeadless;
+}
+
+void Display::RequestQuit() {
+  {
+    const std::lock_guard<std::mutex> lock(wakeMutex_);
+    quitRequested_ = true;
+  }
+  Wake();
+}
+
+void Display::Wake() {
+  const std::lock_guard<std::mutex> lock(wakeMutex_);
+  if (window_ != nullptr) {
+    window_->Wake();
+  } else if (!wakeRequested_) {
+    wakeRequested_ = true;
+    wakeUp_.notify_all();
+  }
+}
+
+void Display::CopyScreen(Dims& dims, std::vector<uint32_t>& pixels) {
+  screen_->Read([&](const PixelStore& picture) {
+    dims = picture.Dims();
+    pixels.assign(picture.Pixels(), picture.Pixels() + size_t{dims.width} * dims.height);
+  });
+}
+
+bool Display::SaveSnapshot(const std::string& path, std::string& error) {
+  Dims dims{};
+  std::vector<uint32_t> pixels;
+  CopyScreen(dims, pixels);
+  return WritePng(path, dims, pixels, error);
+}
+
+}  // namespace plexion_host

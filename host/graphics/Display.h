@@ -1,0 +1,116 @@
+#ifndef HOST_GRAPHICS_DISPLAY_H_
+#define HOST_GRAPHICS_DISPLAY_H_
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/contracts/IHostDisplay.h"
+#include "host/graphics/Screen.h"
+#include "host/graphics/SdlWindow.h"
+
+namespace plexion_host {
+
+/// Objects that are called on the display's thread and may be taken off from any.
+template <class Listener>
+class Listeners {
+ public:
+  void Add(Listener* listener) {
+    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    listeners_.push_back(listener);
+  }
+  /// Waits for a call under way, unless made from inside it.
+  void Remove(Listener* listener) {
+    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    for (Listener*& place : listeners_) {
+      if (place == listener) place = nullptr;
+    }
+    if (depth_ == 0) Sweep();
+  }
+  template <class Call>
+  void ForEach(const Call& call) {
+    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    ++depth_;
+    for (size_t i = 0; i < listeners_.size(); ++i) {
+      if (listeners_[i] != nullptr) call(*listeners_[i]);
+    }
+    if (--depth_ == 0) Sweep();
+  }
+
+ private:
+  void Sweep() {
+    size_t kept = 0;
+    for (Listener* listener : listeners_) {
+      if (listener != nullptr) listeners_[kept++] = listener;
+    }
+    listeners_.resize(kept);
+  }
+
+  std::recursive_mutex mutex_;
+  std::vector<Listener*> listeners_;
+  int depth_ = 0;
+};
+
+/// Module "IHostDisplay": presents a Screen, in a window, on the whole display or to nobody.
+///
+/// The loop sleeps until something is damaged, somebody does something at the window or the end is
+/// asked for. A first change is presented at once; further ones at most sixty times a second.
+class Display : public IHostDisplay {
+ public:
+  explicit Display(std::shared_ptr<Screen> screen);
+  ~Display() override;
+
+  bool Open(const DisplayOptions& options, std::string& error) override;
+  std::string Describe() override;
+  bool IsHeadless() override { return kind_.load() == Kind::kHeadless; }
+  void Run() override;
+  void RequestQuit() override;
+  void Close() override;
+
+  void BeginUpdate() override { screen_->BeginUpdate(); }
+  void EndUpdate() override { screen_->EndUpdate(); }
+  void CopyScreen(qx::plexion::Dims& dims, std::vector<uint32_t>& pixels) override;
+  bool SaveSnapshot(const std::string& path, std::string& error) override;
+
+  void AddEventSink(IDisplayEventSink* sink) override { sinks_.Add(sink); }
+  void RemoveEventSink(IDisplayEventSink* sink) override { sinks_.Remove(sink); }
+  void AddFrameObserver(IFrameObserver* observer) override { observers_.Add(observer); }
+  void RemoveFrameObserver(IFrameObserver* observer) override { observers_.Remove(observer); }
+  uint64_t GetFrameCount() override { return frameCount_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  enum class Kind { kHeadless, kWindow, kFullscreen };
+
+  bool OpenWindow(bool fullscreen, const DisplayOptions& options, std::string& error);
+  void Wake();
+  void RunHeadless();
+  void RunWindow();
+  void Present();
+  void ShowAll();
+
+  const std::shared_ptr<Screen> screen_;
+
+  // Set by Open and Close on the main thread; wakeMutex_ keeps Wake from a window that goes away.
+  std::unique_ptr<SdlWindow> window_;
+  std::atomic<Kind> kind_{Kind::kHeadless};
+  Clock::time_point nextSlot_{};  ///< the main thread's: no presentation before this
+
+  std::mutex wakeMutex_;
+  std::condition_variable wakeUp_;
+  // Under wakeMutex_.
+  bool wakeRequested_ = false;
+  bool quitRequested_ = false;
+
+  std::atomic<uint64_t> frameCount_{0};
+  Listeners<IDisplayEventSink> sinks_;
+  Listeners<IFrameObserver> observers_;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_GRAPHICS_DISPLAY_H_

@@ -1,0 +1,97 @@
+// The display loop: when the picture is presented, and what the thread waits for in between.
+
+#include "host/graphics/Display.h"
+
+namespace plexion_host {
+
+namespace {
+
+constexpr auto kFramePeriod = std::chrono::nanoseconds(1'000'000'000 / 60);
+// Waits for events count whole milliseconds; a presentation this much early is on time.
+constexpr auto kEarly = std::chrono::microseconds(500);
+
+}  // namespace
+
+void Display::Run() {
+  if (window_ != nullptr) {
+    RunWindow();
+  } else {
+    RunHeadless();
+  }
+}
+
+void Display::RunHeadless() {
+  std::unique_lock<std::mutex> lock(wakeMutex_);
+  while (!quitRequested_) {
+    wakeRequested_ = false;
+    lock.unlock();
+    bool due = screen_->HasWork();
+    if (due && Clock::now() >= nextSlot_) {
+      Present();
+      due = screen_->HasWork();
+    }
+    lock.lock();
+    if (due) {
+      // More damage until the slot comes is presented with it, so only the end matters now.
+      wakeUp_.wait_until(lock, nextSlot_, [this] { return quitRequested_; });
+    } else {
+      wakeUp_.wait(lock, [this] { return quitRequested_ || wakeRequested_; });
+    }
+  }
+}
+
+void Display::RunWindow() {
+  const auto handler = [this](const DisplayEvent& event) {
+    sinks_.ForEach([&event](IDisplayEventSink& sink) { sink.OnDisplayEvent(event); });
+  };
+  const auto quitRequested = [this] {
+    const std::lock_guard<std::mutex> lock(wakeMutex_);
+    return quitRequested_;
+  };
+  ShowAll();
+  while (!quitRequested()) {
+    int timeoutMs = -1;
+    if (screen_->HasWork()) {
+      const auto wait = nextSlot_ - Clock::now();
+      if (wait <= kEarly) {
+        Present();
+        timeoutMs = 0;
+      } else {
+        timeoutMs = static_cast<int>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(wait + kEarly).count());
+      }
+    }
+    if (window_->WaitForEvents(timeoutMs, handler)) ShowAll();
+  }
+}
+
+void Display::Present() {
+  const Clock::time_point now = Clock::now();
+  const bool presented = screen_->Present([this](const PixelStore& picture, const Region& damage) {
+    if (window_ != nullptr) window_->Show(picture, damage);
+    PresentedFrame frame;
+    frame.number = ++frameCount_;
+    frame.timeNs =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
+            .count();
+    frame.dims = picture.Dims();
+    frame.pixels = picture.Pixels();
+    frame.pitchBytes = picture.PitchBytes();
+    frame.damage = damage.ToRects();
+    observers_.ForEach([&frame](IFrameObserver& observer) { observer.OnFramePresented(frame); });
+  });
+  if (!presented) return;
+  // Slots keep their rhythm while frames follow each other, so that a content of the display's rate
+  // loses none to the waits' rounding; after a pause the rhythm starts anew.
+  nextSlot_ = now - nextSlot_ < kFramePeriod ? nextSlot_ + kFramePeriod : now + kFramePeriod;
+}
+
+void Display::ShowAll() {
+  screen_->Read([this](const PixelStore& picture) {
+    const qx::plexion::Dims dims = picture.Dims();
+    window_->Show(picture, Region({0, 0, static_cast<int32_t>(dims.width),
+                                   static_cast<int32_t>(dims.height)}));
+  });
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,42 @@
+// The library's two modules, "IGraphicsDriver" and "IHostDisplay": two sides of one screen, which
+// lives as long as either is loaded.
+
+#include <memory>
+#include <mutex>
+
+#include "host/contracts/HostModule.h"
+#include "host/graphics/Display.h"
+#include "host/graphics/GraphicsDriver.h"
+
+namespace plexion_host {
+namespace {
+
+constexpr qx::plexion::Dims kOffScreenDims{1280, 720};
+
+std::shared_ptr<Screen> SharedScreen() {
+  static std::mutex mutex;
+  static std::weak_ptr<Screen> shared;
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::shared_ptr<Screen> screen = shared.lock();
+  if (screen == nullptr) {
+    screen = std::make_shared<Screen>(kOffScreenDims);
+    shared = screen;
+  }
+  return screen;
+}
+
+class GraphicsDriverModule final : public GraphicsDriver {
+ public:
+  GraphicsDriverModule() : GraphicsDriver(SharedScreen()) {}
+};
+
+class DisplayModule final : public Display {
+ public:
+  DisplayModule() : Display(SharedScreen()) {}
+};
+
+}  // namespace
+}  // namespace plexion_host
+
+PLEXION_HOST_MODULE(IGraphicsDriver, plexion_host::GraphicsDriverModule)
+PLEXION_HOST_MODULE(IHostDisplay, plexion_host::DisplayModule)

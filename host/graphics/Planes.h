@@ -1,0 +1,84 @@
+#ifndef HOST_GRAPHICS_PLANES_H_
+#define HOST_GRAPHICS_PLANES_H_
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "host/graphics/GraphicsCharge.h"
+#include "host/graphics/Surface.h"
+#include "qx/platform/IGraphicsDriver.h"
+
+namespace plexion_host {
+
+class Screen;
+
+/// What render and output planes share: the surface.
+template <class Interface>
+class SurfacePlane : public Interface {
+ public:
+  SurfacePlane(PixelStore store, qx::plexion::StageWindow* window)
+      : charge_(window, store.Bytes()), surface_(std::move(store)) {}
+  virtual ~SurfacePlane() = default;
+
+  qx::plexion::Dims GetDims() override { return surface_.GetDims(); }
+  uint32_t GetPixelFormat() override { return qx::platform::kPixelFormat32; }
+  uint32_t GetPitch() override { return surface_.GetPitch(); }
+  void* LockPixels(bool forReading) override { return surface_.LockPixels(forReading); }
+  void UnlockPixels() override { surface_.UnlockPixels(); }
+  qx::platform::DrawingContext* GetDrawingContext() override { return &surface_; }
+
+  Surface& GetSurface() { return surface_; }
+  GraphicsCharge& GetCharge() { return charge_; }
+
+ private:
+  GraphicsCharge charge_;
+  Surface surface_;
+};
+
+using MemoryRenderPlane = SurfacePlane<qx::platform::RenderPlane>;
+
+/// Where and how an output plane stands on the screen.
+struct Placement {
+  qx::plexion::Rect rect{};  ///< its size is the surface's
+  unsigned char alpha = 255;
+  bool visible = true;
+  bool active = false;
+
+  bool CanBeSeen() const { return visible && alpha != 0; }
+};
+
+/// An output plane: a surface with a place in the screen's stack. All about the place is kept and
+/// guarded by the screen.
+class ScreenPlane final : public SurfacePlane<qx::platform::OutputPlane> {
+ public:
+  ScreenPlane(Screen& screen, PixelStore store, const qx::plexion::Rect& rect,
+              qx::plexion::StageWindow* window, std::string name)
+      : SurfacePlane(std::move(store), window), screen_(screen), name_(std::move(name)) {
+    placement_.rect = rect;
+  }
+
+  void ShowRegion(const qx::plexion::Rect& region) override;
+  bool MoveTo(const qx::plexion::Point& point) override;
+  qx::plexion::Rect GetRect() override;
+  void SetVisible(bool visible) override;
+  bool IsVisible() override;
+  void SetAlpha(unsigned char alpha) override;
+  bool SetAbove(qx::platform::OutputPlane* other) override;
+  bool SetBelow(qx::platform::OutputPlane* other) override;
+  void SetActive(bool active) override;
+  unsigned char GetAlpha() override;
+  unsigned GetStackingIndex() override;
+  const char* GetName() override { return name_.c_str(); }
+
+ private:
+  friend class Screen;
+
+  Screen& screen_;
+  const std::string name_;
+  Placement placement_;  ///< under the screen's state lock
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_GRAPHICS_PLANES_H_

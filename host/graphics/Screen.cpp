@@ -1,0 +1,202 @@
+#include "host/graphics/Screen.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/graphics/PixelRows.h"
+
+namespace plexion_host {
+
+using qx::plexion::Dims;
+using qx::plexion::Rect;
+
+namespace {
+
+constexpr uint32_t kBlack = 0xff000000u;
+constexpr size_t kMaxDamageRects = 24;
+
+PixelStore MakePicture(const Dims& dims) {
+  PixelStore picture = PixelStore::Make(dims);
+  if (picture) FillRow(picture.Pixels(), kBlack, size_t{dims.width} * dims.height);
+  return picture;
+}
+
+}  // namespace
+
+Screen::Screen(const Dims& dims) : picture_(MakePicture(dims)), dims_(picture_.Dims()) {}
+
+Dims Screen::GetDims() const {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  return dims_;
+}
+
+bool Screen::SetDims(const Dims& dims) {
+  PixelStore picture = MakePicture(dims);
+  if (!picture) return false;
+  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  picture_ = std::move(picture);
+  dims_ = dims;
+  damage_.Clear();
+  unpresented_.Clear();
+  if (!stack_.empty()) AddDamage(ClipRect({0, 0, dims.width, dims.height}, 0, 0, dims));
+  return true;
+}
+
+void Screen::SetWorkListener(std::function<void()> listener) {
+  workListener_ = std::move(listener);
+}
+
+ScreenPlane* Screen::AddPlane(const Rect& rect, qx::plexion::StageWindow* window,
+                              const char* name) {
+  PixelStore store = PixelStore::Make({rect.width, rect.height});
+  if (!store) return nullptr;
+  auto plane = std::make_shared<ScreenPlane>(*this, std::move(store), rect, window,
+                                             name == nullptr ? "" : name);
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  stack_.push_back(plane);  // transparent: nothing on the screen changes yet
+  return plane.get();
+}
+
+bool Screen::Has(const qx::platform::OutputPlane* plane) const {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  return Find(plane) != stack_.end();
+}
+
+bool Screen::ResizePlane(ScreenPlane& plane, const Dims& dims, const Rect& rect) {
+  PixelStore store = PixelStore::Make(dims);
+  if (!store) return false;
+  const uint64_t bytes = store.Bytes();
+  {
+    const std::lock_guard<std::recursive_mutex> pixelLock(plane.GetSurface().GetMutex());
+    plane.GetSurface().Replace(std::move(store), true);
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    DamagePlace(plane.placement_);
+    plane.placement_.rect = {rect.x, rect.y, dims.width, dims.height};
+    DamagePlace(plane.placement_);
+    ++storageGeneration_;
+  }
+  plane.GetCharge().Change(bytes);
+  NotifyWork();
+  return true;
+}
+
+void Screen::RemovePlane(ScreenPlane& plane) {
+  std::shared_ptr<ScreenPlane> keep;
+  {
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const auto place = Find(&plane);
+    if (place == stack_.end()) return;
+    keep = *place;
+    stack_.erase(place);
+    DamagePlace(plane.placement_);
+  }
+  // A composition under way may hold on to the plane a little longer; the window may not.
+  keep->GetCharge().Settle();
+  keep.reset();
+  NotifyWork();
+}
+
+Placement Screen::GetPlacement(const ScreenPlane& plane) const {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  return plane.placement_;
+}
+
+void Screen::Change(ScreenPlane& plane, const std::function<void(Placement&)>& change) {
+  {
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const Placement before = plane.placement_;
+    change(plane.placement_);
+    const Placement& after = plane.placement_;
+    if (before.alpha == after.alpha && before.visible == after.visible &&
+        before.rect.x == after.rect.x && before.rect.y == after.rect.y) {
+      return;
+    }
+    DamagePlace(before);
+    DamagePlace(after);
+  }
+  NotifyWork();
+}
+
+bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above) {
+  {
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    if (other == &plane) return true;
+    const auto from = Find(&plane);
+    if (from == stack_.end() || (other != nullptr && Find(other) == stack_.end())) return false;
+    const auto oldIndex = from - stack_.begin();
+    const std::shared_ptr<ScreenPlane> moved = *from;
+    stack_.erase(from);
+    auto to = above ? stack_.cend() : stack_.cbegin();
+    if (other != nullptr) to = Find(other) + (above ? 1 : 0);
+    const auto place = stack_.insert(to, moved);
+    if (place - stack_.begin() == oldIndex) return true;
+    DamagePlace(plane.placement_);
+  }
+  NotifyWork();
+  return true;
+}
+
+unsigned Screen::GetStackingIndex(const ScreenPlane& plane) const {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  return static_cast<unsigned>(Find(&plane) - stack_.begin());
+}
+
+void Screen::Damage(ScreenPlane& plane, const Rect& region) {
+  // Scaling spreads a pixel beyond the place that the region names.
+  const int64_t spread = plane.GetSurface().GetSpread();
+  {
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const Rect& rect = plane.placement_.rect;
+    if (!plane.placement_.CanBeSeen()) return;
+    const Rect wider{
+        region.x, region.y,
+        static_cast<uint32_t>(std::min<int64_t>(region.width + 2 * spread, INT32_MAX)),
+        static_cast<uint32_t>(std::min<int64_t>(region.height + 2 * spread, INT32_MAX))};
+    const Box inPlane = ClipRect(wider, -spread, -spread, {rect.width, rect.height});
+    if (IsEmpty(inPlane)) return;
+    AddDamage(ClipRect({static_cast<uint32_t>(inPlane.x1), static_cast<uint32_t>(inPlane.y1),
+                        static_cast<uint32_t>(inPlane.x2 - inPlane.x1),
+                        static_cast<uint32_t>(inPlane.y2 - inPlane.y1)},
+                       static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y), dims_));
+  }
+  NotifyWork();
+}
+
+void Screen::BeginUpdate() {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  ++updateDepth_;
+}
+
+void Screen::EndUpdate() {
+  {
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    if (updateDepth_ == 0 || --updateDepth_ > 0) return;
+  }
+  NotifyWork();
+}
+
+bool Screen::HasWork() const {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  return updateDepth_ == 0 && !(damage_.Empty() && unpresented_.Empty());
+}
+
+Screen::Stack::const_iterator Screen::Find(const qx::platform::OutputPlane* plane) const {
+  return std::find_if(stack_.begin(), stack_.end(),
+                      [plane](const auto& candidate) { return candidate.get() == plane; });
+}
+
+void Screen::AddDamage(const Box& box) {
+  damage_.Add(box);
+  damage_.Simplify(kMaxDamageRects);
+}
+
+void Screen::DamagePlace(const Placement& placement) {
+  if (placement.CanBeSeen()) AddDamage(ClipRect(placement.rect, 0, 0, dims_));
+}
+
+void Screen::NotifyWork() {
+  if (workListener_) workListener_();
+}
+
+}  // namespace plexion_host

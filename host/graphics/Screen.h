@@ -1,0 +1,117 @@
+#ifndef HOST_GRAPHICS_SCREEN_H_
+#define HOST_GRAPHICS_SCREEN_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "host/graphics/PixelStore.h"
+#include "host/graphics/Planes.h"
+#include "host/graphics/Region.h"
+
+namespace plexion_host {
+
+/// The stack of output planes and the picture that they make: planes from bottom to top, each drawn
+/// over what is below it by its pixels' alpha times its own, the lowest over black.
+///
+/// Only damaged pixels are composed again, and of them only what no opaque plane above covers. The
+/// damage is what a plane shows (ShowRegion), and, when a plane is moved, resized, restacked,
+/// shown, hidden, faded or removed, the place where it is and the place where it was.
+///
+/// One composition takes the placements of all planes at one moment, and holds each plane's pixel
+/// lock once while it reads that plane, so that no half-drawn copy gets to the screen.
+///
+/// Thread   any. Locks, from outer to inner: compose lock, a surface's pixel lock, state lock.
+class Screen {
+ public:
+  /// A black screen. `dims` are sane (see DimsAreSane).
+  explicit Screen(const qx::plexion::Dims& dims);
+
+  qx::plexion::Dims GetDims() const;
+  /// Returns  false without memory for it; the screen is then as before.
+  bool SetDims(const qx::plexion::Dims& dims);
+
+  /// Called, on the thread that changed something and without any lock of the screen, whenever
+  /// there may be something new to present. Set it while nobody draws.
+  void SetWorkListener(std::function<void()> listener);
+
+  // The stack.
+
+  /// A new plane on top. Null when the size is out of range or there is no memory. It shows nothing
+  /// until something is drawn.
+  ScreenPlane* AddPlane(const qx::plexion::Rect& rect, qx::plexion::StageWindow* window,
+                        const char* name);
+  bool Has(const qx::platform::OutputPlane* plane) const;
+  /// Returns  false without memory; the plane is then as before. What it shows is stretched to the
+  /// new size until the content draws anew.
+  bool ResizePlane(ScreenPlane& plane, const qx::plexion::Dims& dims,
+                   const qx::plexion::Rect& rect);
+  void RemovePlane(ScreenPlane& plane);
+
+  Placement GetPlacement(const ScreenPlane& plane) const;
+  void Change(ScreenPlane& plane, const std::function<void(Placement&)>& change);
+  bool Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above);
+  unsigned GetStackingIndex(const ScreenPlane& plane) const;
+  void Damage(ScreenPlane& plane, const qx::plexion::Rect& region);
+
+  // Presentation.
+
+  /// While held open nothing becomes due, and pictures taken are those of before. A frame that was
+  /// already being composed may still be presented.
+  void BeginUpdate();
+  void EndUpdate();
+
+  /// Whether Present would present something.
+  bool HasWork() const;
+
+  using Presenter = std::function<void(const PixelStore& picture, const Region& damage)>;
+  /// Composes what is due and hands the whole picture over, with the part that differs from the one
+  /// handed over before. The picture does not change during the call.
+  /// Returns  false, without a call, when nothing is due.
+  bool Present(const Presenter& presenter);
+  /// Composes what is due and lets `reader` see the picture; what is composed stays due.
+  void Read(const std::function<void(const PixelStore& picture)>& reader);
+
+ private:
+  struct Layer {
+    std::shared_ptr<ScreenPlane> plane;
+    Placement placement;
+  };
+  struct Job {
+    Region blend;
+    Region copy;
+  };
+
+  using Stack = std::vector<std::shared_ptr<ScreenPlane>>;
+  Stack::const_iterator Find(const qx::platform::OutputPlane* plane) const;
+  void AddDamage(const Box& box);
+  void DamagePlace(const Placement& placement);
+  void NotifyWork();
+
+  void ComposeDue();
+  void Compose(const std::vector<Layer>& layers, const Region& damage);
+  void Draw(const Layer& layer, const Job& job);
+
+  // Held while the picture is composed, presented or read. Recursive: a frame's observer may ask
+  // for a copy of the screen.
+  mutable std::recursive_mutex composeMutex_;
+  PixelStore picture_;
+  bool presenting_ = false;
+
+  // Innermost lock, held for a few assignments at a time.
+  mutable std::mutex stateMutex_;
+  qx::plexion::Dims dims_;
+  Stack stack_;         ///< bottom to top
+  Region damage_;       ///< to be composed
+  Region unpresented_;  ///< composed since the last presentation
+  int updateDepth_ = 0;
+  uint64_t storageGeneration_ = 0;  ///< counts planes' changes of size
+
+  std::function<void()> workListener_;  ///< constant while anybody draws
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_GRAPHICS_SCREEN_H_

@@ -1,0 +1,70 @@
+#ifndef HOST_GRAPHICS_SURFACE_H_
+#define HOST_GRAPHICS_SURFACE_H_
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "host/graphics/PixelStore.h"
+#include "host/graphics/Region.h"
+#include "qx/platform/IGraphicsDriver.h"
+
+namespace plexion_host {
+
+/// The pixels of one plane, their lock, and drawing into them.
+///
+/// The lock is recursive. Who draws, copies or composes holds it; who gives the plane another size
+/// swaps the storage under it, so nobody is left with memory that has gone.
+///
+/// Thread   any. Order of locks: that of a copy's source before that of its destination; nothing
+///          else of ours is waited for under either.
+class Surface final : public qx::platform::DrawingContext {
+ public:
+  explicit Surface(PixelStore store);
+
+  qx::plexion::Dims GetDims();
+  uint32_t GetPitch();
+  void* LockPixels(bool forReading);
+  void UnlockPixels();
+
+  // DrawingContext. Equal sizes: rows are copied, as far as they lie in both planes. Otherwise
+  // smooth scaling; the source rectangle must then lie in its plane. False for a source whose
+  // pixels are not kPixelFormat32 or cannot be had.
+  bool StretchCopy(qx::platform::Plane* source, const qx::plexion::Rect& sourceRect,
+                   const qx::plexion::Rect& destinationRect) override;
+  void Finish() override {}
+
+  /// Swaps in `store`, which takes over the old picture, stretched, when `keepPicture`.
+  void Replace(PixelStore store, bool keepPicture);
+
+  /// How far beyond its own place a source pixel has been spread by the last copy.
+  int32_t GetSpread() const { return spread_; }
+
+  std::recursive_mutex& GetMutex() { return mutex_; }
+  /// Under the lock: the pixels themselves.
+  const PixelStore& Store() const { return store_; }
+  /// Under the lock: the rows from `first` to before `last` that have no transparent pixel, as
+  /// boxes of full width.
+  Region OpaqueRows(int32_t first, int32_t last) const;
+  bool RowIsKnownOpaque(int32_t y) const { return opaqueRow_[static_cast<size_t>(y)] != 0; }
+
+ private:
+  void CopyRows(const uint8_t* source, uint32_t sourcePitch, const qx::plexion::Dims& sourceDims,
+                const qx::plexion::Rect& sourceRect, const qx::plexion::Rect& destinationRect);
+  bool Scale(const uint32_t* source, uint32_t sourcePitch, const qx::plexion::Dims& sourceDims,
+             const qx::plexion::Rect& sourceRect, const qx::plexion::Rect& destinationRect);
+  void NoteWritten(const Box& box);
+  void ForgetOpacity();
+
+  std::recursive_mutex mutex_;
+  // Under mutex_.
+  PixelStore store_;
+  std::vector<uint8_t> opaqueRow_;  ///< 1: the whole row is known to be opaque
+
+  std::atomic<int32_t> spread_{0};
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_GRAPHICS_SURFACE_H_

@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "host/graphics/GraphicsDriver.h"
+#include "host/graphics/PixelRows.h"
+#include "host/graphics/Screen.h"
+#include "tests/host/graphics/ReferencePicture.h"
+
+namespace plexion_host {
+namespace {
+
+using qx::platform::OutputPlane;
+using qx::plexion::Dims;
+using qx::plexion::Rect;
+
+/// Random changes to a stack of planes, each shown as the contract asks.
+class RandomStack {
+ public:
+  RandomStack(unsigned seed, const Dims& screen)
+      : random_(seed), screen_(std::make_shared<Screen>(screen)), driver_(screen_) {}
+  ~RandomStack() {
+    for (OutputPlane* plane : planes_) driver_.DestroyOutputPlane(plane);
+  }
+
+  void Step() {
+    const unsigned action = Below(12);
+    if (planes_.empty() || (action == 0 && planes_.size() < 6)) return Create();
+    OutputPlane*& plane = planes_[Below(static_cast<unsigned>(planes_.size()))];
+    switch (action) {
+      case 1:
+        driver_.DestroyOutputPlane(plane);
+        planes_.erase(planes_.begin() + (&plane - planes_.data()));
+        break;
+      case 2:
+        plane->MoveTo({Position(), Position()});
+        break;
+      case 3: {
+        const Dims dims{1 + Below(60), 1 + Below(60)};
+        EXPECT_TRUE(driver_.ResizeOutputPlane(
+            plane, dims, {Position(), Position(), dims.width, dims.height}, nullptr, nullptr, ""));
+        break;
+      }
+      case 4:
+        plane->SetAlpha(Below(3) == 0 ? 255 : static_cast<unsigned char>(Below(256)));
+        break;
+      case 5:
+        plane->SetVisible(Below(2) == 0);
+        break;
+      case 6:
+      case 7:
+        Restack(plane, action == 6);
+        break;
+      case 8:
+        CopyFromRenderPlane(plane);
+        break;
+      default:
+        Draw(plane);
+    }
+  }
+
+  std::vector<uint32_t> Shown() { return PictureOf(*screen_); }
+  std::vector<uint32_t> Expected() { return ReferencePicture(screen_->GetDims(), planes_); }
+
+ private:
+  unsigned Below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
+  uint32_t Position() { return static_cast<uint32_t>(static_cast<int>(Below(110)) - 30); }
+
+  uint32_t Pixel(unsigned kind) {
+    const uint32_t colour = static_cast<uint32_t>(random_());
+    if (kind == 0) return 0xff000000u | colour;
+    if (kind == 1) return 0;
+    if (kind == 2) return colour;  // not premultiplied, as careless content has it
+    const uint32_t alpha = colour >> 24;
+    uint32_t pixel = colour & 0xff000000u;
+    for (int shift = 0; shift < 24; shift += 8) {
+      pixel |= (((colour >> shift) & 0xff) * alpha / 255) << shift;
+    }
+    return pixel;
+  }
+
+  void Create() {
+    const Rect rect{Position(), Position(), 1 + Below(60), 1 + Below(60)};
+    OutputPlane* const plane = driver_.CreateOutputPlane(rect, false, nullptr, nullptr, "plane");
+    ASSERT_NE(nullptr, plane);
+    planes_.push_back(plane);
+    Draw(plane);
+  }
+
+  Rect PartOf(const Dims& dims) {
+    if (Below(3) == 0) return {0, 0, dims.width, dims.height};
+    const uint32_t x = Below(dims.width);
+    const uint32_t y = Below(dims.height);
+    return {x, y, 1 + Below(dims.width - x), 1 + Below(dims.height - y)};
+  }
+
+  void Fill(qx::platform::Plane* plane, const Rect& part) {
+    const unsigned kind = Below(5);  // 4: a mixture
+    auto* const pixels = static_cast<uint32_t*>(plane->LockPixels(false));
+    for (uint32_t y = part.y; y < part.y + part.height; ++y) {
+      for (uint32_t x = part.x; x < part.x + part.width; ++x) {
+        pixels[size_t{y} * plane->GetDims().width + x] = Pixel(kind == 4 ? Below(4) : kind);
+      }
+    }
+    plane->UnlockPixels();
+  }
+
+  void Draw(OutputPlane* plane) {
+    const Rect part = PartOf(plane->GetDims());
+    Fill(plane, part);
+    plane->ShowRegion(part);
+  }
+
+  void CopyFromRenderPlane(OutputPlane* plane) {
+    const Dims to = plane->GetDims();
+    const Dims from = Below(2) == 0 ? to : Dims{1 + Below(80), 1 + Below(80)};
+    qx::platform::RenderPlane* const source = driver_.CreateRenderPlane(from, 1, nullptr);
+    Fill(source, {0, 0, from.width, from.height});
+    const Rect shown = PartOf(to);
+    if (from.width == to.width && from.height == to.height) {
+      EXPECT_TRUE(plane->GetDrawingContext()->StretchCopy(source, shown, shown));
+      plane->ShowRegion(shown);
+    } else {
+      EXPECT_TRUE(plane->GetDrawingContext()->StretchCopy(source, {0, 0, from.width, from.height},
+                                                          {0, 0, to.width, to.height}));
+      plane->ShowRegion({0, 0, to.width, to.height});
+    }
+    driver_.DestroyRenderPlane(source);
+  }
+
+  void Restack(OutputPlane* plane, bool above) {
+    OutputPlane* other = nullptr;
+    if (Below(3) > 0) other = planes_[Below(static_cast<unsigned>(planes_.size()))];
+    EXPECT_TRUE(above ? plane->SetAbove(other) : plane->SetBelow(other));
+    if (other == plane) return;
+    planes_.erase(std::find(planes_.begin(), planes_.end(), plane));
+    auto place = above ? planes_.end() : planes_.begin();
+    if (other != nullptr) {
+      place = std::find(planes_.begin(), planes_.end(), other) + (above ? 1 : 0);
+    }
+    planes_.insert(place, plane);
+    for (size_t i = 0; i < planes_.size(); ++i) EXPECT_EQ(i, planes_[i]->GetStackingIndex());
+  }
+
+  std::mt19937 random_;
+  std::shared_ptr<Screen> screen_;
+  GraphicsDriver driver_;
+  std::vector<OutputPlane*> planes_;  ///< bottom to top, as the stack should be
+};
+
+TEST(ComposingTest, ShowsWhatTheReferenceShowsAfterEveryChange) {
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    RandomStack stack(seed, {83, 61});
+    for (int step = 0; step < 60; ++step) {
+      stack.Step();
+      // Sometimes several changes meet in one composition.
+      if ((seed + static_cast<unsigned>(step)) % 3 == 0) continue;
+      ASSERT_EQ(stack.Expected(), stack.Shown()) << "seed " << seed << ", step " << step;
+    }
+  }
+}
+
+TEST(ComposingTest, BlendsByTheRuleForEveryAlphaAndChannelValue) {
+  // 256 source alphas x 256 plane alphas, and both ways of computing it, at lengths that leave a
+  // rest behind groups of eight.
+  std::vector<uint32_t> source(259);
+  std::vector<uint32_t> destination(source.size());
+  for (uint32_t planeAlpha = 0; planeAlpha < 256; ++planeAlpha) {
+    for (uint32_t i = 0; i < source.size(); ++i) {
+      source[i] = (i % 256) << 24 | (i * 7 % 256) << 16 | (255 - i % 256) << 8 | (i % 256);
+      destination[i] = 0xff000000u | (i * 131 + planeAlpha * 977) * 2654435761u >> 8;
+    }
+    std::vector<uint32_t> expected = destination;
+    for (size_t i = 0; i < expected.size(); ++i) {
+      expected[i] = ReferenceBlend(expected[i], source[i], planeAlpha);
+    }
+    std::vector<uint32_t> blended = destination;
+    BlendRow(blended.data(), source.data(), blended.size(), static_cast<uint8_t>(planeAlpha));
+    ASSERT_EQ(expected, blended) << "plane alpha " << planeAlpha;
+    blended = destination;
+    BlendRowPortable(blended.data(), source.data(), blended.size(),
+                     static_cast<uint8_t>(planeAlpha));
+    ASSERT_EQ(expected, blended) << "portable, plane alpha " << planeAlpha;
+  }
+}
+
+std::vector<Rect> PresentedDamage(Screen& screen) {
+  std::vector<Rect> rects;
+  screen.Present([&](const PixelStore&, const Region& damage) { rects = damage.ToRects(); });
+  return rects;
+}
+
+uint64_t Area(const std::vector<Rect>& rects) {
+  uint64_t area = 0;
+  for (const Rect& rect : rects) area += uint64_t{rect.width} * rect.height;
+  return area;
+}
+
+TEST(ComposingTest, PresentsNoMoreThanWhatChanged) {
+  const auto screen = std::make_shared<Screen>(Dims{1000, 1000});
+  GraphicsDriver driver(screen);
+  OutputPlane* plane = driver.CreateOutputPlane({100, 100, 200, 200}, false, nullptr, nullptr, "");
+  EXPECT_FALSE(screen->HasWork()) << "a new plane is transparent";
+  plane->ShowRegion({10, 20, 30, 40});
+  EXPECT_EQ(1200u, Area(PresentedDamage(*screen)));
+  plane->ShowRegion({190, 190, 500, 500});
+  EXPECT_EQ(100u, Area(PresentedDamage(*screen))) << "cut to the plane";
+  plane->ShowRegion({0xffffffffu, 0xffffffffu, 3, 3});
+  EXPECT_EQ(4u, Area(PresentedDamage(*screen))) << "a position of -1";
+  plane->ShowRegion({500, 500, 10, 10});
+  EXPECT_FALSE(screen->HasWork());
+  plane->MoveTo({150, 100});
+  EXPECT_EQ(250u * 200u, Area(PresentedDamage(*screen))) << "the old place and the new one";
+  plane->MoveTo({150, 100});
+  EXPECT_FALSE(screen->HasWork());
+  EXPECT_TRUE(plane->SetAbove(nullptr));
+  EXPECT_FALSE(screen->HasWork()) << "it was on top already";
+  plane->SetActive(true);
+  EXPECT_FALSE(screen->HasWork());
+  plane->SetVisible(false);
+  EXPECT_EQ(40000u, Area(PresentedDamage(*screen)));
+  plane->ShowRegion({0, 0, 10, 10});
+  plane->SetAlpha(3);
+  plane->MoveTo({0, 0});
+  EXPECT_FALSE(screen->HasWork()) << "nobody sees a hidden plane change";
+  driver.DestroyOutputPlane(plane);
+  EXPECT_FALSE(screen->HasWork());
+}
+
+TEST(ComposingTest, KeepsHundredsOfSmallChangesInAFewRectangles) {
+  const auto screen = std::make_shared<Screen>(Dims{1000, 1000});
+  GraphicsDriver driver(screen);
+  OutputPlane* plane = driver.CreateOutputPlane({0, 0, 1000, 1000}, false, nullptr, nullptr, "");
+  for (uint32_t i = 0; i < 300; ++i) plane->ShowRegion({i * 3, (i * 37) % 990, 2, 2});
+  EXPECT_LE(PresentedDamage(*screen).size(), 24u);
+  driver.DestroyOutputPlane(plane);
+}
+
+TEST(ComposingTest, AStretchedPlanesShownRegionReachesAsFarAsItsPixelsDo) {
+  // The service names the shown region by the exact ratio, rounded down; smoothing draws beyond it.
+  const auto screen = std::make_shared<Screen>(Dims{300, 300});
+  GraphicsDriver driver(screen);
+  for (const Dims& size : {Dims{250, 170}, Dims{64, 31}, Dims{30, 20}}) {
+    qx::platform::RenderPlane* render = driver.CreateRenderPlane({100, 90}, 0, nullptr);
+    OutputPlane* plane =
+        driver.CreateOutputPlane({7, 9, size.width, size.height}, false, render, nullptr, "");
+    for (uint32_t x = 3; x < 95; x += 7) {
+      static_cast<uint32_t*>(render->LockPixels(false))[x * 80 + x] = 0xffff8040u;
+      render->UnlockPixels();
+      ASSERT_TRUE(plane->GetDrawingContext()->StretchCopy(render, {0, 0, 100, 90},
+                                                          {0, 0, size.width, size.height}));
+      const uint32_t index = x * 80 + x;
+      plane->ShowRegion({index % 100 * size.width / 100, index / 100 * size.height / 90,
+                         size.width / 100, size.height / 90});
+      ASSERT_EQ(ReferencePicture({300, 300}, {plane}), PictureOf(*screen))
+          << size.width << "x" << size.height << ", pixel " << index;
+    }
+    driver.DestroyOutputPlane(plane);
+    driver.DestroyRenderPlane(render);
+  }
+}
+
+}  // namespace
+}  // namespace plexion_host

@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "host/graphics/Display.h"
+#include "host/graphics/GraphicsDriver.h"
+#include "host/graphics/Screen.h"
+
+namespace plexion_host {
+namespace {
+
+using qx::platform::OutputPlane;
+using qx::plexion::Dims;
+
+constexpr auto kPatience = std::chrono::seconds(60);
+
+/// Keeps each presented frame's number, time and first pixel.
+class FrameLog : public IFrameObserver {
+ public:
+  void OnFramePresented(const PresentedFrame& frame) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    numbers_.push_back(frame.number);
+    timesNs_.push_back(frame.timeNs);
+    pixels_.push_back(frame.pixels[0]);
+    damage_.push_back(frame.damage);
+    changed_.notify_all();
+  }
+  bool WaitForFrames(size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, kPatience, [&] { return numbers_.size() >= count; });
+  }
+  bool WaitForPixel(uint32_t pixel) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, kPatience,
+                             [&] { return !pixels_.empty() && pixels_.back() == pixel; });
+  }
+  std::vector<uint64_t> Numbers() { return Copy(numbers_); }
+  std::vector<int64_t> TimesNs() { return Copy(timesNs_); }
+  std::vector<uint32_t> Pixels() { return Copy(pixels_); }
+  std::vector<std::vector<qx::plexion::Rect>> Damage() { return Copy(damage_); }
+
+ private:
+  template <class T>
+  T Copy(const T& list) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return list;
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<uint64_t> numbers_;
+  std::vector<int64_t> timesNs_;
+  std::vector<uint32_t> pixels_;
+  std::vector<std::vector<qx::plexion::Rect>> damage_;
+};
+
+/// A headless display whose loop runs on a thread of its own.
+class DisplayTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    DisplayOptions options;
+    options.mode = DisplayMode::kHeadless;
+    options.width = 64;
+    options.height = 32;
+    ASSERT_TRUE(display_.Open(options, error)) << error;
+    display_.AddFrameObserver(&log_);
+    plane_ = driver_.CreateOutputPlane({0, 0, 64, 32}, false, nullptr, nullptr, "");
+  }
+  void TearDown() override {
+    Stop();
+    driver_.DestroyOutputPlane(plane_);
+  }
+
+  void Start() {
+    loop_ = std::thread([this] { display_.Run(); });
+  }
+  void Stop() {
+    if (!loop_.joinable()) return;
+    display_.RequestQuit();
+    loop_.join();
+  }
+  void Show(uint32_t pixel) {
+    static_cast<uint32_t*>(plane_->LockPixels(false))[0] = pixel;
+    plane_->UnlockPixels();
+    plane_->ShowRegion({0, 0, 1, 1});
+  }
+
+  std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(Dims{1280, 720});
+  GraphicsDriver driver_{screen_};
+  FrameLog log_;
+  Display display_{screen_};
+  OutputPlane* plane_ = nullptr;
+  std::thread loop_;
+};
+
+TEST_F(DisplayTest, SaysWhatItIs) {
+  EXPECT_TRUE(display_.IsHeadless());
+  EXPECT_EQ("headless 64x32", display_.Describe());
+  EXPECT_EQ(64u, driver_.GetScreenDims().width);
+}
+
+TEST_F(DisplayTest, RefusesScreensThatCannotBe) {
+  for (const Dims& dims : {Dims{0, 5}, Dims{5, 0}, Dims{16385, 10}, Dims{10, 0xffffffffu}}) {
+    DisplayOptions options;
+    options.mode = DisplayMode::kHeadless;
+    options.width = dims.width;
+    options.height = dims.height;
+    std::string error;
+    EXPECT_FALSE(display_.Open(options, error));
+    EXPECT_EQ("screen size " + std::to_string(dims.width) + "x" + std::to_string(dims.height) +
+                  " is out of range; expected 1x1 to 16384x16384",
+              error);
+  }
+}
+
+TEST_F(DisplayTest, PresentsEachChangeOnceAndNothingWithoutOne) {
+  Start();
+  Show(0xff0000aau);
+  ASSERT_TRUE(log_.WaitForPixel(0xff0000aau));
+  Show(0xff0000bbu);
+  ASSERT_TRUE(log_.WaitForPixel(0xff0000bbu));
+  Stop();
+  EXPECT_EQ((std::vector<uint64_t>{1, 2}), log_.Numbers());
+  EXPECT_EQ(2u, display_.GetFrameCount());
+  EXPECT_EQ(1u, log_.Damage()[1].size());
+  EXPECT_EQ(1u, log_.Damage()[1][0].width);
+}
+
+TEST_F(DisplayTest, PresentsAtMostSixtyTimesASecond) {
+  Start();
+  for (uint32_t i = 1; log_.Numbers().size() < 12; ++i) Show(0xff000000u | i);
+  Stop();
+  const std::vector<int64_t> times = log_.TimesNs();
+  // Eleven periods, less the one by which the first slot may be late.
+  EXPECT_GE(times.back() - times.front(), static_cast<int64_t>(times.size() - 2) * 16'000'000);
+}
+
+TEST_F(DisplayTest, AnUpdateAppearsInOneFrame) {
+  Start();
+  display_.BeginUpdate();
+  display_.BeginUpdate();
+  Show(0xff000011u);
+  plane_->SetAlpha(0);
+  display_.EndUpdate();
+  Dims dims{};
+  std::vector<uint32_t> pixels;
+  display_.CopyScreen(dims, pixels);
+  EXPECT_EQ(0xff000000u, pixels[0]) << "a picture taken in between is that of before";
+  plane_->SetAlpha(255);
+  Show(0xff000022u);
+  EXPECT_EQ(0u, display_.GetFrameCount());
+  display_.EndUpdate();
+  ASSERT_TRUE(log_.WaitForPixel(0xff000022u));
+  Stop();
+  EXPECT_EQ(1u, log_.Numbers().size());
+  display_.EndUpdate();  // one too many does no harm
+  EXPECT_FALSE(screen_->HasWork());
+}
+
+TEST_F(DisplayTest, APictureTakenDoesNotSwallowTheFrame) {
+  Show(0xff000033u);
+  Dims dims{};
+  std::vector<uint32_t> pixels;
+  display_.CopyScreen(dims, pixels);
+  EXPECT_EQ(0xff000033u, pixels[0]);
+  EXPECT_EQ(64u, dims.width);
+  Start();
+  EXPECT_TRUE(log_.WaitForPixel(0xff000033u));
+}
+
+class SelfRemover : public IFrameObserver {
+ public:
+  explicit SelfRemover(Display& display) : display_(display) {}
+  void OnFramePresented(const PresentedFrame&) override {
+    ++calls;
+    display_.RemoveFrameObserver(this);
+    Dims dims{};
+    std::vector<uint32_t> pixels;
+    display_.CopyScreen(dims, pixels);
+  }
+  int calls = 0;
+
+ private:
+  Display& display_;
+};
+
+TEST_F(DisplayTest, AnObserverMayTakeItselfOffAndCopyTheScreen) {
+  SelfRemover observer(display_);
+  display_.AddFrameObserver(&observer);
+  Start();
+  Show(0xff000044u);
+  ASSERT_TRUE(log_.WaitForPixel(0xff000044u));
+  Show(0xff000055u);
+  ASSERT_TRUE(log_.WaitForPixel(0xff000055u));
+  Stop();
+  EXPECT_EQ(1, observer.calls);
+}
+
+class SlowObserver : public IFrameObserver {
+ public:
+  void OnFramePresented(const PresentedFrame&) override {
+    entered.set_value();
+    mayLeave.get_future().wait();
+    left = true;
+  }
+  std::promise<void> entered;
+  std::promise<void> mayLeave;
+  std::atomic<bool> left{false};
+};
+
+TEST_F(DisplayTest, TakingAnObserverOffWaitsForItsCall) {
+  SlowObserver observer;
+  display_.AddFrameObserver(&observer);
+  Start();
+  Show(0xff000066u);
+  observer.entered.get_future().wait();
+  auto removed = std::async(std::launch::async, [&] {
+    display_.RemoveFrameObserver(&observer);
+    return observer.left.load();
+  });
+  observer.mayLeave.set_value();
+  EXPECT_TRUE(removed.get());
+}
+
+TEST_F(DisplayTest, QuittingBeforeTheLoopStartsEndsItAtOnce) {
+  display_.RequestQuit();
+  Start();
+  loop_.join();
+  Start();  // and it stays ended
+  loop_.join();
+}
+
+}  // namespace
+}  // namespace plexion_host
