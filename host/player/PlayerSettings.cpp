@@ -1,0 +1,109 @@
+#include "host/player/PlayerSettings.h"
+
+#include <charconv>
+
+#include "host/player/ContentAddress.h"
+#include "qx/core/morvellib/MorvelInstanceParameters.h"
+
+namespace plexion_host::player {
+
+namespace {
+
+constexpr double kSlowest = 0.01;
+constexpr double kFastest = 100;
+constexpr uint64_t kMostLoops = 1000000000;
+
+// from_chars, unlike strtod, reads a decimal point in every locale.
+template <typename Number>
+bool ReadWhole(std::string_view text, Number& number) {
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+bool ReadLoops(std::string_view text, uint64_t& loops) {
+  if (text == "forever") {
+    loops = 0;
+    return true;
+  }
+  return ReadWhole(text, loops) && loops <= kMostLoops;
+}
+
+bool ReadSpeed(std::string_view text, double& speed) {
+  return ReadWhole(text, speed) && speed >= kSlowest && speed <= kFastest;
+}
+
+bool ReadVariable(std::string_view item, PlayerSettings& settings, std::string& error) {
+  const size_t equals = item.find('=');
+  const std::string_view rawValue =
+      equals == std::string_view::npos ? std::string_view() : item.substr(equals + 1);
+  std::string name;
+  std::string value;
+  if (!DecodePercent(item.substr(0, equals), name) || !DecodePercent(rawValue, value)) {
+    error =
+        "variable \"" + std::string(item) + "\" has a % without two hexadecimal digits after it";
+    return false;
+  }
+  if (name.empty()) {
+    error = "variable \"" + std::string(item) + "\" has no name; expected name=value";
+    return false;
+  }
+  if (name == "loop" && !ReadLoops(value, settings.loops)) {
+    error = "variable loop is \"" + value +
+            "\"; expected a number of passes up to 1000000000, or 0 or \"forever\" for no end";
+    return false;
+  }
+  if (name == "speed" && !ReadSpeed(value, settings.speed)) {
+    error = "variable speed is \"" + value + "\"; expected a factor from 0.01 to 100";
+    return false;
+  }
+  settings.variables.emplace_back(std::move(name), std::move(value));
+  return true;
+}
+
+}  // namespace
+
+PlayerSettings CopySettings(const qx::core::morvellib::MorvelInstanceParameters& parameters) {
+  PlayerSettings settings;
+  settings.contentUrl = parameters.contentUrl.Utf8();
+  settings.base = parameters.base.Utf8();
+  settings.zorBase = parameters.zorBase.Utf8();
+  settings.zorCmdLine = parameters.zorCmdLine.Utf8();
+  settings.keymap = parameters.keymap.Utf8();
+  settings.morvelVars = parameters.morvelVars.Utf8();
+  settings.qlrArgs = parameters.qlrArgs.Utf8();
+  settings.sslClientCertTable = parameters.sslClientCertTable.Utf8();
+  settings.sslCertsDir = parameters.sslCertsDir.Utf8();
+  settings.fontDirs = parameters.fontDirs.Utf8();
+  settings.extensionsDir = parameters.extensionsDir.Utf8();
+  settings.proxy = parameters.proxy.Utf8();
+  settings.proxyUser = parameters.proxyUser.Utf8();
+  settings.proxyPassword = parameters.proxyPassword.Utf8();
+  settings.locale = parameters.locale.Utf8();
+  settings.proxyPort = parameters.proxyPort;
+  settings.contentWidth = parameters.contentWidth;
+  settings.contentHeight = parameters.contentHeight;
+  settings.bgAlpha = static_cast<uint8_t>(parameters.bgAlpha > 255 ? 255 : parameters.bgAlpha);
+  settings.profile = parameters.profile;
+  settings.traceFlags = parameters.traceFlags;
+  settings.traceFpsMs = parameters.traceFpsMs;
+  settings.gcHeapLimitMegabytes = parameters.gcHeapLimitMegabytes;
+  settings.graphicsMemThresholdMegabytes = parameters.graphicsMemThresholdMegabytes;
+  settings.noSpeedLimit = parameters.noSpeedLimit;
+  settings.debugMode = parameters.debugMode;
+  settings.spdump = parameters.spdump;
+  settings.instrument = parameters.instrument;
+  return settings;
+}
+
+bool ReadMorvelVars(PlayerSettings& settings, std::string& error) {
+  std::string_view rest = settings.morvelVars;
+  while (!rest.empty()) {
+    const size_t end = rest.find('&');
+    const std::string_view item = rest.substr(0, end);
+    if (!item.empty() && !ReadVariable(item, settings, error)) return false;
+    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+  }
+  return true;
+}
+
+}  // namespace plexion_host::player

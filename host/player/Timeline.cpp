@@ -1,0 +1,45 @@
+#include "host/player/Timeline.h"
+
+#include <cmath>
+
+namespace plexion_host::player {
+
+Timeline::Timeline(double framesPerSecond, uint64_t frames, uint64_t loops, double speed)
+    : positionsPerNanosecond_(framesPerSecond * speed / 1e9), frames_(frames), loops_(loops) {}
+
+void Timeline::Start(Time now) {
+  if (running_) return;
+  running_ = true;
+  origin_ = now - elapsed_;
+}
+
+void Timeline::Stop(Time now) {
+  if (!running_) return;
+  running_ = false;
+  elapsed_ = now - origin_;
+}
+
+uint64_t Timeline::PositionAt(Time now) const {
+  const Time elapsed = running_ ? now - origin_ : elapsed_;
+  if (elapsed <= 0) return 0;
+  // The margin keeps the rounding of DeadlineOf from falling into the position before.
+  return static_cast<uint64_t>(static_cast<double>(elapsed) * positionsPerNanosecond_ + 1e-6);
+}
+
+Timeline::Time Timeline::DeadlineOf(uint64_t position) const {
+  if (!running_ || positionsPerNanosecond_ <= 0 || position == UINT64_MAX) {
+    return IQXKernel::kInfinite;
+  }
+  const double offset = std::ceil(static_cast<double>(position) / positionsPerNanosecond_);
+  // About a hundred years; beyond it the sum could overflow.
+  if (offset > 3e18) return IQXKernel::kInfinite;
+  return origin_ + static_cast<Time>(offset);
+}
+
+bool Timeline::EndsAt(uint64_t position) const { return position >= EndPosition(); }
+
+uint64_t Timeline::EndPosition() const {
+  return frames_ == 0 || loops_ == 0 ? UINT64_MAX : frames_ * loops_;
+}
+
+}  // namespace plexion_host::player
