@@ -1,0 +1,294 @@
+#include "host/launcher/Launcher.h"
+
+#include <pthread.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+#include "host/contracts/IHostInput.h"
+#include "host/launcher/SignageRun.h"
+#include "host/launcher/WindowRun.h"
+#include "qx/platform/IMouseStream.h"
+#include "qx/platform/IShell.h"
+#include "qx/platform/IUserInputDriver.h"
+#include "qx/plexion/StageWindowParameters.h"
+
+namespace plexion_host {
+namespace {
+
+constexpr int64_t kNanosecondsPerMillisecond = 1000000;
+
+/// Closing the window ends everything.
+class CloseWatch final : public IDisplayEventSink {
+ public:
+  explicit CloseWatch(WindowList& windows) : windows_(windows) {}
+  void OnDisplayEvent(const DisplayEvent& event) override {
+    if (event.kind == DisplayEvent::Kind::kCloseRequested) windows_.RequestQuit();
+  }
+
+ private:
+  WindowList& windows_;
+};
+
+struct StopAtEnd {
+  ControlThread& control;
+  ~StopAtEnd() { control.Stop(); }
+};
+
+/// Lives as long as the process: a library that cannot be unloaded keeps the pointer.
+HostKernel& MakeKernel(const std::vector<std::string>& arguments, const LauncherOptions& options) {
+  ModuleFiles files;
+  files.path =
+      ModulePath(ExecutableFolder(), options.modulePath, std::getenv("PLEXION_MODULE_PATH"));
+  files.map = options.moduleMap;
+  // Private interfaces of this host, in the libraries of the public ones.
+  files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"}, {"IHostInput", "IUserInputDriver"}};
+  static HostKernel* const kernel = new HostKernel(arguments, std::move(files));
+  IQXModule_QXModule_PutKernel(kernel);
+  return *kernel;
+}
+
+void ExportSettings(const LauncherOptions& options) {
+  // Modules read these; they have no other way to the launcher's own options.
+  const std::pair<const char*, const std::string&> settings[] = {
+      {"PLEXION_DATA_DIR", options.dataDirectory}, {"PLEXION_SHELL_SOCKET", options.shellSocket}};
+  for (const auto& [name, path] : settings) {
+    std::error_code error;
+    if (!path.empty()) setenv(name, std::filesystem::absolute(path, error).c_str(), 1);
+  }
+}
+
+/// One run of the launcher. Each step answers an exit code, or none to go on.
+class Launcher {
+ public:
+  Launcher(const std::vector<std::string>& arguments, const CommandLine& line)
+      : line_(line), kernel_(MakeKernel(arguments, line.options)) {}
+
+  int Run() {
+    kernel_.AddBuiltIn("IHostWindows", &windows_);
+    windows_.SetQuitHandler([this] { control_.RequestQuit(); });
+    std::string error;
+    service_ = static_cast<qx::plexion::IPlexionSets*>(kernel_.TryAcquireModule("IPlexion", error));
+    if (service_ == nullptr) return CannotWork("module IPlexion is not available: " + error);
+    windows_.SetService(service_);
+    const int code = RunWithService();
+    windows_.SetService(nullptr);
+    kernel_.ReleaseModule(service_);
+    return code;
+  }
+
+  int ShowHelp() {
+    kernel_.GetConsole().Print(LauncherHelp());
+    kernel_.AddBuiltIn("IHostWindows", &windows_);
+    std::string error;
+    IQXModule* const module = kernel_.TryAcquireModule("IPlexion", error);
+    if (module == nullptr) return kExitCompleted;
+    kernel_.GetConsole().Print("\nWindow options:\n");
+    static_cast<qx::plexion::IPlexionSets*>(module)->ShowUsage("plexion", kMaxStageWindows);
+    kernel_.ReleaseModule(module);
+    return kExitCompleted;
+  }
+
+ private:
+  int RunWithService() {
+    const WindowLines lines = SplitWindows(line_.windowArguments, kMaxStageWindows);
+    if (!lines.error.empty()) return WrongUsage(lines.error);
+    const LauncherOptions& options = line_.options;
+    if (options.keyMode) {
+      service_->SetKeyInputMode(options.keyMode->mode,
+                                options.keyMode->delayMs * kNanosecondsPerMillisecond,
+                                options.keyMode->intervalMs * kNanosecondsPerMillisecond);
+    }
+    Session session(kernel_, service_, windows_, control_, options);
+    const StopAtEnd stopControl{control_};  // before the session goes, which the thread uses
+    control_.Start([&] {
+      windows_.TerminateAll();
+      if (!session.pausePending) return true;
+      ReleasePause(kernel_);
+      return false;  // "go" may not be registered yet
+    });
+    if (options.exitAfterMs) {
+      control_.QuitAt(ControlThread::Clock::now() +
+                      std::chrono::milliseconds(*options.exitAfterMs));
+    }
+
+    WindowOpener opener(session);
+    std::vector<OpenWindow> opened;
+    if (options.signage) {
+      if (const int code = CheckSignage(lines.windows)) return code;
+    } else {
+      if (!opener.OpenAll(lines.windows, opened)) {
+        return WrongUsage("the service does not accept this command line");
+      }
+      if (opened.empty()) return opener.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
+    }
+    const int code = RunOnDisplay(session, lines.windows, opened);
+    if (code != kExitCompleted) return code;
+    return session.someContentFailed ? kExitContentError : kExitCompleted;
+  }
+
+  /// Each content of a playlist is looked at by the service before the first is played.
+  int CheckSignage(const std::vector<WindowLine>& lines) {
+    for (const WindowLine& line : lines) {
+      qx::plexion::StageWindowParameters parameters{};
+      std::vector<const char*> argv = AsArgv("plexion", line.arguments);
+      if (!service_->ParseCommandLineParameters(static_cast<int>(argv.size()) - 1, argv.data(),
+                                                parameters)) {
+        return WrongUsage("the service does not accept the options of '" + line.content + "'");
+      }
+    }
+    return kExitCompleted;
+  }
+
+  int RunOnDisplay(Session& session, const std::vector<WindowLine>& lines,
+                   std::vector<OpenWindow>& opened) {
+    std::string error;
+    IQXModule* const driver = kernel_.TryAcquireModule("IGraphicsDriver", error);
+    if (driver == nullptr) {
+      DestroyAll(opened);
+      return CannotWork("module IGraphicsDriver is not available: " + error);
+    }
+    // A device's own driver may bring its display loop with it.
+    auto* const display =
+        static_cast<IHostDisplay*>(kernel_.TryAcquireModule("IHostDisplay", error));
+    int code = kExitCompleted;
+    if (display != nullptr && !display->Open(line_.options.display, error)) {
+      DestroyAll(opened);
+      code = CannotWork("no display: " + error);
+    } else {
+      Snapshot snapshot(line_.options.snapshotFile, display, kernel_.GetConsole());
+      session.display = display;
+      session.snapshot = &snapshot;
+      code = RunWithInput(session, lines, opened);
+      control_.CancelSnapshotTimer();
+      control_.Stop();  // its timers know the snapshot
+      if (code == kExitCompleted && snapshot.HasFailed()) code = kExitContentError;
+      if (display != nullptr) display->Close();
+    }
+    kernel_.ReleaseModule(display);
+    kernel_.ReleaseModule(driver);
+    return code;
+  }
+
+  int RunWithInput(Session& session, const std::vector<WindowLine>& lines,
+                   std::vector<OpenWindow>& opened) {
+    std::string error;
+    std::vector<IQXModule*> held;
+    const auto hold = [&](const char* name) {
+      IQXModule* const module = kernel_.TryAcquireModule(name, error);
+      if (module != nullptr) held.push_back(module);
+      return module;
+    };
+    // Held here as well, so that input works however the content is started. None is needed.
+    hold("IUserInputDriver");
+    auto* const input = static_cast<IHostInput*>(hold("IHostInput"));
+    int code = kExitCompleted;
+    for (const WindowLine& line : lines) {
+      if (!line.keymap.empty() && input != nullptr && !input->LoadKeyMap(line.keymap, error)) {
+        session.Error("--keymap: " + error);
+        code = kExitUsage;
+      }
+    }
+    if (code == kExitCompleted) {
+      StartMouseStream(lines, hold);
+      if (!line_.options.shellSocket.empty()) {
+        auto* const shell = static_cast<qx::platform::IShell*>(kernel_.AcquireModule("IShell"));
+        if (shell != nullptr) {
+          held.push_back(shell);
+          shell->Start();
+        }
+      }
+      code = RunBesideDisplay(session, lines, opened);
+    } else {
+      DestroyAll(opened);
+    }
+    for (auto module = held.rbegin(); module != held.rend(); ++module) {
+      kernel_.ReleaseModule(*module);
+    }
+    return code;
+  }
+
+  template <typename Hold>
+  void StartMouseStream(const std::vector<WindowLine>& lines, const Hold& hold) {
+    for (const WindowLine& line : lines) {
+      if (line.mouseStream.empty()) continue;
+      auto* const stream = static_cast<qx::platform::IMouseStream*>(hold("IMouseStream"));
+      qx::plexion::StageWindowParameters parameters{};
+      std::vector<const char*> argv = AsArgv("plexion", line.arguments);
+      if (stream != nullptr && service_->ParseCommandLineParameters(
+                                   static_cast<int>(argv.size()) - 1, argv.data(), parameters)) {
+        stream->StartMouseStream(parameters);
+      }
+    }
+  }
+
+  int RunBesideDisplay(Session& session, const std::vector<WindowLine>& lines,
+                       std::vector<OpenWindow>& opened) {
+    CloseWatch closeWatch(windows_);
+    if (session.display != nullptr) session.display->AddEventSink(&closeWatch);
+    bool nonePlays = false;
+    std::thread service([&] {
+      pthread_setname_np(pthread_self(), "PlexionService");
+      if (line_.options.signage) {
+        SignageRun run(session, lines);
+        nonePlays = !run.Run();
+      } else {
+        WindowRun run(session, opened);
+        run.Run();
+      }
+      if (session.display != nullptr) session.display->RequestQuit();
+    });
+    if (session.display != nullptr) session.display->Run();
+    service.join();
+    if (session.display != nullptr) session.display->RemoveEventSink(&closeWatch);
+    return nonePlays ? kExitContentError : kExitCompleted;
+  }
+
+  void DestroyAll(std::vector<OpenWindow>& opened) {
+    for (const OpenWindow& window : opened) windows_.Destroy(window.window);
+    opened.clear();
+  }
+
+  int CannotWork(const std::string& reason) {
+    kernel_.GetConsole().PrintError("plexion: " + reason + "\n");
+    return kExitCannotWork;
+  }
+
+  int WrongUsage(const std::string& reason) {
+    service_->ShowUsage("plexion", kMaxStageWindows);
+    kernel_.GetConsole().Print("Launcher options are listed by plexion --help.\n");
+    kernel_.GetConsole().PrintError("plexion: " + reason + "\n");
+    return kExitUsage;
+  }
+
+  const CommandLine& line_;
+  HostKernel& kernel_;
+  StatusBoard board_;
+  WindowList windows_{board_};
+  ControlThread control_;
+  qx::plexion::IPlexionSets* service_ = nullptr;
+};
+
+}  // namespace
+
+int RunLauncher(const std::vector<std::string>& arguments) {
+  ControlThread::BlockSignals();
+  const CommandLine line = ParseCommandLine(arguments);
+  Console console;
+  if (line.kind == CommandLine::Kind::kVersion) {
+    console.Print("Plexion " PLEXION_VERSION "\n");
+    return kExitCompleted;
+  }
+  if (line.kind == CommandLine::Kind::kWrong) {
+    console.Print(LauncherHelp());
+    console.PrintError("plexion: " + line.error + "\n");
+    return kExitUsage;
+  }
+  ExportSettings(line.options);
+  Launcher launcher(arguments, line);
+  return line.kind == CommandLine::Kind::kHelp ? launcher.ShowHelp() : launcher.Run();
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,70 @@
+#ifndef HOST_LAUNCHER_SESSION_H_
+#define HOST_LAUNCHER_SESSION_H_
+
+#include <atomic>
+#include <string>
+
+#include "host/contracts/IHostDisplay.h"
+#include "host/kernel/HostKernel.h"
+#include "host/launcher/CommandLine.h"
+#include "host/launcher/ControlThread.h"
+#include "host/launcher/Snapshot.h"
+#include "host/launcher/WindowList.h"
+
+namespace plexion_host {
+
+/// What the parts of a run share. Everything outlives the run.
+struct Session {
+  Session(HostKernel& hostKernel, qx::plexion::IPlexionSets* plexion, WindowList& windowList,
+          ControlThread& controlThread, const LauncherOptions& launcherOptions)
+      : kernel(hostKernel),
+        service(plexion),
+        windows(windowList),
+        control(controlThread),
+        options(launcherOptions) {}
+
+  HostKernel& kernel;
+  qx::plexion::IPlexionSets* const service;
+  WindowList& windows;
+  ControlThread& control;
+  const LauncherOptions& options;
+  IHostDisplay* display = nullptr;  ///< null with a graphics driver that needs no display loop
+  Snapshot* snapshot = nullptr;
+  /// The service's "--pause" stands on the command line and nobody has typed "go" yet.
+  std::atomic<bool> pausePending{false};
+  std::atomic<bool> someContentFailed{false};
+
+  /// "plexion: MESSAGE" on standard error.
+  void Error(const std::string& message) const;
+  /// Tells of a content that ended in an error, and remembers that there was one.
+  void ContentError(const std::string& content, const Ending& ending);
+  /// First play: the timers that count from there.
+  void OnFirstPlay();
+  /// The last window is about to go: the picture, when it has not been taken yet.
+  void OnLastWindow();
+  /// Waits for --start-at, if any. Returns  false when the end was asked for meanwhile.
+  bool WaitForStartTime();
+
+ private:
+  std::atomic<bool> played_{false};
+};
+
+/// Holds back presenting while it lives, so that several changes of planes appear in one frame.
+class OneFrame {
+ public:
+  explicit OneFrame(IHostDisplay* display) : display_(display) {
+    if (display_ != nullptr) display_->BeginUpdate();
+  }
+  ~OneFrame() {
+    if (display_ != nullptr) display_->EndUpdate();
+  }
+  OneFrame(const OneFrame&) = delete;
+  OneFrame& operator=(const OneFrame&) = delete;
+
+ private:
+  IHostDisplay* const display_;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_LAUNCHER_SESSION_H_
