@@ -53,7 +53,7 @@ PlexionKeyEventSimulator::~PlexionKeyEventSimulator() {
     }
     kernel->DestroyThread(thread);
   }
-  kernel->DestroyMutex(lock);
+  if (lock != nullptr) kernel->DestroyMutex(lock);
   for (unsigned i = 0; i < events.Count(); ++i) DestroyEvent(events[i]);
 }
 

@@ -24,7 +24,9 @@ StageWindowMemoryWatchdog::StageWindowMemoryWatchdog(StageWindow* stageWindow,
       freeCount(0),
       graphicsMemoryUsed(0) {}
 
-StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() { kernel->DestroyMutex(mutex); }
+StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() {
+  if (mutex != nullptr) kernel->DestroyMutex(mutex);
+}
 
 void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, unsigned long line) {
   QXLock lock(mutex);

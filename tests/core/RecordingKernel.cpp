@@ -17,12 +17,6 @@ class NoMutex final : public IQXKernel::Mutex {
   void Unlock() override {}
 };
 
-class NoThread final : public IQXKernel::Thread {
- public:
-  bool Start(const char*, Procedure, void*) override { return false; }
-  bool Join(const IQXKernel::Time&) override { return true; }
-};
-
 std::string Format(const char* format, va_list arguments) {
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
@@ -30,6 +24,19 @@ std::string Format(const char* format, va_list arguments) {
 }
 
 }  // namespace
+
+bool RecordingKernel::IdleThread::Start(const char* name, Procedure procedure, void* argument) {
+  kernel_->threadLog += std::string("start ") + name + ";";
+  kernel_->procedure = procedure;
+  kernel_->argument = argument;
+  return kernel_->threadsStart;
+}
+
+bool RecordingKernel::IdleThread::Join(const Time& timeout) {
+  kernel_->threadLog += timeout == kInfinite ? "join;" : "join with a limit;";
+  if (kernel_->onJoin) kernel_->onJoin();
+  return true;
+}
 
 RecordingKernel& RecordingKernel::Get() {
   static RecordingKernel* const kernel = [] {
@@ -48,6 +55,13 @@ void RecordingKernel::Restart() {
   lastFree = {};
   printed.clear();
   refuseIn_ = -1;
+  now = 0;
+  afterSleep = nullptr;
+  threadsStart = true;
+  threadLog.clear();
+  procedure = nullptr;
+  argument = nullptr;
+  onJoin = nullptr;
 }
 
 IQXModule* RecordingKernel::AcquireModule(const char*) { return nullptr; }
@@ -55,15 +69,19 @@ void RecordingKernel::ReleaseModule(IQXModule*) {}
 
 IQXKernel::Thread* RecordingKernel::CreateThread() {
   ++threads;
-  return new NoThread;
+  return new IdleThread(this);
 }
 
 void RecordingKernel::DestroyThread(Thread* thread) {
   --threads;
-  delete static_cast<NoThread*>(thread);
+  threadLog += "destroy;";
+  delete static_cast<IdleThread*>(thread);
 }
 
-void RecordingKernel::Sleep(const Time& duration) { now_ += duration; }
+void RecordingKernel::Sleep(const Time& duration) {
+  now += duration;
+  if (afterSleep) afterSleep();
+}
 
 IQXKernel::Mutex* RecordingKernel::CreateMutex() {
   ++mutexes;
@@ -101,7 +119,7 @@ void RecordingKernel::Free(void* block, const char* file, int line) {
   std::free(block);
 }
 
-IQXKernel::Time RecordingKernel::GetTime() { return now_; }
+IQXKernel::Time RecordingKernel::GetTime() { return now; }
 int32_t RecordingKernel::GetProcessId() { return 4711; }
 int RecordingKernel::GetArgc() { return static_cast<int>(arguments.size()); }
 const char** RecordingKernel::GetArgv() { return arguments.data(); }

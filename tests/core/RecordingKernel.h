@@ -1,6 +1,7 @@
 #ifndef TESTS_CORE_RECORDINGKERNEL_H_
 #define TESTS_CORE_RECORDINGKERNEL_H_
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -9,14 +10,27 @@
 
 namespace tests {
 
-/// A kernel on the process heap for tests of the foundation types: it keeps a ledger of its blocks
-/// and can refuse one. Nothing of it blocks; it has no modules, threads or events.
+/// A kernel on the process heap for tests of single classes: it keeps a ledger of its blocks and
+/// can refuse one. Nothing of it blocks; it has no modules and no events. Time is virtual and
+/// passes in Sleep only. A thread that is started does not run by itself: the test calls its
+/// procedure.
 class RecordingKernel : public IQXKernel {
  public:
   struct Block {
     unsigned long bytes;
     std::string file;
     int line;
+  };
+
+  /// A thread that was created; what it was asked to do, for the test to do it.
+  class IdleThread final : public Thread {
+   public:
+    explicit IdleThread(RecordingKernel* kernel) : kernel_(kernel) {}
+    bool Start(const char* name, Procedure procedure, void* argument) override;
+    bool Join(const Time& timeout) override;
+
+   private:
+    RecordingKernel* const kernel_;
   };
 
   /// The one kernel of this process, handed to the code under test at the first call.
@@ -37,6 +51,14 @@ class RecordingKernel : public IQXKernel {
   std::vector<const char*> arguments{"host"};
   unsigned mutexes = 0;  ///< live ones
   unsigned threads = 0;
+
+  Time now = 0;
+  std::function<void()> afterSleep;  ///< called by Sleep when the time has passed
+  bool threadsStart = true;          ///< what Start answers
+  std::string threadLog;             ///< "start NAME;", "join;", "destroy;" in order of the calls
+  Thread::Procedure procedure = nullptr;  ///< of the last start
+  void* argument = nullptr;
+  std::function<void()> onJoin;
 
   IQXModule* AcquireModule(const char* name) override;
   void ReleaseModule(IQXModule* module) override;
@@ -70,7 +92,6 @@ class RecordingKernel : public IQXKernel {
 
  private:
   int refuseIn_ = -1;
-  Time now_ = 0;
 };
 
 }  // namespace tests
