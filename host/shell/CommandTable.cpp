@@ -1,0 +1,217 @@
+#include "host/shell/CommandTable.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "host/shell/CommandWords.h"
+#include "host/shell/LineBuffer.h"
+
+namespace plexion_host {
+
+using qx::platform::IShellCommand;
+
+namespace {
+
+constexpr const char* kHelp = "help";
+
+/// How long a line waits for an expected word. The word comes as soon as the service has made its
+/// windows, so this only ends the wait for a run that never gets there.
+constexpr std::chrono::seconds kExpectationLimit{30};
+
+/// Takes the last line off `text`: a command that fails says last why.
+std::string TakeLastLine(std::string& text) {
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  const size_t end = text.rfind('\n');
+  const size_t start = end == std::string::npos ? 0 : end + 1;
+  const std::string line = text.substr(start);
+  text.erase(start);
+  return line;
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
+  return text;
+}
+
+}  // namespace
+
+void CommandTable::SetConsole(IHostConsole* console) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  console_ = console;
+}
+
+QXError CommandTable::Register(const char* name, IShellCommand* command) {
+  if (name == nullptr || *name == '\0' || command == nullptr) return QXError_InvalidParameters;
+  std::unique_lock<std::mutex> lock(mutex_);
+  IShellCommand*& slot = commands_[name];
+  const IShellCommand* const replaced = slot;
+  slot = command;
+  const auto expected = expected_.find(name);
+  if (expected != expected_.end()) expected->second = true;
+  changed_.notify_all();
+  if (replaced != nullptr && replaced != command) WaitUntilNotRunning(lock, replaced);
+  return QXError_OK;
+}
+
+IShellCommand* CommandTable::Unregister(const char* name) {
+  if (name == nullptr) return nullptr;
+  std::unique_lock<std::mutex> lock(mutex_);
+  const auto found = commands_.find(name);
+  if (found == commands_.end()) return nullptr;
+  IShellCommand* const command = found->second;
+  commands_.erase(found);
+  WaitUntilNotRunning(lock, command);
+  return command;
+}
+
+void CommandTable::WaitUntilNotRunning(std::unique_lock<std::mutex>& lock,
+                                       const IShellCommand* command) {
+  changed_.wait(lock, [&] { return running_ != command || runner_ == std::this_thread::get_id(); });
+}
+
+void CommandTable::Describe(const std::string& name, const CommandDescription& description) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  descriptions_[name] = description;
+}
+
+void CommandTable::Expect(const std::string& name) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  expected_.emplace(name, commands_.count(name) > 0);
+}
+
+void CommandTable::Stop() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  stopped_ = true;
+  changed_.notify_all();
+}
+
+CommandTable::Outcome CommandTable::RefuseLongLine() {
+  return {false, std::string(),
+          "the line is longer than " + std::to_string(LineBuffer::kMaxLineBytes) + " bytes"};
+}
+
+CommandTable::Outcome CommandTable::Run(const std::string& line) {
+  std::vector<std::string> words;
+  std::string error;
+  if (!SplitCommandWords(line, words, error)) return {false, std::string(), error};
+  if (words.empty()) return Outcome();
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, kExpectationLimit, [&] {
+      const auto expected = expected_.find(words[0]);
+      return stopped_ || expected == expected_.end() || expected->second;
+    });
+  }
+  const std::lock_guard<std::mutex> turn(turn_);
+  return Execute(words);
+}
+
+CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+
+  IShellCommand* command = nullptr;
+  IHostConsole* console = nullptr;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = commands_.find(words[0]);
+    if (found != commands_.end()) command = found->second;
+    console = console_;
+    running_ = command;
+    runner_ = std::this_thread::get_id();
+  }
+  if (command == nullptr) return words[0] == kHelp ? Help(words) : Unknown(words[0]);
+
+  if (console != nullptr) console->BeginCapture();
+  const QXError error = command->Execute(words.size(), argv.data());
+  Outcome outcome;
+  if (console != nullptr) outcome.output = console->EndCapture();
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    running_ = nullptr;
+    changed_.notify_all();
+  }
+  if (error != QXError_OK) {
+    outcome.succeeded = false;
+    outcome.reason = TakeLastLine(outcome.output);
+    if (outcome.reason.empty()) outcome.reason = words[0] + " failed with " + error.name;
+  } else if (!outcome.output.empty() && outcome.output.back() != '\n') {
+    outcome.output += '\n';
+  }
+  return outcome;
+}
+
+CommandTable::Outcome CommandTable::Unknown(const std::string& word) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return {false, std::string(),
+          "unknown command '" + word + "'; there are " + Joined(NamesLocked())};
+}
+
+std::vector<std::string> CommandTable::NamesLocked() const {
+  std::vector<std::string> names;
+  for (const auto& [name, command] : commands_) names.push_back(name);
+  if (commands_.count(kHelp) == 0) names.emplace_back(kHelp);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+CommandTable::Outcome CommandTable::Help(const std::vector<std::string>& words) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::vector<std::string> names = NamesLocked();
+  if (words.size() > 2) return {false, std::string(), "usage: help [COMMAND]"};
+  if (words.size() == 2 && std::find(names.begin(), names.end(), words[1]) == names.end()) {
+    return {false, std::string(),
+            "help: there is no command '" + words[1] + "'; there are " + Joined(names)};
+  }
+  CommandDescription own{"help [COMMAND]", "says what can be typed", {}};
+  size_t width = 0;
+  std::vector<std::pair<std::string, std::string>> rows;
+  for (const std::string& name : names) {
+    if (words.size() == 2 && name != words[1]) continue;
+    const auto found = descriptions_.find(name);
+    const bool described = found != descriptions_.end();
+    const CommandDescription& description = described ? found->second : own;
+    const bool unknown = !described && name != kHelp;
+    rows.emplace_back(unknown ? name : description.usage, unknown ? "" : description.summary);
+    width = std::max(width, rows.back().first.size());
+  }
+  Outcome outcome;
+  for (const auto& [usage, summary] : rows) {
+    outcome.output += usage;
+    if (!summary.empty()) outcome.output += std::string(width + 2 - usage.size(), ' ') + summary;
+    outcome.output += '\n';
+  }
+  return outcome;
+}
+
+std::vector<std::string> CommandTable::Complete(const std::string& line) {
+  const size_t start = LastWordStart(line);
+  const std::string prefix = line.substr(start);
+  std::vector<std::string> before;
+  std::string error;
+  if (!SplitCommandWords(line.substr(0, start), before, error)) return {};
+
+  std::vector<std::string> candidates;
+  std::function<std::vector<std::string>()> source;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (before.empty() || (before.size() == 1 && before[0] == kHelp)) {
+      candidates = NamesLocked();
+    } else if (before.size() == 1) {
+      const auto described = descriptions_.find(before[0]);
+      if (described != descriptions_.end()) source = described->second.firstArguments;
+    }
+  }
+  if (source) candidates = source();
+  candidates.erase(std::remove_if(candidates.begin(), candidates.end(),
+                                  [&](const std::string& candidate) {
+                                    return candidate.compare(0, prefix.size(), prefix) != 0;
+                                  }),
+                   candidates.end());
+  std::sort(candidates.begin(), candidates.end());
+  return candidates;
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,82 @@
+#ifndef HOST_SHELL_COMMANDTABLE_H_
+#define HOST_SHELL_COMMANDTABLE_H_
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/contracts/IHostConsole.h"
+#include "host/contracts/IHostShell.h"
+#include "qx/platform/IShell.h"
+
+namespace plexion_host {
+
+/// The words that can be typed, and the one place where they are run.
+///
+/// Commands run on the thread that read the line, one at a time over all threads. What a command
+/// prints is kept and handed back, so that it reaches whoever typed it.
+///
+/// Thread   any.
+class CommandTable {
+ public:
+  /// What became of a line.
+  struct Outcome {
+    bool succeeded = true;
+    /// What the command printed; whole lines.
+    std::string output;
+    /// When it did not succeed: why, one line.
+    std::string reason;
+  };
+
+  /// `console` may be null: then output goes where the kernel's Printf goes.
+  void SetConsole(IHostConsole* console);
+
+  /// As IShell says. Also waits for a running execution of a command that it takes the place of.
+  QXError Register(const char* name, qx::platform::IShellCommand* command);
+  qx::platform::IShellCommand* Unregister(const char* name);
+
+  void Describe(const std::string& name, const CommandDescription& description);
+
+  /// A word that somebody will register soon: a line with it waits for that, rather than being
+  /// refused, until it was registered for the first time.
+  void Expect(const std::string& name);
+
+  /// Runs one line. An empty line or a comment succeeds.
+  Outcome Run(const std::string& line);
+
+  /// The answer to a line that is longer than a line may be.
+  static Outcome RefuseLongLine();
+
+  /// What could stand in the place of the last word of `line`, sorted.
+  std::vector<std::string> Complete(const std::string& line);
+
+  /// From now on nothing waits for an expected word.
+  void Stop();
+
+ private:
+  Outcome Help(const std::vector<std::string>& words);
+  Outcome Execute(std::vector<std::string>& words);
+  Outcome Unknown(const std::string& word);
+  std::vector<std::string> NamesLocked() const;
+  void WaitUntilNotRunning(std::unique_lock<std::mutex>& lock,
+                           const qx::platform::IShellCommand* command);
+
+  std::mutex turn_;  // held while a command runs; taken before mutex_
+
+  std::mutex mutex_;  // guards what follows; never held while a command runs
+  std::condition_variable changed_;
+  std::map<std::string, qx::platform::IShellCommand*> commands_;
+  std::map<std::string, CommandDescription> descriptions_;
+  std::map<std::string, bool> expected_;  // name to: was registered since
+  IHostConsole* console_ = nullptr;
+  const qx::platform::IShellCommand* running_ = nullptr;
+  std::thread::id runner_;
+  bool stopped_ = false;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_SHELL_COMMANDTABLE_H_

@@ -1,0 +1,120 @@
+#include "host/shell/InputReader.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "host/shell/LineBuffer.h"
+#include "host/shell/ShellThread.h"
+
+namespace plexion_host {
+namespace {
+
+void HideLine(void* prompt) { static_cast<TerminalPrompt*>(prompt)->HideLine(); }
+void ShowLine(void* prompt) { static_cast<TerminalPrompt*>(prompt)->ShowLine(); }
+
+}  // namespace
+
+InputReader::InputReader(CommandTable& commands, Settings settings)
+    : commands_(commands), settings_(std::move(settings)) {
+  if (wake_.Fd() < 0 || fcntl(settings_.inputFd, F_GETFD) < 0) return;
+  prompt_ = OpenPrompt();
+  if (prompt_ != nullptr && settings_.console != nullptr) {
+    settings_.console->SetTerminalHooks(&plexion_host::HideLine, &plexion_host::ShowLine,
+                                        prompt_.get());
+  }
+  thread_ = StartShellThread("PlexionShell", [this] {
+    if (prompt_ != nullptr) {
+      ReadTerminal();
+    } else {
+      ReadStream();
+    }
+  });
+}
+
+InputReader::~InputReader() {
+  wake_.Raise();
+  if (thread_.joinable()) thread_.join();
+  if (prompt_ != nullptr && settings_.console != nullptr) {
+    settings_.console->SetTerminalHooks(nullptr, nullptr, nullptr);
+  }
+  prompt_.reset();
+  if (terminalFd_ >= 0) close(terminalFd_);
+}
+
+std::unique_ptr<TerminalPrompt> InputReader::OpenPrompt() {
+  if (isatty(settings_.inputFd) == 0) return nullptr;
+  int output = settings_.outputFd;
+  if (isatty(output) == 0) {
+    terminalFd_ = open("/dev/tty", O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    if (terminalFd_ < 0) return nullptr;
+    output = terminalFd_;
+  }
+  auto prompt = std::make_unique<TerminalPrompt>(
+      settings_.inputFd, output, wake_,
+      [this](const std::string& line) { return commands_.Complete(line); }, settings_.historyPath);
+  if (!prompt->IsUsable()) prompt.reset();
+  return prompt;
+}
+
+void InputReader::ReadTerminal() {
+  std::string line;
+  for (;;) {
+    switch (prompt_->ReadLine(line)) {
+      case TerminalPrompt::Result::kClosed:
+        return;
+      case TerminalPrompt::Result::kEndTyped:
+        settings_.print("\"quit\" ends Plexion.\n");
+        break;
+      case TerminalPrompt::Result::kLine:
+        Run(line);
+        break;
+    }
+  }
+}
+
+void InputReader::ReadStream() {
+  LineBuffer lines;
+  bool ended = false;
+  while (!ended) {
+    pollfd waits[] = {{settings_.inputFd, POLLIN, 0}, {wake_.Fd(), POLLIN, 0}};
+    if (poll(waits, 2, -1) < 0 && errno != EINTR) return;
+    if (wake_.IsRaised()) return;
+    if (waits[0].revents == 0) continue;
+    char bytes[4096];
+    const ssize_t count = read(settings_.inputFd, bytes, sizeof(bytes));
+    if (count > 0) {
+      lines.Append(bytes, static_cast<size_t>(count));
+    } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+      lines.Finish();
+      ended = true;
+    }
+    while (!lines.IsEmpty() && !wake_.IsRaised()) {
+      const LineBuffer::Line line = lines.Take();
+      if (line.tooLong) {
+        Show(CommandTable::RefuseLongLine());
+      } else {
+        Run(line.text);
+      }
+    }
+  }
+}
+
+void InputReader::Run(const std::string& line) {
+  if (line.size() > LineBuffer::kMaxLineBytes) {
+    Show(CommandTable::RefuseLongLine());
+  } else {
+    Show(commands_.Run(line));
+  }
+}
+
+void InputReader::Show(const CommandTable::Outcome& outcome) {
+  std::string text = outcome.output;
+  if (!outcome.succeeded) text += outcome.reason + "\n";
+  if (!text.empty()) settings_.print(text);
+}
+
+}  // namespace plexion_host

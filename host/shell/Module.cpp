@@ -1,0 +1,36 @@
+// The library's entry points: one shell, alive while either of its names is held.
+
+#include <mutex>
+
+#include "host/shell/Shell.h"
+#include "qx/core/IQXKernel.h"
+
+namespace {
+
+std::mutex mutex;  // guards what follows
+plexion_host::Shell* shell = nullptr;
+int names = 0;
+
+plexion_host::Shell* Hold() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (names++ == 0) shell = new plexion_host::Shell();
+  return shell;
+}
+
+void LetGo() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (--names > 0) return;
+  delete shell;
+  shell = nullptr;
+}
+
+}  // namespace
+
+extern "C" QX_EXPORT IQXModule* IQXModule_IShell_ModuleLoad() {
+  return static_cast<qx::platform::IShell*>(Hold());
+}
+extern "C" QX_EXPORT void IQXModule_IShell_ModuleUnload(IQXModule*) { LetGo(); }
+extern "C" QX_EXPORT IQXModule* IQXModule_IHostShell_ModuleLoad() {
+  return static_cast<plexion_host::IHostShell*>(Hold());
+}
+extern "C" QX_EXPORT void IQXModule_IHostShell_ModuleUnload(IQXModule*) { LetGo(); }

@@ -1,0 +1,83 @@
+#include "host/shell/Shell.h"
+
+#include <cstring>
+
+#include "host/shell/History.h"
+#include "qx/core/IQXKernel.h"
+
+namespace plexion_host {
+namespace {
+
+/// On the host's command line: the service will register kGo and wait for it.
+constexpr const char* kPauseOption = "--pause";
+constexpr const char* kGo = "go";
+
+bool HostPauses(IQXKernel* kernel) {
+  const char** const arguments = kernel->GetArgv();
+  for (int i = 0; i < kernel->GetArgc(); ++i) {
+    if (std::strcmp(arguments[i], kPauseOption) == 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+Shell::Shell(int inputFd, int outputFd)
+    : inputFd_(inputFd),
+      outputFd_(outputFd),
+      console_(static_cast<IHostConsole*>(IQXKernel::GetKernel()->AcquireModule("IHostConsole"))) {
+  commands_.SetConsole(console_);
+  commands_.Describe(kGo, {"go [--rundefault | URL [ZOR_BASE_URL]]",
+                           "lets paused content run, or other content in its place",
+                           {}});
+  // So that a script can send "go" without knowing when the service begins to wait for it.
+  if (HostPauses(IQXKernel::GetKernel())) commands_.Expect(kGo);
+}
+
+Shell::~Shell() {
+  commands_.Stop();
+  server_.reset();
+  reader_.reset();
+  IQXKernel::GetKernel()->ReleaseModule(console_);
+}
+
+QXError Shell::RegisterCommand(const char* name, qx::platform::IShellCommand* command) {
+  return commands_.Register(name, command);
+}
+
+qx::platform::IShellCommand* Shell::UnregisterCommand(const char* name) {
+  return commands_.Unregister(name);
+}
+
+QXError Shell::Start() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (reader_ != nullptr) return QXError_OK;
+  InputReader::Settings settings;
+  settings.inputFd = inputFd_;
+  settings.outputFd = outputFd_;
+  settings.historyPath = History::DefaultPath();
+  settings.print = [](const std::string& text) {
+    IQXKernel::GetKernel()->Printf("%s", text.c_str());
+  };
+  settings.console = console_;
+  reader_ = std::make_unique<InputReader>(commands_, std::move(settings));
+  return QXError_OK;
+}
+
+void Shell::DescribeCommand(const std::string& name, const CommandDescription& description) {
+  commands_.Describe(name, description);
+}
+
+bool Shell::Listen(const std::string& socketPath, std::string& error) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (server_ != nullptr) {
+    error = "the shell serves a socket already";
+    return false;
+  }
+  auto server = std::make_unique<SocketServer>(commands_);
+  if (!server->Start(socketPath, error)) return false;
+  server_ = std::move(server);
+  return true;
+}
+
+}  // namespace plexion_host
