@@ -1,10 +1,14 @@
 #ifndef HOST_GRAPHICS_PIXELSTORE_H_
 #define HOST_GRAPHICS_PIXELSTORE_H_
 
+#include <sys/mman.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <utility>
 
 #include "qx/plexion/Geometry.h"
 
@@ -29,11 +33,14 @@ class PixelStore {
     PixelStore store;
     if (!DimsAreSane(dims)) return store;
     const size_t bytes = size_t{dims.width} * dims.height * sizeof(uint32_t);
-    store.block_.reset(std::calloc(1, bytes + kAlignment));
-    if (store.block_ == nullptr) return store;
-    const auto address = reinterpret_cast<uintptr_t>(store.block_.get());
-    store.pixels_ =
-        reinterpret_cast<uint32_t*>((address + kAlignment - 1) & ~uintptr_t{kAlignment - 1});
+    const bool large = bytes >= kHugePage;
+    void* block = nullptr;
+    if (posix_memalign(&block, large ? kHugePage : kAlignment, bytes) != 0) return store;
+    store.block_.reset(block);
+    // Touching a large picture page by page for the first time takes longer than drawing it.
+    if (large) madvise(block, bytes & ~(kHugePage - 1), MADV_HUGEPAGE);
+    std::memset(block, 0, bytes);
+    store.pixels_ = static_cast<uint32_t*>(block);
     store.dims_ = dims;
     return store;
   }
@@ -59,6 +66,7 @@ class PixelStore {
 
  private:
   static constexpr size_t kAlignment = 64;
+  static constexpr size_t kHugePage = size_t{2} << 20;
   struct FreeBlock {
     void operator()(void* block) const { std::free(block); }
   };

@@ -31,9 +31,10 @@ Dims Screen::GetDims() const {
 }
 
 bool Screen::SetDims(const Dims& dims) {
+  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  if (picture_.Dims().width == dims.width && picture_.Dims().height == dims.height) return true;
   PixelStore picture = MakePicture(dims);
   if (!picture) return false;
-  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
   const std::lock_guard<std::mutex> lock(stateMutex_);
   picture_ = std::move(picture);
   dims_ = dims;

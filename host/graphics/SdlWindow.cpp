@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -30,6 +31,19 @@ Surface32 ViewOf(const PixelStore& picture) {
 
 SDL_Rect ToSdl(const Box& box) { return {box.x1, box.y1, box.x2 - box.x1, box.y2 - box.y1}; }
 
+constexpr char kExpectedDisplay[] =
+    "; expected an X11 or Wayland session (DISPLAY or WAYLAND_DISPLAY), or the display mode "
+    "headless";
+
+// SDL falls back to drivers that show nothing. Somebody who wants one of them names it.
+bool DrawsForNobody() {
+  const char* const named = std::getenv("SDL_VIDEODRIVER");
+  if (named != nullptr && *named != '\0') return false;
+  const char* const driver = SDL_GetCurrentVideoDriver();
+  return std::strcmp(driver, "offscreen") == 0 || std::strcmp(driver, "dummy") == 0 ||
+         std::strcmp(driver, "evdev") == 0;
+}
+
 void SetHints() {
   // Without a renderer behind it the window's surface is plain shared memory: it is there at once,
   // and needs neither a GPU nor a hundred megabytes of its driver.
@@ -46,8 +60,12 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const st
                                            std::string& error) {
   SetHints();
   if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
-    error = std::string("cannot open a display: ") + SDL_GetError() +
-            "; expected an X11 or Wayland session, or the display mode headless";
+    error = std::string("cannot open a display: ") + SDL_GetError() + kExpectedDisplay;
+    return nullptr;
+  }
+  if (DrawsForNobody()) {
+    error = std::string("cannot open a display: none found") + kExpectedDisplay;
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
     return nullptr;
   }
   Dims wanted = dims;
