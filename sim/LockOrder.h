@@ -1,0 +1,48 @@
+#ifndef SIM_LOCKORDER_H_
+#define SIM_LOCKORDER_H_
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace plexion_sim {
+
+/// Remembers which lock was taken while which others were held, over a whole run, and finds two
+/// threads that take two locks in opposite orders, even when no deadlock came of it this time. What
+/// both do under one common lock is no inversion.
+class LockOrder {
+ public:
+  struct Lock {
+    uint32_t number;
+    std::string name;
+  };
+
+  /// `thread` takes `wanted` while it holds `held`, in the order taken.
+  /// Returns  a report of the inversion that this completes; empty when there is none, or it was
+  ///          reported before, or is allowed.
+  std::string Taken(const Lock& wanted, const std::vector<Lock>& held, uint32_t thread,
+                    const std::string& threadName);
+
+  /// The two names may be taken in both orders. A name stands for all locks of that name, digits at
+  /// its end left out.
+  void Allow(const std::string& one, const std::string& other);
+
+ private:
+  struct Edge {
+    uint32_t thread;
+    std::string threadName;
+    std::set<uint32_t> alsoHeld;
+    std::string story;
+  };
+
+  std::map<std::pair<uint32_t, uint32_t>, std::vector<Edge>> edges_;
+  std::set<std::pair<uint32_t, uint32_t>> reported_;
+  std::set<std::pair<std::string, std::string>> allowed_;
+};
+
+}  // namespace plexion_sim
+
+#endif  // SIM_LOCKORDER_H_
