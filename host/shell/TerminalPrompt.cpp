@@ -226,7 +226,10 @@ unsigned char TerminalPrompt::CompleteKey(EditLine* editor, int) { return Of(edi
 unsigned char TerminalPrompt::Complete() {
   const LineInfo* const info = el_line(editor_);
   const std::string line(info->buffer, info->cursor);
+  // Without the lock: the completer may wait for somebody who is printing.
+  mutex_.unlock();
   const std::vector<std::string> candidates = completer_(line);
+  mutex_.lock();
   if (candidates.empty()) return CC_ERROR;
   const size_t blank = line.find_last_of(" \t");
   const size_t typed = line.size() - (blank == std::string::npos ? 0 : blank + 1);
