@@ -3,14 +3,34 @@
 namespace plexion_sim {
 
 const char* NameOf(Fallible operation) {
-  static const char* const kNames[kFallibleCount] = {
-      "Allocate",         "AcquireModule",      "CreateEvent",         "CreateMutex",
-      "CreateThread",     "Thread.Start",       "CreateMorvelInstance", "Configure",
-      "LoadMVX",          "Play",               "Pause",               "SetRenderPlane",
-      "ResetRenderPlane", "CreateRenderPlane",  "CreateOutputPlane",   "ResizeRenderPlane",
-      "ResizeOutputPlane", "MoveTo",            "LockPixels",          "StretchCopy",
-      "CreateFileObject", "Open",               "EnsureWritable",      "RemoveDirectory",
-      "GetBinDirectory",  "RegisterCommand",    "Shell.Start",         "StartMouseStream"};
+  static const char* const kNames[kFallibleCount] = {"Allocate",
+                                                     "AcquireModule",
+                                                     "CreateEvent",
+                                                     "CreateMutex",
+                                                     "CreateThread",
+                                                     "Thread.Start",
+                                                     "CreateMorvelInstance",
+                                                     "Configure",
+                                                     "LoadMVX",
+                                                     "Play",
+                                                     "Pause",
+                                                     "SetRenderPlane",
+                                                     "ResetRenderPlane",
+                                                     "CreateRenderPlane",
+                                                     "CreateOutputPlane",
+                                                     "ResizeRenderPlane",
+                                                     "ResizeOutputPlane",
+                                                     "MoveTo",
+                                                     "LockPixels",
+                                                     "StretchCopy",
+                                                     "CreateFileObject",
+                                                     "Open",
+                                                     "EnsureWritable",
+                                                     "RemoveDirectory",
+                                                     "GetBinDirectory",
+                                                     "RegisterCommand",
+                                                     "Shell.Start",
+                                                     "StartMouseStream"};
   return kNames[static_cast<unsigned>(operation)];
 }
 

@@ -132,12 +132,12 @@ Fiber::Fiber(Entry entry, void* argument)
   *--top = nullptr;
   *--top = nullptr;  // leaves the stack pointer a multiple of 16 before the first call
   *--top = reinterpret_cast<void*>(&plexion_sim_first_entry);
-  *--top = nullptr;                                // rbp
-  *--top = nullptr;                                // rbx
-  *--top = this;                                   // r12
+  *--top = nullptr;                                 // rbp
+  *--top = nullptr;                                 // rbx
+  *--top = this;                                    // r12
   *--top = reinterpret_cast<void*>(&Fiber::Start);  // r13
-  *--top = nullptr;                                // r14
-  *--top = nullptr;                                // r15
+  *--top = nullptr;                                 // r14
+  *--top = nullptr;                                 // r15
   context_ = top;
 #else
   auto* context = new ucontext_t();

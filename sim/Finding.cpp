@@ -31,8 +31,8 @@ bool IsFatal(FindingKind kind) { return kind <= FindingKind::kMemory; }
 
 std::string Finding::ToText() const {
   char when[48];
-  std::snprintf(when, sizeof when, " at %" PRId64 ".%06" PRId64 " ms, thread ",
-                time / kMillisecond, time % kMillisecond);
+  std::snprintf(when, sizeof when, " at %" PRId64 ".%06" PRId64 " ms, thread ", time / kMillisecond,
+                time % kMillisecond);
   return NameOf(kind) + std::string(when) + thread + ": " + text;
 }
 

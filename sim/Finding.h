@@ -16,10 +16,10 @@ enum class FindingKind {
   kUseAfterDestroy,  ///< a call into a kernel object, instance, plane or module that is gone
   kMemory,           ///< double free, unknown address, overrun
   // The run goes on after these.
-  kLockMisuse,      ///< unlocked by another, destroyed while held or waited for
-  kLockOrder,       ///< two locks taken in both orders
-  kLeak,            ///< not given back
-  kContract,        ///< a call that a platform contract forbids
+  kLockMisuse,  ///< unlocked by another, destroyed while held or waited for
+  kLockOrder,   ///< two locks taken in both orders
+  kLeak,        ///< not given back
+  kContract,    ///< a call that a platform contract forbids
 };
 
 const char* NameOf(FindingKind kind);

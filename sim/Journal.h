@@ -10,7 +10,8 @@
 namespace plexion_sim {
 
 /// What happened, in order: one entry for each call of the kernel or of a scripted module. Texts
-/// hold names and numbers of the run, never addresses, so that the same choices give the same bytes.
+/// hold names and numbers of the run, never addresses, so that the same choices give the same
+/// bytes.
 class Journal {
  public:
   struct Entry {

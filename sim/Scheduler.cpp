@@ -77,8 +77,7 @@ size_t ReplayScheduler::Choose(const Decision& decision) {
          schedule_.switches[next_].decision < decision.number) {
     ++next_;
   }
-  if (next_ < schedule_.switches.size() &&
-      schedule_.switches[next_].decision == decision.number) {
+  if (next_ < schedule_.switches.size() && schedule_.switches[next_].decision == decision.number) {
     const uint32_t thread = schedule_.switches[next_++].thread;
     if (thread == Switch::kTimePasses && decision.timeMayPass) return decision.count;
     for (size_t i = 0; i < decision.count; ++i) {

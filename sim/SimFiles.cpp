@@ -35,9 +35,8 @@ bool SimFiles::IsRefused(const std::string& path) const {
 }
 
 unsigned SimFiles::LiveObjects() const {
-  return static_cast<unsigned>(
-      std::count_if(objects_.begin(), objects_.end(),
-                    [](const auto& object) { return !object->destroyed_; }));
+  return static_cast<unsigned>(std::count_if(
+      objects_.begin(), objects_.end(), [](const auto& object) { return !object->destroyed_; }));
 }
 
 qx::platform::IFileObject* SimFiles::CreateFileObject() {

@@ -111,7 +111,8 @@ bool SimDrawingContext::StretchCopy(Plane* source, const Rect& sourceRect,
   // The contract: the source is a plane of this driver.
   const SimSurface& from = static_cast<SimRenderPlane*>(static_cast<RenderPlane*>(source))->surface;
   if (!from.Use("StretchCopy")) return false;
-  const bool can = driver_.stretchCopySupported && !kernel.GetFaults().Fails(Fallible::kStretchCopy);
+  const bool can =
+      driver_.stretchCopySupported && !kernel.GetFaults().Fails(Fallible::kStretchCopy);
   kernel.Note("StretchCopy", from.name + " " + ToText(sourceRect) + " to " + surface_.name + " " +
                                  ToText(destinationRect) + " -> " + ToText(can));
   if (can) CopyStretched(from, sourceRect, surface_, destinationRect);

@@ -108,10 +108,10 @@ class SimGraphics final : public qx::platform::IGraphicsDriver, public ScriptedM
   // The script.
   qx::plexion::Dims screen = {1280, 720};
   uint32_t outputPixelFormat = qx::platform::kPixelFormat32;
-  uint32_t extraPitch = 0;             ///< bytes behind each row, a multiple of 4
-  bool stretchCopySupported = false;   ///< false: the module copies in software
+  uint32_t extraPitch = 0;            ///< bytes behind each row, a multiple of 4
+  bool stretchCopySupported = false;  ///< false: the module copies in software
   bool replacesPlanesOnResize = false;
-  bool renderContextIsNull = false;    ///< planes come without a drawing context
+  bool renderContextIsNull = false;  ///< planes come without a drawing context
   bool outputContextIsNull = false;
   bool defaultPlacementFillsScreen = false;  ///< a size that was not asked for becomes the screen's
   bool accountsGraphicsMemory = true;        ///< tells the window of the bytes of its planes
@@ -129,8 +129,7 @@ class SimGraphics final : public qx::platform::IGraphicsDriver, public ScriptedM
   qx::plexion::Dims GetScreenDims() override;
   qx::platform::RenderPlane* CreateRenderPlane(const qx::plexion::Dims& dims, uint32_t pixelFormat,
                                                qx::plexion::StageWindow* window) override;
-  qx::platform::OutputPlane* CreateOutputPlane(const qx::plexion::Rect& rect,
-                                               bool defaultPlacement,
+  qx::platform::OutputPlane* CreateOutputPlane(const qx::plexion::Rect& rect, bool defaultPlacement,
                                                qx::platform::RenderPlane* renderPlane,
                                                qx::plexion::StageWindow* window,
                                                const char* name) override;

@@ -32,11 +32,10 @@ const char** SimHost::Keep(const std::vector<std::string>& arguments) {
   return vectors_.back().data();
 }
 
-QXError SimHost::OpenWindows(const std::vector<std::string>& arguments,
-                             unsigned long maxWindows) {
+QXError SimHost::OpenWindows(const std::vector<std::string>& arguments, unsigned long maxWindows) {
   const char** argv = Keep(arguments);
-  return service_->CreateAndConfigureStageWindowSet(
-      set_, static_cast<int>(arguments.size()) + 1, argv, maxWindows);
+  return service_->CreateAndConfigureStageWindowSet(set_, static_cast<int>(arguments.size()) + 1,
+                                                    argv, maxWindows);
 }
 
 StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments) {

@@ -94,9 +94,9 @@ bool SimInstance::Pause() {
 bool SimInstance::Terminate(StageWindowStatus status) {
   if (!Use("Terminate", std::to_string(status))) return false;
   if (!IsTerminalStatus(status)) {
-    kernel_.Report(FindingKind::kContract,
-                   "Terminate of " + name_ + " with the status " + std::to_string(status) +
-                       "; expected a terminal one");
+    kernel_.Report(FindingKind::kContract, "Terminate of " + name_ + " with the status " +
+                                               std::to_string(status) +
+                                               "; expected a terminal one");
     return false;
   }
   const bool can = thread_ != nullptr && !IsTerminalStatus(status_) && !terminateAsked_;
@@ -123,8 +123,7 @@ Dims SimInstance::GetMVXAuthoredStageDims() {
   return known ? script_.authored : Dims{0, 0};
 }
 
-bool SimInstance::TakePlane(const char* call, Fallible fallible,
-                            qx::platform::RenderPlane* plane) {
+bool SimInstance::TakePlane(const char* call, Fallible fallible, qx::platform::RenderPlane* plane) {
   if (!Use(call)) return false;
   const bool can = !kernel_.GetFaults().Fails(fallible) && script_.acceptsRenderPlane &&
                    plane != nullptr && status_ >= qx::plexion::kStatusLoaded &&
@@ -158,21 +157,20 @@ void SimInstance::KeyDown(unsigned long key) { Hear("KeyDown", "down " + std::to
 void SimInstance::KeyUp(unsigned long key) { Hear("KeyUp", "up " + std::to_string(key)); }
 void SimInstance::MouseButtonDown(qx::plexion::MouseButton button, unsigned short x,
                                   unsigned short y) {
-  Hear("MouseButtonDown", "button down " + std::to_string(button) + " " + std::to_string(x) + "," +
-                              std::to_string(y));
+  Hear("MouseButtonDown",
+       "button down " + std::to_string(button) + " " + std::to_string(x) + "," + std::to_string(y));
 }
 void SimInstance::MouseButtonUp(qx::plexion::MouseButton button, unsigned short x,
                                 unsigned short y) {
-  Hear("MouseButtonUp", "button up " + std::to_string(button) + " " + std::to_string(x) + "," +
-                            std::to_string(y));
+  Hear("MouseButtonUp",
+       "button up " + std::to_string(button) + " " + std::to_string(x) + "," + std::to_string(y));
 }
 void SimInstance::MouseMove(unsigned short x, unsigned short y) {
   Hear("MouseMove", "move " + std::to_string(x) + "," + std::to_string(y));
 }
 void SimInstance::ScrollWheelScroll(qx::plexion::ScrollWheelDirection direction,
                                     unsigned short delta) {
-  Hear("ScrollWheelScroll",
-       "scroll " + std::to_string(direction) + " " + std::to_string(delta));
+  Hear("ScrollWheelScroll", "scroll " + std::to_string(direction) + " " + std::to_string(delta));
 }
 void SimInstance::SendEvent(unsigned long eventCode) {
   Hear("SendEvent", "event " + std::to_string(eventCode));
@@ -222,7 +220,8 @@ bool SimInstance::Step() {
   } else if (drawing) {
     timeout = std::max<Nanoseconds>(nextFrame_ - kernel_.Now(), 0);
   }
-  const bool asked = kernel_.WaitUntil("the player's wait", [this] { return Wake(); }, timeout);
+  const bool asked = kernel_.WaitUntil(
+      "the player's wait", [this] { return Wake(); }, timeout);
   if (stop_) return false;
   if (asked) {
     if (terminateAsked_) {

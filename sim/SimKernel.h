@@ -27,7 +27,8 @@ class SimThread;
 /// Where the scheduler may switch.
 enum class DecisionPoints {
   kEveryCall,        ///< every kernel call but the byte and text operations
-  kSynchronisation,  ///< threads, mutexes, events, sleeping and modules only: fewer, for long stories
+  kSynchronisation,  ///< threads, mutexes, events, sleeping and modules only: fewer, for long
+                     ///< stories
 };
 
 struct SimOptions {
@@ -89,8 +90,9 @@ class SimKernel final : public IQXKernel {
   // Running.
 
   /// Runs `body` as the thread "host" until it and all that Spawn made have ended.
-  /// Returns  false when the run was given up (deadlock, use after destroy, ...): Findings says why.
-  /// Whatever was on the stacks of the threads is then dropped, and every later Run is refused.
+  /// Returns  false when the run was given up (deadlock, use after destroy, ...): Findings says
+  /// why. Whatever was on the stacks of the threads is then dropped, and every later Run is
+  /// refused.
   bool Run(std::function<void()> body);
   /// A further thread of the story's own, from inside Run.
   void Spawn(const std::string& name, std::function<void()> body);
@@ -242,7 +244,6 @@ class SimKernel final : public IQXKernel {
 
   // Memory (SimKernelMemory.cpp).
   void CheckGuards(const char* block, const MemoryBlock& entry);
-
 
   SimOptions options_;
   RandomScheduler ownScheduler_;

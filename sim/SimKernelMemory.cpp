@@ -176,9 +176,8 @@ unsigned SimKernel::LiveEvents() const {
 }
 
 unsigned SimKernel::LiveThreads() const {
-  return static_cast<unsigned>(
-      std::count_if(threads_.begin(), threads_.end(),
-                    [](const auto& thread) { return !thread->destroyed_; }));
+  return static_cast<unsigned>(std::count_if(
+      threads_.begin(), threads_.end(), [](const auto& thread) { return !thread->destroyed_; }));
 }
 
 }  // namespace plexion_sim

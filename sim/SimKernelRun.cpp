@@ -146,8 +146,9 @@ SimTask* SimKernel::PickNext() {
     const bool mayPass = count > 0 && options_.latePermille > 0 && NextDeadline() != kNever;
     size_t chosen = 0;
     if (count > 1 || mayPass) {
-      const Decision decision{decisions_++, now_,    candidates_.data(), count,
-                              std::min(running, count), mayPass, current_->call};
+      const Decision decision{
+          decisions_++, now_,          candidates_.data(), count, std::min(running, count),
+          mayPass,      current_->call};
       if (decisions_ > options_.decisionLimit) {
         Report(FindingKind::kRunAway, "more than " + std::to_string(options_.decisionLimit) +
                                           " decisions; " + WhoWaitsForWhat());

@@ -84,8 +84,8 @@ void SimKernel::LockMutex(SimMutex* mutex) {
   if (options_.lockOrder && !current_->held.empty()) {
     std::vector<LockOrder::Lock> held;
     for (const SimMutex* other : current_->held) held.push_back({other->number_, other->name_});
-    const std::string inversion = lockOrder_.Taken({mutex->number_, mutex->name_}, held,
-                                                   current_->number, current_->name);
+    const std::string inversion =
+        lockOrder_.Taken({mutex->number_, mutex->name_}, held, current_->number, current_->name);
     if (!inversion.empty()) Report(FindingKind::kLockOrder, inversion);
   }
   if (IsRunning()) {
@@ -94,13 +94,13 @@ void SimKernel::LockMutex(SimMutex* mutex) {
       BlockUntil("Lock", SimTask::Waits::kForMutex, mutex, kInfinite);
     } while (mutex->owner_ != nullptr && !mutex->destroyed_);
     if (mutex->destroyed_) {
-      Report(FindingKind::kUseAfterDestroy, mutex->name_ + " was destroyed while " +
-                                                current_->name + " waited for it");
+      Report(FindingKind::kUseAfterDestroy,
+             mutex->name_ + " was destroyed while " + current_->name + " waited for it");
       return;
     }
   } else if (mutex->owner_ != nullptr) {
-    Report(FindingKind::kLockMisuse, "Lock of " + mutex->name_ + " outside Run, while " +
-                                         mutex->owner_->name + " holds it");
+    Report(FindingKind::kLockMisuse,
+           "Lock of " + mutex->name_ + " outside Run, while " + mutex->owner_->name + " holds it");
     return;
   }
   mutex->owner_ = current_;
@@ -118,8 +118,7 @@ void SimKernel::UnlockMutex(SimMutex* mutex) {
   if (mutex->owner_ != current_) {
     Report(FindingKind::kLockMisuse,
            "Unlock of " + mutex->name_ + ", which " +
-               (mutex->owner_ == nullptr ? std::string("nobody") : mutex->owner_->name) +
-               " holds");
+               (mutex->owner_ == nullptr ? std::string("nobody") : mutex->owner_->name) + " holds");
     return;
   }
   if (--mutex->depth_ > 0) return;

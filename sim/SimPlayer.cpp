@@ -104,9 +104,9 @@ void SimPlayer::DestroyMorvelInstance(MorvelInstance* destroyed) {
       return;
     }
     if (kernel_.HeldByCurrent() > 0) {
-      kernel_.Report(FindingKind::kContract,
-                     "DestroyMorvelInstance of " + instance->name_ + " by " +
-                         kernel_.CurrentTask()->name + ", which holds a lock");
+      kernel_.Report(FindingKind::kContract, "DestroyMorvelInstance of " + instance->name_ +
+                                                 " by " + kernel_.CurrentTask()->name +
+                                                 ", which holds a lock");
     }
     instance->stop_ = true;
     SimTask* thread = instance->thread_;

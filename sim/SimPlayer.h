@@ -20,7 +20,7 @@ struct PlayerScript {
   struct LoadStep {
     Nanoseconds after;  ///< since the step before, or the load's start
     qx::plexion::StageWindowStatus status;
-    uint32_t percent = 0;         ///< of kInfoLoadProgress
+    uint32_t percent = 0;           ///< of kInfoLoadProgress
     const char* message = nullptr;  ///< static text
   };
 
@@ -96,7 +96,8 @@ class SimInstance final : public qx::core::morvellib::MorvelInstance {
   bool IsActive() const { return active_; }
   unsigned FramesDrawn() const { return framesDrawn_; }
   qx::platform::RenderPlane* RenderPlane() const { return renderPlane_; }
-  /// Input in order: "down 13", "up 13", "button down 0 10,20", "move 1,2", "scroll 1 3", "event 7".
+  /// Input in order: "down 13", "up 13", "button down 0 10,20", "move 1,2", "scroll 1 3", "event
+  /// 7".
   const std::vector<std::string>& Input() const { return input_; }
   /// The parameters that Configure got, as copies.
   const qx::core::morvellib::MorvelInstanceParameters& Parameters() const { return *parameters_; }
@@ -177,9 +178,8 @@ class SimPlayer final : public qx::core::morvellib::IMorvelRuntimeLib, public Sc
   // IMorvelRuntimeLib.
   void GetVersion(char* buffer, unsigned long size) override;
   uint32_t GetDefaultPixelFormat() override;
-  void FillInstanceParameters(
-      qx::core::morvellib::MorvelInstanceParameters& instanceParameters,
-      const qx::plexion::StageWindowParameters& parameters) override;
+  void FillInstanceParameters(qx::core::morvellib::MorvelInstanceParameters& instanceParameters,
+                              const qx::plexion::StageWindowParameters& parameters) override;
   qx::core::morvellib::MorvelInstance* CreateMorvelInstance(
       qx::plexion::StageWindow* window) override;
   void DestroyMorvelInstance(qx::core::morvellib::MorvelInstance* instance) override;

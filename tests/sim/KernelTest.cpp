@@ -15,7 +15,8 @@ STORY(KernelTest, TimeJumpsToTheNextWakeUp) {
   for (const int64_t delay : {30, 10, 20}) {
     kernel().Spawn("sleeper" + std::to_string(delay), [this, delay, &order] {
       kernel().Sleep(delay * kMillisecond);
-      order += std::to_string(delay) + "@" + std::to_string(kernel().GetTime() / kMillisecond) + " ";
+      order +=
+          std::to_string(delay) + "@" + std::to_string(kernel().GetTime() / kMillisecond) + " ";
     });
   }
   kernel().Sleep(3600LL * 100 * kMillisecond);
@@ -91,8 +92,8 @@ STORY(KernelTest, ThreadsAreJoinedAndStartedAgain) {
 STORY(KernelTest, TextIsPrintedLineByLine) {
   kernel().Printf("half %d", 1);
   kernel().Printf(" done\nQXPROFILE: %s:%d: %ldms for %s\nopen", "a.cpp", 3, 4000000000L, "x");
-  const std::vector<std::string> expected = {"half 1 done", "QXPROFILE: a.cpp:3: 4000000000ms for x",
-                                             "open"};
+  const std::vector<std::string> expected = {"half 1 done",
+                                             "QXPROFILE: a.cpp:3: 4000000000ms for x", "open"};
   EXPECT_EQ(kernel().PrintedLines(), expected);
   char buffer[4];
   kernel().FormatString(buffer, sizeof buffer, "%d", 12345);

@@ -81,13 +81,13 @@ class StoryTest : public ::testing::Test {
 
 }  // namespace plexion_sim
 
-#define STORY(fixture, name)                                                            \
-  class fixture##_##name##_Story : public fixture {                                     \
-   public:                                                                              \
-    void Tell() override;                                                               \
-  };                                                                                    \
-  [[maybe_unused]] static ::testing::TestInfo* const fixture##_##name##_registered =    \
-      ::testing::RegisterTest(#fixture, #name, nullptr, nullptr, __FILE__, __LINE__,    \
+#define STORY(fixture, name)                                                              \
+  class fixture##_##name##_Story : public fixture {                                       \
+   public:                                                                                \
+    void Tell() override;                                                                 \
+  };                                                                                      \
+  [[maybe_unused]] static ::testing::TestInfo* const fixture##_##name##_registered =      \
+      ::testing::RegisterTest(#fixture, #name, nullptr, nullptr, __FILE__, __LINE__,      \
                               []() -> fixture* { return new fixture##_##name##_Story; }); \
   void fixture##_##name##_Story::Tell()
 
