@@ -11,10 +11,13 @@ namespace tests {
 
 namespace {
 
-class NoMutex final : public IQXKernel::Mutex {
+class HeapMutex final : public IQXKernel::Mutex {
  public:
-  void Lock() override {}
-  void Unlock() override {}
+  void Lock() override { mutex_.lock(); }
+  void Unlock() override { mutex_.unlock(); }
+
+ private:
+  std::recursive_mutex mutex_;
 };
 
 std::string Format(const char* format, va_list arguments) {
@@ -25,16 +28,18 @@ std::string Format(const char* format, va_list arguments) {
 
 }  // namespace
 
-bool RecordingKernel::IdleThread::Start(const char* name, Procedure procedure, void* argument) {
+bool RecordingKernel::RecordedThread::Start(const char* name, Procedure body, void* data) {
   kernel_->threadLog += std::string("start ") + name + ";";
-  kernel_->procedure = procedure;
-  kernel_->argument = argument;
+  kernel_->procedure = body;
+  kernel_->argument = data;
+  if (kernel_->threadsRun) thread_ = std::thread(body, this, data);
   return kernel_->threadsStart;
 }
 
-bool RecordingKernel::IdleThread::Join(const Time& timeout) {
+bool RecordingKernel::RecordedThread::Join(const Time& timeout) {
   kernel_->threadLog += timeout == kInfinite ? "join;" : "join with a limit;";
   if (kernel_->onJoin) kernel_->onJoin();
+  if (thread_.joinable()) thread_.join();
   return true;
 }
 
@@ -58,6 +63,7 @@ void RecordingKernel::Restart() {
   now = 0;
   afterSleep = nullptr;
   threadsStart = true;
+  threadsRun = false;
   threadLog.clear();
   procedure = nullptr;
   argument = nullptr;
@@ -69,34 +75,36 @@ void RecordingKernel::ReleaseModule(IQXModule*) {}
 
 IQXKernel::Thread* RecordingKernel::CreateThread() {
   ++threads;
-  return new IdleThread(this);
+  return new RecordedThread(this);
 }
 
 void RecordingKernel::DestroyThread(Thread* thread) {
   --threads;
   threadLog += "destroy;";
-  delete static_cast<IdleThread*>(thread);
+  delete static_cast<RecordedThread*>(thread);
 }
 
 void RecordingKernel::Sleep(const Time& duration) {
   now += duration;
   if (afterSleep) afterSleep();
+  if (threadsRun) std::this_thread::yield();
 }
 
 IQXKernel::Mutex* RecordingKernel::CreateMutex() {
   ++mutexes;
-  return new NoMutex;
+  return new HeapMutex;
 }
 
 void RecordingKernel::DestroyMutex(Mutex* mutex) {
   --mutexes;
-  delete static_cast<NoMutex*>(mutex);
+  delete static_cast<HeapMutex*>(mutex);
 }
 
 IQXKernel::Event* RecordingKernel::CreateEvent(bool) { return nullptr; }
 void RecordingKernel::DestroyEvent(Event*) {}
 
 void* RecordingKernel::Allocate(unsigned long bytes, const char* file, int line) {
+  const std::lock_guard<std::mutex> guard(ledgerLock_);
   ++allocations;
   if (refuseIn_ >= 0 && refuseIn_-- == 0) return nullptr;
   void* block = std::malloc(bytes);
@@ -109,6 +117,7 @@ void* RecordingKernel::Allocate(unsigned long bytes, const char* file, int line)
 }
 
 void RecordingKernel::Free(void* block, const char* file, int line) {
+  const std::lock_guard<std::mutex> guard(ledgerLock_);
   ++frees;
   lastFreed = block;
   lastFree = {0, file != nullptr ? file : "", line};

@@ -1,9 +1,12 @@
 #ifndef TESTS_CORE_RECORDINGKERNEL_H_
 #define TESTS_CORE_RECORDINGKERNEL_H_
 
+#include <atomic>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qx/core/IQXKernel.h"
@@ -23,14 +26,15 @@ class RecordingKernel : public IQXKernel {
   };
 
   /// A thread that was created; what it was asked to do, for the test to do it.
-  class IdleThread final : public Thread {
+  class RecordedThread final : public Thread {
    public:
-    explicit IdleThread(RecordingKernel* kernel) : kernel_(kernel) {}
-    bool Start(const char* name, Procedure procedure, void* argument) override;
+    explicit RecordedThread(RecordingKernel* kernel) : kernel_(kernel) {}
+    bool Start(const char* name, Procedure body, void* data) override;
     bool Join(const Time& timeout) override;
 
    private:
     RecordingKernel* const kernel_;
+    std::thread thread_;
   };
 
   /// The one kernel of this process, handed to the code under test at the first call.
@@ -52,10 +56,11 @@ class RecordingKernel : public IQXKernel {
   unsigned mutexes = 0;  ///< live ones
   unsigned threads = 0;
 
-  Time now = 0;
+  std::atomic<Time> now{0};
   std::function<void()> afterSleep;  ///< called by Sleep when the time has passed
   bool threadsStart = true;          ///< what Start answers
-  std::string threadLog;             ///< "start NAME;", "join;", "destroy;" in order of the calls
+  bool threadsRun = false;
+  std::string threadLog;  ///< "start NAME;", "join;", "destroy;" in order of the calls
   Thread::Procedure procedure = nullptr;  ///< of the last start
   void* argument = nullptr;
   std::function<void()> onJoin;
@@ -91,6 +96,7 @@ class RecordingKernel : public IQXKernel {
   void Printf(const char* format, ...) override;
 
  private:
+  std::mutex ledgerLock_;
   int refuseIn_ = -1;
 };
 

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "qx/plexion/PlexionKeyEventSimulator.h"
 #include "tests/core/RecordingKernel.h"
@@ -254,6 +256,59 @@ TEST_F(KeyEventSimulator, ReleasesWhatIsQueuedWhenItIsDestroyed) {
   SetMode(kKeyInputModeSimulateKeyUp, 50, 0);
   for (unsigned long key = 1; key <= 20; ++key) Press(key);
   EXPECT_EQ(simulator->events.Count(), 20u);
+}
+
+/// The host's thread and the worker side by side, for the thread sanitizer. Time stays virtual: the
+/// worker ticks as fast as it can.
+class KeyEventSimulatorThreads : public KeyEventSimulator {
+ protected:
+  class CountingPlayer : public RecordingPlayer {
+   public:
+    using RecordingPlayer::RecordingPlayer;
+    void KeyDown(unsigned long) override { ++downs; }
+    void KeyUp(unsigned long) override { ++ups; }
+    std::atomic<unsigned> downs{0};
+    std::atomic<unsigned> ups{0};
+  };
+
+  void SetUp() override {
+    KeyEventSimulator::SetUp();
+    kernel.afterSleep = nullptr;
+    kernel.threadsRun = true;
+  }
+  static void WaitUntil(const std::function<bool()>& reached) {
+    while (!reached()) std::this_thread::yield();
+  }
+
+  CountingPlayer counter{&kernel};
+};
+
+TEST_F(KeyEventSimulatorThreads, SendEveryKeyUpOnce) {
+  SetMode(kKeyInputModeSimulateKeyUp, 20, 0);
+  for (unsigned key = 0; key < 500; ++key) {
+    simulator->NotifyKeyDownEvent(&counter, key % 7);
+    std::this_thread::yield();
+  }
+  WaitUntil([&] { return counter.ups >= 500; });
+  EXPECT_EQ(counter.downs, 500u);
+  EXPECT_EQ(counter.ups, 500u);
+}
+
+TEST_F(KeyEventSimulatorThreads, SendNothingAfterTheClearing) {
+  SetMode(kKeyInputModeAutoRepeat, 20, 10);
+  for (unsigned key = 0; key < 500; ++key) {
+    simulator->NotifyKeyDownEvent(&counter, key % 7 + 1);
+    if (key % 3 == 0) simulator->NotifyKeyUpEvent(&counter, key % 7 + 1);
+    std::this_thread::yield();
+  }
+  simulator->NotifyKeyDownEvent(&counter, 9);
+  const unsigned before = counter.downs;
+  WaitUntil([&] { return counter.downs >= before + 20; });
+  simulator->ClearKeyEvents(&counter, false);
+  const unsigned downs = counter.downs;
+  const IQXKernel::Time later = kernel.now + 1000 * kMs;
+  WaitUntil([&] { return kernel.now >= later; });
+  EXPECT_EQ(counter.downs, downs);
 }
 
 TEST_F(KeyEventSimulator, SendsNothingToNobody) {

@@ -10,7 +10,7 @@ namespace tests {
 
 /// A player instance that notes keys, with their times, and how it was terminated; all else is
 /// accepted without effect.
-class RecordingPlayer final : public qx::core::morvellib::MorvelInstance {
+class RecordingPlayer : public qx::core::morvellib::MorvelInstance {
  public:
   using Dims = qx::plexion::Dims;
   using Status = qx::plexion::StageWindowStatus;
