@@ -1,5 +1,7 @@
 #include "host/launcher/Session.h"
 
+#include "qx/platform/IGraphicsDriver.h"
+
 namespace plexion_host {
 
 void Session::Error(const std::string& message) const {
@@ -8,9 +10,35 @@ void Session::Error(const std::string& message) const {
 
 void Session::ContentError(const std::string& content, const Ending& ending) {
   const char* const name = service->StageWindowStatusToString(ending.status);
+  std::string cause = ending.message;
+  // A player that names the content itself need not be repeated.
+  if (cause.compare(0, content.size() + 2, content + ": ") == 0) cause.erase(0, content.size() + 2);
   Error(content + ": " + (name != nullptr ? name : "unknown status") +
-        (ending.message.empty() ? "" : ": " + ending.message));
+        (cause.empty() ? "" : ": " + cause));
   someContentFailed = true;
+}
+
+bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& content) {
+  if (!window.CreatePlanes()) return false;
+  IQXModule* const module = kernel.AcquireModule("IGraphicsDriver");
+  if (module == nullptr || window.GetOutputPlane() == nullptr) return true;
+  const qx::plexion::Dims screen =
+      static_cast<qx::platform::IGraphicsDriver*>(module)->GetScreenDims();
+  kernel.ReleaseModule(module);
+  const qx::plexion::Rect rect = window.GetRectOnScreen();
+  const auto x = static_cast<int32_t>(rect.x);
+  const auto y = static_cast<int32_t>(rect.y);
+  const bool right =
+      x >= static_cast<int64_t>(screen.width) || y >= static_cast<int64_t>(screen.height);
+  const bool left =
+      x + static_cast<int64_t>(rect.width) <= 0 || y + static_cast<int64_t>(rect.height) <= 0;
+  if (left || right) {
+    Error(content + ": nothing of it can be seen: its rectangle " + std::to_string(x) + "," +
+          std::to_string(y) + "," + std::to_string(rect.width) + "," + std::to_string(rect.height) +
+          " lies outside the screen of " + std::to_string(screen.width) + "x" +
+          std::to_string(screen.height));
+  }
+  return true;
 }
 
 void Session::OnFirstPlay() {

@@ -70,7 +70,7 @@ bool SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
   bool shown = false;
   if (Load(next)) {
     const OneFrame frame(session_.display);
-    shown = next.window->CreatePlanes();
+    shown = session_.CreatePlanes(*next.window, next.line->content);
     qx::platform::OutputPlane* const plane = next.window->GetOutputPlane();
     if (shown && plane != nullptr) {
       // Visible, or nothing would be drawn on it; but it must not show beside or through the

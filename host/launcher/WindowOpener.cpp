@@ -74,8 +74,9 @@ std::optional<OpenWindow> WindowOpener::OpenAlone(const WindowLine& line) {
 
 std::string WindowOpener::MissingRuntime() {
   for (const char* const name : {"IMorvelRuntimeLib", "IMorvelRuntimeGLLib"}) {
-    const std::string reason = session_.kernel.GetModuleError(name);
-    if (!reason.empty()) return std::string("module ") + name + " is not available: " + reason;
+    // The kernel has said where it looked.
+    const bool missing = !session_.kernel.GetModuleError(name).empty();
+    if (missing) return std::string("module ") + name + " is not available";
   }
   return {};
 }

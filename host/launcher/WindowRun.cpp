@@ -167,7 +167,7 @@ bool WindowRun::Advance(bool mayPlay) {
 
 bool WindowRun::CreatePlanes(const OpenWindow& window) {
   const OneFrame frame(session_.display);
-  return window.window->CreatePlanes();
+  return session_.CreatePlanes(*window.window, window.line->content);
 }
 
 void WindowRun::Finish(size_t index) {
