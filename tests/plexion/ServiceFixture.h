@@ -33,6 +33,7 @@ class ServiceTest : public ::testing::Test {
                const std::string& program = "/opt/plexion/plexion") {
     End();
     plexion_sim::SimOptions options;
+    options.seed = seed;
     options.commandLine = {program};
     options.commandLine.insert(options.commandLine.end(), hostWords.begin(), hostWords.end());
     device = std::make_unique<plexion_sim::SimDevice>(options);
@@ -61,6 +62,7 @@ class ServiceTest : public ::testing::Test {
 
   std::unique_ptr<plexion_sim::SimDevice> device;
   IPlexionImpl* service = nullptr;
+  uint64_t seed = 1;  ///< of the next device
 };
 
 }  // namespace plexion
