@@ -75,9 +75,9 @@ bool IsAddress(const std::string& value) {
     const size_t dot = part < 3 ? value.find('.', begin) : value.size();
     if (dot == std::string::npos) return false;
     const std::string number = value.substr(begin, dot - begin);
+    begin = dot + 1;
     if (number.empty() && part < 3) continue;  // kept: the service takes an empty inner part
     if (!IsDigits(number) || std::strtoul(number.c_str(), nullptr, 10) > 255) return false;
-    begin = dot + 1;
   }
   return true;
 }

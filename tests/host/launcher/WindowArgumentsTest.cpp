@@ -1,0 +1,208 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "host/kernel/HostKernel.h"
+#include "host/launcher/WindowArguments.h"
+#include "qx/plexion/IPlexionImpl.h"
+#include "qx/plexion/StageWindowParameters.h"
+
+namespace plexion_host {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Words = std::vector<std::string>;
+
+/// The service itself, to compare with.
+class WindowArgumentsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    static HostKernel kernel({"plexion"}, {}, 1, 1);
+    IQXModule_QXModule_PutKernel(&kernel);
+    service_ = new qx::plexion::IPlexionImpl();
+  }
+  void TearDown() override { delete service_; }
+
+  /// Whether the service would take `arguments` for up to `maxWindows` windows. Also tells the
+  /// contents.
+  bool ServiceAccepts(const Words& arguments, size_t maxWindows, Words& contents) {
+    qx::plexion::StageWindowParameters parameters{};
+    std::vector<const char*> argv = AsArgv("plexion", arguments);
+    const int argc = static_cast<int>(argv.size()) - 1;
+    int index = 1;
+    contents.clear();
+    while (contents.size() < maxWindows && index < argc) {
+      if (!service_->ParseCommandLineParametersForOneStageWindow(argc, argv.data(), index,
+                                                                 parameters, true)) {
+        return false;
+      }
+      if (parameters.contentPath == nullptr) return false;
+      contents.emplace_back(parameters.contentPath);
+    }
+    return !contents.empty() && index == argc;
+  }
+
+  void ExpectAgreement(const Words& arguments, size_t maxWindows) {
+    Words contents;
+    const bool accepted = ServiceAccepts(arguments, maxWindows, contents);
+    const WindowLines lines = SplitWindows(arguments, maxWindows);
+    std::string text;
+    for (const std::string& argument : arguments) text += " '" + argument + "'";
+    ASSERT_EQ(accepted, lines.error.empty()) << text << ": " << lines.error;
+    Words split;
+    for (const WindowLine& line : lines.windows) split.push_back(line.content);
+    ASSERT_EQ(contents, split) << text;
+  }
+
+  qx::plexion::IPlexionImpl* service_ = nullptr;
+};
+
+TEST_F(WindowArgumentsTest, GivesEachWindowItsOptionsAndContent) {
+  const WindowLines lines =
+      SplitWindows({"--keymaster", "--locale", "de_DE.UTF-8", "a.mvx", "--mousestream",
+                    "127.0.0.1:1", "--keymap", "keys", "b.mvx", "c"},
+                   64);
+  EXPECT_EQ("", lines.error);
+  ASSERT_EQ(3U, lines.windows.size());
+  EXPECT_THAT(lines.windows[0].arguments,
+              ElementsAre("--keymaster", "--locale", "de_DE.UTF-8", "a.mvx"));
+  EXPECT_TRUE(lines.windows[0].keyMaster);
+  EXPECT_FALSE(lines.windows[1].keyMaster);
+  EXPECT_EQ("127.0.0.1:1", lines.windows[1].mouseStream);
+  EXPECT_EQ("keys", lines.windows[1].keymap);
+  EXPECT_EQ("", lines.windows[2].keymap);
+  EXPECT_EQ("de_DE.UTF-8", lines.windows[2].locale) << "handed on from window to window";
+}
+
+TEST_F(WindowArgumentsTest, FindsTheWordsForEachMistake) {
+  const std::pair<Words, const char*> cases[] = {
+      {{}, "no content is named"},
+      {{"--instrument"}, "no content behind '--instrument'"},
+      {{"a.mvx", "--bgalpha", "7"}, "no content behind '--bgalpha'"},
+      {{"--Bgalpha", "7", "a.mvx"}, "unknown option '--Bgalpha'"},
+      {{"--", "a.mvx"}, "unknown option '--'"},
+      {{"--outputrect"}, "--outputrect needs X,Y,W,H"},
+      {{"--proxyauthentication", "me"}, "--proxyauthentication needs a user name and a password"},
+      {{"--outputrect", "0,0,0,9", "a.mvx"}, "'0,0,0,9' is not X,Y,W,H with width and height"},
+      {{"--tracefps", "5000", "a.mvx"}, "'5000' is not a duration with its unit"},
+      {{"a.xml"}, "--zorbase DIR must stand before it"},
+      {{"--zorbase", "d", "a.mvx"}, "expected an application descriptor"},
+      {{"a", "b", "c"}, "too many contents: 'c' is one more than the 2 windows"},
+  };
+  for (const auto& [arguments, message] : cases) {
+    EXPECT_THAT(SplitWindows(arguments, 2).error, HasSubstr(message));
+    ExpectAgreement(arguments, 2);
+  }
+}
+
+TEST_F(WindowArgumentsTest, AgreesWithTheServiceOnEveryOptionAndValue) {
+  const Words values = {"",
+                        "0",
+                        "5",
+                        "255",
+                        "256",
+                        "4095",
+                        "4096",
+                        "64M",
+                        "64MB",
+                        "M",
+                        "5S",
+                        "5000ms",
+                        "+5s",
+                        "5x",
+                        "+",
+                        "-1",
+                        "-5s",
+                        "+5",
+                        "1,2",
+                        "0,2",
+                        "+1,2",
+                        "1,2,3",
+                        "1,2,3,4",
+                        "-1,-2,3,4",
+                        "1,2,0,4",
+                        "1,2,3,4,",
+                        "a:b",
+                        ":b",
+                        "a:",
+                        "a::b",
+                        "on",
+                        "off",
+                        "tv",
+                        "extendedTV",
+                        "1.2.3.4",
+                        "1..3.4",
+                        "1.2.3.",
+                        "1.2.3.256",
+                        "1.2.3.400x",
+                        "--pause",
+                        "-x",
+                        "1 ,2",
+                        "99999999999999999999",
+                        "0x10",
+                        "S",
+                        "ms",
+                        "5 S"};
+  const Words options = {"contentdims",    "outputdims",    "outputrect",
+                         "bgalpha",        "keymap",        "gl",
+                         "morvelvars",     "qlrargs",       "sslclientcerttable",
+                         "sslcertsdir",    "gcheaplimit",   "graphicsmemthreshold",
+                         "tracefps",       "debugmode",     "tstrace",
+                         "notstrace",      "nospeedlimit",  "profile",
+                         "base",           "zorbase",       "zorcmdline",
+                         "keymaster",      "proxy",         "proxyauthentication",
+                         "useshell",       "noclearscreen", "pause",
+                         "mastershellkey", "dcts",          "spdump",
+                         "fontdirs",       "instrument",    "extensionsdir",
+                         "modulemap",      "mousestream",   "mousefeedback",
+                         "locale",         "display",       ""};
+  for (const std::string& option : options) {
+    ExpectAgreement({"--" + option}, 3);
+    for (const std::string& value : values) {
+      ExpectAgreement({"--" + option, value}, 3);
+      ExpectAgreement({"--" + option, value, "a.mvx"}, 3);
+      ExpectAgreement({"--" + option, value, value, "a.mvx"}, 3);
+      ExpectAgreement({"--zorbase", "d", "--" + option, value, "a.xml"}, 3);
+    }
+  }
+}
+
+TEST_F(WindowArgumentsTest, AgreesWithTheServiceOnLinesPutTogetherAtRandom) {
+  const Words words = {"a.mvx",
+                       "b.xml",
+                       ".mvx",
+                       "dir.d/x",
+                       "c.XML",
+                       "--zorbase",
+                       "d",
+                       "--keymaster",
+                       "--pause",
+                       "--proxy",
+                       "1.2.3.4",
+                       "80",
+                       "65536",
+                       "",
+                       "--bgalpha",
+                       "7",
+                       "--gl",
+                       "on",
+                       "--locale",
+                       "C",
+                       "--mastershellkey",
+                       "5",
+                       "-5",
+                       "--tracefps",
+                       "5S",
+                       "--x"};
+  std::mt19937 random(20261123);
+  for (int i = 0; i < 20000; ++i) {
+    Words arguments(random() % 9);
+    for (std::string& argument : arguments) argument = words[random() % words.size()];
+    ExpectAgreement(arguments, 1 + random() % 3);
+  }
+}
+
+}  // namespace
+}  // namespace plexion_host

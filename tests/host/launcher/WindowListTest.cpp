@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "host/launcher/WindowList.h"
+
+namespace plexion_host {
+namespace {
+
+using namespace qx::plexion;  // NOLINT: the statuses are many
+
+class StatusesTest : public ::testing::Test {
+ protected:
+  void Notify(WindowObserver& observer, StageWindowStatus status, const char* message = nullptr) {
+    StageWindowStatusData data{};
+    data.message = message;
+    observer.OnStageWindowNotification(nullptr, status, &data);
+  }
+  StatusBoard board_;
+};
+
+TEST_F(StatusesTest, TheFirstEndingIsTheCause) {
+  WindowObserver observer(board_);
+  Notify(observer, kStatusLoading);
+  EXPECT_FALSE(observer.GetEnding().has_value());
+  Notify(observer, kErrorCorruptMovie, "line 3: no layers");
+  Notify(observer, kErrorRenderPlaneCreationFailure);
+  ASSERT_TRUE(observer.GetEnding().has_value());
+  EXPECT_EQ(kErrorCorruptMovie, observer.GetEnding()->status);
+  EXPECT_EQ("line 3: no layers", observer.GetEnding()->message);
+}
+
+TEST_F(StatusesTest, EventsAreNoStates) {
+  WindowObserver observer(board_);
+  Notify(observer, kStatusPlaying);
+  for (const StageWindowStatus event :
+       {kInfoLoadProgress, kInfoRenderPlaneUpdated, kInfoWindowMoved, kInfoNotifyFPS}) {
+    Notify(observer, event);
+    EXPECT_EQ(kStatusPlaying, observer.GetState());
+  }
+  EXPECT_FALSE(observer.HasDrawn());
+  Notify(observer, kInfoOutputPlaneUpdated);
+  EXPECT_TRUE(observer.HasDrawn());
+  EXPECT_EQ(kStatusPlaying, observer.GetState());
+}
+
+TEST_F(StatusesTest, WhatAWindowSaysBeforeItHasAPlayerIsNoEnding) {
+  WindowObserver observer(board_);
+  observer.Learn(kErrorModuleUnavailable);
+  EXPECT_FALSE(observer.GetEnding().has_value());
+  observer.Learn(kStatusConfigured);
+  EXPECT_EQ(kStatusConfigured, observer.GetState());
+  observer.Learn(kErrorInvalidURL);
+  EXPECT_TRUE(observer.GetEnding().has_value());
+}
+
+TEST_F(StatusesTest, AWaitEndsWithTheStatusThatItWaitsFor) {
+  WindowObserver observer(board_);
+  std::thread player([&] {
+    for (const auto status : {kStatusLoading, kStatusLoaded, kStatusReadyToAnimate}) {
+      Notify(observer, status);
+    }
+  });
+  board_.Wait([&] { return observer.IsReadyLocked(); });
+  EXPECT_EQ(kStatusReadyToAnimate, observer.GetState());
+  player.join();
+  EXPECT_FALSE(
+      board_.WaitUntil(StatusBoard::Clock::now(), [&] { return observer.HasEndedLocked(); }));
+}
+
+TEST_F(StatusesTest, AskingForTheEndWakesWhoeverWaits) {
+  WindowList windows(board_);
+  int asked = 0;
+  windows.SetQuitHandler([&asked] { ++asked; });
+  std::thread person([&] { windows.RequestQuit(); });
+  board_.Wait([&] { return windows.IsQuitting(); });
+  person.join();
+  EXPECT_EQ(1, asked);
+}
+
+}  // namespace
+}  // namespace plexion_host
