@@ -1,0 +1,82 @@
+#include "host/input/InputQueue.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+
+namespace plexion_host {
+
+using qx::plexion::MouseButton;
+using qx::plexion::ScrollWheelDirection;
+
+InputQueue::InputQueue(IHostWindows& windows) : router_(windows), thread_([this] { Run(); }) {
+  pthread_setname_np(thread_.native_handle(), "PlexionInput");
+}
+
+InputQueue::~InputQueue() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ending_ = true;
+  }
+  changed_.notify_one();
+  thread_.join();
+}
+
+void InputQueue::Push(const InputEvent& event) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const bool move = event.kind == InputEvent::Kind::kMove;
+    if (move && !waiting_.empty() && waiting_.back().kind == event.kind &&
+        waiting_.back().source == event.source) {
+      waiting_.back() = event;
+      return;
+    }
+    if (waiting_.size() >= kMaxWaiting) {
+      if (!move) overflown_.insert(event.source);
+      return;
+    }
+    waiting_.push_back(event);
+  }
+  changed_.notify_one();
+}
+
+void InputQueue::Run() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
+    if (ending_) return;
+    const InputEvent event = waiting_.front();
+    waiting_.pop_front();
+    // What was lost came after all that waited then: let go when those are through.
+    std::set<InputSource> release;
+    if (waiting_.empty()) std::swap(release, overflown_);
+    lock.unlock();
+    Dispatch(event);
+    for (const InputSource source : release) router_.ReleaseAll(source);
+    lock.lock();
+  }
+}
+
+void InputQueue::Dispatch(const InputEvent& event) {
+  switch (event.kind) {
+    case InputEvent::Kind::kKeyDown:
+      return router_.KeyDown(event.source, event.code);
+    case InputEvent::Kind::kKeyUp:
+      return router_.KeyUp(event.source, event.code);
+    case InputEvent::Kind::kMove:
+      return router_.PointerMove(event.source, event.x, event.y);
+    case InputEvent::Kind::kPress:
+      return router_.PointerDown(event.source, static_cast<MouseButton>(event.code), event.x,
+                                 event.y);
+    case InputEvent::Kind::kRelease:
+      return router_.PointerUp(event.source, static_cast<MouseButton>(event.code), event.x,
+                               event.y);
+    case InputEvent::Kind::kWheel:
+      return router_.Wheel(static_cast<ScrollWheelDirection>(event.code),
+                           static_cast<uint16_t>(std::clamp<int32_t>(event.x, 0, 0xffff)));
+    case InputEvent::Kind::kReleaseAll:
+      return router_.ReleaseAll(event.source);
+  }
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,179 @@
+#include "host/input/KeyTable.h"
+
+#include <SDL_keycode.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+
+namespace plexion_host {
+namespace {
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+/// The code point when `text` is exactly one UTF-8 character, else 0.
+uint32_t SingleCharacter(const std::string& text) {
+  if (text.empty()) return 0;
+  const auto first = static_cast<unsigned char>(text[0]);
+  const size_t length = first < 0x80   ? 1
+                        : first < 0xc2 ? 0
+                        : first < 0xe0 ? 2
+                        : first < 0xf0 ? 3
+                                       : 4;
+  if (length != text.size() || first > 0xf4) return 0;
+  uint32_t code = length == 1 ? first : first & (0xffu >> (length + 1));
+  for (size_t i = 1; i < length; ++i) {
+    const auto next = static_cast<unsigned char>(text[i]);
+    if ((next & 0xc0) != 0x80) return 0;
+    code = code << 6 | (next & 0x3fu);
+  }
+  return code;
+}
+
+/// 0 unless all of `text` is a number of 1 to 0xffffffff.
+uint32_t Number(const std::string& text, bool hexadecimalOnly) {
+  const bool hexadecimal = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  if (hexadecimalOnly && !hexadecimal) return 0;
+  const std::string digits = hexadecimal ? text.substr(2) : text;
+  const char* const allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
+  if (digits.empty() || digits.size() > 10 ||
+      digits.find_first_not_of(allowed) != std::string::npos) {
+    return 0;
+  }
+  const unsigned long long value = std::strtoull(digits.c_str(), nullptr, hexadecimal ? 16 : 10);
+  return value > 0xffffffffULL ? 0 : static_cast<uint32_t>(value);
+}
+
+}  // namespace
+
+const std::vector<ServiceKey>& ServiceKeys() {
+  static const std::vector<ServiceKey> keys = {
+      {"left", 0x01000001},        {"up", 0x01000002},       {"right", 0x01000003},
+      {"down", 0x01000004},        {"ok", 0x01000005},       {"back", 0x01000006},
+      {"play", 0x01000007},        {"pause", 0x01000008},    {"stop", 0x01000009},
+      {"rewind", 0x0100000A},      {"forward", 0x0100000B},  {"previous", 0x0100000C},
+      {"next", 0x0100000D},        {"record", 0x0100000E},   {"red", 0x01000010},
+      {"green", 0x01000011},       {"yellow", 0x01000012},   {"blue", 0x01000013},
+      {"menu", 0x01000014},        {"home", 0x01000015},     {"guide", 0x01000016},
+      {"info", 0x01000017},        {"exit", 0x01000018},     {"channelup", 0x01000019},
+      {"channeldown", 0x0100001A}, {"volumeup", 0x0100001B}, {"volumedown", 0x0100001C},
+      {"mute", 0x0100001D},        {"shell", 0x0100001E},    {"power", 0x0100001F},
+      {"pageup", 0x01000020},      {"pagedown", 0x01000021}, {"end", 0x01000022},
+      {"insert", 0x01000023},      {"help", 0x01000024},     {"subtitle", 0x01000025},
+      {"teletext", 0x01000026},    {"f1", 0x01000031},       {"f2", 0x01000032},
+      {"f3", 0x01000033},          {"f4", 0x01000034},       {"f5", 0x01000035},
+      {"f6", 0x01000036},          {"f7", 0x01000037},       {"f8", 0x01000038},
+      {"f9", 0x01000039},          {"f10", 0x0100003A},      {"f11", 0x0100003B},
+      {"f12", 0x0100003C},         {"tab", 0x00000009},      {"escape", 0x0000001B},
+      {"space", 0x00000020},       {"delete", 0x0000007F},   {"timing", 0x00400100},
+  };
+  return keys;
+}
+
+const std::vector<DefaultKey>& KeyboardKeys() {
+  static const std::vector<DefaultKey> keys = {
+      {"Left", SDLK_LEFT, "left"},
+      {"Up", SDLK_UP, "up"},
+      {"Right", SDLK_RIGHT, "right"},
+      {"Down", SDLK_DOWN, "down"},
+      {"Return", SDLK_RETURN, "ok"},
+      {"Keypad Enter", SDLK_KP_ENTER, "ok"},
+      {"Select", SDLK_SELECT, "ok"},
+      {"Backspace", SDLK_BACKSPACE, "back"},
+      {"Escape", SDLK_ESCAPE, "back"},
+      {"AC Back", SDLK_AC_BACK, "back"},
+      {"AudioPlay", SDLK_AUDIOPLAY, "play"},
+      {"Pause", SDLK_PAUSE, "pause"},
+      {"AudioStop", SDLK_AUDIOSTOP, "stop"},
+      {"AudioRewind", SDLK_AUDIOREWIND, "rewind"},
+      {"AudioFastForward", SDLK_AUDIOFASTFORWARD, "forward"},
+      {"AudioPrev", SDLK_AUDIOPREV, "previous"},
+      {"AudioNext", SDLK_AUDIONEXT, "next"},
+      {"F1", SDLK_F1, "red"},
+      {"F2", SDLK_F2, "green"},
+      {"F3", SDLK_F3, "yellow"},
+      {"F4", SDLK_F4, "blue"},
+      {"F5", SDLK_F5, "f5"},
+      {"F6", SDLK_F6, "f6"},
+      {"F7", SDLK_F7, "f7"},
+      {"F8", SDLK_F8, "f8"},
+      {"F9", SDLK_F9, "f9"},
+      {"F10", SDLK_F10, "f10"},
+      {"F11", SDLK_F11, "f11"},
+      {"F12", SDLK_F12, "shell"},
+      {"Menu", SDLK_MENU, "menu"},
+      {"Application", SDLK_APPLICATION, "menu"},
+      {"Home", SDLK_HOME, "home"},
+      {"AC Home", SDLK_AC_HOME, "home"},
+      {"PageUp", SDLK_PAGEUP, "pageup"},
+      {"PageDown", SDLK_PAGEDOWN, "pagedown"},
+      {"End", SDLK_END, "end"},
+      {"Insert", SDLK_INSERT, "insert"},
+      {"Help", SDLK_HELP, "help"},
+      {"VolumeUp", SDLK_VOLUMEUP, "volumeup"},
+      {"VolumeDown", SDLK_VOLUMEDOWN, "volumedown"},
+      {"Mute", SDLK_MUTE, "mute"},
+      {"AudioMute", SDLK_AUDIOMUTE, "mute"},
+      {"Power", SDLK_POWER, "power"},
+      {"Tab", SDLK_TAB, "tab"},
+      {"Space", SDLK_SPACE, "space"},
+      {"Delete", SDLK_DELETE, "delete"},
+      {"Keypad 0", SDLK_KP_0, "0"},
+      {"Keypad 1", SDLK_KP_1, "1"},
+      {"Keypad 2", SDLK_KP_2, "2"},
+      {"Keypad 3", SDLK_KP_3, "3"},
+      {"Keypad 4", SDLK_KP_4, "4"},
+      {"Keypad 5", SDLK_KP_5, "5"},
+      {"Keypad 6", SDLK_KP_6, "6"},
+      {"Keypad 7", SDLK_KP_7, "7"},
+      {"Keypad 8", SDLK_KP_8, "8"},
+      {"Keypad 9", SDLK_KP_9, "9"},
+      {"Keypad +", SDLK_KP_PLUS, "+"},
+      {"Keypad -", SDLK_KP_MINUS, "-"},
+      {"Keypad *", SDLK_KP_MULTIPLY, "*"},
+      {"Keypad /", SDLK_KP_DIVIDE, "/"},
+      {"Keypad .", SDLK_KP_PERIOD, "."},
+      {"PrintScreen", SDLK_PRINTSCREEN, ""},
+      {"ScrollLock", SDLK_SCROLLLOCK, ""},
+      {"CapsLock", SDLK_CAPSLOCK, ""},
+      {"Left Ctrl", SDLK_LCTRL, ""},
+      {"Right Ctrl", SDLK_RCTRL, ""},
+      {"Left Shift", SDLK_LSHIFT, ""},
+      {"Right Shift", SDLK_RSHIFT, ""},
+      {"Left Alt", SDLK_LALT, ""},
+      {"Right Alt", SDLK_RALT, ""},
+      {"Left Meta", SDLK_LGUI, ""},
+      {"Right Meta", SDLK_RGUI, ""},
+      {"Sleep", SDLK_SLEEP, ""},
+      {"Eject", SDLK_EJECT, ""},
+      {"Hash", SDLK_HASH, ""},  // in a key map the character itself starts a comment
+  };
+  return keys;
+}
+
+uint32_t ServiceKeyByName(const std::string& name) {
+  if (const uint32_t character = SingleCharacter(name)) return character;
+  const std::string lower = Lower(name);
+  for (const ServiceKey& key : ServiceKeys()) {
+    if (lower == key.name) return key.code;
+  }
+  return Number(name, false);
+}
+
+int32_t KeyboardKeyByName(const std::string& name) {
+  const std::string lower = Lower(name);
+  for (const DefaultKey& key : KeyboardKeys()) {
+    if (lower == Lower(key.name)) return key.sdlKey;
+  }
+  // A letter's key is reported by its small letter.
+  const uint32_t character = SingleCharacter(name);
+  if (character >= 'A' && character <= 'Z') return static_cast<int32_t>(character + ('a' - 'A'));
+  if (character > ' ') return static_cast<int32_t>(character);
+  return static_cast<int32_t>(Number(name, true));
+}
+
+}  // namespace plexion_host
