@@ -43,13 +43,8 @@ class BoundingHandler {
     }
     if (asInt.ptr == end) return tree_.Int(*text == '-' ? -kLargestNumber : kLargestNumber);
     double number = 0;
-    const auto asDouble = std::from_chars(text, end, number);
-    if (asDouble.ec == std::errc::result_out_of_range) {
-      // Too large for any double, or too small: the exponent's sign tells.
-      const std::string_view all(text, length);
-      const bool tiny = all.find("e-") != all.npos || all.find("E-") != all.npos;
-      number = tiny ? 0 : (*text == '-' ? -kLargestNumber : kLargestNumber);
-    }
+    // Too large for any double is an error of the parser's; what is out of range here is too small.
+    if (std::from_chars(text, end, number).ec == std::errc::result_out_of_range) number = 0;
     return tree_.Double(std::clamp<double>(number, -kLargestNumber, kLargestNumber));
   }
 
