@@ -16,6 +16,8 @@ struct HostWindow {
       0;  ///< what the operator calls it: 1, 2, ... in the order of creation, kept for life
   std::string content;  ///< as named on the command line
   qx::plexion::StageWindow* window = nullptr;
+  qx::plexion::StageWindowStatus status =
+      qx::plexion::kStatusUnconfigured;  ///< last heard of; asking the window may wait for a load
   bool keyMaster = false;
   bool paused = false;
 };

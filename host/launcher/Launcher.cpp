@@ -10,8 +10,8 @@
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/SignageRun.h"
 #include "host/launcher/WindowRun.h"
+#include "host/launcher/commands/OperatorShell.h"
 #include "qx/platform/IMouseStream.h"
-#include "qx/platform/IShell.h"
 #include "qx/platform/IUserInputDriver.h"
 #include "qx/plexion/StageWindowParameters.h"
 
@@ -44,32 +44,34 @@ HostKernel& MakeKernel(const std::vector<std::string>& arguments, const Launcher
       ModulePath(ExecutableFolder(), options.modulePath, std::getenv("PLEXION_MODULE_PATH"));
   files.map = options.moduleMap;
   // Private interfaces of this host, in the libraries of the public ones.
-  files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"}, {"IHostInput", "IUserInputDriver"}};
+  files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"},
+                           {"IHostInput", "IUserInputDriver"},
+                           {"IHostShell", "IShell"}};
   static HostKernel* const kernel = new HostKernel(arguments, std::move(files));
   IQXModule_QXModule_PutKernel(kernel);
   return *kernel;
 }
 
 void ExportSettings(const LauncherOptions& options) {
-  // Modules read these; they have no other way to the launcher's own options.
-  const std::pair<const char*, const std::string&> settings[] = {
-      {"PLEXION_DATA_DIR", options.dataDirectory}, {"PLEXION_SHELL_SOCKET", options.shellSocket}};
-  for (const auto& [name, path] : settings) {
-    std::error_code error;
-    if (!path.empty()) setenv(name, std::filesystem::absolute(path, error).c_str(), 1);
-  }
+  // For the file system module, which has no other way to the launcher's own options.
+  const std::string& path = options.dataDirectory;
+  std::error_code error;
+  if (!path.empty()) setenv("PLEXION_DATA_DIR", std::filesystem::absolute(path, error).c_str(), 1);
 }
 
 /// One run of the launcher. Each step answers an exit code, or none to go on.
 class Launcher {
  public:
   Launcher(const std::vector<std::string>& arguments, const CommandLine& line)
-      : line_(line), kernel_(MakeKernel(arguments, line.options)) {}
+      : line_(line),
+        kernel_(MakeKernel(arguments, line.options)),
+        shellWanted_(OperatorShell::IsWanted(arguments, line.options.shellSocket)) {}
 
   int Run() {
     kernel_.AddBuiltIn("IHostWindows", &windows_);
     windows_.SetQuitHandler([this] { control_.RequestQuit(); });
     std::string error;
+    if (shellWanted_ && !shell_.Open(line_.options.shellSocket, error)) return CannotWork(error);
     service_ = static_cast<qx::plexion::IPlexionSets*>(kernel_.TryAcquireModule("IPlexion", error));
     if (service_ == nullptr) return CannotWork("module IPlexion is not available: " + error);
     windows_.SetService(service_);
@@ -193,14 +195,10 @@ class Launcher {
     }
     if (code == kExitCompleted) {
       StartMouseStream(lines, hold);
-      if (!line_.options.shellSocket.empty()) {
-        auto* const shell = static_cast<qx::platform::IShell*>(kernel_.AcquireModule("IShell"));
-        if (shell != nullptr) {
-          held.push_back(shell);
-          shell->Start();
-        }
-      }
+      shell_.SetRun(session.display, input,
+                    static_cast<qx::platform::IGraphicsDriver*>(hold("IGraphicsDriver")));
       code = RunBesideDisplay(session, lines, opened);
+      shell_.SetRun(nullptr, nullptr, nullptr);
     } else {
       DestroyAll(opened);
     }
@@ -265,9 +263,11 @@ class Launcher {
 
   const CommandLine& line_;
   HostKernel& kernel_;
+  const bool shellWanted_;
   StatusBoard board_;
   WindowList windows_{board_};
   ControlThread control_;
+  OperatorShell shell_{kernel_, windows_};  // ends before what its commands work on
   qx::plexion::IPlexionSets* service_ = nullptr;
 };
 

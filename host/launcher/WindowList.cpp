@@ -15,6 +15,8 @@ void WindowList::WithWindows(const std::function<void(std::vector<HostWindow>&)>
     // From the observer, not from the window: that would wait for a load under way.
     const qx::plexion::StageWindowStatus state = entry.observer->GetState();
     shown.push_back(entry.shown);
+    const std::optional<Ending> ending = entry.observer->GetEnding();
+    shown.back().status = ending ? ending->status : state;
     shown.back().paused = state == qx::plexion::kStatusPaused;
     // Of several that want the role, the youngest that plays has it.
     if (entry.keyMasterWanted && state == qx::plexion::kStatusPlaying) keyMaster = shown.size() - 1;

@@ -1,0 +1,64 @@
+#include "host/launcher/commands/HostCommand.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace plexion_host {
+namespace {
+
+bool ReadNumber(const std::string& word, const ArgumentRule& rule, long& number) {
+  char* end = nullptr;
+  errno = 0;
+  number = std::strtol(word.c_str(), &end, 10);
+  const bool whole = !word.empty() && *end == '\0' && errno == 0 && word[0] != ' ';
+  return whole && number >= rule.least && number <= rule.most;
+}
+
+}  // namespace
+
+std::string UsageOf(const CommandRule& rule) {
+  std::string usage = rule.name;
+  for (const ArgumentRule& argument : rule.arguments) {
+    usage += argument.optional ? std::string(" [") + argument.name + "]"
+                               : std::string(" ") + argument.name;
+  }
+  return usage;
+}
+
+bool CheckArguments(const CommandRule& rule, const std::vector<std::string>& words,
+                    Arguments& arguments, std::string& error) {
+  const std::string usage = "; usage: " + UsageOf(rule);
+  if (words.size() > rule.arguments.size()) {
+    error = "'" + words[rule.arguments.size()] + "' is one word too many" + usage;
+    return false;
+  }
+  for (size_t i = 0; i < rule.arguments.size(); ++i) {
+    const ArgumentRule& argument = rule.arguments[i];
+    if (i == words.size()) {
+      if (argument.optional) return true;
+      error = std::string(argument.name) + " is missing" + usage;
+      return false;
+    }
+    long number = 0;
+    if (argument.kind == ArgumentRule::Kind::kNumber && !ReadNumber(words[i], argument, number)) {
+      error = "'" + words[i] + "' is no " + argument.name + " (expected a whole number from " +
+              std::to_string(argument.least) + " to " + std::to_string(argument.most) + ")" + usage;
+      return false;
+    }
+    arguments.texts.push_back(words[i]);
+    arguments.numbers.push_back(number);
+  }
+  return true;
+}
+
+QXError HostCommand::Execute(unsigned long argc, char** argv) {
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  Arguments arguments;
+  std::string error;
+  const bool understood = CheckArguments(rule_, words, arguments, error);
+  if (understood && rule_.run(context_, arguments, error)) return QXError_OK;
+  context_.kernel.Printf("%s: %s\n", rule_.name, error.c_str());
+  return understood ? QXError_Generic : QXError_Usage;
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,63 @@
+#include "host/launcher/commands/HostCommand.h"
+
+namespace plexion_host {
+namespace {
+
+constexpr long kMostPixels = 32767;
+
+/// The input way, or null with the reason. Call under the context's lock.
+IHostInput* InputOf(const CommandContext& context, std::string& error) {
+  if (context.input == nullptr) error = "there is no input driver";
+  return context.input;
+}
+
+bool Key(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::lock_guard<std::mutex> lock(context.mutex);
+  IHostInput* const input = InputOf(context, error);
+  if (input == nullptr) return false;
+  const uint32_t key = input->KeyByName(arguments.texts[0]);
+  if (key == 0) {
+    error = "'" + arguments.texts[0] +
+            "' is no key (expected a name such as left, ok or red, one character, or a number "
+            "such as 0x0100000A)";
+    return false;
+  }
+  const std::string way = arguments.texts.size() > 1 ? arguments.texts[1] : "";
+  if (!way.empty() && way != "down" && way != "up") {
+    error = "'" + way + "' is neither down nor up; usage: key NAME [down|up]";
+    return false;
+  }
+  if (way != "up") input->KeyDown(InputSource::kShell, key);
+  if (way != "down") input->KeyUp(InputSource::kShell, key);
+  return true;
+}
+
+bool Click(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::lock_guard<std::mutex> lock(context.mutex);
+  IHostInput* const input = InputOf(context, error);
+  if (input == nullptr) return false;
+  const auto x = static_cast<int32_t>(arguments.numbers[0]);
+  const auto y = static_cast<int32_t>(arguments.numbers[1]);
+  input->PointerMove(InputSource::kShell, x, y);
+  input->PointerDown(InputSource::kShell, qx::plexion::kMouseButtonLeft, x, y);
+  input->PointerUp(InputSource::kShell, qx::plexion::kMouseButtonLeft, x, y);
+  return true;
+}
+
+}  // namespace
+
+std::vector<CommandRule> InputCommands() {
+  using Kind = ArgumentRule::Kind;
+  return {
+      {"key",
+       "presses and releases a key: a name, one character, or a code",
+       {{"NAME", Kind::kText}, {"down|up", Kind::kText, 0, 0, true}},
+       Key},
+      {"click",
+       "presses and releases the left button at X,Y of the screen",
+       {{"X", Kind::kNumber, 0, kMostPixels}, {"Y", Kind::kNumber, 0, kMostPixels}},
+       Click},
+  };
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,56 @@
+#include <cinttypes>
+#include <ctime>
+
+#include "host/launcher/commands/HostCommand.h"
+
+namespace plexion_host {
+namespace {
+
+bool Snapshot(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::lock_guard<std::mutex> lock(context.mutex);
+  if (context.display == nullptr) {
+    error = "there is no display to take a picture of";
+    return false;
+  }
+  return context.display->SaveSnapshot(arguments.texts[0], error);
+}
+
+bool Time(CommandContext& context, const Arguments&, std::string&) {
+  const std::chrono::duration<double> up = std::chrono::steady_clock::now() - context.started;
+  const std::time_t now = std::time(nullptr);
+  tm parts{};
+  char text[64] = "";
+  if (localtime_r(&now, &parts) != nullptr) {
+    std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S %z", &parts);
+  }
+  const std::lock_guard<std::mutex> lock(context.mutex);
+  const uint64_t frames = context.display != nullptr ? context.display->GetFrameCount() : 0;
+  context.kernel.Printf("%s, up %.3f s, %" PRIu64 " frames presented\n", text, up.count(), frames);
+  return true;
+}
+
+bool Version(CommandContext& context, const Arguments&, std::string&) {
+  context.kernel.Printf("Plexion " PLEXION_VERSION "\n");
+  return true;
+}
+
+bool Quit(CommandContext& context, const Arguments&, std::string&) {
+  context.windows.RequestQuit();
+  return true;
+}
+
+}  // namespace
+
+std::vector<CommandRule> LauncherCommands() {
+  return {
+      {"snapshot",
+       "saves the composed screen as a PNG file",
+       {{"FILE", ArgumentRule::Kind::kText}},
+       Snapshot},
+      {"time", "tells the time, how long Plexion has run, and the frames presented", {}, Time},
+      {"version", "tells Plexion's version", {}, Version},
+      {"quit", "ends all contents and then Plexion", {}, Quit},
+  };
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,53 @@
+#ifndef HOST_LAUNCHER_COMMANDS_OPERATORSHELL_H_
+#define HOST_LAUNCHER_COMMANDS_OPERATORSHELL_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/contracts/IHostShell.h"
+#include "host/kernel/HostKernel.h"
+#include "host/launcher/commands/HostCommand.h"
+#include "qx/platform/IShell.h"
+
+namespace plexion_host {
+
+/// The launcher's side of the shell: holds the modules and has its commands registered while it
+/// lives.
+///
+/// Order    Open before the service is loaded, which may start the shell at once: a command that
+///          is typed ahead then finds itself registered. SetRun while there is a display.
+class OperatorShell {
+ public:
+  OperatorShell(HostKernel& kernel, IHostWindows& windows)
+      : kernel_(kernel), context_(kernel, windows) {}
+  /// Waits for a command that is being run. Hold no lock that one could want.
+  ~OperatorShell();
+  OperatorShell(const OperatorShell&) = delete;
+  OperatorShell& operator=(const OperatorShell&) = delete;
+
+  /// True when this command line asks for a shell in one way or another.
+  static bool IsWanted(const std::vector<std::string>& arguments, const std::string& socketPath);
+
+  /// Registers the commands, and serves the socket unless `socketPath` is empty. A shell that is
+  /// missing is an error only when a socket was asked for: the service does without.
+  /// Returns  false with the reason in `error`.
+  bool Open(const std::string& socketPath, std::string& error);
+
+  /// What the commands may use from now on; null for what is not there. Waits for a command that
+  /// is using the old ones.
+  void SetRun(IHostDisplay* display, IHostInput* input, qx::platform::IGraphicsDriver* graphics);
+
+ private:
+  void Describe(const CommandRule& rule);
+
+  HostKernel& kernel_;
+  CommandContext context_;
+  std::vector<std::unique_ptr<HostCommand>> commands_;
+  qx::platform::IShell* shell_ = nullptr;
+  IHostShell* hostShell_ = nullptr;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_LAUNCHER_COMMANDS_OPERATORSHELL_H_

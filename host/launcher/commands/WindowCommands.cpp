@@ -1,0 +1,212 @@
+#include <algorithm>
+#include <functional>
+
+#include "host/launcher/commands/HostCommand.h"
+#include "host/launcher/commands/WindowTable.h"
+
+namespace plexion_host {
+namespace {
+
+using qx::platform::OutputPlane;
+using qx::plexion::Dims;
+using qx::plexion::Point;
+
+constexpr long kMostWindows = 1000000;
+constexpr long kMostPixels = 32767;
+
+constexpr ArgumentRule Number(const char* name, long least, long most) {
+  return {name, ArgumentRule::Kind::kNumber, least, most, false};
+}
+constexpr ArgumentRule kWindow = Number("N", 1, kMostWindows);
+
+std::string Numbers(const std::vector<HostWindow>& windows) {
+  if (windows.empty()) return "there are no windows";
+  std::string text;
+  for (const HostWindow& window : windows) {
+    text += (text.empty() ? "" : ", ") + std::to_string(window.number);
+  }
+  return (windows.size() == 1 ? "there is " : "there are ") + text;
+}
+
+enum class Needs { kNothing, kPlayer, kPlane };
+
+/// Finds the window that the first argument names and lets `act` work on it. `act` answers what is
+/// wrong, or nothing. None of this waits: a window that is still loading is refused, unless the
+/// command needs nothing of it that the load holds.
+bool OnWindow(CommandContext& context, const Arguments& arguments, Needs needs, std::string& error,
+              const std::function<std::string(const HostWindow&, OutputPlane*)>& act) {
+  const auto number = static_cast<unsigned>(arguments.numbers[0]);
+  context.windows.WithWindows([&](std::vector<HostWindow>& windows) {
+    const auto found = std::find_if(windows.begin(), windows.end(),
+                                    [&](const HostWindow& each) { return each.number == number; });
+    const std::string name = "window " + std::to_string(number);
+    if (found == windows.end()) {
+      error = "there is no " + name + "; " + Numbers(windows);
+    } else if (needs != Needs::kNothing && IsWindowBusy(*found)) {
+      error = name + " is not loaded yet";
+    } else {
+      OutputPlane* plane = nullptr;
+      if (needs == Needs::kPlane) plane = found->window->GetOutputPlane();
+      if (needs == Needs::kPlane && plane == nullptr) {
+        error = name + " is not on the screen yet";
+      } else {
+        error = act(*found, plane);
+      }
+    }
+  });
+  return error.empty();
+}
+
+std::string NoFrom(const HostWindow& window, const char* what, CommandContext& context) {
+  const char* const status = context.windows.GetService()->StageWindowStatusToString(window.status);
+  return "window " + std::to_string(window.number) + " cannot be " + what + " in " +
+         (status != nullptr ? status : "its state");
+}
+
+bool Windows(CommandContext& context, const Arguments&, std::string&) {
+  std::string table;
+  context.windows.WithWindows([&](std::vector<HostWindow>& windows) {
+    table = FormatWindowTable(windows, context.windows.GetService());
+  });
+  context.kernel.Printf("%s", table.c_str());
+  return true;
+}
+
+bool Activate(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(context, arguments, Needs::kPlayer, error,
+                  [&](const HostWindow& window, OutputPlane*) {
+                    return window.window->SetActiveStageWindow()
+                               ? std::string()
+                               : NoFrom(window, "made the active one", context);
+                  });
+}
+
+bool Move(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const Point point{static_cast<uint32_t>(arguments.numbers[1]),
+                    static_cast<uint32_t>(arguments.numbers[2])};
+  return OnWindow(context, arguments, Needs::kPlane, error,
+                  [&](const HostWindow& window, OutputPlane*) {
+                    window.window->MoveTo(point);  // answers false whatever comes of it
+                    return std::string();
+                  });
+}
+
+bool Resize(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const Dims dims{static_cast<uint32_t>(arguments.numbers[1]),
+                  static_cast<uint32_t>(arguments.numbers[2])};
+  {
+    const std::lock_guard<std::mutex> lock(context.mutex);
+    const Dims screen = context.graphics != nullptr ? context.graphics->GetScreenDims() : dims;
+    if (dims.width > screen.width || dims.height > screen.height) {
+      error = arguments.texts[1] + "x" + arguments.texts[2] + " is larger than the screen, " +
+              std::to_string(screen.width) + "x" + std::to_string(screen.height);
+      return false;
+    }
+  }
+  return OnWindow(context, arguments, Needs::kPlane, error,
+                  [&](const HostWindow& window, OutputPlane*) {
+                    // Not while the planes are still being made.
+                    const bool playing = window.status == qx::plexion::kStatusPlaying;
+                    if (!playing && window.status != qx::plexion::kStatusPaused) {
+                      return NoFrom(window, "resized", context);
+                    }
+                    // What plays is resized by its own thread between two frames; what is paused
+                    // has no next frame.
+                    window.window->Resize(dims, playing);
+                    return std::string();
+                  });
+}
+
+bool SetVisible(CommandContext& context, const Arguments& arguments, bool visible,
+                std::string& error) {
+  return OnWindow(context, arguments, Needs::kPlane, error,
+                  [&](const HostWindow& window, OutputPlane*) {
+                    window.window->SetVisible(visible);
+                    return std::string();
+                  });
+}
+
+bool Show(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return SetVisible(context, arguments, true, error);
+}
+
+bool Hide(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return SetVisible(context, arguments, false, error);
+}
+
+bool Alpha(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(context, arguments, Needs::kPlane, error,
+                  [&](const HostWindow& window, OutputPlane*) {
+                    window.window->SetAlpha(static_cast<unsigned char>(arguments.numbers[1]));
+                    return std::string();
+                  });
+}
+
+bool Raise(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(context, arguments, Needs::kPlane, error,
+                  [&](const HostWindow&, OutputPlane* plane) {
+                    return plane->SetAbove(nullptr) ? std::string() : "the driver refuses";
+                  });
+}
+
+bool Lower(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(context, arguments, Needs::kPlane, error,
+                  [&](const HostWindow&, OutputPlane* plane) {
+                    return plane->SetBelow(nullptr) ? std::string() : "the driver refuses";
+                  });
+}
+
+bool Pause(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(
+      context, arguments, Needs::kPlayer, error, [&](const HostWindow& window, OutputPlane*) {
+        return window.window->Pause() ? std::string() : NoFrom(window, "paused", context);
+      });
+}
+
+bool Play(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(
+      context, arguments, Needs::kPlane, error, [&](const HostWindow& window, OutputPlane*) {
+        return window.window->Play() ? std::string() : NoFrom(window, "played", context);
+      });
+}
+
+bool Stop(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return OnWindow(context, arguments, Needs::kNothing, error,
+                  [&](const HostWindow& window, OutputPlane*) {
+                    return window.window->Terminate(qx::plexion::kStatusComplete)
+                               ? std::string()
+                               : NoFrom(window, "stopped", context);
+                  });
+}
+
+}  // namespace
+
+std::vector<CommandRule> WindowCommands() {
+  const ArgumentRule x = Number("X", -kMostPixels, kMostPixels);
+  const ArgumentRule y = Number("Y", -kMostPixels, kMostPixels);
+  return {
+      {"windows", "lists the windows", {}, Windows},
+      {"activate",
+       "gives the window the pointer, and the keys unless a key master has them",
+       {kWindow},
+       Activate},
+      {"move", "puts the window's top left corner at X,Y of the screen", {kWindow, x, y}, Move},
+      {"resize",
+       "gives the window W by H pixels",
+       {kWindow, Number("W", 1, kMostPixels), Number("H", 1, kMostPixels)},
+       Resize},
+      {"show", "makes the window visible", {kWindow}, Show},
+      {"hide", "makes it invisible; it goes on playing", {kWindow}, Hide},
+      {"alpha",
+       "sets its opacity, from 0 (not seen) to 255",
+       {kWindow, Number("A", 0, 255)},
+       Alpha},
+      {"raise", "puts it above all others", {kWindow}, Raise},
+      {"lower", "puts it below all others", {kWindow}, Lower},
+      {"pause", "halts its content", {kWindow}, Pause},
+      {"play", "lets halted content go on", {kWindow}, Play},
+      {"stop", "ends its content, as if it had come to its end", {kWindow}, Stop},
+  };
+}
+
+}  // namespace plexion_host
