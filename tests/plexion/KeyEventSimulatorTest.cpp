@@ -134,6 +134,39 @@ TEST_F(KeyEventSimulator, RepeatsAHeldKeyAfterTheDelayAndThenOnceAnInterval) {
   EXPECT_EQ(player.TakeKeys(), "down 5@0 down 6@250 down 6@750 down 6@850 down 6@950 up 6@990");
 }
 
+TEST_F(KeyEventSimulator, WaitsTheWholeDelayAgainForAnotherKeyThanTheRepeatingOne) {
+  SetMode(kKeyInputModeAutoRepeat, 100, 20);
+  At(0, [this] { Press(5); });
+  At(110, [this] { Press(6); });
+  RunTo(240);
+  EXPECT_EQ(player.TakeKeys(), "down 5@0 down 5@100 down 6@110 down 6@210 down 6@230");
+}
+
+/// Takes longer over a repeated key than a tick lasts, and releases the key after the fourth.
+class SlowPlayer : public RecordingPlayer {
+ public:
+  SlowPlayer(RecordingKernel* kernel, PlexionKeyEventSimulator* simulator)
+      : RecordingPlayer(kernel), kernel_(kernel), simulator_(simulator) {}
+  void KeyDown(unsigned long key) override {
+    RecordingPlayer::KeyDown(key);
+    if (kernel_->now > 0) kernel_->now += 13 * kMs;
+    if (++downs_ == 5) simulator_->keyHeld = false;
+  }
+
+ private:
+  RecordingKernel* const kernel_;
+  PlexionKeyEventSimulator* const simulator_;
+  int downs_ = 0;
+};
+
+TEST_F(KeyEventSimulator, TicksAtOnceAfterATickThatTookTooLong) {
+  SlowPlayer slow(&kernel, simulator.get());
+  SetMode(kKeyInputModeAutoRepeat, 50, 10);
+  At(0, [&] { simulator->NotifyKeyDownEvent(&slow, 5); });
+  RunTo(150);
+  EXPECT_EQ(slow.TakeKeys(), "down 5@0 down 5@50 down 5@63 down 5@76 down 5@89");
+}
+
 TEST_F(KeyEventSimulator, DoesNotDriftWhenTicksAreLate) {
   SetMode(kKeyInputModeAutoRepeat, 50, 25);
   At(0, [this] { Press(5); });
@@ -250,6 +283,14 @@ TEST_F(KeyEventSimulator, KeepsTheKeyDownWhenTheKeyUpCannotBeQueued) {
   });
   RunTo(100);
   EXPECT_EQ(player.TakeKeys(), "down 5@0");
+}
+
+TEST_F(KeyEventSimulator, LosesOneKeyUpWhenTheQueueCannotGrow) {
+  SetMode(kKeyInputModeSimulateKeyUp, 50, 0);
+  for (unsigned long key = 1; key <= 8; ++key) Press(key);
+  kernel.RefuseAllocationAfter(1);  // the event is made, the queue's ninth place is not
+  Press(9);
+  EXPECT_EQ(simulator->events.Count(), 8u);
 }
 
 TEST_F(KeyEventSimulator, ReleasesWhatIsQueuedWhenItIsDestroyed) {

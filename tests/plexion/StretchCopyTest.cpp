@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <random>
@@ -153,6 +155,28 @@ TEST(StretchCopy, ReachesPixelsAgainWherePositionsWrap) {
       EXPECT_EQ(destination.At(x, 0) == source.At(0, 0), x != 2) << x;
     }
   });
+}
+
+TEST(StretchCopy, ReadsNothingBehindTheLastPixel) {
+  // The source ends where memory that cannot be read begins.
+  const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  char* memory = static_cast<char*>(
+      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(memory, MAP_FAILED);
+  ASSERT_EQ(mprotect(memory + page, page, PROT_NONE), 0);
+  for (uint32_t width = 1; width <= 40; ++width) {
+    uint32_t* source = reinterpret_cast<uint32_t*>(memory + page) - width;
+    for (uint32_t i = 0; i < width; ++i) source[i] = i;
+    for (uint32_t wanted = 1; wanted <= 90; ++wanted) {
+      std::vector<uint32_t> out(wanted);
+      for (const StretchKernel kernel : Kernels()) {
+        StretchCopy32(source, width * 4, {0, 0, width, 1}, {width, 1}, out.data(), wanted * 4,
+                      {0, 0, wanted, 1}, {wanted, 1}, kernel);
+        ASSERT_EQ(out.back(), (width << 16) / wanted * (wanted - 1) >> 16);
+      }
+    }
+  }
+  munmap(memory, 2 * page);
 }
 
 TEST(StretchCopy, IgnoresMissingPlanes) {
