@@ -38,8 +38,9 @@ class Fiber {
   bool finished_ = false;
   Entry entry_ = nullptr;
   void* argument_ = nullptr;
-  void* threadSanitizerFiber_ = nullptr;
-  void* fakeStack_ = nullptr;
+  // Read only when the sanitizer in question is built in.
+  [[maybe_unused]] void* threadSanitizerFiber_ = nullptr;
+  [[maybe_unused]] void* fakeStack_ = nullptr;
 };
 
 }  // namespace plexion_sim
