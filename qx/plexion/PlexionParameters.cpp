@@ -125,11 +125,10 @@ bool IPlexionImpl::ReadRectArg(const char* text, Rect& rect) {
 
 bool IPlexionImpl::ReadDurationArg(const char* text, unsigned long& milliseconds) {
   constexpr unsigned long kMsPerSecond = 1000;
-  if (text[0] == '\0' || text[0] == '-' || text[1] == '-') return false;
+  // No minus sign: the kernel would read what follows it as a huge number.
   if (!IsDigit(text[0] == '+' ? text[1] : text[0])) return false;
   char* end = nullptr;
   const unsigned long number = kernel->StrToUL(text, &end, 10);
-  if (end == text) return false;
 
   // The unit is not optional: a bare number could be either.
   if (ToUpper(end[0]) == 'S' && end[1] == '\0') {
