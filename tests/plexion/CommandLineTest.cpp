@@ -3,7 +3,6 @@
 #include <cstring>
 #include <vector>
 
-#include "gtest/gtest.h"
 #include "qx/plexion/StageWindowParameters.h"
 #include "tests/plexion/ServiceFixture.h"
 

@@ -1,13 +1,14 @@
 #ifndef TESTS_PLEXION_SERVICEFIXTURE_H_
 #define TESTS_PLEXION_SERVICEFIXTURE_H_
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "gtest/gtest.h"
 #include "qx/plexion/IPlexionImpl.h"
 #include "sim/SimDevice.h"
 
