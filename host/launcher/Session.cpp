@@ -18,13 +18,20 @@ void Session::ContentError(const std::string& content, const Ending& ending) {
   someContentFailed = true;
 }
 
-bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& content) {
-  if (!window.CreatePlanes()) return false;
-  IQXModule* const module = kernel.AcquireModule("IGraphicsDriver");
-  if (module == nullptr || window.GetOutputPlane() == nullptr) return true;
-  const qx::plexion::Dims screen =
+qx::plexion::Dims Session::GetScreenDims() {
+  std::string error;
+  IQXModule* const module = kernel.TryAcquireModule("IGraphicsDriver", error);
+  if (module == nullptr) return {0, 0};
+  const qx::plexion::Dims dims =
       static_cast<qx::platform::IGraphicsDriver*>(module)->GetScreenDims();
   kernel.ReleaseModule(module);
+  return dims;
+}
+
+bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& content) {
+  if (!window.CreatePlanes()) return false;
+  if (window.GetOutputPlane() == nullptr) return true;
+  const qx::plexion::Dims screen = GetScreenDims();
   const qx::plexion::Rect rect = window.GetRectOnScreen();
   const auto x = static_cast<int32_t>(rect.x);
   const auto y = static_cast<int32_t>(rect.y);

@@ -38,6 +38,8 @@ struct Session {
   void Error(const std::string& message) const;
   /// Tells of a content that ended in an error, and remembers that there was one.
   void ContentError(const std::string& content, const Ending& ending);
+  /// 0,0 when there is no screen.
+  qx::plexion::Dims GetScreenDims();
   /// The window's own operation; a window that lies outside the screen is told of, and plays.
   bool CreatePlanes(qx::plexion::StageWindow& window, const std::string& content);
   /// First play: the timers that count from there.

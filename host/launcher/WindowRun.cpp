@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "qx/platform/IGraphicsDriver.h"
 #include "qx/platform/IShell.h"
 #include "qx/plexion/StageWindowSet.h"
 
@@ -64,7 +65,7 @@ void WindowRun::RunOne() {
     // A slow load has only been begun.
     session_.windows.Board().Wait([&] { return open.observer->IsReadyLocked(); });
   }
-  if (loaded && !open.observer->GetEnding() && CreatePlanes(open) && session_.WaitForStartTime()) {
+  if (loaded && !open.observer->GetEnding() && CreatePlanes(0) && session_.WaitForStartTime()) {
     session_.OnFirstPlay();
     open.window->PlayForLFD();
   }
@@ -146,7 +147,7 @@ bool WindowRun::Advance(bool mayPlay) {
     }
     bool failed = false;
     if (!ended && item.phase == Phase::kLoading && loaded) {
-      failed = !CreatePlanes(item.open);
+      failed = !CreatePlanes(i);
       item.phase = Phase::kShown;
       moved = true;
     } else if (!ended && item.phase == Phase::kShown && ready && mayPlay) {
@@ -165,9 +166,20 @@ bool WindowRun::Advance(bool mayPlay) {
   return moved;
 }
 
-bool WindowRun::CreatePlanes(const OpenWindow& window) {
+bool WindowRun::CreatePlanes(size_t index) {
+  const OpenWindow& open = items_[index].open;
   const OneFrame frame(session_.display);
-  return session_.CreatePlanes(*window.window, window.line->content);
+  if (!session_.CreatePlanes(*open.window, open.line->content)) return false;
+  // Windows lie as the command line names them, each above those before, whichever loads first.
+  qx::platform::OutputPlane* const plane = open.window->GetOutputPlane();
+  for (size_t i = index + 1; plane != nullptr && i < items_.size(); ++i) {
+    if (items_[i].phase == Phase::kLoading) continue;
+    qx::platform::OutputPlane* const above = items_[i].open.window->GetOutputPlane();
+    if (above == nullptr) continue;
+    plane->SetBelow(above);
+    break;
+  }
+  return true;
 }
 
 void WindowRun::Finish(size_t index) {

@@ -28,7 +28,7 @@ class WindowRun {
   /// Moves each window as far as it can go without waiting. Returns  false when nothing changed.
   bool Advance(bool mayPlay);
   bool MayPlayYet();
-  bool CreatePlanes(const OpenWindow& window);
+  bool CreatePlanes(size_t index);
   /// Reports an ending in error, and destroys the window.
   void Finish(size_t index);
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Stories of the built launcher: command lines in, exit codes, messages and pictures out.
 
-usage: launcher_test.py --launcher FILE --recorder FILE --examples FOLDER STORY
+usage: launcher_test.py --launcher FILE --recorder FILE STORY
 """
 
 import argparse
@@ -9,10 +9,12 @@ import json
 import os
 import shutil
 import signal
+import socket
 import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import zlib
 
@@ -191,6 +193,119 @@ class Windows(Story):
         self.assertIn("absent/x.png", err)
 
 
+    def test_windows_lie_in_the_order_of_the_command_line(self):
+        self.write("slow.mvx", json.dumps(movie([0, 1, 0], 20)) + " " * 4000000)
+        code, _, err = self.launch("--snapshot", "order.png", "--snapshot-at", "50", "slow.mvx",
+                                   "red.mvx")
+        self.assertEqual(0, code, err)
+        self.assertEqual((255, 0, 0), self.pixel("order.png", SIZE // 2, SIZE // 2))
+
+
+class Operator(Story):
+    """Somebody steers the launcher through the shell's socket."""
+
+    def start(self, *arguments):
+        self.process = subprocess.Popen(
+            self.command("--shellsocket", "socket", *arguments), cwd=self.folder, text=True,
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(self.process.kill)
+        self.addCleanup(self.process.stdout.close)
+        self.addCleanup(self.process.stderr.close)
+        self.addCleanup(self.process.wait)
+        connection = socket.socket(socket.AF_UNIX)
+        self.addCleanup(connection.close)
+        while True:
+            try:
+                connection.connect(self.path("socket"))
+                break
+            except OSError:
+                self.assertIsNone(self.process.poll(), "the launcher ended")
+                time.sleep(0.01)
+        self.lines = connection.makefile("rw")
+        self.addCleanup(self.lines.close)
+
+    def type(self, line):
+        """Returns the answer's lines; the last is OK or ERROR."""
+        self.lines.write(line + "\n")
+        self.lines.flush()
+        answer = []
+        while not answer or not (answer[-1] == "OK" or answer[-1].startswith("ERROR")):
+            text = self.lines.readline()
+            self.assertNotEqual("", text, f"no answer to '{line}': {answer}")
+            answer.append(text.rstrip("\n"))
+        return answer
+
+    def wait_for(self, number, **expected):
+        """Asks for the windows until the columns of window `number` are as expected."""
+        while True:
+            answer = self.type("windows")
+            heading = answer[0].split()
+            for line in answer[1:-1]:
+                row = dict(zip(heading, line.split()))
+                if row.get("no") == str(number) and expected.items() <= row.items():
+                    return
+
+    def end(self):
+        self.assertEqual(["OK"], self.type("quit"))
+        self.assertEqual(0, self.process.wait(timeout=60))
+
+    def test_windows_are_moved_stacked_and_shown(self):
+        self.start("--outputrect", "0,0,48,96", "long.mvx", "--outputrect", "48,0,48,96",
+                   "long.mvx")
+        self.wait_for(1, status="kStatusPlaying", rectangle="48x96+0+0", order="0", visible="yes",
+                      alpha="255", content="long.mvx")
+        self.wait_for(2, status="kStatusPlaying")
+        for command, number, shown in [
+                ("move 1 10 -5", 1, {"rectangle": "48x96+10-5"}), ("alpha 1 128", 1, {"alpha": "128"}),
+                ("raise 1", 1, {"order": "1"}), ("lower 1", 1, {"order": "0"}),
+                ("hide 2", 2, {"visible": "no"}), ("show 2", 2, {"visible": "yes"}),
+                ("resize 2 24 32", 2, {"rectangle": "24x32+48+0"}),
+                ("pause 2", 2, {"status": "kStatusPaused"}),
+                ("play 2", 2, {"status": "kStatusPlaying"}), ("activate 2", 2, {"active": "yes"})]:
+            self.assertEqual(["OK"], self.type(command), command)
+            self.wait_for(number, **shown)
+        self.assertEqual(["OK"], self.type("stop 1"))
+        while any(line.startswith("1 ") for line in self.type("windows")):
+            pass
+        self.end()
+
+    def test_wrong_commands_say_what_would_be_right(self):
+        self.start("long.mvx")
+        self.wait_for(1, status="kStatusPlaying")
+        for command, reason in [
+                ("activate 7", "there is no window 7; there is 1"),
+                ("move 1 2", "usage: move N X Y"),
+                ("alpha 1 256", "expected a whole number from 0 to 255"),
+                ("resize 1 0 5", "'0' is no W"),
+                ("resize 1 97 5", "97x5 is larger than the screen, 96x96"),
+                ("snapshot absent/x.png", "absent/x.png"),
+                ("dance", "unknown command 'dance'")]:
+            self.assertIn(reason, self.type(command)[-1])
+            self.assertTrue(self.type(command)[-1].startswith("ERROR "))
+        self.end()
+
+    def test_facts_and_pictures(self):
+        self.start("long.mvx")
+        self.wait_for(1, status="kStatusPlaying")
+        self.assertRegex(self.type("version")[0], r"^Plexion \d+\.\d+\.\d+$")
+        self.assertRegex(self.type("time")[0], r"up \d+\.\d+ s, \d+ frames presented")
+        self.assertEqual(["OK"], self.type("snapshot a.png"))
+        self.assertEqual((255, 0, 0), self.pixel("a.png", SIZE // 2, SIZE // 2))
+        self.end()
+
+    def test_content_waits_for_go_which_may_name_another(self):
+        self.start("--pause", "long.mvx")
+        self.wait_for(1, status="kStatusConfigured")
+        self.assertIn("Usage: go --rundefault | CONTENT_URL [ ZOR_BASE_URL ]", self.type("go"))
+        self.assertEqual(["OK"], self.type("go " + self.path("blue.mvx")))
+        self.assertEqual(0, self.process.wait(timeout=60))
+
+    def test_quitting_ends_the_wait_for_go(self):
+        for contents in (["long.mvx"], ["long.mvx", "long.mvx"]):
+            self.start("--pause", *contents)
+            self.end()
+
+
 class Signage(Story):
     def record(self, *arguments):
         code, _, err = self.launch("--signage", "--modulemap", "IMouseStream:" + OPTIONS.recorder,
@@ -269,7 +384,7 @@ class Ending(Story):
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
-    for option in ("--launcher", "--recorder", "--examples"):
+    for option in ("--launcher", "--recorder"):
         parser.add_argument(option, required=True)
     parser.add_argument("story")
     OPTIONS = parser.parse_args()
