@@ -20,8 +20,12 @@ constexpr double kMostRepeaterCopies = 1000;
 constexpr uint64_t kMostLayers = 5000;       ///< with every use of a composition counted
 constexpr uint64_t kMostDrawnItems = 50000;  ///< likewise, repeater copies included
 constexpr double kMostStarPoints = 1000;
-constexpr double kShortestDash = 0.01;
+constexpr double kShortestDash = 0.1;
 constexpr double kSlowestTimeStretch = 0.001;
+/// All scales that apply to a shape together, as a factor: beyond it coordinates become infinite.
+constexpr double kLargestScale = 1e6;
+/// How far an easing curve may overshoot.
+constexpr double kLargestEasing = 10;
 
 struct MovieHeader {
   qx::plexion::Dims stageDims = {0, 0};

@@ -152,6 +152,27 @@ INSTANTIATE_TEST_SUITE_P(
                               R"({"ty":"rp","c":{"k":900}}]},{"ty":"rp","c":{"k":900}}]})")),
                  "more than 50000 shapes"},
         BadMovie{"Star", Movie(Shapes(R"({"ty":"sr","pt":{"k":90000}})")), "a star with 90000"},
+        BadMovie{"RepeaterThatGrows",
+                 Movie(Shapes(R"({"ty":"rc"},{"ty":"rp","c":{"k":500},)"
+                              R"("tr":{"ty":"tr","s":{"k":[150,150]}}})")),
+                 "enlarged by more than a factor of 1000000"},
+        BadMovie{
+            "GroupsThatGrow",
+            Movie(Shapes(R"({"ty":"gr","it":[{"ty":"gr","it":[{"ty":"tr","s":{"k":[1e5,9]}}]},)"
+                         R"({"ty":"gr","it":[{"ty":"tr","s":{"k":[-1e5,9]}}]},)"
+                         R"({"ty":"tr","s":{"a":1,"k":[{"t":0,"s":[100]},{"t":9,"s":[2e5]}]}}]})")),
+            "enlarged"},
+        BadMovie{"ParentsThatGrow",
+                 Movie(R"({"ind":1,"parent":2,"ks":{"s":{"k":[1e5]}}},)"
+                       R"({"ind":2,"parent":3,"ks":{"s":{"k":[1e5]}}},)"
+                       R"({"ind":3,"ks":{"s":{"k":[1e3]}}})"),
+                 "layer 1: something is enlarged"},
+        BadMovie{
+            "CompositionsThatGrow",
+            Movie(R"({"ty":0,"refId":"a","ks":{"s":{"k":[1e5]}}})",
+                  R"(,"assets":[{"id":"a","layers":[{"ty":0,"refId":"b","ks":{"s":{"k":1e5}}}]},)"
+                  R"({"id":"b","layers":[{"ty":4,"ks":{"s":{"k":[101]}}}]}])"),
+            "enlarged"},
         BadMovie{"Dash", Movie(Shapes(R"({"ty":"st","d":[{"n":"d","v":{"k":0.0001}}]})")),
                  "a dash of length 0.0001"},
         BadMovie{"ShapeWithoutType", Movie(Shapes("{}")), "without a type"},
@@ -199,6 +220,21 @@ TEST(MovieCheckTest, MakesASizeThatIsNotWholeWhole) {
   ASSERT_TRUE(checked.good) << checked.error;
   EXPECT_EQ(100u, checked.header.stageDims.width);
   EXPECT_THAT(checked.text, HasSubstr(R"("w":100,"h":50)"));
+}
+
+TEST(MovieCheckTest, BoundsHowFarEasingOvershoots) {
+  const Checked checked = Check(Movie(
+      R"({"ks":{"p":{"a":1,"k":[{"t":0,"s":[0],"i":{"x":[0.5],"y":[99]},"o":{"x":0.5,"y":-99}}]}}})"));
+  ASSERT_TRUE(checked.good) << checked.error;
+  EXPECT_THAT(checked.text, HasSubstr(R"("i":{"x":[0.5],"y":[10.0]},"o":{"x":0.5,"y":-10.0})"));
+}
+
+TEST(MovieCheckTest, LeavesTangentsOfPathsAsTheyAre) {
+  const char* path = R"({"c":true,"v":[[0,0]],"i":[[-50,99]],"o":[[50,-99]]})";
+  const Checked checked =
+      Check(Movie(Shapes(std::string(R"({"ty":"sh","ks":{"k":)") + path + "}}")));
+  ASSERT_TRUE(checked.good) << checked.error;
+  EXPECT_THAT(checked.text, HasSubstr(path));
 }
 
 TEST(MovieCheckTest, MarksPicturesInTheDocumentAsSuch) {
