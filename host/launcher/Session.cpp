@@ -11,8 +11,10 @@ void Session::Error(const std::string& message) const {
 void Session::ContentError(const std::string& content, const Ending& ending) {
   const char* const name = service->StageWindowStatusToString(ending.status);
   std::string cause = ending.message;
-  // A player that names the content itself need not be repeated.
-  if (cause.compare(0, content.size() + 2, content + ": ") == 0) cause.erase(0, content.size() + 2);
+  // A player that names the content itself, with or without its folder, need not be repeated.
+  for (const std::string& named : {content, content.substr(content.rfind('/') + 1)}) {
+    if (cause.compare(0, named.size() + 2, named + ": ") == 0) cause.erase(0, named.size() + 2);
+  }
   Error(content + ": " + (name != nullptr ? name : "unknown status") +
         (cause.empty() ? "" : ": " + cause));
   someContentFailed = true;

@@ -152,6 +152,12 @@ class BadInput(Story):
             self.expect(["--modulemap", f"{name}:/absent/module.so", "red.mvx"], 3,
                         f"module {name} is not available: no library /absent/module.so")
 
+    def test_a_wrong_key_map_exits_2_with_its_line(self):
+        self.write("keys", "# fine\nnonsense\n")
+        got, _, err = self.launch("--keymap", "keys", "red.mvx")
+        self.assertEqual(2, got, err)
+        self.assertIn("plexion: --keymap: keys:2: ", err)
+
     def test_unwritable_data_directory_is_told_of_and_work_goes_on(self):
         code, out, _ = self.launch("red.mvx", data="/proc/plexion")
         self.assertEqual(0, code)

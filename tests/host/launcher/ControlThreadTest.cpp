@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <future>
+
+#include "host/launcher/ControlThread.h"
+
+namespace plexion_host {
+namespace {
+
+using Clock = ControlThread::Clock;
+
+TEST(ControlThreadTest, AsksAgainUntilTheEndHasBeenReached) {
+  std::promise<void> reached;
+  int asked = 0;
+  ControlThread control;
+  control.Start([&] {
+    if (++asked < 3) return false;
+    reached.set_value();
+    return true;
+  });
+  control.RequestQuit();
+  reached.get_future().wait();
+  control.RequestQuit();  // once reached, the end is not asked for any more
+  control.Stop();
+  EXPECT_EQ(3, asked);
+}
+
+TEST(ControlThreadTest, RunsATimerOnceAndNotBeforeItsTime) {
+  std::promise<Clock::time_point> fired;
+  ControlThread control;
+  control.Start([] { return true; });
+  control.SetSnapshotTimer(Clock::now() + std::chrono::hours(1), [] { FAIL() << "replaced"; });
+  const Clock::time_point due = Clock::now() + std::chrono::milliseconds(5);
+  control.SetSnapshotTimer(due, [&] { fired.set_value(Clock::now()); });
+  EXPECT_GE(fired.get_future().get(), due);
+}
+
+TEST(ControlThreadTest, ACancelledTimerDoesNotRun) {
+  std::promise<void> quit;
+  bool ran = false;
+  ControlThread control;
+  control.SetSnapshotTimer(Clock::now(), [&] { ran = true; });
+  control.CancelSnapshotTimer();
+  control.Start([&] {
+    quit.set_value();
+    return true;
+  });
+  control.QuitAt(Clock::now());
+  quit.get_future().wait();
+  control.Stop();
+  EXPECT_FALSE(ran);
+}
+
+// In processes of their own: signals would reach the test program.
+class SignalTest : public ::testing::TestWithParam<int> {
+ protected:
+  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_P(SignalTest, TheFirstOneAsksForTheEnd) {
+  EXPECT_EXIT(
+      {
+        ControlThread::BlockSignals();
+        ControlThread control;
+        control.Start([]() -> bool { _exit(7); });
+        kill(getpid(), GetParam());
+        while (true) pause();
+      },
+      ::testing::ExitedWithCode(7), "");
+}
+
+TEST_P(SignalTest, TheSecondOneEndsTheProcess) {
+  EXPECT_EXIT(
+      {
+        ControlThread::BlockSignals();
+        ControlThread control;
+        const int number = GetParam();
+        // Ends nothing; each time it is asked, the impatient person presses again.
+        control.Start([number] {
+          kill(getpid(), number);
+          return false;
+        });
+        kill(getpid(), number);
+        while (true) pause();
+      },
+      ::testing::ExitedWithCode(128 + GetParam()), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+}  // namespace
+}  // namespace plexion_host
