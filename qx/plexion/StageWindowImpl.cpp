@@ -49,7 +49,8 @@ StageWindowImpl::StageWindowImpl(IPlexionImpl* service)
       activationPending(false),
       creationTime(0),
       firstScreenUpdatePending(true),
-      previousOutputRect{0, 0, 0, 0} {
+      previousOutputRect{0, 0, 0, 0},
+      replacedRenderPlane(nullptr) {
   IQXKernel* kernel = Kernel();
   kernel->MemSet(&parameters, 0, sizeof(parameters));
   notifiers.Reserve(2);
@@ -83,6 +84,7 @@ StageWindowImpl::~StageWindowImpl() {
   if (ownsRenderPlane && parameters.renderPlane != nullptr) {
     graphicsDriver->DestroyRenderPlane(parameters.renderPlane);
   }
+  if (replacedRenderPlane != nullptr) graphicsDriver->DestroyRenderPlane(replacedRenderPlane);
   if (ownsOutputPlane && parameters.outputPlane != nullptr) {
     graphicsDriver->DestroyOutputPlane(parameters.outputPlane);
   }

@@ -188,6 +188,9 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   std::atomic<IQXKernel::Time> creationTime;
   std::atomic<bool> firstScreenUpdatePending;
   Rect previousOutputRect;
+  /// A plane of our own that the host's took the place of; it may still be read from while the
+  /// change is made, so it goes with the window. Null: none.
+  platform::RenderPlane* replacedRenderPlane;
   QXString goZorBase;  ///< second address of "go": parameters.zorBase points into it
 
  private:

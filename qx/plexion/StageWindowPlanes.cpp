@@ -208,6 +208,10 @@ bool StageWindowImpl::ResetRenderPlane(RenderPlane* plane) {
     default:
       return false;
   }
+  if (ownsRenderPlane && plane != parameters.renderPlane) {
+    replacedRenderPlane = parameters.renderPlane;
+    ownsRenderPlane = false;
+  }
   parameters.renderPlane = plane;
   return true;
 }

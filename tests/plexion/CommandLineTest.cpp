@@ -1,5 +1,7 @@
 // From words to parameters: every option, what it refuses, and where the parser stops.
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <vector>
 
