@@ -96,13 +96,14 @@ void BoundEasing(MovieValue& value, double limit) {
   }
   if (!value.IsObject()) return;
   for (MovieMember& member : value.GetObject()) {
-    // A path's tangents have the same names but are arrays.
-    const bool easing = (NameIs(member, "i") || NameIs(member, "o")) && member.value.IsObject();
-    if (!easing) {
-      BoundEasing(member.value, limit);
-      continue;
+    // An opacity and a path's tangents have the same names, but no x and y.
+    const bool curve = NameIs(member, "i") || NameIs(member, "o");
+    if (curve && member.value.IsObject()) {
+      for (MovieMember& axis : member.value.GetObject()) {
+        if (NameIs(axis, "x") || NameIs(axis, "y")) BoundNumbers(axis.value, limit);
+      }
     }
-    for (MovieMember& axis : member.value.GetObject()) BoundNumbers(axis.value, limit);
+    BoundEasing(member.value, limit);
   }
 }
 
