@@ -25,6 +25,9 @@ size_t RandomScheduler::Choose(const Decision& decision) {
 
 std::string Schedule::ToText() const {
   std::string text = "plexion schedule 1\n";
+  if (!story.empty()) text += "story " + story + "\n";
+  if (decisionPoints == DecisionPoints::kSynchronisation) text += "sync-only\n";
+  if (timeMayPass) text += "time-may-pass\n";
   for (const Switch& change : switches) {
     char line[64];
     if (change.thread == Switch::kTimePasses) {
@@ -40,7 +43,7 @@ std::string Schedule::ToText() const {
 bool Schedule::FromText(const std::string& text, std::string& error) {
   std::istringstream lines(text);
   std::string line;
-  std::vector<Switch> read;
+  Schedule read;
   unsigned number = 1;
   if (!std::getline(lines, line) || line != "plexion schedule 1") {
     error = "line 1: '" + line + "'; expected 'plexion schedule 1'";
@@ -49,6 +52,18 @@ bool Schedule::FromText(const std::string& text, std::string& error) {
   while (std::getline(lines, line)) {
     ++number;
     if (line.empty() || line[0] == '#') continue;
+    if (read.switches.empty() && line.compare(0, 6, "story ") == 0) {
+      read.story = line.substr(6);
+      continue;
+    }
+    if (read.switches.empty() && line == "sync-only") {
+      read.decisionPoints = DecisionPoints::kSynchronisation;
+      continue;
+    }
+    if (read.switches.empty() && line == "time-may-pass") {
+      read.timeMayPass = true;
+      continue;
+    }
     std::istringstream words(line);
     Switch change{};
     std::string who;
@@ -60,15 +75,15 @@ bool Schedule::FromText(const std::string& text, std::string& error) {
       std::istringstream digits(who);
       good = static_cast<bool>(digits >> change.thread) && digits.eof();
     }
-    if (!good || (!read.empty() && read.back().decision >= change.decision)) {
+    if (!good || (!read.switches.empty() && read.switches.back().decision >= change.decision)) {
       error = "line " + std::to_string(number) + ": '" + line +
               "'; expected a decision's number, greater than the one before, and a thread's "
               "number or 'time'";
       return false;
     }
-    read.push_back(change);
+    read.switches.push_back(change);
   }
-  switches = read;
+  *this = read;
   return true;
 }
 

@@ -8,6 +8,13 @@
 
 namespace plexion_sim {
 
+/// Where the scheduler may switch.
+enum class DecisionPoints {
+  kEveryCall,        ///< every kernel call but the byte and text operations
+  kSynchronisation,  ///< threads, mutexes, events, sleeping and modules only: fewer, for long
+                     ///< stories
+};
+
 /// Nanoseconds of virtual time.
 using Nanoseconds = int64_t;
 
@@ -92,8 +99,12 @@ struct Switch {
 class Schedule {
  public:
   std::vector<Switch> switches;
+  std::string story;  ///< of which story; may be empty
+  DecisionPoints decisionPoints = DecisionPoints::kEveryCall;
+  bool timeMayPass = false;  ///< made where the clock may jump although somebody could run
 
-  /// One line a switch, for files.
+  /// A line for the story, one for the clock, one for each switch. Lines that begin with # say
+  /// nothing.
   std::string ToText() const;
   /// Returns  false when `text` is no schedule; `error` then says what, where, what was expected.
   bool FromText(const std::string& text, std::string& error);

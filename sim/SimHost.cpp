@@ -1,5 +1,7 @@
 #include "sim/SimHost.h"
 
+#include <algorithm>
+
 #include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_sim {
@@ -32,10 +34,24 @@ const char** SimHost::Keep(const std::vector<std::string>& arguments) {
   return vectors_.back().data();
 }
 
+void SimHost::NameLocksOfNextWindows(unsigned long windows) {
+  std::vector<std::string> names;
+  for (unsigned long i = 0; i < windows; ++i) {
+    const std::string number = std::to_string(++windowNumber_);
+    for (const char* name : {"stateLock", "geometryLock", "watchdogLock"}) {
+      names.push_back(name + number);
+    }
+  }
+  device_.kernel.NameNextMutexes(names);
+}
+
 QXError SimHost::OpenWindows(const std::vector<std::string>& arguments, unsigned long maxWindows) {
   const char** argv = Keep(arguments);
-  return service_->CreateAndConfigureStageWindowSet(set_, static_cast<int>(arguments.size()) + 1,
-                                                    argv, maxWindows);
+  NameLocksOfNextWindows(maxWindows);
+  const QXError result = service_->CreateAndConfigureStageWindowSet(
+      set_, static_cast<int>(arguments.size()) + 1, argv, maxWindows);
+  device_.kernel.NameNextMutexes({});
+  return result;
 }
 
 StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments) {
@@ -46,8 +62,11 @@ StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments) {
                                             parameters)) {
     return nullptr;
   }
+  NameLocksOfNextWindows(1);
   StageWindow* window = service_->CreateStageWindow(parameters);
-  if (window != nullptr) set_.Append(window);
+  device_.kernel.NameNextMutexes({});
+  // The set's memory is the device's and may be refused.
+  if (window != nullptr && !set_.Append(window)) loose_.push_back(window);
   return window;
 }
 
@@ -59,10 +78,15 @@ void SimHost::CloseWindow(StageWindow* window) {
     set_.RemoveAt(i);
     break;
   }
+  loose_.erase(std::remove(loose_.begin(), loose_.end(), window), loose_.end());
   service_->DestroyStageWindow(window);
 }
 
-void SimHost::CloseWindows() { service_->DestroyStageWindowSet(set_); }
+void SimHost::CloseWindows() {
+  service_->DestroyStageWindowSet(set_);
+  for (StageWindow* window : loose_) service_->DestroyStageWindow(window);
+  loose_.clear();
+}
 
 bool SimHost::WaitFor(StageWindow* window, StageWindowStatus status, Nanoseconds limit) {
   const Nanoseconds end = device_.kernel.Now() + limit;

@@ -59,12 +59,15 @@ class SimHost {
   SimInstance* Player(qx::plexion::StageWindow* window);
 
  private:
+  void NameLocksOfNextWindows(unsigned long windows);
   const char** Keep(const std::vector<std::string>& arguments);
 
   SimDevice& device_;
   ServiceEntries entries_;
   qx::plexion::IPlexionSets* service_ = nullptr;
   qx::plexion::StageWindowSet set_;
+  std::vector<qx::plexion::StageWindow*> loose_;  ///< made, but not in the set
+  unsigned windowNumber_ = 0;
   // Windows borrow their texts from here.
   std::vector<std::vector<std::string>> texts_;
   std::vector<std::vector<const char*>> vectors_;

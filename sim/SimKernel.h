@@ -24,13 +24,6 @@ class SimKernel;
 class SimMutex;
 class SimThread;
 
-/// Where the scheduler may switch.
-enum class DecisionPoints {
-  kEveryCall,        ///< every kernel call but the byte and text operations
-  kSynchronisation,  ///< threads, mutexes, events, sleeping and modules only: fewer, for long
-                     ///< stories
-};
-
 struct SimOptions {
   uint64_t seed = 1;
   Scheduler* scheduler = nullptr;  ///< borrowed; null: a RandomScheduler of `seed`
