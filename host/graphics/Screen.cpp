@@ -45,6 +45,7 @@ bool Screen::SetDims(const Dims& dims) {
 }
 
 void Screen::SetWorkListener(std::function<void()> listener) {
+  const std::lock_guard<std::mutex> lock(listenerMutex_);
   workListener_ = std::move(listener);
 }
 
@@ -197,6 +198,7 @@ void Screen::DamagePlace(const Placement& placement) {
 }
 
 void Screen::NotifyWork() {
+  const std::lock_guard<std::mutex> lock(listenerMutex_);
   if (workListener_) workListener_();
 }
 

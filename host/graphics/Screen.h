@@ -34,7 +34,7 @@ class Screen {
   bool SetDims(const qx::plexion::Dims& dims);
 
   /// Called, on the thread that changed something and without any lock of the screen, whenever
-  /// there may be something new to present. Set it while nobody draws.
+  /// there may be something new to present. Setting it waits for a call under way.
   void SetWorkListener(std::function<void()> listener);
 
   // The stack.
@@ -109,7 +109,8 @@ class Screen {
   int updateDepth_ = 0;
   uint64_t storageGeneration_ = 0;  ///< counts planes' changes of size
 
-  std::function<void()> workListener_;  ///< constant while anybody draws
+  std::mutex listenerMutex_;            ///< held while the listener is called
+  std::function<void()> workListener_;  ///< under listenerMutex_
 };
 
 }  // namespace plexion_host

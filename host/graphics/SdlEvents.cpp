@@ -61,6 +61,7 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
   switch (event.type) {
     case SDL_KEYDOWN:
     case SDL_KEYUP:
+      if (fullscreen_) SDL_ShowCursor(SDL_DISABLE);
       out.kind =
           event.type == SDL_KEYDOWN ? DisplayEvent::Kind::kKeyDown : DisplayEvent::Kind::kKeyUp;
       out.key = event.key.keysym.sym;
@@ -68,6 +69,10 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
       out.repeat = event.key.repeat != 0;
       break;
     case SDL_MOUSEMOTION:
+      // The whole display belongs to the content, until somebody takes the mouse.
+      if (fullscreen_ && (event.motion.xrel != 0 || event.motion.yrel != 0)) {
+        SDL_ShowCursor(SDL_ENABLE);
+      }
       out.kind = DisplayEvent::Kind::kPointerMove;
       MapPosition(event.motion.x, event.motion.y, out);
       break;

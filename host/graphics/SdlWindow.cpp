@@ -45,9 +45,6 @@ bool DrawsForNobody() {
 }
 
 void SetHints() {
-  // Without a renderer behind it the window's surface is plain shared memory: it is there at once,
-  // and needs neither a GPU nor a hundred megabytes of its driver.
-  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
   SDL_SetHint(SDL_HINT_QUIT_ON_LAST_WINDOW_CLOSE, "0");
@@ -68,6 +65,10 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const st
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
     return nullptr;
   }
+  // Without a renderer behind it the window's surface is plain shared memory: it is there at once,
+  // and needs neither a GPU nor a hundred megabytes of its driver. A bare console has no other way.
+  const bool console = std::strcmp(SDL_GetCurrentVideoDriver(), "KMSDRM") == 0;
+  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, console ? "1" : "0");
   Dims wanted = dims;
   if (wanted.width == 0) {
     wanted = kDefaultDims;
@@ -91,12 +92,13 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const st
   if (fullscreen) SDL_ShowCursor(SDL_DISABLE);
   SDL_StopTextInput();
   dims = wanted;
-  return std::unique_ptr<SdlWindow>(new SdlWindow(window, wanted));
+  return std::unique_ptr<SdlWindow>(new SdlWindow(window, wanted, fullscreen));
 }
 
-SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims)
+SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, bool fullscreen)
     : window_(window),
       dims_(dims),
+      fullscreen_(fullscreen),
       wakeEvent_(SDL_RegisterEvents(1)),
       canSleep_(std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0 ||
                 std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0) {}

@@ -39,7 +39,7 @@ class SdlWindow {
   void Wake();
 
  private:
-  SdlWindow(SDL_Window* window, const qx::plexion::Dims& dims);
+  SdlWindow(SDL_Window* window, const qx::plexion::Dims& dims, bool fullscreen);
 
   bool WaitForOne(SDL_Event& event, int timeoutMs) const;
   bool Handle(const SDL_Event& event, const Handler& handler);
@@ -51,6 +51,7 @@ class SdlWindow {
 
   SDL_Window* const window_;
   const qx::plexion::Dims dims_;
+  const bool fullscreen_;
   const Uint32 wakeEvent_;
   /// Whether the video system can sleep until an event comes. Where it cannot, SDL would look every
   /// millisecond; we look less often.

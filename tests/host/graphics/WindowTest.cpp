@@ -1,0 +1,198 @@
+// The display in a window. SDL's "dummy" video system gives windows and events without a display.
+
+#include <SDL.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "host/graphics/Display.h"
+#include "host/graphics/GraphicsDriver.h"
+
+namespace plexion_host {
+namespace {
+
+using qx::platform::OutputPlane;
+using Kind = DisplayEvent::Kind;
+
+class WindowTest : public ::testing::Test, public IDisplayEventSink, public IFrameObserver {
+ protected:
+  void SetUp() override {
+    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    display_.AddEventSink(this);
+    display_.AddFrameObserver(this);
+  }
+  void TearDown() override {
+    if (plane_ != nullptr) driver_.DestroyOutputPlane(plane_);
+    display_.Close();
+    unsetenv("SDL_VIDEODRIVER");
+  }
+
+  void OnDisplayEvent(const DisplayEvent& event) override {
+    events_.push_back(event);
+    if (event.kind == Kind::kCloseRequested) display_.RequestQuit();
+  }
+  void OnFramePresented(const PresentedFrame&) override {
+    if (quitAtFrame_) display_.RequestQuit();
+  }
+
+  void Open(uint32_t width, uint32_t height) {
+    DisplayOptions options;
+    options.mode = DisplayMode::kWindow;
+    options.width = width;
+    options.height = height;
+    std::string error;
+    ASSERT_TRUE(display_.Open(options, error)) << error;
+    ASSERT_FALSE(display_.IsHeadless());
+    // The window is the only one, so its number is the last one given.
+    for (Uint32 id = 1; id < 1000 && window_ == nullptr; ++id) window_ = SDL_GetWindowFromID(id);
+    ASSERT_NE(nullptr, window_);
+  }
+  void Draw(uint32_t pixel) {
+    const qx::plexion::Dims dims = driver_.GetScreenDims();
+    plane_ =
+        driver_.CreateOutputPlane({0, 0, dims.width, dims.height}, false, nullptr, nullptr, "");
+    auto* const pixels = static_cast<uint32_t*>(plane_->LockPixels(false));
+    std::fill_n(pixels, size_t{dims.width} * dims.height, pixel);
+    plane_->UnlockPixels();
+    plane_->ShowRegion({0, 0, dims.width, dims.height});
+  }
+  uint32_t WindowPixel(int x, int y) {
+    SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+    const auto* const row = static_cast<const uint8_t*>(surface->pixels) + y * surface->pitch;
+    Uint32 pixel = 0;
+    std::memcpy(&pixel, row + x * surface->format->BytesPerPixel, surface->format->BytesPerPixel);
+    Uint8 r = 0;
+    Uint8 g = 0;
+    Uint8 b = 0;
+    SDL_GetRGB(pixel, surface->format, &r, &g, &b);
+    return static_cast<uint32_t>(r << 16 | g << 8 | b);
+  }
+  void Push(SDL_Event event) {
+    event.window.windowID = SDL_GetWindowID(window_);
+    SDL_PushEvent(&event);
+  }
+  void PushClose() {
+    SDL_Event event{};
+    event.type = SDL_WINDOWEVENT;
+    event.window.event = SDL_WINDOWEVENT_CLOSE;
+    Push(event);
+  }
+
+  std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(qx::plexion::Dims{1280, 720});
+  GraphicsDriver driver_{screen_};
+  Display display_{screen_};
+  OutputPlane* plane_ = nullptr;
+  SDL_Window* window_ = nullptr;
+  std::vector<DisplayEvent> events_;
+  std::atomic<bool> quitAtFrame_{false};
+};
+
+TEST_F(WindowTest, ShowsThePictureAndReportsWhatItIs) {
+  Open(64, 48);
+  EXPECT_EQ("window 64x48", display_.Describe());
+  quitAtFrame_ = true;
+  std::thread content([this] { Draw(0xff102030u); });
+  display_.Run();
+  content.join();
+  EXPECT_EQ(0x102030u, WindowPixel(0, 0));
+  EXPECT_EQ(0x102030u, WindowPixel(63, 47));
+  EXPECT_EQ(1u, display_.GetFrameCount());
+}
+
+TEST_F(WindowTest, AnotherWindowSizeScalesThePictureBetweenBars) {
+  Open(64, 48);
+  SDL_SetWindowSize(window_, 200, 96);
+  SDL_Event move{};
+  move.type = SDL_MOUSEMOTION;
+  for (const auto& [x, y] : {std::pair{36, 0}, {100, 48}, {163, 95}, {0, 0}, {199, 95}}) {
+    move.motion.x = x;
+    move.motion.y = y;
+    SDL_PushEvent(&move);
+  }
+  Draw(0xff102030u);
+  quitAtFrame_ = true;
+  display_.Run();
+  // 128x96 in the middle.
+  EXPECT_EQ(0u, WindowPixel(35, 50));
+  EXPECT_EQ(0x102030u, WindowPixel(36, 0));
+  EXPECT_EQ(0x102030u, WindowPixel(163, 95));
+  EXPECT_EQ(0u, WindowPixel(164, 50));
+  std::vector<std::pair<int32_t, int32_t>> positions;
+  for (const DisplayEvent& event : events_) {
+    if (event.kind == Kind::kPointerMove) positions.emplace_back(event.x, event.y);
+  }
+  EXPECT_THAT(positions,
+              ::testing::ElementsAre(std::pair{0, 0}, std::pair{32, 24}, std::pair{63, 47},
+                                     std::pair{-18, 0}, std::pair{81, 47}));
+}
+
+TEST_F(WindowTest, TellsWhatSomebodyDoesAtTheWindow) {
+  Open(64, 48);
+  SDL_Event event{};
+  event.type = SDL_KEYDOWN;
+  event.key.keysym.sym = SDLK_LEFT;
+  event.key.keysym.mod = KMOD_LSHIFT;
+  event.key.repeat = 1;
+  SDL_PushEvent(&event);
+  event = {};
+  event.type = SDL_MOUSEBUTTONDOWN;
+  for (const int button : {SDL_BUTTON_LEFT, SDL_BUTTON_X1, SDL_BUTTON_RIGHT}) {
+    event.button.button = static_cast<Uint8>(button);
+    event.button.x = 5;
+    SDL_PushEvent(&event);
+  }
+  event = {};
+  event.type = SDL_MOUSEWHEEL;
+  event.wheel.y = 2;
+  SDL_PushEvent(&event);
+  event.wheel.direction = SDL_MOUSEWHEEL_FLIPPED;
+  SDL_PushEvent(&event);
+  event = {};
+  event.type = SDL_WINDOWEVENT;
+  event.window.event = SDL_WINDOWEVENT_FOCUS_LOST;
+  Push(event);
+  PushClose();
+  display_.Run();
+  ASSERT_EQ(7u, events_.size());
+  EXPECT_EQ(Kind::kKeyDown, events_[0].kind);
+  EXPECT_EQ(SDLK_LEFT, events_[0].key);
+  EXPECT_EQ(KMOD_LSHIFT, events_[0].modifiers);
+  EXPECT_TRUE(events_[0].repeat);
+  EXPECT_EQ(1, events_[1].button);
+  EXPECT_EQ(5, events_[1].x);
+  EXPECT_EQ(3, events_[2].button) << "buttons beyond the three are not told";
+  EXPECT_EQ(2, events_[3].wheelY);
+  EXPECT_EQ(-2, events_[4].wheelY);
+  EXPECT_EQ(Kind::kFocusLost, events_[5].kind);
+  EXPECT_EQ(Kind::kCloseRequested, events_[6].kind);
+}
+
+TEST_F(WindowTest, QuittingFromAnotherThreadWakesTheLoop) {
+  Open(64, 48);
+  std::thread quitter([this] { display_.RequestQuit(); });
+  display_.Run();
+  quitter.join();
+  EXPECT_EQ(0u, display_.GetFrameCount());
+}
+
+TEST_F(WindowTest, WithoutADisplayAWindowIsRefusedWithTheReason) {
+  setenv("SDL_VIDEODRIVER", "nosuchdriver", 1);
+  DisplayOptions options;
+  options.mode = DisplayMode::kFullscreen;
+  std::string error;
+  EXPECT_FALSE(display_.Open(options, error));
+  EXPECT_THAT(error, ::testing::StartsWith("cannot open a display: "));
+  EXPECT_THAT(error, ::testing::HasSubstr("or the display mode headless"));
+  options.mode = DisplayMode::kAuto;
+  EXPECT_TRUE(display_.Open(options, error)) << error;
+  EXPECT_TRUE(display_.IsHeadless());
+}
+
+}  // namespace
+}  // namespace plexion_host
