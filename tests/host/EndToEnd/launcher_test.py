@@ -344,7 +344,7 @@ class Signage(Story):
         self.assertEqual(["ffff0000", "ff00ff00", "ff0000ff"], colors)
 
     def test_a_loop_begins_again(self):
-        code, err, frames = self.record("--loop", "--exit-after", "2500", "--mousestream",
+        code, err, frames = self.record("--loop", "--exit-after", "3500", "--mousestream",
                                         "127.0.0.1:1", "red.mvx", "blue.mvx")
         self.assertEqual(0, code, err)
         colors = [color for color in self.colors(frames) if color != "ff000000"]
