@@ -1,0 +1,68 @@
+#include "host/pointer/ScreenFeed.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace plexion_host {
+
+using qx::plexion::Dims;
+using qx::plexion::Rect;
+
+namespace {
+
+/// More rectangles than this are told as the one around them.
+constexpr size_t kMostRects = 64;
+
+Rect Around(const std::vector<Rect>& rects) {
+  uint32_t left = rects[0].x;
+  uint32_t top = rects[0].y;
+  uint32_t right = left;
+  uint32_t bottom = top;
+  for (const Rect& rect : rects) {
+    left = std::min(left, rect.x);
+    top = std::min(top, rect.y);
+    right = std::max(right, rect.x + rect.width);
+    bottom = std::max(bottom, rect.y + rect.height);
+  }
+  return {left, top, right - left, bottom - top};
+}
+
+}  // namespace
+
+ScreenFeed::ScreenFeed(IHostDisplay& display, std::function<void()> wake)
+    : display_(display), wake_(std::move(wake)) {
+  display_.AddFrameObserver(this);
+}
+
+ScreenFeed::~ScreenFeed() { display_.RemoveFrameObserver(this); }
+
+void ScreenFeed::OnFramePresented(const PresentedFrame& frame) {
+  bool first = false;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    first = damage_.empty();
+    damage_.insert(damage_.end(), frame.damage.begin(), frame.damage.end());
+    if (damage_.size() > kMostRects) damage_ = {Around(damage_)};
+    first = first && !damage_.empty();
+  }
+  if (first) wake_();
+}
+
+bool ScreenFeed::HasChanged() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return !damage_.empty();
+}
+
+std::vector<Rect> ScreenFeed::Take(Dims& dims, std::vector<uint32_t>& pixels) {
+  std::vector<Rect> damage;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    damage.swap(damage_);
+  }
+  // What is presented from now on is noted again, so nothing can be missed; at worst it is sent
+  // twice.
+  display_.CopyScreen(dims, pixels);
+  return damage;
+}
+
+}  // namespace plexion_host
