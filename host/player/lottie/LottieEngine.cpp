@@ -55,6 +55,12 @@ class LottieEngine final : public Engine {
   DrawResult Draw(const DrawTarget& target) override {
     DrawResult result;
     if (!target.everything && frame_ == drawnFrame_) return result;
+    if (target.dims.width > kLargestStage || target.dims.height > kLargestStage) {
+      result.failure = "the render plane is " + std::to_string(target.dims.width) + " x " +
+                       std::to_string(target.dims.height) + " pixels; at most " +
+                       std::to_string(kLargestStage) + " either way can be drawn";
+      return result;
+    }
     const size_t rowBytes = size_t{target.dims.width} * sizeof(uint32_t);
     // The renderer clears whole rows, what lies between two rows included; where that is not ours
     // to clear it draws beside the plane.

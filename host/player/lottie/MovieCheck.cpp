@@ -21,6 +21,7 @@ class Checker {
   bool Run(MovieHeader& header) {
     if (!movie_.IsObject()) return Refuse("the document is not an object; expected {\"v\": ...}");
     if (!ReadHeader(header)) return false;
+    widestStroke_ = kWidestStroke * std::max(header.stageDims.width, header.stageDims.height);
     BoundEasing(movie_, kLargestEasing);
     MovieCost whole;
     for (MovieMember& member : movie_.GetObject()) {
@@ -62,6 +63,11 @@ class Checker {
     if (cost.scale > kLargestScale) {
       return Refuse("something is enlarged by more than a factor of " + Shown(kLargestScale) +
                     " when all scales that apply to it are taken together");
+    }
+    if (cost.strokeWidth > widestStroke_) {
+      return Refuse("a stroke is " + Shown(cost.strokeWidth) +
+                    " wide with all scales that apply to it; at most " + Shown(widestStroke_) +
+                    ", twice the stage, is allowed");
     }
     return true;
   }
@@ -289,6 +295,7 @@ class Checker {
   std::string& error_;
   std::string place_;
   std::vector<Composition> compositions_;
+  double widestStroke_ = 0;
   uint64_t chain_ = 0;
 };
 

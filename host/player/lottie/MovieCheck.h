@@ -24,6 +24,9 @@ constexpr double kShortestDash = 0.1;
 constexpr double kSlowestTimeStretch = 0.001;
 /// All scales that apply to a shape together, as a factor: beyond it coordinates become infinite.
 constexpr double kLargestScale = 1e6;
+/// Width of a stroke with all its scales, in lengths of the stage's longer side. At about 25,000
+/// pixels on the plane the renderer draws for ever.
+constexpr double kWidestStroke = 2;
 /// How far an easing curve may overshoot.
 constexpr double kLargestEasing = 10;
 

@@ -44,7 +44,9 @@ bool CheckRepeater(const MovieValue& repeater, MovieCost& before, std::string& e
                              Shown(kMostRepeaterCopies) + " are allowed");
   }
   before.items = Times(before.items, static_cast<uint64_t>(copies));
-  before.scale = std::min(before.scale * pow(scale, copies), 1e300);
+  const double growth = std::min(pow(scale, copies), 1e150);
+  before.scale = std::min(before.scale * growth, 1e150);
+  before.strokeWidth *= growth;
   return true;
 }
 
@@ -55,6 +57,10 @@ bool CheckShape(const MovieValue& shape, const MovieValue& type, MovieCost& cost
     if (NameIs(member, "pt") && TextIs(type, "sr") && Highest(member.value) > kMostStarPoints) {
       return Refuse(error, "a star with " + Shown(Highest(member.value)) + " points; at most " +
                                Shown(kMostStarPoints) + " are allowed");
+    }
+    if (NameIs(member, "w") && (TextIs(type, "st") || TextIs(type, "gs"))) {
+      const double width = std::max(Highest(member.value), -Lowest(member.value));
+      cost.strokeWidth = std::max(cost.strokeWidth, width);
     }
     if (NameIs(member, "d") && member.value.IsArray() && !CheckDashes(member.value, error)) {
       return false;

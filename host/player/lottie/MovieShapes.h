@@ -23,12 +23,14 @@ inline uint64_t Plus(uint64_t left, uint64_t right) { return std::min(left + rig
 struct MovieCost {
   uint64_t layers = 0;
   uint64_t items = 0;
-  double scale = 1;  ///< the largest of anything in it
+  double scale = 1;        ///< the largest of anything in it
+  double strokeWidth = 0;  ///< likewise, with the scales that apply to it
 
   void Add(const MovieCost& other, double factor) {
     layers = Plus(layers, other.layers);
     items = Plus(items, other.items);
     scale = std::max(scale, other.scale * factor);
+    strokeWidth = std::max(strokeWidth, other.strokeWidth * factor);
   }
 };
 

@@ -163,6 +163,10 @@ INSTANTIATE_TEST_SUITE_P(
                 R"({"ty":"tr","s":{"k":[-1e5,9]}}]},)"
                 R"({"ty":"tr","s":{"a":1,"k":[{"t":0,"s":[100]},{"t":9,"s":[2e5]}]}}]})")),
             "enlarged"},
+        BadMovie{"WideStroke",
+                 Movie(R"({"ty":4,"ks":{"s":{"k":[50,-300]}},"shapes":[{"ty":"gr","it":[)"
+                       R"({"ty":"st","w":{"k":70}},{"ty":"tr","s":{"k":100}}]}]})"),
+                 "layer 1: a stroke is 210 wide with all scales that apply to it; at most 200"},
         BadMovie{"ParentsThatGrow",
                  Movie(R"({"ind":1,"parent":2,"ks":{"s":{"k":[1e5]}}},)"
                        R"({"ind":2,"parent":3,"ks":{"s":{"k":[1e5]}}},)"
