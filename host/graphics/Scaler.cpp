@@ -51,7 +51,7 @@ PixelStore AverageBlocks(const uint32_t* first, uint32_t pitchBytes, const qx::p
     for (uint32_t column = 0; column < shrunk.Dims().width; ++column) {
       const uint32_t left = column * blockWidth;
       const uint32_t width = std::min(blockWidth, dims.width - left);
-      const uint64_t count = uint64_t{width} * height;
+      const uint64_t count = std::max<uint64_t>(uint64_t{width} * height, 1);
       const uint64_t inverse = (uint64_t{1} << 40) / count;
       uint64_t total[4] = {};
       for (size_t i = size_t{left} * 4; i < (size_t{left} + width) * 4; i += 4) {

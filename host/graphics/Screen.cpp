@@ -127,11 +127,11 @@ bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other,
     const auto from = Find(&plane);
     if (from == stack_.end() || (other != nullptr && Find(other) == stack_.end())) return false;
     const auto oldIndex = from - stack_.begin();
-    const std::shared_ptr<ScreenPlane> moved = *from;
+    std::shared_ptr<ScreenPlane> moved = *from;
     stack_.erase(from);
     auto to = above ? stack_.cend() : stack_.cbegin();
     if (other != nullptr) to = Find(other) + (above ? 1 : 0);
-    const auto place = stack_.insert(to, moved);
+    const auto place = stack_.insert(to, std::move(moved));
     if (place - stack_.begin() == oldIndex) return true;
     DamagePlace(plane.placement_);
   }
