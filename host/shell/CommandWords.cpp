@@ -27,6 +27,7 @@ bool SplitCommandWords(const std::string& line, std::vector<std::string>& words,
         error = "a backslash " + At(i) + " with nothing behind it";
         return false;
       }
+      if (line[i + 1] == '\0') continue;  // found, and refused, in the next turn
       word += line[++i];
       inWord = true;
     } else if (quote != '\0') {

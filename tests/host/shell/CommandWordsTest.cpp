@@ -43,6 +43,7 @@ TEST(CommandWords, SaysWhereALineIsWrong) {
       {"a 'b\"", "the quote ' at column 3 has no partner"},
       {"abc\\", "a backslash at column 4 with nothing behind it"},
       {std::string("ab\0c", 4), "a zero byte at column 3; expected text"},
+      {std::string("ab\\\0c", 5), "a zero byte at column 4; expected text"},
   };
   for (const auto& [line, expected] : cases) {
     Words words;
