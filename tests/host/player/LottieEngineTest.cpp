@@ -61,6 +61,124 @@ class LottieEngineTest : public ::testing::Test {
   std::unique_ptr<PlayerInstance> player_;
 };
 
+/// 20 x 10, 10 frames a second, 5 frames: a red square that covers the left half, 5 more pixels
+/// from frame 3 on.
+constexpr char kSquare[] = R"({"v":"5","fr":10,"ip":0,"op":5,"w":20,"h":10,"layers":[{"ty":4,"ip":0,
+  "op":5,"st":0,"sr":1,"ks":{"o":{"a":0,"k":100},"r":{"a":0,"k":0},"p":{"a":1,"k":[
+  {"t":0,"s":[5,5],"h":1},{"t":3,"s":[10,5],"h":1}]},"a":{"a":0,"k":[0,0]},"s":{"a":0,"k":[100,100]}},
+  "shapes":[{"ty":"gr","it":[{"ty":"rc","p":{"a":0,"k":[0,0]},"s":{"a":0,"k":[10,10]},
+  "r":{"a":0,"k":0}},{"ty":"fl","c":{"a":0,"k":[1,0,0,1]},"o":{"a":0,"k":100},"r":1},
+  {"ty":"tr","p":{"a":0,"k":[0,0]},"a":{"a":0,"k":[0,0]},"s":{"a":0,"k":[100,100]},
+  "r":{"a":0,"k":0},"o":{"a":0,"k":100}}]}]}]})";
+constexpr uint32_t kRed = 0xFFFF0000;
+
+TEST_F(LottieEngineTest, DrawsOverTheBackgroundThatWasAskedFor) {
+  const TemporaryFile file(kSquare);
+  for (const unsigned bgAlpha : {255u, 0u, 102u}) {
+    parameters_.bgAlpha = bgAlpha;
+    Open(file.Path());
+    ASSERT_EQ(20u, player_->GetMVXAuthoredStageDims().width) << window_.EndMessage();
+    FakePlane plane(20, 10);
+    ASSERT_TRUE(player_->SetRenderPlane(&plane));
+    clock_.Settle();
+    EXPECT_EQ(kRed, plane.At(4, 5));
+    EXPECT_EQ(bgAlpha << 24, plane.At(15, 5));
+    player_.reset();
+  }
+}
+
+TEST_F(LottieEngineTest, SkipsFramesWhosePictureIsTheSame) {
+  const TemporaryFile file(kSquare);
+  parameters_.bgAlpha = 255;
+  Open(file.Path());
+  PlayToEnd();
+  EXPECT_EQ(kStatusComplete, player_->GetStageWindowStatus());
+  EXPECT_EQ(2u, window_.Count(kInfoRenderPlaneUpdated)) << "frame 0, and frame 3";
+  EXPECT_EQ(kRed, plane_->At(14, 5));
+  EXPECT_EQ(0xFF000000, plane_->At(4, 5));
+}
+
+TEST_F(LottieEngineTest, LeavesThePaddingOfRowsAlone) {
+  const TemporaryFile file(kSquare);
+  Open(file.Path());
+  FakePlane plane(20, 10, 3);
+  ASSERT_TRUE(player_->SetRenderPlane(&plane));
+  clock_.Settle();
+  EXPECT_EQ(kRed, plane.At(4, 9));
+  for (uint32_t y = 0; y < 10; ++y) {
+    for (uint32_t x = 20; x < 23; ++x) ASSERT_EQ(FakePlane::kUntouched, plane.At(x, y));
+  }
+}
+
+TEST_F(LottieEngineTest, FillsAPlaneOfTheSameShapeAndCentresInAnother) {
+  const TemporaryFile file(kSquare);
+  parameters_.bgAlpha = 0;
+  Open(file.Path());
+  FakePlane larger(61, 30);  // a pixel off from rounding: filled to the edge
+  ASSERT_TRUE(player_->SetRenderPlane(&larger));
+  clock_.Settle();
+  EXPECT_EQ(kRed, larger.At(0, 0));
+  EXPECT_EQ(kRed, larger.At(0, 29));
+  EXPECT_EQ(kRed, larger.At(29, 15));
+  FakePlane tall(20, 30);
+  ASSERT_TRUE(player_->ResetRenderPlane(&tall));
+  clock_.Settle();
+  EXPECT_EQ(0u, tall.At(4, 8));
+  EXPECT_EQ(kRed, tall.At(4, 15));
+  EXPECT_EQ(0u, tall.At(4, 22));
+}
+
+TEST_F(LottieEngineTest, TakesFileAddressesAndPathsUnderABase) {
+  const TemporaryFile file(kSquare);
+  Open("file://" + file.Path());
+  EXPECT_EQ(kStatusReadyToAnimate, player_->GetStageWindowStatus()) << window_.EndMessage();
+  player_.reset();
+  parameters_.base.Assign("/tmp");
+  Open(file.Name());
+  EXPECT_EQ(kStatusReadyToAnimate, player_->GetStageWindowStatus()) << window_.EndMessage();
+}
+
+TEST_F(LottieEngineTest, EndsWithTheReasonForEveryKindOfBadFile) {
+  struct {
+    std::string text;
+    StageWindowStatus status;
+    const char* reason;
+  } cases[] = {
+      {"", kErrorCorruptMovie, "empty"},
+      {std::string(kSquare).substr(0, 300), kErrorCorruptMovie, "byte 300"},
+      {std::string(kSquare) + '\0', kErrorCorruptMovie, "zero byte"},
+      {"{}", kErrorCorruptMovie, "not a Lottie movie"},
+      {"plain text", kErrorCorruptMovie, "unknown format"},
+      {std::string("RIFF....AVI "), kErrorUnsupportedVersion, "no media engine"},
+      {"<application/>", kErrorUnsupportedVersion, "no application engine"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.text.substr(0, 20));
+    const TemporaryFile file(test.text);
+    RecordingWindow window;
+    VirtualPlayerClock clock;
+    parameters_.notifier = &window;
+    parameters_.contentUrl.Assign(file.Path().c_str());
+    PlayerInstance player(nullptr, engines_, clock);
+    ASSERT_TRUE(player.Configure(parameters_));
+    ASSERT_TRUE(player.LoadMVX());
+    clock.Settle();
+    EXPECT_EQ(test.status, player.GetStageWindowStatus());
+    EXPECT_EQ(0u, window.EndMessage().find(file.Name() + ": ")) << window.EndMessage();
+    EXPECT_NE(std::string::npos, window.EndMessage().find(test.reason)) << window.EndMessage();
+  }
+}
+
+TEST_F(LottieEngineTest, CanBeDestroyedWhileItPlays) {
+  Open(std::string(PLEXION_EXAMPLES) + "/loading.mvx");
+  FakePlane plane(64, 64);
+  ASSERT_TRUE(player_->SetRenderPlane(&plane));
+  ASSERT_TRUE(player_->Play());
+  clock_.RunFor(200 * kMs);
+  player_.reset();
+  EXPECT_EQ(0, plane.locks);
+}
+
 std::vector<std::string> MoviesIn(const std::string& folder) {
   std::vector<std::string> movies;
   DIR* directory = opendir(folder.c_str());
