@@ -37,7 +37,7 @@ bool SignageRun::Run() {
     preparation.join();
     previous = current;
     current = next;
-    if (current && session_.windows.IsQuitting()) {
+    if (current && (session_.windows.IsQuitting() || unseenInRow_ >= lines_.size())) {
       session_.windows.Destroy(current->window);
       current.reset();
     }
@@ -46,14 +46,17 @@ bool SignageRun::Run() {
     session_.OnLastWindow();
     session_.windows.Destroy(previous->window);
   }
-  if (session_.windows.IsQuitting() || (anyPlayed_ && failuresInRow_ < lines_.size())) return true;
+  if (session_.windows.IsQuitting()) return true;
+  if (anySeen_ && !roundFailed_ && unseenInRow_ < lines_.size()) return true;
   session_.Error("--signage: none of the " + std::to_string(lines_.size()) +
                  " contents can be played");
   return false;
 }
 
 std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
-  while (!session_.windows.IsQuitting() && failuresInRow_ < lines_.size()) {
+  for (size_t failures = 0; !session_.windows.IsQuitting(); ++failures) {
+    roundFailed_ = failures == lines_.size();
+    if (roundFailed_) break;
     if (nextLine_ == lines_.size()) {
       if (!session_.options.loop) break;
       nextLine_ = 0;
@@ -61,7 +64,6 @@ std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
     const std::optional<OpenWindow> next = opener_.Open(lines_[nextLine_++]);
     if (next && Prepare(*next, current)) return next;
     if (next) session_.windows.Destroy(next->window);
-    ++failuresInRow_;
   }
   return std::nullopt;
 }
@@ -125,10 +127,10 @@ void SignageRun::Play(const OpenWindow& current) {
     session_.ContentError(current.line->content, ending);
   }
   if (!failed || current.observer->HasDrawn()) {
-    failuresInRow_ = 0;
-    anyPlayed_ = true;
+    unseenInRow_ = 0;
+    anySeen_ = true;
   } else {
-    ++failuresInRow_;
+    ++unseenInRow_;
   }
 }
 

@@ -36,10 +36,15 @@ class SignageRun {
 
   Session& session_;
   const std::vector<WindowLine>& lines_;
+
+  // Of the thread that plays.
+  bool anySeen_ = false;
+  size_t unseenInRow_ = 0;  // contents that ended before a picture of theirs was seen
+
+  // Of the one that prepares; read by the other when that one has ended.
   WindowOpener opener_;
   size_t nextLine_ = 0;
-  size_t failuresInRow_ = 0;
-  bool anyPlayed_ = false;
+  bool roundFailed_ = false;  // one content after the other, as many as there are
   bool firstLoad_ = true;
 };
 
