@@ -137,6 +137,9 @@ TerminalPrompt::Result TerminalPrompt::ReadLine(std::string& line) {
   const ThreadLocale locale(locale_);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (closed_ || wake_.IsRaised()) return Result::kClosed;
+  // By itself the editor prompts first and takes the terminal afterwards; a key in between would
+  // be the terminal's.
+  el_set(editor_, EL_PREP_TERM, 1);
   int length = 0;
   reading_ = true;
   const char* const text = el_gets(editor_, &length);
@@ -214,6 +217,7 @@ void TerminalPrompt::TakeBackTerminal() {
   el_resize(editor_);
   termios mode{};
   if (tcgetattr(inputFd_, &mode) == 0 && (mode.c_lflag & ICANON) != 0) {
+    el_set(editor_, EL_PREP_TERM, 0);  // it believes that it has the terminal still
     el_set(editor_, EL_PREP_TERM, 1);
     el_set(editor_, EL_REFRESH);
   }

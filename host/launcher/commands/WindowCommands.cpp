@@ -58,9 +58,8 @@ bool OnWindow(CommandContext& context, const Arguments& arguments, Needs needs, 
 }
 
 std::string NoFrom(const HostWindow& window, const char* what, CommandContext& context) {
-  const char* const status = context.windows.GetService()->StageWindowStatusToString(window.status);
   return "window " + std::to_string(window.number) + " cannot be " + what + " in " +
-         (status != nullptr ? status : "its state");
+         StatusName(window, context.windows.GetService());
 }
 
 bool Windows(CommandContext& context, const Arguments&, std::string&) {

@@ -21,12 +21,6 @@ std::string Rectangle(const qx::plexion::Rect& rect) {
          std::to_string(x) + (y < 0 ? "" : "+") + std::to_string(y);
 }
 
-std::string StatusName(const HostWindow& window, qx::plexion::IPlexionSets* service) {
-  const char* const name =
-      service != nullptr ? service->StageWindowStatusToString(window.status) : nullptr;
-  return name != nullptr ? name : std::to_string(window.status);
-}
-
 Row RowOf(const HostWindow& window, qx::plexion::IPlexionSets* service) {
   Row row{std::to_string(window.number), StatusName(window, service)};
   qx::platform::OutputPlane* plane = nullptr;
@@ -52,6 +46,12 @@ Row RowOf(const HostWindow& window, qx::plexion::IPlexionSets* service) {
 }
 
 }  // namespace
+
+std::string StatusName(const HostWindow& window, qx::plexion::IPlexionSets* service) {
+  const char* const name =
+      service != nullptr ? service->StageWindowStatusToString(window.status) : nullptr;
+  return name != nullptr ? name : std::to_string(window.status);
+}
 
 bool IsWindowBusy(const HostWindow& window) { return window.status < qx::plexion::kStatusLoaded; }
 

@@ -12,6 +12,9 @@ namespace plexion_host {
 std::string FormatWindowTable(const std::vector<HostWindow>& windows,
                               qx::plexion::IPlexionSets* service);
 
+/// "kStatusPlaying" and so on; the number where there is no name, or no service to know it.
+std::string StatusName(const HostWindow& window, qx::plexion::IPlexionSets* service);
+
 /// True while a question to the window could have to wait for its load to end.
 bool IsWindowBusy(const HostWindow& window);
 

@@ -1,0 +1,158 @@
+#include <gmock/gmock.h>
+
+#include "host/launcher/commands/HostCommand.h"
+#include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/commands/WindowTable.h"
+#include "host/shell/CommandTable.h"
+#include "tests/host/shell/FakeWindow.h"
+#include "tests/host/shell/ShellHost.h"
+
+namespace plexion_host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// Two windows: 1 plays, 2 is still loading.
+class Windows final : public IHostWindows {
+ public:
+  Windows() {
+    playing.plane = &plane;
+    entries = {{1, "one.mvx", &playing, qx::plexion::kStatusPlaying, false, false},
+               {2, "two.mvx", &loading, qx::plexion::kStatusLoading, true, false}};
+  }
+  void WithWindows(const std::function<void(std::vector<HostWindow>&)>& visit) override {
+    visit(entries);
+  }
+  qx::plexion::IPlexionSets* GetService() override { return nullptr; }
+  void RequestQuit() override { quit = true; }
+
+  FakeOutputPlane plane;
+  FakeWindow playing;
+  FakeWindow loading;
+  std::vector<HostWindow> entries;
+  bool quit = false;
+};
+
+class OperatorCommandsTest : public testing::Test {
+ protected:
+  OperatorCommandsTest() {
+    table_.SetConsole(&TestKernel().GetConsole());
+    for (const auto& rules : {WindowCommands(), InputCommands(), LauncherCommands()}) {
+      for (const CommandRule& rule : rules) {
+        commands_.push_back(std::make_unique<HostCommand>(rule, context_));
+        table_.Register(rule.name, commands_.back().get());
+      }
+    }
+  }
+  std::string Run(const std::string& line) {
+    const CommandTable::Outcome outcome = table_.Run(line);
+    return outcome.succeeded ? outcome.output + "OK" : outcome.output + outcome.reason;
+  }
+
+  Windows windows_;
+  CommandContext context_{TestKernel(), windows_};
+  std::vector<std::unique_ptr<HostCommand>> commands_;
+  CommandTable table_;
+};
+
+TEST_F(OperatorCommandsTest, EachActsOnItsWindow) {
+  for (const char* line :
+       {"move 1 -20 40", "resize 1 320 200", "hide 1", "show 1", "alpha 1 7", "raise 1", "lower 1",
+        "pause 1", "play 1", "activate 1", "stop 1", "stop 2"}) {
+    EXPECT_EQ(Run(line), "OK") << line;
+  }
+  EXPECT_THAT(windows_.playing.calls,
+              ElementsAre("move -20,40", "resize 320x200 deferred", "visible 0", "visible 1",
+                          "alpha 7", "pause", "play", "activate", "terminate 7"));
+  EXPECT_THAT(windows_.plane.calls, ElementsAre("above all", "below all"));
+  EXPECT_THAT(windows_.loading.calls, ElementsAre("terminate 7"));
+  windows_.entries[0].status = qx::plexion::kStatusPaused;
+  EXPECT_EQ(Run("resize 1 10 20"), "OK");
+  EXPECT_EQ(windows_.playing.calls.back(), "resize 10x20 at once");
+}
+
+TEST_F(OperatorCommandsTest, SayWhatWasWrongAndWhatWouldBeRight) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"move 1 2", "move: Y is missing; usage: move N X Y"},
+      {"move 1 2 3 4", "move: '4' is one word too many; usage: move N X Y"},
+      {"move 1 2 x",
+       "move: 'x' is no Y (expected a whole number from -32767 to 32767); usage: move N X Y"},
+      {"alpha 1 256",
+       "alpha: '256' is no A (expected a whole number from 0 to 255); usage: alpha N A"},
+      {"alpha 1 ''", "alpha: '' is no A (expected a whole number from 0 to 255); usage: alpha N A"},
+      {"hide 0", "hide: '0' is no N (expected a whole number from 1 to 1000000); usage: hide N"},
+      {"hide 99999999999999999999",
+       "hide: '99999999999999999999' is no N (expected a whole number from 1 to 1000000); usage: "
+       "hide N"},
+      {"hide 3", "hide: there is no window 3; there are 1, 2"},
+      {"hide 2", "hide: window 2 is not loaded yet"},
+      {"pause 2", "pause: window 2 is not loaded yet"},
+      {"key ok", "key: there is no input driver"},
+      {"click 1 1", "click: there is no input driver"},
+      {"snapshot x.png", "snapshot: there is no display to take a picture of"},
+      {"quit now", "quit: 'now' is one word too many; usage: quit"},
+  };
+  for (const auto& [line, expected] : cases) EXPECT_EQ(Run(line), expected);
+  EXPECT_FALSE(windows_.quit);
+  windows_.playing.willing = false;
+  EXPECT_EQ(Run("pause 1"), "pause: window 1 cannot be paused in 5");
+  windows_.playing.plane = nullptr;
+  EXPECT_EQ(Run("move 1 0 0"), "move: window 1 is not on the screen yet");
+  windows_.entries.clear();
+  EXPECT_EQ(Run("show 1"), "show: there is no window 1; there are no windows");
+  EXPECT_EQ(Run("windows"), "there are no windows\nOK");
+}
+
+TEST_F(OperatorCommandsTest, ListWindowsWithoutWaitingForALoad) {
+  EXPECT_EQ(Run("windows"),
+            "no  status  rectangle    order  visible  alpha  active  keys  memory  limit  "
+            "graphics  content\n"
+            "1   5       640x360-8+9  3      yes      200    yes     no    1000    4000   "
+            "50        one.mvx\n"
+            "2   2       -            -      -        -      -       yes   1000    4000   "
+            "50        two.mvx\nOK");
+  // Its status is known without asking, and nothing else of it was asked for.
+  EXPECT_EQ(windows_.loading.questions, 0);
+}
+
+TEST_F(OperatorCommandsTest, QuitAsksTheLauncherToEnd) {
+  EXPECT_EQ(Run("quit"), "OK");
+  EXPECT_TRUE(windows_.quit);
+}
+
+TEST_F(OperatorCommandsTest, KeysAndClicksGoTheWayOfAllInput) {
+  FakeInput input;
+  context_.input = &input;
+  EXPECT_EQ(Run("key ok"), "OK");
+  EXPECT_EQ(Run("key ok down"), "OK");
+  EXPECT_EQ(Run("key ok up"), "OK");
+  EXPECT_EQ(Run("click 3 4"), "OK");
+  EXPECT_THAT(Run("key nonsense"), StartsWith("key: 'nonsense' is no key (expected a name"));
+  EXPECT_THAT(Run("key ok sideways"), HasSubstr("'sideways' is neither down nor up; usage: key "));
+  EXPECT_THAT(input.calls, ElementsAre("down 5", "up 5", "down 5", "up 5", "move 3,4", "press 3,4",
+                                       "release 3,4"));
+}
+
+TEST(OperatorShell, IsWantedWhenTheCommandLineAsksForOne) {
+  EXPECT_FALSE(OperatorShell::IsWanted({"plexion", "a.mvx"}, ""));
+  EXPECT_TRUE(OperatorShell::IsWanted({"plexion", "a.mvx"}, "/tmp/s"));
+  EXPECT_TRUE(OperatorShell::IsWanted({"plexion", "--useshell", "a.mvx"}, ""));
+  EXPECT_TRUE(OperatorShell::IsWanted({"plexion", "a.mvx", "--pause"}, ""));
+}
+
+TEST(OperatorShell, DoesWithoutTheModuleUnlessASocketIsAskedFor) {
+  Windows windows;
+  std::string error;
+  {
+    OperatorShell shell(TestKernel(), windows);
+    EXPECT_TRUE(shell.Open("", error));
+  }
+  OperatorShell shell(TestKernel(), windows);
+  EXPECT_FALSE(shell.Open("/tmp/socket", error));
+  EXPECT_THAT(error, StartsWith("module IShell is not available: no library IShell.so"));
+}
+
+}  // namespace
+}  // namespace plexion_host
