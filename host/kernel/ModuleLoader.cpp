@@ -62,7 +62,7 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
     lock.lock();
     entry.error = loaded.error;
     entry.module = loaded.module;
-    entry.library = loaded.library;
+    entry.source = loaded.source;
     entry.unload = loaded.unload;
     entry.state = succeeded ? State::kLoaded : State::kAbsent;
     settled_.notify_all();
@@ -78,25 +78,25 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
 bool ModuleLoader::Load(const std::string& name, Entry& loaded) {
   const std::string file = files_.Find(name, loaded.error);
   if (file.empty()) return false;
-  loaded.library = OpenLibrary(Canonical(file), loaded.error);
-  if (loaded.library == nullptr) return false;
+  loaded.source = OpenLibrary(Canonical(file), loaded.error);
+  if (loaded.source == nullptr) return false;
 
   const std::string loadSymbol = "IQXModule_" + name + "_ModuleLoad";
   const std::string unloadSymbol = "IQXModule_" + name + "_ModuleUnload";
-  const auto load = FindEntry<LoadEntry>(loaded.library->handle, loadSymbol);
-  loaded.unload = FindEntry<UnloadEntry>(loaded.library->handle, unloadSymbol);
+  const auto load = FindEntry<LoadEntry>(loaded.source->handle, loadSymbol);
+  loaded.unload = FindEntry<UnloadEntry>(loaded.source->handle, unloadSymbol);
   if (load == nullptr || loaded.unload == nullptr) {
-    loaded.error = loaded.library->file + " has no entry point " +
+    loaded.error = loaded.source->file + " has no entry point " +
                    (load == nullptr ? loadSymbol : unloadSymbol);
   } else {
     loaded.module = load();
     if (loaded.module == nullptr) {
-      loaded.error = loaded.library->file + ": " + loadSymbol + " made no module";
+      loaded.error = loaded.source->file + ": " + loadSymbol + " made no module";
     }
   }
   if (loaded.module != nullptr) return true;
-  CloseLibrary(loaded.library);
-  loaded.library = nullptr;
+  CloseLibrary(loaded.source);
+  loaded.source = nullptr;
   return false;
 }
 
@@ -114,10 +114,10 @@ void ModuleLoader::Release(IQXModule* module) {
   entry->worker = std::this_thread::get_id();
   lock.unlock();
   entry->unload(module);
-  CloseLibrary(entry->library);
+  CloseLibrary(entry->source);
   lock.lock();
   entry->module = nullptr;
-  entry->library = nullptr;
+  entry->source = nullptr;
   entry->unload = nullptr;
   entry->state = State::kAbsent;
   settled_.notify_all();

@@ -64,7 +64,7 @@ class ModuleLoader {
     bool builtIn = false;
     bool reported = false;
     std::string error;
-    Library* library = nullptr;
+    Library* source = nullptr;
     void (*unload)(IQXModule*) = nullptr;
   };
 
