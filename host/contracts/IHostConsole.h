@@ -20,6 +20,9 @@ class IHostConsole : public IQXModule {
   /// A line editor that owns the terminal's last line sets this: `before` is called ahead of each
   /// piece of output, `after` behind it, on the printing thread. Null functions take it back.
   virtual void SetTerminalHooks(void (*before)(void*), void (*after)(void*), void* context) = 0;
+  /// Whether the last piece of output left its line unfinished; for the `after` hook, which then
+  /// leaves the rest of the line to the next piece.
+  virtual bool IsLineOpen() = 0;
 };
 
 }  // namespace plexion_host

@@ -56,6 +56,11 @@ void Console::SetTerminalHooks(void (*before)(void*), void (*after)(void*), void
   context_ = context;
 }
 
+bool Console::IsLineOpen() {
+  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return lineOpen_;
+}
+
 void Console::Write(int fd, const char* text, size_t size) {
   if (size == 0) return;
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
@@ -65,6 +70,7 @@ void Console::Write(int fd, const char* text, size_t size) {
     before_(context_);
     insideHook_ = false;
   }
+  lineOpen_ = text[size - 1] != '\n';
   while (size > 0) {
     const ssize_t written = write(fd, text, size);
     if (written > 0) {

@@ -27,6 +27,7 @@ class Console final : public IHostConsole {
   std::string EndCapture() override;
   /// Hooks run under the console's lock, which a thread may take again: a hook may print.
   void SetTerminalHooks(void (*before)(void*), void (*after)(void*), void* context) override;
+  bool IsLineOpen() override;
 
  private:
   void Write(int fd, const char* text, size_t size);
@@ -38,6 +39,7 @@ class Console final : public IHostConsole {
   void (*after_)(void*) = nullptr;
   void* context_ = nullptr;
   bool insideHook_ = false;
+  bool lineOpen_ = false;
 };
 
 }  // namespace plexion_host

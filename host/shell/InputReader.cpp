@@ -11,20 +11,20 @@
 #include "host/shell/ShellThread.h"
 
 namespace plexion_host {
-namespace {
 
-void HideLine(void* prompt) { static_cast<TerminalPrompt*>(prompt)->HideLine(); }
-void ShowLine(void* prompt) { static_cast<TerminalPrompt*>(prompt)->ShowLine(); }
+void InputReader::HideLine(void* self) { static_cast<InputReader*>(self)->prompt_->HideLine(); }
 
-}  // namespace
+void InputReader::ShowLine(void* self) {
+  auto* const reader = static_cast<InputReader*>(self);
+  reader->prompt_->ShowLine(reader->settings_.console->IsLineOpen());
+}
 
 InputReader::InputReader(CommandTable& commands, Settings settings)
     : commands_(commands), settings_(std::move(settings)) {
   if (wake_.Fd() < 0 || fcntl(settings_.inputFd, F_GETFD) < 0) return;
   prompt_ = OpenPrompt();
   if (prompt_ != nullptr && settings_.console != nullptr) {
-    settings_.console->SetTerminalHooks(&plexion_host::HideLine, &plexion_host::ShowLine,
-                                        prompt_.get());
+    settings_.console->SetTerminalHooks(&InputReader::HideLine, &InputReader::ShowLine, this);
   }
   thread_ = StartShellThread("PlexionShell", [this] {
     if (prompt_ != nullptr) {

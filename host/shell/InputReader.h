@@ -35,6 +35,10 @@ class InputReader {
   InputReader& operator=(const InputReader&) = delete;
 
  private:
+  // The console's hooks; the context is the reader.
+  static void HideLine(void* self);
+  static void ShowLine(void* self);
+
   void ReadTerminal();
   void ReadStream();
   void Run(const std::string& line);

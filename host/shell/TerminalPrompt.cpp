@@ -142,6 +142,7 @@ TerminalPrompt::Result TerminalPrompt::ReadLine(std::string& line) {
   el_set(editor_, EL_PREP_TERM, 1);
   int length = 0;
   reading_ = true;
+  hidden_ = false;
   const char* const text = el_gets(editor_, &length);
   reading_ = false;
   if (closed_ || wake_.IsRaised()) {
@@ -187,6 +188,11 @@ bool TerminalPrompt::FillInput() {
   } while (ready < 0 && errno == EINTR);
   mutex_.lock();
   if (ready < 0 || wake_.IsRaised()) return false;
+  if (hidden_) {
+    hidden_ = false;
+    Write("\n");
+    el_set(editor_, EL_REFRESH);
+  }
   TakeBackTerminal();
   char bytes[256];
   ssize_t count = 0;
@@ -266,13 +272,14 @@ void TerminalPrompt::List(const std::vector<std::string>& candidates) {
 
 void TerminalPrompt::HideLine() {
   mutex_.lock();
-  if (!reading_) return;
+  if (!reading_ || hidden_) return;
   const ThreadLocale locale(locale_);
   EraseLine();
 }
 
-void TerminalPrompt::ShowLine() {
-  if (reading_) {
+void TerminalPrompt::ShowLine(bool unfinished) {
+  hidden_ = reading_ && unfinished;
+  if (reading_ && !hidden_) {
     const ThreadLocale locale(locale_);
     // Draws prompt and line afresh, from the start of the row where the cursor stands.
     el_set(editor_, EL_REFRESH);

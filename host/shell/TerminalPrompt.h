@@ -41,9 +41,10 @@ class TerminalPrompt {
   };
   Result ReadLine(std::string& line);
 
-  /// In pairs, on one thread; the lock is held in between.
+  /// In pairs, on one thread; the lock is held in between. `unfinished`: what was printed goes on
+  /// with the next pair, so the line stays hidden until then, or until a key is typed.
   void HideLine();
-  void ShowLine();
+  void ShowLine(bool unfinished);
 
  private:
   static char* Prompt(EditLine* editor);
@@ -75,6 +76,7 @@ class TerminalPrompt {
   ::History* editorHistory_ = nullptr;
   History history_;
   bool reading_ = false;
+  bool hidden_ = false;
   bool closed_ = false;
   std::string pending_;  // bytes read and not decoded yet
 };
