@@ -90,11 +90,10 @@ void RfbServer::Serve() {
     WaitForWork();
     AcceptClients();
     if (stopping_) break;
+    // Requests are read first, so that the answer shows the screen of now.
+    rfbCheckFds(screen_, 0);
+    if (feed_->HasChanged() && IsPictureWanted() && IsRefreshDue()) Refresh();
     rfbProcessEvents(screen_, 0);
-    if (feed_->HasChanged() && IsPictureWanted() && IsRefreshDue()) {
-      Refresh();
-      rfbProcessEvents(screen_, 0);
-    }
   }
   DestroyScreen();
 }

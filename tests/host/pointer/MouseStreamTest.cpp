@@ -76,6 +76,15 @@ TEST_F(MouseStreamTest, ThePictureAndItsChangesArriveInEachEncoding) {
   }
 }
 
+TEST_F(MouseStreamTest, TheFirstAnswerShowsTheScreenOfNow) {
+  ASSERT_TRUE(StartAtLoopback());
+  host_.display->Paint({0, 0, kWidth, kHeight}, kGreen);
+  VncViewer viewer;
+  ASSERT_TRUE(viewer.Connect(port_, "", "raw"));
+  ASSERT_TRUE(viewer.FetchWhole());
+  EXPECT_EQ(viewer.GetPixels(), host_.display->GetPixels());
+}
+
 TEST_F(MouseStreamTest, AScreenOfAnotherSizeArrivesToo) {
   ASSERT_TRUE(StartAtLoopback());
   VncViewer viewer;
