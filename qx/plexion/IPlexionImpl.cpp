@@ -87,12 +87,12 @@ bool IPlexionImpl::StringTable::StringExists(const char* text) const {
 // userInputKey, viewIndex and lastFrameValue get no value here (kept: the host sets them first).
 IPlexionImpl::IPlexionImpl()
     : kernel(IQXKernel::GetKernel()),
-      stageWindowLock(kernel->CreateMutex()),
-      dataDirectoryLock(kernel->CreateMutex()),
+      stageWindowLock(nullptr),
+      dataDirectoryLock(nullptr),
       activeStageWindow(nullptr),
       keyMaster(nullptr),
       shell(nullptr),
-      fileSystem(static_cast<platform::IFileSystem*>(kernel->AcquireModule("IFileSystem"))),
+      fileSystem(nullptr),
       keyEventSimulator(nullptr),
       masterShellKey(0),
       bannerDisplayed(false),
@@ -105,7 +105,10 @@ IPlexionImpl::IPlexionImpl()
       persistentResourceState(0),
       streamFrameRate(0.0) {
   stageWindows.Reserve(kListRoom);
+  stageWindowLock = kernel->CreateMutex();
+  dataDirectoryLock = kernel->CreateMutex();
 
+  fileSystem = static_cast<platform::IFileSystem*>(kernel->AcquireModule("IFileSystem"));
   if (fileSystem != nullptr) {
     IPlexionImpl::GetApplicationPrivateTempFileDirectory(applicationPrivateTempFileDirectory);
     applicationPrivateTempFileDirectory.Append("/");

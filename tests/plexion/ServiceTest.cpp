@@ -39,6 +39,52 @@ TEST_F(Service, KeepsItsTemporaryDirectoryForItsLifeOnly) {
   EXPECT_EQ(IQXKernel::GetKernel(), SimDevice::ProcessKernel());
 }
 
+/// The calls that made and unmade kernel objects since the entry `from`; of neighbouring
+/// allocations the first.
+std::vector<std::string> MakingsSince(const plexion_sim::Journal& journal, size_t from) {
+  std::vector<std::string> calls;
+  for (size_t i = from; i < journal.Entries().size(); ++i) {
+    std::string call = journal.Entries()[i].call;
+    if (call == "Allocate") {
+      if (!calls.empty() && calls.back() == call) continue;
+    } else if (call == "AcquireModule" || call == "ReleaseModule") {
+      call += " " + journal.Entries()[i].detail;
+    } else if (call.rfind("Create", 0) != 0 && call.rfind("Destroy", 0) != 0) {
+      continue;
+    }
+    calls.push_back(call);
+  }
+  return calls;
+}
+
+TEST_F(Service, AndItsWindowsAreMadeAndUnmadeInOrder) {
+  using Calls = std::vector<std::string>;
+  Restart({"--useshell"});
+  const plexion_sim::Journal& journal = device->kernel.GetJournal();
+  EXPECT_STREQ(journal.Entries()[1].call, "Allocate") << "room for windows comes before the locks";
+  EXPECT_EQ(MakingsSince(journal, 0),
+            (Calls{"Allocate", "CreateMutex", "CreateMutex", "AcquireModule IFileSystem",
+                   "Allocate", "CreateFileObject", "Allocate", "DestroyFileObject",
+                   "AcquireModule IShell", "Allocate", "CreateThread", "CreateMutex", "Allocate"}));
+  service->LockPersistentResourcesOnStartup();
+  size_t from = journal.Entries().size();
+  EXPECT_TRUE(device->Run([&] {
+    StageWindow* const window = service->CreateStageWindow();
+    EXPECT_EQ(MakingsSince(journal, from),
+              (Calls{"Allocate", "CreateMutex", "CreateMutex", "CreateEvent", "CreateEvent"}));
+    from = journal.Entries().size();
+    service->DestroyStageWindow(window);
+    EXPECT_EQ(MakingsSince(journal, from),
+              (Calls{"DestroyMutex", "DestroyMutex", "DestroyEvent", "DestroyEvent"}));
+  }));
+  from = journal.Entries().size();
+  Unload();
+  EXPECT_EQ(
+      MakingsSince(journal, from),
+      (Calls{"CreateFileObject", "DestroyFileObject", "DestroyThread", "DestroyMutex",
+             "ReleaseModule IFileSystem", "ReleaseModule IShell", "DestroyMutex", "DestroyMutex"}));
+}
+
 TEST_F(Service, WorksWithoutAFileSystem) {
   Restart({"--useshell"}, [](SimDevice& d) { d.Remove("IFileSystem"); });
   ASSERT_NE(service, nullptr);
