@@ -3,6 +3,15 @@
 namespace qx {
 namespace plexion {
 
+bool HostAsksForPause(IQXKernel* kernel) {
+  const int argc = kernel->GetArgc();
+  const char** const argv = kernel->GetArgv();
+  for (int i = 0; i < argc; ++i) {
+    if (kernel->StrCmp(argv[i], "--pause") == 0) return true;
+  }
+  return false;
+}
+
 GoShellCommand::~GoShellCommand() {}
 
 QXError GoShellCommand::Execute(unsigned long, char**) {

@@ -9,6 +9,10 @@
 namespace qx {
 namespace plexion {
 
+/// Whether "--pause" stands on the host's own command line, in any place, the first included: then
+/// what is about to run waits for "go".
+bool HostAsksForPause(IQXKernel* kernel);
+
 /// The shell's "go" while a whole set waits to be run: any words release the wait.
 ///
 /// Made with QX_NEW_DELETE by whoever waits. That thread registers it as "go", starts the shell,

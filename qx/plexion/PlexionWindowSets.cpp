@@ -17,15 +17,6 @@ namespace {
 
 constexpr IQXKernel::Time kPollInterval = 100 * 1000000LL;
 
-bool HostCommandLineHas(IQXKernel* kernel, const char* option) {
-  const int argc = kernel->GetArgc();
-  const char** const argv = kernel->GetArgv();
-  for (int i = 0; i < argc; ++i) {
-    if (kernel->StrCmp(argv[i], option) == 0) return true;
-  }
-  return false;
-}
-
 /// Registers "go" and blocks until an operator types it.
 void WaitForGo(platform::IShell* shell, IQXKernel::Event* event) {
   auto* const command = new (nullptr, 0, QX_NEW_DELETE) GoShellCommand(event);
@@ -132,7 +123,7 @@ bool IPlexionImpl::RunStageWindowSetToCompletion(StageWindowSet& set) {
 }
 
 void IPlexionImpl::PauseUntilGo() {
-  if (!HostCommandLineHas(kernel, "--pause")) return;
+  if (!HostAsksForPause(kernel)) return;
   IQXKernel::Event* const event = kernel->CreateEvent(true);
   if (event != nullptr) {
     event->Reset();

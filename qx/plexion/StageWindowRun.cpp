@@ -17,15 +17,6 @@ namespace {
 constexpr IQXKernel::Time kPollInterval = 1000000;  // 1 ms
 constexpr int kPollBudget = 10000;                  // shared by the two waits of one run
 
-bool HostAsksForPause(IQXKernel* kernel) {
-  const int argc = kernel->GetArgc();
-  const char** argv = kernel->GetArgv();
-  for (int i = 0; i < argc; ++i) {
-    if (kernel->StrCmp(argv[i], "--pause") == 0) return true;
-  }
-  return false;
-}
-
 void WaitForever(IQXKernel::Event* event) {
   if (event != nullptr) event->Wait(IQXKernel::kInfinite);
 }
