@@ -105,8 +105,7 @@ class QXArray {
   }
 
   bool Grow(unsigned long needed) {
-    const unsigned long doubled = 2UL * capacity;
-    const unsigned long room = capacity == 0 ? needed : doubled * (1 + needed / doubled);
+    const unsigned long room = QXMem_GrownRoom(capacity, needed);
     if (room > kMaxRoom) return false;
     T* block = static_cast<T*>(QXMem_Malloc(room * sizeof(T)));
     if (block == nullptr) return false;

@@ -75,9 +75,16 @@ inline void QXMem_Free(void* pointer, unsigned long bytes) {
   ::operator delete(pointer, bytes, nullptr, 0, QX_MALLOC_FREE);
 }
 
+/// The elements that a growable buffer makes room for when `room` are too few for `needed`: as many
+/// as are needed at first, later the smallest multiple of twice the old room that exceeds `needed`.
+inline unsigned long QXMem_GrownRoom(unsigned long room, unsigned long needed) {
+  const unsigned long doubled = 2 * room;
+  return room == 0 ? needed : doubled * (1 + needed / doubled);
+}
+
 /// Destroys and releases one object made with QX_NEW_DELETE; null does nothing.
 ///
-/// The call is a virtual one: the complete destructor of the object's own class runs, and the
+/// A T with a virtual destructor may be a base: the destructor of the object's own class runs. The
 /// address released is `object` itself, so T must be the class at offset 0 of what was allocated.
 template <typename T>
 void QXTypes_ScalarDelete(T* object, const char* file, int line) {

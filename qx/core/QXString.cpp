@@ -192,8 +192,7 @@ void QXString::Append16(const unsigned short* units, unsigned long count) {
   const unsigned long oldCapacity = capacity;
   const unsigned long needed = length + 1UL + count;
   if (needed > capacity) {
-    const unsigned long doubled = 2UL * capacity;
-    const unsigned long room = capacity == 0 ? needed : doubled * (1 + needed / doubled);
+    const unsigned long room = QXMem_GrownRoom(capacity, needed);
     unsigned short* grown = room <= 0xFFFFFFFFUL ? NewUnits(room) : nullptr;
     if (grown == nullptr) return;
     if (data != nullptr) CopyUnits(grown, data, length + 1UL);
