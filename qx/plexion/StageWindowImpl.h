@@ -205,6 +205,7 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   // StageWindowPlanes.cpp
   bool FailWith(StageWindowStatus status);
   bool MakeRenderPlane(Dims& contentDims);
+  bool NewRenderPlane(const Dims& dims, StageWindowStatus failure);
   bool MakeOutputPlane(const Dims& contentDims);
   bool MakeBothPlanesResized(const Dims& contentDims, const Rect& rect, bool defaultPlacement);
   bool TakeOutputPlane(platform::OutputPlane* plane);

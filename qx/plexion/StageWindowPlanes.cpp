@@ -97,12 +97,14 @@ bool StageWindowImpl::MakeRenderPlane(Dims& contentDims) {
   }
 
   if (resizeInProgress) return true;  // made together with the output plane, at the new size
+  return NewRenderPlane(contentDims, kErrorRenderPlaneCreationFailure);
+}
+
+bool StageWindowImpl::NewRenderPlane(const Dims& dims, StageWindowStatus failure) {
   const uint32_t format =
       parameters.pixelFormat != 0 ? parameters.pixelFormat : runtimeLib->GetDefaultPixelFormat();
-  parameters.renderPlane = graphicsDriver->CreateRenderPlane(contentDims, format, this);
-  if (!IsRenderPlaneValid(parameters.renderPlane)) {
-    return FailWith(kErrorRenderPlaneCreationFailure);
-  }
+  parameters.renderPlane = graphicsDriver->CreateRenderPlane(dims, format, this);
+  if (!IsRenderPlaneValid(parameters.renderPlane)) return FailWith(failure);
   ownsRenderPlane = true;
   return true;
 }
@@ -136,14 +138,8 @@ bool StageWindowImpl::MakeBothPlanesResized(const Dims& contentDims, const Rect&
     if (parameters.renderPlane == nullptr) {
       const Dims renderDims{InProportion(contentDims.width, resized.width, rect.width),
                             InProportion(contentDims.height, resized.height, rect.height)};
-      const uint32_t format = parameters.pixelFormat != 0 ? parameters.pixelFormat
-                                                          : runtimeLib->GetDefaultPixelFormat();
-      parameters.renderPlane = graphicsDriver->CreateRenderPlane(renderDims, format, this);
-      if (!IsRenderPlaneValid(parameters.renderPlane)) {
-        // Kept: on this path the failure is the output plane's.
-        return FailWith(kErrorOutputPlaneCreationFailure);
-      }
-      ownsRenderPlane = true;
+      // Kept: on this path the failure is the output plane's.
+      if (!NewRenderPlane(renderDims, kErrorOutputPlaneCreationFailure)) return false;
     }
     outputPlane = graphicsDriver->CreateOutputPlane(
         resized, defaultPlacement, parameters.renderPlane, this, OutputPlaneName());
