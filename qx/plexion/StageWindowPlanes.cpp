@@ -207,6 +207,10 @@ bool StageWindowImpl::ResetRenderPlane(RenderPlane* plane) {
   if (ownsRenderPlane && plane != parameters.renderPlane) {
     replacedRenderPlane = parameters.renderPlane;
     ownsRenderPlane = false;
+  } else if (plane == replacedRenderPlane) {
+    // Handed back: ours again, and ours to lose when a resize replaces it.
+    replacedRenderPlane = nullptr;
+    ownsRenderPlane = true;
   }
   parameters.renderPlane = plane;
   return true;

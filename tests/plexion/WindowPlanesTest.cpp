@@ -191,6 +191,23 @@ TEST_F(WindowPlanes, MadeByTheHostAreTakenByStatusAndNeverDestroyed) {
   });
 }
 
+TEST_F(WindowPlanes, HandedBackAreTheWindowsOwnAgain) {
+  device->graphics.replacesPlanesOnResize = true;
+  Story([&] {
+    StageWindowImpl* const window = Shown(Defaults());
+    platform::RenderPlane* const own = window->GetRenderPlane();
+    platform::RenderPlane* const hosts =
+        device->graphics.CreateRenderPlane(own->GetDims(), 1, window);
+    EXPECT_TRUE(window->ResetRenderPlane(hosts));
+    EXPECT_TRUE(window->ResetRenderPlane(own));
+    window->Resize({64, 64}, false);  // the driver destroys the plane that it replaces
+    EXPECT_NE(window->GetRenderPlane(), own);
+    device->graphics.DestroyRenderPlane(hosts);
+    service->DestroyStageWindow(window);
+    EXPECT_TRUE(device->graphics.RenderPlanes().empty());
+  });
+}
+
 TEST_F(WindowPlanes, CopyTheDirtyPartWhenSizesAreEqualAndElseTheWhole) {
   for (const bool stretches : {false, true}) {
     Restart({});
