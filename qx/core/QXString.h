@@ -7,8 +7,7 @@
 /// below) and its allocation (raw-buffer family of QXMem.h) are part of the binary contract.
 ///
 /// Errors   no operation reports one. Text that cannot be allocated is dropped: an assignment
-/// leaves
-///          the string empty, an append leaves it as it was.
+///          leaves the string empty, an append leaves it as it was.
 /// Thread   one at a time. Reading counts as writing: Utf8 fills the cache.
 class QXString {
  public:

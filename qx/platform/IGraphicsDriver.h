@@ -109,8 +109,7 @@ class IGraphicsDriver : public IQXModule {
   virtual plexion::Dims GetScreenDims() = 0;
 
   /// Owns     the caller; give it back to DestroyRenderPlane. `window` is who asks, for the
-  /// accounting
-  ///          of graphics memory (StageWindow::IncrementGraphicsMemoryUsedCount).
+  ///          accounting of graphics memory (StageWindow::IncrementGraphicsMemoryUsedCount).
   /// Returns  null, or a plane without drawing context, when it cannot be made.
   virtual RenderPlane* CreateRenderPlane(const plexion::Dims& dims, uint32_t pixelFormat,
                                          plexion::StageWindow* window) = 0;

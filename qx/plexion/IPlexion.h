@@ -23,8 +23,7 @@ struct StageWindowParameters;
 /// is part of the binary contract.
 ///
 /// Thread   any. Operations on windows and input take the service's recursive lock; the plain
-/// values
-///          at the end take none.
+///          values at the end take none.
 class IPlexion : public IQXModule {
  public:
   // Resources that outlive single windows. Optional: without these calls they are loaded with the
@@ -64,7 +63,8 @@ class IPlexion : public IQXModule {
   /// "kStatusPlaying" and so on; null for a value that is no status. Static text.
   virtual const char* StageWindowStatusToString(StageWindowStatus status) = 0;
 
-  // Directories. Each replaces `out`. Returns false when there is none to be had.
+  // Directories. Each replaces `out`. Returns false when there is none to be had; the user's
+  // answers true even then (kept), and `out` is what it was.
   virtual bool GetPlexionDataDirectory(QXString& out) = 0;
   virtual bool GetPlexionBinDirectory(QXString& out) = 0;
   virtual bool GetPlexionBaseDirectory(QXString& out) = 0;

@@ -63,8 +63,7 @@ class StageWindow {
 
   /// Hand in a plane made by the host; it must outlive the window, which does not destroy it.
   /// Returns  false when the plane is null, one is there already (not for Reset), the player
-  /// refuses
-  ///          it or the status does not allow it.
+  ///          refuses it or the status does not allow it.
   virtual bool SetRenderPlane(platform::RenderPlane* plane) = 0;
   virtual bool ResetRenderPlane(platform::RenderPlane* plane) = 0;
   virtual bool SetOutputPlane(platform::OutputPlane* plane) = 0;

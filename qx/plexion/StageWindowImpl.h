@@ -35,8 +35,7 @@ class StageWindowMemoryWatchdog;
 /// destructor and the player's callbacks last.
 ///
 /// Locks    stateLock before geometryLock, except in ResizePlanes, which reads the output plane
-/// under
-///          geometryLock. Both are recursive.
+///          under geometryLock. Both are recursive.
 class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstanceNotifier {
  public:
   /// A named pointer of the host's.
@@ -154,8 +153,8 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   IPlexionImpl* owner;                             ///< constant
   platform::IGraphicsDriver* graphicsDriver;       ///< held once acquired
   core::morvellib::IMorvelRuntimeLib* runtimeLib;  ///< held once acquired
-  /// Owned through runtimeLib. Changed under stateLock; Terminate, the proxy update and a resize on
-  /// the player's own thread read it without, since another thread may hold the lock for long.
+  /// Owned through runtimeLib. Changed under stateLock; Terminate, the proxy update, resizes and
+  /// GetRectOnScreen read it without, since another thread may hold the lock for long.
   std::atomic<core::morvellib::MorvelInstance*> instance;
 
   IQXKernel::Mutex* geometryLock;  ///< guards notifiers and the pending geometry

@@ -14,8 +14,7 @@ class StageWindowNotifier {
  public:
   /// A status change or an event of `window`. `data` may be null and is valid during the call only.
   ///
-  /// Thread   the player's own, or whichever caused the event; the window's geometryLock is held,
-  /// so
+  /// Thread   the player's own, or whichever caused the event; the window's geometryLock is held:
   ///          do not register or unregister observers, nor wait for another thread, in here.
   virtual void OnStageWindowNotification(StageWindow* window, StageWindowStatus status,
                                          const StageWindowStatusData* data) = 0;

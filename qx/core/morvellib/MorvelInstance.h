@@ -20,10 +20,9 @@ struct MorvelInstanceParameters;
 /// pointer stands in MorvelInstanceParameters and stays valid until DestroyMorvelInstance has
 /// returned.
 ///
-/// Thread   the player's own. The instance must not hold a lock of its own that one of its
-/// operations
-///          takes: the window calls back into the instance from in here, and other threads may be
-///          inside a window operation that holds the window's lock and waits for the instance.
+/// Thread   the player's own. The instance must not hold a lock that one of its operations takes:
+///          the window calls back into the instance from in here, and other threads may be inside a
+///          window operation that holds the window's lock and waits for the instance.
 class MorvelInstanceNotifier {
  public:
   /// Every change of status and every event. `data` may be null; for kInfoRenderPlaneUpdated it is
@@ -53,9 +52,13 @@ struct MorvelLoadSettings {
 ///          Play could show the first frame (with or without a render plane: a window that is run
 ///          to its end waits for it before it makes planes); kStatusPlaying and kStatusPaused; one
 ///          terminal status, after which nothing changes any more.
-/// Thread   any. The window makes every call but Terminate and UpdateProxyParameters under its
-///          stateLock, so an operation must neither wait for the player's thread nor call back into
-///          the window. Operations that need the player's thread hand it the work and return.
+/// Thread   any. The window calls under a lock: its stateLock as a rule, its geometryLock for what
+///          belongs to a resize (RequestInterFrameNotification, SetStageRect, SetRenderPlane), the
+///          key simulator's for keys of its making. So an operation must neither wait for the
+///          player's thread nor call back into the window. Operations that need the player's thread
+///          hand it the work and return. Under no lock come Terminate, UpdateProxyParameters,
+///          SetRenderPlane on the player's thread between two frames, and GetMVXAuthoredStageDims
+///          for a window that is asked where it is.
 class MorvelInstance {
  public:
   /// Takes what it needs from `parameters`, which is gone when this returns; pointers to borrowed
