@@ -19,7 +19,8 @@ char* GivePassword(rfbClient* client) {
   return strdup(password->c_str());
 }
 
-void CountUpdate(rfbClient* client) {
+/// Called for rectangles of pixels; an update may be without any.
+void CountUpdate(rfbClient* client, int, int, int, int) {
   auto* const updates = static_cast<int*>(rfbClientGetClientData(client, &updatesTag));
   if (updates != nullptr) ++*updates;
 }
@@ -39,7 +40,7 @@ bool VncViewer::Connect(int port, const std::string& password, const char* encod
   client_->appData.enableJPEG = FALSE;
   client_->canHandleNewFBSize = TRUE;
   client_->GetPassword = GivePassword;
-  client_->FinishedFrameBufferUpdate = CountUpdate;
+  client_->GotFrameBufferUpdate = CountUpdate;
   client_->serverHost = strdup("127.0.0.1");
   client_->serverPort = port;
   std::string given = password;

@@ -28,7 +28,7 @@ class VncViewer {
   std::vector<uint32_t> GetPixels() const;
   /// Handles messages until the picture is as wanted, or nothing more comes.
   bool WaitForPicture(const std::function<bool(const std::vector<uint32_t>&)>& wanted);
-  /// Asks for the whole picture and waits for one answer.
+  /// Asks for the whole picture and waits for the first answer that has pixels in it.
   bool FetchWhole();
 
   void Point(int x, int y, int buttons);
