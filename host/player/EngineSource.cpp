@@ -8,9 +8,10 @@ namespace plexion_host::player {
 namespace {
 
 EngineError MissingEngine(const std::string& what, const char* engine, const char* module) {
-  return {qx::plexion::kErrorUnsupportedVersion, what + "; this player has no " + engine +
-                                                     " engine (module \"" + module +
-                                                     "\" is not on the module path)"};
+  return {qx::plexion::kErrorUnsupportedVersion,
+          what + "; this player has no " + engine + " engine (module \"" + module +
+              "\" is not on the module path, or a library that it needs is "
+              "not installed)"};
 }
 
 }  // namespace

@@ -1,0 +1,58 @@
+#ifndef HOST_PLAYER_MEDIA_FRAMEPAINTER_H_
+#define HOST_PLAYER_MEDIA_FRAMEPAINTER_H_
+
+#include "host/player/Engine.h"
+#include "host/player/WatchedMemory.h"
+#include "host/player/media/GstPointers.h"
+
+namespace plexion_host::player {
+
+/// Holds the decoded frame that is to be seen and paints it into the render plane.
+///
+/// The decoder's own memory is the source and the plane's pixels are the destination of one
+/// conversion, which changes colours and size in a single pass: no frame is copied anywhere else.
+/// Only a picture with transparent pixels that has to change its size as well takes a second pass,
+/// since colours may be mixed only after they were multiplied by their alpha.
+///
+/// Thread   the player's.
+class FramePainter {
+ public:
+  explicit FramePainter(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+
+  /// Takes the frame's place in the display.
+  /// Returns  false when its format is unknown; the frame before stays then.
+  bool Show(GstSamplePointer frame);
+  bool HasFrame() const { return frame_ != nullptr; }
+  GstSample* Frame() const { return frame_.get(); }
+
+  /// The frame's size in square pixels, brought down to at most 4096 a side.
+  qx::plexion::Dims StageDims() const;
+
+  DrawResult Draw(const DrawTarget& target);
+
+ private:
+  /// Where the stage lies in a plane: all of it, unless that would distort the picture by more than
+  /// a pixel's rounding.
+  qx::plexion::Rect PlaceIn(const qx::plexion::Dims& plane) const;
+  bool PaintTransparent(const GstVideoFrame& source, uint32_t* pixels, uint32_t pitchBytes,
+                        const qx::plexion::Dims& dims, DrawResult& result);
+
+  /// A conversion, kept for as long as both sides stay the same.
+  struct Conversion {
+    GstVideoInfo from;
+    GstVideoInfo to;
+    VideoConverterPointer converter;
+  };
+  bool Run(Conversion& conversion, const GstVideoFrame& source, GstVideoFrame& destination);
+
+  qx::plexion::MemoryWatchdog* watchdog_;
+  GstSamplePointer frame_;
+  GstVideoInfo info_ = {};
+  Conversion direct_ = {};
+  Conversion resize_ = {};
+  WatchedBuffer scratch_;
+};
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_MEDIA_FRAMEPAINTER_H_

@@ -1,0 +1,152 @@
+#include "host/player/media/MediaEngine.h"
+
+#include <utility>
+
+namespace plexion_host::player {
+
+MediaEngine::MediaEngine(EngineHost& host) : host_(host), painter_(host.Memory()) {}
+
+MediaEngine::~MediaEngine() {
+  if (!host_.Settings().instrument || kind_ != Kind::kMoving || pipeline_ == nullptr) return;
+  const uint64_t arrived = pipeline_->FramesArrived();
+  IQXKernel::GetKernel()->Printf(
+      "Media: %s: %s, frames taken %llu, replaced before that %llu, dropped as too late %llu, "
+      "painted late %llu\n",
+      content_.name.c_str(), pipeline_->ContentType().c_str(),
+      static_cast<unsigned long long>(framesTaken_),
+      static_cast<unsigned long long>(arrived > framesTaken_ ? arrived - framesTaken_ : 0),
+      static_cast<unsigned long long>(pipeline_->FramesDropped()),
+      static_cast<unsigned long long>(framesLate_));
+}
+
+void MediaEngine::SetPlaying(bool playing) {
+  playing_ = playing;
+  ApplyState();
+}
+
+void MediaEngine::OnProxy(const ProxySettings& proxy) {
+  access_.SetProxy(proxy);
+  reopen_ = !content_.url.empty();
+}
+
+void MediaEngine::ApplyState() {
+  if (pipeline_ == nullptr || failed_ || ended_) return;
+  pipeline_->SetState(playing_ && !buffering_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);
+}
+
+StepResult MediaEngine::Advance(const FrameStep& step) {
+  StepResult result;
+  result.changed = std::exchange(pictureNew_, false);
+  result.nextPosition = kNoFrame;
+  if (kind_ == Kind::kStill) return result;
+  TakeMessages();
+  if (failed_) return result;
+  const bool moved = kind_ == Kind::kSound ? playing_ && UpdateLevels() : TakeFrames();
+  result.changed = moved || result.changed;
+  // After the last frame was taken: going back drops what still waits.
+  if (std::exchange(endOfPass_, false)) OnEndOfPass();
+  if (kind_ == Kind::kSound && !ended_) result.nextPosition = step.position + 1;
+  return result;
+}
+
+void MediaEngine::TakeMessages() {
+  while (!failed_) {
+    const GstMessagePointer message = pipeline_->TakeMessage(std::chrono::milliseconds(0));
+    if (message == nullptr) return;
+    switch (GST_MESSAGE_TYPE(message.get())) {
+      case GST_MESSAGE_ERROR:
+        failed_ = true;
+        host_.Fail(faults_.FromError(message.get()));
+        break;
+      case GST_MESSAGE_EOS:
+        endOfPass_ = true;
+        break;
+      case GST_MESSAGE_BUFFERING:
+        OnBuffering(message.get());
+        ApplyState();
+        break;
+      case GST_MESSAGE_CLOCK_LOST:
+        // A new clock is chosen on the way from paused to playing.
+        pipeline_->SetState(GST_STATE_PAUSED);
+        ApplyState();
+        break;
+      default:
+        faults_.Take(message.get());
+        break;
+    }
+  }
+}
+
+void MediaEngine::OnBuffering(GstMessage* message) {
+  gint percent = 100;
+  gst_message_parse_buffering(message, &percent);
+  // What is live cannot wait.
+  buffering_ = percent < 100 && !live_;
+}
+
+void MediaEngine::OnEndOfPass() {
+  ++passes_;
+  const uint64_t loops = host_.Settings().loops;
+  if (loops != 0 && passes_ >= loops) {
+    ended_ = true;
+    host_.Complete();
+    return;
+  }
+  if (!Restart() && !failed_) {
+    failed_ = true;
+    host_.Fail({qx::plexion::kErrorFatalPlaybackError,
+                "the content cannot be started again for its next pass"});
+  }
+}
+
+bool MediaEngine::Restart() {
+  // The frame that is shown stays with the painter until the first one of the next pass is there.
+  if (!reopen_ && pipeline_->SeekToStart(host_.Settings().speed)) return true;
+  reopen_ = false;
+  pipeline_->SetState(GST_STATE_READY);
+  buffering_ = false;
+  ApplyState();
+  return true;
+}
+
+bool MediaEngine::TakeFrames() {
+  GstSamplePointer frame = pipeline_->TakeFrame();
+  if (frame == nullptr) return false;
+  ++framesTaken_;
+  // The first frame of playing is the one that is shown already.
+  const bool same = painter_.HasFrame() &&
+                    gst_sample_get_buffer(frame.get()) == gst_sample_get_buffer(painter_.Frame());
+  return !same && painter_.Show(std::move(frame));
+}
+
+bool MediaEngine::UpdateLevels() {
+  const GstClockTime now = pipeline_->RunningTime();
+  SoundLevel level;
+  if (ended_ || !GST_CLOCK_TIME_IS_VALID(now)) return false;
+  pipeline_->Meter().At(now, level);
+  double position = 0;
+  double duration = 0;
+  const bool known = pipeline_->Position(position) && pipeline_->Duration(duration);
+  return levels_.Update(level, known ? position / duration : -1);
+}
+
+DrawResult MediaEngine::Draw(const DrawTarget& target) {
+  if (kind_ == Kind::kSound) return levels_.Draw(target);
+  DrawResult result = painter_.Draw(target);
+  if (kind_ == Kind::kMoving) CountLateness();
+  return result;
+}
+
+void MediaEngine::CountLateness() {
+  const GstClockTime now = pipeline_->RunningTime();
+  const GstBuffer* buffer = gst_sample_get_buffer(painter_.Frame());
+  if (!GST_CLOCK_TIME_IS_VALID(now) || buffer == nullptr || host_.Settings().noSpeedLimit) return;
+  const GstSegment* segment = gst_sample_get_segment(painter_.Frame());
+  const GstClockTime due =
+      gst_segment_to_running_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+  const GstClockTime lasts =
+      GST_BUFFER_DURATION_IS_VALID(buffer) ? GST_BUFFER_DURATION(buffer) : 40 * GST_MSECOND;
+  if (GST_CLOCK_TIME_IS_VALID(due) && now > due + lasts) ++framesLate_;
+}
+
+}  // namespace plexion_host::player

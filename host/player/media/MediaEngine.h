@@ -1,0 +1,85 @@
+#ifndef HOST_PLAYER_MEDIA_MEDIAENGINE_H_
+#define HOST_PLAYER_MEDIA_MEDIAENGINE_H_
+
+#include <memory>
+#include <string>
+
+#include "host/player/Engine.h"
+#include "host/player/media/FramePainter.h"
+#include "host/player/media/HttpAccess.h"
+#include "host/player/media/LevelPicture.h"
+#include "host/player/media/MediaFaults.h"
+#include "host/player/media/MediaOptions.h"
+#include "host/player/media/MediaPipeline.h"
+
+namespace plexion_host::player {
+
+/// Plays what the media framework understands: video, sound, pictures, animated pictures.
+///
+/// Load brings the pipeline to its first frame and then knows what it has. Video and animated
+/// pictures pace themselves by the framework's clock: each frame is requested from the player when
+/// it is due. A still picture is content of one frame that lasts for `duration`; nothing of the
+/// framework runs while it is shown. Sound alone is a level picture, drawn 25 times a second.
+class MediaEngine final : public Engine {
+ public:
+  explicit MediaEngine(EngineHost& host);
+  ~MediaEngine() override;
+
+  bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override;
+  void SetPlaying(bool playing) override;
+  void OnProxy(const ProxySettings& proxy) override;
+  StepResult Advance(const FrameStep& step) override;
+  DrawResult Draw(const DrawTarget& target) override;
+
+ private:
+  enum class Kind { kNone, kMoving, kStill, kSound };
+  enum class Wait { kReady, kEnded, kFailed };
+
+  // Loading; MediaLoad.cpp.
+  bool ReadSettings(const ContentAddress& content, EngineError& error);
+  bool OpenPipeline(EngineError& error);
+  Wait WaitForPreroll(EngineError& error);
+  bool WaitForLiveFrame(EngineError& error);
+  bool OpenLive(EngineError& error);
+  bool FindKind(EngineError& error);
+  bool Describe(ContentFacts& facts, EngineError& error);
+  void ReportStage();
+  void ExplainUnknown(EngineError& error) const;
+
+  // Playing; MediaEngine.cpp.
+  void TakeMessages();
+  void OnBuffering(GstMessage* message);
+  void OnEndOfPass();
+  bool Restart();
+  void ApplyState();
+  bool TakeFrames();
+  bool UpdateLevels();
+  void CountLateness();
+
+  EngineHost& host_;
+  HttpAccess access_;
+  MediaFaults faults_;
+  MediaOptions options_;
+  ContentAddress content_;
+  MediaPipeline::Request request_;
+  std::unique_ptr<MediaPipeline> pipeline_;
+  FramePainter painter_;
+  LevelPicture levels_;
+
+  Kind kind_ = Kind::kNone;
+  bool live_ = false;
+  bool playing_ = false;
+  bool buffering_ = false;
+  bool endOfPass_ = false;
+  bool ended_ = false;
+  bool failed_ = false;
+  bool reopen_ = false;  // the proxy has changed: the next pass makes a new connection
+  bool pictureNew_ = false;
+  uint64_t passes_ = 0;
+  uint64_t framesTaken_ = 0;
+  uint64_t framesLate_ = 0;
+};
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_MEDIA_MEDIAENGINE_H_

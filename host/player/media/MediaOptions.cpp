@@ -1,0 +1,51 @@
+#include "host/player/media/MediaOptions.h"
+
+#include <charconv>
+
+namespace plexion_host::player {
+
+namespace {
+
+constexpr double kShortestStill = 0.04;
+constexpr double kLongestStill = 1000000;
+
+bool ReadNumber(const std::string& text, double lowest, double highest, double& number) {
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size() &&
+         number >= lowest && number <= highest;
+}
+
+bool ReadSwitch(const std::string& text, bool& on) {
+  if (text == "1" || text == "true" || text == "yes" || text == "on") {
+    on = true;
+    return true;
+  }
+  on = false;
+  return text == "0" || text == "false" || text == "no" || text == "off";
+}
+
+}  // namespace
+
+bool ReadMediaOptions(const PlayerSettings& settings, MediaOptions& options, std::string& error) {
+  for (const auto& [name, value] : settings.variables) {
+    const char* expected = nullptr;
+    double percent = 100;
+    if (name == "duration") {
+      if (!ReadNumber(value, kShortestStill, kLongestStill, options.durationSeconds)) {
+        expected = "seconds from 0.04 to 1000000";
+      }
+    } else if (name == "volume") {
+      if (!ReadNumber(value, 0, 100, percent)) expected = "a number from 0 to 100";
+      options.volume = percent / 100;
+    } else if (name == "mute") {
+      if (!ReadSwitch(value, options.muted)) expected = "1, true, yes, on, 0, false, no or off";
+    }
+    if (expected != nullptr) {
+      error = "variable " + name + " is \"" + value + "\"; expected " + expected;
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace plexion_host::player
