@@ -1,0 +1,332 @@
+#include "host/player/application/ApplicationEngine.h"
+
+#include <math.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "host/player/application/Animations.h"
+#include "host/player/application/BaseFolder.h"
+#include "host/player/application/Behaviour.h"
+#include "host/player/application/Document.h"
+#include "host/player/application/Painter.h"
+#include "host/player/application/Picture.h"
+#include "host/player/application/PlayedElements.h"
+#include "host/player/application/TextSetter.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr char kDocumentName[] = "application.xml";
+constexpr char kFontFolder[] = "fonts";
+constexpr double kTolerance = 1e-6;
+
+// Shares of the work of a load, in percent.
+constexpr unsigned kReadAt = 10;
+constexpr unsigned kParsedAt = 20;
+constexpr unsigned kPicturesAt = 90;
+
+std::string FolderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string FileOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+void Warn(const std::string& text) {
+  IQXKernel* kernel = IQXKernel::GetKernel();
+  if (kernel != nullptr) kernel->Printf("YELLOW ALERT: %s\n", text.c_str());
+}
+
+const char* DirectionName(qx::plexion::ScrollWheelDirection direction) {
+  switch (direction) {
+    case qx::plexion::kScrollWheelUp:
+      return "up";
+    case qx::plexion::kScrollWheelLeft:
+      return "left";
+    case qx::plexion::kScrollWheelRight:
+      return "right";
+    default:
+      return "down";
+  }
+}
+
+class ApplicationEngine final : public Engine {
+ public:
+  ApplicationEngine(EngineHost& host, EngineSource& engines, ApplicationClocks clocks)
+      : host_(host),
+        clocks_(std::move(clocks)),
+        animations_(stage_),
+        played_(stage_, base_, host, engines),
+        painter_(stage_, texts_, played_) {}
+
+  bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
+    std::vector<ScriptReference> scripts;
+    if (!OpenFolders(content, error) || !ReadStage(scripts, error)) return false;
+    host_.ReportProgress(kParsedAt);
+    AddFonts();
+    LoadStaleResources();
+    if (host_.Cancelled()) {
+      error.message = "loading was stopped";
+      return false;
+    }
+    host_.ReportProgress(kPicturesAt);
+    StartBehaviour();
+    if (!behaviour_->Run(scripts, documentName_, error)) return false;
+    LoadStaleResources();
+    facts.stageDims = {stage_.width, stage_.height};
+    facts.framesPerSecond = stage_.framesPerSecond;
+    facts.frameCount = 0;
+    return true;
+  }
+
+  void OnInput(const InputEvent& event) override { inputs_.push_back(event); }
+
+  StepResult Advance(const FrameStep& step) override {
+    if (failed_) return {false, kNoFrame};
+    now_ = static_cast<double>(step.position) / stage_.framesPerSecond;
+    behaviour_->SetNow(now_);
+    EngineError error;
+    if (!RunScript(step, error)) {
+      failed_ = true;
+      host_.Fail(error);
+      return {false, kNoFrame};
+    }
+    return {stage_.Revision() != drawnRevision_, NextPosition(step)};
+  }
+
+  DrawResult Draw(const DrawTarget& target) override {
+    fit_ = StageFit::Of(stage_, target.dims);
+    const std::string counter = host_.Settings().debugMode
+                                    ? "drawn " + std::to_string(draws_ + 1) + "  " +
+                                          ShowNumber(floor(now_ * 100) / 100) + " s"
+                                    : "";
+    const DrawResult result = painter_.Draw(target, counter);
+    if (result.drawn) ++draws_;
+    drawnRevision_ = stage_.Revision();
+    if (texts_.Count() > stage_.ElementCount()) {
+      texts_.Keep([this](uint32_t handle) { return stage_.FindByHandle(handle) != nullptr; });
+    }
+    return result;
+  }
+
+ private:
+  // Loading.
+
+  bool OpenFolders(const ContentAddress& content, EngineError& error) {
+    struct stat status = {};
+    const bool isFolder = stat(content.path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    const std::string folder = isFolder ? content.path : FolderOf(content.path);
+    documentName_ = isFolder ? kDocumentName : FileOf(content.path);
+    error.status = qx::plexion::kErrorInvalidURL;
+    if (!documentFolder_.Open(folder, error.message)) return false;
+
+    std::string base = folder;
+    const std::string& zorBase = host_.Settings().zorBase;
+    if (!isFolder && !zorBase.empty()) {
+      ContentAddress address;
+      if (!ResolveContentAddress(zorBase, "", address, error.message)) return false;
+      if (address.path.empty()) {
+        error.message = "the ZOR base \"" + zorBase + "\" is not a local folder";
+        return false;
+      }
+      base = address.path;
+    }
+    if (!base_.Open(base, error.message)) return false;
+    // Extensions are a matter of the device: most have none.
+    std::string ignored;
+    const std::string& extensions = host_.Settings().extensionsDir;
+    if (!extensions.empty()) extensions_.Open(extensions, ignored);
+    return true;
+  }
+
+  bool ReadStage(std::vector<ScriptReference>& scripts, EngineError& error) {
+    std::string text;
+    error.status = qx::plexion::kErrorInvalidURL;
+    if (!documentFolder_.Read(documentName_, kLargestDocument + 1, text, error.message))
+      return false;
+    host_.ReportProgress(kReadAt);
+    DocumentError wrong;
+    if (ReadDocument(text, stage_, scripts, wrong)) return true;
+    error = {qx::plexion::kErrorCorruptMovie, Describe(documentName_, wrong)};
+    return false;
+  }
+
+  void AddFonts() {
+    std::string ignored;
+    if (base_.OpenFolder(kFontFolder, ignored).IsOpen()) {
+      texts_.AddFontFolder(base_.Path() + "/" + kFontFolder);
+    }
+    const std::string& folders = host_.Settings().fontDirs;
+    for (size_t at = 0; at < folders.size();) {
+      const size_t end = std::min(folders.find(',', at), folders.size());
+      const std::string folder = folders.substr(at, end - at);
+      at = end + 1;
+      if (!folder.empty() && !texts_.AddFontFolder(folder)) {
+        Warn("--fontdirs: no font was found in \"" + folder + "\"");
+      }
+    }
+  }
+
+  void StartBehaviour() {
+    ScriptLimits limits;
+    limits.heapBytes = uint64_t{host_.Settings().gcHeapLimitMegabytes} * 1024 * 1024;
+    limits.workingTime = clocks_.working;
+    limits.cancelled = [this] { return host_.Cancelled(); };
+    limits.debug = host_.Settings().debugMode;
+    World world = {stage_, animations_, texts_, base_, extensions_, host_, clocks_.wall};
+    behaviour_ = std::make_unique<Behaviour>(std::move(world), std::move(limits));
+  }
+
+  void LoadStaleResources() {
+    for (const uint32_t handle : stage_.TakeStale()) {
+      Element* element = stage_.FindByHandle(handle);
+      if (element == nullptr) continue;
+      if (host_.Cancelled()) return;
+      element->resourceStale = false;
+      element->resource = nullptr;
+      stage_.TouchPicture(*element);
+      if (element->kind == ElementKind::kImage) {
+        LoadPicture(*element);
+      } else {
+        played_.Restart(handle);
+      }
+    }
+  }
+
+  void LoadPicture(Element& element) {
+    if (element.src.empty()) return;
+    std::string error;
+    const OpenFile file = base_.OpenRegular(element.src, error);
+    std::shared_ptr<Picture> picture;
+    if (file.IsOpen()) picture = DecodePicture(file.Descriptor(), host_.Memory(), error);
+    if (picture == nullptr) {
+      host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
+                   "<image> \"" + element.src + "\": " + error);
+      return;
+    }
+    if (element.width == 0 && element.height == 0) {
+      element.width = picture->width;
+      element.height = picture->height;
+    }
+    element.resource = std::move(picture);
+  }
+
+  // Playing.
+
+  bool RunScript(const FrameStep& step, EngineError& error) {
+    if (!started_) {
+      started_ = true;
+      if (!behaviour_->Dispatch("start", error)) return false;
+    }
+    const std::vector<InputEvent> inputs = std::exchange(inputs_, {});
+    for (const InputEvent& event : inputs) {
+      if (!DispatchInput(event, error)) return false;
+    }
+    if (!behaviour_->DispatchChangedFiles(error) || !behaviour_->RunTimers(error)) return false;
+
+    const std::vector<int> over = animations_.Advance(now_);
+    behaviour_->DropAnimations(animations_.TakeDropped());
+    if (!behaviour_->FinishAnimations(over, error)) return false;
+    stage_.AdvanceTransition(now_);
+    if (step.playing && !behaviour_->DispatchFrame(error)) return false;
+    LoadStaleResources();
+    for (const uint32_t element : played_.Advance(now_, step.playing)) {
+      if (!behaviour_->DispatchEnded(element, error)) return false;
+    }
+    LoadStaleResources();
+    return true;
+  }
+
+  bool DispatchInput(const InputEvent& event, EngineError& error) {
+    const double x = (event.x - fit_.offsetX) / fit_.scaleX;
+    const double y = (event.y - fit_.offsetY) / fit_.scaleY;
+    switch (event.kind) {
+      case InputEvent::kKeyDown:
+        return behaviour_->DispatchKey("keydown", event.code, error);
+      case InputEvent::kKeyUp:
+        return behaviour_->DispatchKey("keyup", event.code, error);
+      case InputEvent::kMouseButtonDown:
+        return behaviour_->DispatchPointer("down", x, y, event.button + 1, error);
+      case InputEvent::kMouseButtonUp:
+        return behaviour_->DispatchPointer("up", x, y, event.button + 1, error);
+      case InputEvent::kMouseMove:
+        return behaviour_->DispatchPointer("move", x, y, 0, error);
+      case InputEvent::kScroll:
+        return behaviour_->DispatchScroll(DirectionName(event.direction), event.delta, error);
+      case InputEvent::kEventCode:
+        return behaviour_->DispatchEventCode(event.code, error);
+      case InputEvent::kActivated:
+        return behaviour_->Dispatch("activate", error);
+      case InputEvent::kDeactivated:
+        return behaviour_->Dispatch("deactivate", error);
+      case InputEvent::kStageRect:
+        break;
+    }
+    return true;
+  }
+
+  uint64_t NextPosition(const FrameStep& step) const {
+    if (behaviour_->HasHandler("frame") || stage_.LeavingScene() != nullptr) {
+      return step.position + 1;
+    }
+    const double next =
+        std::min({behaviour_->NextTimer(), animations_.NextMoment(now_), played_.NextMoment()});
+    if (!isfinite(next)) return kNoFrame;
+    const double position = ceil(next * stage_.framesPerSecond - kTolerance);
+    return std::max(step.position + 1, static_cast<uint64_t>(std::max(position, 0.0)));
+  }
+
+  EngineHost& host_;
+  const ApplicationClocks clocks_;
+  Stage stage_;
+  Animations animations_;
+  TextSetter texts_;
+  std::string documentName_;
+  BaseFolder documentFolder_;
+  BaseFolder base_;
+  BaseFolder extensions_;
+  PlayedElements played_;
+  Painter painter_;
+  std::unique_ptr<Behaviour> behaviour_;
+  std::vector<InputEvent> inputs_;
+  StageFit fit_;
+  double now_ = 0;
+  bool started_ = false;
+  bool failed_ = false;
+  uint64_t drawnRevision_ = 0;
+  uint64_t draws_ = 0;
+};
+
+timespec Read(clockid_t clock) {
+  timespec time = {};
+  clock_gettime(clock, &time);
+  return time;
+}
+
+}  // namespace
+
+ApplicationClocks SystemClocks() {
+  ApplicationClocks clocks;
+  clocks.wall = [] { return Read(CLOCK_REALTIME); };
+  clocks.working = [] {
+    const timespec time = Read(CLOCK_THREAD_CPUTIME_ID);
+    return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+  };
+  return clocks;
+}
+
+std::unique_ptr<Engine> MakeApplicationEngine(EngineHost& host, EngineSource& engines,
+                                              ApplicationClocks clocks) {
+  return std::make_unique<ApplicationEngine>(host, engines, std::move(clocks));
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,178 @@
+// Which parts of the plane are to be drawn anew.
+#include <math.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "host/player/application/Painter.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+/// Edges are smoothed over the pixels beside them.
+constexpr double kMargin = 1.5;
+
+cairo_rectangle_int_t Intersection(const cairo_rectangle_int_t& a, const cairo_rectangle_int_t& b) {
+  const int left = std::max(a.x, b.x);
+  const int top = std::max(a.y, b.y);
+  const int right = std::min(a.x + a.width, b.x + b.width);
+  const int bottom = std::min(a.y + a.height, b.y + b.height);
+  if (right <= left || bottom <= top) return {0, 0, 0, 0};
+  return {left, top, right - left, bottom - top};
+}
+
+cairo_rectangle_int_t Bounds(const Box& box, const cairo_matrix_t& matrix) {
+  double left = HUGE_VAL;
+  double top = HUGE_VAL;
+  double right = -HUGE_VAL;
+  double bottom = -HUGE_VAL;
+  for (int corner = 0; corner < 4; ++corner) {
+    double x = box.x + ((corner & 1) != 0 ? box.width : 0);
+    double y = box.y + ((corner & 2) != 0 ? box.height : 0);
+    cairo_matrix_transform_point(&matrix, &x, &y);
+    left = std::min(left, x);
+    right = std::max(right, x);
+    top = std::min(top, y);
+    bottom = std::max(bottom, y);
+  }
+  // What is far outside of any plane must not leave the range of whole numbers.
+  constexpr double kFar = 1e6;
+  left = std::clamp(floor(left - kMargin), -kFar, kFar);
+  top = std::clamp(floor(top - kMargin), -kFar, kFar);
+  right = std::clamp(ceil(right + kMargin), -kFar, kFar);
+  bottom = std::clamp(ceil(bottom + kMargin), -kFar, kFar);
+  return {static_cast<int>(left), static_cast<int>(top), static_cast<int>(right - left),
+          static_cast<int>(bottom - top)};
+}
+
+bool SameRectangle(const cairo_rectangle_int_t& a, const cairo_rectangle_int_t& b) {
+  return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
+}
+
+}  // namespace
+
+StageFit StageFit::Of(const Stage& stage, qx::plexion::Dims plane) {
+  StageFit fit;
+  fit.scaleX = static_cast<double>(plane.width) / stage.width;
+  fit.scaleY = static_cast<double>(plane.height) / stage.height;
+  const double scale = std::min(fit.scaleX, fit.scaleY);
+  const double spareX = plane.width - scale * stage.width;
+  const double spareY = plane.height - scale * stage.height;
+  if (spareX <= 1 && spareY <= 1) return fit;
+  return {scale, scale, floor(spareX / 2), floor(spareY / 2)};
+}
+
+cairo_matrix_t Painter::Placement(const Element& element, const cairo_matrix_t& outer) {
+  cairo_matrix_t matrix = outer;
+  cairo_matrix_translate(&matrix, element.x, element.y);
+  if (element.rotation != 0 || element.scale != 1) {
+    const double pivotX = element.pivotX * element.width;
+    const double pivotY = element.pivotY * element.height;
+    cairo_matrix_translate(&matrix, pivotX, pivotY);
+    cairo_matrix_rotate(&matrix, element.rotation * kPi / 180);
+    // A scale of nothing cannot be undone, which the drawing library takes for an error.
+    const double scale = std::max(element.scale, 1e-6);
+    cairo_matrix_scale(&matrix, scale, scale);
+    cairo_matrix_translate(&matrix, -pivotX, -pivotY);
+  }
+  return matrix;
+}
+
+cairo_matrix_t Painter::SceneMatrix(const StageFit& fit, bool leaving) const {
+  cairo_matrix_t matrix;
+  cairo_matrix_init(&matrix, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
+  const Transition& transition = stage_.CurrentTransition();
+  if (stage_.LeavingScene() != nullptr && transition.kind == TransitionKind::kSlide) {
+    const double way = leaving ? stage_.TransitionProgress() : stage_.TransitionProgress() - 1;
+    cairo_matrix_translate(&matrix, transition.directionX * way * stage_.width,
+                           transition.directionY * way * stage_.height);
+  }
+  return matrix;
+}
+
+Box Painter::ContentBox(Element& element) {
+  if (element.kind == ElementKind::kText) return texts_.Set(element).ink;
+  Box box = {0, 0, element.width, element.height};
+  if (element.kind == ElementKind::kRectangle && !element.stroke.none) {
+    const double half = element.strokeWidth / 2;
+    box = {-half, -half, box.width + element.strokeWidth, box.height + element.strokeWidth};
+  }
+  return box;
+}
+
+void Painter::Collect(Element& element, cairo_matrix_t matrix, double opacity, Clip clip,
+                      List& list) {
+  if (!element.visible || element.opacity <= 0 || element.scale <= 0) return;
+  matrix = Placement(element, matrix);
+  opacity *= element.opacity;
+  if (element.kind == ElementKind::kGroup) {
+    if (element.clip) {
+      clip.box = Intersection(clip.box, Bounds({0, 0, element.width, element.height}, matrix));
+      clip.rounding = clip.rounding * 31 + element.radius;
+    }
+    CollectScene(element, matrix, opacity, clip, list);
+    return;
+  }
+  const cairo_rectangle_int_t bounds = Intersection(clip.box, Bounds(ContentBox(element), matrix));
+  if (bounds.width <= 0) return;
+  list.push_back({element.handle, element.revision, matrix, opacity, clip, bounds});
+}
+
+void Painter::CollectScene(Element& root, const cairo_matrix_t& base, double opacity,
+                           const Clip& clip, List& list) {
+  std::vector<Element*> ordered;
+  for (const auto& child : root.children) ordered.push_back(child.get());
+  std::stable_sort(ordered.begin(), ordered.end(),
+                   [](const Element* a, const Element* b) { return a->order < b->order; });
+  for (Element* child : ordered) Collect(*child, base, opacity, clip, list);
+}
+
+Painter::List Painter::CollectAll(const StageFit& fit, qx::plexion::Dims dims) {
+  List list;
+  const cairo_rectangle_int_t plane = {0, 0, static_cast<int>(dims.width),
+                                       static_cast<int>(dims.height)};
+  cairo_matrix_t still;
+  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
+  const Box whole = {0, 0, static_cast<double>(stage_.width), static_cast<double>(stage_.height)};
+  const Clip clip = {Intersection(plane, Bounds(whole, still)), 0};
+  CollectScene(stage_.Backdrop(), still, 1, clip, list);
+  double arriving = 1;
+  if (Element* leaving = stage_.LeavingScene()) {
+    const bool fades = stage_.CurrentTransition().kind == TransitionKind::kFade;
+    if (fades) arriving = stage_.TransitionProgress();
+    CollectScene(*leaving, SceneMatrix(fit, true), fades ? 1 - arriving : 1, clip, list);
+  }
+  CollectScene(*stage_.CurrentScene(), SceneMatrix(fit, false), arriving, clip, list);
+  CollectScene(stage_.Overlay(), still, 1, clip, list);
+  return list;
+}
+
+void Painter::AddDifference(const List& before, const List& after, cairo_region_t* region) {
+  std::unordered_map<uint32_t, size_t> places;
+  for (size_t i = 0; i < before.size(); ++i) places[before[i].handle] = i;
+  size_t farthest = 0;
+  for (const Placed& now : after) {
+    const auto found = places.find(now.handle);
+    if (found == places.end()) {
+      cairo_region_union_rectangle(region, &now.bounds);
+      continue;
+    }
+    const Placed& then = before[found->second];
+    // Whatever now stands behind an element that it stood before.
+    const bool overtaken = found->second < farthest;
+    farthest = std::max(farthest, found->second);
+    places.erase(found);
+    if (!overtaken && now.revision == then.revision && now.opacity == then.opacity &&
+        SameRectangle(now.clip.box, then.clip.box) && now.clip.rounding == then.clip.rounding &&
+        memcmp(&now.matrix, &then.matrix, sizeof now.matrix) == 0) {
+      continue;
+    }
+    cairo_region_union_rectangle(region, &then.bounds);
+    cairo_region_union_rectangle(region, &now.bounds);
+  }
+  for (const auto& gone : places) cairo_region_union_rectangle(region, &before[gone.second].bounds);
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,143 @@
+// What a script may use of Lua's own libraries, with bounds on what runs long without executing an
+// instruction, where no count of instructions would ever stop it.
+#include <string.h>
+
+#include "host/player/application/Script.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr lua_Integer kMostElements = 1000000;
+constexpr size_t kLongestRepeat = 16 * 1024 * 1024;
+
+/// Calls the library's own function, which is the running one's upvalue, with all arguments.
+int CallOriginal(lua_State* state) {
+  lua_pushvalue(state, lua_upvalueindex(1));
+  lua_insert(state, 1);
+  lua_call(state, lua_gettop(state) - 1, LUA_MULTRET);
+  return lua_gettop(state);
+}
+
+int TooMany(lua_State* state) {
+  return luaL_error(state, "more than %I elements at once", kMostElements);
+}
+
+/// A table whose length is its own: a metamethod could answer anything, and each time another.
+lua_Integer PlainLength(lua_State* state, int index) {
+  luaL_checktype(state, index, LUA_TTABLE);
+  if (luaL_getmetafield(state, index, "__len") != LUA_TNIL) {
+    luaL_argerror(state, index, "a table without __len expected");
+  }
+  return static_cast<lua_Integer>(lua_rawlen(state, index));
+}
+
+int SetMetatable(lua_State* state) {
+  if (lua_type(state, 2) == LUA_TTABLE) {
+    lua_pushliteral(state, "__gc");
+    if (lua_rawget(state, 2) != LUA_TNIL) {
+      return luaL_error(state, "__gc is not available: a script has no finalizers");
+    }
+    lua_pop(state, 1);
+  }
+  return CallOriginal(state);
+}
+
+int TableInsertOrRemove(lua_State* state) {
+  if (PlainLength(state, 1) > kMostElements * 10) return TooMany(state);
+  return CallOriginal(state);
+}
+
+int TableSort(lua_State* state) {
+  if (PlainLength(state, 1) > kMostElements) return TooMany(state);
+  return CallOriginal(state);
+}
+
+/// concat(list, separator, i, j) and unpack(list, i, j) differ in where the range stands.
+template <int First>
+int TableRange(lua_State* state) {
+  const lua_Integer length = PlainLength(state, 1);
+  const lua_Integer first = luaL_optinteger(state, First, 1);
+  const lua_Integer last = luaL_optinteger(state, First + 1, length);
+  if (last >= first &&
+      static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(first) >= kMostElements) {
+    return TooMany(state);
+  }
+  return CallOriginal(state);
+}
+
+int TableMove(lua_State* state) {
+  const lua_Integer first = luaL_checkinteger(state, 2);
+  const lua_Integer last = luaL_checkinteger(state, 3);
+  if (last >= first &&
+      static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(first) >= kMostElements) {
+    return TooMany(state);
+  }
+  return CallOriginal(state);
+}
+
+int StringRepeat(lua_State* state) {
+  size_t length = 0;
+  size_t separator = 0;
+  luaL_checklstring(state, 1, &length);
+  const lua_Integer count = luaL_checkinteger(state, 2);
+  luaL_optlstring(state, 3, "", &separator);
+  const size_t each = length + separator;
+  if (count > 0 && each > 0 && static_cast<size_t>(count) > kLongestRepeat / each) {
+    return luaL_error(state, "the result would be longer than %d bytes",
+                      static_cast<int>(kLongestRepeat));
+  }
+  // Nothing, very often, is still nothing.
+  if (each == 0) {
+    lua_pushliteral(state, "");
+    return 1;
+  }
+  return CallOriginal(state);
+}
+
+/// Replaces a function of the library on top of the stack by a guard in front of it.
+void Guard(lua_State* state, const char* name, lua_CFunction guard) {
+  lua_getfield(state, -1, name);
+  lua_pushcclosure(state, guard, 1);
+  lua_setfield(state, -2, name);
+}
+
+void Withhold(lua_State* state, const char* name) {
+  lua_pushnil(state);
+  lua_setfield(state, -2, name);
+}
+
+}  // namespace
+
+void OpenSafeLibraries(lua_State* state) {
+  luaL_requiref(state, LUA_GNAME, luaopen_base, 1);
+  for (const char* name : {"collectgarbage", "dofile", "load", "loadfile", "print", "warn"}) {
+    Withhold(state, name);
+  }
+  Guard(state, "setmetatable", SetMetatable);
+  lua_pop(state, 1);
+
+  luaL_requiref(state, LUA_STRLIBNAME, luaopen_string, 1);
+  Withhold(state, "dump");
+  Guard(state, "rep", StringRepeat);
+  OpenPatterns(state);
+  lua_pop(state, 1);
+
+  luaL_requiref(state, LUA_TABLIBNAME, luaopen_table, 1);
+  Guard(state, "insert", TableInsertOrRemove);
+  Guard(state, "remove", TableInsertOrRemove);
+  Guard(state, "sort", TableSort);
+  Guard(state, "concat", TableRange<3>);
+  Guard(state, "unpack", TableRange<2>);
+  Guard(state, "move", TableMove);
+  lua_pop(state, 1);
+
+  for (const auto& library :
+       {luaL_Reg{LUA_MATHLIBNAME, luaopen_math}, luaL_Reg{LUA_UTF8LIBNAME, luaopen_utf8},
+        luaL_Reg{LUA_COLIBNAME, luaopen_coroutine}}) {
+    luaL_requiref(state, library.name, library.func, 1);
+    lua_pop(state, 1);
+  }
+}
+
+}  // namespace plexion_host::player::application
