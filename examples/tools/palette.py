@@ -2,7 +2,7 @@
 
 import math
 
-from lottie import ellipse, gradient_fill, group, path, rect
+from lottie import ellipse, fill, gradient_fill, group, path, rect, rgb
 
 NIGHT = "#050918"
 NAVY = "#0A1330"
@@ -27,6 +27,30 @@ def backdrop(width, height):
             radial=True,
         ),
     )
+
+
+def bands(width, height, stops, count=120):
+    """An opaque ground that turns from colour to colour downwards; stops as for gradients.
+
+    Plain bands instead of a gradient: rlottie mixes every pixel of a gradient with what lies
+    below, and sets those of a plain colour, which costs a tenth. Dark colours have no more
+    steps than this between them, so that it looks the same.
+    """
+    edges = [round(height * i / count) for i in range(count + 1)]
+    return [
+        group(rect(0, y, width, end - y), fill(colour_at(stops, (y + end) / 2 / height)))
+        for y, end in zip(edges, edges[1:])
+    ]
+
+
+def colour_at(stops, offset):
+    """The colour between two stops; level at the stops, so that none shows as a line."""
+    for (start, colour), (end, other) in zip(stops, stops[1:]):
+        if offset <= end:
+            part = (1 - math.cos(math.pi * (offset - start) / (end - start))) / 2
+            mixed = [round(255 * (a + (b - a) * part)) for a, b in zip(rgb(colour), rgb(other))]
+            return "#%02X%02X%02X" % tuple(mixed)
+    return stops[-1][1]
 
 
 def glow(colour, radius, strength):

@@ -34,9 +34,10 @@ from palette import (
     CORAL,
     ICE,
     MIST,
+    NIGHT,
     SKY,
     VIOLET,
-    backdrop,
+    bands,
     glow,
     glyph,
     shifted,
@@ -59,10 +60,11 @@ CENTRE = (X_LEFT + X_WIDTH / 2, TOP + NAME_HEIGHT / 2)
 
 
 def lights(movie):
-    movie.shapes("night", backdrop(WIDTH, HEIGHT))
+    sky = [(0, NIGHT), (0.5, "#12205A"), (1, NIGHT)]
+    movie.shapes("night", *bands(WIDTH, HEIGHT, sky))
     for name, colour, radius, strength, start, end in (
-        ("blue light", BLUE, 520, 0.34, (180, 640), (420, 560)),
-        ("violet light", VIOLET, 480, 0.30, (1140, 120), (900, 200)),
+        ("blue light", BLUE, 390, 0.42, (110, 650), (250, 610)),
+        ("violet light", VIOLET, 370, 0.40, (1180, 90), (1050, 130)),
     ):
         there_and_back = animate(
             (0, list(start), SWAY), (FRAMES / 2, list(end), SWAY), (FRAMES, list(start))
@@ -71,49 +73,54 @@ def lights(movie):
 
 
 def ribbons(movie):
-    """Bundles of threads that twist around each other below and above the name."""
-    for name, y, period, amplitude, turns, stops, tilt, copies in (
-        (
-            "low ribbon",
-            604,
-            1180,
-            74,
-            1,
-            [(0.0, BLUE, 0), (0.3, BLUE, 0.75), (0.7, SKY, 0.7), (1, SKY, 0)],
-            1.1,
-            13,
-        ),
-        (
-            "high ribbon",
-            128,
-            1420,
-            58,
-            -1,
-            [(0.0, VIOLET, 0), (0.35, VIOLET, 0.65), (0.75, BLUE, 0.55), (1, BLUE, 0)],
-            -0.9,
-            10,
-        ),
+    """Bundles of threads below and above the name, and loose threads that twist around them.
+
+    A thread that moves is outlined anew for each frame, one that rests is not. So the bundles
+    rest while light travels along them, and few threads are loose.
+    """
+    length, keys = WIDTH + 80, 12
+    for name, y, period, amplitude, turns, colours, tilt, copies in (
+        ("low", 604, 1180, 74, 1, (BLUE, SKY), 1.1, 11),
+        ("high", 128, 1420, 58, -1, (VIOLET, BLUE), -0.9, 9),
     ):
-        keys = 12
-        phases = [
-            (FRAMES * k / keys, wave(WIDTH + 80, period, amplitude, turns * k / keys, 16), LINEAR)
-            for k in range(keys + 1)
-        ]
-        thread = group(
-            morph(*phases), gradient_stroke(stops, (0, 0), (WIDTH + 80, 0), 1.6), position=(-40, 0)
+        first, second = colours
+        seen = animate((0, 25, EASE_OUT), (50, 100), (EXIT + 10, 100, SWAY), (FRAMES, 25))
+        light = gradient_stroke(
+            [(0, first, 0.1), (0.4, first, 0.75), (0.65, second, 0.75), (1, second, 0.1)],
+            (0, 0),
+            (0, 0),
+            1.6,
         )
-        bundle = group(
-            thread,
-            repeat(
-                copies, 100, 12, scale=(100, 85), rotation=tilt, anchor=(660, 0), position=(0, 2)
-            ),
-        )
+        ways = ((-500, 560), (500, 1560)) if turns > 0 else ((300, -400), (1460, 800))
+        for end, (x, to) in zip("se", ways):
+            light[end] = animate((0, [x, 0], SWAY), (FRAMES, [to, 0]))
         movie.shapes(
-            name,
-            bundle,
+            name + " bundle",
+            group(
+                group(path(wave(length, period, amplitude, 0, 16)), light, position=(-40, 0)),
+                repeat(
+                    copies, 90, 14, scale=(100, 85), rotation=tilt, anchor=(660, 0), position=(0, 2)
+                ),
+            ),
             position=(0, y),
-            opacity=animate((0, 25, EASE_OUT), (50, 100), (EXIT + 10, 100, SWAY), (FRAMES, 25)),
+            opacity=seen,
         )
+        fade = [(0, first, 0), (0.3, first, 0.9), (0.7, second, 0.9), (1, second, 0)]
+        for reach, ahead, width in ((0.92, 0.1, 2), (0.66, 0.32, 1.4)):
+            phases = [
+                (
+                    FRAMES * k / keys,
+                    wave(length, period, amplitude * reach, ahead + turns * k / keys, 6),
+                    LINEAR,
+                )
+                for k in range(keys + 1)
+            ]
+            movie.shapes(
+                name + " thread",
+                group(morph(*phases), gradient_stroke(fade, (0, 0), (length, 0), width)),
+                position=(-40, y),
+                opacity=seen,
+            )
 
 
 def motes(movie):
@@ -155,20 +162,23 @@ def impact(movie):
     """What the crossing throws out: light, two rings, sparks."""
     movie.shapes(
         "flash",
-        glow(AMBER, 300, 0.9),
+        glow(AMBER, 260, 0.9),
+        first=6,
+        last=76,
         position=CENTRE,
-        scale=animate(
-            (8, [20, 20], EASE_IN),
-            (CROSSING, [90, 90], EASE_OUT),
-            (80, [150, 110]),
-            (EXIT, [150, 110], SWAY),
-            (EXIT + 34, [46, 46]),
-        ),
+        scale=animate((8, [20, 20], EASE_IN), (CROSSING, [90, 90], EASE_OUT), (76, [130, 100])),
+        opacity=animate((6, 0, EASE_IN), (CROSSING, 100, EASE_OUT), (76, 0)),
+    )
+    movie.shapes(
+        "warmth",
+        glow(AMBER, 150, 0.9),
+        first=CROSSING,
+        last=EXIT + 54,
+        position=CENTRE,
         opacity=animate(
-            (6, 0, EASE_IN),
-            (CROSSING, 100, EASE_OUT),
-            (90, 8),
-            (EXIT, 8, SWAY),
+            (CROSSING, 0, EASE_OUT),
+            (70, 22),
+            (EXIT, 22, SWAY),
             (EXIT + 34, 55, EASE_OUT),
             (EXIT + 54, 0),
         ),
