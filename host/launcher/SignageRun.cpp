@@ -93,16 +93,16 @@ bool SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
 }
 
 bool SignageRun::Load(const OpenWindow& next) {
-  if (session_.windows.IsQuitting()) return false;
   const bool mayPause = IsPauseWanted(session_.kernel);
   if (firstLoad_ || !mayPause) {
-    // The service's own way; with "--pause" this waits for "go", once.
+    // The service's own way; with "--pause" this waits for "go", once. Noted before the question:
+    // whoever asks for the end from now on types "go" as well.
     session_.pausePending = firstLoad_ && mayPause;
     firstLoad_ = false;
-    const bool loaded = next.window->LoadForLFD();
+    const bool loaded = !session_.windows.IsQuitting() && next.window->LoadForLFD();
     session_.pausePending = false;
     if (!loaded) return false;
-  } else if (!next.window->LoadMVXAsync()) {
+  } else if (session_.windows.IsQuitting() || !next.window->LoadMVXAsync()) {
     return false;
   }
   session_.windows.Board().Wait([&] { return next.observer->IsReadyLocked(); });

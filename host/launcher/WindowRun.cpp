@@ -73,12 +73,15 @@ void WindowRun::RunOne() {
 }
 
 void WindowRun::WaitForGo() {
-  if (!IsPauseWanted(session_.kernel) || session_.windows.IsQuitting()) return;
-  session_.kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
+  if (!IsPauseWanted(session_.kernel)) return;
+  // Before the question: whoever asks for the end from now on types "go" as well.
   session_.pausePending = true;
-  // A run of no windows is the wait for "go" and nothing else.
-  qx::plexion::StageWindowSet none;
-  session_.service->RunStageWindowSetToCompletion(none);
+  if (!session_.windows.IsQuitting()) {
+    session_.kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
+    // A run of no windows is the wait for "go" and nothing else.
+    qx::plexion::StageWindowSet none;
+    session_.service->RunStageWindowSetToCompletion(none);
+  }
   session_.pausePending = false;
 }
 
