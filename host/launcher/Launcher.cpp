@@ -226,12 +226,12 @@ class Launcher {
                        std::vector<OpenWindow>& opened) {
     CloseWatch closeWatch(windows_);
     if (session.display != nullptr) session.display->AddEventSink(&closeWatch);
-    bool nonePlays = false;
+    int code = kExitCompleted;
     std::thread service([&] {
       pthread_setname_np(pthread_self(), "PlexionService");
       if (line_.options.signage) {
         SignageRun run(session, lines);
-        nonePlays = !run.Run();
+        if (!run.Run()) code = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
       } else {
         WindowRun run(session, opened);
         run.Run();
@@ -241,7 +241,7 @@ class Launcher {
     if (session.display != nullptr) session.display->Run();
     service.join();
     if (session.display != nullptr) session.display->RemoveEventSink(&closeWatch);
-    return nonePlays ? kExitContentError : kExitCompleted;
+    return code;
   }
 
   void DestroyAll(std::vector<OpenWindow>& opened) {

@@ -23,6 +23,9 @@ class SignageRun {
   /// reported.
   bool Run();
 
+  /// A player runtime module could not be had. After Run only.
+  bool IsRuntimeMissing() const { return opener_.IsRuntimeMissing(); }
+
  private:
   /// Opens and loads the next content that can be played, below `current` (may be null).
   /// Returns  none when the list is at its end, the end was asked for, or a whole round failed.

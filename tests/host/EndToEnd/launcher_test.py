@@ -153,6 +153,8 @@ class BadInput(Story):
         for name in ["IPlexion", "IMorvelRuntimeLib", "IGraphicsDriver"]:
             self.expect(["--modulemap", f"{name}:/absent/module.so", "red.mvx"], 3,
                         f"module {name} is not available: no library /absent/module.so")
+            self.expect(["--signage", "--loop", "--modulemap", f"{name}:/absent/module.so",
+                         "red.mvx", "blue.mvx"], 3, f"module {name} is not available: ")
 
     def test_a_wrong_key_map_exits_2_with_its_line(self):
         self.write("keys", "# fine\nnonsense\n")
