@@ -77,7 +77,13 @@ void WindowRun::WaitForGo() {
   // Before the question: whoever asks for the end from now on types "go" as well.
   session_.pausePending = true;
   if (!session_.windows.IsQuitting()) {
-    session_.kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
+    // Without a shell nobody could say it, and the service does not wait.
+    std::string error;
+    IQXModule* const shell = session_.kernel.TryAcquireModule("IShell", error);
+    if (shell != nullptr) {
+      session_.kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
+    }
+    session_.kernel.ReleaseModule(shell);
     // A run of no windows is the wait for "go" and nothing else.
     qx::plexion::StageWindowSet none;
     session_.service->RunStageWindowSetToCompletion(none);

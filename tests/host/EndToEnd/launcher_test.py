@@ -315,6 +315,13 @@ class Operator(Story):
             self.start("--pause", *contents)
             self.end()
 
+    def test_without_a_shell_nobody_waits_for_go(self):
+        for contents in (["red.mvx"], ["red.mvx", "blue.mvx"]):
+            code, out, err = self.launch("--pause", "--modulemap", "IShell:/absent/module.so",
+                                         *contents)
+            self.assertEqual(0, code, err)
+            self.assertNotIn("suspended", out)
+
 
 class Signage(Story):
     def record(self, *arguments):
