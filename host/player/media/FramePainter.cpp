@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 namespace plexion_host::player {
 
@@ -88,8 +87,12 @@ bool FramePainter::Show(GstSamplePointer frame) {
   GstCaps* caps = frame == nullptr ? nullptr : gst_sample_get_caps(frame.get());
   if (caps == nullptr || !gst_video_info_from_caps(&info, caps)) return false;
   if (GST_VIDEO_INFO_WIDTH(&info) <= 0 || GST_VIDEO_INFO_HEIGHT(&info) <= 0) return false;
+  GstBuffer* buffer = gst_sample_get_buffer(frame.get());
+  if (buffer == nullptr) return false;
   info_ = info;
-  frame_ = std::move(frame);
+  frame_.reset(gst_buffer_ref(buffer));
+  runningTime_ = gst_segment_to_running_time(gst_sample_get_segment(frame.get()), GST_FORMAT_TIME,
+                                             GST_BUFFER_PTS(buffer));
   return true;
 }
 
@@ -165,8 +168,7 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
   DrawResult result;
   if (frame_ == nullptr) return result;
   GstVideoFrame source;
-  GstBuffer* buffer = gst_sample_get_buffer(frame_.get());
-  if (buffer == nullptr || !gst_video_frame_map(&source, &info_, buffer, GST_MAP_READ)) {
+  if (!gst_video_frame_map(&source, &info_, frame_.get(), GST_MAP_READ)) {
     result.failure = "a decoded frame cannot be read";
     return result;
   }

@@ -19,11 +19,15 @@ class FramePainter {
  public:
   explicit FramePainter(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
 
-  /// Takes the frame's place in the display.
-  /// Returns  false when its format is unknown; the frame before stays then.
+  /// Makes `frame` the one that is seen. Its buffer is held until the next one; the sample around
+  /// it is the sink's, which changes it when nobody else has it. Returns  false when its format is
+  /// unknown; the frame before stays then.
   bool Show(GstSamplePointer frame);
   bool HasFrame() const { return frame_ != nullptr; }
-  GstSample* Frame() const { return frame_.get(); }
+  GstBuffer* Frame() const { return frame_.get(); }
+  /// When the frame is due, on the scale of running times; GST_CLOCK_TIME_NONE when it does not
+  /// say.
+  GstClockTime RunningTime() const { return runningTime_; }
 
   /// The frame's size in square pixels, brought down to at most 4096 a side.
   qx::plexion::Dims StageDims() const;
@@ -46,7 +50,8 @@ class FramePainter {
   bool Run(Conversion& conversion, const GstVideoFrame& source, GstVideoFrame& destination);
 
   qx::plexion::MemoryWatchdog* watchdog_;
-  GstSamplePointer frame_;
+  GstBufferPointer frame_;
+  GstClockTime runningTime_ = GST_CLOCK_TIME_NONE;
   GstVideoInfo info_ = {};
   Conversion direct_ = {};
   Conversion resize_ = {};

@@ -19,6 +19,7 @@ struct GstRelease {
   void operator()(GstPad* owned) const { gst_object_unref(owned); }
   void operator()(GstClock* owned) const { gst_object_unref(owned); }
   void operator()(GstCaps* owned) const { gst_caps_unref(owned); }
+  void operator()(GstBuffer* owned) const { gst_buffer_unref(owned); }
   void operator()(GstSample* owned) const { gst_sample_unref(owned); }
   void operator()(GstMessage* owned) const { gst_message_unref(owned); }
   void operator()(GError* owned) const { g_error_free(owned); }
@@ -35,6 +36,7 @@ using GstBusPointer = GstOwned<GstBus>;
 using GstPadPointer = GstOwned<GstPad>;
 using GstClockPointer = GstOwned<GstClock>;
 using GstCapsPointer = GstOwned<GstCaps>;
+using GstBufferPointer = GstOwned<GstBuffer>;
 using GstSamplePointer = GstOwned<GstSample>;
 using GstMessagePointer = GstOwned<GstMessage>;
 using GErrorPointer = GstOwned<GError>;

@@ -114,16 +114,16 @@ bool MediaEngine::TakeFrames() {
   if (frame == nullptr) return false;
   ++framesTaken_;
   // The first frame of playing is the one that is shown already.
-  const bool same = painter_.HasFrame() &&
-                    gst_sample_get_buffer(frame.get()) == gst_sample_get_buffer(painter_.Frame());
-  return !same && painter_.Show(std::move(frame));
+  if (gst_sample_get_buffer(frame.get()) == painter_.Frame()) return false;
+  return painter_.Show(std::move(frame));
 }
 
 bool MediaEngine::UpdateLevels() {
   const GstClockTime now = pipeline_->RunningTime();
   SoundLevel level;
   if (ended_ || !GST_CLOCK_TIME_IS_VALID(now)) return false;
-  pipeline_->Meter().At(now, level);
+  // Without a speed limit what was measured last is what is "heard".
+  pipeline_->Meter().At(request_.noSpeedLimit ? GST_CLOCK_TIME_NONE - 1 : now, level);
   double position = 0;
   double duration = 0;
   const bool known = pipeline_->Position(position) && pipeline_->Duration(duration);
@@ -139,11 +139,9 @@ DrawResult MediaEngine::Draw(const DrawTarget& target) {
 
 void MediaEngine::CountLateness() {
   const GstClockTime now = pipeline_->RunningTime();
-  const GstBuffer* buffer = gst_sample_get_buffer(painter_.Frame());
+  const GstBuffer* buffer = painter_.Frame();
   if (!GST_CLOCK_TIME_IS_VALID(now) || buffer == nullptr || host_.Settings().noSpeedLimit) return;
-  const GstSegment* segment = gst_sample_get_segment(painter_.Frame());
-  const GstClockTime due =
-      gst_segment_to_running_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+  const GstClockTime due = painter_.RunningTime();
   const GstClockTime lasts =
       GST_BUFFER_DURATION_IS_VALID(buffer) ? GST_BUFFER_DURATION(buffer) : 40 * GST_MSECOND;
   if (GST_CLOCK_TIME_IS_VALID(due) && now > due + lasts) ++framesLate_;

@@ -10,6 +10,8 @@ namespace {
 
 /// How often a wait looks up whether the content is to end.
 constexpr std::chrono::milliseconds kGlance{20};
+/// So many glances without any movement, and nothing will come any more.
+constexpr int kStill = 50;
 constexpr double kLevelPicturesPerSecond = 25;
 
 // Shares of the work of a load, in percent.
@@ -78,6 +80,7 @@ bool MediaEngine::OpenPipeline(EngineError& error) {
 }
 
 MediaEngine::Wait MediaEngine::WaitForPreroll(EngineError& error) {
+  int still = 0;
   for (;;) {
     if (host_.Cancelled()) {
       error.message = "loading was stopped";
@@ -85,7 +88,12 @@ MediaEngine::Wait MediaEngine::WaitForPreroll(EngineError& error) {
     }
     const GstMessagePointer message = pipeline_->TakeMessage(kGlance);
     ReportStage();
-    if (message == nullptr) continue;
+    if (message == nullptr) {
+      still = pipeline_->IsWorking() ? 0 : still + 1;
+      if (still < kStill) continue;
+      error = {qx::plexion::kErrorCorruptMovie, "there is nothing in it that can be played"};
+      return Wait::kFailed;
+    }
     switch (GST_MESSAGE_TYPE(message.get())) {
       case GST_MESSAGE_ERROR:
         error = faults_.FromError(message.get());

@@ -51,6 +51,7 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
   bus_.reset(gst_element_get_bus(playbin));
   gst_bus_set_sync_handler(bus_.get(), OnMessage, this, nullptr);
   turned_ = request.turned;
+  hurry_ = request.noSpeedLimit;
   if (!MakePictureSink(request, error) || !MakeSoundSink(request, error)) return false;
 
   // Frames go to our sink as they are decoded, and no subtitle is put on them unasked.
@@ -128,6 +129,25 @@ GstMessagePointer MediaPipeline::TakeMessage(std::chrono::milliseconds wait) {
   GstMessagePointer message = std::move(messages_.front());
   messages_.pop_front();
   return message;
+}
+
+bool MediaPipeline::IsWorking() const {
+  bool working = false;
+  GstIterator* elements = gst_bin_iterate_recurse(GST_BIN(playbin_.get()));
+  const GstIteratorForeachFunction look = [](const GValue* item, gpointer found) {
+    GstElement* element = GST_ELEMENT(g_value_get_object(item));
+    const GstElementForeachPadFunc lookAtPad = [](GstElement*, GstPad* pad,
+                                                  gpointer any) -> gboolean {
+      if (gst_pad_get_task_state(pad) != GST_TASK_STARTED) return TRUE;
+      *static_cast<bool*>(any) = true;
+      return FALSE;
+    };
+    gst_element_foreach_pad(element, lookAtPad, found);
+  };
+  // A pipeline that changes under the iteration is one that works.
+  const bool changed = gst_iterator_foreach(elements, look, &working) == GST_ITERATOR_RESYNC;
+  gst_iterator_free(elements);
+  return working || changed;
 }
 
 GstSamplePointer MediaPipeline::TakePreroll() {
@@ -252,6 +272,7 @@ GstPadProbeReturn MediaPipeline::OnSound(GstPad* pad, GstPadProbeInfo* info, gpo
   gst_event_parse_segment(event, &segment);
   pipeline->meter_.Measure(GST_PAD_PROBE_INFO_BUFFER(info), caps.get(), *segment);
   gst_event_unref(event);
+  if (pipeline->hurry_) pipeline->host_.RequestFrame();
   return GST_PAD_PROBE_OK;
 }
 

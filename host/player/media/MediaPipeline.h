@@ -49,6 +49,10 @@ class MediaPipeline {
     return GST_MESSAGE_SRC(message) == GST_OBJECT(playbin_.get());
   }
 
+  /// Whether any part still moves data. The framework sometimes loses the message of a part that
+  /// failed at once; then nothing moves, and nothing ever arrives.
+  bool IsWorking() const;
+
   GstSamplePointer TakePreroll();
   GstSamplePointer TakeFrame();
   bool HasPicture() const;
@@ -91,7 +95,8 @@ class MediaPipeline {
   GstElementPointer pictureSink_;
   SoundMeter meter_;
   GstState state_ = GST_STATE_NULL;
-  bool turned_ = false;
+  bool turned_ = false;  // constant after Build
+  bool hurry_ = false;   // likewise
   std::atomic<bool> wantsTurning_{false};
   std::atomic<bool> measuring_{false};
   std::atomic<int> stage_{0};
