@@ -15,7 +15,10 @@ constexpr unsigned kDirectRuns = 3000;
 
 StoryRun RunStory(const Story& story, const SimOptions& options,
                   const std::function<void(Faults&)>& faults) {
-  SimDevice device(options);
+  SimOptions own = options;
+  own.commandLine.insert(own.commandLine.end(), story.hostArguments.begin(),
+                         story.hostArguments.end());
+  SimDevice device(own);
   if (faults) faults(device.kernel.GetFaults());
   if (story.prepare) story.prepare(device);
   device.Run([&] { story.tell(device); });
@@ -130,6 +133,19 @@ Schedule Shrink(const Story& story, const SimOptions& options, const StoryRun& f
   }
   if (runs != nullptr) *runs = made;
   return best;
+}
+
+std::vector<std::string> PlatformModules() {
+  return {"IMorvelRuntimeLib", "IGraphicsDriver", "IFileSystem",  "IShell",
+          "ISystemDriver",     "ILocaleUtils",    "IMouseStream", "IUserInputDriver"};
+}
+
+Story WithoutModule(Story story, const std::string& module) {
+  story.prepare = [prepare = story.prepare, module](SimDevice& device) {
+    if (prepare) prepare(device);
+    device.Remove(module);
+  };
+  return story;
 }
 
 std::string FaultCase::ToText() const {

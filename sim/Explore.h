@@ -13,6 +13,8 @@ namespace plexion_sim {
 struct Story {
   std::string name;
   std::string summary;
+  /// Added to the host's own command line, which the kernel shows.
+  std::vector<std::string> hostArguments;
   /// Before the run: scripts, expected leaks, allowed inversions. May be empty.
   std::function<void(SimDevice&)> prepare;
   /// The thread "host". What it finds wrong by itself it reports with SimKernel::Report.
@@ -68,6 +70,11 @@ ExploreResult Explore(const Story& story, const ExploreOptions& options);
 Schedule Shrink(const Story& story, const SimOptions& options, const StoryRun& failure,
                 uint64_t* runs = nullptr);
 
+/// The platform modules that a device has.
+std::vector<std::string> PlatformModules();
+/// The story on a device that lacks this module.
+Story WithoutModule(Story story, const std::string& module);
+
 /// One way for one call to fail.
 struct FaultCase {
   Fallible operation;
@@ -75,6 +82,9 @@ struct FaultCase {
   Faults::Repeat repeat;
   std::string ToText() const;
 };
+
+/// Virtual time that a story may take when a call fails: longer than any wait with a limit.
+constexpr Nanoseconds kFaultTimeLimit = 120 * 1000 * kMillisecond;
 
 /// Every call of the story that may fail, once and for ever after. Left out: creating mutexes,
 /// which the contract promises to succeed.

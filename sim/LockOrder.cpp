@@ -27,9 +27,32 @@ void LockOrder::Allow(const std::string& one, const std::string& other) {
   allowed_.insert(Sorted(Family(one), Family(other)));
 }
 
+void LockOrder::Document(const std::vector<std::set<std::string>>& steps) {
+  for (size_t step = 0; step < steps.size(); ++step) {
+    for (const std::string& name : steps[step]) steps_[name] = step;
+  }
+}
+
+std::string LockOrder::AgainstOrder(const Lock& wanted, const std::vector<Lock>& held,
+                                    const std::string& threadName) {
+  const std::string name = Family(wanted.name);
+  const auto place = steps_.find(name);
+  if (place == steps_.end()) return "";
+  for (const Lock& before : held) {
+    const std::string earlier = Family(before.name);
+    const auto other = steps_.find(earlier);
+    if (other == steps_.end() || other->second < place->second) continue;
+    if (allowed_.count(Sorted(earlier, name)) > 0) continue;
+    if (!reportedAgainstOrder_.insert({earlier, name}).second) continue;
+    return threadName + " takes " + wanted.name + " while it holds " + before.name +
+           ", against the documented order";
+  }
+  return "";
+}
+
 std::string LockOrder::Taken(const Lock& wanted, const std::vector<Lock>& held, uint32_t thread,
                              const std::string& threadName) {
-  std::string report;
+  std::string report = AgainstOrder(wanted, held, threadName);
   for (const Lock& before : held) {
     std::set<uint32_t> others;
     std::string story = threadName + " takes " + wanted.name + " while it holds";

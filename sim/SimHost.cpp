@@ -54,7 +54,8 @@ QXError SimHost::OpenWindows(const std::vector<std::string>& arguments, unsigned
   return result;
 }
 
-StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments) {
+StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments,
+                                 const std::function<void(StageWindowParameters&)>& edit) {
   const char** argv = Keep(arguments);
   StageWindowParameters parameters{};
   service_->InitParameters(parameters);
@@ -62,6 +63,7 @@ StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments) {
                                             parameters)) {
     return nullptr;
   }
+  if (edit) edit(parameters);
   NameLocksOfNextWindows(1);
   StageWindow* window = service_->CreateStageWindow(parameters);
   device_.kernel.NameNextMutexes({});

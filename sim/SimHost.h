@@ -1,6 +1,7 @@
 #ifndef SIM_SIMHOST_H_
 #define SIM_SIMHOST_H_
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,12 @@
 #include "qx/plexion/StageWindow.h"
 #include "qx/plexion/StageWindowSet.h"
 #include "sim/SimDevice.h"
+
+namespace qx {
+namespace plexion {
+struct StageWindowParameters;
+}  // namespace plexion
+}  // namespace qx
 
 namespace plexion_sim {
 
@@ -31,8 +38,10 @@ class SimHost {
 
   /// Windows from a command line (without the program's name) into the host's one set.
   QXError OpenWindows(const std::vector<std::string>& arguments, unsigned long maxWindows = 16);
-  /// One window; null when it could not be made.
-  qx::plexion::StageWindow* OpenWindow(const std::vector<std::string>& arguments);
+  /// One window; null when it could not be made. `edit` changes what no option says.
+  qx::plexion::StageWindow* OpenWindow(
+      const std::vector<std::string>& arguments,
+      const std::function<void(qx::plexion::StageWindowParameters&)>& edit = nullptr);
   /// Runs the set; see IPlexionSets::RunStageWindowSetToCompletion.
   bool RunWindows();
   void CloseWindow(qx::plexion::StageWindow* window);

@@ -80,6 +80,7 @@ bool SimInstance::Play() {
   if (kernel_.GetFaults().Fails(Fallible::kInstancePlay)) return Answer("Play", false);
   const bool can = loadAsked_ && !IsTerminalStatus(status_);
   if (can) playWanted_ = true;
+  if (can && script_.notifiesInPlay) Notify(qx::plexion::kStatusPlaying);
   return Answer("Play", can);
 }
 

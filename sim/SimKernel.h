@@ -109,6 +109,16 @@ class SimKernel final : public IQXKernel {
   void RegisterModule(const std::string& name, IQXModule* module);
   unsigned ModuleReferences(const std::string& name) const;
 
+  // Invariants: what must hold whatever the story.
+
+  /// Called at every decision point, before the choice. It looks and may Report; it makes no call
+  /// that is a decision itself. Empty: nobody watches.
+  void SetWatcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
+  /// Told the format of every text that is printed, before its arguments are put in.
+  void SetPrintWatcher(std::function<void(const char* format)> watcher) {
+    printWatcher_ = std::move(watcher);
+  }
+
   // Asking.
 
   Journal& GetJournal() { return journal_; }
@@ -150,6 +160,8 @@ class SimKernel final : public IQXKernel {
   /// Mutexes that the current thread holds.
   size_t HeldByCurrent() const { return current_->held.size(); }
   bool HoldsMutex(const SimTask* task, const IQXKernel::Mutex* mutex) const;
+  /// Whether any thread holds it.
+  bool IsHeld(const IQXKernel::Mutex* mutex) const { return !HoldsMutex(nullptr, mutex); }
 
   // IQXKernel.
   IQXModule* AcquireModule(const char* name) override;
@@ -275,6 +287,8 @@ class SimKernel final : public IQXKernel {
 
   std::vector<const char*> argv_;
   std::string printed_;
+  std::function<void()> watcher_;
+  std::function<void(const char*)> printWatcher_;
 };
 
 class SimMutex final : public IQXKernel::Mutex {

@@ -194,6 +194,7 @@ void SimKernel::GoOn() {
 void SimKernel::Point(const char* call) {
   if (!IsRunning()) return;
   current_->call = call;
+  if (watcher_) watcher_();
   if (live_.size() == 1 && options_.latePermille == 0) return;
   GoOn();
 }
@@ -206,6 +207,7 @@ void SimKernel::BlockUntil(const char* call, SimTask::Waits waits, const void* o
   self->waitsFor = object;
   self->signalled = false;
   self->deadline = DeadlineOf(timeout);
+  if (watcher_) watcher_();
   GoOn();
   self->waits = SimTask::Waits::kNot;
   self->waitsFor = nullptr;

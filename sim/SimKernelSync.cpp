@@ -46,7 +46,8 @@ void SimKernel::DestroyMutex(IQXKernel::Mutex* object) {
   }
   for (const SimTask* task : live_) {
     if (task->waits == SimTask::Waits::kForMutex && task->waitsFor == mutex) {
-      Report(FindingKind::kLockMisuse,
+      // The waiter is about to use it.
+      Report(FindingKind::kUseAfterDestroy,
              mutex->name_ + " is destroyed while " + task->name + " waits for it");
     }
   }
@@ -173,7 +174,8 @@ void SimKernel::DestroyEvent(IQXKernel::Event* object) {
   }
   for (const SimTask* task : live_) {
     if (task->waits == SimTask::Waits::kForEvent && task->waitsFor == event && !task->signalled) {
-      Report(FindingKind::kLockMisuse,
+      // The waiter is about to use it.
+      Report(FindingKind::kUseAfterDestroy,
              event->name_ + " is destroyed while " + task->name + " waits for it");
     }
   }

@@ -95,6 +95,7 @@ void SimKernel::Printf(const char* format, ...) {
 
 void SimKernel::PrintfV(const char* format, va_list arguments) {
   Minor("Printf");
+  if (printWatcher_) printWatcher_(format);
   va_list again;
   va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);

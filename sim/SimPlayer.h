@@ -45,6 +45,7 @@ struct PlayerScript {
   unsigned long allocatesOnLoad = 0;  ///< bytes through the watchdog, kept until the end
   unsigned long allocatesPerFrame = 0;
   bool acceptsRenderPlane = true;
+  bool notifiesInPlay = false;  ///< breaks the contract: kStatusPlaying from inside Play
 
   /// Announced between two frames: the frame's number (from 1) and the status.
   std::vector<std::pair<unsigned, qx::plexion::StageWindowStatus>> announces;

@@ -90,6 +90,7 @@ bool StageWindowImpl::Configure(const StageWindowParameters& newParameters) {
   // configured once: an earlier instance and watchdog would be lost.
   MorvelInstance* player = runtimeLib->CreateMorvelInstance(this);
   instance = player;
+  drawingInstance = player;
   if (player == nullptr) return FailWith(kErrorModuleUnavailable);
   memoryWatchdog =
       new (nullptr, 0, QX_NEW_DELETE) StageWindowMemoryWatchdog(this, newParameters.memoryLimit);

@@ -85,7 +85,7 @@ StageWindowStatus StageWindowImpl::ResizeThroughDriver(const Dims& dims) {
   if (!graphicsDriver->ResizeRenderPlane(parameters.renderPlane, newRender, this)) {
     return kInfoRenderPlaneResizeFailed;
   }
-  MorvelInstance* player = instance;
+  MorvelInstance* player = drawingInstance;
   if (player != nullptr) player->SetRenderPlane(parameters.renderPlane);
   return kInfoWindowResized;
 }

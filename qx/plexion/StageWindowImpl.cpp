@@ -30,6 +30,7 @@ StageWindowImpl::StageWindowImpl(IPlexionImpl* service)
       graphicsDriver(nullptr),
       runtimeLib(nullptr),
       instance(nullptr),
+      drawingInstance(nullptr),
       geometryLock(nullptr),
       pendingDims{0, 0},
       pendingPoint{0, 0},

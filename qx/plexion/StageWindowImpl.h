@@ -156,6 +156,10 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   /// Owned through runtimeLib. Changed under stateLock; Terminate, the proxy update, resizes and
   /// GetRectOnScreen read it without, since another thread may hold the lock for long.
   std::atomic<core::morvellib::MorvelInstance*> instance;
+  /// The same while the window is being destroyed: a resize between two frames of a dying player
+  /// must still hand it the new plane, since the driver may have destroyed the old one. Valid until
+  /// the player's thread has ended.
+  std::atomic<core::morvellib::MorvelInstance*> drawingInstance;
 
   IQXKernel::Mutex* geometryLock;  ///< guards notifiers and the pending geometry
   Dims pendingDims;

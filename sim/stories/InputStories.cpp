@@ -17,7 +17,10 @@ void KeyMaster(SimDevice& device, SimHost& host) {
     if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
     window->Play();
   }
-  for (StageWindow* window : windows) host.WaitFor(window, qx::plexion::kStatusPlaying);
+  for (StageWindow* window : windows) {
+    const bool playing = host.WaitFor(window, qx::plexion::kStatusPlaying, 1000 * kMillisecond);
+    if (!Expect(device, playing, "all play")) return;
+  }
   host.RunForMs(5);
   SimInstance* master = host.Player(windows[1]);
   bool done = false;
@@ -56,9 +59,57 @@ void UnloadWithWorker(SimDevice& device, SimHost& host) {
   host.RunForMs(25);
 }
 
+/// Every mode of the key simulator, each with a service of its own, since the first key fixes it.
+/// A window goes while the other's key is held or its key up waits.
+void KeyModes(SimDevice& device) {
+  for (const int mode : {0, 1, 2, 7}) {
+    SimHost host(device, {IQXModule_IPlexion_ModuleLoad, IQXModule_IPlexion_ModuleUnload});
+    if (!Expect(device, host.LoadService() != nullptr, "the service is made")) return;
+    WatchService(device, host.Service());
+    host.Service()->SetKeyInputMode(static_cast<qx::plexion::KeyInputMode>(mode), 30 * kMillisecond,
+                                    20 * kMillisecond);
+    StageWindow* first = host.OpenWindow({"a.mvx"});
+    StageWindow* second = host.OpenWindow({"b.mvx"});
+    if (Expect(device,
+               first != nullptr && second != nullptr && first->CreatePlanes() &&
+                   second->CreatePlanes(),
+               "planes are made")) {
+      first->Play();
+      second->Play();
+      host.RunForMs(5);
+      host.KeyDown(38);
+      host.KeyDown(38);
+      host.RunForMs(55);
+      host.KeyUp(38);
+      Expect(device,
+             !host.Service()->SetKeyInputMode(qx::plexion::kKeyInputModeDirect, 0, 0) ||
+                 (!first->IsActiveStageWindow() && !second->IsActiveStageWindow()),
+             "the mode is fixed by the first key");
+      host.KeyDown(40);
+      host.CloseWindow(second->IsActiveStageWindow() ? first : second);
+      host.RunForMs(25);
+    }
+    UnwatchService(device);
+    host.UnloadService();
+  }
+}
+
 }  // namespace
 
 std::vector<Story> InputStories() {
+  Story keyModes;
+  keyModes.name = "key-modes";
+  keyModes.summary = "all modes of the key simulator; a window goes while another's key waits";
+  keyModes.prepare = [](SimDevice& device) {
+    WatchTexts(device);
+    WatchLocks(device);
+    AllowDroppedKeyEvents(device, 2);
+    device.graphics.screen = {64, 32};
+    device.player.usual.authored = {8, 4};
+    device.player.usual.frames = 0;
+    device.player.usual.frameTime = 40 * kMillisecond;
+  };
+  keyModes.tell = KeyModes;
   const auto endless = [](SimDevice& device) { device.player.usual.frames = 0; };
   return {
       ServiceStory("key-master", "three windows, a key master, keys and pointer from two threads",
@@ -68,6 +119,7 @@ std::vector<Story> InputStories() {
           [](SimDevice& device) { device.player.usual.frames = 5; }, Repeats),
       ServiceStory("unload-with-worker", "unload while the key simulator's thread runs", nullptr,
                    UnloadWithWorker),
+      keyModes,
   };
 }
 

@@ -1,16 +1,11 @@
 #include "sim/stories/Stories.h"
 
-extern "C" {
-IQXModule* IQXModule_IPlexion_ModuleLoad();
-void IQXModule_IPlexion_ModuleUnload(IQXModule* module);
-}
-
 namespace plexion_sim {
 
 const std::vector<Story>& Stories() {
   static const std::vector<Story> stories = [] {
     std::vector<Story> all;
-    for (const auto& some : {WindowStories(), InputStories()}) {
+    for (const auto& some : {WindowStories(), RunStories(), GeometryStories(), InputStories()}) {
       all.insert(all.end(), some.begin(), some.end());
     }
     return all;
@@ -21,6 +16,9 @@ const std::vector<Story>& Stories() {
 const Story* FindStory(const std::string& name) {
   for (const Story& story : Stories()) {
     if (story.name == name) return &story;
+  }
+  for (const HostCase& left : CasesLeftToHost()) {
+    if (left.story.name == name) return &left.story;
   }
   return nullptr;
 }
@@ -37,6 +35,8 @@ Story ServiceStory(const std::string& name, const std::string& summary,
   story.name = name;
   story.summary = summary;
   story.prepare = [prepare](SimDevice& device) {
+    WatchTexts(device);
+    WatchLocks(device);
     device.graphics.screen = {64, 32};
     device.player.usual.authored = {8, 4};
     device.player.usual.frames = 2;
@@ -46,7 +46,10 @@ Story ServiceStory(const std::string& name, const std::string& summary,
   story.tell = [tell](SimDevice& device) {
     SimHost host(device, {IQXModule_IPlexion_ModuleLoad, IQXModule_IPlexion_ModuleUnload});
     if (!Expect(device, host.LoadService() != nullptr, "the service is made")) return;
+    WatchService(device, host.Service());
     tell(device, host);
+    host.CloseWindows();
+    UnwatchService(device);
     host.UnloadService();
   };
   return story;

@@ -7,16 +7,33 @@
 
 #include "sim/Explore.h"
 #include "sim/SimHost.h"
+#include "sim/stories/Invariants.h"
+
+extern "C" {
+IQXModule* IQXModule_IPlexion_ModuleLoad();
+void IQXModule_IPlexion_ModuleUnload(IQXModule* module);
+}
 
 namespace plexion_sim {
 
 /// All stories of the service, by name. Each must go well in every order of its threads.
 const std::vector<Story>& Stories();
-/// Null for an unknown name.
+
+/// A way to use the service that its contract leaves to the host to avoid, and how the device finds
+/// it.
+struct HostCase {
+  Story story;
+  FindingKind kind;
+  std::string part;  ///< of the finding's text
+};
+/// Told in docs/concurrency.md.
+const std::vector<HostCase>& CasesLeftToHost();
+
+/// A story of either kind; null for an unknown name.
 const Story* FindStory(const std::string& name);
 
 /// A story with the service loaded before it and unloaded after it, a small screen and small
-/// content.
+/// content, and all invariants watched.
 Story ServiceStory(const std::string& name, const std::string& summary,
                    std::function<void(SimDevice&)> prepare,
                    std::function<void(SimDevice&, SimHost&)> tell);
@@ -27,6 +44,8 @@ bool Expect(SimDevice& device, bool holds, const std::string& what);
 
 // By subject.
 std::vector<Story> WindowStories();
+std::vector<Story> RunStories();
+std::vector<Story> GeometryStories();
 std::vector<Story> InputStories();
 
 }  // namespace plexion_sim

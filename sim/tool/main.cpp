@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cinttypes>
@@ -26,7 +27,8 @@ constexpr char kUsage[] =
     "       plexion-sim explore STORY [--strategy random|pct|dfs] [--count N] [--seed N]\n"
     "                   [--preemptions K] [--count-all] [--sync-only] [--late] [--save FILE]\n"
     "       plexion-sim replay FILE [--journal FILE]\n"
-    "       plexion-sim faults STORY [--seed N]\n"
+    "       plexion-sim faults STORY|all [--seed N]\n"
+    "       plexion-sim modules\n"
     "\n"
     "  --late        the clock may jump although somebody could run\n"
     "  --count-all   dfs: every choice but the usual one counts as a preemption\n"
@@ -106,7 +108,11 @@ void PrintTable(const StoryRun& run) {
 
 int List() {
   for (const Story& story : Stories()) {
-    std::printf("%-24s %s\n", story.name.c_str(), story.summary.c_str());
+    std::printf("%-28s %s\n", story.name.c_str(), story.summary.c_str());
+  }
+  std::printf("\nleft to the host; each is found to go wrong:\n");
+  for (const HostCase& left : CasesLeftToHost()) {
+    std::printf("%-28s %s\n", left.story.name.c_str(), left.story.summary.c_str());
   }
   return 0;
 }
@@ -240,23 +246,58 @@ int FailCalls(const Story& story, Arguments& arguments) {
   SimOptions options;
   options.journal = false;
   options.seed = arguments.Number("--seed", 1);
+  options.timeLimit = kFaultTimeLimit;
   if (!arguments.error.empty()) return Usage(arguments.error);
   const std::vector<FaultCase> cases = FaultCases(story, options);
   unsigned bad = 0;
+  unsigned left = 0;
+  unsigned changed = 0;
+  unsigned sites = 0;
   for (const FaultCase& fault : cases) {
-    // What the story itself expected is void when a call fails.
-    std::istringstream lines(FailCall(story, options, fault));
-    std::string rest;
-    for (std::string line; std::getline(lines, line);) {
-      if (line.find(": expected: ") == std::string::npos) rest += "  " + line + "\n";
+    const std::string findings = FailCall(story, options, fault);
+    bool leftToHost = false;
+    const std::string rest = UnexpectedFindings(fault, findings, &leftToHost);
+    if (fault.repeat == Faults::Repeat::kOnce) ++sites;
+    if (leftToHost) {
+      ++left;
+    } else if (!rest.empty()) {
+      ++bad;
+      std::printf("%s:\n%s", fault.ToText().c_str(), rest.c_str());
+    } else if (!findings.empty()) {
+      ++changed;
     }
-    if (rest.empty()) continue;
-    ++bad;
-    std::printf("%s:\n%s", fault.ToText().c_str(), rest.c_str());
   }
-  std::printf("%s: %zu ways for a call to fail, %u with findings\n", story.name.c_str(),
-              cases.size(), bad);
+  std::printf(
+      "%-24s %5u calls, %5zu ways to fail: %5zu unnoticed, %4u refused cleanly, %2u left to the "
+      "host, %u wrong\n",
+      story.name.c_str(), sites, cases.size(), cases.size() - changed - left - bad, changed, left,
+      bad);
   return bad == 0 ? 0 : 1;
+}
+
+/// Every story once with each platform module absent: a row each.
+int MissingModules() {
+  const std::vector<std::string> modules = PlatformModules();
+  std::printf("%-24s", "");
+  for (const std::string& module : modules) std::printf(" %s", module.c_str());
+  std::printf("\n");
+  bool bad = false;
+  for (const Story& story : Stories()) {
+    std::printf("%-24s", story.name.c_str());
+    std::string wrong;
+    for (const std::string& module : modules) {
+      SimOptions options;
+      options.journal = false;
+      const StoryRun run = RunStory(WithoutModule(story, module), options);
+      const std::string rest = UnexpectedFindings(run.findings);
+      const char* outcome = run.findings.empty() ? "well" : rest.empty() ? "refused" : "WRONG";
+      std::printf(" %-*s", static_cast<int>(module.size()), outcome);
+      if (!rest.empty()) wrong += "  without " + module + ":\n" + rest;
+    }
+    std::printf("\n%s", wrong.c_str());
+    bad = bad || !wrong.empty();
+  }
+  return bad ? 1 : 0;
 }
 
 int Main(int argc, char** argv) {
@@ -265,10 +306,17 @@ int Main(int argc, char** argv) {
   if (arguments.words.empty()) return Usage("no command; expected list, run, explore, replay");
   const std::string command = arguments.words[0];
   if (command == "list" && arguments.words.size() == 1) return List();
+  if (command == "modules" && arguments.words.size() == 1) return MissingModules();
   if (arguments.words.size() != 2) return Usage("'" + command + "' with the wrong arguments");
   if (command == "replay") return Replay(arguments.words[1], arguments);
   if (command != "run" && command != "explore" && command != "faults") {
-    return Usage("unknown command '" + command + "'; expected list, run, explore, replay, faults");
+    return Usage("unknown command '" + command +
+                 "'; expected list, run, explore, replay, faults, modules");
+  }
+  if (command == "faults" && arguments.words[1] == "all") {
+    int status = 0;
+    for (const Story& each : Stories()) status = std::max(status, FailCalls(each, arguments));
+    return status;
   }
   const Story* story = FindStory(arguments.words[1]);
   if (story == nullptr) {

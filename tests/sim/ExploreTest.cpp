@@ -5,7 +5,6 @@
 #include <set>
 
 #include "sim/Explore.h"
-#include "sim/stories/Stories.h"
 
 namespace plexion_sim {
 namespace {
@@ -123,27 +122,6 @@ TEST(FaultCasesTest, ListEachCallOnceAndForEver) {
             "Allocate number 2 fails once\nAllocate number 2 and all later ones fail\n"
             "AcquireModule number 1 fails once\nAcquireModule number 1 and all later ones fail\n");
 }
-
-class StoriesTest : public ::testing::TestWithParam<Story> {};
-
-TEST_P(StoriesTest, GoWellInManyOrders) {
-  for (const Strategy strategy : {Strategy::kRandom, Strategy::kPct}) {
-    ExploreOptions options;
-    options.strategy = strategy;
-    options.count = 100;
-    const ExploreResult result = Explore(GetParam(), options);
-    EXPECT_EQ(result.failure.findings, "") << "seed " << result.seed;
-    EXPECT_EQ(result.runs, options.count);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(All, StoriesTest, ::testing::ValuesIn(Stories()), [](const auto& story) {
-  std::string name = story.param.name;
-  for (char& c : name) {
-    if (c == '-') c = '_';
-  }
-  return name;
-});
 
 }  // namespace
 }  // namespace plexion_sim

@@ -1,0 +1,142 @@
+#include "sim/stories/Invariants.h"
+
+#include <memory>
+#include <sstream>
+
+#include "qx/plexion/IPlexionImpl.h"
+#include "qx/plexion/PlexionKeyEventSimulator.h"
+
+namespace plexion_sim {
+
+using qx::plexion::IPlexionImpl;
+using qx::plexion::StageWindow;
+
+namespace {
+
+// Every format that the service hands to Printf, but those of its usage text, which no story asks
+// for. Log readers know these by heart, so a new one is a decision.
+const char* const kTexts[] = {
+    "Plexion\nPlays movies and applications in stage windows on the display.\nVersion %s\n",
+    "Using: %s\n",
+    "QXPROFILE: %s:%d: %ldms for %s\n",
+    "Desired locale: ",
+    "Locale set to: ",
+    "%s",
+    "\n",
+    "Source file loaded: %d\n",
+    "Begin play: %d\n",
+    "First screen update %d\n",
+    "Shutdown complete %d\n",
+    "Plexion suspended until you use the \"go\" command.\n",
+    "Usage: go --rundefault | CONTENT_URL [ ZOR_BASE_URL ]\n",
+    "RED ALERT: IPlexionImpl - no Plexion data directory; see docs for limitations\n",
+    "YELLOW ALERT: scaling content dims to fit output device\n"
+    "    MVX-authored dims: (%d, %d) scaled content dims: (%d, %d)\n",
+    "YELLOW ALERT: Resize request failed. Reason: could not acquire Graphics driver\n",
+    "YELLOW ALERT: Resize request failed. Reason: Too Big\n",
+    "YELLOW ALERT: Resize request failed. Reason: Too Small\n",
+    "YELLOW ALERT: StageWindow exceeded memlimit of %d bytes\n",
+};
+
+/// Calls that may fail in a way that the contract leaves to the host: nobody tells the window.
+struct LeftToHost {
+  Fallible operation;
+  const char* kind;
+  const char* part;
+};
+const LeftToHost kLeftToHost[] = {
+    {Fallible::kInstanceLoad, "deadlock", "waits for event"},
+    {Fallible::kInstanceLoad, "run away", "waits for event"},
+    {Fallible::kInstancePlay, "deadlock", "waits for event"},
+    {Fallible::kInstancePlay, "run away", "waits for event"},
+    {Fallible::kInstancePlay, "run away", "host sleeps"},  // the set runner asks again for ever
+    {Fallible::kShellRegisterCommand, "deadlock", "waits for event"},
+    {Fallible::kShellRegisterCommand, "run away", "waits for event"},
+    {Fallible::kShellStart, "deadlock", "waits for event"},
+    {Fallible::kShellStart, "run away", "waits for event"},
+    {Fallible::kInstanceSetRenderPlane, "use after destroy", "render"},
+};
+
+bool Listed(const IPlexionImpl& service, const StageWindow* window) {
+  for (unsigned i = 0; i < service.stageWindows.Count(); ++i) {
+    if (service.stageWindows[i] == window) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void WatchTexts(SimDevice& device) {
+  device.kernel.SetPrintWatcher([&device](const char* format) {
+    for (const char* text : kTexts) {
+      if (std::string(text) == format) return;
+    }
+    device.kernel.Report(FindingKind::kContract,
+                         "prints '" + std::string(format) + "', which is none of its texts");
+  });
+}
+
+void WatchLocks(SimDevice& device) {
+  device.kernel.GetLockOrder().Document(
+      {{"stageWindowLock"},
+       {"stateLock"},
+       {"geometryLock"},
+       {"keySimulatorLock", "watchdogLock", "dataDirectoryLock"}});
+}
+
+void AllowGeometryBeforeState(SimDevice& device) {
+  device.kernel.GetLockOrder().Allow("stateLock", "geometryLock");
+}
+
+void WatchService(SimDevice& device, qx::plexion::IPlexionSets* made) {
+  auto* service = static_cast<IPlexionImpl*>(made);
+  auto reported = std::make_shared<bool>(false);
+  device.kernel.SetWatcher([&device, service, reported] {
+    // In the middle of a change.
+    if (*reported || device.kernel.IsHeld(service->stageWindowLock)) return;
+    const char* wrong = nullptr;
+    if (service->activeStageWindow != nullptr && !Listed(*service, service->activeStageWindow)) {
+      wrong = "active window";
+    } else if (service->keyMaster != nullptr && !Listed(*service, service->keyMaster)) {
+      wrong = "key master";
+    }
+    if (wrong == nullptr) return;
+    *reported = true;
+    device.kernel.Report(FindingKind::kContract,
+                         "the " + std::string(wrong) + " is no window of the service's list");
+  });
+}
+
+void UnwatchService(SimDevice& device) { device.kernel.SetWatcher(nullptr); }
+
+void AllowDroppedKeyEvents(SimDevice& device, unsigned count) {
+  constexpr unsigned long kTrackedHeader = 8;
+  device.kernel.AllowLeak("key ups of other windows, dropped when one window's are cleared",
+                          sizeof(qx::plexion::KeyEventData) + kTrackedHeader, count);
+}
+
+std::string UnexpectedFindings(const std::string& findings) {
+  std::istringstream lines(findings);
+  std::string rest;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find(": expected: ") == std::string::npos) rest += line + "\n";
+  }
+  return rest;
+}
+
+std::string UnexpectedFindings(const FaultCase& fault, const std::string& findings,
+                               bool* leftToHost) {
+  const std::string rest = UnexpectedFindings(findings);
+  for (const LeftToHost& known : kLeftToHost) {
+    if (known.operation != fault.operation ||
+        rest.compare(0, std::string(known.kind).size(), known.kind) != 0) {
+      continue;
+    }
+    if (rest.find(known.part) == std::string::npos) continue;
+    if (leftToHost != nullptr) *leftToHost = true;
+    return "";
+  }
+  return rest;
+}
+
+}  // namespace plexion_sim
