@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "host/pointer/RemoteInput.h"
@@ -22,6 +23,7 @@ namespace plexion_host {
 namespace {
 
 constexpr qx::plexion::Dims kDimsWithoutScreen{64, 64};
+constexpr int kNoDescriptorsPauseMs = 100;
 
 void SayNothing(const char*, ...) {}
 
@@ -209,7 +211,12 @@ void RfbServer::WaitForWork() {
 void RfbServer::AcceptClients() {
   for (;;) {
     const int fd = accept4(settings_.listenSocket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (fd < 0) return;
+    if (fd < 0) {
+      // Out of descriptors, a caller stays at the door and poll returns at once: not a busy loop.
+      pollfd wake{wake_, POLLIN, 0};
+      if (errno == EMFILE || errno == ENFILE) poll(&wake, 1, kNoDescriptorsPauseMs);
+      return;
+    }
     const int watch = clients_ < kMaxClients ? dup(fd) : -1;
     if (watch < 0) {
       close(fd);

@@ -13,6 +13,8 @@
 namespace plexion_host {
 namespace {
 
+constexpr int kNoDescriptorsPauseMs = 100;
+
 bool LooksLikeTheEnd(const std::string& line) {
   return line == "OK" || line.compare(0, 5, "ERROR") == 0;
 }
@@ -78,7 +80,12 @@ void SocketServer::Serve() {
 void SocketServer::AcceptClients() {
   for (;;) {
     const int fd = accept4(socket_.Fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (fd < 0) return;
+    if (fd < 0) {
+      // Out of descriptors, a caller stays at the door and poll returns at once: not a busy loop.
+      pollfd wake{wake_.Fd(), POLLIN, 0};
+      if (errno == EMFILE || errno == ENFILE) poll(&wake, 1, kNoDescriptorsPauseMs);
+      return;
+    }
     if (clients_.size() < kMaxClients) {
       clients_.emplace_back();
       clients_.back().fd = fd;
