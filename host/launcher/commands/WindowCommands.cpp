@@ -83,10 +83,13 @@ bool Activate(CommandContext& context, const Arguments& arguments, std::string& 
 bool Move(CommandContext& context, const Arguments& arguments, std::string& error) {
   const Point point{static_cast<uint32_t>(arguments.numbers[1]),
                     static_cast<uint32_t>(arguments.numbers[2])};
+  // Through the plane, not through the window: StageWindow::MoveTo tells observers with geometryLock
+  // held, which asks for stateLock, while a window that becomes active on another thread holds
+  // stateLock and wants geometryLock. The driver's operation takes no lock of the window, and what
+  // GetRectOnScreen answers is read from the plane.
   return OnWindow(context, arguments, Needs::kPlane, error,
-                  [&](const HostWindow& window, OutputPlane*) {
-                    window.window->MoveTo(point);  // answers false whatever comes of it
-                    return std::string();
+                  [&](const HostWindow&, OutputPlane* plane) {
+                    return plane->MoveTo(point) ? std::string() : "the driver refuses";
                   });
 }
 
@@ -109,9 +112,9 @@ bool Resize(CommandContext& context, const Arguments& arguments, std::string& er
                     if (!playing && window.status != qx::plexion::kStatusPaused) {
                       return NoFrom(window, "resized", context);
                     }
-                    // What plays is resized by its own thread between two frames; what is paused
-                    // has no next frame.
-                    window.window->Resize(dims, playing);
+                    // Deferred, also when paused: the player's thread resizes between two frames
+                    // with no lock of the window held. At once would be the same trap as a move.
+                    window.window->Resize(dims, true);
                     return std::string();
                   });
 }

@@ -14,6 +14,7 @@ namespace plexion_host {
 class FakeOutputPlane final : public qx::platform::OutputPlane {
  public:
   std::vector<std::string> calls;
+  bool willing = true;  ///< to be moved
 
   qx::plexion::Dims GetDims() override { return {640, 360}; }
   uint32_t GetPixelFormat() override { return qx::platform::kPixelFormat32; }
@@ -22,7 +23,11 @@ class FakeOutputPlane final : public qx::platform::OutputPlane {
   void UnlockPixels() override {}
   qx::platform::DrawingContext* GetDrawingContext() override { return nullptr; }
   void ShowRegion(const qx::plexion::Rect&) override {}
-  bool MoveTo(const qx::plexion::Point&) override { return true; }
+  bool MoveTo(const qx::plexion::Point& point) override {
+    calls.push_back("move " + std::to_string(static_cast<int32_t>(point.x)) + "," +
+                    std::to_string(static_cast<int32_t>(point.y)));
+    return willing;
+  }
   qx::plexion::Rect GetRect() override { return {static_cast<uint32_t>(-8), 9, 640, 360}; }
   void SetVisible(bool) override {}
   bool IsVisible() override { return true; }
