@@ -27,8 +27,6 @@ constexpr KnownPackage kPackages[] = {
     {"audio/x-mod", "gstreamer1.0-plugins-bad"},
     {"video/x-dirac", "gstreamer1.0-plugins-bad"},
     {"video/mpegts", "gstreamer1.0-plugins-bad"},
-    {"video/mpeg, mpegversion=(int)1, systemstream=(boolean)true", "gstreamer1.0-plugins-bad"},
-    {"video/mpeg, mpegversion=(int)2, systemstream=(boolean)true", "gstreamer1.0-plugins-bad"},
     {"video/x-ms-asf", "gstreamer1.0-plugins-ugly"},
     {"application/vnd.rn-realmedia", "gstreamer1.0-plugins-ugly"},
     {"audio/x-sid", "gstreamer1.0-plugins-ugly"},
@@ -39,9 +37,12 @@ constexpr KnownPackage kPackages[] = {
 };
 
 const char* PackageOf(const std::string& type, const std::string& details) {
+  // A stream of several streams, not a codec's.
+  if (details.find("systemstream=(boolean)true") != std::string::npos) {
+    return "gstreamer1.0-plugins-bad";
+  }
   for (const KnownPackage& known : kPackages) {
-    if (std::string_view(details).substr(0, known.start.size()) == known.start ||
-        std::string_view(type).substr(0, known.start.size()) == known.start) {
+    if (std::string_view(type).substr(0, known.start.size()) == known.start) {
       return known.package;
     }
   }

@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""Compares playing one H.264 file with other players on this machine, under Xvfb.
+
+usage: bench/media_compare.py [--rounds N] [--seconds S] [--plexion LAUNCHER]
+
+Needs ffmpeg, Xvfb, gst-launch-1.0 with ximagesink (gstreamer1.0-x), and mpv. The file
+is 1280x720 at 30 frames a second, with sound. All players run once a round, in turn, so that what
+else the machine does hits them alike. Printed are medians over the rounds, and ratios to gst-launch:
+seconds of processor time, peak memory (VmHWM), and milliseconds from the start of the process until
+the first pixel on the screen is the clip's.
+"""
+
+import argparse
+import os
+import shutil
+import statistics
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+WIDTH, HEIGHT = 1280, 720
+
+
+def make_clip(path, seconds):
+    subprocess.run(
+        ["ffmpeg", "-nostdin", "-loglevel", "error", "-y", "-f", "lavfi", "-i",
+         f"testsrc2=size={WIDTH}x{HEIGHT}:rate=30:duration={seconds}", "-f", "lavfi", "-i",
+         f"sine=frequency=440:duration={seconds}", "-c:v", "libx264", "-pix_fmt", "yuv420p",
+         "-preset", "fast", "-c:a", "aac", path], check=True)
+
+
+class Screen:
+    """Xvfb whose pixels are a file that can be read at any time."""
+
+    def __init__(self, folder):
+        self.file = os.path.join(folder, "Xvfb_screen0")
+        read, write = os.pipe()
+        self.process = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{WIDTH}x{HEIGHT}x24",
+             "-fbdir", folder, "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL)
+        os.close(write)
+        self.name = ":" + os.read(read, 16).decode().strip()
+        os.close(read)
+        with open(self.file, "rb") as screen:
+            head = screen.read(256)
+        header, colours = struct.unpack(">I", head[:4])[0], struct.unpack(">I", head[76:80])[0]
+        self.offset = header + colours * 12
+        self.pitch = struct.unpack(">I", head[48:52])[0]
+
+    def has_picture(self):
+        """Whether a row in the middle shows several bright colours."""
+        with open(self.file, "rb") as screen:
+            screen.seek(self.offset + self.pitch * (HEIGHT // 2))
+            row = screen.read(self.pitch)
+        pixels = {row[i:i + 3] for i in range(0, WIDTH * 4, 64)}
+        return sum(max(pixel) > 150 for pixel in pixels) >= 3
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+
+
+def clear(screen):
+    """Waits until nothing of the last player is left."""
+    for _ in range(500):
+        if not screen.has_picture():
+            return
+        time.sleep(0.01)
+
+
+def peak_kilobytes(pid):
+    try:
+        with open(f"/proc/{pid}/status") as status:
+            for line in status:
+                if line.startswith("VmHWM:"):
+                    return int(line.split()[1])
+    except OSError:
+        pass
+    return 0
+
+
+def run(command, environment, screen):
+    clear(screen)
+    begin = time.monotonic()
+    process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    first, peak, looked = None, 0, 0.0
+    while True:
+        pid, status, usage = os.wait4(process.pid, os.WNOHANG)
+        if pid:
+            process.returncode = status
+            break
+        now = time.monotonic()
+        if first is None and screen.has_picture():
+            first = now - begin
+        if now - looked > 0.2:
+            peak, looked = max(peak, peak_kilobytes(process.pid)), now
+        time.sleep(0.002 if first is None else 0.05)
+    return usage.ru_utime + usage.ru_stime, (first or float("nan")) * 1000, peak / 1024, status
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+    parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--seconds", type=int, default=10)
+    parser.add_argument("--plexion", default=os.path.join(root, "build/release/bin/plexion"))
+    parser.add_argument("--other", help="a second build of plexion, to compare with")
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory() as folder:
+        clip = os.path.join(folder, "clip.mp4")
+        make_clip(clip, options.seconds)
+        screen = Screen(folder)
+        environment = dict(os.environ, DISPLAY=screen.name, GST_PLUGIN_FEATURE_RANK="")
+        players = {
+            "gst-launch": ["gst-launch-1.0", "-q", "playbin", "uri=file://" + clip,
+                           "video-sink=ximagesink"],
+            "plexion": [options.plexion, "--display", "window", clip],
+            "mpv": ["mpv", "--no-config", "--really-quiet", "--vo=x11", "--hwdec=no", clip],
+            "ffplay": ["ffplay", "-autoexit", "-loglevel", "quiet", clip],
+        }
+        if options.other:
+            players["other"] = [options.other, "--display", "window", clip]
+        missing = [name for name, command in players.items() if shutil.which(command[0]) is None]
+        for name in missing:
+            print(f"media_compare: no {players.pop(name)[0]} here", file=sys.stderr)
+        results = {name: [] for name in players}
+        # One round to warm caches and plugin registries.
+        for turn in range(options.rounds + 1):
+            for name, command in players.items():
+                result = run(command, environment, screen)
+                if result[3] != 0:
+                    print(f"media_compare: {name} ended with status {result[3]}", file=sys.stderr)
+                if turn > 0:
+                    results[name].append(result)
+        screen.close()
+    medians = {name: [statistics.median(run[i] for run in runs) for i in range(3)]
+               for name, runs in results.items()}
+    base = medians.get("gst-launch", next(iter(medians.values())))
+    print("| player | processor s | ratio | first frame ms | ratio | peak MiB | ratio |")
+    print("| --- | --- | --- | --- | --- | --- | --- |")
+    for name, values in medians.items():
+        cells = [f"{value:.2f} | {value / base[i]:.2f}" if i == 0 else f"{value:.0f} | {value / base[i]:.2f}"
+                 for i, value in enumerate(values)]
+        print(f"| {name} | {' | '.join(cells)} |")
+
+
+if __name__ == "__main__":
+    main()
