@@ -61,7 +61,7 @@ StageWindowStatus StageWindowImpl::ResizeThroughDriver(const Dims& dims) {
         "YELLOW ALERT: Resize request failed. Reason: could not acquire Graphics driver\n");
     return kInfoOutputPlaneResizeFailed;
   }
-  const Dims screen = graphicsDriver->GetScreenDims();
+  const Dims screen = Driver()->GetScreenDims();
   const bool tooBig = dims.width > screen.width || dims.height > screen.height;
   const bool tooSmall = dims.width == 0 || dims.height == 0;
   if (tooBig) kernel->Printf("YELLOW ALERT: Resize request failed. Reason: Too Big\n");
@@ -73,8 +73,8 @@ StageWindowStatus StageWindowImpl::ResizeThroughDriver(const Dims& dims) {
   const Dims old = parameters.outputPlane->GetDims();
   const Rect oldRect = parameters.outputPlane->GetRect();
   const Rect newRect{oldRect.x, oldRect.y, dims.width, dims.height};
-  if (!graphicsDriver->ResizeOutputPlane(parameters.outputPlane, dims, newRect,
-                                         parameters.renderPlane, this, OutputPlaneName())) {
+  if (!Driver()->ResizeOutputPlane(parameters.outputPlane, dims, newRect, parameters.renderPlane,
+                                   this, OutputPlaneName())) {
     return kInfoOutputPlaneResizeFailed;
   }
   if (parameters.renderPlane == nullptr) return kInfoWindowResized;
@@ -82,7 +82,7 @@ StageWindowStatus StageWindowImpl::ResizeThroughDriver(const Dims& dims) {
   const Dims render = parameters.renderPlane->GetDims();
   const Dims newRender{InProportion(render.width, dims.width, old.width),
                        InProportion(render.height, dims.height, old.height)};
-  if (!graphicsDriver->ResizeRenderPlane(parameters.renderPlane, newRender, this)) {
+  if (!Driver()->ResizeRenderPlane(parameters.renderPlane, newRender, this)) {
     return kInfoRenderPlaneResizeFailed;
   }
   MorvelInstance* player = drawingInstance;

@@ -83,16 +83,16 @@ StageWindowImpl::~StageWindowImpl() {
   if (dying != nullptr) runtimeLib->DestroyMorvelInstance(dying);
 
   if (ownsRenderPlane && parameters.renderPlane != nullptr) {
-    graphicsDriver->DestroyRenderPlane(parameters.renderPlane);
+    Driver()->DestroyRenderPlane(parameters.renderPlane);
   }
-  if (replacedRenderPlane != nullptr) graphicsDriver->DestroyRenderPlane(replacedRenderPlane);
+  if (replacedRenderPlane != nullptr) Driver()->DestroyRenderPlane(replacedRenderPlane);
   if (ownsOutputPlane && parameters.outputPlane != nullptr) {
-    graphicsDriver->DestroyOutputPlane(parameters.outputPlane);
+    Driver()->DestroyOutputPlane(parameters.outputPlane);
   }
   if (stateLock != nullptr) kernel->DestroyMutex(stateLock);
   if (geometryLock != nullptr) kernel->DestroyMutex(geometryLock);
   if (runtimeLib != nullptr) kernel->ReleaseModule(runtimeLib);
-  if (graphicsDriver != nullptr) kernel->ReleaseModule(graphicsDriver);
+  if (graphicsDriver != nullptr) kernel->ReleaseModule(Driver());
   if (completionEvent != nullptr) kernel->DestroyEvent(completionEvent);
   if (loadEvent != nullptr) kernel->DestroyEvent(loadEvent);
   for (unsigned i = 0; i < contexts.Count(); ++i) QXTypes_ScalarDelete(contexts[i], nullptr, 0);

@@ -150,8 +150,10 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   void NotifyOnDeactivate();
 
   // Public for the service and white-box tests; the host sees StageWindow only.
-  IPlexionImpl* owner;                             ///< constant
-  platform::IGraphicsDriver* graphicsDriver;       ///< held once acquired
+  IPlexionImpl* owner;  ///< constant
+  /// Held once acquired, by whichever thread needs it first: the host's that makes planes, or the
+  /// player's that resizes between two frames.
+  std::atomic<platform::IGraphicsDriver*> graphicsDriver;
   core::morvellib::IMorvelRuntimeLib* runtimeLib;  ///< held once acquired
   /// Owned through runtimeLib. Changed under stateLock; Terminate, the proxy update, resizes and
   /// GetRectOnScreen read it without, since another thread may hold the lock for long.
@@ -198,6 +200,7 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
 
  private:
   IQXKernel* Kernel() const { return IQXKernel::GetKernel(); }
+  platform::IGraphicsDriver* Driver() const { return graphicsDriver; }
 
   // StageWindowRun.cpp
   void WaitForConfiguration(int& pollBudget);

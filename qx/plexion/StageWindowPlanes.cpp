@@ -36,7 +36,13 @@ Dims FittedToScreen(const Dims& dims, const Dims& screen) {
 
 bool StageWindowImpl::AcquireGraphicsDriver() {
   if (graphicsDriver == nullptr) {
-    graphicsDriver = static_cast<IGraphicsDriver*>(Kernel()->AcquireModule("IGraphicsDriver"));
+    auto* const acquired =
+        static_cast<IGraphicsDriver*>(Kernel()->AcquireModule("IGraphicsDriver"));
+    IGraphicsDriver* none = nullptr;
+    // Another thread may have been here meanwhile; the window holds the module once.
+    if (acquired != nullptr && !graphicsDriver.compare_exchange_strong(none, acquired)) {
+      Kernel()->ReleaseModule(acquired);
+    }
   }
   return graphicsDriver != nullptr;
 }
@@ -83,7 +89,7 @@ bool StageWindowImpl::MakeRenderPlane(Dims& contentDims) {
     return FailWith(kErrorRenderPlaneCreationFailure);
   }
 
-  const Dims screen = graphicsDriver->GetScreenDims();
+  const Dims screen = Driver()->GetScreenDims();
   if (parameters.scaleToFit && authored) {
     const Dims fitted = FittedToScreen(contentDims, screen);
     if (fitted.width != contentDims.width || fitted.height != contentDims.height) {
@@ -103,7 +109,7 @@ bool StageWindowImpl::MakeRenderPlane(Dims& contentDims) {
 bool StageWindowImpl::NewRenderPlane(const Dims& dims, StageWindowStatus failure) {
   const uint32_t format =
       parameters.pixelFormat != 0 ? parameters.pixelFormat : runtimeLib->GetDefaultPixelFormat();
-  parameters.renderPlane = graphicsDriver->CreateRenderPlane(dims, format, this);
+  parameters.renderPlane = Driver()->CreateRenderPlane(dims, format, this);
   if (!IsRenderPlaneValid(parameters.renderPlane)) return FailWith(failure);
   ownsRenderPlane = true;
   return true;
@@ -120,8 +126,8 @@ bool StageWindowImpl::MakeOutputPlane(const Dims& contentDims) {
     rect.height = dims.height;
   }
   if (resizeInProgress) return MakeBothPlanesResized(contentDims, rect, defaultPlacement);
-  return TakeOutputPlane(graphicsDriver->CreateOutputPlane(
-      rect, defaultPlacement, parameters.renderPlane, this, OutputPlaneName()));
+  return TakeOutputPlane(Driver()->CreateOutputPlane(rect, defaultPlacement, parameters.renderPlane,
+                                                     this, OutputPlaneName()));
 }
 
 bool StageWindowImpl::MakeBothPlanesResized(const Dims& contentDims, const Rect& rect,
@@ -141,8 +147,8 @@ bool StageWindowImpl::MakeBothPlanesResized(const Dims& contentDims, const Rect&
       // Kept: on this path the failure is the output plane's.
       if (!NewRenderPlane(renderDims, kErrorOutputPlaneCreationFailure)) return false;
     }
-    outputPlane = graphicsDriver->CreateOutputPlane(
-        resized, defaultPlacement, parameters.renderPlane, this, OutputPlaneName());
+    outputPlane = Driver()->CreateOutputPlane(resized, defaultPlacement, parameters.renderPlane,
+                                              this, OutputPlaneName());
   }
   return TakeOutputPlane(outputPlane);
 }

@@ -1,5 +1,6 @@
 // Planes and geometry: making, scaling, copying, resizing, moving.
 
+#include "sim/SimHost.h"
 #include "tests/plexion/WindowFixture.h"
 
 namespace qx {
@@ -392,6 +393,31 @@ TEST_F(WindowPlanes, SayWhereTheWindowIsWithoutAnOutputPlane) {
     EXPECT_TRUE(provided->parameters.hasRectProvider);
     EXPECT_EQ(ToText(provided->GetRectOnScreen()), "9,8,7,6");
   });
+}
+
+// Found by a random program: the player's thread resizes between two frames, and needs the driver,
+// at the moment at which the host's makes planes.
+TEST(WindowPlanesOnTwoThreads, HoldTheDriverOnce) {
+  for (uint64_t seed = 1; seed <= 60; ++seed) {
+    plexion_sim::SimOptions options;
+    options.seed = seed;
+    plexion_sim::SimDevice simulated(options);
+    {
+      plexion_sim::SimHost host(simulated,
+                                {IQXModule_IPlexion_ModuleLoad, IQXModule_IPlexion_ModuleUnload});
+      simulated.Run([&] {
+        host.LoadService();
+        StageWindow* const window = host.OpenWindow({"movie.mvx"});
+        window->LoadMVXAsync();
+        host.WaitFor(window, kStatusReadyToAnimate);
+        window->Resize({64, 64}, true);
+        window->CreatePlanes();
+        host.RunForMs(20);
+        host.UnloadService();
+      });
+    }
+    EXPECT_EQ(simulated.Finish(), "") << "seed " << seed;
+  }
 }
 
 }  // namespace
