@@ -17,6 +17,7 @@ struct DisplayOptions {
   uint32_t width = 0;  ///< screen size; 0,0: 1280x720, in full screen the display's own
   uint32_t height = 0;
   std::string title = "Plexion";
+  bool clear = true;  ///< a window is black before the first content
 };
 
 /// Something that happened at the display, before any key map.

@@ -43,6 +43,7 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
     return false;
   }
   Close();
+  cleared_ = options.clear;
   {
     const std::lock_guard<std::mutex> lock(wakeMutex_);
     quitRequested_ = false;

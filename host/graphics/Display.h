@@ -98,6 +98,7 @@ class Display : public IHostDisplay {
   // Set by Open and Close on the main thread; wakeMutex_ keeps Wake from a window that goes away.
   std::unique_ptr<SdlWindow> window_;
   std::atomic<Kind> kind_{Kind::kHeadless};
+  bool cleared_ = true;           ///< the main thread's: the window's pixels are ours to replace
   Clock::time_point nextSlot_{};  ///< the main thread's: no presentation before this
 
   std::mutex wakeMutex_;

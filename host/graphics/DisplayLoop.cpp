@@ -48,7 +48,7 @@ void Display::RunWindow() {
     const std::lock_guard<std::mutex> lock(wakeMutex_);
     return quitRequested_;
   };
-  ShowAll();
+  if (cleared_) ShowAll();
   while (!quitRequested()) {
     int timeoutMs = -1;
     if (screen_->HasWork()) {
@@ -61,7 +61,7 @@ void Display::RunWindow() {
             std::chrono::duration_cast<std::chrono::milliseconds>(wait + kEarly).count());
       }
     }
-    if (window_->WaitForEvents(timeoutMs, handler)) ShowAll();
+    if (window_->WaitForEvents(timeoutMs, handler) && cleared_) ShowAll();
   }
 }
 
@@ -81,6 +81,7 @@ void Display::Present() {
     observers_.ForEach([&frame](IFrameObserver& observer) { observer.OnFramePresented(frame); });
   });
   if (!presented) return;
+  cleared_ = true;
   // Slots keep their rhythm while frames follow each other, so that a content of the display's rate
   // loses none to the waits' rounding; after a pause the rhythm starts anew.
   nextSlot_ = now - nextSlot_ < kFramePeriod ? nextSlot_ + kFramePeriod : now + kFramePeriod;

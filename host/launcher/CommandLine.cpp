@@ -12,7 +12,7 @@ namespace {
 /// The options as typed, before their values are understood.
 struct Typed {
   std::string display, screen, snapshot, snapshotAt, exitAfter, dataDirectory, keyMode, startAt,
-      shellSocket;
+      shellSocket, memoryLimit;
   std::vector<std::string> moduleMap, modulePath;
   bool signage = false, loop = false, help = false, version = false;
 };
@@ -40,6 +40,9 @@ void AddOptions(CLI::App& app, Typed& typed) {
                  "direct, simulate-key-up[,DELAY] or auto-repeat[,DELAY,INTERVAL], in "
                  "milliseconds")
       ->type_name("MODE");
+  app.add_option("--memory-limit", typed.memoryLimit,
+                 "Let the content of each window allocate this much at most")
+      ->type_name("BYTES[K|M]");
   app.add_option("--shellsocket", typed.shellSocket,
                  "Take the operator's commands from a Unix socket, too")
       ->type_name("PATH");
@@ -144,6 +147,19 @@ std::string ReadKeyMode(const std::string& text, std::optional<KeyMode>& keyMode
   return {};
 }
 
+std::string ReadMemoryLimit(std::string text, uint32_t& bytes) {
+  const char* const expected =
+      "a number of bytes from 1 to 4294967295, or of kilobytes (64K) or megabytes (64M)";
+  int64_t unit = 1;
+  if (text.back() == 'K') unit = 1024;
+  if (text.back() == 'M') unit = 1024 * 1024;
+  if (unit > 1) text.pop_back();
+  int64_t number = 0;
+  if (!ReadNumber(text, number) || number < 1 || number > UINT32_MAX / unit) return expected;
+  bytes = static_cast<uint32_t>(number * unit);
+  return {};
+}
+
 std::string ReadModuleMap(const std::vector<std::string>& typed,
                           std::map<std::string, std::string>& map) {
   for (const std::string& pair : typed) {
@@ -185,6 +201,11 @@ std::string Understand(const Typed& typed, LauncherOptions& options) {
       {"--start-at", typed.startAt,
        given(typed.startAt,
              [&](const std::string& text) { return ReadStartTime(text, options.startAt); })},
+      {"--memory-limit", typed.memoryLimit,
+       given(typed.memoryLimit,
+             [&](const std::string& text) {
+               return ReadMemoryLimit(text, options.memoryLimitBytes);
+             })},
   };
   for (const Reading& reading : readings) {
     if (!reading.expected.empty()) {

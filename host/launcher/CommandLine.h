@@ -40,6 +40,7 @@ struct LauncherOptions {
   std::map<std::string, std::string> moduleMap;
   std::vector<std::string> modulePath;
   std::optional<KeyMode> keyMode;
+  uint32_t memoryLimitBytes = 0;  ///< of each window; 0: none
   bool signage = false;
   bool loop = false;
   std::optional<StartTime> startAt;

@@ -156,7 +156,9 @@ class Launcher {
     auto* const display =
         static_cast<IHostDisplay*>(kernel_.TryAcquireModule("IHostDisplay", error));
     int code = kExitCompleted;
-    if (display != nullptr && !display->Open(line_.options.display, error)) {
+    DisplayOptions options = line_.options.display;
+    for (const WindowLine& line : lines) options.clear = options.clear && !line.keepScreen;
+    if (display != nullptr && !display->Open(options, error)) {
       DestroyAll(opened);
       code = CannotWork("no display: " + error);
     } else {

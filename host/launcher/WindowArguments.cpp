@@ -172,6 +172,7 @@ std::string TakeOption(const Option& option, const std::vector<std::string>& arg
   }
   if (option.values == 0) {
     if (name == "--keymaster") line.keyMaster = true;
+    if (name == "--noclearscreen") line.keepScreen = true;
     return {};
   }
   const std::string& value = arguments[index + 1];

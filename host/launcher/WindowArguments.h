@@ -16,6 +16,7 @@ struct WindowLine {
   std::string locale;  ///< of this window or an earlier one: the service keeps it from one to
                        ///< the next
   bool keyMaster = false;
+  bool keepScreen = false;  ///< --noclearscreen
 };
 
 struct WindowLines {

@@ -1,5 +1,6 @@
 #include "host/launcher/WindowOpener.h"
 
+#include "qx/plexion/StageWindowParameters.h"
 #include "qx/plexion/StageWindowSet.h"
 
 namespace plexion_host {
@@ -8,6 +9,12 @@ using qx::plexion::StageWindow;
 
 bool WindowOpener::OpenAll(const std::vector<WindowLine>& lines, std::vector<OpenWindow>& opened) {
   for (size_t first = 0; first < lines.size();) {
+    if (session_.options.memoryLimitBytes != 0) {
+      // The service's own way from a command line to windows knows no limit.
+      if (const auto window = OpenAlone(lines[first])) opened.push_back(*window);
+      ++first;
+      continue;
+    }
     std::vector<const char*> argv{"plexion"};
     if (first > 0 && !lines[first - 1].locale.empty()) {
       // The service hands the locale on from one window to the next, within one call.
@@ -37,6 +44,7 @@ bool WindowOpener::OpenAll(const std::vector<WindowLine>& lines, std::vector<Ope
 }
 
 std::optional<OpenWindow> WindowOpener::Open(const WindowLine& line) {
+  if (session_.options.memoryLimitBytes != 0) return OpenAlone(line);
   std::vector<const char*> argv = AsArgv("plexion", line.arguments);
   qx::plexion::StageWindowSet set;
   const QXError result = session_.service->CreateAndConfigureStageWindowSet(
@@ -58,12 +66,17 @@ std::optional<OpenWindow> WindowOpener::OpenAlone(const WindowLine& line) {
   }
   const OpenWindow opened = Take(window, line);
   std::vector<const char*> argv = AsArgv("plexion", line.arguments);
-  if (window->Configure(static_cast<int>(argv.size()) - 1, argv.data())) return opened;
+  qx::plexion::StageWindowParameters parameters{};
+  parameters.locale = line.locale.empty() ? nullptr : line.locale.c_str();
+  const bool understood = session_.service->ParseCommandLineParameters(
+      static_cast<int>(argv.size()) - 1, argv.data(), parameters);
+  parameters.memoryLimit = session_.options.memoryLimitBytes;
+  if (understood && window->Configure(parameters)) return opened;
 
   Ending ending{window->GetStageWindowStatus(), ""};
   if (const auto reported = opened.observer->GetEnding()) ending = *reported;
   if (ending.status == qx::plexion::kErrorModuleUnavailable && ending.message.empty()) {
-    ending.message = MissingRuntime();
+    ending.message = MissingRuntime(parameters.gl == qx::plexion::kGlOn);
     runtimeMissing_ = runtimeMissing_ || !ending.message.empty();
   }
   if (ending.message.empty()) ending.message = "the player does not accept its options";
@@ -72,13 +85,14 @@ std::optional<OpenWindow> WindowOpener::OpenAlone(const WindowLine& line) {
   return std::nullopt;
 }
 
-std::string WindowOpener::MissingRuntime() {
-  for (const char* const name : {"IMorvelRuntimeLib", "IMorvelRuntimeGLLib"}) {
-    // The kernel has said where it looked.
-    const bool missing = !session_.kernel.GetModuleError(name).empty();
-    if (missing) return std::string("module ") + name + " is not available";
-  }
-  return {};
+std::string WindowOpener::MissingRuntime(bool gl) {
+  const std::string name = gl ? "IMorvelRuntimeGLLib" : "IMorvelRuntimeLib";
+  // The kernel has said where it looked.
+  if (session_.kernel.GetModuleError(name).empty()) return {};
+  std::string message = "module " + name + " is not available";
+  if (gl) message += ", and --gl on needs it: leave --gl out, or";
+  if (!gl) message += ":";
+  return message + " name its library with --modulemap " + name + ":FILE";
 }
 
 }  // namespace plexion_host

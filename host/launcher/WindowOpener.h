@@ -35,7 +35,8 @@ class WindowOpener {
   OpenWindow Take(qx::plexion::StageWindow* window, const WindowLine& line);
   /// Configures a window by itself, which tells why the service could not.
   std::optional<OpenWindow> OpenAlone(const WindowLine& line);
-  std::string MissingRuntime();
+  /// Which runtime is missing and what to do about it; empty when none is.
+  std::string MissingRuntime(bool gl);
 
   Session& session_;
   bool runtimeMissing_ = false;

@@ -90,6 +90,7 @@ bool PlayerInstance::HasPlane() {
 
 void PlayerInstance::DrawFrame() {
   DrawResult result;
+  bool newPlane = false;
   const Time began = clock_.Now();
   {
     std::lock_guard<std::mutex> planeLock(planeMutex_);
@@ -104,12 +105,13 @@ void PlayerInstance::DrawFrame() {
       target.pitchBytes = plane_->GetPitch();
       target.dims = plane_->GetDims();
       target.bgAlpha = settings_.bgAlpha;
-      target.everything = drawEverything_;
+      target.everything = newPlane = drawEverything_;
       result = engine_->Draw(target);
       drawEverything_ = false;
     }
     pictureChanged_ = false;
   }
+  if (newPlane) WatchGraphicsMemory();
   if (!result.failure.empty()) {
     Announce(qx::plexion::kInfoContentRenderFailure,
              (content_.name + ": " + result.failure).c_str());
@@ -124,6 +126,23 @@ void PlayerInstance::DrawFrame() {
   qx::plexion::StageWindowStatusData data = {};
   data.rect = &result.dirty;
   notifier_->OnMorvelInstanceNotification(qx::plexion::kInfoRenderPlaneUpdated, &data);
+}
+
+void PlayerInstance::WatchGraphicsMemory() {
+  const unsigned threshold = settings_.graphicsMemThresholdMegabytes;
+  if (window_ == nullptr || threshold == 0) return;
+  unsigned long long used = 0;
+  unsigned long long limit = 0;
+  unsigned long long graphics = 0;
+  window_->GetMemoryInfo(used, limit, graphics);
+  const bool over = graphics > uint64_t{threshold} * 1024 * 1024;
+  if (over && !overThreshold_) {
+    IQXKernel::GetKernel()->Printf(
+        "YELLOW ALERT: %s uses %llu bytes of graphics memory; the threshold is %u MB "
+        "(--graphicsmemthreshold)\n",
+        content_.name.c_str(), graphics, threshold);
+  }
+  overThreshold_ = over;
 }
 
 void PlayerInstance::StartPlayingWhenPossible() {

@@ -119,6 +119,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   void AdvanceTo(uint64_t position);
   bool HasPlane();
   void DrawFrame();
+  void WatchGraphicsMemory();
   void StartPlayingWhenPossible();
   void StopPlaying();
   Time SamplePeriod() const;
@@ -175,6 +176,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   uint64_t position_ = 0;
   uint64_t nextPosition_ = 0;
   Time nextSample_ = IQXKernel::kInfinite;
+  bool overThreshold_ = false;  // of graphics memory
   unsigned reportedPercent_ = 0;
   bool progressReported_ = false;
 };

@@ -1,9 +1,11 @@
 #include "host/player/PlayerSettings.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "host/player/ContentAddress.h"
 #include "qx/core/morvellib/MorvelInstanceParameters.h"
+#include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_host::player {
 
@@ -78,7 +80,7 @@ PlayerSettings CopySettings(const qx::core::morvellib::MorvelInstanceParameters&
   settings.proxy = parameters.proxy.Utf8();
   settings.proxyUser = parameters.proxyUser.Utf8();
   settings.proxyPassword = parameters.proxyPassword.Utf8();
-  settings.locale = parameters.locale.Utf8();
+  settings.locale = parameters.locale.IsEmpty() ? "en_US.UTF-8" : parameters.locale.Utf8();
   settings.proxyPort = parameters.proxyPort;
   settings.contentWidth = parameters.contentWidth;
   settings.contentHeight = parameters.contentHeight;
@@ -89,6 +91,10 @@ PlayerSettings CopySettings(const qx::core::morvellib::MorvelInstanceParameters&
   settings.gcHeapLimitMegabytes = parameters.gcHeapLimitMegabytes;
   settings.graphicsMemThresholdMegabytes = parameters.graphicsMemThresholdMegabytes;
   settings.noSpeedLimit = parameters.noSpeedLimit;
+  settings.extraWord = parameters.extraWord;
+  settings.extraFlag = parameters.extraFlag;
+  settings.gl = parameters.gl;
+  settings.dcts = parameters.dcts;
   settings.debugMode = parameters.debugMode;
   settings.spdump = parameters.spdump;
   settings.instrument = parameters.instrument;
@@ -102,6 +108,11 @@ bool ReadMorvelVars(PlayerSettings& settings, std::string& error) {
     const std::string_view item = rest.substr(0, end);
     if (!item.empty() && !ReadVariable(item, settings, error)) return false;
     rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+  }
+  const auto isProfile = [](const auto& variable) { return variable.first == "profile"; };
+  if (std::none_of(settings.variables.begin(), settings.variables.end(), isProfile)) {
+    settings.variables.emplace_back(
+        "profile", settings.profile == qx::plexion::kProfileExtendedTv ? "extendedTV" : "tv");
   }
   return true;
 }

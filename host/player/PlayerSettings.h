@@ -40,6 +40,10 @@ struct PlayerSettings {
   unsigned traceFpsMs = 0;
   unsigned gcHeapLimitMegabytes = 0;
   unsigned graphicsMemThresholdMegabytes = 0;
+  unsigned extraWord = 0;
+  bool extraFlag = false;
+  int gl = 0;
+  bool dcts = false;
   bool noSpeedLimit = false;
   bool debugMode = false;
   bool spdump = false;
@@ -48,7 +52,8 @@ struct PlayerSettings {
   // From morvelVars, once ReadMorvelVars has been through it.
   uint64_t loops = 1;  ///< passes to play; 0: without end
   double speed = 1;    ///< 2 is twice as fast
-  /// All variables, decoded, in order, those above included; engines may know more of them.
+  /// All variables, decoded, in order, those above included; engines may know more of them. The
+  /// window's profile is the last, as "profile", unless a variable of that name was given.
   std::vector<std::pair<std::string, std::string>> variables;
 };
 

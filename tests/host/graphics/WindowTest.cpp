@@ -41,8 +41,9 @@ class WindowTest : public ::testing::Test, public IDisplayEventSink, public IFra
     if (quitAtFrame_) display_.RequestQuit();
   }
 
-  void Open(uint32_t width, uint32_t height) {
+  void Open(uint32_t width, uint32_t height, bool clear = true) {
     DisplayOptions options;
+    options.clear = clear;
     options.mode = DisplayMode::kWindow;
     options.width = width;
     options.height = height;
@@ -103,6 +104,19 @@ TEST_F(WindowTest, ShowsThePictureAndReportsWhatItIs) {
   EXPECT_EQ(0x102030u, WindowPixel(0, 0));
   EXPECT_EQ(0x102030u, WindowPixel(63, 47));
   EXPECT_EQ(1u, display_.GetFrameCount());
+}
+
+TEST_F(WindowTest, IsBlackBeforeTheFirstContentUnlessItIsToBeLeftAsItIs) {
+  for (const bool clear : {true, false}) {
+    window_ = nullptr;
+    Open(64, 48, clear);
+    SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+    SDL_FillRect(surface, nullptr, SDL_MapRGB(surface->format, 0x40, 0x50, 0x60));
+    PushClose();
+    display_.Run();
+    EXPECT_EQ(clear ? 0u : 0x405060u, WindowPixel(0, 0));
+    display_.Close();
+  }
 }
 
 TEST_F(WindowTest, AnotherWindowSizeScalesThePictureBetweenBars) {

@@ -128,9 +128,10 @@ TEST(MorvelVarsTest, DecodesAndKeepsEveryVariable) {
   ASSERT_TRUE(ReadMorvelVars(settings, error)) << error;
   EXPECT_EQ(3u, settings.loops);
   EXPECT_EQ(0.5, settings.speed);
-  ASSERT_EQ(4u, settings.variables.size());
+  ASSERT_EQ(5u, settings.variables.size());
   EXPECT_EQ("50%+", settings.variables[1].second);
   EXPECT_EQ("flag", settings.variables[3].first);
+  EXPECT_EQ("tv", settings.variables[4].second) << "the profile, when no variable is called so";
 }
 
 TEST(MorvelVarsTest, NamesTheVariableThatIsWrong) {
