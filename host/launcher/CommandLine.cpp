@@ -23,7 +23,8 @@ void AddOptions(CLI::App& app, Typed& typed) {
                  "auto, window, fullscreen or headless; auto takes a window where there is a "
                  "display")
       ->type_name("MODE");
-  app.add_option("--screen", typed.screen, "Size of the screen in pixels; 1280x720")
+  app.add_option("--screen", typed.screen,
+                 "Size of the screen in pixels; else 1280x720, or in full screen the display's")
       ->type_name("WxH");
   app.add_option("--snapshot", typed.snapshot, "Save the composed screen as PNG")
       ->type_name("FILE");
@@ -60,6 +61,13 @@ void AddOptions(CLI::App& app, Typed& typed) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   app.add_flag("-h,--help", typed.help, "This text");
   app.add_flag("--version", typed.version, "The version");
+  // An unset variable of a script, for example; it must not count as an option that is not there.
+  for (CLI::Option* const option : app.get_options()) {
+    if (option->get_expected_min() == 0) continue;
+    option->check([expected = option->get_type_name()](const std::string& value) {
+      return value.empty() ? "the value is empty; expected " + expected : std::string();
+    });
+  }
 }
 
 bool ReadNumber(const std::string& text, int64_t& number) {

@@ -140,6 +140,8 @@ class BadInput(Story):
                 (["red.mvx", "--instrument"], "no content behind '--instrument'"),
                 (["--locale"], "--locale needs a locale"),
                 (["--snapshot-at", "soon", "red.mvx"], "'soon' is not a number of milliseconds"),
+                (["--shellsocket", "", "red.mvx"], "--shellsocket: the value is empty"),
+                (["--screen=", "red.mvx"], "--screen"),
                 (["--loop", "red.mvx"], "it needs --signage")]:
             self.expect(arguments, 2, message, usage=True)
 
