@@ -15,12 +15,14 @@ class Outcomes final : public qx::plexion::StageWindowNotifier {
  public:
   void OnStageWindowNotification(StageWindow*, StageWindowStatus status,
                                  const qx::plexion::StageWindowStatusData*) override {
+    if (status == qx::plexion::kStatusPaused) paused = true;
     if (status == qx::plexion::kInfoWindowMoved) ++moved;
     if (status == qx::plexion::kInfoWindowResized) ++resized;
     if (status >= qx::plexion::kInfoWindowResized && status <= qx::plexion::kInfoWindowMoveFailed) {
       ++all;
     }
   }
+  bool paused = false;
   unsigned moved = 0;
   unsigned resized = 0;
   unsigned all = 0;
@@ -32,7 +34,9 @@ StageWindow* OpenPlaying(SimDevice& device, SimHost& host) {
     return nullptr;
   }
   window->Play();
-  host.RunForMs(5);
+  const bool playing = host.WaitFor(window, qx::plexion::kStatusPlaying, 1000 * kMillisecond);
+  if (!Expect(device, playing, "the content plays")) return nullptr;
+  host.RunForMs(3);
   return window;
 }
 
@@ -68,10 +72,11 @@ void MoveAndResize(SimDevice& device, SimHost& host) {
   while (outcomes.all == 0 && !IsTerminalStatus(window->GetStageWindowStatus())) host.RunForMs(1);
   host.RunForMs(1);
   window->MoveTo({3, 4});
-  // At once: the content must not draw meanwhile.
+  // At once: the content must not draw meanwhile, nor be about to tell of its pause, since the
+  // active window's planes are used for that.
   window->Pause();
-  if (host.WaitFor(window, qx::plexion::kStatusPaused, 100 * kMillisecond)) {
-    host.RunForMs(1);
+  for (int ms = 0; ms < 1000 && !outcomes.paused; ++ms) host.RunForMs(1);
+  if (Expect(device, outcomes.paused, "the content pauses")) {
     window->ResizeAndMove({32, 16}, {5, 6});
     window->Resize({64, 33}, false);
     const auto planes = device.graphics.OutputPlanes();
