@@ -172,8 +172,8 @@ bool ReadNumber(std::string_view text, double& number) {
 }
 
 std::string ShowNumber(double number) {
-  char text[64];
-  const auto result = std::to_chars(text, text + sizeof text, number);
+  char text[400];
+  const auto result = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed);
   return std::string(text, result.ptr);
 }
 

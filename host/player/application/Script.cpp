@@ -13,6 +13,7 @@ namespace plexion_host::player::application {
 namespace {
 
 constexpr int kInstructionsBetweenChecks = 10000;
+constexpr int kPlacesToLookAt = 8;
 
 int OpenLibraries(lua_State* state) {
   OpenSafeLibraries(state);
@@ -89,7 +90,14 @@ void Script::Stop(lua_State* state) {
   // coroutine and in the main one.
   lua_sethook(state, OnCount, LUA_MASKCOUNT, 1);
   lua_sethook(state_, OnCount, LUA_MASKCOUNT, 1);
-  luaL_error(state, cancelled_ ? "the script was stopped" : "the script does not come to an end");
+  // A library's function has no line of its own; the nearest script that called it has.
+  std::string place;
+  for (int level = 0; place.empty() && level < kPlacesToLookAt; ++level) {
+    place = Position(state, level);
+  }
+  lua_pushfstring(state, "%s: %s", place.c_str(),
+                  cancelled_ ? "the script was stopped" : "the script does not come to an end");
+  lua_error(state);
 }
 
 std::string Script::Position(lua_State* state, int level) {
@@ -147,7 +155,15 @@ int Script::Load(lua_State* state, const std::string& text, const std::string& n
   size_t begin = 0;
   if (text.compare(0, 3, "\xef\xbb\xbf") == 0) begin = 3;
   source.append(text, begin, std::string::npos);
-  return luaL_loadbufferx(state, source.data(), source.size(), ("@" + name).c_str(), "t");
+  const int result =
+      luaL_loadbufferx(state, source.data(), source.size(), ("@" + name).c_str(), "t");
+  // What is wrong in a line is said with its place; that it is no source text at all is not.
+  if (result == LUA_ERRSYNTAX && !source.empty() && source[0] == LUA_SIGNATURE[0]) {
+    lua_pop(state, 1);
+    lua_pushfstring(state, "%s: this is compiled code; expected the script's source text",
+                    name.c_str());
+  }
+  return result;
 }
 
 bool Script::Run(const std::string& text, const std::string& name, unsigned firstLine,

@@ -95,6 +95,51 @@ int StringRepeat(lua_State* state) {
   return CallOriginal(state);
 }
 
+/// xpcall(f, handler, ...), with the handler called when the error is through. The language's own
+/// calls it at the place of the error, which may be the end of the script's time: no count stops
+/// what runs there.
+int ProtectedCall(lua_State* state) {
+  luaL_checktype(state, 2, LUA_TFUNCTION);
+  lua_pushvalue(state, 2);
+  lua_remove(state, 2);
+  lua_insert(state, 1);  // handler, function, arguments
+  if (lua_pcall(state, lua_gettop(state) - 2, LUA_MULTRET, 0) == LUA_OK) {
+    lua_pushboolean(state, 1);
+    lua_replace(state, 1);
+    return lua_gettop(state);
+  }
+  lua_call(state, 1, 1);
+  lua_pushboolean(state, 0);
+  lua_insert(state, 1);
+  return 2;
+}
+
+/// Upvalues: the coroutine, coroutine.resume.
+int ResumeWrapped(lua_State* state) {
+  lua_pushvalue(state, lua_upvalueindex(2));
+  lua_pushvalue(state, lua_upvalueindex(1));
+  lua_rotate(state, 1, 2);
+  lua_call(state, lua_gettop(state) - 1, LUA_MULTRET);
+  if (lua_toboolean(state, 1) == 0) {
+    lua_settop(state, 2);
+    return lua_error(state);
+  }
+  return lua_gettop(state) - 1;
+}
+
+/// coroutine.wrap(f), upvalues coroutine.create and coroutine.resume. The language's own closes the
+/// variables of a coroutine that failed, and nothing would stop what runs there either.
+int Wrap(lua_State* state) {
+  luaL_checktype(state, 1, LUA_TFUNCTION);
+  lua_settop(state, 1);
+  lua_pushvalue(state, lua_upvalueindex(1));
+  lua_insert(state, 1);
+  lua_call(state, 1, 1);
+  lua_pushvalue(state, lua_upvalueindex(2));
+  lua_pushcclosure(state, ResumeWrapped, 2);
+  return 1;
+}
+
 /// Replaces a function of the library on top of the stack by a guard in front of it.
 void Guard(lua_State* state, const char* name, lua_CFunction guard) {
   lua_getfield(state, -1, name);
@@ -115,6 +160,7 @@ void OpenSafeLibraries(lua_State* state) {
     Withhold(state, name);
   }
   Guard(state, "setmetatable", SetMetatable);
+  Guard(state, "xpcall", ProtectedCall);
   lua_pop(state, 1);
 
   luaL_requiref(state, LUA_STRLIBNAME, luaopen_string, 1);
@@ -138,6 +184,13 @@ void OpenSafeLibraries(lua_State* state) {
     luaL_requiref(state, library.name, library.func, 1);
     lua_pop(state, 1);
   }
+  lua_getglobal(state, LUA_COLIBNAME);
+  lua_getfield(state, -1, "create");
+  lua_getfield(state, -2, "resume");
+  lua_pushcclosure(state, Wrap, 2);
+  lua_setfield(state, -2, "wrap");
+  Withhold(state, "close");
+  lua_pop(state, 1);
 }
 
 }  // namespace plexion_host::player::application

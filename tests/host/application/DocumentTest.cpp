@@ -1,0 +1,167 @@
+// What an application.xml may not be, and what the author is told.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "host/player/application/Document.h"
+
+namespace plexion_host::player::application {
+namespace {
+
+std::string Wrong(const std::string& text) {
+  Stage stage;
+  std::vector<ScriptReference> scripts;
+  DocumentError error;
+  if (ReadDocument(text, stage, scripts, error)) return "(accepted)";
+  return Describe("a.xml", error);
+}
+
+std::string InScene(const std::string& text) {
+  return "<application>\n<scene id='s'>\n" + text + "\n</scene>\n</application>";
+}
+
+TEST(Document, TellsFileLineElementAndWhatWasExpected) {
+  const std::string deep = [] {
+    std::string text;
+    for (int i = 0; i < 40; ++i) text += "<group>";
+    return text;
+  }();
+  const struct {
+    std::string document;
+    std::string message;
+  } cases[] = {
+      {"", "a.xml:1: there is no element; expected <application>"},
+      {"hello", "a.xml:1: text outside of the root element"},
+      {"<menu/>", "a.xml:1: <menu>: the root element is <menu>; expected <application>"},
+      {"<application/>", "a.xml:1: <application>: there is no scene"},
+      {"<application><scene id='s'/></application><x/>", "a.xml:1: <x>: a second root element"},
+      {"<application>\n<scene id='s'>\n</application>",
+       "a.xml:3: <scene>: </application> where </scene> was expected (opened in line 2)"},
+      {"<application>\n<scene id='s'>", "a.xml:2: <scene>: the element is never closed"},
+      {"<!DOCTYPE application><application/>", "document types are not allowed"},
+      {"<application width='0'><scene id='s'/></application>",
+       "attribute \"width\" is \"0\"; expected a whole number from 1 to 8192"},
+      {"<application rate='500'><scene id='s'/></application>", "from 1 to 120"},
+      {"<application colour='red'><scene id='s'/></application>", "unknown attribute \"colour\""},
+      {"<application><scene/></application>", "<scene>: has no id"},
+      {"<application><scene id='s'/><scene id='s'/></application>", "id \"s\" is taken"},
+      {"<application><scene id='s'/><overlay/><overlay/></application>", "a second <overlay>"},
+      {InScene("<text size='big'/>"),
+       "a.xml:3: <text>: attribute \"size\" is \"big\"; expected a number from 1 to 2000"},
+      {InScene("<text size='1e3'/>"), "attribute \"size\" is \"1e3\""},
+      {InScene("<text size='nan'/>"), "attribute \"size\" is \"nan\""},
+      {InScene("<text x='1' x='2'/>"), "a.xml:3: <text>: attribute \"x\" stands twice"},
+      {InScene("<text x=1/>"), "the value of attribute \"x\" is not in quotes"},
+      {InScene("<text x='1'y='2'/>"), "expected a blank, > or />"},
+      {InScene("<text align='middle'/>"), "expected one of left, center, right"},
+      {InScene("<text visible='yes'/>"), "expected true or false"},
+      {InScene("<rectangle fill='red'/>"), "expected a colour (#rgb, #rrggbb, #rrggbbaa) or none"},
+      {InScene("<rectangle text='a'/>"),
+       "<rectangle>: unknown attribute \"text\"; expected one of id"},
+      {InScene("<circle/>"), "<circle> is not known in <scene>; expected group, rectangle"},
+      {InScene("<group>words</group>"), "<group>: text outside of a <text> element"},
+      {InScene("<text text='a'>b</text>"), "text both as an attribute and between the tags"},
+      {InScene("<text><group/></text>"), "<group> inside of <text>"},
+      {InScene("<text>a & b</text>"), "a.xml:3: <text>: a lone &; expected &amp;"},
+      {InScene("<text>&lol;</text>"), "entity &lol; is not expanded"},
+      {InScene("<text>&#1;</text>"), "&#1; is no character"},
+      {InScene("<text text='a<b'/>"), "a < in the value of attribute \"text\""},
+      {InScene("<text>caf\xe9</text>"), "is not valid UTF-8"},
+      {InScene("<text>\xed\xa0\x80</text>"), "is not valid UTF-8"},
+      {InScene(deep), "a.xml:3: <group>: nested deeper than 32 levels"},
+      {InScene("<script>on()</script>"), "<script> is not known in <scene>"},
+      {"<application><scene id='s'/><script/></application>", "expected either src"},
+      {"<application>" + std::string(kLargestDocument, ' ') + "</application>",
+       "at most 1048576 are allowed"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_NE(Wrong(each.document).find(each.message), std::string::npos)
+        << each.document.substr(0, 100) << "\n  said: " << Wrong(each.document)
+        << "\n  expected: " << each.message;
+  }
+}
+
+TEST(Document, NeverExpandsEntitiesIntoManyMore) {
+  const std::string document =
+      "<!DOCTYPE a [<!ENTITY x \"xxxxxxxxxx\"><!ENTITY y \"&x;&x;&x;\">]>" +
+      InScene("<text>&y;</text>");
+  EXPECT_NE(Wrong(document).find("document types are not allowed"), std::string::npos);
+}
+
+TEST(Document, ReadsWhatItDescribes) {
+  Stage stage;
+  std::vector<ScriptReference> scripts;
+  DocumentError error;
+  ASSERT_TRUE(
+      ReadDocument("\xef\xbb\xbf<?xml version='1.0'?>\n"
+                   "<application width='320' height='200' rate='25' background='#102030'>\n"
+                   "<!-- a comment <with> tags -->\n"
+                   "<scene id='s'><group id='g' x='-5.5'>"
+                   "<text id='t' color='#abc'>\n  two\n  lines &amp; &#x20AC; </text>"
+                   "</group></scene>\n"
+                   "<script><![CDATA[\nif 1 < 2 then end]]></script></application>",
+                   stage, scripts, error))
+      << Describe("a.xml", error);
+  EXPECT_EQ(320u, stage.width);
+  EXPECT_EQ(25, stage.framesPerSecond);
+  const Element* text = stage.FindById("t");
+  ASSERT_NE(nullptr, text);
+  EXPECT_EQ("two lines & \xe2\x82\xac", text->text);
+  EXPECT_EQ((Colour{0xaa, 0xbb, 0xcc, 255, false}), text->color);
+  EXPECT_EQ(-5.5, text->parent->x);
+  ASSERT_EQ(1u, scripts.size());
+  EXPECT_EQ(7u, scripts[0].line) << "so that messages of the script lead to the document";
+}
+
+TEST(Document, SchemaAndGuideKnowEveryAttribute) {
+  for (const char* file : {"/application.xsd", "/application.md"}) {
+    std::ifstream stream(std::string(PLEXION_DOCS) + file);
+    ASSERT_TRUE(stream) << file;
+    std::stringstream text;
+    text << stream.rdbuf();
+    for (const Property* property = kProperties; property->name != nullptr; ++property) {
+      const std::regex name("\\b" + std::string(property->name) + "\\b");
+      EXPECT_TRUE(std::regex_search(text.str(), name)) << property->name << " is not in " << file;
+    }
+  }
+}
+
+TEST(Stage, RefusesWhatWouldGrowWithoutEnd) {
+  Stage stage;
+  std::string error;
+  Element* scene = stage.AddScene("s", error);
+  Element* inner = scene;
+  for (unsigned depth = 1; depth < kDeepestNesting; ++depth) {
+    inner = stage.Create(ElementKind::kGroup, *inner, error);
+    ASSERT_NE(nullptr, inner) << error;
+  }
+  EXPECT_EQ(nullptr, stage.Create(ElementKind::kText, *inner, error));
+  EXPECT_EQ("nested deeper than 32 levels", error);
+  const size_t before = stage.ElementCount();
+  EXPECT_EQ(nullptr, stage.Clone(*scene->children[0], *inner, error));
+  EXPECT_EQ(before, stage.ElementCount()) << "a copy that fails leaves nothing behind";
+
+  Element* wide = stage.AddScene("wide", error);
+  while (stage.Create(ElementKind::kRectangle, *wide, error) != nullptr) {
+  }
+  EXPECT_EQ(kMostElements, stage.ElementCount());
+}
+
+TEST(Stage, CopiesAnElementIntoItselfOnce) {
+  Stage stage;
+  std::string error;
+  Element* scene = stage.AddScene("s", error);
+  Element* group = stage.Create(ElementKind::kGroup, *scene, error);
+  ASSERT_TRUE(stage.SetId(*stage.Create(ElementKind::kText, *group, error), "t"));
+  Element* copy = stage.Clone(*group, *group, error);
+  ASSERT_NE(nullptr, copy);
+  EXPECT_EQ(1u, copy->children.size());
+  EXPECT_EQ(group->children[0].get(), stage.FindById("t")) << "a copy's ids are not the stage's";
+  ASSERT_TRUE(stage.Remove(*group));
+  EXPECT_EQ(nullptr, stage.FindById("t"));
+}
+
+}  // namespace
+}  // namespace plexion_host::player::application
