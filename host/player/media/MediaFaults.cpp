@@ -20,6 +20,8 @@ struct KnownPackage {
 // What is not named here: decoders are in the libav package, other parts in the "bad" one.
 constexpr KnownPackage kPackages[] = {
     {"image/svg", "gstreamer1.0-plugins-bad"},
+    {"image/webp", "gstreamer1.0-plugins-bad"},
+    {"video/x-av1", "gstreamer1.0-plugins-bad"},
     {"image/jp2", "gstreamer1.0-plugins-bad"},
     {"image/x-j2c", "gstreamer1.0-plugins-bad"},
     {"audio/midi", "gstreamer1.0-plugins-bad"},

@@ -33,6 +33,18 @@ GstElement* MakeTurner() {
   return turner;
 }
 
+/// The general picture decoder ranks below those of a codec library which, without a parser before
+/// them, cannot find the end of a BMP or TIFF file. PNG and JPEG keep their own decoders.
+void PreferPictureDecoder() {
+  static std::once_flag preferred;
+  std::call_once(preferred, [] {
+    GstPluginFeature* decoder = gst_registry_lookup_feature(gst_registry_get(), "gdkpixbufdec");
+    if (decoder == nullptr) return;
+    gst_plugin_feature_set_rank(decoder, GST_RANK_SECONDARY);
+    gst_object_unref(decoder);
+  });
+}
+
 }  // namespace
 
 MediaPipeline::~MediaPipeline() {
@@ -42,6 +54,7 @@ MediaPipeline::~MediaPipeline() {
 }
 
 bool MediaPipeline::Build(const Request& request, EngineError& error) {
+  PreferPictureDecoder();
   GstElement* playbin = gst_element_factory_make("playbin", nullptr);
   if (playbin == nullptr) {
     error = NotInstalled("playbin", "gstreamer1.0-plugins-base");

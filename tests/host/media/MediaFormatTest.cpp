@@ -69,6 +69,20 @@ TEST_F(MediaFixture, PicturesOfAnotherShapeAreCentredOnTheBackground) {
   EXPECT_EQ(FakePlane::kUntouched, plane_->Pixels()[64]) << "what lies between rows is not ours";
 }
 
+TEST_F(MediaFixture, PicturesWithoutADecoderOfTheirOwnAreShownAsWell) {
+  for (const char* encoder : {"avenc_bmp", "avenc_tiff"}) {
+    SCOPED_TRACE(encoder);
+    centres_.clear();
+    Play(clips_.Make(encoder, std::string("videotestsrc num-buffers=1 pattern=white ! video/x-raw,"
+                                          "width=64,height=48 ! videoconvert ! ") +
+                                  encoder + " ! filesink location=%"));
+    clock_.Settle();
+    ASSERT_EQ(1u, centres_.size());
+    EXPECT_EQ(0xFFFFFFFFu, centres_.front()) << std::hex << centres_.front();
+    player_.reset();
+  }
+}
+
 TEST_F(MediaFixture, WidePixelsWidenTheStage) {
   Start(clips_.Make("wide.ogv",
                     "videotestsrc num-buffers=2 ! video/x-raw,width=64,height=48,framerate=25/1,"
