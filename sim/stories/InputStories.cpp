@@ -51,6 +51,22 @@ void Repeats(SimDevice& device, SimHost& host) {
   host.CloseWindow(window);
 }
 
+void DestroyWhileRepeating(SimDevice& device, SimHost& host) {
+  host.Service()->SetKeyInputMode(qx::plexion::kKeyInputModeAutoRepeat, 10 * kMillisecond,
+                                  10 * kMillisecond);
+  StageWindow* window = host.OpenWindow({"movie.mvx"});
+  if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
+  window->Play();
+  const bool playing = host.WaitFor(window, qx::plexion::kStatusPlaying, 1000 * kMillisecond);
+  if (!Expect(device, playing, "the content plays")) return;
+  host.RunForMs(3);
+  host.KeyDown(38);
+  // A tick of the worker, then the window goes as the next one comes.
+  host.RunFor(40 * kMillisecond - device.kernel.Now() % (10 * kMillisecond));
+  host.CloseWindow(window);
+  host.RunForMs(15);
+}
+
 void UnloadWithWorker(SimDevice& device, SimHost& host) {
   Expect(device,
          host.Service()->SetKeyInputMode(qx::plexion::kKeyInputModeSimulateKeyUp, 30 * kMillisecond,
@@ -121,6 +137,8 @@ std::vector<Story> InputStories() {
           [](SimDevice& device) { device.player.usual.frames = 5; }, Repeats),
       ServiceStory("unload-with-worker", "unload while the key simulator's thread runs", nullptr,
                    UnloadWithWorker),
+      ServiceStory("destroy-while-repeating", "a window goes at the tick that repeats its key",
+                   endless, DestroyWhileRepeating),
       keyModes,
   };
 }
