@@ -83,10 +83,10 @@ bool Activate(CommandContext& context, const Arguments& arguments, std::string& 
 bool Move(CommandContext& context, const Arguments& arguments, std::string& error) {
   const Point point{static_cast<uint32_t>(arguments.numbers[1]),
                     static_cast<uint32_t>(arguments.numbers[2])};
-  // Through the plane, not through the window: StageWindow::MoveTo tells observers with geometryLock
-  // held, which asks for stateLock, while a window that becomes active on another thread holds
-  // stateLock and wants geometryLock. The driver's operation takes no lock of the window, and what
-  // GetRectOnScreen answers is read from the plane.
+  // Through the plane, not through the window: StageWindow::MoveTo tells observers with
+  // geometryLock held, which asks for stateLock, while a window that becomes active on another
+  // thread holds stateLock and wants geometryLock. The driver's operation takes no lock of the
+  // window, and what GetRectOnScreen answers is read from the plane.
   return OnWindow(context, arguments, Needs::kPlane, error,
                   [&](const HostWindow&, OutputPlane* plane) {
                     return plane->MoveTo(point) ? std::string() : "the driver refuses";
