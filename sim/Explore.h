@@ -2,6 +2,7 @@
 #define SIM_EXPLORE_H_
 
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ struct Story {
   /// After the run: takes expected findings away. May be empty.
   std::function<void(SimDevice&)> check;
 };
+
+/// For test runners, which would print its bytes.
+inline std::ostream& operator<<(std::ostream& out, const Story& story) { return out << story.name; }
 
 /// How one run of a story ended.
 struct StoryRun {
