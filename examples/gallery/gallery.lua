@@ -21,8 +21,7 @@ local function describe(index)
   end
 end
 
--- The other frame comes in from the side that the remote points to, and drifts a little while the
--- picture is on view.
+-- The other frame comes in over the one that is shown, from the side that the remote points to.
 local function turnTo(index, direction)
   index = (index - 1) % #pictures + 1
   if index == current then return end
@@ -31,9 +30,9 @@ local function turnTo(index, direction)
   front = 3 - front
   new.src = pictures[index].file
   new:set{ order = 1, opacity = 0, x = 90 * direction, scale = 1 }
-  old.order = 0
+  old:stop()
+  old:set{ order = 0, opacity = 1, x = 0 }
   new:animate{ opacity = 1, x = 0, duration = 0.7, easing = "out" }
-  old:animate{ x = -90 * direction, opacity = 0, duration = 0.7, easing = "out" }
   local caption = stage.find("caption")
   caption:animate{ opacity = 0, x = 72 - 24 * direction, duration = 0.2, easing = "in",
     done = function()

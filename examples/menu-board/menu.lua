@@ -8,11 +8,14 @@ local patterns = { course = stage.find("course"), dish = stage.find("dish") }
 local courses = stage.find("courses")
 local currency = "€"
 
-local function problem(text)
-  local line = stage.find("problem")
-  line.visible = text ~= nil
-  line.text = text or ""
-  if text then trace(text) end
+-- Guests see that something is amiss, the trace says what.
+local function problem(file, reason)
+  stage.find("problem").visible = file ~= nil
+  stage.find("updated").visible = file == nil
+  if file then
+    stage.find("problem").text = file .. " cannot be read: these are the last good prices"
+    trace(reason)
+  end
 end
 
 local function money(amount)
@@ -53,7 +56,7 @@ end
 local function showMenu(animated)
   local menu, reason = files.json("menu.json")
   reason = reason or checkMenu(menu)
-  if reason then return problem("menu.json: " .. reason) end
+  if reason then return problem("menu.json", reason) end
   problem(nil)
   currency = menu.currency or currency
   stage.find("name").text = menu.name or ""
@@ -96,7 +99,8 @@ end
 
 local function readSpecials()
   local list, reason = files.csv("special.csv")
-  if not list then return problem(reason) end
+  if not list then return problem("special.csv", reason) end
+  problem(nil)
   specials, current = list, #list > 0 and 1 or 0
   if specials[1] then fillCard(specials[1]) end
 end
