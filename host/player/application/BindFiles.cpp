@@ -139,8 +139,7 @@ int PushJson(lua_State* state, const std::string& text, const std::string& name)
 /// quotes that are doubled.
 class CsvReader {
  public:
-  CsvReader(lua_State* state, const std::string& text, char separator)
-      : state_(state), text_(text), separator_(separator) {
+  CsvReader(const std::string& text, char separator) : text_(text), separator_(separator) {
     at_ = text.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
   }
 
@@ -197,7 +196,6 @@ class CsvReader {
     return false;
   }
 
-  lua_State* state_;
   const std::string& text_;
   char separator_;
   size_t at_ = 0;
@@ -206,7 +204,7 @@ class CsvReader {
 
 /// The first line names the fields; every other line becomes a table with these names.
 int PushCsv(lua_State* state, const std::string& text, const std::string& name, char separator) {
-  CsvReader reader(state, text, separator);
+  CsvReader reader(text, separator);
   std::vector<std::string> names;
   std::vector<std::string> fields;
   if (!reader.ReadRecord(names)) return Failed(state, name + ":" + reader.Error());
