@@ -26,8 +26,7 @@ TEST_F(ApplicationTest, ScriptFindsNoWayOut) {
       "return string.dump ~= nil",
       "return files.read('../secret.txt') ~= nil",
       "return files.read('pictures/../../secret.txt') ~= nil",
-      "return files.read('"
-      "/etc/passwd') ~= nil",
+      "return files.read('/etc/passwd') ~= nil",
       "return files.read('link.txt') ~= nil",
       "return files.read('up/secret.txt') ~= nil",
       "return files.read('passwd') ~= nil",
