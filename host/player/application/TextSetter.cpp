@@ -23,12 +23,18 @@ PangoFontDescription* Describe(const Element& element) {
   return font;
 }
 
+/// The system's fonts, read once for all applications; kept for as long as the process lives.
+FcConfig* SystemFonts() {
+  static FcConfig* const fonts = FcInitLoadConfigAndFonts();
+  return fonts;
+}
+
 }  // namespace
 
 void TextSetter::Release::operator()(void* object) const { g_object_unref(object); }
 
 TextSetter::TextSetter() {
-  FcConfig* config = FcInitLoadConfigAndFonts();
+  FcConfig* config = FcConfigReference(SystemFonts());
   fontConfig_ = config;
   fontMap_ = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
   pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(fontMap_), config);
@@ -53,6 +59,12 @@ TextSetter::~TextSetter() {
 
 bool TextSetter::AddFontFolder(const std::string& path) {
   FcConfig* config = static_cast<FcConfig*>(fontConfig_);
+  if (config == SystemFonts()) {
+    // Fonts of its own are nobody else's business.
+    FcConfigDestroy(config);
+    fontConfig_ = config = FcInitLoadConfigAndFonts();
+    pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(fontMap_), config);
+  }
   const FcFontSet* before = FcConfigGetFonts(config, FcSetApplication);
   const int countBefore = before == nullptr ? 0 : before->nfont;
   const bool added =

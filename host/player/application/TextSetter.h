@@ -67,7 +67,7 @@ class TextSetter {
 
   void Lay(const Element& element, Kept& kept);
 
-  void* fontConfig_ = nullptr;
+  void* fontConfig_ = nullptr;  ///< the system's, until a folder is added
   PangoFontMap* fontMap_ = nullptr;
   PangoContext* context_ = nullptr;
   std::unordered_map<uint32_t, Kept> settings_;
