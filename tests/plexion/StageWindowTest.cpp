@@ -173,6 +173,10 @@ TEST_F(StageWindowObject, TakesInputOfEveryKind) {
     EXPECT_EQ(Output(window)->alpha, 7);
     EXPECT_FALSE(window->IsVisible());
     EXPECT_TRUE(window->SetBelow(nullptr));
+    EXPECT_TRUE(same->SetBelow(window));
+    EXPECT_EQ(device->graphics.Stack().front(), Output(same));
+    EXPECT_TRUE(same->SetAbove(window));
+    EXPECT_EQ(device->graphics.Stack().back(), Output(same));
   });
 }
 

@@ -209,6 +209,37 @@ TEST_F(WindowPlanes, HandedBackAreTheWindowsOwnAgain) {
   });
 }
 
+TEST_F(WindowPlanes, HandedInLaterAreTakenWhereTheStatusAllowsIt) {
+  Script().loadSteps = {{1 * plexion_sim::kMillisecond, kStatusLoaded}};
+  Script("bad.mvx").FailAt(0, kErrorCorruptMovie);
+  Story([&] {
+    auto& driver = device->graphics;
+    IQXModule* const held = device->kernel.AcquireModule("IGraphicsDriver");
+    platform::RenderPlane* const render = driver.CreateRenderPlane({100, 50}, 1, nullptr);
+    platform::OutputPlane* const output =
+        driver.CreateOutputPlane({0, 0, 100, 50}, false, render, nullptr, "host");
+
+    StageWindowImpl* const loaded = Make();
+    loaded->LoadMVX();
+    Faults().Fail(Fallible::kInstanceSetRenderPlane, 1);
+    EXPECT_FALSE(loaded->SetRenderPlane(render));  // the player refuses it
+    EXPECT_EQ(loaded->GetRenderPlane(), nullptr);
+    EXPECT_TRUE(loaded->SetRenderPlane(render));
+    EXPECT_EQ(Player(loaded)->RenderPlane(), render);
+    EXPECT_TRUE(loaded->CreatePlanes());
+    EXPECT_EQ(ToText(Output(loaded)->GetRect()), "0,0,100,50");  // as large as the host's plane
+
+    StageWindowImpl* const ended = Make("bad.mvx");
+    ended->LoadMVX();
+    EXPECT_FALSE(ended->SetRenderPlane(render) || ended->ResetRenderPlane(render) ||
+                 ended->SetOutputPlane(output));
+    for (StageWindowImpl* window : {loaded, ended}) service->DestroyStageWindow(window);
+    driver.DestroyOutputPlane(output);
+    driver.DestroyRenderPlane(render);
+    device->kernel.ReleaseModule(held);
+  });
+}
+
 TEST_F(WindowPlanes, CopyTheDirtyPartWhenSizesAreEqualAndElseTheWhole) {
   for (const bool stretches : {false, true}) {
     Restart({});
@@ -328,6 +359,19 @@ TEST_F(WindowPlanes, SayWhyAResizeOrMoveFailed) {
     EXPECT_EQ(Printed("YELLOW ALERT: Resize request failed. Reason: Too Big"), one.tooBig);
     EXPECT_EQ(Printed("YELLOW ALERT: Resize request failed. Reason: Too Small"), one.tooSmall);
   }
+}
+
+TEST_F(WindowPlanes, CannotBeResizedWithoutADriver) {
+  device->Remove("IGraphicsDriver");
+  Story([&] {
+    Observer observer(service);
+    StageWindowImpl* const window = Make();
+    window->RegisterNotifier(&observer);
+    window->Resize({100, 100}, false);
+    EXPECT_EQ(observer.heard, (Texts{"kInfoOutputPlaneResizeFailed 0,0,0,0"}));
+  });
+  EXPECT_EQ(
+      Printed("YELLOW ALERT: Resize request failed. Reason: could not acquire Graphics driver"), 1);
 }
 
 TEST_F(WindowPlanes, MoveAlwaysAnswersFalseAndNotifiesTheOutcome) {
