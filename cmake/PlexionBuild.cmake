@@ -78,7 +78,7 @@ endfunction()
 # plexion_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [DEFINITIONS ...])
 #
 # One GoogleTest program, its cases registered one by one with CTest. LABELS: "fast" suites also
-# run under the sanitizers.
+# run under the sanitizers, "memory" suites under the address sanitizer only.
 function(plexion_test NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;LABELS;DEFINITIONS;INCLUDES" ${ARGN})
   add_executable(${NAME} ${ARG_SOURCES})
@@ -88,7 +88,8 @@ function(plexion_test NAME)
   if(ARG_INCLUDES)
     target_include_directories(${NAME} SYSTEM PRIVATE ${ARG_INCLUDES})
   endif()
-  if("fast" IN_LIST ARG_LABELS)
+  if("fast" IN_LIST ARG_LABELS
+     OR ("memory" IN_LIST ARG_LABELS AND PLEXION_SANITIZE STREQUAL "address"))
     add_dependencies(fast-tests ${NAME})
   endif()
   set(properties TIMEOUT 120)
