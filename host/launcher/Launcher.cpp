@@ -169,6 +169,7 @@ class Launcher {
       control_.CancelSnapshotTimer();
       control_.Stop();  // its timers know the snapshot
       if (code == kExitCompleted && snapshot.HasFailed()) code = kExitContentError;
+      session.snapshot = nullptr;
       if (display != nullptr) display->Close();
     }
     kernel_.ReleaseModule(display);

@@ -44,7 +44,7 @@ Ending EndingOf(const OpenWindow& window) {
   return {status, qx::plexion::IsTerminalStatus(status) ? "" : "the player refuses to go on"};
 }
 
-WindowRun::WindowRun(Session& session, std::vector<OpenWindow> windows) : session_(session) {
+WindowRun::WindowRun(Session& session, const std::vector<OpenWindow>& windows) : session_(session) {
   for (const OpenWindow& window : windows) items_.push_back({window});
 }
 

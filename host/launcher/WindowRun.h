@@ -10,7 +10,7 @@ namespace plexion_host {
 /// Plays all windows at the same time, until each has ended. Runs on the service thread.
 class WindowRun {
  public:
-  WindowRun(Session& session, std::vector<OpenWindow> windows);
+  WindowRun(Session& session, const std::vector<OpenWindow>& windows);
   /// Returns  when no window is left. Contents that failed have been reported.
   void Run();
 

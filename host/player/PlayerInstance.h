@@ -41,7 +41,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   PlayerInstance(const PlayerInstance&) = delete;
   PlayerInstance& operator=(const PlayerInstance&) = delete;
   /// Ends the player's thread first; no terminal status is announced for that.
-  ~PlayerInstance();
+  ~PlayerInstance() override;
 
   // The contract; PlayerInstance.cpp.
   bool Configure(const qx::core::morvellib::MorvelInstanceParameters& parameters) override;

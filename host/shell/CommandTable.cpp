@@ -109,6 +109,7 @@ CommandTable::Outcome CommandTable::Run(const std::string& line) {
 
 CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 

@@ -155,6 +155,7 @@ std::vector<int> Animations::Advance(double now) {
   std::stable_sort(over.begin(), over.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<int> tokens;
+  tokens.reserve(over.size());
   for (const auto& each : over) tokens.push_back(each.second);
   return tokens;
 }

@@ -1,5 +1,6 @@
 // Elements as a script sees them: properties as fields, and a few methods.
 #include <math.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "host/player/application/Behaviour.h"
@@ -22,8 +23,9 @@ std::string CheckName(lua_State* state, int index) {
   return std::string(text, length);
 }
 
-void Raise(lua_State* state, const std::string& message) {
+[[noreturn]] void Raise(lua_State* state, const std::string& message) {
   luaL_error(state, "%s", message.c_str());
+  abort();  // an error of a script never comes back to here
 }
 
 const Property& CheckProperty(lua_State* state, const Element& element, const std::string& name) {
@@ -384,7 +386,10 @@ void Behaviour::PushElement(lua_State* state, const Element& element) {
 Element& Behaviour::CheckElement(lua_State* state, int index) {
   const auto* handle = static_cast<uint32_t*>(luaL_checkudata(state, index, kElementType));
   Element* element = world_.stage.FindByHandle(*handle);
-  if (element == nullptr) luaL_argerror(state, index, "this element has been removed");
+  if (element == nullptr) {
+    luaL_argerror(state, index, "this element has been removed");
+    abort();  // does not come back either
+  }
   return *element;
 }
 

@@ -47,6 +47,11 @@ cairo_rectangle_int_t Bounds(const Box& box, const cairo_matrix_t& matrix) {
           static_cast<int>(bottom - top)};
 }
 
+bool SameMatrix(const cairo_matrix_t& a, const cairo_matrix_t& b) {
+  return a.xx == b.xx && a.yx == b.yx && a.xy == b.xy && a.yy == b.yy && a.x0 == b.x0 &&
+         a.y0 == b.y0;
+}
+
 bool SameRectangle(const cairo_rectangle_int_t& a, const cairo_rectangle_int_t& b) {
   return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
 }
@@ -166,7 +171,7 @@ void Painter::AddDifference(const List& before, const List& after, cairo_region_
     places.erase(found);
     if (!overtaken && now.revision == then.revision && now.opacity == then.opacity &&
         SameRectangle(now.clip.box, then.clip.box) && now.clip.rounding == then.clip.rounding &&
-        memcmp(&now.matrix, &then.matrix, sizeof now.matrix) == 0) {
+        SameMatrix(now.matrix, then.matrix)) {
       continue;
     }
     cairo_region_union_rectangle(region, &then.bounds);

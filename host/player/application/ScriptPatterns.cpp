@@ -459,6 +459,8 @@ int Substitute(lua_State* state) {
       changed = AddReplacement(state, matcher, buffer, at, to) || changed;
       at = last = to;
     } else if (at < end) {
+      // Only a text with something left gets here.
+      // NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
       luaL_addchar(&buffer, *at++);
     } else {
       break;

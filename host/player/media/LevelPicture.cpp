@@ -41,8 +41,8 @@ bool LevelPicture::Update(const SoundLevel& level, double progress) {
     const double lamps = (1 - decibels / SoundMeter::kSilence) * kLamps;
     channel.fall = std::max(lamps, channel.fall - kFall);
     channel.peak = std::max(channel.fall, channel.peak - kPeakFall);
-    const unsigned lit = static_cast<unsigned>(std::max(0.0, channel.fall) + 0.5);
-    const unsigned peakLamp = static_cast<unsigned>(std::max(0.0, channel.peak) + 0.5);
+    const unsigned lit = static_cast<unsigned>(std::lround(std::max(0.0, channel.fall)));
+    const unsigned peakLamp = static_cast<unsigned>(std::lround(std::max(0.0, channel.peak)));
     changed = changed || lit != channel.lit || peakLamp != channel.peakLamp;
     channel.lit = lit;
     channel.peakLamp = peakLamp;

@@ -141,6 +141,10 @@ EngineError MediaFaults::FromError(GstMessage* message) const {
   gst_message_parse_error(message, &rawError, &rawDetails);
   const GErrorPointer error(rawError);
   const GTextPointer details(rawDetails);
+  if (error == nullptr) {
+    return {qx::plexion::kErrorFatalPlaybackError,
+            ElementName(message) + " fails without a reason"};
+  }
   const StageWindowStatus status = StatusOf(*error);
   if (status != qx::plexion::kErrorInvalidURL && !missing_.empty()) {
     return Unsupported(Picture() != nullptr ? *Picture() : missing_.front());
