@@ -72,6 +72,7 @@ void SimShell::Execute(const std::string& line) {
     return;
   }
   std::vector<char*> argv;
+  argv.reserve(words.size());
   for (std::string& word : words) argv.push_back(&word[0]);
   kernel_.Note("executes", line);
   executing_ = words[0];

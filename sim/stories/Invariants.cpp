@@ -30,8 +30,8 @@ const char* const kTexts[] = {
     "Plexion suspended until you use the \"go\" command.\n",
     "Usage: go --rundefault | CONTENT_URL [ ZOR_BASE_URL ]\n",
     "RED ALERT: IPlexionImpl - no Plexion data directory; see docs for limitations\n",
-    "YELLOW ALERT: scaling content dims to fit output device\n"
-    "    MVX-authored dims: (%d, %d) scaled content dims: (%d, %d)\n",
+    ("YELLOW ALERT: scaling content dims to fit output device\n"
+     "    MVX-authored dims: (%d, %d) scaled content dims: (%d, %d)\n"),
     "YELLOW ALERT: Resize request failed. Reason: could not acquire Graphics driver\n",
     "YELLOW ALERT: Resize request failed. Reason: Too Big\n",
     "YELLOW ALERT: Resize request failed. Reason: Too Small\n",

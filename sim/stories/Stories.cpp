@@ -23,14 +23,9 @@ const Story* FindStory(const std::string& name) {
   return nullptr;
 }
 
-bool Expect(SimDevice& device, bool holds, const std::string& what) {
-  if (!holds) device.kernel.Report(FindingKind::kContract, "expected: " + what);
-  return holds;
-}
-
 Story ServiceStory(const std::string& name, const std::string& summary,
-                   std::function<void(SimDevice&)> prepare,
-                   std::function<void(SimDevice&, SimHost&)> tell) {
+                   const std::function<void(SimDevice&)>& prepare,
+                   const std::function<void(SimDevice&, SimHost&)>& tell) {
   Story story;
   story.name = name;
   story.summary = summary;

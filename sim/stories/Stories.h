@@ -35,12 +35,15 @@ const Story* FindStory(const std::string& name);
 /// A story with the service loaded before it and unloaded after it, a small screen and small
 /// content, and all invariants watched.
 Story ServiceStory(const std::string& name, const std::string& summary,
-                   std::function<void(SimDevice&)> prepare,
-                   std::function<void(SimDevice&, SimHost&)> tell);
+                   const std::function<void(SimDevice&)>& prepare,
+                   const std::function<void(SimDevice&, SimHost&)>& tell);
 
 /// Reports a contract finding when `holds` is false. Returns  `holds`, so that a story can stop
 /// where going on makes no sense.
-bool Expect(SimDevice& device, bool holds, const std::string& what);
+inline bool Expect(SimDevice& device, bool holds, const std::string& what) {
+  if (!holds) device.kernel.Report(FindingKind::kContract, "expected: " + what);
+  return holds;
+}
 
 // By subject.
 std::vector<Story> WindowStories();
