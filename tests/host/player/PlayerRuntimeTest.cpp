@@ -74,6 +74,7 @@ TEST(PlayerRuntimeTest, CopiesEveryFieldThatMeansSomethingToAPlayer) {
 }
 
 TEST(PlayerRuntimeTest, NamesItselfWithinTheBuffer) {
+  TestKernel();
   PlayerRuntime runtime;
   char text[64];
   runtime.GetVersion(text, sizeof text);
@@ -84,6 +85,7 @@ TEST(PlayerRuntimeTest, NamesItselfWithinTheBuffer) {
 }
 
 TEST(PlayerRuntimeTest, MakesAndDestroysInstancesThatWereNeverUsed) {
+  TestKernel();
   PlayerRuntime runtime;
   qx::core::morvellib::MorvelInstance* instance = runtime.CreateMorvelInstance(nullptr);
   ASSERT_NE(nullptr, instance);
@@ -92,6 +94,7 @@ TEST(PlayerRuntimeTest, MakesAndDestroysInstancesThatWereNeverUsed) {
 }
 
 TEST(PlayerRuntimeTest, PlaysOnTheRealClockToo) {
+  TestKernel();
   // A few milliseconds of real time: the one test of the clock that a host uses.
   ScriptedEngines engines;
   engines.script.facts = {{8, 8}, 240, 3};
