@@ -150,6 +150,8 @@ class Engine {
 
   virtual void OnInput(const InputEvent& /*event*/) {}
   virtual void OnProxy(const ProxySettings& /*proxy*/) {}
+  /// A factor from 0 to 1 for the sound, on top of the settings'. 1 until told.
+  virtual void SetVolume(double /*factor*/) {}
 
   /// Moves on to a moment. Clocked engines are called at the pace of their frame rate (moments that
   /// are too late are left out) and all engines after an input or RequestFrame. No plane is locked,

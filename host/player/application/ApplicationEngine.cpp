@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,9 @@ namespace {
 constexpr char kDocumentName[] = "application.xml";
 constexpr char kFontFolder[] = "fonts";
 constexpr double kTolerance = 1e-6;
+constexpr std::chrono::milliseconds kLongestFirstWait{3000};
+/// Of handlers that make elements play, whose events call handlers again.
+constexpr int kMostRounds = 4;
 
 // Shares of the work of a load, in percent.
 constexpr unsigned kReadAt = 10;
@@ -82,6 +86,13 @@ class ApplicationEngine final : public Engine {
     StartBehaviour();
     if (!behaviour_->Run(scripts, documentName_, error)) return false;
     LoadStaleResources();
+    // What the first picture shows is there with it; what takes too long comes when it can.
+    TakePlayed(0, false);
+    played_.WaitUntilLoaded(kLongestFirstWait);
+    if (host_.Cancelled()) {
+      error.message = "loading was stopped";
+      return false;
+    }
     facts.stageDims = {stage_.width, stage_.height};
     facts.framesPerSecond = stage_.framesPerSecond;
     facts.frameCount = 0;
@@ -192,13 +203,14 @@ class ApplicationEngine final : public Engine {
       if (element == nullptr) continue;
       if (host_.Cancelled()) return;
       element->resourceStale = false;
-      element->resource = nullptr;
-      stage_.TouchPicture(*element);
-      if (element->kind == ElementKind::kImage) {
-        LoadPicture(*element);
-      } else {
+      if (element->kind != ElementKind::kImage) {
         played_.Restart(handle);
+        continue;
       }
+      element->resource = nullptr;
+      element->failure.clear();
+      stage_.TouchPicture(*element);
+      LoadPicture(*element);
     }
   }
 
@@ -209,6 +221,8 @@ class ApplicationEngine final : public Engine {
     std::shared_ptr<Picture> picture;
     if (file.IsOpen()) picture = DecodePicture(file.Descriptor(), host_.Memory(), error);
     if (picture == nullptr) {
+      element.failure = error;
+      pending_.push_back({element.handle, PlayedEvent::kFailed, error});
       host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
                    "<image> \"" + element.src + "\": " + error);
       return;
@@ -237,13 +251,32 @@ class ApplicationEngine final : public Engine {
     behaviour_->DropAnimations(animations_.TakeDropped());
     if (!behaviour_->FinishAnimations(over, error)) return false;
     stage_.AdvanceTransition(now_);
-    if (step.playing && !behaviour_->DispatchFrame(error)) return false;
-    LoadStaleResources();
-    for (const uint32_t element : played_.Advance(now_, step.playing)) {
-      if (!behaviour_->DispatchEnded(element, error)) return false;
+    // Videos, inputs and changed files ask for moments between the frames as well.
+    if (step.playing && step.position >= nextFrame_) {
+      nextFrame_ = step.position + 1;
+      if (!behaviour_->DispatchFrame(error)) return false;
     }
-    LoadStaleResources();
+    return RunPlayed(step, error);
+  }
+
+  bool RunPlayed(const FrameStep& step, EngineError& error) {
+    // Handlers may well make another element play, which has its say in the same moment; but not
+    // for ever.
+    settled_ = false;
+    for (int round = 0; round < kMostRounds && !settled_; ++round) {
+      LoadStaleResources();
+      TakePlayed(now_, step.playing);
+      const std::vector<PlayedEvent> events = std::exchange(pending_, {});
+      settled_ = events.empty();
+      for (const PlayedEvent& event : events) {
+        if (!behaviour_->DispatchPlayed(event, error)) return false;
+      }
+    }
     return true;
+  }
+
+  void TakePlayed(double now, bool playing) {
+    for (PlayedEvent& event : played_.Advance(now, playing)) pending_.push_back(std::move(event));
   }
 
   bool DispatchInput(const InputEvent& event, EngineError& error) {
@@ -275,7 +308,7 @@ class ApplicationEngine final : public Engine {
   }
 
   uint64_t NextPosition(const FrameStep& step) const {
-    if (behaviour_->HasHandler("frame") || stage_.LeavingScene() != nullptr) {
+    if (behaviour_->HasHandler("frame") || stage_.LeavingScene() != nullptr || !settled_) {
       return step.position + 1;
     }
     const double next =
@@ -298,8 +331,11 @@ class ApplicationEngine final : public Engine {
   Painter painter_;
   std::unique_ptr<Behaviour> behaviour_;
   std::vector<InputEvent> inputs_;
+  std::vector<PlayedEvent> pending_;  ///< not told to the script yet
   StageFit fit_;
   double now_ = 0;
+  uint64_t nextFrame_ = 0;
+  bool settled_ = true;  ///< nothing was left over for the next moment
   bool started_ = false;
   bool failed_ = false;
   uint64_t drawnRevision_ = 0;

@@ -81,6 +81,11 @@ OpenFile BaseFolder::OpenInside(std::string_view name, int flags, std::string& e
             std::to_string(kLongestName) + " bytes without a zero byte";
     return OpenFile();
   }
+  if (name.find("://") != std::string_view::npos) {
+    error = "cannot open " + shown +
+            ": it is an address; an application reads the files of its folder and nothing else";
+    return OpenFile();
+  }
   if (!name.empty() && name[0] == '/') {
     error = "cannot open " + shown +
             ": expected a name inside the application's folder, not one from the top";

@@ -127,11 +127,16 @@ bool Behaviour::DispatchEventCode(unsigned long code, EngineError& error) {
   return CallHandlers("event", 1, error);
 }
 
-bool Behaviour::DispatchEnded(uint32_t handle, EngineError& error) {
-  const Element* element = world_.stage.FindByHandle(handle);
-  if (element == nullptr || !HasHandler("ended")) return true;
-  PushElement(script_->State(), *element);
-  return CallHandlers("ended", 1, error);
+bool Behaviour::DispatchPlayed(const PlayedEvent& event, EngineError& error) {
+  const char* name = event.kind == PlayedEvent::kReady   ? "ready"
+                     : event.kind == PlayedEvent::kEnded ? "ended"
+                                                         : "failed";
+  const Element* element = world_.stage.FindByHandle(event.element);
+  if (element == nullptr || !HasHandler(name)) return true;
+  lua_State* state = script_->State();
+  PushElement(state, *element);
+  lua_pushlstring(state, event.reason.data(), event.reason.size());
+  return CallHandlers(name, 2, error);
 }
 
 bool Behaviour::DispatchChangedFiles(EngineError& error) {

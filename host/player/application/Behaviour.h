@@ -16,6 +16,7 @@
 #include "host/player/application/BaseFolder.h"
 #include "host/player/application/Document.h"
 #include "host/player/application/FileWatch.h"
+#include "host/player/application/PlayedElements.h"
 #include "host/player/application/Script.h"
 #include "host/player/application/Stage.h"
 #include "host/player/application/TextSetter.h"
@@ -56,7 +57,7 @@ class Behaviour {
   bool DispatchPointer(const char* action, double x, double y, int button, EngineError& error);
   bool DispatchScroll(const char* direction, unsigned delta, EngineError& error);
   bool DispatchEventCode(unsigned long code, EngineError& error);
-  bool DispatchEnded(uint32_t element, EngineError& error);
+  bool DispatchPlayed(const PlayedEvent& event, EngineError& error);
   /// What belongs to files that have changed since.
   bool DispatchChangedFiles(EngineError& error);
   /// All timers that are due.

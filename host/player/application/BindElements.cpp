@@ -116,6 +116,11 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
     } else {
       self.PushElement(state, *element.parent);
     }
+  } else if (name == "state" &&
+             (element.kind == ElementKind::kMovie || element.kind == ElementKind::kMedia)) {
+    lua_pushstring(state, NameOf(element.playState));
+  } else if (name == "failure" && FindProperty(element.kind, "src") != nullptr) {
+    lua_pushlstring(state, element.failure.data(), element.failure.size());
   } else if (name == "textWidth" && element.kind == ElementKind::kText) {
     lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.width);
   } else if (name == "textHeight" && element.kind == ElementKind::kText) {

@@ -14,10 +14,12 @@ namespace {
 constexpr double kShortestPeriod = 0.001;
 constexpr double kLongestWait = 1e7;
 
-constexpr std::string_view kEvents[] = {"start",  "frame",    "keydown",    "keyup", "pointer",
-                                        "scroll", "activate", "deactivate", "event", "ended"};
+constexpr std::string_view kEvents[] = {"start",   "frame",  "keydown",  "keyup",
+                                        "pointer", "scroll", "activate", "deactivate",
+                                        "event",   "ready",  "ended",    "failed"};
 constexpr char kEventNames[] =
-    "start, frame, keydown, keyup, pointer, scroll, activate, deactivate, event or ended";
+    "start, frame, keydown, keyup, pointer, scroll, activate, deactivate, event, ready, ended or "
+    "failed";
 
 int On(lua_State* state) {
   const char* event = luaL_checkstring(state, 1);

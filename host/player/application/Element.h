@@ -32,6 +32,9 @@ enum VerticalAlign { kAlignTop, kAlignMiddle, kAlignBottom, kAlignBaseline };
 enum Wrap { kWrapNone, kWrapWord };
 enum Fit { kFitContain, kFitCover, kFitFill };
 
+/// What a movie or medium is doing, for the script.
+enum class PlayState { kIdle, kLoading, kReady, kPlaying, kEnded, kFailed };
+
 class Resource;
 
 /// One thing on the stage. Elements form trees; a child's place is relative to its parent's top
@@ -88,9 +91,14 @@ struct Element {
   int fit = kFitContain;
   double loop = 1;
   double speed = 1;
-  /// What `src` names, once loaded. Null before, and when it could not be.
+  double volume = 1;
+  bool paused = false;
+  bool preload = false;
+  /// What `src` names, once loaded or being loaded. Null before, and when it could not be.
   std::shared_ptr<Resource> resource;
   bool resourceStale = false;  ///< `src` has changed since
+  PlayState playState = PlayState::kIdle;
+  std::string failure;  ///< why `src` cannot be shown; empty when it can
 };
 
 /// What an element shows that was loaded from a file: a picture or a player.
@@ -100,6 +108,7 @@ class Resource {
 };
 
 const char* NameOf(ElementKind kind);
+const char* NameOf(PlayState state);
 /// False for a word that names no kind.
 bool ReadElementKind(const std::string& word, ElementKind& kind);
 

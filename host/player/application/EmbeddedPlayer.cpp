@@ -1,9 +1,11 @@
 #include "host/player/application/EmbeddedPlayer.h"
 
 #include <math.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <limits>
+#include <system_error>
 #include <utility>
 
 #include "host/player/ContentProbe.h"
@@ -13,20 +15,48 @@ namespace plexion_host::player::application {
 namespace {
 
 constexpr double kNanoseconds = 1e9;
+constexpr double kNever = std::numeric_limits<double>::infinity();
 
 }  // namespace
 
-EmbeddedPlayer::~EmbeddedPlayer() { engine_.reset(); }
+EmbeddedPlayer::~EmbeddedPlayer() {
+  Cancel();
+  if (loader_.joinable()) loader_.join();
+  engine_.reset();
+}
 
-bool EmbeddedPlayer::Load(OpenFile file, const std::string& name, double loops, double speed,
-                          std::string& error) {
+void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed) {
   file_ = std::move(file);
   settings_ = host_.Settings();
   settings_.loops = static_cast<uint64_t>(loops);
   settings_.speed = speed;
+  try {
+    loader_ = std::thread([this, name] {
+      pthread_setname_np(pthread_self(), "PlexionLoad");
+      Load(name);
+    });
+  } catch (const std::system_error&) {
+    // No thread to be had: late is better than not at all.
+    Load(name);
+  }
+}
+
+void EmbeddedPlayer::Load(const std::string& name) {
   ContentAddress address;
   address.path = file_.Path();
   address.name = name;
+  std::string error;
+  if (!TryLoad(address, error) && error.empty()) error = "it cannot be opened";
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    failure_ = error;
+    loaded_ = true;
+  }
+  loadedChanged_.notify_all();
+  RequestFrame();
+}
+
+bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) {
   EngineError reason;
   ProbeResult probe;
   if (!ProbeContent(address, probe, reason)) {
@@ -47,22 +77,50 @@ bool EmbeddedPlayer::Load(OpenFile file, const std::string& name, double loops, 
     return false;
   }
   engine_ = std::move(engine);
-  timeline_ = Timeline(facts_.framesPerSecond, facts_.frameCount, settings_.loops, speed);
   return true;
 }
 
+EmbeddedPlayer::State EmbeddedPlayer::TakeLoaded() {
+  if (state_ != State::kLoading) return state_;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!loaded_) return State::kLoading;
+  }
+  // All that it still does is to ask for a frame.
+  if (loader_.joinable()) loader_.join();
+  state_ = engine_ == nullptr ? State::kFailed : State::kReady;
+  if (engine_ != nullptr) {
+    timeline_ =
+        Timeline(facts_.framesPerSecond, facts_.frameCount, settings_.loops, settings_.speed);
+    engine_->SetVolume(volume_);
+  }
+  return state_;
+}
+
+void EmbeddedPlayer::WaitUntilLoaded(std::chrono::milliseconds most) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  loadedChanged_.wait_for(lock, most, [this] { return loaded_; });
+}
+
+void EmbeddedPlayer::SetVolume(double volume) {
+  if (volume == volume_) return;
+  volume_ = volume;
+  if (state_ == State::kReady) engine_->SetVolume(volume);
+}
+
 bool EmbeddedPlayer::Advance(double seconds, bool playing) {
-  if (engine_ == nullptr) return false;
+  if (state_ != State::kReady) return false;
+  const auto now = static_cast<Timeline::Time>(llround(seconds * kNanoseconds));
   if (playing != playing_) {
     playing_ = playing;
     engine_->SetPlaying(playing);
-    if (playing && !timeline_.IsRunning()) timeline_.Start(0);
+    playing ? timeline_.Start(now) : timeline_.Stop(now);
   }
   const bool requested = frameRequested_.exchange(false);
   if (completeRequested_.exchange(false)) ended_ = true;
   uint64_t due = position_;
   if (facts_.framesPerSecond > 0 && !ended_ && timeline_.IsRunning()) {
-    due = timeline_.PositionAt(llround(seconds * kNanoseconds));
+    due = std::max(timeline_.PositionAt(now), position_);
     if (due >= timeline_.EndPosition()) {
       due = timeline_.EndPosition() - 1;
       ended_ = true;
@@ -81,11 +139,11 @@ bool EmbeddedPlayer::Advance(double seconds, bool playing) {
 }
 
 double EmbeddedPlayer::NextMoment() const {
-  if (engine_ == nullptr || ended_ || facts_.framesPerSecond <= 0 || nextPosition_ == kNoFrame) {
-    return std::numeric_limits<double>::infinity();
-  }
+  if (state_ != State::kReady || ended_ || !timeline_.IsRunning()) return kNever;
+  // What stands still comes to its end all the same.
   const uint64_t next = std::min(nextPosition_, timeline_.EndPosition());
-  return static_cast<double>(timeline_.DeadlineOf(next)) / kNanoseconds;
+  const Timeline::Time deadline = timeline_.DeadlineOf(next);
+  return deadline == IQXKernel::kInfinite ? kNever : static_cast<double>(deadline) / kNanoseconds;
 }
 
 bool EmbeddedPlayer::TakeEnded() {
@@ -100,7 +158,7 @@ std::string EmbeddedPlayer::Failure() {
 }
 
 PlayedPixels EmbeddedPlayer::Render(uint32_t width, uint32_t height) {
-  if (engine_ == nullptr) return {};
+  if (state_ != State::kReady) return {};
   const bool resized = pixelDims_.width != width || pixelDims_.height != height;
   const size_t bytes = size_t{width} * height * sizeof(uint32_t);
   if (resized && !pixels_.Resize(host_.Memory(), bytes)) {

@@ -246,7 +246,7 @@ void Painter::Paint(cairo_t* cairo, Element& element, double opacity) {
         break;
       case ElementKind::kImage: {
         if (element.resource == nullptr) {
-          if (!element.src.empty()) PaintPlaceholder(cairo, element, opacity);
+          if (!element.failure.empty()) PaintPlaceholder(cairo, element, opacity);
           break;
         }
         auto& picture = static_cast<Picture&>(*element.resource);
@@ -256,15 +256,13 @@ void Painter::Paint(cairo_t* cairo, Element& element, double opacity) {
       }
       default: {
         if (element.resource == nullptr) {
-          if (!element.src.empty()) PaintPlaceholder(cairo, element, opacity);
+          if (!element.failure.empty()) PaintPlaceholder(cairo, element, opacity);
           break;
         }
-        const double scaleX = hypot(matrix.xx, matrix.yx);
-        const double scaleY = hypot(matrix.xy, matrix.yy);
-        const PlayedPixels pixels = played_.Render(
-            element, static_cast<uint32_t>(std::clamp(lround(element.width * scaleX), 1L, 8192L)),
-            static_cast<uint32_t>(std::clamp(lround(element.height * scaleY), 1L, 8192L)));
-        if (pixels.pixels != nullptr) PaintPicture(cairo, element, pixels, kFitFill, opacity);
+        const PlayedPixels pixels =
+            played_.Render(element, element.width * hypot(matrix.xx, matrix.yx),
+                           element.height * hypot(matrix.xy, matrix.yy));
+        if (pixels.pixels != nullptr) PaintPicture(cairo, element, pixels, element.fit, opacity);
         break;
       }
     }

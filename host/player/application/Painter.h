@@ -25,8 +25,9 @@ struct PlayedPixels {
 class PlayedSource {
  public:
   virtual ~PlayedSource() = default;
-  /// `width` and `height` are what the element covers of the plane. Nothing to be seen: no pixels.
-  virtual PlayedPixels Render(Element& element, uint32_t width, uint32_t height) = 0;
+  /// `width` and `height` are what the element covers of the plane; the picture is as large as its
+  /// fit into that wants it. Nothing to be seen: no pixels.
+  virtual PlayedPixels Render(Element& element, double width, double height) = 0;
 };
 
 /// How the stage lies in the plane.

@@ -105,7 +105,7 @@ const Property kProperties[] = {
     Number("gradientAngle", kRectangle, kPicture, -360, 360, &Element::gradientAngle),
     OfColour("stroke", kRectangle, &Element::stroke),
     Number("strokeWidth", kRectangle, kPicture, 0, 1000, &Element::strokeWidth),
-    Number("radius", kRectangle | kImage | kGroup, kPicture, 0, kFar, &Element::radius),
+    Number("radius", kRectangle | kImage | kPlayed | kGroup, kPicture, 0, kFar, &Element::radius),
     Text("text", kText, &Element::text),
     Text("font", kText, &Element::font),
     Text("features", kText, &Element::features),
@@ -120,9 +120,12 @@ const Property kProperties[] = {
     Number("letterSpacing", kText, kPicture, -100, 1000, &Element::letterSpacing),
     Number("lineSpacing", kText, kPicture, 0.1, 10, &Element::lineSpacing),
     Text("src", kImage | kPlayed, &Element::src),
-    Choice("fit", kImage, "contain|cover|fill", &Element::fit),
-    Number("loop", kPlayed, kPicture, 0, 1000000, &Element::loop),
-    Number("speed", kPlayed, kPicture, 0.01, 100, &Element::speed),
+    Choice("fit", kImage | kPlayed, "contain|cover|fill", &Element::fit),
+    Number("loop", kPlayed, kPlace, 0, 1000000, &Element::loop),
+    Number("speed", kPlayed, kPlace, 0.01, 100, &Element::speed),
+    Number("volume", kPlayed, kPlace, 0, 1, &Element::volume),
+    Flag("paused", kPlayed, kPlace, &Element::paused),
+    Flag("preload", kPlayed, kPlace, &Element::preload),
     {nullptr, ValueType::kNumber, 0, false},
 };
 
@@ -268,6 +271,24 @@ const char* NameOf(ElementKind kind) {
       break;
   }
   return "group";
+}
+
+const char* NameOf(PlayState state) {
+  switch (state) {
+    case PlayState::kLoading:
+      return "loading";
+    case PlayState::kReady:
+      return "ready";
+    case PlayState::kPlaying:
+      return "playing";
+    case PlayState::kEnded:
+      return "ended";
+    case PlayState::kFailed:
+      return "failed";
+    case PlayState::kIdle:
+      break;
+  }
+  return "idle";
 }
 
 bool ReadElementKind(const std::string& word, ElementKind& kind) {

@@ -29,6 +29,10 @@ void MediaEngine::OnProxy(const ProxySettings& proxy) {
   reopen_ = !content_.url.empty();
 }
 
+void MediaEngine::SetVolume(double factor) {
+  if (pipeline_ != nullptr) pipeline_->SetVolume(request_.volume * factor);
+}
+
 void MediaEngine::ApplyState() {
   if (pipeline_ == nullptr || failed_ || ended_) return;
   pipeline_->SetState(playing_ && !buffering_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);

@@ -28,6 +28,7 @@ class MediaEngine final : public Engine {
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override;
   void SetPlaying(bool playing) override;
   void OnProxy(const ProxySettings& proxy) override;
+  void SetVolume(double factor) override;
   StepResult Advance(const FrameStep& step) override;
   DrawResult Draw(const DrawTarget& target) override;
 

@@ -133,6 +133,10 @@ GstStateChangeReturn MediaPipeline::SetState(GstState state) {
   return gst_element_set_state(playbin_.get(), state);
 }
 
+void MediaPipeline::SetVolume(double factor) {
+  g_object_set(playbin_.get(), "volume", factor, nullptr);
+}
+
 GstMessagePointer MediaPipeline::TakeMessage(std::chrono::milliseconds wait) {
   std::unique_lock<std::mutex> lock(mutex_);
   const bool any =

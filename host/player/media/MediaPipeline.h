@@ -42,6 +42,7 @@ class MediaPipeline {
   /// Makes the parts. Returns  false with `error` when one is not installed.
   bool Build(const Request& request, EngineError& error);
   GstStateChangeReturn SetState(GstState state);
+  void SetVolume(double factor);
   /// The next message within `wait`; null when there is none.
   GstMessagePointer TakeMessage(std::chrono::milliseconds wait);
   /// Whether `message` tells about the whole pipeline and not one of its parts.

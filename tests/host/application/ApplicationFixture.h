@@ -83,6 +83,9 @@ class ApplicationTest : public ::testing::Test {
     std::filesystem::remove_all(top_);
   }
 
+  /// What plays movies and media; a test brings its own.
+  virtual EngineSource& Engines() { return engines_; }
+
   void Write(const std::string& name, const std::string& text) {
     std::filesystem::create_directories((folder_ / name).parent_path());
     std::ofstream(folder_ / name, std::ios::binary) << text;
@@ -97,7 +100,7 @@ class ApplicationTest : public ::testing::Test {
     // Fifty milliseconds of work whenever somebody looks: what is stuck is found out in no time.
     clocks.working = [this] { return workingTime_ += 50000000; };
     clocks.wall = [this] { return wall_; };
-    engine_ = MakeApplicationEngine(host_, engines_, clocks);
+    engine_ = MakeApplicationEngine(host_, Engines(), clocks);
     const bool loaded = engine_->Load(content, facts_, error_);
     if (!loaded) engine_.reset();
     return loaded;

@@ -1,0 +1,127 @@
+// Media inside of applications, with the media engine itself and clips that are made here.
+#include <algorithm>
+
+#include "host/kernel/HostKernel.h"
+#include "host/player/media/MediaEngine.h"
+#include "tests/host/application/ApplicationFixture.h"
+#include "tests/host/media/MediaClips.h"
+
+/// Fontconfig 2.14 loses a few hundred bytes of each pattern that Pango makes.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
+
+namespace plexion_host::player::application {
+namespace {
+
+/// Half a second.
+constexpr char kVideo[] =
+    "videotestsrc num-buffers=10 pattern=red ! video/x-raw,width=64,height=48,framerate=20/1 ! "
+    "theoraenc ! oggmux ! filesink location=%";
+constexpr char kPicture[] =
+    "videotestsrc num-buffers=1 pattern=blue ! video/x-raw,width=16,height=16 ! pngenc ! "
+    "filesink location=%";
+constexpr char kSound[] =
+    "audiotestsrc num-buffers=10 samplesperbuffer=2205 ! audio/x-raw,rate=44100,channels=1 ! "
+    "wavenc ! filesink location=%";
+
+class PlayedMediaTest : public ApplicationTest, private EngineSource {
+ protected:
+  PlayedMediaTest() {
+    // Never destroyed: the libraries that were handed the kernel keep it.
+    static auto* const kernel = new HostKernel({"application_test"}, ModuleFiles());
+    IQXModule_QXModule_PutKernel(kernel);
+  }
+  ~PlayedMediaTest() override { engine_.reset(); }
+
+  EngineSource& Engines() override { return *this; }
+  std::unique_ptr<Engine> OpenEngine(const ContentAddress&, EngineHost& host,
+                                     EngineError&) override {
+    return std::make_unique<MediaEngine>(host);
+  }
+  void Put(const std::string& name, const char* pipeline) {
+    std::filesystem::copy_file(clips_.Make(name, pipeline), folder_ / name);
+  }
+  /// One medium "m" over half of the stage.
+  bool LoadMedium(const std::string& attributes) {
+    return LoadDocument(
+        "<application width='64' height='36' rate='20' background='#000'><scene id='s'>"
+        "<media id='m' x='32' width='32' height='36' fit='fill' " +
+        attributes +
+        "/></scene><script>"
+        "on('ready', function(e) trace(e.id, 'ready') end)"
+        "on('ended', function(e) trace(e.id, 'ended') end)"
+        "on('failed', function(e, why) trace(e.id, why) end)</script></application>");
+  }
+  /// The framework's clock paces video, so this takes as long as that does.
+  void VisitUntilTraces(size_t count) {
+    Visit(position_);
+    while (host_.Traces().size() < count) {
+      ASSERT_TRUE(host_.WaitForRequest());
+      Visit(position_);
+    }
+  }
+  static bool IsMostly(uint32_t pixel, unsigned shift) {
+    return (pixel >> shift & 255) > 200 && ((pixel & 0xFFFFFF) & ~(0xFFu << shift)) < 0x606061;
+  }
+
+  MediaClips clips_;
+};
+
+TEST_F(PlayedMediaTest, AVideoPlaysToItsEndInItsPlace) {
+  Put("red.ogv", kVideo);
+  ASSERT_TRUE(LoadMedium("src='red.ogv'")) << error_.message;
+  Visit(0);
+  EXPECT_TRUE(IsMostly(At(48, 18), 16)) << std::hex << At(48, 18) << ": the first picture is there";
+  EXPECT_EQ(0xFF000000, At(10, 18));
+  VisitUntilTraces(2);
+  EXPECT_EQ((std::vector<std::string>{"m\tready", "m\tended"}), host_.Traces());
+  EXPECT_GE(visits_, 8) << "one for each frame but for those that came too late";
+  EXPECT_TRUE(IsMostly(At(48, 18), 16)) << "the last picture stays";
+  EXPECT_EQ("", host_.failure.message);
+}
+
+TEST_F(PlayedMediaTest, AVideoThatRepeatsGoesOnAndIsPausedWithTheWindow) {
+  Put("red.ogv", kVideo);
+  ASSERT_TRUE(LoadMedium("src='red.ogv' loop='0' speed='4' volume='0.3'")) << error_.message;
+  for (int frame = 0; frame < 30; ++frame) {
+    Visit(position_);
+    ASSERT_TRUE(IsMostly(At(48, 18), 16)) << "no picture without it, frame " << frame;
+    ASSERT_TRUE(host_.WaitForRequest());
+  }
+  playing_ = false;
+  Visit(position_);
+  EXPECT_EQ(std::vector<std::string>{"m\tready"}, host_.Traces());
+  EXPECT_FALSE(host_.completed) << "only the medium may come to an end";
+}
+
+TEST_F(PlayedMediaTest, APictureLastsTenSeconds) {
+  Put("blue.png", kPicture);
+  ASSERT_TRUE(LoadMedium("src='blue.png'")) << error_.message;
+  RunTo(199);
+  EXPECT_EQ(std::vector<std::string>{"m\tready"}, host_.Traces());
+  EXPECT_TRUE(IsMostly(At(48, 18), 0)) << std::hex << At(48, 18);
+  RunTo(200);
+  EXPECT_EQ("m\tended", Trace(1));
+  EXPECT_LT(visits_, 6) << "it stands still meanwhile";
+}
+
+TEST_F(PlayedMediaTest, SoundPlaysToItsEnd) {
+  Put("tone.wav", kSound);
+  ASSERT_TRUE(LoadMedium("src='tone.wav'")) << error_.message;
+  VisitUntilTraces(2);
+  EXPECT_EQ((std::vector<std::string>{"m\tready", "m\tended"}), host_.Traces());
+}
+
+TEST_F(PlayedMediaTest, ADamagedVideoIsToldAndTheApplicationGoesOn) {
+  Put("red.ogv", kVideo);
+  Write("broken.ogv", MediaClips::Read(folder_ / "red.ogv").substr(0, 60));
+  ASSERT_TRUE(LoadMedium("src='broken.ogv'")) << error_.message;
+  VisitUntilTraces(1);
+  ASSERT_EQ(2u, host_.notes.size());
+  EXPECT_EQ(kInfoUnsupportedPlaceholderRendered, host_.notes[0].first);
+  EXPECT_EQ(0u, host_.notes[0].second.find("<media> \"broken.ogv\": "));
+  EXPECT_EQ("m\t" + host_.notes[0].second.substr(22), Trace(0));
+  EXPECT_EQ("", host_.failure.message);
+}
+
+}  // namespace
+}  // namespace plexion_host::player::application
