@@ -1,0 +1,93 @@
+// An application's document: what passes its checks makes a stage within its limits, which is
+// drawn.
+
+#include "host/player/application/Document.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "fuzz/FuzzInput.h"
+#include "host/player/application/Painter.h"
+#include "host/player/application/XmlCheck.h"
+
+namespace {
+
+using namespace plexion_host::player;  // NOLINT(google-build-using-namespace): a program
+using namespace plexion_host::player::application;  // NOLINT(google-build-using-namespace): of one
+                                                    // file
+
+class NothingPlays final : public PlayedSource {
+ public:
+  PlayedPixels Render(Element&, double, double) override { return {}; }
+};
+
+void RequireTree(const Element& element, unsigned depth, size_t& count) {
+  Require(depth <= kDeepestNesting, "nesting");
+  Require(element.children.empty() || element.kind == ElementKind::kGroup,
+          "only groups hold elements");
+  ++count;
+  for (const auto& child : element.children) {
+    Require(child->parent == &element, "parent");
+    RequireTree(*child, depth + 1, count);
+  }
+}
+
+void RequireRefusal(const DocumentError& error, const std::string& text) {
+  Require(!error.what.empty(), "a refusal says why");
+  const auto lines = static_cast<unsigned>(std::count(text.begin(), text.end(), '\n')) + 1;
+  Require(error.line >= 1 && error.line <= lines, "a refusal says where");
+}
+
+/// Drawn whole, then once more as if nothing had changed: then nothing is drawn.
+void Draw(Stage& stage) {
+  static TextSetter texts;
+  texts.Keep([](uint32_t) { return false; });
+  NothingPlays played;
+  Painter painter(stage, texts, played);
+  std::vector<uint32_t> pixels(size_t{32} * 32);
+  DrawTarget target;
+  target.pixels = pixels.data();
+  target.pitchBytes = 32 * 4;
+  target.dims = {32, 32};
+  target.everything = true;
+  Require(painter.Draw(target, "").drawn, "the first picture is drawn");
+  target.everything = false;
+  Require(!painter.Draw(target, "").drawn, "nothing is drawn when nothing changed");
+}
+
+}  // namespace
+
+/// The font library keeps what it read of the system's fonts until the process ends.
+extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+  return "leak:libfontconfig";
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  DocumentError checkError;
+  const bool wellFormed = CheckXml(text, checkError);
+  if (!wellFormed) RequireRefusal(checkError, text);
+
+  Stage stage;
+  std::vector<ScriptReference> scripts;
+  DocumentError error;
+  if (!ReadDocument(text, stage, scripts, error)) {
+    RequireRefusal(error, text);
+    return 0;
+  }
+  Require(wellFormed, "only what is well-formed is read");
+  Require(stage.width >= 1 && stage.width <= kLargestStage, "width");
+  Require(stage.height >= 1 && stage.height <= kLargestStage, "height");
+  Require(stage.framesPerSecond >= kSlowestRate && stage.framesPerSecond <= kFastestRate, "rate");
+  Require(stage.CurrentScene() != nullptr, "a scene is shown");
+  size_t count = 0;
+  RequireTree(stage.Backdrop(), 1, count);
+  RequireTree(stage.Overlay(), 1, count);
+  for (const auto& scene : stage.Scenes()) RequireTree(*scene, 1, count);
+  Require(count == stage.ElementCount() && count <= kMostElements, "number of elements");
+  for (const ScriptReference& script : scripts) {
+    Require(script.file.empty() != script.text.empty(), "a script is a file or a text");
+  }
+  Draw(stage);
+  return 0;
+}

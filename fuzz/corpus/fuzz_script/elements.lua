@@ -1,0 +1,10 @@
+local box, label = stage.find("box"), stage.find("label")
+on("keydown", function(name, code) box:animate{x = 5, fill = "#00ff00", duration = 0.2, delay = 0.1, easing = "back", done = function() trace(name, code) end} end)
+on("pointer", function(...) label:set{text = tostring((...)), size = 9} end)
+on("frame", function(t) box.rotation = t * 10 end)
+on("ended", function(e) trace(e.id) end)
+timer.every(0.2, function() stage.show(stage.scene() == "one" and "two" or "one", {transition = "fade", duration = 0.2}) end)
+local copy = box:clone(stage.find("group"), {id = "copy", x = 3})
+timer.after(0.5, function() copy:remove() trace(pcall(function() return copy.x end)) end)
+stage.create("image", stage.overlay, {src = "link", width = 5, height = 5})
+for i, child in ipairs(stage.find("group"):children()) do trace(i, child.kind, child.parent) end
