@@ -7,6 +7,7 @@
 #include <memory>
 #include <thread>
 
+#include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/SignageRun.h"
 #include "host/launcher/WindowRun.h"
@@ -53,10 +54,12 @@ HostKernel& MakeKernel(const std::vector<std::string>& arguments, const Launcher
 }
 
 void ExportSettings(const LauncherOptions& options) {
-  // For the file system module, which has no other way to the launcher's own options.
+  // For modules, which have no other way to the launcher's own options.
   const std::string& path = options.dataDirectory;
   std::error_code error;
-  if (!path.empty()) setenv("PLEXION_DATA_DIR", std::filesystem::absolute(path, error).c_str(), 1);
+  if (!path.empty()) {
+    setenv(kDataDirectoryVariable, std::filesystem::absolute(path, error).c_str(), 1);
+  }
 }
 
 /// One run of the launcher. Each step answers an exit code, or none to go on.

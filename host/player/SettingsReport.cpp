@@ -72,11 +72,6 @@ void TellOfSettings(const std::string& name, const PlayerSettings& settings) {
   if (!settings.qlrArgs.empty()) {
     Print(name + ": --qlrargs has no effect: this platform has no debug launcher");
   }
-  if (!settings.sslClientCertTable.empty()) {
-    Print(name +
-          ": --sslclientcerttable has no effect: the player shows servers no certificate of its "
-          "own");
-  }
   if (settings.spdump) PrintAll(name, settings);
 }
 

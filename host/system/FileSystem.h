@@ -3,16 +3,10 @@
 
 #include <string>
 
+#include "host/contracts/DataDirectory.h"
 #include "qx/platform/IFileSystem.h"
 
 namespace plexion_host {
-
-/// The service's install base, which its data directory lies below. It is fixed in the service; a
-/// launcher that runs as an ordinary user can put it elsewhere.
-constexpr const char* kInstallBase = "/mtd_down/halvex/plexion";
-
-/// Name of the environment variable by which the launcher's --datadir reaches this module.
-constexpr const char* kDataDirectoryVariable = "PLEXION_DATA_DIR";
 
 /// The device's files. What lies at or below the install base is looked for below `dataDirectory`
 /// instead, when that is not empty.

@@ -25,6 +25,9 @@ struct GstRelease {
   void operator()(GError* owned) const { g_error_free(owned); }
   void operator()(gchar* owned) const { g_free(owned); }
   void operator()(GTlsDatabase* owned) const { g_object_unref(owned); }
+  void operator()(GTlsCertificate* owned) const { g_object_unref(owned); }
+  void operator()(GTlsInteraction* owned) const { g_object_unref(owned); }
+  void operator()(GUri* owned) const { g_uri_unref(owned); }
   void operator()(GstVideoConverter* owned) const { gst_video_converter_free(owned); }
 };
 
@@ -42,6 +45,9 @@ using GstMessagePointer = GstOwned<GstMessage>;
 using GErrorPointer = GstOwned<GError>;
 using GTextPointer = GstOwned<gchar>;
 using TlsDatabasePointer = GstOwned<GTlsDatabase>;
+using TlsCertificatePointer = GstOwned<GTlsCertificate>;
+using TlsInteractionPointer = GstOwned<GTlsInteraction>;
+using GUriPointer = GstOwned<GUri>;
 using VideoConverterPointer = GstOwned<GstVideoConverter>;
 
 inline std::string TextOf(const GTextPointer& text) {

@@ -1,136 +1,63 @@
 #include "host/player/media/HttpAccess.h"
 
-#include <dirent.h>
-#include <stdio.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <string_view>
-#include <system_error>
-#include <vector>
+#include "host/player/media/ProxyTunnel.h"
 
 namespace plexion_host::player {
 
 namespace {
 
-constexpr size_t kLargestCertificateFile = 4 * 1024 * 1024;
-constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
-
-bool EndsWith(std::string_view text, std::string_view end) {
-  return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
-}
-
-/// As tools name the files of a certificate folder by their subject's hash: 1a2b3c4d.0.
-bool IsHashedName(std::string_view name) {
-  return name.size() >= 10 && name[8] == '.' &&
-         name.substr(0, 8).find_first_not_of("0123456789abcdef") == std::string_view::npos &&
-         name.substr(9).find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-bool MayHoldCertificate(std::string_view name) {
-  return EndsWith(name, ".pem") || EndsWith(name, ".crt") || EndsWith(name, ".cer") ||
-         IsHashedName(name);
-}
-
-bool ListFolder(const std::string& folder, std::vector<std::string>& names, std::string& reason) {
-  DIR* entries = opendir(folder.c_str());
-  if (entries == nullptr) {
-    reason = std::generic_category().message(errno);
-    return false;
-  }
-  while (const dirent* entry = readdir(entries)) {
-    if (MayHoldCertificate(entry->d_name)) names.emplace_back(entry->d_name);
-  }
-  closedir(entries);
-  std::sort(names.begin(), names.end());
-  return true;
-}
-
-/// All certificates of the folder in one text, one after the other.
-std::string JoinCertificates(const std::string& folder, const std::vector<std::string>& names) {
-  std::string joined;
-  for (const std::string& name : names) {
-    std::ifstream file(folder + "/" + name, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)),
-                           std::istreambuf_iterator<char>());
-    if (text.size() > kLargestCertificateFile || text.find(kBegin) == std::string::npos) continue;
-    joined += text;
-    if (joined.back() != '\n') joined += '\n';
-  }
-  return joined;
-}
-
-/// The database reads a file by its name: one without a place in any folder will do.
-GTlsDatabase* MakeDatabase(const std::string& certificates, GError** error) {
-  const int descriptor = memfd_create("certificates", MFD_CLOEXEC);
-  if (descriptor < 0) return nullptr;
-  size_t done = 0;
-  while (done < certificates.size()) {
-    const ssize_t wrote = write(descriptor, certificates.data() + done, certificates.size() - done);
-    if (wrote <= 0) break;
-    done += static_cast<size_t>(wrote);
-  }
-  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-  GTlsDatabase* database = g_tls_file_database_new(path.c_str(), error);
-  close(descriptor);
-  return database;
-}
-
 bool Has(GstElement* element, const char* property) {
   return g_object_class_find_property(G_OBJECT_GET_CLASS(element), property) != nullptr;
+}
+
+bool IsHttps(GstElement* source) {
+  const GTextPointer address(gst_uri_handler_get_uri(GST_URI_HANDLER(source)));
+  return TextOf(address).compare(0, 6, "https:") == 0;
 }
 
 }  // namespace
 
 void HttpAccess::SetProxy(const ProxySettings& proxy) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   proxy_ = proxy;
 }
 
-bool HttpAccess::TrustFolder(const std::string& folder, EngineError& error) {
-  if (folder.empty()) return true;
-  error.status = qx::plexion::kErrorStartupFailure;
-  std::vector<std::string> names;
-  std::string reason;
-  if (!ListFolder(folder, names, reason)) {
-    error.message = "cannot read the certificates of \"" + folder + "\": " + reason;
-    return false;
-  }
-  const std::string certificates = JoinCertificates(folder, names);
-  if (certificates.empty()) {
-    error.message = "\"" + folder +
-                    "\" holds no certificates; expected files *.pem, *.crt or *.cer that hold \"" +
-                    std::string(kBegin) + "\"";
-    return false;
-  }
-  GError* rawFault = nullptr;
-  trusted_.reset(MakeDatabase(certificates, &rawFault));
-  const GErrorPointer fault(rawFault);
-  if (trusted_ == nullptr) {
-    error.message = "the certificates of \"" + folder +
-                    "\" cannot be used: " + (fault == nullptr ? "no memory file" : fault->message);
-    return false;
-  }
-  return true;
+ProxySettings HttpAccess::Proxy() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return proxy_;
+}
+
+bool HttpAccess::UseCertificates(const std::string& trustedFolder, const std::string& clientTable,
+                                 EngineError& error) {
+  return trust_.Use(trustedFolder, error) && certificates_.Read(clientTable, error);
 }
 
 void HttpAccess::SetUp(GstElement* source) {
-  if (trusted_ != nullptr && Has(source, "tls-database")) {
-    g_object_set(source, "tls-database", trusted_.get(), nullptr);
+  trust_.BeginConnection();
+  certificates_.BeginConnection();
+  if (trust_.Database() != nullptr && Has(source, "tls-database") &&
+      Has(source, "tls-interaction")) {
+    g_object_set(source, "tls-database", trust_.Database(), "tls-interaction",
+                 certificates_.Interaction(), nullptr);
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (!Has(source, "proxy") || !Has(source, "proxy-id") || !Has(source, "proxy-pw")) return;
-  const std::string address = proxy_.host.empty()
-                                  ? std::string()
-                                  : "http://" + proxy_.host + ":" + std::to_string(proxy_.port);
+  const ProxySettings proxy = Proxy();
   // Nothing set here leaves the environment's proxy in force.
-  if (address.empty()) return;
-  g_object_set(source, "proxy", address.c_str(), "proxy-id",
-               proxy_.user.empty() ? nullptr : proxy_.user.c_str(), "proxy-pw",
-               proxy_.password.empty() ? nullptr : proxy_.password.c_str(), nullptr);
+  if (proxy.host.empty() || !Has(source, "proxy") || !Has(source, "proxy-id")) return;
+  g_object_set(source, "proxy", ProxyAddress(IsHttps(source)).c_str(), "proxy-id",
+               proxy.user.empty() ? nullptr : proxy.user.c_str(), "proxy-pw",
+               proxy.password.empty() ? nullptr : proxy.password.c_str(), nullptr);
+}
+
+std::string HttpAccess::ProxyAddress(bool https) const {
+  const ProxySettings proxy = Proxy();
+  if (proxy.host.empty()) return {};
+  if (https) return TunnelAddress(proxy);
+  return "http://" + proxy.host + ":" + std::to_string(proxy.port);
+}
+
+std::string HttpAccess::CertificateFault() const {
+  const std::string refusal = trust_.Refusal();
+  return refusal.empty() ? certificates_.Question() : refusal;
 }
 
 }  // namespace plexion_host::player

@@ -7,11 +7,13 @@
 #include <string>
 
 #include "host/player/Engine.h"
-#include "host/player/media/GstPointers.h"
+#include "host/player/media/ClientCertificates.h"
+#include "host/player/media/ServerTrust.h"
 
 namespace plexion_host::player {
 
-/// How remote content is reached: the proxy with its user, and the certificates that are trusted.
+/// How remote content is reached: through which proxy, which servers are trusted, and how the
+/// player makes itself known to them.
 ///
 /// Thread   any; sources are set up on the framework's threads.
 class HttpAccess {
@@ -21,19 +23,25 @@ class HttpAccess {
   HttpAccess& operator=(const HttpAccess&) = delete;
 
   void SetProxy(const ProxySettings& proxy);
+  ProxySettings Proxy() const;
+  /// The proxy as an address for GIO; empty when none is set here.
+  std::string ProxyAddress(bool https) const;
 
-  /// Trusts the certificates in the files of `folder` (*.pem, *.crt, *.cer, and hashed names as
-  /// 1a2b3c4d.0) and no others. Empty: those of the system.
-  /// Returns  false with `error` when there are none.
-  bool TrustFolder(const std::string& folder, EngineError& error);
+  /// What https needs, see ServerTrust::Use and ClientCertificates::Read. Before the first SetUp.
+  bool UseCertificates(const std::string& trustedFolder, const std::string& clientTable,
+                       EngineError& error);
 
   /// Tells a source what is set here; elements that know nothing of http are left alone.
   void SetUp(GstElement* source);
 
+  /// What was wrong with a certificate, the server's or ours, since SetUp; empty: nothing.
+  std::string CertificateFault() const;
+
  private:
-  std::mutex mutex_;
-  ProxySettings proxy_;         // guarded by mutex_
-  TlsDatabasePointer trusted_;  // constant once loading
+  mutable std::mutex mutex_;
+  ProxySettings proxy_;              // guarded by mutex_
+  ServerTrust trust_;                // constant once loading
+  ClientCertificates certificates_;  // likewise
 };
 
 }  // namespace plexion_host::player

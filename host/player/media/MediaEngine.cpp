@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "host/player/media/HttpFaults.h"
+
 namespace plexion_host::player {
 
 MediaEngine::MediaEngine(EngineHost& host) : host_(host), painter_(host.Memory()) {}
@@ -60,7 +62,7 @@ void MediaEngine::TakeMessages() {
     switch (GST_MESSAGE_TYPE(message.get())) {
       case GST_MESSAGE_ERROR:
         failed_ = true;
-        host_.Fail(faults_.FromError(message.get()));
+        host_.Fail(FaultOf(message.get()));
         break;
       case GST_MESSAGE_EOS:
         endOfPass_ = true;
@@ -79,6 +81,12 @@ void MediaEngine::TakeMessages() {
         break;
     }
   }
+}
+
+EngineError MediaEngine::FaultOf(GstMessage* message) {
+  EngineError error = faults_.FromError(message);
+  if (!content_.url.empty()) ExplainHttpFault(message, content_.url, access_, host_, error);
+  return error;
 }
 
 void MediaEngine::OnBuffering(GstMessage* message) {

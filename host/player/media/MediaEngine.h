@@ -49,6 +49,7 @@ class MediaEngine final : public Engine {
 
   // Playing; MediaEngine.cpp.
   void TakeMessages();
+  EngineError FaultOf(GstMessage* message);
   void OnBuffering(GstMessage* message);
   void OnEndOfPass();
   bool Restart();

@@ -49,9 +49,14 @@ bool MediaEngine::ReadSettings(const ContentAddress& content, EngineError& error
   const PlayerSettings& settings = host_.Settings();
   error.status = qx::plexion::kErrorStartupFailure;
   if (!ReadMediaOptions(settings, options_, error.message)) return false;
-  if (!access_.TrustFolder(settings.sslCertsDir, error)) return false;
   access_.SetProxy(
       {settings.proxy, settings.proxyPort, settings.proxyUser, settings.proxyPassword});
+  // An http server may send one on to an https server.
+  const bool network = content.url.compare(0, 4, "http") == 0;
+  if (network &&
+      !access_.UseCertificates(settings.sslCertsDir, settings.sslClientCertTable, error)) {
+    return false;
+  }
   request_.volume = options_.volume;
   request_.muted = options_.muted;
   request_.noSpeedLimit = settings.noSpeedLimit;
@@ -96,7 +101,7 @@ MediaEngine::Wait MediaEngine::WaitForPreroll(EngineError& error) {
     }
     switch (GST_MESSAGE_TYPE(message.get())) {
       case GST_MESSAGE_ERROR:
-        error = faults_.FromError(message.get());
+        error = FaultOf(message.get());
         return Wait::kFailed;
       case GST_MESSAGE_ASYNC_DONE:
         if (pipeline_->IsOwn(message.get())) return Wait::kReady;
@@ -130,7 +135,7 @@ bool MediaEngine::WaitForLiveFrame(EngineError& error) {
     ReportStage();
     if (message == nullptr || faults_.Take(message.get())) continue;
     if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) {
-      error = faults_.FromError(message.get());
+      error = FaultOf(message.get());
       return false;
     }
   }

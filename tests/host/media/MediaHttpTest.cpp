@@ -77,11 +77,5 @@ TEST_F(MediaHttpTest, TakesTheProxyThatWasUpdatedLast) {
   EXPECT_FALSE(proxy.Heads().empty());
 }
 
-TEST_F(MediaHttpTest, SaysWhenTheCertificateFolderIsOfNoUse) {
-  parameters_.sslCertsDir.Assign(clips_.PathOf("").c_str());
-  EXPECT_EQ(kErrorStartupFailure, EndOf("https://signs.invalid/a.png"));
-  EXPECT_THAT(window_.EndMessage(), HasSubstr("holds no certificates"));
-}
-
 }  // namespace
 }  // namespace plexion_host::player

@@ -43,9 +43,6 @@ PLAYS = [
     Effect("outputDims", "--outputdims 48,48", pixels=[(40, 40, RED), (60, 40, BLACK)]),
     Effect("outputRect", "--outputrect 48,0,48,48", pixels=[(60, 40, RED), (40, 40, BLACK)]),
     Effect("qlrArgs", "--qlrargs anything", says="--qlrargs has no effect"),
-    Effect("sslClientCertTable", "--sslclientcerttable secret", says="--sslclientcerttable has no "
-           "effect"),
-    Effect("sslCertsDir", "--spdump --sslcertsdir /certs", says="sslCertsDir = /certs"),
     Effect("graphicsMemThreshold", "--graphicsmemthreshold 1M --contentdims 600,600",
            says=r"YELLOW ALERT: red\.mvx uses \d+ bytes of graphics memory; the threshold is 1 MB"),
     Effect("graphicsMemThreshold", "--contentdims 600,600", silent="graphics memory"),

@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -97,6 +99,12 @@ class RecordingWindow final : public qx::core::morvellib::MorvelInstanceNotifier
 
   bool WaitFor(StageWindowStatus status) {
     return WaitUntil([status](const Event& event) { return event.status == status; });
+  }
+  /// Any of them.
+  bool WaitFor(std::initializer_list<StageWindowStatus> statuses) {
+    return WaitUntil([&](const Event& event) {
+      return std::find(statuses.begin(), statuses.end(), event.status) != statuses.end();
+    });
   }
   bool WaitForEnd() {
     return WaitUntil([](const Event& event) { return IsTerminalStatus(event.status); });
