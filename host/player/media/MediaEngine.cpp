@@ -6,19 +6,43 @@
 
 namespace plexion_host::player {
 
-MediaEngine::MediaEngine(EngineHost& host) : host_(host), painter_(host.Memory()) {}
+MediaEngine::MediaEngine(EngineHost& host)
+    : host_(host), reel_(host.Memory()), painter_(host.Memory()) {}
 
 MediaEngine::~MediaEngine() {
-  if (!host_.Settings().instrument || kind_ != Kind::kMoving || pipeline_ == nullptr) return;
-  const uint64_t arrived = pipeline_->FramesArrived();
-  IQXKernel::GetKernel()->Printf(
-      "Media: %s: %s, frames taken %llu, replaced before that %llu, dropped as too late %llu, "
-      "painted late %llu\n",
-      content_.name.c_str(), pipeline_->ContentType().c_str(),
-      static_cast<unsigned long long>(framesTaken_),
-      static_cast<unsigned long long>(arrived > framesTaken_ ? arrived - framesTaken_ : 0),
-      static_cast<unsigned long long>(pipeline_->FramesDropped()),
-      static_cast<unsigned long long>(framesLate_));
+  if (host_.Settings().instrument) TellWhatWasShown();
+}
+
+void MediaEngine::TellWhatWasShown() const {
+  std::string text;
+  const auto count = [&text](const char* name, uint64_t number) {
+    text += name + std::to_string(number);
+  };
+  switch (kind_) {
+    case Kind::kMoving: {
+      const uint64_t arrived = pipeline_->FramesArrived();
+      count("video: frames taken ", framesTaken_);
+      count(", replaced before that ", arrived > framesTaken_ ? arrived - framesTaken_ : 0);
+      count(", dropped as too late ", pipeline_->FramesDropped());
+      count(", painted late ", framesLate_);
+      break;
+    }
+    case Kind::kAnimation:
+      count("animation: frames ", reel_.Facts().frames.size());
+      count(", left out ", framesLeftOut_);
+      count(", damaged ", reel_.Damaged());
+      break;
+    case Kind::kStill:
+      text = "still picture";
+      break;
+    case Kind::kSound:
+      text = "sound";
+      break;
+    default:
+      return;
+  }
+  IQXKernel::GetKernel()->Printf("Media: %s: %s, %s\n", content_.name.c_str(), contentType_.c_str(),
+                                 text.c_str());
 }
 
 void MediaEngine::SetPlaying(bool playing) {
@@ -41,6 +65,7 @@ void MediaEngine::ApplyState() {
 }
 
 StepResult MediaEngine::Advance(const FrameStep& step) {
+  if (kind_ == Kind::kAnimation) return AdvanceAnimation(step);
   StepResult result;
   result.changed = std::exchange(pictureNew_, false);
   result.nextPosition = kNoFrame;

@@ -11,15 +11,18 @@
 #include "host/player/media/MediaFaults.h"
 #include "host/player/media/MediaOptions.h"
 #include "host/player/media/MediaPipeline.h"
+#include "host/player/media/PictureReel.h"
+#include "host/player/media/PictureTimes.h"
 
 namespace plexion_host::player {
 
 /// Plays what the media framework understands: video, sound, pictures, animated pictures.
 ///
-/// Load brings the pipeline to its first frame and then knows what it has. Video and animated
-/// pictures pace themselves by the framework's clock: each frame is requested from the player when
-/// it is due. A still picture is content of one frame that lasts for `duration`; nothing of the
-/// framework runs while it is shown. Sound alone is a level picture, drawn 25 times a second.
+/// Load brings the pipeline to its first frame and then knows what it has. Video paces itself by
+/// the framework's clock: each frame is requested from the player when it is due. A still picture
+/// is content of one frame that lasts for `duration`; nothing of the framework runs while it is
+/// shown. Sound alone is a level picture, drawn 25 times a second. GIF, WebP and animated PNG
+/// pictures do without the framework: an animation is clocked content whose steps are its frames.
 class MediaEngine final : public Engine {
  public:
   explicit MediaEngine(EngineHost& host);
@@ -33,7 +36,7 @@ class MediaEngine final : public Engine {
   DrawResult Draw(const DrawTarget& target) override;
 
  private:
-  enum class Kind { kNone, kMoving, kStill, kSound };
+  enum class Kind { kNone, kMoving, kStill, kSound, kAnimation };
   enum class Wait { kReady, kEnded, kFailed };
 
   // Loading; MediaLoad.cpp.
@@ -44,8 +47,16 @@ class MediaEngine final : public Engine {
   bool OpenLive(EngineError& error);
   bool FindKind(EngineError& error);
   bool Describe(ContentFacts& facts, EngineError& error);
+  void DescribeStill(ContentFacts& facts);
   void ReportStage();
   void ExplainUnknown(EngineError& error) const;
+
+  // Pictures of our own decoders; MediaPictures.cpp.
+  PictureFormat FormatOfFile() const;
+  PictureFormat FormatOfRemote() const;
+  bool LoadPicture(PictureFormat format, ContentFacts& facts, EngineError& error);
+  StepResult AdvanceAnimation(const FrameStep& step);
+  void TellOfDamage();
 
   // Playing; MediaEngine.cpp.
   void TakeMessages();
@@ -57,6 +68,7 @@ class MediaEngine final : public Engine {
   bool TakeFrames();
   bool UpdateLevels();
   void CountLateness();
+  void TellWhatWasShown() const;
 
   EngineHost& host_;
   HttpAccess access_;
@@ -65,10 +77,13 @@ class MediaEngine final : public Engine {
   ContentAddress content_;
   MediaPipeline::Request request_;
   std::unique_ptr<MediaPipeline> pipeline_;
-  FramePainter painter_;
+  PictureReel reel_;
+  PictureTimes times_;
+  FramePainter painter_;  // may show the reel's pixels: goes before it
   LevelPicture levels_;
 
   Kind kind_ = Kind::kNone;
+  std::string contentType_;
   bool live_ = false;
   bool playing_ = false;
   bool buffering_ = false;
@@ -77,9 +92,11 @@ class MediaEngine final : public Engine {
   bool failed_ = false;
   bool reopen_ = false;  // the proxy has changed: the next pass makes a new connection
   bool pictureNew_ = false;
+  bool damageTold_ = false;
   uint64_t passes_ = 0;
   uint64_t framesTaken_ = 0;
   uint64_t framesLate_ = 0;
+  uint64_t framesLeftOut_ = 0;
 };
 
 }  // namespace plexion_host::player

@@ -27,6 +27,8 @@ constexpr KnownPackage kPackages[] = {
     {"audio/midi", "gstreamer1.0-plugins-bad"},
     {"audio/riff-midi", "gstreamer1.0-plugins-bad"},
     {"audio/x-mod", "gstreamer1.0-plugins-bad"},
+    {"image/x-tga", "gstreamer1.0-plugins-good"},
+    {"image/x-pcx", "gstreamer1.0-plugins-good"},
     {"video/x-dirac", "gstreamer1.0-plugins-bad"},
     {"video/mpegts", "gstreamer1.0-plugins-bad"},
     {"video/x-ms-asf", "gstreamer1.0-plugins-ugly"},
@@ -51,6 +53,27 @@ const char* PackageOf(const std::string& type, const std::string& details) {
   const bool decoder = type.compare(0, 6, "video/") == 0 || type.compare(0, 6, "audio/") == 0 ||
                        type.compare(0, 6, "image/") == 0;
   return decoder ? "gstreamer1.0-libav" : "gstreamer1.0-plugins-bad";
+}
+
+/// A part by which one knows that a package is installed.
+constexpr struct {
+  std::string_view package;
+  const char* part;
+} kMarks[] = {
+    {"gstreamer1.0-libav", "avdec_h264"},
+    {"gstreamer1.0-plugins-bad", "tsdemux"},
+    {"gstreamer1.0-plugins-good", "qtdemux"},
+    {"gstreamer1.0-plugins-ugly", "asfdemux"},
+};
+
+bool IsInstalled(std::string_view package) {
+  for (const auto& mark : kMarks) {
+    if (mark.package != package) continue;
+    GstPluginFeature* part = gst_registry_lookup_feature(gst_registry_get(), mark.part);
+    if (part != nullptr) gst_object_unref(part);
+    return part != nullptr;
+  }
+  return false;
 }
 
 /// The last line of the framework's details, where the reason stands; its first one is a place in
@@ -130,9 +153,12 @@ const MissingPart* MediaFaults::Sound() const {
 }
 
 EngineError MediaFaults::Unsupported(const MissingPart& part) {
-  return {qx::plexion::kErrorUnsupportedVersion, "there is no " + part.what + " (" + part.type +
-                                                     ") on this machine; Debian's package \"" +
-                                                     part.package + "\" has one"};
+  const std::string missing = "there is no " + part.what + " (" + part.type + ") on this machine; ";
+  // A package that is there already would not help.
+  return {
+      qx::plexion::kErrorUnsupportedVersion,
+      missing + (IsInstalled(part.package) ? "the media framework has none"
+                                           : "Debian's package \"" + part.package + "\" has one")};
 }
 
 EngineError MediaFaults::FromError(GstMessage* message) const {

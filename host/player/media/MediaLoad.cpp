@@ -38,7 +38,13 @@ bool AddressOf(const std::string& path, std::string& uri, std::string& reason) {
 bool MediaEngine::Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) {
   content_ = content;
   if (!ReadSettings(content, error)) return false;
-  if (!OpenPipeline(error) || !FindKind(error)) {
+  const PictureFormat ofFile = FormatOfFile();
+  if (ofFile != PictureFormat::kNone) return LoadPicture(ofFile, facts, error);
+
+  const bool opened = OpenPipeline(error);
+  const PictureFormat remote = FormatOfRemote();
+  if (remote != PictureFormat::kNone) return LoadPicture(remote, facts, error);
+  if (!opened || !FindKind(error)) {
     ExplainUnknown(error);
     return false;
   }
@@ -93,6 +99,7 @@ MediaEngine::Wait MediaEngine::WaitForPreroll(EngineError& error) {
     }
     const GstMessagePointer message = pipeline_->TakeMessage(kGlance);
     ReportStage();
+    if (FormatOfRemote() != PictureFormat::kNone) return Wait::kEnded;
     if (message == nullptr) {
       still = pipeline_->IsWorking() ? 0 : still + 1;
       if (still < kStill) continue;
@@ -157,6 +164,7 @@ bool MediaEngine::FindKind(EngineError& error) {
     }
   }
   host_.ReportProgress(kPrerolled);
+  contentType_ = pipeline_->ContentType();
   const MissingPart* missing = faults_.Picture();
   if (!painter_.HasFrame() && missing != nullptr) {
     error = MediaFaults::Unsupported(*missing);
@@ -169,7 +177,7 @@ bool MediaEngine::FindKind(EngineError& error) {
                                      content_.name.c_str(),
                                      MediaFaults::Unsupported(*sound).message.c_str());
     }
-    const bool picture = pipeline_->ContentType().compare(0, 6, "image/") == 0;
+    const bool picture = contentType_.compare(0, 6, "image/") == 0;
     if (picture && !pipeline_->HasSound()) {
       // The frame is all there is; nothing has to run while it is shown.
       kind_ = Kind::kStill;
@@ -185,14 +193,19 @@ bool MediaEngine::FindKind(EngineError& error) {
   return false;
 }
 
+void MediaEngine::DescribeStill(ContentFacts& facts) {
+  kind_ = Kind::kStill;
+  facts.framesPerSecond = 1 / options_.durationSeconds;
+  facts.frameCount = 1;
+  pictureNew_ = true;
+}
+
 bool MediaEngine::Describe(ContentFacts& facts, EngineError& error) {
   const PlayerSettings& settings = host_.Settings();
   switch (kind_) {
     case Kind::kStill:
       facts.stageDims = painter_.StageDims();
-      facts.framesPerSecond = 1 / options_.durationSeconds;
-      facts.frameCount = 1;
-      pictureNew_ = true;
+      DescribeStill(facts);
       return true;
     case Kind::kSound:
       facts.stageDims = LevelPicture::kStage;

@@ -2,7 +2,11 @@
 
 #include <gst/video/gstvideometa.h>
 
+#include <algorithm>
 #include <utility>
+
+#include "host/player/media/FrameworkSetup.h"
+#include "host/player/media/PictureDecoder.h"
 
 namespace plexion_host::player {
 
@@ -33,18 +37,6 @@ GstElement* MakeTurner() {
   return turner;
 }
 
-/// The general picture decoder ranks below those of a codec library which, without a parser before
-/// them, cannot find the end of a BMP or TIFF file. PNG and JPEG keep their own decoders.
-void PreferPictureDecoder() {
-  static std::once_flag preferred;
-  std::call_once(preferred, [] {
-    GstPluginFeature* decoder = gst_registry_lookup_feature(gst_registry_get(), "gdkpixbufdec");
-    if (decoder == nullptr) return;
-    gst_plugin_feature_set_rank(decoder, GST_RANK_SECONDARY);
-    gst_object_unref(decoder);
-  });
-}
-
 }  // namespace
 
 MediaPipeline::~MediaPipeline() {
@@ -54,7 +46,7 @@ MediaPipeline::~MediaPipeline() {
 }
 
 bool MediaPipeline::Build(const Request& request, EngineError& error) {
-  PreferPictureDecoder();
+  SetUpFramework();
   GstElement* playbin = gst_element_factory_make("playbin", nullptr);
   if (playbin == nullptr) {
     error = NotInstalled("playbin", "gstreamer1.0-plugins-base");
@@ -68,10 +60,10 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
   if (!MakePictureSink(request, error) || !MakeSoundSink(request, error)) return false;
 
   // Frames go to our sink as they are decoded, and no subtitle is put on them unasked.
-  const bool remote = request.uri.compare(0, 5, "file:") != 0;
+  remote_ = request.uri.compare(0, 5, "file:") != 0;
   gst_util_set_object_arg(G_OBJECT(playbin), "flags",
-                          remote ? "video+audio+soft-volume+deinterlace+native-video+buffering"
-                                 : "video+audio+soft-volume+deinterlace+native-video");
+                          remote_ ? "video+audio+soft-volume+deinterlace+native-video+buffering"
+                                  : "video+audio+soft-volume+deinterlace+native-video");
   g_object_set(playbin, "uri", request.uri.c_str(), "volume", request.volume, "mute",
                static_cast<gboolean>(request.muted), nullptr);
   if (request.turned) g_object_set(playbin, "video-filter", MakeTurner(), nullptr);
@@ -192,6 +184,11 @@ std::string MediaPipeline::ContentType() const {
   return contentType_;
 }
 
+std::string MediaPipeline::FirstBytes() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return firstBytes_;
+}
+
 bool MediaPipeline::SeekToStart(double speed) {
   if (gst_element_seek(playbin_.get(), speed, GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH,
                        GST_SEEK_TYPE_SET, 0, GST_SEEK_TYPE_NONE, -1) == FALSE) {
@@ -310,13 +307,26 @@ void MediaPipeline::OnElement(GstElement*, GstElement* element, gpointer self) {
   }
 }
 
-void MediaPipeline::OnType(GstElement*, guint, GstCaps* caps, gpointer self) {
+void MediaPipeline::OnType(GstElement* typefind, guint, GstCaps* caps, gpointer self) {
   auto* pipeline = static_cast<MediaPipeline*>(self);
   std::lock_guard<std::mutex> lock(pipeline->mutex_);
   // The first one is the content's; parts of it may be looked at as well.
-  if (pipeline->contentType_.empty()) {
-    pipeline->contentType_ = gst_structure_get_name(gst_caps_get_structure(caps, 0));
-  }
+  if (!pipeline->contentType_.empty()) return;
+  pipeline->contentType_ = gst_structure_get_name(gst_caps_get_structure(caps, 0));
+  if (!pipeline->remote_) return;
+  const GstPadPointer pad(gst_element_get_static_pad(typefind, "src"));
+  gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, OnFirstBytes, self, nullptr);
+}
+
+GstPadProbeReturn MediaPipeline::OnFirstBytes(GstPad*, GstPadProbeInfo* info, gpointer self) {
+  auto* pipeline = static_cast<MediaPipeline*>(self);
+  GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+  std::lock_guard<std::mutex> lock(pipeline->mutex_);
+  std::string& head = pipeline->firstBytes_;
+  const size_t before = head.size();
+  head.resize(std::min(kPictureHead, before + gst_buffer_get_size(buffer)));
+  gst_buffer_extract(buffer, 0, &head[before], head.size() - before);
+  return head.size() < kPictureHead ? GST_PAD_PROBE_OK : GST_PAD_PROBE_REMOVE;
 }
 
 }  // namespace plexion_host::player

@@ -62,6 +62,8 @@ class MediaPipeline {
   bool WantsTurning() const { return wantsTurning_; }
   /// The content's media type as its first bytes tell it; empty before it is known.
   std::string ContentType() const;
+  /// The beginning of what came from a server, kPictureHead bytes at most; empty for files.
+  std::string FirstBytes() const;
   /// 0 nothing yet, 1 the source is open, 2 decoders are being put together.
   int Stage() const { return stage_; }
 
@@ -87,6 +89,7 @@ class MediaPipeline {
   static GstPadProbeReturn OnSound(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static void OnSource(GstElement* playbin, GstElement* source, gpointer self);
   static void OnElement(GstElement* playbin, GstElement* element, gpointer self);
+  static GstPadProbeReturn OnFirstBytes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static void OnType(GstElement* typefind, guint probability, GstCaps* caps, gpointer self);
 
   EngineHost& host_;
@@ -98,6 +101,7 @@ class MediaPipeline {
   GstState state_ = GST_STATE_NULL;
   bool turned_ = false;  // constant after Build
   bool hurry_ = false;   // likewise
+  bool remote_ = false;  // likewise
   std::atomic<bool> wantsTurning_{false};
   std::atomic<bool> measuring_{false};
   std::atomic<int> stage_{0};
@@ -110,6 +114,7 @@ class MediaPipeline {
   std::condition_variable arrived_;
   std::deque<GstMessagePointer> messages_;  // guarded by mutex_
   std::string contentType_;                 // guarded by mutex_
+  std::string firstBytes_;                  // guarded by mutex_
 };
 
 }  // namespace plexion_host::player

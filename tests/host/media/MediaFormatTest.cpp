@@ -4,11 +4,16 @@
 namespace plexion_host::player {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 constexpr char kVideo[] =
     "videotestsrc num-buffers=25 ! video/x-raw,width=64,height=48,framerate=25/1 ! theoraenc "
     "! oggmux ! filesink location=%";
+
+constexpr char kTransportStream[] =
+    "videotestsrc num-buffers=10 pattern=white ! video/x-raw,width=64,height=48,framerate=50/1 "
+    "! avenc_mpeg4 ! mpeg4videoparse ! mpegtsmux ! filesink location=%";
 
 /// Takes parts away from the framework for one test.
 class WithoutFeatures {
@@ -113,13 +118,89 @@ TEST_F(MediaFixture, VideoTakenWithTheCameraTurnedIsTurnedBack) {
   EXPECT_EQ(64u, Authored().height);
 }
 
-TEST_F(MediaFixture, AMissingDecoderIsNamedWithItsPackage) {
-  const std::string clip = clips_.Make("clip.ogv", kVideo);
-  const WithoutFeatures without{"theoradec", "avdec_theora"};
-  EXPECT_EQ(kErrorUnsupportedVersion, EndOf(clip));
-  EXPECT_THAT(window_.EndMessage(), HasSubstr("Theora"));
-  EXPECT_THAT(window_.EndMessage(), HasSubstr("video/x-theora"));
-  EXPECT_THAT(window_.EndMessage(), HasSubstr("gstreamer1.0-"));
+TEST_F(MediaFixture, ATransportStreamPlays) {
+  PlayToEnd(clips_.Make("clip.ts", kTransportStream));
+  EXPECT_EQ(kStatusComplete, player_->GetStageWindowStatus());
+  EXPECT_GT(centres_.size(), 2u);
+}
+
+TEST_F(MediaFixture, AMissingPartIsNamedWithItsPackage) {
+  // The last one of each stands for its package.
+  const struct {
+    const char* name;
+    const char* pipeline;
+    std::initializer_list<const char*> without;
+    const char* type;
+    const char* package;
+  } cases[] = {
+      {"clip.ogv",
+       kVideo,
+       {"theoradec", "avdec_theora", "avdec_h264"},
+       "video/x-theora",
+       "\"gstreamer1.0-libav\" has one"},
+      {"clip.ts",
+       kTransportStream,
+       {"tsdemux"},
+       "video/mpegts",
+       "\"gstreamer1.0-plugins-bad\" has one"},
+      // What is installed already is not to be installed.
+      {"other.ogv",
+       kVideo,
+       {"theoradec", "avdec_theora"},
+       "video/x-theora",
+       "the media framework has none"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
+    const std::string clip = clips_.Make(test.name, test.pipeline);
+    const WithoutFeatures without{test.without};
+    RecordingWindow window;
+    parameters_.notifier = &window;
+    parameters_.contentUrl.Assign(clip.c_str());
+    PlayerInstance player(nullptr, engines_, clock_);
+    ASSERT_TRUE(player.Configure(parameters_));
+    ASSERT_TRUE(player.LoadMVX());
+    ASSERT_TRUE(window.WaitForEnd());
+    EXPECT_EQ(kErrorUnsupportedVersion, player.GetStageWindowStatus()) << window.EndMessage();
+    EXPECT_THAT(window.EndMessage(), HasSubstr(test.type));
+    EXPECT_THAT(window.EndMessage(), HasSubstr(test.package));
+  }
+}
+
+TEST_F(MediaFixture, PicturesThatTheFrameworkDoesNotRecogniseAreShown) {
+  // White, two pixels wide and two high.
+  const std::string tga =
+      std::string("\0\0\x02\0\0\0\0\0\0\0\0\0\x02\0\x02\0\x18\0", 18) + std::string(12, '\xff');
+  std::string pcx(128, '\0');
+  pcx.replace(0, 4, "\x0a\x05\x01\x08");
+  pcx[8] = pcx[10] = 1;
+  pcx[65] = 3;
+  pcx[66] = 2;
+  // Two rows of three planes of two pixels.
+  for (int i = 0; i < 6; ++i) pcx += "\xc2\xff";
+  for (const auto& [name, bytes] : {std::pair("white.tga", tga), {"white.pcx", pcx}}) {
+    SCOPED_TRACE(name);
+    centres_.clear();
+    Play(clips_.Write(name, bytes));
+    clock_.Settle();
+    EXPECT_EQ(2u, Authored().width);
+    EXPECT_EQ(2u, Authored().height);
+    EXPECT_THAT(centres_, ElementsAre(0xFFFFFFFFu));
+    player_.reset();
+  }
+}
+
+TEST_F(MediaFixture, APictureThatWasCutOffShowsItsRows) {
+  const std::string whole = MediaClips::Read(
+      clips_.Make("whole.png",
+                  "videotestsrc num-buffers=1 pattern=snow ! video/x-raw,format=RGB,width=64,"
+                  "height=48 ! pngenc ! filesink location=%"));
+  parameters_.bgAlpha = 0;
+  Play(clips_.Write("cut.png", whole.substr(0, whole.size() / 2)));
+  clock_.Settle();
+  EXPECT_EQ(64u, Authored().width);
+  EXPECT_EQ(0xFFu, plane_->At(0, 0) >> 24);
+  EXPECT_EQ(0u, plane_->At(63, 47));
 }
 
 TEST_F(MediaFixture, VideoWhoseSoundHasNoDecoderPlaysSilently) {

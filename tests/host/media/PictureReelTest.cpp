@@ -1,0 +1,398 @@
+// Pictures put together by our own decoders: what is seen after each frame, and files that are not
+// as they should be.
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "host/player/media/PictureReel.h"
+#include "host/player/media/PictureTimes.h"
+#include "tests/host/media/MediaClips.h"
+#include "tests/host/media/PictureBuilders.h"
+
+namespace plexion_host::player {
+namespace {
+
+using After = PictureFrame::After;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr PictureFormat kFormats[] = {PictureFormat::kGif, PictureFormat::kAnimatedPng,
+                                      PictureFormat::kWebp};
+
+/// A watchdog with a limit.
+class Watchdog final : public qx::plexion::MemoryWatchdog {
+ public:
+  explicit Watchdog(unsigned long limit) : limit_(limit) {}
+  ~Watchdog() override { EXPECT_EQ(0u, used_); }
+
+  void* Alloc(unsigned long size, const char*, unsigned long) override {
+    if (used_ + size > limit_) return nullptr;
+    used_ += size;
+    peak_ = std::max(peak_, used_);
+    auto* block = static_cast<unsigned long*>(malloc(size + 16));
+    *block = size;
+    return block + 2;
+  }
+  void Free(void* p, const char*, unsigned long) override {
+    unsigned long* block = static_cast<unsigned long*>(p) - 2;
+    used_ -= *block;
+    free(block);
+  }
+  unsigned long GetBytesUsed() override { return used_; }
+  unsigned long GetBytesAvailable() override { return limit_ - used_; }
+  unsigned long Peak() const { return peak_; }
+
+ private:
+  const unsigned long limit_;
+  unsigned long used_ = 0;
+  unsigned long peak_ = 0;
+};
+
+class Host final : public EngineHost {
+ public:
+  qx::plexion::MemoryWatchdog* Memory() override { return memory; }
+  const PlayerSettings& Settings() override { return settings_; }
+  bool Cancelled() override { return false; }
+  void ReportProgress(unsigned) override {}
+  void RequestFrame() override {}
+  void Complete() override {}
+  void Fail(const EngineError&) override {}
+  void Notify(qx::plexion::StageWindowStatus, const std::string&) override {}
+
+  qx::plexion::MemoryWatchdog* memory = nullptr;
+
+ private:
+  PlayerSettings settings_;
+};
+
+class PictureReelTest : public ::testing::Test {
+ protected:
+  /// Opens a file of these bytes in a new reel.
+  bool Open(PictureFormat format, const std::string& bytes) {
+    reel_ = std::make_unique<PictureReel>(host_.memory);
+    auto file = std::make_unique<PictureBytes>(host_);
+    error_ = EngineError();
+    return file->ReadFile(clips_.Write("picture", bytes), error_) &&
+           reel_->Open(format, std::move(file), error_);
+  }
+  static std::string Build(PictureFormat format, qx::plexion::Dims dims,
+                           const std::vector<BuiltFrame>& frames, unsigned plays = 0) {
+    if (format == PictureFormat::kGif) return BuildGif(dims, frames, static_cast<int>(plays));
+    return format == PictureFormat::kWebp ? BuildWebp(dims, frames, plays)
+                                          : BuildApng(dims, frames, plays);
+  }
+  PictureRows Seen(size_t frame) {
+    reel_->Show(frame);
+    const GstSamplePointer sample = reel_->AsSample();
+    GstBuffer* buffer = gst_sample_get_buffer(sample.get());
+    GstMapInfo map;
+    EXPECT_TRUE(gst_buffer_map(buffer, &map, GST_MAP_READ));
+    const PictureRows rows =
+        LettersOf(reinterpret_cast<const uint32_t*>(map.data), reel_->Facts().dims);
+    gst_buffer_unmap(buffer, &map);
+    return rows;
+  }
+  bool SaysItIsOpaque() {
+    const GstSamplePointer sample = reel_->AsSample();
+    GstVideoInfo info;
+    return gst_video_info_from_caps(&info, gst_sample_get_caps(sample.get())) &&
+           !GST_VIDEO_FORMAT_INFO_HAS_ALPHA(info.finfo);
+  }
+
+  MediaClips clips_;
+  Host host_;
+  std::unique_ptr<PictureReel> reel_;
+  EngineError error_;
+};
+
+/// A film and what is seen after each of its frames, in every format that can hold it.
+struct Film {
+  const char* name;
+  std::vector<BuiltFrame> frames;
+  std::vector<PictureRows> seen;
+};
+
+const Film kFilms[] = {
+    {"what a frame leaves alone stays",
+     {{0, 0, {"rrrr", "rrrr"}}, {2, 0, {"gg"}}, {0, 0, {"b..b"}}},
+     {{"rrrr", "rrrr"}, {"rrgg", "rrrr"}, {"brgb", "rrrr"}}},
+    {"a frame's own rectangle becomes transparent",
+     {{0, 0, {"rrrr", "rrrr"}}, {2, 0, {"gg", "gg"}, 100, After::kClear}, {0, 0, {"b"}}},
+     {{"rrrr", "rrrr"}, {"rrgg", "rrgg"}, {"br..", "rr.."}}},
+    {"the first frame is cleared as well",
+     {{0, 0, {"rrrr", "rrrr"}, 100, After::kClear}, {0, 0, {"g"}}},
+     {{"rrrr", "rrrr"}, {"g...", "...."}}},
+    {"frames smaller than the picture lie on nothing",
+     {{0, 0, {"rr"}}, {2, 0, {"gg", "gg"}}},
+     {{"rr..", "...."}, {"rrgg", "..gg"}}},
+};
+
+TEST_F(PictureReelTest, FramesAreLaidOnWhatTheFilesSay) {
+  for (const PictureFormat format : kFormats) {
+    for (const Film& film : kFilms) {
+      SCOPED_TRACE(std::string(PictureTypeOf(format)) + ": " + film.name);
+      std::vector<BuiltFrame> frames = film.frames;
+      // These two always have a whole first frame.
+      if (format == PictureFormat::kAnimatedPng && frames[0].rows.size() < 2) continue;
+      ASSERT_TRUE(Open(format, Build(format, {4, 2}, frames))) << error_.message;
+      EXPECT_EQ(0u, reel_->Facts().plays);
+      ASSERT_EQ(frames.size(), reel_->Facts().frames.size());
+      for (size_t i = 0; i < frames.size(); ++i) EXPECT_EQ(film.seen[i], Seen(i)) << i;
+      // Back to the beginning, and to the end in one step.
+      EXPECT_EQ(film.seen.front(), Seen(0));
+      EXPECT_EQ(film.seen.back(), Seen(frames.size() - 1));
+      EXPECT_EQ(0u, reel_->Damaged());
+    }
+  }
+}
+
+TEST_F(PictureReelTest, AFrameThatGoesAgainBringsBackWhatItCovered) {
+  const std::vector<BuiltFrame> frames = {
+      {0, 0, {"rgrg", "gbgb"}}, {1, 0, {"ww", "w."}, 100, After::kRestore}, {3, 1, {"k"}}};
+  for (const PictureFormat format : {PictureFormat::kGif, PictureFormat::kAnimatedPng}) {
+    ASSERT_TRUE(Open(format, Build(format, {4, 2}, frames))) << error_.message;
+    EXPECT_EQ((PictureRows{"rwwg", "gwgb"}), Seen(1));
+    EXPECT_EQ((PictureRows{"rgrg", "gbgk"}), Seen(2));
+    EXPECT_TRUE(SaysItIsOpaque());
+  }
+}
+
+TEST_F(PictureReelTest, TransparentPixelsReplaceWhereTheFileSaysSo) {
+  std::vector<BuiltFrame> frames = {{0, 0, {"rrrr", "rrrr"}}, {2, 0, {".g", "h."}}};
+  for (const PictureFormat format : {PictureFormat::kAnimatedPng, PictureFormat::kWebp}) {
+    frames[1].replaces = false;
+    ASSERT_TRUE(Open(format, Build(format, {4, 2}, frames))) << error_.message;
+    EXPECT_EQ((PictureRows{"rrrg", "rrrr"}), Seen(1));
+    EXPECT_TRUE(SaysItIsOpaque());
+    frames[1].replaces = true;
+    ASSERT_TRUE(Open(format, Build(format, {4, 2}, frames))) << error_.message;
+    EXPECT_EQ((PictureRows{"rr.g", "rrh."}), Seen(1));
+    EXPECT_FALSE(SaysItIsOpaque());
+  }
+}
+
+TEST_F(PictureReelTest, InterlacedRowsComeToTheirPlaces) {
+  PictureRows rows;
+  for (int y = 0; y < 11; ++y) rows.push_back(std::string(3, "rgbwk"[y % 5]));
+  for (const bool interlaced : {false, true}) {
+    ASSERT_TRUE(Open(PictureFormat::kGif, BuildGif({3, 11}, {{0, 0, rows}}, kNoLoops, interlaced)));
+    EXPECT_EQ(rows, Seen(0));
+  }
+}
+
+TEST_F(PictureReelTest, CompressedPixelsOfEveryDepthComeBackAsTheyWere) {
+  std::mt19937 random(7);
+  for (const unsigned colours : {2u, 4u, 16u, 256u}) {
+    // Noise fills the dictionary, runs make strings longer than it.
+    for (const unsigned run : {1u, 3u, 500u}) {
+      SCOPED_TRACE(std::to_string(colours) + " colours, runs of " + std::to_string(run));
+      std::vector<uint8_t> indices;
+      while (indices.size() < 200 * 100) {
+        indices.insert(indices.end(), 1 + random() % run, static_cast<uint8_t>(random() % colours));
+      }
+      indices.resize(200 * 100);
+      ASSERT_TRUE(Open(PictureFormat::kGif, BuildIndexedGif({200, 100}, indices, colours)));
+      EXPECT_EQ(0u, reel_->Damaged());
+      const GstSamplePointer sample = reel_->AsSample();
+      std::vector<uint32_t> pixels(indices.size());
+      gst_buffer_extract(gst_sample_get_buffer(sample.get()), 0, pixels.data(), pixels.size() * 4);
+      for (size_t i = 0; i < indices.size(); ++i) {
+        ASSERT_EQ(0xFF000000u | indices[i] * 0x010101u, pixels[i]) << i;
+      }
+    }
+  }
+}
+
+TEST_F(PictureReelTest, AGifScreenGrowsToItsFirstFrame) {
+  ASSERT_TRUE(Open(PictureFormat::kGif, BuildGif({1, 1}, {{0, 0, {"rg", "bw"}}, {0, 0, {"k"}}})));
+  EXPECT_EQ((PictureRows{"rg", "bw"}), Seen(0));
+  // What later frames have outside of it is cut off.
+  ASSERT_TRUE(Open(PictureFormat::kGif,
+                   BuildGif({2, 1}, {{0, 0, {"rr"}}, {1, 0, {"gb", "bb"}}, {9, 9, {"w"}}})));
+  EXPECT_EQ((PictureRows{"rg"}), Seen(1));
+  EXPECT_EQ((PictureRows{"rg"}), Seen(2));
+}
+
+TEST_F(PictureReelTest, ThePosterOfAnAnimatedPngIsNoFrame) {
+  ASSERT_TRUE(Open(PictureFormat::kAnimatedPng,
+                   BuildApng({2, 1}, {{0, 0, {"rr"}}, {0, 0, {"gg"}}}, 3, true)));
+  EXPECT_EQ(2u, reel_->Facts().frames.size());
+  EXPECT_EQ(3u, reel_->Facts().plays);
+  EXPECT_EQ((PictureRows{"rr"}), Seen(0));
+  EXPECT_EQ((PictureRows{"gg"}), Seen(1));
+}
+
+TEST_F(PictureReelTest, PassesAreCountedAsEachFormatDoes) {
+  const std::vector<BuiltFrame> frames = {{0, 0, {"r"}}, {0, 0, {"g"}}};
+  // A GIF file says how often its frames are shown once more.
+  for (const auto& [number, plays] : {std::pair(kNoLoops, 1u), {0, 0u}, {1, 2u}, {4, 5u}}) {
+    ASSERT_TRUE(Open(PictureFormat::kGif, BuildGif({1, 1}, frames, number)));
+    EXPECT_EQ(plays, reel_->Facts().plays);
+  }
+  for (const unsigned plays : {0u, 1u, 4u}) {
+    ASSERT_TRUE(Open(PictureFormat::kAnimatedPng, BuildApng({1, 1}, frames, plays)));
+    EXPECT_EQ(plays, reel_->Facts().plays);
+    ASSERT_TRUE(Open(PictureFormat::kWebp, BuildWebp({1, 1}, frames, plays)));
+    EXPECT_EQ(plays, reel_->Facts().plays);
+  }
+}
+
+TEST_F(PictureReelTest, AFileThatIsCutOffShowsItsWholeFrames) {
+  const std::vector<BuiltFrame> frames = {{0, 0, {"rrrrrrrr", "rgrgrgrg"}},
+                                          {0, 0, {"gbgbgbgb", "bbbbbbbb"}},
+                                          {0, 0, {"wwwwwwww", "rgbwkrgb"}}};
+  for (const PictureFormat format : kFormats) {
+    const std::string whole = Build(format, {8, 2}, frames);
+    size_t before = 0;
+    for (size_t size = 12; size < whole.size(); ++size) {
+      SCOPED_TRACE(std::string(PictureTypeOf(format)) + " of " + std::to_string(size) + " bytes");
+      if (!Open(format, whole.substr(0, size))) {
+        EXPECT_EQ(qx::plexion::kErrorCorruptMovie, error_.status);
+        EXPECT_NE("", error_.message);
+        EXPECT_EQ(0u, before) << "a longer beginning shows no less";
+        continue;
+      }
+      const size_t count = reel_->Facts().frames.size();
+      EXPECT_GE(count, before);
+      before = count;
+      for (size_t i = 1; i < count; ++i) EXPECT_EQ(frames[i].rows, Seen(i));
+    }
+    EXPECT_GE(before, 2u);
+  }
+}
+
+TEST_F(PictureReelTest, DamageAnywhereEndsInAPictureOrInAReason) {
+  std::mt19937 random(11);
+  const std::vector<BuiltFrame> frames = {{0, 0, {"rrrrrrrr", "rgrgrgrg"}},
+                                          {2, 0, {"gb.b", "bbbb"}, 40, After::kClear},
+                                          {0, 0, {"wwwwww.w", "rgbwkrgb"}}};
+  size_t shown = 0;
+  for (const PictureFormat format : kFormats) {
+    const std::string whole = Build(format, {8, 2}, frames);
+    for (int round = 0; round < 250; ++round) {
+      std::string bytes = whole;
+      for (int i = 0; i < 1 + round % 4; ++i) {
+        bytes[random() % bytes.size()] = static_cast<char>(random());
+      }
+      Watchdog watchdog(1024 * 1024);
+      host_.memory = &watchdog;
+      if (Open(format, bytes)) {
+        ++shown;
+        for (size_t i = 0; i < reel_->Facts().frames.size(); ++i) reel_->Show(i);
+      } else {
+        EXPECT_TRUE(qx::plexion::IsTerminalStatus(error_.status));
+        EXPECT_NE("", error_.message);
+      }
+      reel_.reset();
+    }
+  }
+  EXPECT_GT(shown, 100u);
+}
+
+TEST_F(PictureReelTest, MemoryIsTheWindowsAndBounded) {
+  std::vector<BuiltFrame> frames;
+  const PictureRows rows(100, std::string(100, 'r'));
+  for (int i = 0; i < 50; ++i) frames.push_back({0, 0, rows});
+  for (const PictureFormat format : kFormats) {
+    SCOPED_TRACE(PictureTypeOf(format));
+    const std::string bytes = Build(format, {100, 100}, frames);
+    Watchdog enough(1 << 20);
+    host_.memory = &enough;
+    ASSERT_TRUE(Open(format, bytes)) << error_.message;
+    for (size_t i = 0; i < frames.size(); ++i) reel_->Show(i);
+    // The file, the picture, a frame, and what a library needs to decode one; not all frames.
+    EXPECT_LT(enough.Peak(), bytes.size() + 5 * 100 * 100 * 4);
+    reel_.reset();
+
+    Watchdog little(bytes.size() + 50000);
+    host_.memory = &little;
+    EXPECT_FALSE(Open(format, bytes));
+    EXPECT_EQ(qx::plexion::kErrorNotEnoughMemory, error_.status);
+    EXPECT_THAT(error_.message, HasSubstr("80000 bytes"));
+    reel_.reset();
+  }
+}
+
+TEST_F(PictureReelTest, APictureLargerThanAnyDisplayIsRefused) {
+  std::string gif = BuildGif({1, 1}, {{0, 0, {"r"}}, {0, 0, {"g"}}});
+  gif.replace(6, 4, "\xff\xff\xff\xff");
+  EXPECT_FALSE(Open(PictureFormat::kGif, gif));
+  EXPECT_EQ(qx::plexion::kErrorNotEnoughMemory, error_.status);
+  EXPECT_THAT(error_.message, HasSubstr("4294836225 pixels"));
+}
+
+TEST(PictureFormatTest, IsToldByTheFirstBytes) {
+  const std::string png = BuildApng({1, 1}, {{0, 0, {"r"}}});
+  const std::string still = std::string(png).replace(png.find("acTL"), 4, "tEXt");
+  const struct {
+    std::string bytes;
+    PictureFormat format;
+  } cases[] = {
+      {"GIF89a", PictureFormat::kGif},
+      {"GIF87a", PictureFormat::kGif},
+      {"GIF90a", PictureFormat::kNone},
+      {std::string("RIFF\0\0\0\0WEBP", 12), PictureFormat::kWebp},
+      {std::string("RIFF\0\0\0\0WAVE", 12), PictureFormat::kNone},
+      {png, PictureFormat::kAnimatedPng},
+      {still, PictureFormat::kPng},
+      {png.substr(0, 20), PictureFormat::kPng},
+      {png.substr(0, 7), PictureFormat::kNone},
+      {"", PictureFormat::kNone},
+  };
+  for (const auto& test : cases) {
+    EXPECT_EQ(test.format, PictureFormatOf(reinterpret_cast<const uint8_t*>(test.bytes.data()),
+                                           test.bytes.size()))
+        << test.bytes.substr(0, 12);
+  }
+}
+
+PictureTimes TimesOf(std::initializer_list<uint64_t> durationsMs) {
+  std::vector<PictureFrame> frames;
+  for (const uint64_t duration : durationsMs) {
+    frames.emplace_back();
+    frames.back().durationUs = duration * 1000;
+  }
+  return PictureTimes(frames);
+}
+
+TEST(PictureTimesTest, TicksAreAsLongAsTheDurationsAllow) {
+  const struct {
+    PictureTimes times;
+    double ticksPerSecond;
+    uint64_t ticks;
+  } cases[] = {
+      {TimesOf({100, 100, 100}), 10, 3},
+      {TimesOf({100, 250, 50}), 20, 8},
+      {TimesOf({40, 30}), 100, 7},
+      // What browsers show for a tenth of a second, and what they do not.
+      {TimesOf({0, 10}), 10, 2},
+      {TimesOf({20, 20}), 50, 2},
+  };
+  for (const auto& test : cases) {
+    EXPECT_DOUBLE_EQ(test.ticksPerSecond, test.times.TicksPerSecond());
+    EXPECT_EQ(test.ticks, test.times.TicksOfPass());
+  }
+}
+
+TEST(PictureTimesTest, FramesOfAThirdOfATickDoNotDrift) {
+  std::vector<PictureFrame> frames(301);
+  for (PictureFrame& frame : frames) frame.durationUs = 33333;
+  frames[300].durationUs = 50000;
+  const PictureTimes times(frames);
+  EXPECT_DOUBLE_EQ(1000, times.TicksPerSecond());
+  EXPECT_EQ(uint64_t{10050}, times.TicksOfPass());
+}
+
+TEST(PictureTimesTest, FindsTheFrameOfATick) {
+  const PictureTimes times = TimesOf({100, 250, 50});
+  std::vector<size_t> frames;
+  for (uint64_t tick = 0; tick < times.TicksOfPass(); ++tick) frames.push_back(times.FrameAt(tick));
+  EXPECT_THAT(frames, ElementsAre(0, 0, 1, 1, 1, 1, 1, 2));
+  EXPECT_EQ(1u, times.PassesFor(0.1));
+  EXPECT_EQ(1u, times.PassesFor(0.4));
+  EXPECT_EQ(2u, times.PassesFor(0.41));
+  EXPECT_EQ(25u, times.PassesFor(10));
+}
+
+}  // namespace
+}  // namespace plexion_host::player
