@@ -2,7 +2,11 @@
 -- with the third picture, "show=on" starts the show by itself.
 
 local columns, tileStepX, tileStepY = 3, 384, 282
-local seconds = tonumber(vars.seconds) or 6
+local function whole(text, otherwise, lowest, highest)
+  local number = math.floor(tonumber(text) or otherwise)
+  return math.max(lowest, math.min(number, highest))
+end
+local seconds = whole(vars.seconds, 6, 1, 3600)
 
 local pictures, current, selected = {}, 1, 1
 local frames = { stage.find("frame-1"), stage.find("frame-2") }
@@ -64,12 +68,27 @@ local function placeCursor(animated)
   end
 end
 
+-- A list that somebody is still at leaves the pictures as they are.
+local function checkList(list)
+  if type(list) ~= "table" or type(list.pictures) ~= "table" or #list.pictures == 0 then
+    return "pictures.json: no pictures"
+  end
+  for number, picture in ipairs(list.pictures) do
+    if type(picture) ~= "table" or type(picture.file) ~= "string" then
+      return "pictures.json: picture " .. number .. " has no file"
+    end
+    for _, field in ipairs{ "title", "place" } do
+      if picture[field] and type(picture[field]) ~= "string" then
+        return "pictures.json: picture " .. number .. ": the " .. field .. " is no text"
+      end
+    end
+  end
+end
+
 local function build()
   local list, reason = files.json("pictures.json")
-  if not list or type(list.pictures) ~= "table" or #list.pictures == 0 then
-    trace(reason or "pictures.json: no pictures")
-    return
-  end
+  reason = reason or checkList(list)
+  if reason then return trace(reason) end
   pictures = list.pictures
   for _, old in ipairs(dots) do old:remove() end
   for _, old in ipairs(tiles) do old:remove() end
@@ -82,7 +101,8 @@ local function build()
     tiles[i]:find("tile-picture").src = picture.file
     tiles[i]:find("tile-title").text = picture.title or ""
   end
-  current = math.max(1, math.min(tonumber(vars.picture) or current, #pictures))
+  current = whole(current, 1, 1, #pictures)
+  selected = whole(selected, 1, 1, #pictures)
   frames[front].src = pictures[current].file
   describe(current)
 end
@@ -136,6 +156,7 @@ local inOverview = {
 }
 
 on("start", function()
+  current = whole(vars.picture, 1, 1, math.maxinteger)
   build()
   files.watch("pictures.json", build)
   if vars.show == "on" then setShow(true) end

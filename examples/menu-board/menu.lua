@@ -8,14 +8,16 @@ local patterns = { course = stage.find("course"), dish = stage.find("dish") }
 local courses = stage.find("courses")
 local currency = "€"
 
--- Guests see that something is amiss, the trace says what.
+-- What is wrong with which file. Guests see that something is amiss, the trace says what.
+local problems = {}
+
 local function problem(file, reason)
-  stage.find("problem").visible = file ~= nil
-  stage.find("updated").visible = file == nil
-  if file then
-    stage.find("problem").text = file .. " cannot be read: these are the last good prices"
-    trace(reason)
-  end
+  problems[file] = reason
+  local wrong = problems["menu.json"] and "menu.json" or problems["special.csv"] and "special.csv"
+  stage.find("problem").visible = wrong ~= nil
+  stage.find("updated").visible = wrong == nil
+  if wrong then stage.find("problem").text = wrong .. " cannot be read: these are the last good prices" end
+  if reason then trace(reason) end
 end
 
 local function money(amount)
@@ -23,12 +25,25 @@ local function money(amount)
 end
 
 -- Checks what people typed before anything on the board is touched.
+local function checkDish(dish)
+  if type(dish) ~= "table" or type(dish.name) ~= "string" then return "a dish without a name" end
+  if type(dish.price) ~= "number" then return dish.name .. ": the price is no number" end
+  if dish.note and type(dish.note) ~= "string" then return dish.name .. ": the note is no text" end
+end
+
 local function checkMenu(menu)
   if type(menu) ~= "table" or type(menu.courses) ~= "table" then return "no list of courses" end
-  for _, course in ipairs(menu.courses) do
-    for _, dish in ipairs(course.dishes or {}) do
-      if type(dish.name) ~= "string" then return "a dish without a name" end
-      if type(dish.price) ~= "number" then return dish.name .. ": the price is no number" end
+  for _, field in ipairs{ "name", "tagline", "currency" } do
+    if menu[field] and type(menu[field]) ~= "string" then return field .. " is no text" end
+  end
+  for number, course in ipairs(menu.courses) do
+    if type(course) ~= "table" or type(course.dishes) ~= "table" then
+      return "course " .. number .. " has no list of dishes"
+    end
+    if course.title and type(course.title) ~= "string" then return "course " .. number .. ": the title is no text" end
+    for _, dish in ipairs(course.dishes) do
+      local reason = checkDish(dish)
+      if reason then return reason end
     end
   end
 end
@@ -47,7 +62,7 @@ end
 local function addCourse(course, x, y)
   local block = patterns.course:clone(courses, { x = x, y = y })
   block:find("title").text = course.title or ""
-  for i, dish in ipairs(course.dishes or {}) do
+  for i, dish in ipairs(course.dishes) do
     addDish(block, dish, 48 + (i - 1) * 56)
   end
   return block
@@ -55,9 +70,12 @@ end
 
 local function showMenu(animated)
   local menu, reason = files.json("menu.json")
-  reason = reason or checkMenu(menu)
-  if reason then return problem("menu.json", reason) end
-  problem(nil)
+  if not reason then
+    reason = checkMenu(menu)
+    reason = reason and "menu.json: " .. reason
+  end
+  problem("menu.json", reason)
+  if reason then return end
   currency = menu.currency or currency
   stage.find("name").text = menu.name or ""
   stage.find("tagline").text = menu.tagline or ""
@@ -82,7 +100,7 @@ local function fillCard(dish)
   local name, note = stage.find("special-name"), stage.find("special-note")
   name.text = dish.name
   note:set{ text = dish.note or "", y = name.y + name.textHeight + 20 }
-  stage.find("special-whole").text = money(tonumber(dish.price) or 0)
+  stage.find("special-whole").text = money(tonumber(dish.price))
   stage.find("special-picture").src = files.exists(dish.picture or "") and dish.picture or ""
 end
 
@@ -99,8 +117,12 @@ end
 
 local function readSpecials()
   local list, reason = files.csv("special.csv")
-  if not list then return problem("special.csv", reason) end
-  problem(nil)
+  for _, dish in ipairs(list or {}) do
+    if (dish.name or "") == "" then reason = "special.csv: a dish without a name" end
+    if not tonumber(dish.price) then reason = "special.csv: " .. tostring(dish.name) .. ": the price is no number" end
+  end
+  problem("special.csv", reason)
+  if reason then return end
   specials, current = list, #list > 0 and 1 or 0
   if specials[1] then fillCard(specials[1]) end
 end

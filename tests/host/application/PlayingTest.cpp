@@ -283,5 +283,46 @@ TEST_F(ApplicationTest, ExamplesPlayWithoutAComplaint) {
   }
 }
 
+TEST_F(ApplicationTest, TheMenuBoardKeepsItsPricesWhileTheirFileIsBroken) {
+  std::filesystem::copy(
+      std::string(PLEXION_EXAMPLES) + "/menu-board", folder_,
+      std::filesystem::copy_options::recursive | std::filesystem::copy_options::overwrite_existing);
+  ASSERT_TRUE(Load()) << error_.message;
+  RunTo(60);
+  const auto board = [this] {
+    Draw(true);
+    // Without the last rows, where the board says what is amiss.
+    return std::vector<uint32_t>(pixels_.begin(), pixels_.begin() + size_t{64} * 33);
+  };
+  const std::vector<uint32_t> before = board();
+  const struct {
+    const char* text;
+    const char* reason;
+  } broken[] = {
+      {"{\"courses\": ", "menu.json:1: syntax error"},
+      {"[1]", "menu.json: no list of courses"},
+      {"{\"courses\": [7]}", "menu.json: course 1 has no list of dishes"},
+      {"{\"courses\": [{\"dishes\": [{\"name\": \"Soup\", \"price\": \"4\"}]}]}",
+       "menu.json: Soup: the price is no number"},
+  };
+  for (const auto& each : broken) {
+    Write("menu.json", each.text);
+    while (host_.Traces().empty() || host_.Traces().back().find(each.reason) != 0) {
+      ASSERT_TRUE(host_.WaitForRequest()) << each.reason;
+      Visit(position_);
+    }
+    RunTo(position_ + 10);
+    EXPECT_EQ(before, board()) << each.reason;
+  }
+  Write("menu.json", "{\"name\": \"New\", \"courses\": [{\"title\": \"ALL\", \"dishes\": []}]}");
+  const size_t complaints = host_.notes.size();
+  do {
+    ASSERT_TRUE(host_.WaitForRequest());
+    RunTo(position_ + 30);
+  } while (board() == before);
+  EXPECT_EQ(complaints, host_.notes.size());
+  EXPECT_EQ("", host_.failure.message);
+}
+
 }  // namespace
 }  // namespace plexion_host::player::application
