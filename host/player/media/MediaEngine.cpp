@@ -96,6 +96,12 @@ void MediaEngine::TakeMessages() {
         OnBuffering(message.get());
         ApplyState();
         break;
+      case GST_MESSAGE_ASYNC_DONE:
+        // Opened anew, the content runs at its own speed.
+        if (pipeline_->IsOwn(message.get()) && std::exchange(seekWhenOpen_, false)) {
+          pipeline_->SeekToStart(host_.Settings().speed);
+        }
+        break;
       case GST_MESSAGE_CLOCK_LOST:
         // A new clock is chosen on the way from paused to playing.
         pipeline_->SetState(GST_STATE_PAUSED);
@@ -119,6 +125,12 @@ void MediaEngine::OnBuffering(GstMessage* message) {
   gst_message_parse_buffering(message, &percent);
   // What is live cannot wait.
   buffering_ = percent < 100 && !live_;
+  // The way to the first hundred percent is a part of opening.
+  if (!buffering_) filled_ = true;
+  if (!filled_ || stalled_ == buffering_) return;
+  stalled_ = buffering_;
+  IQXKernel::GetKernel()->Printf("Media: %s: %s\n", content_.name.c_str(),
+                                 stalled_ ? "waits for the network" : "goes on");
 }
 
 void MediaEngine::OnEndOfPass() {
@@ -138,8 +150,11 @@ void MediaEngine::OnEndOfPass() {
 
 bool MediaEngine::Restart() {
   // The frame that is shown stays with the painter until the first one of the next pass is there.
+  filled_ = false;
+  stalled_ = false;
   if (!reopen_ && pipeline_->SeekToStart(host_.Settings().speed)) return true;
   reopen_ = false;
+  seekWhenOpen_ = host_.Settings().speed != 1;
   pipeline_->SetState(GST_STATE_READY);
   buffering_ = false;
   ApplyState();

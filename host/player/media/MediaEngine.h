@@ -87,10 +87,13 @@ class MediaEngine final : public Engine {
   bool live_ = false;
   bool playing_ = false;
   bool buffering_ = false;
+  bool filled_ = false;   // in this pass there was once enough in advance
+  bool stalled_ = false;  // and then no longer
   bool endOfPass_ = false;
   bool ended_ = false;
   bool failed_ = false;
   bool reopen_ = false;  // the proxy has changed: the next pass makes a new connection
+  bool seekWhenOpen_ = false;
   bool pictureNew_ = false;
   bool damageTold_ = false;
   uint64_t passes_ = 0;
