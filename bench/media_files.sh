@@ -135,7 +135,7 @@ make_sounds() {
 make_pictures() {
   local name
   for name in png.png jpeg.jpg bmp.bmp tiff.tif webp.webp ppm.ppm pgm.pgm tga.tga jp2.jp2 gif.gif \
-    exr.exr pcx.pcx; do
+    exr.exr; do
     make "picture-$name" "${picture[@]}" -frames:v 1
   done
   make picture-transparent.png -f lavfi -i "color=red@0.5:size=640x360,format=rgba" -frames:v 1
@@ -191,12 +191,12 @@ for file in "${files[@]}"; do
   status=0
   snapshot=()
   if [ -n "${SNAPSHOTS:-}" ]; then
-    snapshot=(--snapshot "$SNAPSHOTS/$(basename "$file").png" --snapshot-at 100)
+    snapshot=(--snapshot "$SNAPSHOTS/$(basename "$file").png" --snapshot-at 400)
   fi
   timeout 30 "$player" --display headless --exit-after 5000 --instrument "${snapshot[@]}" \
-    --morvelvars "duration=0.5" "$file" >"$work/out" 2>&1 || status=$?
+    --morvelvars "duration=1" "$file" >"$work/out" 2>&1 || status=$?
   type=$(sed -n 's/^Media: .*: \([a-z]*\/[^,]*\), .*/\1/p' "$work/out" | tail -n 1)
-  kind=$(sed -n 's/^Media: .*: [a-z]*\/[^,]*, \([a-z ]*\)[,:].*/\1/p' "$work/out" | tail -n 1)
+  kind=$(sed -n 's/^Media: .*: [a-z]*\/[^,]*, \([a-z ]*\).*/\1/p' "$work/out" | tail -n 1)
   if [ $status = 0 ]; then
     result=plays
   else
@@ -204,7 +204,7 @@ for file in "${files[@]}"; do
     [ -n "$result" ] || result="exit $status"
   fi
   # Libraries must not write on the operator's terminal.
-  others=$(grep -E 'WARNING|CRITICAL|ERROR|@ 0x|^\*\*|^Media: .*(damaged|plays without)' "$work/out" |
+  others=$(grep -E 'WARNING|CRITICAL|ERROR|@ 0x|^\*\*|^Media: .*(is damaged|plays without)' "$work/out" |
     head -n 1 || true)
   [ -z "$others" ] || result="$result (also says: $others)"
   printf '| %s | %s | %s | %s | %s | %s | %s |\n' "$(basename "$file")" "${type:--}" "${kind:--}" \

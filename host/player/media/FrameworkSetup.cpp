@@ -52,17 +52,6 @@ void FindTga(GstTypeFind* find, gpointer) {
                                      "image/x-tga");
 }
 
-void FindPcx(GstTypeFind* find, gpointer) {
-  constexpr guint kHeader = 128;
-  const guint8* head = gst_type_find_peek(find, 0, kHeader);
-  if (head == nullptr || head[0] != 0x0A || head[1] > 5 || head[1] == 1 || head[2] != 1) return;
-  const unsigned depth = head[3];
-  if (depth != 1 && depth != 2 && depth != 4 && depth != 8) return;
-  if (Word(head + 8) < Word(head + 4) || Word(head + 10) < Word(head + 6)) return;
-  if (head[64] != 0 || head[65] < 1 || head[65] > 4) return;
-  gst_type_find_suggest_empty_simple(find, GST_TYPE_FIND_LIKELY, "image/x-pcx");
-}
-
 void Recognise(const char* type, GstTypeFindFunction function) {
   GstCaps* caps = gst_caps_new_empty_simple(type);
   gst_type_find_register(nullptr, type, GST_RANK_MARGINAL, function, nullptr, caps, nullptr,
@@ -82,7 +71,6 @@ void SetUpFramework() {
       gst_object_unref(part);
     }
     Recognise("image/x-tga", FindTga);
-    Recognise("image/x-pcx", FindPcx);
   });
 }
 

@@ -28,7 +28,6 @@ constexpr KnownPackage kPackages[] = {
     {"audio/riff-midi", "gstreamer1.0-plugins-bad"},
     {"audio/x-mod", "gstreamer1.0-plugins-bad"},
     {"image/x-tga", "gstreamer1.0-plugins-good"},
-    {"image/x-pcx", "gstreamer1.0-plugins-good"},
     {"video/x-dirac", "gstreamer1.0-plugins-bad"},
     {"video/mpegts", "gstreamer1.0-plugins-bad"},
     {"video/x-ms-asf", "gstreamer1.0-plugins-ugly"},

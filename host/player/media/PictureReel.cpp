@@ -45,7 +45,11 @@ size_t BytesOf(const Rect& area) { return size_t{area.width} * area.height * siz
 bool PictureReel::Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes,
                        EngineError& error) {
   bytes_ = std::move(bytes);
-  decoder_ = OpenPicture(format, {bytes_->Data(), bytes_->Size(), watchdog_}, error);
+  return Open(format, {bytes_->Data(), bytes_->Size(), watchdog_}, error);
+}
+
+bool PictureReel::Open(PictureFormat format, const PictureSource& source, EngineError& error) {
+  decoder_ = OpenPicture(format, source, error);
   if (decoder_ == nullptr) return false;
   facts_ = decoder_->Facts();
   if (!Allocate(error)) return false;
@@ -112,7 +116,9 @@ bool PictureReel::StaysOpaque() {
 
 Rect PictureReel::Visible(const PictureFrame& frame) const {
   Rect area = frame.area;
-  if (area.x >= facts_.dims.width || area.y >= facts_.dims.height) return {0, 0, 0, 0};
+  if (area.width == 0 || area.x >= facts_.dims.width || area.y >= facts_.dims.height) {
+    return {0, 0, 0, 0};
+  }
   area.width = std::min(area.width, facts_.dims.width - area.x);
   area.height = std::min(area.height, facts_.dims.height - area.y);
   return area;

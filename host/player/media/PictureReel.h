@@ -23,6 +23,8 @@ class PictureReel {
   /// bytes back at once.
   /// Returns  false with `error` when there is nothing to show.
   bool Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes, EngineError& error);
+  /// The same with bytes of somebody else, which outlive the reel.
+  bool Open(PictureFormat format, const PictureSource& source, EngineError& error);
 
   const PictureFacts& Facts() const { return facts_; }
 
