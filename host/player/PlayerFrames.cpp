@@ -121,7 +121,7 @@ void PlayerInstance::DrawFrame() {
     return;
   }
   const Time ended = clock_.Now();
-  const bool late = !settings_.noSpeedLimit && timeline_.DeadlineOf(position_ + 1) < ended;
+  const bool late = !settings_.noSpeedLimit && timeline_.DeadlineOf(nextPosition_) < ended;
   statistics_.FrameDrawn(began, ended, late);
   qx::plexion::StageWindowStatusData data = {};
   data.rect = &result.dirty;

@@ -199,6 +199,28 @@ TEST_F(PlayerPacingTest, ReportsTheFrameRateOncePerSample) {
   EXPECT_EQ(3u, window_.Count(kInfoNotifyFPS)) << "nothing is sampled while paused";
 }
 
+TEST_F(PlayerPacingTest, AFrameIsLateWhenTheNextOneIsDueBeforeItIsDrawn) {
+  // Frames stand for five positions of 100 ms.
+  for (const auto& [drawMs, late] : {std::pair(300, "late 0,"), {600, "late 6,"}}) {
+    parameters_.instrument = true;
+    Script() = EngineScript();
+    Script().facts.frameCount = 40;
+    Script().onAdvance = [](EngineHost&, const FrameStep& step) {
+      return StepResult{true, step.position / 5 * 5 + 5};
+    };
+    Script().onDraw = [this, ms = drawMs](EngineHost&) {
+      if (Script().steps.back().playing) clock_.Spend(ms * kMs);
+    };
+    testing::internal::CaptureStdout();
+    LoadAndPlay();
+    clock_.RunFor(6000 * kMs);
+    EXPECT_EQ(kStatusComplete, player_->GetStageWindowStatus());
+    player_.reset();
+    const std::string said = testing::internal::GetCapturedStdout();
+    EXPECT_NE(std::string::npos, said.find(late)) << said;
+  }
+}
+
 TEST_F(PlayerPacingTest, CountsWhatItDidWithEachFrame) {
   PlayStatistics statistics;
   statistics.LoadBegins(0);
