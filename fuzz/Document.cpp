@@ -43,7 +43,7 @@ void Draw(Stage& stage) {
   static TextSetter texts;
   texts.Keep([](uint32_t) { return false; });
   NothingPlays played;
-  Painter painter(stage, texts, played);
+  Painter painter(stage, texts, played, nullptr);
   std::vector<uint32_t> pixels(size_t{32} * 32);
   DrawTarget target;
   target.pixels = pixels.data();

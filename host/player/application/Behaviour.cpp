@@ -67,64 +67,68 @@ bool Behaviour::Run(const std::vector<ScriptReference>& scripts, const std::stri
   return true;
 }
 
-bool Behaviour::CallHandlers(const std::string& event, int arguments, EngineError& error) {
-  lua_State* state = script_->State();
-  const int base = lua_gettop(state) - arguments;
+bool Behaviour::CallHandlers(const std::string& event, const Push& push, EngineError& error) {
   const auto found = handlers_.find(event);
-  bool good = true;
-  if (found != handlers_.end()) {
-    // A handler may add more; those hear of the next event.
-    const std::vector<int> references = found->second;
-    for (const int reference : references) {
-      lua_rawgeti(state, LUA_REGISTRYINDEX, reference);
-      for (int i = 1; i <= arguments; ++i) lua_pushvalue(state, base + i);
-      good = script_->Call(arguments, error);
-      if (!good) break;
-    }
-  }
-  lua_settop(state, good ? base : 0);
-  return good;
+  if (found == handlers_.end()) return true;
+  // A handler may add more; those hear of the next event.
+  const std::vector<int> references = found->second;
+  return script_->Protect(
+      [&](lua_State* state) {
+        push(state);
+        const int arguments = lua_gettop(state);
+        luaL_checkstack(state, arguments + 1, "arguments");
+        for (const int reference : references) {
+          lua_rawgeti(state, LUA_REGISTRYINDEX, reference);
+          for (int i = 1; i <= arguments; ++i) lua_pushvalue(state, i);
+          lua_call(state, arguments, 0);
+        }
+      },
+      error);
 }
 
 bool Behaviour::Dispatch(const std::string& event, EngineError& error) {
-  return CallHandlers(event, 0, error);
+  return CallHandlers(
+      event, [](lua_State*) {}, error);
 }
 
 bool Behaviour::DispatchFrame(EngineError& error) {
-  lua_pushnumber(script_->State(), now_);
-  return CallHandlers("frame", 1, error);
+  return CallHandlers(
+      "frame", [this](lua_State* state) { lua_pushnumber(state, now_); }, error);
 }
 
 bool Behaviour::DispatchKey(const std::string& event, unsigned long code, EngineError& error) {
-  if (!HasHandler(event)) return true;
-  lua_State* state = script_->State();
-  lua_pushstring(state, KeyName(code).c_str());
-  lua_pushinteger(state, static_cast<lua_Integer>(code));
-  return CallHandlers(event, 2, error);
+  const auto push = [code](lua_State* state) {
+    lua_pushstring(state, KeyName(code).c_str());
+    lua_pushinteger(state, static_cast<lua_Integer>(code));
+  };
+  return CallHandlers(event, push, error);
 }
 
 bool Behaviour::DispatchPointer(const char* action, double x, double y, int button,
                                 EngineError& error) {
-  if (!HasHandler("pointer")) return true;
-  lua_State* state = script_->State();
-  lua_pushstring(state, action);
-  lua_pushnumber(state, x);
-  lua_pushnumber(state, y);
-  lua_pushinteger(state, button);
-  return CallHandlers("pointer", 4, error);
+  const auto push = [&](lua_State* state) {
+    lua_pushstring(state, action);
+    lua_pushnumber(state, x);
+    lua_pushnumber(state, y);
+    lua_pushinteger(state, button);
+    PushElementOrNil(state, ElementAt(world_.stage, world_.texts, x, y));
+  };
+  return CallHandlers("pointer", push, error);
 }
 
 bool Behaviour::DispatchScroll(const char* direction, unsigned delta, EngineError& error) {
-  if (!HasHandler("scroll")) return true;
-  lua_State* state = script_->State();
-  lua_pushstring(state, direction);
-  lua_pushinteger(state, delta);
-  return CallHandlers("scroll", 2, error);
+  const auto push = [&](lua_State* state) {
+    lua_pushstring(state, direction);
+    lua_pushinteger(state, delta);
+  };
+  return CallHandlers("scroll", push, error);
 }
 
 bool Behaviour::DispatchEventCode(unsigned long code, EngineError& error) {
-  lua_pushinteger(script_->State(), static_cast<lua_Integer>(code));
-  return CallHandlers("event", 1, error);
+  const auto push = [code](lua_State* state) {
+    lua_pushinteger(state, static_cast<lua_Integer>(code));
+  };
+  return CallHandlers("event", push, error);
 }
 
 bool Behaviour::DispatchPlayed(const PlayedEvent& event, EngineError& error) {
@@ -132,22 +136,26 @@ bool Behaviour::DispatchPlayed(const PlayedEvent& event, EngineError& error) {
                      : event.kind == PlayedEvent::kEnded ? "ended"
                                                          : "failed";
   const Element* element = world_.stage.FindByHandle(event.element);
-  if (element == nullptr || !HasHandler(name)) return true;
-  lua_State* state = script_->State();
-  PushElement(state, *element);
-  lua_pushlstring(state, event.reason.data(), event.reason.size());
-  return CallHandlers(name, 2, error);
+  if (element == nullptr) return true;
+  const auto push = [&](lua_State* state) {
+    PushElement(state, *element);
+    lua_pushlstring(state, event.reason.data(), event.reason.size());
+  };
+  return CallHandlers(name, push, error);
 }
 
 bool Behaviour::DispatchChangedFiles(EngineError& error) {
   if (fileWatch_ == nullptr) return true;
-  lua_State* state = script_->State();
   for (const std::string& name : fileWatch_->TakeChanged()) {
     for (size_t i = 0; i < watched_.size(); ++i) {
       if (watched_[i].name != name) continue;
-      lua_rawgeti(state, LUA_REGISTRYINDEX, watched_[i].reference);
-      lua_pushlstring(state, name.data(), name.size());
-      if (!script_->Call(1, error)) return false;
+      const int reference = watched_[i].reference;
+      const auto call = [&](lua_State* state) {
+        lua_rawgeti(state, LUA_REGISTRYINDEX, reference);
+        lua_pushlstring(state, name.data(), name.size());
+        lua_call(state, 1, 0);
+      };
+      if (!script_->Protect(call, error)) return false;
     }
   }
   return true;

@@ -50,7 +50,11 @@ class Behaviour {
   bool Run(const std::vector<ScriptReference>& scripts, const std::string& documentName,
            EngineError& error);
 
-  void SetNow(double seconds) { now_ = seconds; }
+  /// A moment of the application begins.
+  void SetNow(double seconds) {
+    now_ = seconds;
+    script_->BeginMoment();
+  }
   bool Dispatch(const std::string& event, EngineError& error);
   bool DispatchFrame(EngineError& error);
   bool DispatchKey(const std::string& event, unsigned long code, EngineError& error);
@@ -80,6 +84,7 @@ class Behaviour {
   bool CancelTimer(int id);
   void WatchFile(lua_State* state, const std::string& name, int reference);
   void PushElement(lua_State* state, const Element& element);
+  void PushElementOrNil(lua_State* state, const Element* element);
   /// Raises an error when the value is no element, or one that is gone.
   Element& CheckElement(lua_State* state, int index);
 
@@ -96,8 +101,9 @@ class Behaviour {
     int reference;
   };
 
-  /// Calls every handler of an event with the `arguments` on top of the stack, and drops those.
-  bool CallHandlers(const std::string& event, int arguments, EngineError& error);
+  /// Calls every handler of an event with what `push` puts on the stack.
+  using Push = std::function<void(lua_State*)>;
+  bool CallHandlers(const std::string& event, const Push& push, EngineError& error);
 
   World world_;
   std::unique_ptr<Script> script_;

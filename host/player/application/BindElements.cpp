@@ -3,8 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "host/player/application/Behaviour.h"
-#include "host/player/application/Picture.h"
+#include "host/player/application/ElementBinding.h"
 
 namespace plexion_host::player::application {
 
@@ -14,27 +13,6 @@ constexpr char kElementType[] = "element";
 // Keys of tables in the registry.
 char elementCache;
 char elementMethods;
-
-Behaviour& Self(lua_State* state) { return Behaviour::Of(state); }
-
-std::string CheckName(lua_State* state, int index) {
-  size_t length = 0;
-  const char* text = luaL_checklstring(state, index, &length);
-  return std::string(text, length);
-}
-
-[[noreturn]] void Raise(lua_State* state, const std::string& message) {
-  luaL_error(state, "%s", message.c_str());
-  abort();  // an error of a script never comes back to here
-}
-
-const Property& CheckProperty(lua_State* state, const Element& element, const std::string& name) {
-  const Property* property = FindProperty(element.kind, name);
-  if (property == nullptr) {
-    Raise(state, std::string("a ") + NameOf(element.kind) + " has no property \"" + name + "\"");
-  }
-  return *property;
-}
 
 void PushProperty(lua_State* state, const Element& element, const Property& property) {
   switch (property.type) {
@@ -100,12 +78,12 @@ void SetProperty(lua_State* state, Element& element, const Property& property, i
     lua_pop(state, 1);
   }
   if (!good) Raise(state, error);
-  if (changed) Self(state).GetWorld().stage.Touch(element, property);
+  if (changed) Behaviour::Of(state).GetWorld().stage.Touch(element, property);
 }
 
 /// What can be read but not set. Returns  false when there is no such field.
 bool PushFact(lua_State* state, const Element& element, const std::string& name) {
-  Behaviour& self = Self(state);
+  Behaviour& self = Behaviour::Of(state);
   if (name == "id") {
     lua_pushstring(state, element.id.c_str());
   } else if (name == "kind") {
@@ -132,7 +110,7 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
 }
 
 int GetField(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
   const std::string name = CheckName(state, 2);
   lua_rawgetp(state, LUA_REGISTRYINDEX, &elementMethods);
   if (lua_getfield(state, -1, name.c_str()) != LUA_TNIL) return 1;
@@ -142,7 +120,7 @@ int GetField(lua_State* state) {
 }
 
 int SetField(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
   const std::string name = CheckName(state, 2);
   SetProperty(state, element, CheckProperty(state, element, name), 3);
   return 0;
@@ -150,7 +128,7 @@ int SetField(lua_State* state) {
 
 int Describe(lua_State* state) {
   const auto* handle = static_cast<uint32_t*>(luaL_checkudata(state, 1, kElementType));
-  const Element* element = Self(state).GetWorld().stage.FindByHandle(*handle);
+  const Element* element = Behaviour::Of(state).GetWorld().stage.FindByHandle(*handle);
   if (element == nullptr) {
     lua_pushliteral(state, "element (removed)");
   } else {
@@ -160,43 +138,90 @@ int Describe(lua_State* state) {
 }
 
 int Find(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
   if (Element* found = Stage::FindBelow(element, CheckName(state, 2))) {
-    Self(state).PushElement(state, *found);
+    Behaviour::Of(state).PushElement(state, *found);
   } else {
     lua_pushnil(state);
   }
   return 1;
 }
 
+int Contains(lua_State* state) {
+  const Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  const Element* at = &Behaviour::Of(state).CheckElement(state, 2);
+  while (at != nullptr && at != &element) at = at->parent;
+  lua_pushboolean(state, at == nullptr ? 0 : 1);
+  return 1;
+}
+
 int Children(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
   lua_createtable(state, static_cast<int>(element.children.size()), 0);
   lua_Integer index = 0;
   for (const auto& child : element.children) {
-    Self(state).PushElement(state, *child);
+    Behaviour::Of(state).PushElement(state, *child);
     lua_rawseti(state, -2, ++index);
   }
   return 1;
 }
 
 int Remove(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
-  if (!Self(state).GetWorld().stage.Remove(element)) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  if (!Behaviour::Of(state).GetWorld().stage.Remove(element)) {
     Raise(state, "a scene, the backdrop or the overlay cannot be removed");
   }
   return 0;
 }
 
-/// Sets what the table at `index` holds.
-void SetAll(lua_State* state, Element& element, int index) {
+int Set(lua_State* state) {
+  SetProperties(state, Behaviour::Of(state).CheckElement(state, 1), 2);
+  lua_settop(state, 1);
+  return 1;
+}
+
+int Clone(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Element* parent =
+      lua_isnoneornil(state, 2) ? element.parent : &Behaviour::Of(state).CheckElement(state, 2);
+  if (parent == nullptr) Raise(state, "a scene, the backdrop or the overlay cannot be cloned");
+  std::string error;
+  Element* copy = Behaviour::Of(state).GetWorld().stage.Clone(element, *parent, error);
+  if (copy == nullptr) Raise(state, error);
+  if (!lua_isnoneornil(state, 3)) SetProperties(state, *copy, 3);
+  Behaviour::Of(state).PushElement(state, *copy);
+  return 1;
+}
+
+}  // namespace
+
+std::string CheckName(lua_State* state, int index) {
+  size_t length = 0;
+  const char* text = luaL_checklstring(state, index, &length);
+  return std::string(text, length);
+}
+
+[[noreturn]] void Raise(lua_State* state, const std::string& message) {
+  luaL_error(state, "%s", message.c_str());
+  abort();  // an error of a script never comes back to here
+}
+
+const Property& CheckProperty(lua_State* state, const Element& element, const std::string& name) {
+  const Property* property = FindProperty(element.kind, name);
+  if (property == nullptr) {
+    Raise(state, std::string("a ") + NameOf(element.kind) + " has no property \"" + name + "\"");
+  }
+  return *property;
+}
+
+void SetProperties(lua_State* state, Element& element, int index) {
   luaL_checktype(state, index, LUA_TTABLE);
   lua_pushnil(state);
   while (lua_next(state, index) != 0) {
     if (lua_type(state, -2) != LUA_TSTRING) Raise(state, "expected names of properties");
     const std::string name = lua_tostring(state, -2);
     if (name == "id") {
-      if (!Self(state).GetWorld().stage.SetId(element, CheckName(state, -1))) {
+      if (!Behaviour::Of(state).GetWorld().stage.SetId(element, CheckName(state, -1))) {
         Raise(state, "id \"" + CheckName(state, -1) + "\" is taken; expected one of its own");
       }
     } else {
@@ -206,171 +231,13 @@ void SetAll(lua_State* state, Element& element, int index) {
   }
 }
 
-int Set(lua_State* state) {
-  SetAll(state, Self(state).CheckElement(state, 1), 2);
-  lua_settop(state, 1);
-  return 1;
-}
-
-int Clone(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
-  Element* parent =
-      lua_isnoneornil(state, 2) ? element.parent : &Self(state).CheckElement(state, 2);
-  if (parent == nullptr) Raise(state, "a scene, the backdrop or the overlay cannot be cloned");
-  std::string error;
-  Element* copy = Self(state).GetWorld().stage.Clone(element, *parent, error);
-  if (copy == nullptr) Raise(state, error);
-  if (!lua_isnoneornil(state, 3)) SetAll(state, *copy, 3);
-  Self(state).PushElement(state, *copy);
-  return 1;
-}
-
-double OptionalSeconds(lua_State* state, int table, const char* name, double otherwise) {
-  const int type = lua_getfield(state, table, name);
-  double seconds = otherwise;
-  if (type != LUA_TNIL) {
-    seconds = type == LUA_TNUMBER ? lua_tonumber(state, -1) : -1;
-    if (!(seconds >= 0 && seconds <= 1e6)) {
-      Raise(state, std::string(name) + " is wrong; expected seconds from 0 to 1000000");
-    }
-  }
-  lua_pop(state, 1);
-  return seconds;
-}
-
-AnimationTarget ReadTarget(lua_State* state, const Element& element, const std::string& name) {
-  const Property& property = CheckProperty(state, element, name);
-  AnimationTarget target;
-  target.property = &property;
-  Element wanted;
-  std::string error;
-  if (property.type == ValueType::kNumber && lua_type(state, -1) == LUA_TNUMBER) {
-    if (!SetNumber(wanted, property, lua_tonumber(state, -1), error)) Raise(state, error);
-    target.number = wanted.*property.number;
-  } else if (property.type == ValueType::kColour && lua_type(state, -1) == LUA_TSTRING) {
-    if (!SetFromText(wanted, property, lua_tostring(state, -1), error)) Raise(state, error);
-    target.colour = wanted.*property.colour;
-    if (target.colour.none) Raise(state, name + " cannot move to none; expected a colour");
-  } else {
-    Raise(state, name + " cannot move to a " + luaL_typename(state, -1) +
-                     " value; expected a number or a colour");
-  }
-  return target;
-}
-
-/// element:animate{x = 10, opacity = 1, duration = 0.5, delay = 0, easing = "out", done = f}
-int Animate(lua_State* state) {
-  Element& element = Self(state).CheckElement(state, 1);
-  luaL_checktype(state, 2, LUA_TTABLE);
-  lua_settop(state, 2);
-  AnimationTiming timing;
-  timing.duration = OptionalSeconds(state, 2, "duration", timing.duration);
-  timing.delay = OptionalSeconds(state, 2, "delay", 0);
-  if (lua_getfield(state, 2, "easing") != LUA_TNIL) {
-    timing.easing = FindEasing(luaL_checkstring(state, -1));
-    if (timing.easing < 0) {
-      Raise(state,
-            std::string("easing is \"") + lua_tostring(state, -1) + "\"; expected " + kEasingNames);
-    }
-  }
-  lua_pop(state, 1);
-  const int done = lua_getfield(state, 2, "done");
-  if (done != LUA_TNIL && done != LUA_TFUNCTION) Raise(state, "done is no function");
-  lua_pop(state, 1);
-
-  std::vector<AnimationTarget> targets;
-  lua_pushnil(state);
-  while (lua_next(state, 2) != 0) {
-    if (lua_type(state, -2) != LUA_TSTRING) Raise(state, "expected names of properties");
-    const std::string name = lua_tostring(state, -2);
-    if (name != "duration" && name != "delay" && name != "easing" && name != "done") {
-      targets.push_back(ReadTarget(state, element, name));
-    }
-    lua_pop(state, 1);
-  }
-  int token = LUA_NOREF;
-  if (done == LUA_TFUNCTION) {
-    lua_getfield(state, 2, "done");
-    token = luaL_ref(state, LUA_REGISTRYINDEX);
-  }
-  World& world = Self(state).GetWorld();
-  if (!world.animations.Start(element.handle, targets, timing, token, Self(state).Now())) {
-    luaL_unref(state, LUA_REGISTRYINDEX, token);
-    Raise(state, "more than " + std::to_string(kMostAnimations) + " movements at once");
-  }
-  lua_settop(state, 1);
-  return 1;
-}
-
-int Stop(lua_State* state) {
-  Self(state).GetWorld().animations.Stop(Self(state).CheckElement(state, 1).handle);
-  return 0;
-}
-
-int FindOnStage(lua_State* state) {
-  if (Element* found = Self(state).GetWorld().stage.FindById(CheckName(state, 1))) {
-    Self(state).PushElement(state, *found);
-  } else {
+void Behaviour::PushElementOrNil(lua_State* state, const Element* element) {
+  if (element == nullptr) {
     lua_pushnil(state);
+  } else {
+    PushElement(state, *element);
   }
-  return 1;
 }
-
-/// stage.create("text", parent, {x = 10, text = "..."})
-int Create(lua_State* state) {
-  const std::string word = CheckName(state, 1);
-  ElementKind kind = ElementKind::kGroup;
-  if (!ReadElementKind(word, kind)) {
-    Raise(state, "\"" + word +
-                     "\" is no kind of element; expected group, rectangle, text, image, " +
-                     "movie or media");
-  }
-  Element& parent = Self(state).CheckElement(state, 2);
-  std::string error;
-  Element* element = Self(state).GetWorld().stage.Create(kind, parent, error);
-  if (element == nullptr) Raise(state, error);
-  if (!lua_isnoneornil(state, 3)) SetAll(state, *element, 3);
-  Self(state).PushElement(state, *element);
-  return 1;
-}
-
-/// stage.show("scene", {transition = "fade", duration = 0.5, direction = "left", easing = "out"})
-int Show(lua_State* state) {
-  World& world = Self(state).GetWorld();
-  const std::string id = CheckName(state, 1);
-  Element* scene = world.stage.FindScene(id);
-  if (scene == nullptr) Raise(state, "there is no scene \"" + id + "\"");
-  Transition transition;
-  transition.easing = kEaseInOut;
-  if (!lua_isnoneornil(state, 2)) {
-    luaL_checktype(state, 2, LUA_TTABLE);
-    lua_settop(state, 2);
-    if (lua_getfield(state, 2, "transition") != LUA_TNIL) {
-      const char* const words[] = {"cut", "fade", "slide", nullptr};
-      transition.kind = static_cast<TransitionKind>(luaL_checkoption(state, -1, nullptr, words));
-    }
-    transition.duration = OptionalSeconds(state, 2, "duration", 0.5);
-    if (lua_getfield(state, 2, "direction") != LUA_TNIL) {
-      const char* const words[] = {"left", "right", "up", "down", nullptr};
-      const int direction = luaL_checkoption(state, -1, nullptr, words);
-      transition.directionX = direction == 0 ? -1 : direction == 1 ? 1 : 0;
-      transition.directionY = direction == 2 ? -1 : direction == 3 ? 1 : 0;
-    }
-    if (lua_getfield(state, 2, "easing") != LUA_TNIL) {
-      transition.easing = FindEasing(luaL_checkstring(state, -1));
-      if (transition.easing < 0) Raise(state, std::string("easing: expected ") + kEasingNames);
-    }
-  }
-  world.stage.Show(*scene, transition, Self(state).Now());
-  return 0;
-}
-
-int CurrentScene(lua_State* state) {
-  lua_pushstring(state, Self(state).GetWorld().stage.CurrentScene()->id.c_str());
-  return 1;
-}
-
-}  // namespace
 
 void Behaviour::PushElement(lua_State* state, const Element& element) {
   // One object for one element, so that a script can compare them and use them as keys.
@@ -406,9 +273,10 @@ void BindElements(lua_State* state) {
   lua_setmetatable(state, -2);
   lua_rawsetp(state, LUA_REGISTRYINDEX, &elementCache);
 
-  const luaL_Reg methods[] = {{"animate", Animate},   {"stop", Stop},     {"find", Find},
-                              {"children", Children}, {"remove", Remove}, {"clone", Clone},
-                              {"set", Set},           {nullptr, nullptr}};
+  const luaL_Reg methods[] = {
+      {"animate", AnimateElement}, {"stop", StopElement}, {"find", Find}, {"children", Children},
+      {"remove", Remove},          {"clone", Clone},      {"set", Set},   {"contains", Contains},
+      {nullptr, nullptr}};
   luaL_newlib(state, methods);
   lua_rawsetp(state, LUA_REGISTRYINDEX, &elementMethods);
 
@@ -421,28 +289,6 @@ void BindElements(lua_State* state) {
   lua_pushliteral(state, "element");
   lua_setfield(state, -2, "__metatable");
   lua_pop(state, 1);
-}
-
-void BindStage(lua_State* state) {
-  Behaviour& self = Behaviour::Of(state);
-  Stage& stage = self.GetWorld().stage;
-  const luaL_Reg functions[] = {{"find", FindOnStage},
-                                {"create", Create},
-                                {"show", Show},
-                                {"scene", CurrentScene},
-                                {nullptr, nullptr}};
-  luaL_newlib(state, functions);
-  lua_pushinteger(state, stage.width);
-  lua_setfield(state, -2, "width");
-  lua_pushinteger(state, stage.height);
-  lua_setfield(state, -2, "height");
-  lua_pushnumber(state, stage.framesPerSecond);
-  lua_setfield(state, -2, "rate");
-  self.PushElement(state, stage.Backdrop());
-  lua_setfield(state, -2, "backdrop");
-  self.PushElement(state, stage.Overlay());
-  lua_setfield(state, -2, "overlay");
-  lua_setglobal(state, "stage");
 }
 
 }  // namespace plexion_host::player::application

@@ -11,6 +11,7 @@ namespace {
 constexpr uint64_t kLargestData = 8 * 1024 * 1024;
 constexpr uint64_t kLargestScript = 1024 * 1024;
 constexpr int kDeepestJson = 64;
+constexpr unsigned kValuesBetweenChecks = 1000;
 
 std::string CheckText(lua_State* state, int index) {
   size_t length = 0;
@@ -99,6 +100,7 @@ class JsonToLua {
   }
   /// The value on top goes into what it stands in.
   bool Value() {
+    if (++values_ % kValuesBetweenChecks == 0) Script::Of(state_).CheckTime(state_);
     if (depth_ == 0) return true;
     if (lists_[depth_ - 1]) {
       lua_rawseti(state_, -2, ++counts_[depth_ - 1]);
@@ -109,6 +111,7 @@ class JsonToLua {
   }
 
   lua_State* state_;
+  unsigned values_ = 0;
   int depth_ = 0;
   bool lists_[kDeepestJson] = {};
   lua_Integer counts_[kDeepestJson] = {};
@@ -123,6 +126,7 @@ size_t LineAt(const std::string& text, size_t position) {
 }
 
 int PushJson(lua_State* state, const std::string& text, const std::string& name) {
+  Script::Of(state).CheckTime(state);
   const int top = lua_gettop(state);
   JsonToLua handler(state);
   const size_t begin = text.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
@@ -236,6 +240,7 @@ char OptionalSeparator(lua_State* state, int index) {
 }
 
 bool ReadData(lua_State* state, const std::string& name, std::string& bytes, std::string& error) {
+  Script::Of(state).CheckTime(state);
   return Behaviour::Of(state).GetWorld().base.Read(name, kLargestData, bytes, error);
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "host/player/application/PaintLayer.h"
 #include "host/player/application/Picture.h"
 
 namespace plexion_host::player::application {
@@ -147,8 +148,8 @@ void Painter::PaintAll(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) {
   if (leaving != nullptr && stage_.CurrentTransition().kind == TransitionKind::kFade) {
     PaintDissolve(cairo, still);
   } else {
-    if (leaving != nullptr) PaintRoot(cairo, *leaving, SceneMatrix(fit, true));
-    PaintRoot(cairo, *stage_.CurrentScene(), SceneMatrix(fit, false));
+    if (leaving != nullptr) PaintRoot(cairo, *leaving, SceneMatrixOf(stage_, fit, true));
+    PaintRoot(cairo, *stage_.CurrentScene(), SceneMatrixOf(stage_, fit, false));
   }
   PaintRoot(cairo, stage_.Overlay(), still);
 }
@@ -163,34 +164,30 @@ void Painter::PaintRoot(cairo_t* cairo, Element& root, const cairo_matrix_t& mat
 void Painter::PaintDissolve(cairo_t* cairo, const cairo_matrix_t& matrix) {
   // Both shares are added: painted one over the other, what lies beneath would shine through.
   const double progress = stage_.TransitionProgress();
-  cairo_push_group(cairo);
-  cairo_push_group(cairo);
-  PaintRoot(cairo, *stage_.LeavingScene(), matrix);
-  cairo_pop_group_to_source(cairo);
-  cairo_paint_with_alpha(cairo, 1 - progress);
-  cairo_push_group(cairo);
-  PaintRoot(cairo, *stage_.CurrentScene(), matrix);
-  cairo_pop_group_to_source(cairo);
-  cairo_set_operator(cairo, CAIRO_OPERATOR_ADD);
-  cairo_paint_with_alpha(cairo, progress);
-  cairo_pop_group_to_source(cairo);
-  cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
-  cairo_paint(cairo);
+  PaintLayer both(cairo, watchdog_);
+  {
+    PaintLayer leaving(both.Cairo(), watchdog_);
+    PaintRoot(leaving.Cairo(), *stage_.LeavingScene(), matrix);
+    leaving.Merge(1 - progress);
+  }
+  {
+    PaintLayer arriving(both.Cairo(), watchdog_);
+    PaintRoot(arriving.Cairo(), *stage_.CurrentScene(), matrix);
+    arriving.Merge(progress, CAIRO_OPERATOR_ADD);
+  }
+  both.Merge(1);
 }
 
 void Painter::PaintChildren(cairo_t* cairo, Element& element, double opacity) {
-  std::vector<Element*> ordered;
-  for (const auto& child : element.children) ordered.push_back(child.get());
-  std::stable_sort(ordered.begin(), ordered.end(),
-                   [](const Element* a, const Element* b) { return a->order < b->order; });
+  const std::vector<Element*> ordered = InOrder(element);
   // Several that overlap fade as one picture, not one through the other.
-  const bool asOne = opacity < 1 && ordered.size() > 1;
-  if (asOne) cairo_push_group(cairo);
-  for (Element* child : ordered) Paint(cairo, *child, asOne ? 1 : opacity);
-  if (asOne) {
-    cairo_pop_group_to_source(cairo);
-    cairo_paint_with_alpha(cairo, opacity);
+  if (opacity < 1 && ordered.size() > 1) {
+    PaintLayer layer(cairo, watchdog_);
+    for (Element* child : ordered) Paint(layer.Cairo(), *child, 1);
+    layer.Merge(opacity);
+    return;
   }
+  for (Element* child : ordered) Paint(cairo, *child, opacity);
 }
 
 bool Painter::IsSeen(cairo_t* cairo, Element& element) {
@@ -225,7 +222,7 @@ void Painter::Paint(cairo_t* cairo, Element& element, double opacity) {
   cairo_save(cairo);
   cairo_matrix_t outer;
   cairo_get_matrix(cairo, &outer);
-  const cairo_matrix_t matrix = Placement(element, outer);
+  const cairo_matrix_t matrix = PlacementOf(element, outer);
   cairo_set_matrix(cairo, &matrix);
   if (element.kind == ElementKind::kGroup) {
     if (element.clip) {

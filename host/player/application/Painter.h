@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/player/Engine.h"
+#include "host/player/application/Placement.h"
 #include "host/player/application/Stage.h"
 #include "host/player/application/TextSetter.h"
 
@@ -30,24 +31,13 @@ class PlayedSource {
   virtual PlayedPixels Render(Element& element, double width, double height) = 0;
 };
 
-/// How the stage lies in the plane.
-struct StageFit {
-  double scaleX = 1;
-  double scaleY = 1;
-  double offsetX = 0;
-  double offsetY = 0;
-
-  /// The stage fills the plane; only where that would distort it by more than the rounding of a
-  /// pixel does it keep its shape, with bars.
-  static StageFit Of(const Stage& stage, qx::plexion::Dims plane);
-};
-
 /// Draws a stage into a plane. Keeps what it drew last as a list of placed elements, and draws anew
 /// only where that list differs from what is to be seen now.
 class Painter {
  public:
-  Painter(Stage& stage, TextSetter& texts, PlayedSource& played)
-      : stage_(stage), texts_(texts), played_(played) {}
+  Painter(Stage& stage, TextSetter& texts, PlayedSource& played,
+          qx::plexion::MemoryWatchdog* watchdog)
+      : stage_(stage), texts_(texts), played_(played), watchdog_(watchdog) {}
   ~Painter();
   Painter(const Painter&) = delete;
   Painter& operator=(const Painter&) = delete;
@@ -79,8 +69,6 @@ class Painter {
   Box ContentBox(Element& element);
   List CollectAll(const StageFit& fit, qx::plexion::Dims dims);
   static void AddDifference(const List& before, const List& after, cairo_region_t* region);
-  cairo_matrix_t SceneMatrix(const StageFit& fit, bool leaving) const;
-  static cairo_matrix_t Placement(const Element& element, const cairo_matrix_t& outer);
 
   // Drawing; Painter.cpp.
   void PaintAll(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha);
@@ -99,6 +87,7 @@ class Painter {
   Stage& stage_;
   TextSetter& texts_;
   PlayedSource& played_;
+  qx::plexion::MemoryWatchdog* watchdog_;
   List drawn_;
   qx::plexion::Dims drawnDims_ = {0, 0};
   cairo_rectangle_int_t counterBounds_ = {0, 0, 0, 0};

@@ -10,7 +10,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 /// Edges are smoothed over the pixels beside them.
 constexpr double kMargin = 1.5;
 
@@ -58,45 +57,6 @@ bool SameRectangle(const cairo_rectangle_int_t& a, const cairo_rectangle_int_t& 
 
 }  // namespace
 
-StageFit StageFit::Of(const Stage& stage, qx::plexion::Dims plane) {
-  StageFit fit;
-  fit.scaleX = static_cast<double>(plane.width) / stage.width;
-  fit.scaleY = static_cast<double>(plane.height) / stage.height;
-  const double scale = std::min(fit.scaleX, fit.scaleY);
-  const double spareX = plane.width - scale * stage.width;
-  const double spareY = plane.height - scale * stage.height;
-  if (spareX <= 1 && spareY <= 1) return fit;
-  return {scale, scale, floor(spareX / 2), floor(spareY / 2)};
-}
-
-cairo_matrix_t Painter::Placement(const Element& element, const cairo_matrix_t& outer) {
-  cairo_matrix_t matrix = outer;
-  cairo_matrix_translate(&matrix, element.x, element.y);
-  if (element.rotation != 0 || element.scale != 1) {
-    const double pivotX = element.pivotX * element.width;
-    const double pivotY = element.pivotY * element.height;
-    cairo_matrix_translate(&matrix, pivotX, pivotY);
-    cairo_matrix_rotate(&matrix, element.rotation * kPi / 180);
-    // A scale of nothing cannot be undone, which the drawing library takes for an error.
-    const double scale = std::max(element.scale, 1e-6);
-    cairo_matrix_scale(&matrix, scale, scale);
-    cairo_matrix_translate(&matrix, -pivotX, -pivotY);
-  }
-  return matrix;
-}
-
-cairo_matrix_t Painter::SceneMatrix(const StageFit& fit, bool leaving) const {
-  cairo_matrix_t matrix;
-  cairo_matrix_init(&matrix, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
-  const Transition& transition = stage_.CurrentTransition();
-  if (stage_.LeavingScene() != nullptr && transition.kind == TransitionKind::kSlide) {
-    const double way = leaving ? stage_.TransitionProgress() : stage_.TransitionProgress() - 1;
-    cairo_matrix_translate(&matrix, transition.directionX * way * stage_.width,
-                           transition.directionY * way * stage_.height);
-  }
-  return matrix;
-}
-
 Box Painter::ContentBox(Element& element) {
   if (element.kind == ElementKind::kText) return texts_.Set(element).ink;
   Box box = {0, 0, element.width, element.height};
@@ -110,7 +70,7 @@ Box Painter::ContentBox(Element& element) {
 void Painter::Collect(Element& element, cairo_matrix_t matrix, double opacity, Clip clip,
                       List& list) {
   if (!element.visible || element.opacity <= 0 || element.scale <= 0) return;
-  matrix = Placement(element, matrix);
+  matrix = PlacementOf(element, matrix);
   opacity *= element.opacity;
   if (element.kind == ElementKind::kGroup) {
     if (element.clip) {
@@ -127,11 +87,7 @@ void Painter::Collect(Element& element, cairo_matrix_t matrix, double opacity, C
 
 void Painter::CollectScene(Element& root, const cairo_matrix_t& base, double opacity,
                            const Clip& clip, List& list) {
-  std::vector<Element*> ordered;
-  for (const auto& child : root.children) ordered.push_back(child.get());
-  std::stable_sort(ordered.begin(), ordered.end(),
-                   [](const Element* a, const Element* b) { return a->order < b->order; });
-  for (Element* child : ordered) Collect(*child, base, opacity, clip, list);
+  for (Element* child : InOrder(root)) Collect(*child, base, opacity, clip, list);
 }
 
 Painter::List Painter::CollectAll(const StageFit& fit, qx::plexion::Dims dims) {
@@ -147,9 +103,9 @@ Painter::List Painter::CollectAll(const StageFit& fit, qx::plexion::Dims dims) {
   if (Element* leaving = stage_.LeavingScene()) {
     const bool fades = stage_.CurrentTransition().kind == TransitionKind::kFade;
     if (fades) arriving = stage_.TransitionProgress();
-    CollectScene(*leaving, SceneMatrix(fit, true), fades ? 1 - arriving : 1, clip, list);
+    CollectScene(*leaving, SceneMatrixOf(stage_, fit, true), fades ? 1 - arriving : 1, clip, list);
   }
-  CollectScene(*stage_.CurrentScene(), SceneMatrix(fit, false), arriving, clip, list);
+  CollectScene(*stage_.CurrentScene(), SceneMatrixOf(stage_, fit, false), arriving, clip, list);
   CollectScene(stage_.Overlay(), still, 1, clip, list);
   return list;
 }

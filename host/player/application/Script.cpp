@@ -12,8 +12,13 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr int kInstructionsBetweenChecks = 10000;
+/// An instruction may take milliseconds: it compares, or adds to, megabytes of text.
+constexpr int kInstructionsBetweenChecks = 100;
+/// What large blocks are filled with takes longer than the instructions that ask for them.
+constexpr size_t kLargeBlock = 65536;
+constexpr size_t kBytesBetweenChecks = 16 * 1024 * 1024;
 constexpr int kPlacesToLookAt = 8;
+constexpr char kNoEnd[] = "the script does not come to an end";
 
 int OpenLibraries(lua_State* state) {
   OpenSafeLibraries(state);
@@ -60,6 +65,14 @@ void* Script::Allocate(void* script, void* block, size_t oldSize, size_t newSize
       self.used_ + (newSize - before) > self.limits_.heapBytes) {
     return nullptr;
   }
+  if (grows && newSize >= kLargeBlock && (self.copied_ += newSize) >= kBytesBetweenChecks) {
+    self.copied_ = 0;
+    // No error can be raised here but this one; whoever catches it is stopped soon after.
+    if (self.IsLate()) {
+      if (self.latePlace_.empty()) self.latePlace_ = PlaceOf(self.state_);
+      return nullptr;
+    }
+  }
   void* fresh = AllocateWatched(self.watchdog_, newSize);
   // Lua relies on a block becoming smaller without fail.
   if (fresh == nullptr) {
@@ -75,14 +88,17 @@ void* Script::Allocate(void* script, void* block, size_t oldSize, size_t newSize
 
 void Script::OnCount(lua_State* state, lua_Debug*) { Of(state).CheckTime(state); }
 
-void Script::CheckTime(lua_State* state) {
+bool Script::IsLate() {
   if (!stuck_ && !cancelled_) {
     cancelled_ = limits_.cancelled && limits_.cancelled();
-    stuck_ =
-        !cancelled_ && depth_ > 0 && limits_.workingTime() - began_ >= limits_.stuckNanoseconds;
-    if (!stuck_ && !cancelled_) return;
+    stuck_ = !cancelled_ && depth_ > 0 &&
+             spent_ + limits_.workingTime() - began_ >= limits_.stuckNanoseconds;
   }
-  Stop(state);
+  return stuck_ || cancelled_;
+}
+
+void Script::CheckTime(lua_State* state) {
+  if (IsLate()) Stop(state);
 }
 
 void Script::Stop(lua_State* state) {
@@ -90,14 +106,18 @@ void Script::Stop(lua_State* state) {
   // coroutine and in the main one.
   lua_sethook(state, OnCount, LUA_MASKCOUNT, 1);
   lua_sethook(state_, OnCount, LUA_MASKCOUNT, 1);
+  const std::string place = PlaceOf(state);
+  lua_pushfstring(state, "%s: %s", place.c_str(), cancelled_ ? "the script was stopped" : kNoEnd);
+  lua_error(state);
+}
+
+std::string Script::PlaceOf(lua_State* state) {
   // A library's function has no line of its own; the nearest script that called it has.
   std::string place;
   for (int level = 0; place.empty() && level < kPlacesToLookAt; ++level) {
     place = Position(state, level);
   }
-  lua_pushfstring(state, "%s: %s", place.c_str(),
-                  cancelled_ ? "the script was stopped" : "the script does not come to an end");
-  lua_error(state);
+  return place;
 }
 
 std::string Script::Position(lua_State* state, int level) {
@@ -128,7 +148,8 @@ int Script::OnError(lua_State* state) {
 bool Script::Finish(int result, EngineError& error) {
   if (result == LUA_OK) return true;
   const char* text = lua_tostring(state_, -1);
-  const std::string message = text == nullptr ? "out of memory" : text;
+  std::string message = text == nullptr ? "out of memory" : text;
+  if (result == LUA_ERRMEM && stuck_) message = latePlace_ + ": " + kNoEnd;
   lua_settop(state_, 0);
   if (cancelled_) {
     error = {qx::plexion::kErrorFatalPlaybackError, "the script was stopped"};
@@ -168,9 +189,25 @@ int Script::Load(lua_State* state, const std::string& text, const std::string& n
 
 bool Script::Run(const std::string& text, const std::string& name, unsigned firstLine,
                  EngineError& error) {
-  const int loaded = Load(state_, text, name, firstLine);
-  if (loaded != LUA_OK) return Finish(loaded, error);
-  return Call(0, error);
+  return Protect(
+      [&](lua_State* state) {
+        if (Load(state, text, name, firstLine) != LUA_OK) lua_error(state);
+        lua_call(state, 0, 0);
+      },
+      error);
+}
+
+int Script::RunBody(lua_State* state) {
+  const auto* body = static_cast<const std::function<void(lua_State*)>*>(lua_touserdata(state, 1));
+  lua_settop(state, 0);
+  (*body)(state);
+  return 0;
+}
+
+bool Script::Protect(const std::function<void(lua_State*)>& body, EngineError& error) {
+  lua_pushcfunction(state_, RunBody);
+  lua_pushlightuserdata(state_, const_cast<std::function<void(lua_State*)>*>(&body));
+  return Call(1, error);
 }
 
 bool Script::Call(int arguments, EngineError& error) {
@@ -179,7 +216,7 @@ bool Script::Call(int arguments, EngineError& error) {
   lua_insert(state_, handler);
   if (depth_++ == 0) began_ = limits_.workingTime();
   const int result = lua_pcall(state_, arguments, 0, handler);
-  --depth_;
+  if (--depth_ == 0) spent_ += limits_.workingTime() - began_;
   if (result == LUA_OK) lua_remove(state_, handler);
   return Finish(result, error);
 }

@@ -14,7 +14,7 @@ namespace plexion_host::player::application {
 struct ScriptLimits {
   /// Most bytes that the script's values may take; 0: no limit but the window's.
   uint64_t heapBytes = 0;
-  /// How long one call into the script may take.
+  /// How long all calls of one moment may take together.
   int64_t stuckNanoseconds = 2000000000;
   /// Time that the calling thread has spent computing, so that a busy machine ends no script.
   std::function<int64_t()> workingTime;
@@ -48,8 +48,14 @@ class Script {
            EngineError& error);
   /// Leaves the chunk as a function on the stack, or an error message.
   int Load(lua_State* state, const std::string& text, const std::string& name, unsigned firstLine);
-  /// Calls the function below its `arguments` on the stack and drops its results.
+  /// Calls the function below its `arguments` on the stack and drops its results. Only what needs
+  /// no memory may be done with the stack before: to be short of it outside of a call ends the
+  /// process.
   bool Call(int arguments, EngineError& error);
+  /// Runs `body` as a call of its own, in which errors may be raised. The stack is empty.
+  bool Protect(const std::function<void(lua_State*)>& body, EngineError& error);
+  /// A new moment of the application: the script has all of its time again.
+  void BeginMoment() { spent_ = 0; }
 
   /// Raises an error in the script when its time is over. For loops outside of Lua.
   void CheckTime(lua_State* state);
@@ -63,7 +69,10 @@ class Script {
  private:
   static void* Allocate(void* script, void* block, size_t oldSize, size_t newSize);
   static void OnCount(lua_State* state, lua_Debug* activation);
+  static std::string PlaceOf(lua_State* state);
   static int OnError(lua_State* state);
+  static int RunBody(lua_State* state);
+  bool IsLate();
   bool Finish(int result, EngineError& error);
   void Stop(lua_State* state);
 
@@ -71,9 +80,12 @@ class Script {
   qx::plexion::MemoryWatchdog* watchdog_;
   lua_State* state_ = nullptr;
   uint64_t used_ = 0;
-  int64_t began_ = 0;
+  int64_t began_ = 0;  ///< of the call at hand
+  int64_t spent_ = 0;  ///< on earlier calls of this moment
+  size_t copied_ = 0;  ///< bytes in large blocks since the last look at the time
   unsigned depth_ = 0;
   bool stuck_ = false;
+  std::string latePlace_;  ///< where a block was refused because the script is late
   bool cancelled_ = false;
 };
 

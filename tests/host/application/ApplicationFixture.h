@@ -97,8 +97,8 @@ class ApplicationTest : public ::testing::Test {
     content.path = folder_;
     content.name = "app";
     ApplicationClocks clocks = SystemClocks();
-    // Fifty milliseconds of work whenever somebody looks: what is stuck is found out in no time.
-    clocks.working = [this] { return workingTime_ += 50000000; };
+    // Twenty milliseconds of work whenever somebody looks: what is stuck is found out in no time.
+    clocks.working = [this] { return workingTime_ += workPerLook_; };
     clocks.wall = [this] { return wall_; };
     engine_ = MakeApplicationEngine(host_, Engines(), clocks);
     const bool loaded = engine_->Load(content, facts_, error_);
@@ -176,6 +176,7 @@ class ApplicationTest : public ::testing::Test {
   bool playing_ = true;
   int visits_ = 0;
   int64_t workingTime_ = 0;
+  int64_t workPerLook_ = 20000000;
   timespec wall_ = {1000000000, 250000000};
 };
 

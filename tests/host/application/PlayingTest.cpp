@@ -231,9 +231,57 @@ TEST_F(ApplicationTest, InputReachesTheScript) {
   event.kind = InputEvent::kDeactivated;
   engine_->OnInput(event);
   Visit(0);
-  EXPECT_EQ((std::vector<std::string>{"down\tred\t16777232", "up\t\xc3\xa4", "down\t32.0\t18.0\t3",
-                                      "down\t3", "event\t7", "active", "inactive"}),
-            host_.Traces());
+  EXPECT_EQ(
+      (std::vector<std::string>{"down\tred\t16777232", "up\t\xc3\xa4", "down\t32.0\t18.0\t3\tnil",
+                                "down\t3", "event\t7", "active", "inactive"}),
+      host_.Traces());
+}
+
+TEST_F(ApplicationTest, ThePointerFindsWhatLiesInFront) {
+  Write("main.lua",
+        "on('pointer', function(action, x, y, button, hit) trace(hit and hit.id) end)\n"
+        "local function at(x, y) local e = stage.at(x, y) return e and e.id end\n"
+        "on('start', function()\n"
+        "  trace(at(5, 5), at(25, 5), at(45, 5), at(-1, 5), at(64, 5))\n"
+        "  trace(at(12, 12), at(5, 20), at(5, 30), at(10.5, 30), at(35, 30), at(41, 30))\n"
+        "  stage.find('front').visible = false trace(at(12, 12))\n"
+        "  stage.find('back').opacity = 0 trace(at(5, 5))\n"
+        "  trace(stage.find('turned'):contains(stage.find('leaf')),\n"
+        "    stage.find('leaf'):contains(stage.find('turned')))\n"
+        "  stage.show('two') trace(at(25, 5), at(60, 34))\n"
+        "  stage.show('one', {transition = 'slide', duration = 1, easing = 'linear'})\n"
+        "end)");
+  ASSERT_TRUE(LoadDocument(
+      "<application width='64' height='36' rate='10' background='#000'>"
+      "<backdrop><rectangle id='ground' width='64' height='36' fill='#111'/></backdrop>"
+      "<scene id='one'>"
+      "<rectangle id='front' x='10' y='10' width='10' height='10' fill='#f00' order='1'/>"
+      "<rectangle id='back' width='20' height='15' fill='#00000000'/>"
+      "<group x='20' width='10' height='10' clip='true' radius='5'>"
+      "<rectangle id='clipped' x='-20' y='-20' width='60' height='60' fill='#0f0'/></group>"
+      "<rectangle id='ring' x='2' y='24' width='10' height='10' stroke='#fff' strokeWidth='4'/>"
+      "<group id='turned' x='30' y='30' rotation='90'>"
+      "<rectangle id='leaf' y='-10' width='4' height='8' fill='#00f'/></group>"
+      "</scene>"
+      "<scene id='two'><rectangle id='whole' width='60' height='36' fill='#f0f'/></scene>"
+      "<script src='main.lua'/></application>"))
+      << error_.message;
+  Visit(0);
+  EXPECT_EQ("back\tclipped\tground\tnil\tnil", Trace(0));
+  EXPECT_EQ("front\tground\tground\tring\tleaf\tground", Trace(1));
+  EXPECT_EQ("back", Trace(2)) << "the hidden one is not there";
+  EXPECT_EQ("ground", Trace(3)) << "nor the one that is wholly transparent";
+  EXPECT_EQ("true\tfalse", Trace(4));
+  EXPECT_EQ("whole\tground", Trace(5));
+
+  Visit(5);
+  InputEvent event;
+  event.kind = InputEvent::kMouseMove;
+  event.x = 32 + 25;
+  event.y = 5;
+  engine_->OnInput(event);
+  Visit(5);
+  EXPECT_EQ("clipped", host_.Traces().back()) << "half way in, it is where it is seen";
 }
 
 TEST_F(ApplicationTest, PlaysAMovieFromItsBeginningToItsEnd) {

@@ -112,7 +112,31 @@ TEST_F(ApplicationTest, WhatNeverEndsIsStopped) {
       "table.sort({3, 2, 1}, function() while true do end end)",
       "setmetatable(_G, {__index = function() while true do end end}) local x = nothing",
       "tostring(setmetatable({}, {__tostring = function() while true do end end}))",
+      "error(setmetatable({}, {__tostring = function() while true do end end}))",
+      "setmetatable({}, {__index = function(t, k) return t[k .. 'x'] end}).a = nil while true do "
+      "end",
+      "local t = setmetatable({}, {__lt = function() while true do end end}) return t < t",
+      "::again:: goto again",
+      "local t = {} for i = 1, 9999 do t[i] = i end table.sort(t, function() return true end)"
+      " while true do pcall(table.sort, t, function() return true end) end",
+      "local s = ('x'):rep(1 << 20) while true do local t = s .. s .. s end",
+      "local s = ('x'):rep(1 << 19) while true do pcall(string.format, '%s%s', s, s) end",
+      "local s = ('x'):rep(1 << 20) while true do local b = s .. 'a' == s .. 'b' end",
+      "local s = (' '):rep(1 << 16) while true do local n = tonumber(s) end",
+      "local s = ('x'):rep(1 << 16) while true do utf8.len(s) s:upper() end",
+      "local t = {} for i = 1, 1 << 16 do t[i] = i end for i = 1, 1 << 16 do t[i] = nil end"
+      " while true do next(t) end",
+      "local s = '[' .. ('1,'):rep(1 << 20) .. '1]' while true do decode.json(s) end",
+      "local s = 'a' .. ('\\n1'):rep(1 << 20) while true do decode.csv(s) end",
+      "while true do files.read('main.lua') files.list('') end",
+      "local f f = function() return pcall(f) end while true do f() end",
+      "local function deep(n) return n == 0 and 0 or 1 + deep(n - 1) end while true do"
+      " pcall(deep, 1e6) end",
+      "local c = coroutine.create(function() while true do coroutine.yield() end end)"
+      " while true do coroutine.resume(c) end",
+      "while true do coroutine.wrap(coroutine.wrap)(print) end",
       "on('start', function() while true do end end)",
+      "on('keydown', print) on('frame', function() for i = 1, 1e9 do end end)",
       "timer.after(0.1, function() while true do end end)",
       "stage.find('box'):animate{x = 1, duration = 0.1, done = function() while true do end end}",
   };
@@ -140,7 +164,22 @@ TEST_F(ApplicationTest, WhatTheCountOfInstructionsCannotStopIsBounded) {
       "table.sort(setmetatable({}, {__len = function() return 1 << 30 end}))",
       "table.insert(setmetatable({}, {__len = function() return 1 << 50 end}), 1, 1)",
       "table.remove(setmetatable({}, {__len = function() return 1 << 50 end}), 1)",
+      "string.rep('x', 1 << 20):rep(1 << 20)",
+      "string.format('%1000d', 1)",
+      "('x'):rep(100):gsub('x', ('%0'):rep(1 << 22))",
+      "local f f = function(s) return s:gsub('.', f) end f('a')",
+      "local f f = function() return 1 + f() end f()",
+      "local t = {} t = setmetatable(t, {__index = t}) return t.x",
+      "assert(loadstring or load, 'no load')('\\27Lua')",
+      "string.pack('s' .. ('i16'):rep(1 << 20), 1)",
+      "table.unpack({}, 1, 999999)",
+      "string.byte(('x'):rep(1 << 20), 1, -1)",
+      "utf8.char(1 << 40)",
+      "select(1 << 40 | 1, nil).x = 1",
+      "stage.find('box'):clone(stage.find('box'))",
+      "stage.find('one').parent.x = 1",
   };
+  workPerLook_ = 1000;
   for (const char* call : calls) {
     ASSERT_TRUE(LoadScript("trace(pcall(function() " + std::string(call) + " end))"))
         << call << error_.message;
@@ -150,6 +189,41 @@ TEST_F(ApplicationTest, WhatTheCountOfInstructionsCannotStopIsBounded) {
   EXPECT_EQ("0", host_.Traces().back());
 }
 
+TEST_F(ApplicationTest, AFullHeapEndsTheApplicationAndNotThePlayer) {
+  host_.settings.gcHeapLimitMegabytes = 4;
+  workPerLook_ = 1000;
+  // Nothing is left, not even for the name of a key; so what calls the script must not fail either.
+  const std::string fill =
+      "kept = {} for size = 20, 0, -1 do pcall(function() while true do\n"
+      "  kept = {kept, ('x'):rep(1 << size) .. size} end end) end\n"
+      "pcall(function() while true do kept = {kept} end end)\n";
+  const struct {
+    InputEvent::Kind kind;
+    const char* event;
+  } cases[] = {{InputEvent::kKeyDown, "keydown"},
+               {InputEvent::kMouseMove, "pointer"},
+               {InputEvent::kScroll, "scroll"},
+               {InputEvent::kEventCode, "event"}};
+  for (const auto& each : cases) {
+    host_.failure = {kStatusUnconfigured, ""};
+    ASSERT_TRUE(LoadScript("on('" + std::string(each.event) +
+                           "', function(...) local t = {...} end)\n" +
+                           "on('frame', function(t) if not kept then " + fill + " end end)"))
+        << error_.message;
+    Visit(0);
+    InputEvent event;
+    event.kind = each.kind;
+    event.code = 'a';
+    for (uint64_t position = 1; position < 5; ++position) {
+      event.x = static_cast<uint16_t>(position * 10);
+      engine_->OnInput(event);
+      Visit(position);
+    }
+    if (host_.failure.status == kStatusUnconfigured) continue;
+    EXPECT_EQ(kErrorNotEnoughMemory, host_.failure.status) << each.event << host_.failure.message;
+  }
+}
+
 TEST_F(ApplicationTest, HeapHasItsLimit) {
   const char* const hogs[] = {
       "local t = {} while true do t[#t + 1] = string.rep('x', 100000) .. #t end",
@@ -157,6 +231,7 @@ TEST_F(ApplicationTest, HeapHasItsLimit) {
       "local s = 'x' while true do s = s .. s end",
   };
   host_.settings.gcHeapLimitMegabytes = 4;
+  workPerLook_ = 1000;
   for (const char* hog : hogs) {
     EXPECT_FALSE(LoadScript(hog));
     EXPECT_EQ(kErrorNotEnoughMemory, error_.status) << hog << error_.message;
@@ -184,6 +259,29 @@ TEST_F(ApplicationTest, ErrorsNameFileAndLine) {
       LoadScript("local function inner() error('no') end\nlocal function outer() inner() "
                  "end\nouter()"));
   EXPECT_NE(error_.message.find("main.lua:3:"), std::string::npos) << "the way to it, as well";
+}
+
+TEST_F(ApplicationTest, TheScriptsTimeIsThatOfAllCallsOfAMoment) {
+  // Each handler alone stays within its time; all of them would stop the picture for long.
+  ASSERT_TRUE(
+      LoadScript("for i = 1, 50 do on('keydown', function() for j = 1, 2000 do end end) end\n"
+                 "for i = 1, 50 do timer.after(1, function() for j = 1, 2000 do end end) end"));
+  RunTo(0);
+  Press('a');
+  EXPECT_EQ(kErrorTallyScriptStuck, host_.failure.status) << host_.failure.message;
+
+  host_.failure = {kStatusUnconfigured, ""};
+  ASSERT_TRUE(
+      LoadScript("for i = 1, 50 do timer.after(1, function() for j = 1, 2000 do end end) end\n"));
+  position_ = 0;
+  RunTo(20);
+  EXPECT_EQ(kErrorTallyScriptStuck, host_.failure.status) << host_.failure.message;
+
+  host_.failure = {kStatusUnconfigured, ""};
+  ASSERT_TRUE(LoadScript("on('frame', function() for j = 1, 2000 do end end)"));
+  position_ = 0;
+  RunTo(300);
+  EXPECT_EQ("", host_.failure.message) << "every moment has its own time";
 }
 
 TEST_F(ApplicationTest, AScriptThatFailedIsNotCalledAgain) {
