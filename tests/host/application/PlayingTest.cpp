@@ -331,6 +331,36 @@ TEST_F(ApplicationTest, ExamplesPlayWithoutAComplaint) {
   }
 }
 
+TEST_F(ApplicationTest, ExamplesDrawOnlyWhatMoves) {
+  const auto play = [this](const char* name) {
+    ContentAddress content;
+    content.path = std::string(PLEXION_EXAMPLES) + "/" + name;
+    ApplicationClocks clocks = SystemClocks();
+    clocks.wall = [this] { return timespec{1000000000 + static_cast<time_t>(position_ / 60), 0}; };
+    engine_ = MakeApplicationEngine(host_, engines_, clocks);
+    ASSERT_TRUE(engine_->Load(content, facts_, error_)) << name << ": " << error_.message;
+    pixels_.clear();
+    position_ = 0;
+    RunTo(60);
+    visits_ = 0;
+  };
+  play("gallery");
+  RunTo(100000);
+  EXPECT_EQ(kNoFrame, result_.nextPosition) << "somebody has to press a key";
+  EXPECT_EQ(1, visits_);
+  play("menu-board");
+  RunTo(8 * 30 - 1);
+  EXPECT_EQ(1, visits_) << "until the dish of the week changes";
+  play("clock");
+  int strips = 0;
+  for (uint64_t position = 61; position < 120; ++position) {
+    Visit(position);
+    // The hand moves in the first quarter of a second; the ticker is the lowest eighth.
+    strips += drawn_.dirty.y >= 30 ? 1 : 0;
+  }
+  EXPECT_GE(strips, 40);
+}
+
 TEST_F(ApplicationTest, TheMenuBoardKeepsItsPricesWhileTheirFileIsBroken) {
   std::filesystem::copy(
       std::string(PLEXION_EXAMPLES) + "/menu-board", folder_,
