@@ -172,7 +172,8 @@ EngineError MediaFaults::FromError(GstMessage* message) const {
   }
   const StageWindowStatus status = StatusOf(*error);
   if (status != qx::plexion::kErrorInvalidURL && !missing_.empty()) {
-    return Unsupported(Picture() != nullptr ? *Picture() : missing_.front());
+    const MissingPart* picture = Picture();
+    return Unsupported(picture != nullptr ? *picture : missing_.front());
   }
   std::string text = WithoutFullStop(error->message) + " (" + ElementName(message);
   const std::string reason = WithoutFullStop(LastLine(details));

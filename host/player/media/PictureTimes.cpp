@@ -42,7 +42,7 @@ size_t PictureTimes::FrameAt(uint64_t tick) const {
 uint64_t PictureTimes::PassesFor(double seconds) const {
   const double pass = static_cast<double>(TicksOfPass()) / TicksPerSecond();
   // The margin keeps a rounding error from adding a pass.
-  return pass <= 0 ? 1 : static_cast<uint64_t>(std::max(1.0, std::ceil(seconds / pass - 1e-6)));
+  return static_cast<uint64_t>(std::max(1.0, std::ceil(seconds / pass - 1e-6)));
 }
 
 }  // namespace plexion_host::player

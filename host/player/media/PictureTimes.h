@@ -21,7 +21,8 @@ class PictureTimes {
   explicit PictureTimes(const std::vector<PictureFrame>& frames);
 
   double TicksPerSecond() const;
-  uint64_t TicksOfPass() const { return ends_.empty() ? 0 : ends_.back(); }
+  /// Never 0.
+  uint64_t TicksOfPass() const { return ends_.empty() ? 1 : ends_.back(); }
   size_t FrameAt(uint64_t tick) const;  ///< of the tick within a pass
   uint64_t EndOf(size_t frame) const { return ends_[frame]; }
 
