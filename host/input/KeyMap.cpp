@@ -1,6 +1,8 @@
 #include "host/input/KeyMap.h"
 
 #include <SDL_keycode.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cctype>
@@ -103,10 +105,17 @@ uint32_t KeyMap::Map(int32_t sdlKey, uint16_t modifiers) const {
 }
 
 bool KeyMap::Load(const std::string& path, std::string& error) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
-                                                             std::fclose);
+  // Without waiting: opening a pipe would otherwise last until somebody writes into it.
+  const int opened = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+      opened < 0 ? nullptr : fdopen(opened, "rb"), std::fclose);
   if (file == nullptr) {
     error = path + ": " + std::strerror(errno);
+    return false;
+  }
+  struct stat facts = {};
+  if (fstat(opened, &facts) != 0 || (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode))) {
+    error = path + ": no regular file; expected one with lines of text 'KEY = CODE'";
     return false;
   }
   std::string text;

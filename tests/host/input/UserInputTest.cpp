@@ -1,5 +1,8 @@
 #include <SDL_keycode.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "host/input/UserInput.h"
 #include "tests/host/input/InputStage.h"
@@ -111,6 +114,14 @@ TEST_F(UserInputTest, AKeyMapChangesTheKeyboardButNotOtherSources) {
   std::string error;
   EXPECT_FALSE(input_.LoadKeyMap("/nonexistent", error));
   EXPECT_EQ(0x01000010u, input_.MapKey(SDLK_F1, 0));
+  EXPECT_EQ('q', input_.MapKey(SDLK_q, 0));
+  const std::string keymap = ::testing::TempDir() + "keymap." + std::to_string(getpid());
+  std::ofstream(keymap) << "q = left\n";
+  EXPECT_TRUE(input_.LoadKeyMap(keymap, error)) << error;
+  unlink(keymap.c_str());
+  EXPECT_EQ(0x01000001u, input_.MapKey(SDLK_q, 0));
+  EXPECT_EQ(0x01000010u, input_.MapKey(SDLK_F1, 0)) << "what the file does not name stays";
+  EXPECT_EQ('q', input_.KeyByName("q"));
   EXPECT_EQ(0x01000031u, input_.KeyByName("F1"));
   input_.KeyDown(InputSource::kShell, input_.KeyByName("red"));
   EXPECT_EQ(Lines{"key down 16777232"}, Dispatched());

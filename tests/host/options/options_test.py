@@ -1,15 +1,20 @@
 #!/usr/bin/env python3
 """Each option of a window, given to the built launcher, and what a person then sees of it.
 
-usage: options_test.py --launcher FILE --recorder FILE STORY
+usage: options_test.py --launcher FILE --recorder FILE --certificates PROGRAM STORY
 """
 
 import argparse
+import concurrent.futures
+import functools
 import http.server
 import os
 import re
+import ssl
+import subprocess
 import sys
 import threading
+import time
 import unittest
 
 ROOT = os.path.dirname(os.path.abspath(__file__)) + "/../../.."
@@ -62,13 +67,14 @@ PLAYS = [
     Effect("locale", "--locale C.UTF-8", says=["Desired locale: C.UTF-8", "Locale set to: C.UTF-8"]),
     Effect("morvelVars", "--morvelvars loop=2x", 1, r'variable loop is "2x"; expected a number'),
     Effect("mouseStream", "--mousestream 127.0.0.1:0", says=r"Pointer stream at 127\.0\.0\.1:\d+"),
-    Effect("dcts", "--spdump --dcts", says="dcts = 1", pixels=[(HALF, HALF, RED)]),
+    Effect("startAt", "--start-at 25:00:00", 2, "--start-at: '25:00:00' is not a time HH:MM:SS"),
 ]
 
 SCRIPT = """
 trace("profile=" .. vars.profile, "args=" .. table.concat(args, "|"), "locale=" .. locale)
 if vars.keep then local hoard = {} for i = 1, 3000000 do hoard[i] = "text number " .. i end end
-if vars.slow then timer.after(tonumber(vars.slow), complete) else complete() end
+if vars.extension then trace("extension=" .. require("greeting")) end
+complete()
 """
 APPLICATION = "--tstrace --zorbase app"
 APPLICATIONS = [
@@ -80,15 +86,21 @@ APPLICATIONS = [
     Effect("debugMode", "--debugmode --zorbase app", says=r"TallyScript: main\.lua:2: profile"),
     Effect("gcHeapLimit", APPLICATION + " --gcheaplimit 4 --morvelvars keep", 1, r"4 MB"),
     Effect("fontDirs", APPLICATION + " --fontdirs absent", says='no font was found in "absent"'),
+    Effect("extensionsDir", APPLICATION + " --extensionsdir extensions --morvelvars extension",
+           says="extension=good day"),
+    Effect("extensionsDir", APPLICATION + " --morvelvars extension", 1, "greeting"),
 ]
-# Shown by stories of their own, below or with the launcher's others.
-BELOW = {"base", "bgAlpha", "keyMaster", "mouseFeedback", "proxy", "proxyPort",
-         "proxyUser", "proxyPassword", "sslCertsDir"}
-
-
 class Options(Story):
-    def check(self, effect):
-        picture = effect.field + ".png"
+    def check_all(self, effects):
+        """A content mostly waits for its time, so several are played at once."""
+        with concurrent.futures.ThreadPoolExecutor(4) as pool:
+            for effect, done in [(each, pool.submit(self.check, number, each))
+                                 for number, each in enumerate(effects)]:
+                with self.subTest(" ".join(effect.command)):
+                    done.result()
+
+    def check(self, number, effect):
+        picture = f"{number}.png"
         code, out, err = self.launch("--snapshot", picture, *effect.command)
         text = out + err
         self.assertEqual(effect.code, code, text)
@@ -100,25 +112,31 @@ class Options(Story):
             self.assertEqual(color, self.pixel(picture, x, y), f"at {x},{y}")
 
     def test_each_option_has_its_effect(self):
-        for effect in PLAYS:
-            with self.subTest(" ".join(effect.command)):
-                self.check(effect)
+        self.check_all(PLAYS)
 
     def test_applications_see_their_options(self):
         os.mkdir(self.path("app"))
         self.write("app/application.xml", '<application width="96" height="96"><script src="main.lua"/>'
                    '<scene id="first"/></application>')
         self.write("app/main.lua", SCRIPT)
+        os.mkdir(self.path("extensions"))
+        self.write("extensions/greeting.lua", 'return "good day"')
         for effect in APPLICATIONS:
             effect.command[-1] = "application.xml"
-            with self.subTest(" ".join(effect.command)):
-                self.check(effect)
+        self.check_all(APPLICATIONS)
 
     def test_contents_are_looked_for_below_the_base(self):
         os.mkdir(self.path("below"))
         os.rename(self.path("red.mvx"), self.path("below/only.mvx"))
         self.assertEqual(1, self.launch("only.mvx")[0])
         self.assertEqual(0, self.launch("--base", self.path("below"), "only.mvx")[0])
+
+    def test_play_begins_at_the_time_of_start_at(self):
+        begin = time.time() + 1.2
+        code, _, err = self.launch("--start-at", f"{begin:.3f}", "red.mvx")
+        self.assertEqual(0, code, err)
+        # Twenty frames, sixty a second, from that moment on.
+        self.assertGreaterEqual(time.time(), begin + 0.3)
 
     def test_the_background_is_as_opaque_as_asked(self):
         # An empty movie over a red one: what lies below shines through.
@@ -150,23 +168,69 @@ class Proxy(http.server.BaseHTTPRequestHandler):
         pass
 
 
+class Files(http.server.SimpleHTTPRequestHandler):
+    """Serves the story's folder."""
+
+    def log_message(self, *_):  # pylint: disable=arguments-differ
+        pass
+
+
+class QuietServer(http.server.ThreadingHTTPServer):
+    def handle_error(self, *_):
+        pass  # clients that do not trust us are what is tested
+
+
 class Network(Story):
-    def test_remote_content_is_fetched_through_the_proxy(self):
-        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Proxy)
-        threading.Thread(target=server.serve_forever, daemon=True).start()
+    def serve(self, handler, context=None):
+        server = QuietServer(("127.0.0.1", 0), handler)
+        if context is not None:
+            server.socket = context.wrap_socket(server.socket, server_side=True,
+                                                do_handshake_on_connect=False)
+        threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
+        return server.server_port
+
+    def test_remote_content_is_fetched_through_the_proxy(self):
+        port = self.serve(Proxy)
         code, _, err = self.launch(
-            "--proxy", "127.0.0.1", str(server.server_port), "--proxyauthentication", "me", "secret",
+            "--proxy", "127.0.0.1", str(port), "--proxyauthentication", "me", "secret",
             "http://content.invalid/film.mp4", environment={"no_proxy": "", "NO_PROXY": ""})
         self.assertEqual(1, code, err)
+        self.assertIn("the server answers 404", err)
         self.assertIn("http://content.invalid/film.mp4", [path for path, _ in Proxy.seen])
         self.assertIn("Basic bWU6c2VjcmV0", [words for _, words in Proxy.seen])
 
-    def test_a_folder_without_certificates_is_refused(self):
-        code, _, err = self.launch("--sslcertsdir", self.folder, "http://127.0.0.1:1/film.mp4")
+    def test_https_content_needs_its_certificates(self):
+        subprocess.run([launcher_test.OPTIONS.certificates, self.folder], check=True)
+        self.assertEqual(0, self.launch("--snapshot", "red.png", "red.mvx")[0])
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.path("server.pem"))
+        context.load_verify_locations(self.path("trusted/ca.pem"))
+        context.verify_mode = ssl.CERT_REQUIRED
+        handler = functools.partial(Files, directory=self.folder)
+        address = f"https://localhost:{self.serve(handler, context)}/red.png"
+        play = ["--snapshot", "seen.png", "--morvelvars", "duration=0.1", address]
+        unset = {name: "" for name in ("https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY")}
+        for arguments, reason in [
+                (["--sslcertsdir", "trusted", "--sslclientcerttable", "localhost=client.pem"], None),
+                (["--sslcertsdir", "trusted"],
+                 '"localhost" asks for a client certificate, and --sslclientcerttable HOST=FILE '
+                 'names none for it'),
+                (["--sslcertsdir", "untrusted"],
+                 'the certificate of "localhost" is not accepted: none of the certificates in '
+                 '"untrusted" vouches for it'),
+                ([], "none of the system's certificates")]:
+            code, _, err = self.launch(*arguments, *play, environment=unset)
+            self.assertEqual(0 if reason is None else 1, code, err)
+            self.assertIn(reason or "", err)
+        self.assertEqual(RED, self.pixel("seen.png", HALF, HALF))
+
+    def test_without_a_module_for_it_https_says_which_package_has_one(self):
+        code, _, err = self.launch("https://localhost:1/red.png",
+                                   environment={"GIO_MODULE_DIR": self.path("none")})
         self.assertEqual(1, code)
-        self.assertIn("holds no certificates", err)
+        self.assertIn('Debian\'s package "glib-networking"', err)
 
 
 class Keys(Story):
@@ -180,8 +244,19 @@ class Keys(Story):
         self.end()
 
 
+    def test_a_key_map_that_cannot_be_read_is_refused(self):
+        self.write("mine.keys", "q = nonsense\n")
+        code, _, err = self.launch("--keymap", "mine.keys", "red.mvx")
+        self.assertEqual(2, code)
+        self.assertIn("--keymap: mine.keys:1: ", err)
+        os.mkfifo(self.path("pipe"))
+        code, _, err = self.launch("--keymap", "pipe", "red.mvx")
+        self.assertEqual(2, code)
+        self.assertIn("--keymap: pipe: no regular file", err)
+
+
 class Document(unittest.TestCase):
-    """docs/options.md has a row for each field, with its options and its default."""
+    """docs/options.md has a row for each field, with its effect and a test that shows it."""
 
     def setUp(self):
         def read(name):
@@ -190,35 +265,70 @@ class Document(unittest.TestCase):
         header = read("qx/plexion/StageWindowParameters.h").split("struct StageWindowParameters {")[1]
         self.fields = re.findall(r"^  [\w:<>* ]+?[ *](\w+);", header.split("\n};")[0], re.M)
         self.text = read("docs/options.md")
-        self.rows = {cells[1].strip(" `"): cells for cells in
-                     (line.split("|") for line in self.text.splitlines() if line.startswith("| "))}
+        self.rows = {cells[1].strip(" `"): [cell.strip() for cell in cells[1:-1]] for cells in
+                     (re.split(r"(?<!\\)\|", line) for line in self.text.splitlines()
+                      if line.startswith("| "))}
         self.service = re.findall(r'(?:Read|Text|Switch|Ignored)\("(\w+)"',
                                   read("qx/plexion/PlexionCommandLine.cpp"))
         self.launcher = re.findall(r'add_(?:option|flag)\("(?:-h,)?(--[\w-]+)"',
                                    read("host/launcher/CommandLine.cpp"))
-        # Fields that only a host sets: the module's and the player's own suites set them.
-        self.others = ""
+        self.tests = {}  # "Suite.Name" to the test's text
         for folder, _, names in os.walk(os.path.join(ROOT, "tests")):
             for name in names:
+                path = os.path.relpath(os.path.join(folder, name), ROOT)
                 if name.endswith(".cpp"):
-                    self.others += read(os.path.join(folder, name))
+                    pattern = r"^TEST(?:_F|_P)?\((\w+), (\w+)\) \{\n(.*?)^\}"
+                    for suite, case, body in re.findall(pattern, read(path), re.M | re.S):
+                        self.tests[f"{suite}.{case}"] = body
+                elif name.endswith("_test.py"):
+                    for suite, text in re.findall(r"^class (\w+)\(.*?\n(.*?)(?=^\S)", read(path),
+                                                  re.M | re.S):
+                        for case, body in re.findall(r"^    def (test_\w+)\(self\):\n(.*?)(?=^    \S|\Z)",
+                                                     text, re.M | re.S):
+                            self.tests[f"{suite}.{case}"] = body
 
-    def test_every_field_has_its_row_and_its_test(self):
+    def shows(self, field, option, test):
+        """Whether the test has to do with the field: its text names the field or its option."""
+        effects = {"Options.test_each_option_has_its_effect": PLAYS,
+                   "Options.test_applications_see_their_options": APPLICATIONS}
+        if test in effects:
+            return any(effect.field == field for effect in effects[test])
+        words = [field] + re.findall(r"--[\w-]+", option)
+        return any(re.search(rf"(?<![\w-]){re.escape(word)}\b", self.tests[test]) for word in words)
+
+    def test_every_field_has_its_effect_and_a_test_that_shows_it(self):
         self.assertEqual(47, len(self.fields))
-        tested = BELOW | {effect.field for effect in PLAYS + APPLICATIONS}
+        option = ""
         for field in self.fields:
-            self.assertIn(field, self.rows)
-            self.assertTrue(field in tested or re.search(rf"\b{field}\b", self.others), f"no test of {field}")
+            with self.subTest(field):
+                self.assertIn(field, self.rows)
+                _, given, default, effect, test = self.rows[field]
+                option = option if given == "as above" else given
+                self.assertTrue(option and default)
+                self.assertGreaterEqual(len(effect.split()), 4, "what does it do?")
+                if effect.startswith("none"):
+                    self.assertGreaterEqual(len(effect.split(":", 1)[1].split()), 4, "why not?")
+                test = test.strip("`")
+                self.assertTrue(test in self.tests, f"there is no test {test}")
+                self.assertTrue(self.shows(field, option, test), f"{test} has nothing to do with it")
 
     def test_every_option_is_there(self):
         self.assertLess(30, len(self.service))
         for option in ["--" + name for name in self.service] + self.launcher:
-            self.assertIn(f"`{option}", self.text)
+            self.assertRegex(self.text, rf"\| (?:.*, )?`{option}[ `]")
+
+    def test_the_help_names_no_option_that_is_not_there(self):
+        out = subprocess.run([launcher_test.OPTIONS.launcher, "--help"], stdout=subprocess.PIPE,
+                             text=True, check=True).stdout
+        named = set(re.findall(r"(?<![\w-])--[a-z][\w-]+", out))
+        known = {"--" + name for name in self.service} | set(self.launcher) | {"--options"}
+        self.assertEqual(set(), named - known)
+        self.assertEqual(set(), set(self.launcher) - named)
 
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
-    for option in ("--launcher", "--recorder"):
+    for option in ("--launcher", "--recorder", "--certificates"):
         parser.add_argument(option, required=True)
     parser.add_argument("story")
     launcher_test.OPTIONS = parser.parse_args()
