@@ -5,7 +5,7 @@
 #
 # Without files: what these Debian packages hold, where they are installed (opencv-doc, xine-ui,
 # sound-theme-freedesktop, desktop-base, gnome-backgrounds), and one clip of each common kind and of
-# the less usual ones, made with ffmpeg. Each file plays for at most five seconds, off screen. A broken
+# the less usual ones, made with ffmpeg. Each file plays for at most eight seconds, off screen. A broken
 # file ends with a status and a message, which the table then shows.
 #
 # PLEXION names the launcher; build/release/bin/plexion otherwise. CLIPS names a folder to keep the
@@ -66,9 +66,9 @@ make_videos() {
   make prores.mov "${picture[@]}" -c:v prores
   make prores-alpha.mov -f lavfi -i "color=red@0.5:size=320x180:rate=25:duration=1,format=yuva444p10le" \
     -c:v prores_ks -profile:v 4444
-  make dnxhd.mxf -f lavfi -i "testsrc2=size=1280x720:rate=25:duration=1" -c:v dnxhd -b:v 60M \
+  make dnxhd.mxf -f lavfi -i "testsrc2=size=1280x720:rate=25:duration=0.7" -c:v dnxhd -b:v 60M \
     -pix_fmt yuv422p
-  make dv.dv -f lavfi -i "testsrc2=size=720x576:rate=25:duration=1" -pix_fmt yuv420p -c:v dvvideo
+  make dv.dv -f lavfi -i "testsrc2=size=720x576:rate=25:duration=0.7" -pix_fmt yuv420p -c:v dvvideo
   make wmv2.wmv "${both[@]}" -c:v wmv2 -c:a wmav2
   make flv.flv "${both[@]}" -c:v flv -c:a libmp3lame -ar 44100
   make h264.flv "${both[@]}" "${h264[@]}" -c:a aac
@@ -78,17 +78,17 @@ make_videos() {
 }
 
 make_unusual_videos() {
-  make odd-size.webm -f lavfi -i "testsrc2=size=641x359:rate=25:duration=1" -c:v libvpx
-  make tiny.mp4 -f lavfi -i "testsrc2=size=16x16:rate=25:duration=1" "${h264[@]}"
-  make wide-pixels.mp4 -f lavfi -i "testsrc2=size=720x576:rate=25:duration=1" "${h264[@]}" -aspect 16:9
-  make portrait.mp4 -f lavfi -i "testsrc2=size=360x640:rate=25:duration=1" "${h264[@]}"
+  make odd-size.webm -f lavfi -i "testsrc2=size=641x359:rate=25:duration=0.7" -c:v libvpx
+  make tiny.mp4 -f lavfi -i "testsrc2=size=16x16:rate=25:duration=0.7" "${h264[@]}"
+  make wide-pixels.mp4 -f lavfi -i "testsrc2=size=720x576:rate=25:duration=0.7" "${h264[@]}" -aspect 16:9
+  make portrait.mp4 -f lavfi -i "testsrc2=size=360x640:rate=25:duration=0.7" "${h264[@]}"
   make turned.mp4 -i "$clips/h264-aac.mp4" -c copy -metadata:s:v:0 rotate=90
   make interlaced.mpg -f lavfi -i "testsrc2=size=720x576:rate=50:duration=2" -vf interlace \
     -pix_fmt yuv420p -c:v mpeg2video -flags +ildct+ilme
   make variable-rate.mkv "${picture[@]}" "${h264[@]}" -vf "setpts='if(lt(N,25),N,25+(N-25)*3)/25/TB'" \
     -fps_mode vfr
   make 50fps-1080p.mp4 -f lavfi -i "testsrc2=size=1920x1080:rate=50:duration=3" "${h264[@]}"
-  make 2160p.mp4 -f lavfi -i "testsrc2=size=3840x2160:rate=25:duration=1" "${h264[@]}"
+  make 2160p.mp4 -f lavfi -i "testsrc2=size=3840x2160:rate=25:duration=0.7" "${h264[@]}"
   make one-frame.mp4 "${picture[@]}" "${h264[@]}" -frames:v 1
   make one-frame-with-sound.mp4 -f lavfi -i "testsrc2=size=640x360:rate=25" "${sound[@]}" "${h264[@]}" \
     -frames:v 1 -c:a aac
@@ -191,10 +191,10 @@ for file in "${files[@]}"; do
   status=0
   snapshot=()
   if [ -n "${SNAPSHOTS:-}" ]; then
-    snapshot=(--snapshot "$SNAPSHOTS/$(basename "$file").png" --snapshot-at 400)
+    snapshot=(--snapshot "$SNAPSHOTS/$(basename "$file").png" --snapshot-at 500)
   fi
-  timeout 30 "$player" --display headless --exit-after 5000 --instrument "${snapshot[@]}" \
-    --morvelvars "duration=1" "$file" >"$work/out" 2>&1 || status=$?
+  timeout 30 "$player" --display headless --exit-after 8000 --instrument "${snapshot[@]}" \
+    --morvelvars "duration=0.7" "$file" >"$work/out" 2>&1 || status=$?
   type=$(sed -n 's/^Media: .*: \([a-z]*\/[^,]*\), .*/\1/p' "$work/out" | tail -n 1)
   kind=$(sed -n 's/^Media: .*: [a-z]*\/[^,]*, \([a-z ]*\).*/\1/p' "$work/out" | tail -n 1)
   if [ $status = 0 ]; then
@@ -203,6 +203,7 @@ for file in "${files[@]}"; do
     result=$(sed -n 's/^plexion: .*\(kError\)/\1/p' "$work/out" | tail -n 1)
     [ -n "$result" ] || result="exit $status"
   fi
+  if [ $status = 0 ] && [ "$(number 'frames drawn')" = 0 ]; then result="shows nothing in eight seconds"; fi
   # Libraries must not write on the operator's terminal.
   others=$(grep -E 'WARNING|CRITICAL|ERROR|@ 0x|^\*\*|^Media: .*(is damaged|plays without)' "$work/out" |
     head -n 1 || true)
