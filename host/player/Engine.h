@@ -19,8 +19,11 @@
 /// holds and owns it; everything about threads, pacing, statuses and planes is the instance's.
 ///
 /// Order    Load; then, as often as wanted, SetPlaying, OnInput, Advance and Draw; the destructor.
-/// Thread   every operation runs on the player's thread, one at a time. An engine with threads of
-///          its own ends them in its destructor; they reach the player through EngineHost alone.
+/// Thread   every operation runs on the player's thread, one at a time. Inside of an application
+/// the
+///          engine is made, and its Load runs, on another thread before that. An engine with
+///          threads of its own ends them in its destructor; they reach the player through
+///          EngineHost alone.
 /// Window   an engine never calls the window, with one exception: its memory comes from
 ///          EngineHost::Memory, and an allocation that passes the window's limit ends the window.
 ///          The engine then fails the operation at hand; the instance knows the true reason.

@@ -1,25 +1,13 @@
 #ifndef HOST_PLAYER_APPLICATION_APPLICATIONENGINE_H_
 #define HOST_PLAYER_APPLICATION_APPLICATIONENGINE_H_
 
-#include <time.h>
-
-#include <functional>
 #include <memory>
 
 #include "host/player/Engine.h"
 #include "host/player/EngineSource.h"
+#include "host/player/application/ApplicationClocks.h"
 
 namespace plexion_host::player::application {
-
-/// What an application takes from outside of its player; a test brings its own.
-struct ApplicationClocks {
-  /// The time on the wall, for the script's clock.
-  std::function<timespec()> wall;
-  /// Time that the calling thread has spent computing, in nanoseconds, for the script's limit.
-  std::function<int64_t()> working;
-};
-
-ApplicationClocks SystemClocks();
 
 /// The engine for scripted applications: an application.xml, or a folder that holds one. See
 /// docs/application.md for the format.

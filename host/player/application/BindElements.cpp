@@ -147,6 +147,13 @@ int Find(lua_State* state) {
   return 1;
 }
 
+/// Loads what it shows once more; movies and media begin again.
+int Restart(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Behaviour::Of(state).GetWorld().stage.Touch(element, CheckProperty(state, element, "src"));
+  return 0;
+}
+
 int Contains(lua_State* state) {
   const Element& element = Behaviour::Of(state).CheckElement(state, 1);
   const Element* at = &Behaviour::Of(state).CheckElement(state, 2);
@@ -276,7 +283,7 @@ void BindElements(lua_State* state) {
   const luaL_Reg methods[] = {
       {"animate", AnimateElement}, {"stop", StopElement}, {"find", Find}, {"children", Children},
       {"remove", Remove},          {"clone", Clone},      {"set", Set},   {"contains", Contains},
-      {nullptr, nullptr}};
+      {"restart", Restart},        {nullptr, nullptr}};
   luaL_newlib(state, methods);
   lua_rawsetp(state, LUA_REGISTRYINDEX, &elementMethods);
 

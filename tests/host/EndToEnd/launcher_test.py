@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 import unittest
+import wave
 import zlib
 
 OPTIONS = None
@@ -180,6 +181,24 @@ class Windows(Story):
         self.assertEqual(0, code, err)
         self.assertIn("Snapshot: end.png", out)
         self.assertEqual((255, 0, 0), self.pixel("end.png", SIZE // 2, SIZE // 2))
+
+    def test_an_application_plays_media_and_goes_on_when_one_is_broken(self):
+        os.mkdir(self.path("board"))
+        with wave.open(self.path("board/tone.wav"), "wb") as tone:
+            tone.setnchannels(1)
+            tone.setsampwidth(2)
+            tone.setframerate(8000)
+            tone.writeframes(bytes(8000))  # half a second
+        shutil.copy(self.path("empty.mvx"), self.path("board/empty.bin"))
+        self.write("board/application.xml", """<application width="96" height="96" rate="30">
+            <scene id="s"><media id="broken" src="empty.bin" width="48" height="48"/>
+            <media id="tone" src="tone.wav" width="96" height="96"/></scene><script>
+            on("failed", function(e, why) trace(e.id, why) end)
+            on("ended", function(e) trace(e.id, "ended") complete() end)</script></application>""")
+        code, out, err = self.launch("--tstrace", "board")
+        self.assertEqual(0, code, err)
+        self.assertIn("TallyScript: broken\tthe file is empty (0 bytes)", out)
+        self.assertIn("TallyScript: tone\tended", out)
 
     def test_two_movies_play_side_by_side(self):
         half = SIZE // 2

@@ -275,6 +275,23 @@ TEST_F(PlayedTest, TheScriptPausesAndSetsTheVolume) {
   EXPECT_EQ("m\tready", host_.Traces().back());
 }
 
+TEST_F(PlayedTest, RestartBeginsAgain) {
+  ASSERT_TRUE(LoadClip("src='green.clip'", "on('event', function() m:restart() end)"));
+  RunTo(0);
+  Press('r');
+  VisitUntil([this] { return Heard("m\tready"); });
+  RunTo(position_ + 9);
+  EXPECT_EQ("m\tended", host_.Traces().back());
+  InputEvent event;
+  event.kind = InputEvent::kEventCode;
+  engine_->OnInput(event);
+  VisitUntil([this] { return host_.Traces().size() == 3; });
+  RunTo(position_ + 9);
+  EXPECT_EQ((std::vector<std::string>{"m\tready", "m\tended", "m\tready", "m\tended"}),
+            host_.Traces());
+  EXPECT_EQ((std::vector<uint64_t>{0, 1, 2, 3, 4, 0, 1, 2, 3, 4}), studio_.frames);
+}
+
 TEST_F(PlayedTest, HandlersThatAlwaysStartAnotherDoNotHoldTheApplicationUp) {
   ASSERT_TRUE(LoadClip("src='none.clip'", "on('failed', function(e) e.src = e.src .. 'x' end)"));
   RunTo(0);
