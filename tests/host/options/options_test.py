@@ -55,7 +55,9 @@ PLAYS = [
                                                    "red.mvx: kErrorNotEnoughMemory"]),
     Effect("memoryLimit", "--memory-limit 64M", silent="memlimit"),
     Effect("traceFps", "--tracefps 200MS", says=r"FPS: \d+\.\d \(red-second", content=SECOND),
-    Effect("noSpeedLimit", "--nospeedlimit --instrument", says=r"skipped 0, late 0"),
+    # At this speed the twenty frames last half a minute, unless there is no limit.
+    Effect("noSpeedLimit", "--nospeedlimit --instrument --morvelvars speed=0.01 --exit-after 20000",
+           says=r"frames drawn 20, .*skipped 0, late 0"),
     Effect("instrument", "--instrument", says=["Source file loaded: ", "Begin play: ",
                                                "First screen update ", r"Player: red\.mvx: load"]),
     Effect("spdump", "--spdump --proxyauthentication me secret",
