@@ -152,14 +152,16 @@ void ExplainHttpFault(GstMessage* message, const std::string& address, const Htt
   error.status = qx::plexion::kErrorInvalidURL;
   const unsigned code = AnswerOf(message);
   const std::string certificate = access.CertificateFault();
-  if (!certificate.empty()) {
-    error.message = certificate;
-  } else if (g_error_matches(fault.get(), GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_SEEK)) {
+  if (g_error_matches(fault.get(), GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_SEEK)) {
     error.message =
         "the server ended the connection before the end of the content, and cannot send the rest "
         "alone";
   } else if (code >= 300) {
     error.message = AnswerInWords(code, fault->message, address, access.Proxy());
+    // A server that lets everybody in may say only now that it wanted to know who comes.
+    if (code == 403 && !certificate.empty()) error.message += "; " + certificate;
+  } else if (!certificate.empty()) {
+    error.message = certificate;
   } else if (fault->domain == GST_STREAM_ERROR) {
     error.message = WhyUnreachable(address, access, host);
   }

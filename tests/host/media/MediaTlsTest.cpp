@@ -117,6 +117,16 @@ TEST_F(MediaTlsTest, AServerThatAsksIsShownTheCertificateOfItsHost) {
   }
 }
 
+TEST_F(MediaTlsTest, WhatAServerAnswersCountsMoreThanThatItAskedForACertificate) {
+  Trust("trusted");
+  parameters_.sslClientCertTable.Assign(("*=" + clips_.PathOf("client.pem")).c_str());
+  HttpServer::Tls tls = Identity("server.pem");
+  tls.clientAuthority = clips_.PathOf("trusted/ca.pem");
+  HttpServer server([](const std::string&) { return HttpServer::Reply("404 Not Found", "", ""); },
+                    tls);
+  EXPECT_EQ("gone.png: the server answers 404 Not Found", Outcome(server.Address("/gone.png")));
+}
+
 TEST_F(MediaTlsTest, AWrongClientTableIsRefusedWithItsEntry) {
   const std::string client = clips_.PathOf("client.pem");
   const struct {
