@@ -49,6 +49,7 @@ bool ReadVariable(std::string_view item, PlayerSettings& settings, std::string& 
     error = "variable \"" + std::string(item) + "\" has no name; expected name=value";
     return false;
   }
+  settings.loopsGiven = settings.loopsGiven || name == "loop";
   if (name == "loop" && !ReadLoops(value, settings.loops)) {
     error = "variable loop is \"" + value +
             "\"; expected a number of passes up to 1000000000, or 0 or \"forever\" for no end";

@@ -50,8 +50,9 @@ struct PlayerSettings {
   bool instrument = false;
 
   // From morvelVars, once ReadMorvelVars has been through it.
-  uint64_t loops = 1;  ///< passes to play; 0: without end
-  double speed = 1;    ///< 2 is twice as fast
+  uint64_t loops = 1;       ///< passes to play; 0: without end
+  bool loopsGiven = false;  ///< somebody asked for that many; otherwise content may know better
+  double speed = 1;         ///< 2 is twice as fast
   /// All variables, decoded, in order, those above included; engines may know more of them. The
   /// window's profile is the last, as "profile", unless a variable of that name was given.
   std::vector<std::pair<std::string, std::string>> variables;

@@ -29,6 +29,7 @@ void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, 
   file_ = std::move(file);
   settings_ = host_.Settings();
   settings_.loops = static_cast<uint64_t>(loops);
+  settings_.loopsGiven = true;
   settings_.speed = speed;
   try {
     loader_ = std::thread([this, name] {

@@ -129,7 +129,13 @@ Rect FramePainter::PlaceIn(const Dims& plane) const {
 
 bool FramePainter::Run(Conversion& conversion, const GstVideoFrame& source,
                        GstVideoFrame& destination) {
-  if (conversion.converter == nullptr || !gst_video_info_is_equal(&conversion.from, &source.info) ||
+  // The converter keeps the rows of the frame before when they are so few that it needs them all at
+  // once.
+  constexpr int kFewRows = 8;
+  const bool few =
+      GST_VIDEO_FRAME_HEIGHT(&source) < kFewRows || GST_VIDEO_FRAME_HEIGHT(&destination) < kFewRows;
+  if (few || conversion.converter == nullptr ||
+      !gst_video_info_is_equal(&conversion.from, &source.info) ||
       !gst_video_info_is_equal(&conversion.to, &destination.info)) {
     conversion.from = source.info;
     conversion.to = destination.info;

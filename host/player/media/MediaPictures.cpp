@@ -7,15 +7,6 @@
 
 namespace plexion_host::player {
 
-namespace {
-
-bool LoopIsGiven(const PlayerSettings& settings) {
-  return std::any_of(settings.variables.begin(), settings.variables.end(),
-                     [](const auto& variable) { return variable.first == "loop"; });
-}
-
-}  // namespace
-
 PictureFormat MediaEngine::FormatOfFile() const {
   // What is wrong with the file is told by whoever opens it next.
   EngineError ignored;
@@ -63,7 +54,7 @@ bool MediaEngine::LoadPicture(PictureFormat format, ContentFacts& facts, EngineE
   facts.framesPerSecond = times_.TicksPerSecond();
   facts.frameCount = times_.TicksOfPass();
   // Passes that were asked for are the player's to count; otherwise the file's are one long pass.
-  if (LoopIsGiven(host_.Settings())) return true;
+  if (host_.Settings().loopsGiven) return true;
   facts.frameCount *=
       picture.plays > 0 ? picture.plays : times_.PassesFor(options_.durationSeconds);
   return true;

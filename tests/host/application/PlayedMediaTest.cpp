@@ -5,6 +5,7 @@
 #include "host/player/media/MediaEngine.h"
 #include "tests/host/application/ApplicationFixture.h"
 #include "tests/host/media/MediaClips.h"
+#include "tests/host/media/PictureBuilders.h"
 
 /// Fontconfig 2.14 loses a few hundred bytes of each pattern that Pango makes.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
@@ -102,6 +103,19 @@ TEST_F(PlayedMediaTest, APictureLastsTenSeconds) {
   RunTo(200);
   EXPECT_EQ("m\tended", Trace(1));
   EXPECT_LT(visits_, 6) << "it stands still meanwhile";
+}
+
+TEST_F(PlayedMediaTest, AnAnimatedPictureGoesThroughItsPassAndStops) {
+  // Endless by itself: what the element asks for counts, and that is one pass.
+  Write("moving.gif", BuildGif({2, 2}, {{0, 0, {"rr", "rr"}, 500}, {0, 0, {"bb", "bb"}, 500}}, 0));
+  ASSERT_TRUE(LoadMedium("src='moving.gif'")) << error_.message;
+  RunTo(9);
+  EXPECT_EQ(0xFFFF0000, At(48, 18));
+  RunTo(10);
+  EXPECT_EQ(0xFF0000FF, At(48, 18));
+  RunTo(30);
+  EXPECT_EQ(0xFF0000FF, At(48, 18));
+  EXPECT_EQ((std::vector<std::string>{"m\tready", "m\tended"}), host_.Traces());
 }
 
 TEST_F(PlayedMediaTest, SoundPlaysToItsEnd) {

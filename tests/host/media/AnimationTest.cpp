@@ -150,6 +150,18 @@ TEST_F(AnimationTest, TransparentPixelsLieOnTheBackground) {
   }
 }
 
+TEST_F(AnimationTest, FramesOfAnotherSizeThanThePlaneChangeAsWell) {
+  for (const auto& [width, height] : {std::pair(32u, 36u), {2u, 2u}, {64u, 64u}}) {
+    SCOPED_TRACE(width);
+    plane_ = std::make_unique<FakePlane>(width, height);
+    centres_.clear();
+    PlayBytes(BuildGif({4, 4}, Colours()));
+    clock_.RunFor(300 * kMs);
+    EXPECT_THAT(centres_, ElementsAre(kRed, kGreen, kBlue));
+    player_.reset();
+  }
+}
+
 TEST_F(AnimationTest, APictureOfOneFrameIsAStill) {
   for (const std::string& bytes :
        {BuildGif({4, 4}, {Colours()[0]}, 0), BuildWebp({4, 4}, {Colours()[0]}),
