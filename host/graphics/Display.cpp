@@ -75,6 +75,7 @@ bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::st
             std::to_string(dims.height);
     return false;
   }
+  window->SetCanvasLost([this] { screen_->UseCanvas(nullptr); });
   const std::lock_guard<std::mutex> lock(wakeMutex_);
   window_ = std::move(window);
   kind_ = fullscreen ? Kind::kFullscreen : Kind::kWindow;
@@ -91,6 +92,7 @@ std::string Display::Describe() {
 }
 
 void Display::Close() {
+  screen_->UseCanvas(nullptr);
   std::unique_ptr<SdlWindow> closing;
   const std::lock_guard<std::mutex> lock(wakeMutex_);
   closing = std::move(window_);

@@ -67,6 +67,7 @@ void Display::RunWindow() {
 
 void Display::Present() {
   const Clock::time_point now = Clock::now();
+  if (window_ != nullptr) screen_->UseCanvas(window_->Canvas(screen_->GetDims()));
   const bool presented = screen_->Present([this](const PixelStore& picture, const Region& damage) {
     if (window_ != nullptr) window_->Show(picture, damage);
     PresentedFrame frame;

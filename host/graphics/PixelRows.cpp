@@ -128,6 +128,16 @@ void CopyRow(uint32_t* destination, const uint32_t* source, size_t count) {
   std::memmove(destination, source, count * sizeof(uint32_t));
 }
 
+bool CopyRowIsOpaque(uint32_t* __restrict destination, const uint32_t* __restrict source,
+                     size_t count) {
+  uint32_t all = kAlphaMask;
+  for (size_t i = 0; i < count; ++i) {
+    all &= source[i];
+    destination[i] = source[i];
+  }
+  return all == kAlphaMask;
+}
+
 void FillRow(uint32_t* destination, uint32_t pixel, size_t count) {
   std::fill_n(destination, count, pixel);
 }

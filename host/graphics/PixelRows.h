@@ -25,6 +25,10 @@ bool RowIsOpaque(const uint32_t* pixels, size_t count);
 /// Copies `count` pixels; the two may overlap.
 void CopyRow(uint32_t* destination, const uint32_t* source, size_t count);
 
+/// Copies `count` pixels of another row and tells whether every one has alpha 255; one pass over
+/// memory for both.
+bool CopyRowIsOpaque(uint32_t* destination, const uint32_t* source, size_t count);
+
 void FillRow(uint32_t* destination, uint32_t pixel, size_t count);
 
 }  // namespace plexion_host

@@ -22,6 +22,17 @@ inline bool DimsAreSane(const qx::plexion::Dims& dims) {
          dims.height <= kMaxPixelsPerSide;
 }
 
+struct FreePixels {
+  size_t mapped = 0;  ///< bytes of a mapping; 0: a block of the heap
+  void operator()(void* block) const {
+    if (mapped == 0) {
+      std::free(block);
+    } else {
+      munmap(block, mapped);
+    }
+  }
+};
+
 /// Memory of a picture: rows of 0xAARRGGBB without padding (some renderers clear whatever a row has
 /// beyond its pixels, so it must have nothing), the first aligned to 64 bytes. Movable, not copied.
 class PixelStore {
@@ -33,14 +44,20 @@ class PixelStore {
     PixelStore store;
     if (!DimsAreSane(dims)) return store;
     const size_t bytes = size_t{dims.width} * dims.height * sizeof(uint32_t);
-    const bool large = bytes >= kHugePage;
-    void* block = nullptr;
-    if (posix_memalign(&block, large ? kHugePage : kAlignment, bytes) != 0) return store;
-    store.block_.reset(block);
-    // Touching a large picture page by page for the first time takes longer than drawing it.
-    if (large) madvise(block, bytes & ~(kHugePage - 1), MADV_HUGEPAGE);
-    std::memset(block, 0, bytes);
-    store.pixels_ = static_cast<uint32_t*>(block);
+    store.block_ = bytes >= kHugePage ? MapPages(bytes) : Block(std::calloc(1, bytes + kAlignment));
+    void* const block = store.block_.get();
+    if (block == nullptr) return store;
+    const size_t misplaced = reinterpret_cast<uintptr_t>(block) % kAlignment;
+    store.pixels_ = reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(block) +
+                                                (misplaced == 0 ? 0 : kAlignment - misplaced));
+    store.dims_ = dims;
+    return store;
+  }
+
+  /// Somebody else's pixels, rows without padding, which must outlive the store.
+  static PixelStore Over(uint32_t* pixels, const qx::plexion::Dims& dims) {
+    PixelStore store;
+    store.pixels_ = pixels;
     store.dims_ = dims;
     return store;
   }
@@ -66,11 +83,31 @@ class PixelStore {
 
  private:
   static constexpr size_t kAlignment = 64;
+  static constexpr size_t kSmallPage = 4096;
   static constexpr size_t kHugePage = size_t{2} << 20;
-  struct FreeBlock {
-    void operator()(void* block) const { std::free(block); }
-  };
-  std::unique_ptr<void, FreeBlock> block_;
+
+  using Block = std::unique_ptr<void, FreePixels>;
+
+  /// Fresh pages, which are 0 already. Touching a large picture for the first time, small page by
+  /// small page, takes longer than drawing it: it gets huge ones, also for its end unless they
+  /// would be mostly wasted there.
+  static Block MapPages(size_t bytes) {
+    const size_t whole = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+    const size_t wanted =
+        whole - bytes <= bytes / 8 ? whole : (bytes + kSmallPage - 1) / kSmallPage * kSmallPage;
+    const size_t mapped = wanted + kHugePage;  // room to align
+    void* const pages =
+        mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) return Block();
+    auto* const start = static_cast<uint8_t*>(pages);
+    const size_t before = kHugePage - reinterpret_cast<uintptr_t>(pages) % kHugePage;
+    munmap(start, before);
+    if (before < kHugePage) munmap(start + before + wanted, kHugePage - before);
+    madvise(start + before, wanted / kHugePage * kHugePage, MADV_HUGEPAGE);
+    return Block(start + before, FreePixels{wanted});
+  }
+
+  Block block_;
   uint32_t* pixels_ = nullptr;
   qx::plexion::Dims dims_{0, 0};
 };

@@ -37,6 +37,7 @@ bool Screen::SetDims(const Dims& dims) {
   if (!picture) return false;
   const std::lock_guard<std::mutex> lock(stateMutex_);
   picture_ = std::move(picture);
+  canvas_ = nullptr;
   dims_ = dims;
   damage_.Clear();
   unpresented_.Clear();

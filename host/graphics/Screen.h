@@ -66,6 +66,11 @@ class Screen {
   /// Whether Present would present something.
   bool HasWork() const;
 
+  /// Composes into `pixels` (as many as the screen has, rows without padding) instead of a picture
+  /// of the screen's own, so that what shows them need not copy; null: into one of its own again.
+  /// What is there is taken along. The pixels must stay until this or SetDims is called again.
+  void UseCanvas(uint32_t* pixels);
+
   using Presenter = std::function<void(const PixelStore& picture, const Region& damage)>;
   /// Composes what is due and hands the whole picture over, with the part that differs from the one
   /// handed over before. The picture does not change during the call.
@@ -98,6 +103,7 @@ class Screen {
   // for a copy of the screen.
   mutable std::recursive_mutex composeMutex_;
   PixelStore picture_;
+  uint32_t* canvas_ = nullptr;  ///< where the picture is when it is not its own
   bool presenting_ = false;
 
   // Innermost lock, held for a few assignments at a time.

@@ -15,6 +15,17 @@ constexpr uint32_t kBlack = 0xff000000u;
 constexpr int kMaxAttempts = 3;
 }  // namespace
 
+void Screen::UseCanvas(uint32_t* pixels) {
+  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  if (pixels == canvas_) return;
+  const Dims dims = GetDims();
+  PixelStore next = pixels != nullptr ? PixelStore::Over(pixels, dims) : PixelStore::Make(dims);
+  // Without memory for it the picture is one of no pixels until the next canvas.
+  if (next && picture_) CopyRow(next.Pixels(), picture_.Pixels(), next.Bytes() / sizeof(uint32_t));
+  picture_ = std::move(next);
+  canvas_ = pixels;
+}
+
 bool Screen::Present(const Presenter& presenter) {
   const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
   if (presenting_) return false;

@@ -99,6 +99,7 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
       switch (event.window.event) {
         case SDL_WINDOWEVENT_SIZE_CHANGED:
         case SDL_WINDOWEVENT_EXPOSED:
+          if (canvasLost_) canvasLost_();
           if (SDL_Surface* const surface = SDL_GetWindowSurface(window_)) {
             SDL_FillRect(surface, nullptr, SDL_MapRGB(surface->format, 0, 0, 0));
           }

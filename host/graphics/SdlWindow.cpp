@@ -108,6 +108,17 @@ SdlWindow::~SdlWindow() {
   SDL_QuitSubSystem(SDL_INIT_VIDEO);
 }
 
+uint32_t* SdlWindow::Canvas(const Dims& dims) {
+  SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+  if (surface == nullptr || SDL_MUSTLOCK(surface)) return nullptr;
+  const bool sameSize = surface->w == static_cast<int>(dims.width) &&
+                        surface->h == static_cast<int>(dims.height) &&
+                        surface->pitch == surface->w * static_cast<int>(sizeof(uint32_t));
+  const bool sameFormat = surface->format->format == SDL_PIXELFORMAT_RGB888 ||
+                          surface->format->format == SDL_PIXELFORMAT_ARGB8888;
+  return sameSize && sameFormat ? static_cast<uint32_t*>(surface->pixels) : nullptr;
+}
+
 void SdlWindow::Show(const PixelStore& picture, const Region& damage) {
   SDL_Surface* const surface = SDL_GetWindowSurface(window_);
   if (surface == nullptr) return;  // between two sizes; an exposure follows
@@ -117,15 +128,16 @@ void SdlWindow::Show(const PixelStore& picture, const Region& damage) {
     ShowScaled(picture, damage, surface, place);
     return;
   }
-  const Surface32 view = ViewOf(picture);
-  if (view == nullptr) return;
+  const bool isCanvas = picture.Pixels() == surface->pixels;
+  const Surface32 view = isCanvas ? nullptr : ViewOf(picture);
+  if (view == nullptr && !isCanvas) return;
   std::vector<SDL_Rect> shown;
   for (const Box& box : damage) {
     SDL_Rect from = ToSdl(box);
     SDL_Rect to = from;
     to.x += place.x;
     to.y += place.y;
-    SDL_BlitSurface(view.get(), &from, surface, &to);
+    if (!isCanvas) SDL_BlitSurface(view.get(), &from, surface, &to);
     shown.push_back(to);
   }
   if (!barsPainted_) {

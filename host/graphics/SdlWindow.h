@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "host/contracts/IHostDisplay.h"
 #include "host/graphics/PixelStore.h"
@@ -29,6 +30,14 @@ class SdlWindow {
   SdlWindow(const SdlWindow&) = delete;
   SdlWindow& operator=(const SdlWindow&) = delete;
 
+  /// The window's own pixels when a picture of `dims` can be made right in them: rows of
+  /// 0x..RRGGBB without padding. They stay until the handler below is called. Null when the window
+  /// has another size or format.
+  uint32_t* Canvas(const qx::plexion::Dims& dims);
+  /// Called before the window's pixels go.
+  void SetCanvasLost(std::function<void()> handler) { canvasLost_ = std::move(handler); }
+
+  /// `picture` may be the canvas.
   void Show(const PixelStore& picture, const Region& damage);
 
   using Handler = std::function<void(const DisplayEvent&)>;
@@ -57,6 +66,7 @@ class SdlWindow {
   /// millisecond; we look less often.
   const bool canSleep_;
   std::atomic<bool> wakePosted_{false};
+  std::function<void()> canvasLost_;
   PixelStore scaled_;
   bool barsPainted_ = false;
 };

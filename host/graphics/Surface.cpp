@@ -71,17 +71,27 @@ void Surface::CopyRows(const uint8_t* source, uint32_t sourcePitch, const Dims& 
   const Box to = ClipRect(inside, dx, dy, store_.Dims());
   if (IsEmpty(to)) return;
   const size_t count = static_cast<size_t>(to.x2 - to.x1);
+  const bool wholeRows = to.x1 == 0 && to.x2 == static_cast<int32_t>(store_.Dims().width);
+  const bool withinPlane = source == reinterpret_cast<const uint8_t*>(store_.Pixels());
   const auto copyRow = [&](int32_t y) {
     const uint8_t* row = source + static_cast<size_t>(y - dy) * sourcePitch;
-    CopyRow(store_.Row(static_cast<size_t>(y)) + to.x1,
-            reinterpret_cast<const uint32_t*>(row) + (to.x1 - dx), count);
+    uint32_t* const destination = store_.Row(static_cast<size_t>(y)) + to.x1;
+    const uint32_t* const pixels = reinterpret_cast<const uint32_t*>(row) + (to.x1 - dx);
+    uint8_t& opaque = opaqueRow_[static_cast<size_t>(y)];
+    if (withinPlane) {
+      CopyRow(destination, pixels, count);
+      NoteWritten({to.x1, y, to.x2, y + 1});
+    } else if (wholeRows || opaque != 0) {
+      opaque = CopyRowIsOpaque(destination, pixels, count) ? 1 : 0;
+    } else {
+      CopyRow(destination, pixels, count);
+    }
   };
   if (dy > 0) {  // within one plane rows would otherwise be overwritten before they are read
     for (int32_t y = to.y2 - 1; y >= to.y1; --y) copyRow(y);
   } else {
     for (int32_t y = to.y1; y < to.y2; ++y) copyRow(y);
   }
-  NoteWritten(to);
 }
 
 bool Surface::Scale(const uint32_t* source, uint32_t sourcePitch, const Dims& sourceDims,

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <vector>
@@ -26,6 +27,8 @@ class RandomStack {
   }
 
   void Step() {
+    // Whose memory the picture is in makes no difference to it.
+    if (Below(8) == 0) SwitchCanvas();
     const unsigned action = Below(12);
     if (planes_.empty() || (action == 0 && planes_.size() < 6)) return Create();
     OutputPlane*& plane = planes_[Below(static_cast<unsigned>(planes_.size()))];
@@ -67,6 +70,16 @@ class RandomStack {
  private:
   unsigned Below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
   uint32_t Position() { return static_cast<uint32_t>(static_cast<int>(Below(110)) - 30); }
+
+  void SwitchCanvas() {
+    std::vector<uint32_t>& next = canvases_[&canvases_[0] == current_ ? 1 : 0];
+    const Dims dims = screen_->GetDims();
+    next.assign(size_t{dims.width} * dims.height, 0x12345678u);
+    const bool own = Below(3) == 0;
+    screen_->UseCanvas(own ? nullptr : next.data());
+    if (current_ != nullptr) std::fill(current_->begin(), current_->end(), 0x87654321u);
+    current_ = own ? nullptr : &next;
+  }
 
   uint32_t Pixel(unsigned kind) {
     const uint32_t colour = static_cast<uint32_t>(random_());
@@ -145,6 +158,8 @@ class RandomStack {
   }
 
   std::mt19937 random_;
+  std::vector<uint32_t> canvases_[2];
+  std::vector<uint32_t>* current_ = nullptr;
   std::shared_ptr<Screen> screen_;
   GraphicsDriver driver_;
   std::vector<OutputPlane*> planes_;  ///< bottom to top, as the stack should be
@@ -184,6 +199,42 @@ TEST(ComposingTest, BlendsByTheRuleForEveryAlphaAndChannelValue) {
                      static_cast<uint8_t>(planeAlpha));
     ASSERT_EQ(expected, blended) << "portable, plane alpha " << planeAlpha;
   }
+}
+
+TEST(ComposingTest, TellsOpaqueRowsWhileItCopiesThem) {
+  for (const size_t count : {size_t{0}, size_t{1}, size_t{7}, size_t{64}, size_t{1283}}) {
+    std::vector<uint32_t> source(count, 0xff102030u);
+    std::vector<uint32_t> copy(count);
+    EXPECT_TRUE(CopyRowIsOpaque(copy.data(), source.data(), count));
+    EXPECT_EQ(source, copy);
+    for (const size_t hole : {size_t{0}, count / 2, count - 1}) {
+      if (count == 0) break;
+      source.assign(count, 0xff102030u);
+      source[hole] = 0xfe102030u;
+      EXPECT_FALSE(CopyRowIsOpaque(copy.data(), source.data(), count)) << hole << " of " << count;
+      EXPECT_EQ(source, copy);
+    }
+  }
+}
+
+TEST(PixelStoreTest, BeginsBlackAlignedAndOfItsOwnForEverySize) {
+  for (const Dims dims : {Dims{1, 1}, Dims{37, 11}, Dims{1024, 512}, Dims{1280, 720},
+                          Dims{1921, 1081}, Dims{3001, 700}}) {
+    PixelStore first = PixelStore::Make(dims);
+    PixelStore second = PixelStore::Make(dims);
+    ASSERT_TRUE(first && second);
+    const size_t count = size_t{dims.width} * dims.height;
+    EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(first.Pixels()) % 64);
+    EXPECT_TRUE(
+        std::all_of(first.Pixels(), first.Pixels() + count, [](uint32_t p) { return p == 0; }));
+    FillRow(first.Pixels(), 0xffffffffu, count);
+    EXPECT_TRUE(
+        std::all_of(second.Pixels(), second.Pixels() + count, [](uint32_t p) { return p == 0; }));
+    first = std::move(second);
+    EXPECT_EQ(0u, first.Pixels()[count - 1]);
+  }
+  EXPECT_FALSE(PixelStore::Make({0, 10}));
+  EXPECT_FALSE(PixelStore::Make({16385, 10}));
 }
 
 std::vector<Rect> PresentedDamage(Screen& screen) {
