@@ -129,7 +129,7 @@ class Launcher {
       }
       if (opened.empty()) return opener.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
     }
-    const int code = RunOnDisplay(session, lines.windows, opened);
+    const int code = RunWindows(session, lines.windows, opened);
     if (code != kExitCompleted) return code;
     return session.someContentFailed ? kExitContentError : kExitCompleted;
   }
@@ -147,13 +147,33 @@ class Launcher {
     return kExitCompleted;
   }
 
-  int RunOnDisplay(Session& session, const std::vector<WindowLine>& lines,
-                   std::vector<OpenWindow>& opened) {
+  /// The contents' thread runs beside all that the main thread does for the display, so that they
+  /// load while it is being opened.
+  int RunWindows(Session& session, const std::vector<WindowLine>& lines,
+                 const std::vector<OpenWindow>& opened) {
+    int contentCode = kExitCompleted;
+    std::thread service([&] {
+      pthread_setname_np(pthread_self(), "PlexionService");
+      if (line_.options.signage) {
+        SignageRun run(session, lines);
+        if (!run.Run()) contentCode = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
+      } else {
+        WindowRun run(session, opened);
+        run.Run();
+      }
+      if (session.WaitForDisplay() && session.display != nullptr) session.display->RequestQuit();
+    });
+    const int code = RunOnDisplay(session, lines, service);
+    return code == kExitCompleted ? contentCode : code;
+  }
+
+  /// These three return when `service` has ended.
+  int RunOnDisplay(Session& session, const std::vector<WindowLine>& lines, std::thread& service) {
     std::string error;
     IQXModule* const driver = kernel_.TryAcquireModule("IGraphicsDriver", error);
     if (driver == nullptr) {
-      DestroyAll(opened);
-      return CannotWork("module IGraphicsDriver is not available: " + error);
+      return GiveUp(session, service,
+                    CannotWork("module IGraphicsDriver is not available: " + error));
     }
     // A device's own driver may bring its display loop with it.
     auto* const display =
@@ -162,13 +182,12 @@ class Launcher {
     DisplayOptions options = line_.options.display;
     for (const WindowLine& line : lines) options.clear = options.clear && !line.keepScreen;
     if (display != nullptr && !display->Open(options, error)) {
-      DestroyAll(opened);
-      code = CannotWork("no display: " + error);
+      code = GiveUp(session, service, CannotWork("no display: " + error));
     } else {
       Snapshot snapshot(line_.options.snapshotFile, display, kernel_.GetConsole());
       session.display = display;
       session.snapshot = &snapshot;
-      code = RunWithInput(session, lines, opened);
+      code = RunWithInput(session, lines, service);
       control_.CancelSnapshotTimer();
       control_.Stop();  // its timers know the snapshot
       if (code == kExitCompleted && snapshot.HasFailed()) code = kExitContentError;
@@ -180,8 +199,7 @@ class Launcher {
     return code;
   }
 
-  int RunWithInput(Session& session, const std::vector<WindowLine>& lines,
-                   std::vector<OpenWindow>& opened) {
+  int RunWithInput(Session& session, const std::vector<WindowLine>& lines, std::thread& service) {
     std::string error;
     std::vector<IQXModule*> held;
     const auto hold = [&](const char* name) {
@@ -203,14 +221,31 @@ class Launcher {
       StartMouseStream(lines, hold);
       shell_.SetRun(session.display, input,
                     static_cast<qx::platform::IGraphicsDriver*>(hold("IGraphicsDriver")));
-      code = RunBesideDisplay(session, lines, opened);
+      RunDisplayLoop(session, service);
       shell_.SetRun(nullptr, nullptr, nullptr);
     } else {
-      DestroyAll(opened);
+      GiveUp(session, service, code);
     }
     for (auto module = held.rbegin(); module != held.rend(); ++module) {
       kernel_.ReleaseModule(*module);
     }
+    return code;
+  }
+
+  void RunDisplayLoop(Session& session, std::thread& service) {
+    CloseWatch closeWatch(windows_);
+    if (session.display != nullptr) session.display->AddEventSink(&closeWatch);
+    session.SetDisplayOpen(true);
+    if (session.display != nullptr) session.display->Run();
+    service.join();
+    if (session.display != nullptr) session.display->RemoveEventSink(&closeWatch);
+  }
+
+  /// Nothing can be shown: ends the windows, which may be loading.
+  int GiveUp(Session& session, std::thread& service, int code) {
+    windows_.RequestQuit();
+    session.SetDisplayOpen(false);
+    service.join();
     return code;
   }
 
@@ -226,33 +261,6 @@ class Launcher {
         stream->StartMouseStream(parameters);
       }
     }
-  }
-
-  int RunBesideDisplay(Session& session, const std::vector<WindowLine>& lines,
-                       std::vector<OpenWindow>& opened) {
-    CloseWatch closeWatch(windows_);
-    if (session.display != nullptr) session.display->AddEventSink(&closeWatch);
-    int code = kExitCompleted;
-    std::thread service([&] {
-      pthread_setname_np(pthread_self(), "PlexionService");
-      if (line_.options.signage) {
-        SignageRun run(session, lines);
-        if (!run.Run()) code = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
-      } else {
-        WindowRun run(session, opened);
-        run.Run();
-      }
-      if (session.display != nullptr) session.display->RequestQuit();
-    });
-    if (session.display != nullptr) session.display->Run();
-    service.join();
-    if (session.display != nullptr) session.display->RemoveEventSink(&closeWatch);
-    return code;
-  }
-
-  void DestroyAll(std::vector<OpenWindow>& opened) {
-    for (const OpenWindow& window : opened) windows_.Destroy(window.window);
-    opened.clear();
   }
 
   int CannotWork(const std::string& reason) {

@@ -2,6 +2,7 @@
 #define HOST_LAUNCHER_SESSION_H_
 
 #include <atomic>
+#include <future>
 #include <string>
 
 #include "host/contracts/IHostDisplay.h"
@@ -28,11 +29,18 @@ struct Session {
   WindowList& windows;
   ControlThread& control;
   const LauncherOptions& options;
+  // Set by the main thread before SetDisplayOpen, read by others after WaitForDisplay.
   IHostDisplay* display = nullptr;  ///< null with a graphics driver that needs no display loop
   Snapshot* snapshot = nullptr;
   /// The service's "--pause" stands on the command line and nobody has typed "go" yet.
   std::atomic<bool> pausePending{false};
   std::atomic<bool> someContentFailed{false};
+
+  /// Contents load while the display is being opened; said once, by the main thread: false when
+  /// there will be none and the run is at its end.
+  void SetDisplayOpen(bool open) { displayOpened_.set_value(open); }
+  /// Waits for that word. Before it nothing may be shown.
+  bool WaitForDisplay() { return displayOpen_.get(); }
 
   /// "plexion: MESSAGE" on standard error.
   void Error(const std::string& message) const;
@@ -50,6 +58,8 @@ struct Session {
   bool WaitForStartTime();
 
  private:
+  std::promise<bool> displayOpened_;
+  const std::shared_future<bool> displayOpen_{displayOpened_.get_future()};
   std::atomic<bool> played_{false};
 };
 

@@ -70,7 +70,7 @@ std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
 
 bool SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
   bool shown = false;
-  if (Load(next)) {
+  if (Load(next) && session_.WaitForDisplay()) {
     const OneFrame frame(session_.display);
     shown = session_.CreatePlanes(*next.window, next.line->content);
     qx::platform::OutputPlane* const plane = next.window->GetOutputPlane();

@@ -65,6 +65,7 @@ void WindowRun::RunOne() {
     // A slow load has only been begun.
     session_.windows.Board().Wait([&] { return open.observer->IsReadyLocked(); });
   }
+  session_.WaitForDisplay();
   if (loaded && !open.observer->GetEnding() && CreatePlanes(0) && session_.WaitForStartTime()) {
     session_.OnFirstPlay();
     open.window->PlayForLFD();
@@ -93,13 +94,10 @@ void WindowRun::WaitForGo() {
 
 void WindowRun::RunSeveral() {
   WaitForGo();
-  for (size_t i = 0; i < items_.size();) {
-    const OpenWindow& open = items_[i].open;
-    if (!open.window->LoadMVXAsync() && !open.observer->GetEnding()) {
-      Finish(i);
-    } else {
-      ++i;
-    }
+  for (Item& item : items_) item.refused = !item.open.window->LoadMVXAsync();
+  session_.WaitForDisplay();
+  for (size_t i = items_.size(); i-- > 0;) {
+    if (items_[i].refused && !items_[i].open.observer->GetEnding()) Finish(i);
   }
   while (!items_.empty()) {
     if (Advance(MayPlayYet())) continue;

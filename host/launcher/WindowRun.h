@@ -19,6 +19,7 @@ class WindowRun {
   struct Item {
     OpenWindow open;
     Phase phase = Phase::kLoading;
+    bool refused = false;  ///< the window would not begin to load
   };
 
   /// The service's own way: load (and, paused, wait for "go" with its address), then play.
