@@ -171,6 +171,11 @@ class IEngineModule : public IQXModule {
  public:
   /// Thread: any.
   virtual std::unique_ptr<Engine> CreateEngine(EngineHost& host) = 0;
+
+  /// Content of this engine will probably be loaded soon: libraries that take long can be opened in
+  /// the meantime. `format` is what the content's first bytes say it is, see ProbeResult. Nothing
+  /// depends on it being called. Thread: any.
+  virtual void Prepare(const std::string& /*format*/) {}
 };
 
 /// Module names of the engines that live in libraries of their own.

@@ -32,6 +32,20 @@ IEngineModule* InstalledEngines::Acquire(IEngineModule*& slot, const char* modul
   return slot;
 }
 
+void InstalledEngines::Prepare(const ContentAddress& content) {
+  // A network is asked when the content is wanted, and not before.
+  if (!content.url.empty()) return;
+  ProbeResult probe;
+  EngineError ignored;
+  if (!ProbeContent(content, probe, ignored)) return;
+  IEngineModule* module = nullptr;
+  if (probe.kind == ContentKind::kMedia) module = Acquire(media_, kMediaEngineModule);
+  if (probe.kind == ContentKind::kApplication) {
+    module = Acquire(application_, kApplicationEngineModule);
+  }
+  if (module != nullptr) module->Prepare(probe.description);
+}
+
 std::unique_ptr<Engine> InstalledEngines::OpenEngine(const ContentAddress& content,
                                                      EngineHost& host, EngineError& error) {
   ProbeResult probe;

@@ -18,6 +18,10 @@ class EngineSource {
   /// Thread   any.
   virtual std::unique_ptr<Engine> OpenEngine(const ContentAddress& content, EngineHost& host,
                                              EngineError& error) = 0;
+
+  /// Gets ready for content that will probably be opened soon; what is wrong with it is told when
+  /// it is opened. Thread: any.
+  virtual void Prepare(const ContentAddress& /*content*/) {}
 };
 
 /// The engines of this player: movies by the engine that is linked in, everything else by modules
@@ -32,6 +36,8 @@ class InstalledEngines final : public EngineSource {
 
   std::unique_ptr<Engine> OpenEngine(const ContentAddress& content, EngineHost& host,
                                      EngineError& error) override;
+  /// Loads the module of a local content's engine and has it prepare itself.
+  void Prepare(const ContentAddress& content) override;
 
  private:
   /// Null when the library is not on the kernel's module path.

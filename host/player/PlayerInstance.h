@@ -106,6 +106,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   bool TakeFlag(bool& flag);
   bool IsEnding();
   void Execute(Command& command);
+  void PrepareEngine();
   void RunLoad();
   bool OpenAndLoad(EngineError& error);
   void SetStatusAndAnnounce(Status status);

@@ -76,6 +76,7 @@ void PlayerInstance::Execute(Command& command) {
   switch (command.kind) {
     case Command::kAnnounceConfigured:
       Announce(qx::plexion::kStatusConfigured);
+      PrepareEngine();
       break;
     case Command::kLoad:
       RunLoad();
@@ -108,6 +109,16 @@ void PlayerInstance::Execute(Command& command) {
   }
   // Play and Pause take effect in their order, also when they came together.
   if (playWanted_) StartPlayingWhenPossible();
+}
+
+void PlayerInstance::PrepareEngine() {
+  // A window is often configured long before it is loaded, and the display is opened in between.
+  ContentAddress content;
+  std::string ignored;
+  const std::string& base = settings_.zorBase.empty() ? settings_.base : settings_.zorBase;
+  if (ResolveContentAddress(settings_.contentUrl, base, content, ignored)) {
+    engines_.Prepare(content);
+  }
 }
 
 void PlayerInstance::RunLoad() {

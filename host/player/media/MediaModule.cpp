@@ -1,7 +1,10 @@
 // The module "IMediaEngine".
 #include <gst/gst.h>
+#include <pthread.h>
 
 #include <mutex>
+#include <system_error>
+#include <thread>
 
 #include "host/contracts/HostModule.h"
 #include "host/player/media/MediaEngine.h"
@@ -10,24 +13,78 @@ namespace plexion_host::player {
 
 namespace {
 
-/// Says at its first loading what is wrong with the framework.
+/// Starts the framework; says at the first time what is wrong with it.
+void StartFramework() {
+  static std::once_flag started;
+  std::call_once(started, [] {
+    GError* rawFault = nullptr;
+    if (gst_init_check(nullptr, nullptr, &rawFault) == FALSE) {
+      IQXKernel::GetKernel()->Printf("Media: the framework does not start: %s\n",
+                                     rawFault == nullptr ? "no reason" : rawFault->message);
+    }
+    g_clear_error(&rawFault);
+  });
+}
+
+/// What content of a format needs at first, besides the codec library.
+struct Preparation {
+  const char* format;
+  const char* demuxer;
+};
+
+constexpr Preparation kPreparations[] = {
+    {"MP4 video", "isomp4"},
+    {"QuickTime video", "isomp4"},
+    {"Matroska video", "matroska"},
+    {"AVI video", "avi"},
+    {"FLV video", "flv"},
+    {"MPEG program stream", "mpegpsdemux"},
+    {"MPEG transport stream", "mpegtsdemux"},
+};
+
+constexpr const char* kCommonParts[] = {
+    "coreelements",  "playback",        "app",          "typefindfunctions",
+    nullptr,         "videoparsersbad", "audioparsers", "audioconvert",
+    "audioresample", "volume",          "libav"};
+
+/// Opens libraries in the order in which a first load needs them. The last, which brings a hundred
+/// others along, takes longer than all the rest; and while it is being opened no other library can
+/// be, so what stands before it must be there by then.
+void OpenLibraries(const char* demuxer) {
+  pthread_setname_np(pthread_self(), "PlexionPrepare");
+  for (const char* part : kCommonParts) {
+    GstPlugin* plugin = gst_plugin_load_by_name(part == nullptr ? demuxer : part);
+    if (plugin != nullptr) gst_object_unref(plugin);
+  }
+}
+
 class MediaModule final : public IEngineModule {
  public:
-  MediaModule() {
-    static std::once_flag started;
-    std::call_once(started, [] {
-      GError* rawFault = nullptr;
-      if (gst_init_check(nullptr, nullptr, &rawFault) == FALSE) {
-        IQXKernel::GetKernel()->Printf("Media: the framework does not start: %s\n",
-                                       rawFault == nullptr ? "no reason" : rawFault->message);
-      }
-      g_clear_error(&rawFault);
-    });
+  ~MediaModule() override {
+    if (thread_.joinable()) thread_.join();
   }
 
   std::unique_ptr<Engine> CreateEngine(EngineHost& host) override {
+    StartFramework();
     return std::make_unique<MediaEngine>(host);
   }
+
+  void Prepare(const std::string& format) override {
+    StartFramework();
+    for (const Preparation& preparation : kPreparations) {
+      if (format != preparation.format) continue;
+      const std::lock_guard<std::mutex> lock(mutex_);
+      try {
+        if (!thread_.joinable()) thread_ = std::thread(OpenLibraries, preparation.demuxer);
+      } catch (const std::system_error&) {
+        // Then they are opened when they are needed.
+      }
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+  std::thread thread_;  // guarded by mutex_
 };
 
 }  // namespace

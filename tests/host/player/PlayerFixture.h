@@ -231,6 +231,7 @@ class ScriptedEngines final : public EngineSource {
   std::unique_ptr<Engine> OpenEngine(const ContentAddress& content, EngineHost& host,
                                      EngineError& error) override {
     opened = content;
+    opened_.store(true);
     if (!refusal.message.empty()) {
       error = refusal;
       return nullptr;
@@ -238,9 +239,17 @@ class ScriptedEngines final : public EngineSource {
     return std::make_unique<ScriptedEngine>(host, script);
   }
 
+  void Prepare(const ContentAddress& content) override {
+    if (!opened_) prepared = content.name;
+  }
+
   EngineScript script;
   EngineError refusal;
   ContentAddress opened;
+  std::string prepared;  ///< content that was announced before any was opened
+
+ private:
+  std::atomic<bool> opened_{false};
 };
 
 /// A player on virtual time with a scripted engine.

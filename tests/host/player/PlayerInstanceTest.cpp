@@ -26,6 +26,13 @@ TEST_F(PlayerInstanceTest, PassesThroughEveryStateOnTheWayToItsEnd) {
   EXPECT_EQ(0, Script().live) << "the engine is gone with the content";
 }
 
+TEST_F(PlayerInstanceTest, PreparesTheEngineAsSoonAsTheContentIsKnown) {
+  ASSERT_TRUE(Configure());
+  clock_.Settle();
+  EXPECT_EQ("film.mvx", engines_.prepared);
+  EXPECT_EQ("", engines_.opened.name) << "nothing is loaded unasked";
+}
+
 TEST_F(PlayerInstanceTest, StoresEachStatusBeforeItAnnouncesIt) {
   std::vector<StageWindowStatus> answered;
   window_.onStatus = [&](StageWindowStatus status) {
