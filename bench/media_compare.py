@@ -2,6 +2,7 @@
 """Compares playing one H.264 file with other players on this machine, under Xvfb.
 
 usage: bench/media_compare.py [--rounds N] [--seconds S] [--plexion LAUNCHER]
+                             [--players NAME,...]
 
 Needs ffmpeg, Xvfb, gst-launch-1.0 with ximagesink (gstreamer1.0-x), and mpv. The file
 is 1280x720 at 30 frames a second, with sound. All players run once a round, in turn, so that what
@@ -39,10 +40,11 @@ class Screen:
         read, write = os.pipe()
         self.process = subprocess.Popen(
             ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{WIDTH}x{HEIGHT}x24",
-             "-fbdir", folder, "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL)
+             "-fbdir", folder, "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
-        self.name = ":" + os.read(read, 16).decode().strip()
-        os.close(read)
+        # The number comes in pieces, and Xvfb dies when nobody takes the last one.
+        with os.fdopen(read) as number:
+            self.name = ":" + number.readline().strip()
         with open(self.file, "rb") as screen:
             head = screen.read(256)
         header, colours = struct.unpack(">I", head[:4])[0], struct.unpack(">I", head[76:80])[0]
@@ -107,6 +109,7 @@ def main():
     parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--seconds", type=int, default=10)
     parser.add_argument("--plexion", default=os.path.join(root, "build/release/bin/plexion"))
+    parser.add_argument("--players", help="only these, with commas between them")
     parser.add_argument("--other", help="a second build of plexion, to compare with")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
@@ -118,11 +121,14 @@ def main():
             "gst-launch": ["gst-launch-1.0", "-q", "playbin", "uri=file://" + clip,
                            "video-sink=ximagesink"],
             "plexion": [options.plexion, "--display", "window", clip],
-            "mpv": ["mpv", "--no-config", "--really-quiet", "--vo=x11", "--hwdec=no", clip],
+            "mpv": ["mpv", "--no-config", "--really-quiet", "--vo=x11", "--hwdec=no",
+                    "--audio-fallback-to-null=yes", clip],
             "ffplay": ["ffplay", "-autoexit", "-loglevel", "quiet", clip],
         }
         if options.other:
             players["other"] = [options.other, "--display", "window", clip]
+        if options.players:
+            players = {name: players[name] for name in options.players.split(",")}
         missing = [name for name, command in players.items() if shutil.which(command[0]) is None]
         for name in missing:
             print(f"media_compare: no {players.pop(name)[0]} here", file=sys.stderr)

@@ -187,6 +187,8 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
     if (painted && result.failure.empty()) {
       LayBackground(pixels, target.pitchBytes, placeDims, target.bgAlpha);
     }
+  } else if (video_.Paint(source, pixels, target.pitchBytes, placeDims)) {
+    painted = true;
   } else {
     GstVideoFrame plane = FrameOver(pixels, target.pitchBytes, placeDims, source.info);
     painted = Run(direct_, source, plane);

@@ -4,6 +4,7 @@
 #include "host/player/Engine.h"
 #include "host/player/WatchedMemory.h"
 #include "host/player/media/GstPointers.h"
+#include "host/player/media/YuvConversion.h"
 
 namespace plexion_host::player {
 
@@ -11,13 +12,15 @@ namespace plexion_host::player {
 ///
 /// The decoder's own memory is the source and the plane's pixels are the destination of one
 /// conversion, which changes colours and size in a single pass: no frame is copied anywhere else.
-/// Only a picture with transparent pixels that has to change its size as well takes a second pass,
-/// since colours may be mixed only after they were multiplied by their alpha.
+/// Only what has to change its size as well may take a second pass: video is scaled before it gets
+/// its colours, as that is less to scale, and a picture with transparent pixels after it, since
+/// colours may be mixed only when they were multiplied by their alpha.
 ///
 /// Thread   the player's.
 class FramePainter {
  public:
-  explicit FramePainter(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+  explicit FramePainter(qx::plexion::MemoryWatchdog* watchdog)
+      : watchdog_(watchdog), video_(watchdog) {}
 
   /// Makes `frame` the one that is seen. Its buffer is held until the next one; the sample around
   /// it is the sink's, which changes it when nobody else has it. Returns  false when its format is
@@ -53,6 +56,7 @@ class FramePainter {
   GstBufferPointer frame_;
   GstClockTime runningTime_ = GST_CLOCK_TIME_NONE;
   GstVideoInfo info_ = {};
+  YuvConversion video_;
   Conversion direct_ = {};
   Conversion resize_ = {};
   WatchedBuffer scratch_;

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/player/media/DecoderThreads.h"
 #include "host/player/media/FrameworkSetup.h"
 #include "host/player/media/PictureDecoder.h"
+#include "host/player/media/SoundOutput.h"
 
 namespace plexion_host::player {
 
@@ -102,14 +104,15 @@ bool MediaPipeline::MakePictureSink(const Request& request, EngineError& error) 
 }
 
 bool MediaPipeline::MakeSoundSink(const Request& request, EngineError& error) {
-  const bool silent = request.noSpeedLimit;
+  // Played as fast as possible, or without anything to play it on, sound only has to go by.
+  const bool silent = request.noSpeedLimit || !SoundMayBeHeard(RealSoundSurroundings());
   const char* name = silent ? "fakesink" : "autoaudiosink";
   GstElement* sink = gst_element_factory_make(name, nullptr);
   if (sink == nullptr) {
     error = NotInstalled(name, "gstreamer1.0-plugins-good");
     return false;
   }
-  if (silent) g_object_set(sink, "sync", FALSE, nullptr);
+  if (silent) g_object_set(sink, "sync", static_cast<gboolean>(!request.noSpeedLimit), nullptr);
   const GstPadPointer pad(gst_element_get_static_pad(sink, "sink"));
   gst_pad_add_probe(
       pad.get(),
@@ -300,7 +303,9 @@ void MediaPipeline::OnElement(GstElement*, GstElement* element, gpointer self) {
   GstElementFactory* factory = gst_element_get_factory(element);
   if (factory == nullptr) return;
   if (gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DECODER)) {
-    static_cast<MediaPipeline*>(self)->stage_ = 2;
+    auto* pipeline = static_cast<MediaPipeline*>(self);
+    pipeline->stage_ = 2;
+    if (!pipeline->hurry_) ChooseDecoderThreads(element, pipeline->host_.Settings().speed);
   }
   if (g_strcmp0(GST_OBJECT_NAME(factory), "typefind") == 0) {
     g_signal_connect(element, "have-type", G_CALLBACK(OnType), self);
