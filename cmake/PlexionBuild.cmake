@@ -43,6 +43,8 @@ endif()
 add_library(plexion_common INTERFACE)
 target_link_libraries(plexion_common INTERFACE plexion_warnings plexion_instrumentation)
 target_include_directories(plexion_common INTERFACE ${CMAKE_SOURCE_DIR})
+# Some libraries ask for it; a precompiled header fits only where all do.
+target_compile_options(plexion_common INTERFACE -pthread)
 
 # Precompiled headers, one set for each way of compiling. Suites share the test framework's headers in
 # every preset, since parsing those takes longer than the rest of a suite. Everything else shares the
