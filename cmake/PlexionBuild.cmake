@@ -46,10 +46,10 @@ target_include_directories(plexion_common INTERFACE ${CMAKE_SOURCE_DIR})
 # Some libraries ask for it; a precompiled header fits only where all do.
 target_compile_options(plexion_common INTERFACE -pthread)
 
-# Precompiled headers, one set for each way of compiling. Suites share the test framework's headers in
-# every preset, since parsing those takes longer than the rest of a suite. Everything else shares the
-# standard library's only where PLEXION_PRECOMPILE says so: the everyday and the shipped build parse
-# each source with nothing but its own includes, so that a missing one is found.
+# Precompiled headers, one set for each way of compiling. Suites share the test framework's headers and
+# the standard library's in every preset, since parsing those takes longer than the rest of a suite.
+# Everything else shares them only where PLEXION_PRECOMPILE says so: the everyday and the shipped build
+# parse each source with nothing but its own includes, so that a missing one is found.
 set(PLEXION_STANDARD_HEADERS <algorithm> <atomic> <chrono> <condition_variable> <cstdint> <cstdlib>
     <cstring> <filesystem> <fstream> <functional> <map> <memory> <mutex> <optional> <set> <sstream>
     <string> <string_view> <thread> <unordered_map> <utility> <vector>)
@@ -127,7 +127,8 @@ endfunction()
 
 # plexion_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [DEFINITIONS ...] [WITHOUT_RTTI])
 #
-# One GoogleTest program, its cases registered one by one with CTest. WITHOUT_RTTI is for suites that
+# One GoogleTest program. Its cases are registered one by one with CTest, each a process of its own;
+# under a sanitizer, where a process takes long to start, they share four. WITHOUT_RTTI is for suites that
 # derive from the module's classes, which have none. LABELS: "fast" suites also
 # run under the sanitizers, "memory" suites under the address sanitizer only.
 function(plexion_test NAME)
@@ -149,6 +150,15 @@ function(plexion_test NAME)
   if("fast" IN_LIST ARG_LABELS
      OR ("memory" IN_LIST ARG_LABELS AND PLEXION_SANITIZE STREQUAL "address"))
     add_dependencies(fast-tests ${NAME})
+  endif()
+  if(PLEXION_SANITIZE)
+    foreach(part RANGE 1 4)
+      math(EXPR index "${part} - 1")
+      add_test(NAME ${NAME}.part-${part}-of-4 COMMAND ${NAME})
+      set_tests_properties(${NAME}.part-${part}-of-4 PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}"
+        ENVIRONMENT "GTEST_TOTAL_SHARDS=4;GTEST_SHARD_INDEX=${index};GTEST_FAIL_FAST=1;GTEST_BRIEF=1")
+    endforeach()
+    return()
   endif()
   set(properties TIMEOUT 120)
   if(ARG_LABELS)
