@@ -8,6 +8,7 @@
 #include "host/player/media/PictureTimes.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
+#include "tests/host/player/PlainHost.h"
 
 namespace plexion_host::player {
 namespace {
@@ -18,52 +19,6 @@ using ::testing::HasSubstr;
 
 constexpr PictureFormat kFormats[] = {PictureFormat::kGif, PictureFormat::kAnimatedPng,
                                       PictureFormat::kWebp};
-
-/// A watchdog with a limit.
-class Watchdog final : public qx::plexion::MemoryWatchdog {
- public:
-  explicit Watchdog(unsigned long limit) : limit_(limit) {}
-  ~Watchdog() override { EXPECT_EQ(0u, used_); }
-
-  void* Alloc(unsigned long size, const char*, unsigned long) override {
-    if (used_ + size > limit_) return nullptr;
-    used_ += size;
-    peak_ = std::max(peak_, used_);
-    auto* block = static_cast<unsigned long*>(malloc(size + 16));
-    *block = size;
-    return block + 2;
-  }
-  void Free(void* p, const char*, unsigned long) override {
-    unsigned long* block = static_cast<unsigned long*>(p) - 2;
-    used_ -= *block;
-    free(block);
-  }
-  unsigned long GetBytesUsed() override { return used_; }
-  unsigned long GetBytesAvailable() override { return limit_ - used_; }
-  unsigned long Peak() const { return peak_; }
-
- private:
-  const unsigned long limit_;
-  unsigned long used_ = 0;
-  unsigned long peak_ = 0;
-};
-
-class Host final : public EngineHost {
- public:
-  qx::plexion::MemoryWatchdog* Memory() override { return memory; }
-  const PlayerSettings& Settings() override { return settings_; }
-  bool Cancelled() override { return false; }
-  void ReportProgress(unsigned) override {}
-  void RequestFrame() override {}
-  void Complete() override {}
-  void Fail(const EngineError&) override {}
-  void Notify(qx::plexion::StageWindowStatus, const std::string&) override {}
-
-  qx::plexion::MemoryWatchdog* memory = nullptr;
-
- private:
-  PlayerSettings settings_;
-};
 
 class PictureReelTest : public ::testing::Test {
  protected:
@@ -100,7 +55,7 @@ class PictureReelTest : public ::testing::Test {
   }
 
   MediaClips clips_;
-  Host host_;
+  PlainHost host_;
   std::unique_ptr<PictureReel> reel_;
   EngineError error_;
 };
@@ -274,7 +229,7 @@ TEST_F(PictureReelTest, DamageAnywhereEndsInAPictureOrInAReason) {
       for (int i = 0; i < 1 + round % 4; ++i) {
         bytes[random() % bytes.size()] = static_cast<char>(random());
       }
-      Watchdog watchdog(1024 * 1024);
+      LimitedMemory watchdog(1024 * 1024);
       host_.memory = &watchdog;
       if (Open(format, bytes)) {
         ++shown;
@@ -296,7 +251,7 @@ TEST_F(PictureReelTest, MemoryIsTheWindowsAndBounded) {
   for (const PictureFormat format : kFormats) {
     SCOPED_TRACE(PictureTypeOf(format));
     const std::string bytes = Build(format, {100, 100}, frames);
-    Watchdog enough(1 << 20);
+    LimitedMemory enough(1 << 20);
     host_.memory = &enough;
     ASSERT_TRUE(Open(format, bytes)) << error_.message;
     for (size_t i = 0; i < frames.size(); ++i) reel_->Show(i);
@@ -304,7 +259,7 @@ TEST_F(PictureReelTest, MemoryIsTheWindowsAndBounded) {
     EXPECT_LT(enough.Peak(), bytes.size() + 5 * 100 * 100 * 4);
     reel_.reset();
 
-    Watchdog little(bytes.size() + 50000);
+    LimitedMemory little(bytes.size() + 50000);
     host_.memory = &little;
     EXPECT_FALSE(Open(format, bytes));
     EXPECT_EQ(qx::plexion::kErrorNotEnoughMemory, error_.status);

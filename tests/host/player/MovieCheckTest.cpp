@@ -4,55 +4,13 @@
 #include <string>
 
 #include "host/player/lottie/MovieCheck.h"
+#include "tests/host/player/PlainHost.h"
 #include "tests/host/player/PlayerFixture.h"
 
 namespace plexion_host::player {
 namespace {
 
 using ::testing::HasSubstr;
-
-/// A watchdog with a limit, as a window's.
-class LimitedMemory final : public qx::plexion::MemoryWatchdog {
- public:
-  explicit LimitedMemory(unsigned long limit) : limit_(limit) {}
-  ~LimitedMemory() override { EXPECT_EQ(0u, used_) << "everything was given back"; }
-  void* Alloc(unsigned long size, const char*, unsigned long) override {
-    if (used_ + size > limit_) return nullptr;
-    used_ += size;
-    auto* block = static_cast<unsigned long*>(malloc(size + sizeof(unsigned long)));
-    *block = size;
-    return block + 1;
-  }
-  void Free(void* p, const char*, unsigned long) override {
-    unsigned long* block = static_cast<unsigned long*>(p) - 1;
-    used_ -= *block;
-    free(block);
-  }
-  unsigned long GetBytesUsed() override { return used_; }
-  unsigned long GetBytesAvailable() override { return limit_ - used_; }
-
- private:
-  const unsigned long limit_;
-  unsigned long used_ = 0;
-};
-
-class PlainHost final : public EngineHost {
- public:
-  qx::plexion::MemoryWatchdog* Memory() override { return memory; }
-  const PlayerSettings& Settings() override { return settings_; }
-  bool Cancelled() override { return cancelled; }
-  void ReportProgress(unsigned) override {}
-  void RequestFrame() override {}
-  void Complete() override {}
-  void Fail(const EngineError&) override {}
-  void Notify(StageWindowStatus, const std::string&) override {}
-
-  qx::plexion::MemoryWatchdog* memory = nullptr;
-  bool cancelled = false;
-
- private:
-  PlayerSettings settings_;
-};
 
 /// The checked movie as text, or what is wrong with it.
 struct Checked {
