@@ -53,6 +53,18 @@ class MediaFixture : public ::testing::Test {
     ASSERT_TRUE(window_.WaitForEnd());
     EXPECT_EQ("", window_.EndMessage());
   }
+  /// Loads content in a player of its own, and `wait`s; the message with which it ended, if it did.
+  template <typename Wait>
+  std::string MessageOf(const std::string& content, const Wait& wait) {
+    RecordingWindow window;
+    parameters_.notifier = &window;
+    parameters_.contentUrl.Assign(content.c_str());
+    PlayerInstance player(nullptr, engines_, clock_);
+    EXPECT_TRUE(player.Configure(parameters_));
+    EXPECT_TRUE(player.LoadMVX());
+    wait(window, player);
+    return window.EndMessage();
+  }
   StageWindowStatus EndOf(const std::string& content) {
     Start(content);
     EXPECT_TRUE(window_.WaitForEnd());

@@ -78,15 +78,10 @@ class MediaHttpTest : public MediaFixture {
   }
   /// The message with which content ends.
   std::string FailureOf(const std::string& address) {
-    RecordingWindow window;
-    parameters_.notifier = &window;
-    parameters_.contentUrl.Assign(address.c_str());
-    PlayerInstance player(nullptr, engines_, clock_);
-    EXPECT_TRUE(player.Configure(parameters_));
-    EXPECT_TRUE(player.LoadMVX());
-    EXPECT_TRUE(window.WaitForEnd());
-    EXPECT_NE(kStatusComplete, player.GetStageWindowStatus());
-    return window.EndMessage();
+    return MessageOf(address, [](RecordingWindow& window, PlayerInstance& player) {
+      EXPECT_TRUE(window.WaitForEnd());
+      EXPECT_NE(kStatusComplete, player.GetStageWindowStatus());
+    });
   }
   static HttpServer::Answer Serving(const std::string& body) {
     return [body](const std::string& head) { return HttpServer::ReplyWithRange(head, "", body); };

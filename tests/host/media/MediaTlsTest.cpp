@@ -35,15 +35,10 @@ class MediaTlsTest : public MediaFixture {
   }
   /// Empty: it is there; else why not.
   std::string Outcome(const std::string& address) {
-    RecordingWindow window;
-    parameters_.notifier = &window;
-    parameters_.contentUrl.Assign(address.c_str());
-    PlayerInstance player(nullptr, engines_, clock_);
-    EXPECT_TRUE(player.Configure(parameters_));
-    EXPECT_TRUE(player.LoadMVX());
-    EXPECT_TRUE(window.WaitFor(
-        {kStatusReadyToAnimate, kErrorInvalidURL, kErrorStartupFailure, kErrorCorruptMovie}));
-    return window.EndMessage();
+    return MessageOf(address, [](RecordingWindow& window, PlayerInstance&) {
+      EXPECT_TRUE(window.WaitFor(
+          {kStatusReadyToAnimate, kErrorInvalidURL, kErrorStartupFailure, kErrorCorruptMovie}));
+    });
   }
 
   std::string picture_;
