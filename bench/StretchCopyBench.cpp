@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "qx/plexion/StretchCopy.h"
+#include "qx/plexion/parts/StretchCopy.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "fuzz/FuzzInput.h"
 #include "qx/plexion/IPlexionImpl.h"
-#include "sim/SimDevice.h"
+#include "sim/device/SimDevice.h"
 
 extern "C" {
 IQXModule* IQXModule_IPlexion_ModuleLoad();

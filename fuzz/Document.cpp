@@ -1,14 +1,14 @@
 // An application's document: what passes its checks makes a stage within its limits, which is
 // drawn.
 
-#include "host/player/application/Document.h"
+#include "host/player/application/document/Document.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "fuzz/FuzzInput.h"
-#include "host/player/application/Painter.h"
-#include "host/player/application/XmlCheck.h"
+#include "host/player/application/document/XmlCheck.h"
+#include "host/player/application/paint/Painter.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "fuzz/FuzzInput.h"
-#include "host/player/media/PictureReel.h"
-#include "host/player/media/PictureTimes.h"
+#include "host/player/image/PictureTimes.h"
+#include "host/player/media/pictures/PictureReel.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "fuzz/FuzzInput.h"
 #include "qx/plexion/StageWindow.h"
-#include "sim/SimHost.h"
+#include "sim/device/SimHost.h"
 
 extern "C" {
 IQXModule* IQXModule_IPlexion_ModuleLoad();

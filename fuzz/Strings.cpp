@@ -4,7 +4,7 @@
 
 #include "fuzz/FuzzInput.h"
 #include "qx/core/QXString.h"
-#include "sim/SimDevice.h"
+#include "sim/device/SimDevice.h"
 
 namespace {
 

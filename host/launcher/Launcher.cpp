@@ -9,9 +9,9 @@
 
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
-#include "host/launcher/SignageRun.h"
-#include "host/launcher/WindowRun.h"
 #include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/run/SignageRun.h"
+#include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IMouseStream.h"
 #include "qx/platform/IUserInputDriver.h"
 #include "qx/plexion/StageWindowParameters.h"

@@ -6,10 +6,10 @@
 #include <string>
 #include <thread>
 
+#include "host/base/WakeSignal.h"
 #include "host/contracts/IHostConsole.h"
 #include "host/shell/CommandTable.h"
 #include "host/shell/TerminalPrompt.h"
-#include "host/shell/WakeSignal.h"
 
 namespace plexion_host {
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <thread>
 
+#include "host/base/WakeSignal.h"
 #include "host/shell/CommandTable.h"
 #include "host/shell/LineBuffer.h"
 #include "host/shell/SocketFile.h"
-#include "host/shell/WakeSignal.h"
 
 namespace plexion_host {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "host/base/WakeSignal.h"
 #include "host/shell/History.h"
-#include "host/shell/WakeSignal.h"
 
 namespace plexion_host {
 

@@ -5,8 +5,8 @@
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
 #include "qx/platform/IFileSystem.h"
 #include "qx/platform/IShell.h"
-#include "qx/plexion/PlexionKeyEventSimulator.h"
 #include "qx/plexion/StageWindowImpl.h"
+#include "qx/plexion/parts/KeyEventSimulator.h"
 
 namespace qx {
 namespace plexion {

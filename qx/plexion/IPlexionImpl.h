@@ -51,13 +51,13 @@ class IPlexionImpl : public IPlexionSets {
   void LoadDynamicResourcesInternal();
   void UnloadDynamicResourcesInternal();
 
-  // PlexionParameters.cpp: defaults and argument readers.
+  // service/Parameters.cpp: defaults and argument readers.
   int InitParameters(StageWindowParameters& parameters) override;
   bool ReadDimsArg(const char* text, Dims& dims);
   bool ReadRectArg(const char* text, Rect& rect);
   bool ReadDurationArg(const char* text, unsigned long& milliseconds);
 
-  // PlexionCommandLine.cpp: the option table and the parsers.
+  // service/CommandLine.cpp: the option table and the parsers.
   bool ParseCommandLineParameters(int argc, const char** argv,
                                   StageWindowParameters& parameters) override;
   /// Parses from argv[index]; on return `index` is the first argument not consumed, after a failure
@@ -66,15 +66,15 @@ class IPlexionImpl : public IPlexionSets {
                                                   StageWindowParameters& parameters,
                                                   bool stopAfterContent);
 
-  // PlexionUsage.cpp
+  // service/Usage.cpp
   int ShowUsage(const char* programName) override;
 
-  // PlexionWindowSets.cpp: making, running and destroying windows.
+  // service/WindowSets.cpp: making, running and destroying windows.
   StageWindow* CreateStageWindow() override;
   StageWindow* CreateStageWindow(const StageWindowParameters& parameters) override;
   void DestroyStageWindow(StageWindow* window) override;
 
-  // PlexionInputRouting.cpp: active window, key master, dispatch.
+  // service/InputRouting.cpp: active window, key master, dispatch.
   bool SetKeyInputMode(KeyInputMode mode, IQXKernel::Time delay, IQXKernel::Time interval) override;
   void DispatchKeyDown(unsigned long key) override;
   void DispatchKeyUp(unsigned long key) override;
@@ -91,7 +91,7 @@ class IPlexionImpl : public IPlexionSets {
   void ResetKeyMasterAndClearMyActivation(StageWindow* window, bool keepActive);
   void ResetKeyMasterAndSetInitialActivationIfRequired(StageWindow* window);
 
-  // PlexionDirectories.cpp
+  // service/Directories.cpp
   bool GetPlexionDataDirectory(QXString& out) override;
   bool GetPlexionBinDirectory(QXString& out) override;
   bool GetPlexionBaseDirectory(QXString& out) override;
@@ -102,7 +102,7 @@ class IPlexionImpl : public IPlexionSets {
   /// Makes the directory `path` exist and be writable.
   bool EnsureWritability(const QXString& path);
 
-  // PlexionValues.cpp: values exchanged between host and content, status names.
+  // service/Values.cpp: values exchanged between host and content, status names.
   const char* StageWindowStatusToString(StageWindowStatus status) override;
   bool SetUserInputKey(int key) override;
   int GetUserInputKey() override;
@@ -118,7 +118,7 @@ class IPlexionImpl : public IPlexionSets {
   bool GetStreamFrameRate(double& rate) override;
   bool IsRewindOrForward() override;
 
-  // PlexionUsage.cpp again, then PlexionWindowSets.cpp: the operations behind those of IPlexion.
+  // service/Usage.cpp again, then service/WindowSets.cpp: the operations behind those of IPlexion.
   int ShowUsage(const char* programName, unsigned long maxStageWindows) override;
   QXError CreateAndConfigureStageWindowSet(StageWindowSet& set, int argc,
                                            const char** argv) override;
@@ -160,7 +160,7 @@ class IPlexionImpl : public IPlexionSets {
   std::atomic<double> streamFrameRate;
 
  private:
-  // PlexionWindowSets.cpp
+  // service/WindowSets.cpp
   /// Null: the window is left unconfigured.
   StageWindow* MakeStageWindow(const StageWindowParameters* parameters);
   void PauseUntilGo();

@@ -5,8 +5,8 @@
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/IPlexionImpl.h"
-#include "qx/plexion/PlexionKeyEventSimulator.h"
-#include "qx/plexion/StageWindowMemoryWatchdog.h"
+#include "qx/plexion/parts/KeyEventSimulator.h"
+#include "qx/plexion/parts/MemoryWatchdog.h"
 
 namespace qx {
 namespace plexion {

@@ -54,14 +54,14 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   // StageWindowImpl.cpp: construction, destruction, status, player notifications.
   explicit StageWindowImpl(IPlexionImpl* service);
 
-  // StageWindowConfigure.cpp
+  // window/Configure.cpp
   bool Configure(const StageWindowParameters& newParameters) override;
   bool Configure(int argc, const char** argv) override;
-  // StageWindowRun.cpp: loading, playing, the run loop.
+  // window/Run.cpp: loading, playing, the run loop.
   bool LoadMVX() override;
-  // StageWindowPlanes.cpp: making planes and taking them in.
+  // window/Planes.cpp: making planes and taking them in.
   bool CreatePlanes() override;
-  // StageWindowRun.cpp
+  // window/Run.cpp
   bool RunToCompletion() override;
   bool LoadForLFD() override;
   bool PlayForLFD() override;
@@ -69,18 +69,18 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   bool Play() override;
   bool Pause() override;
   bool Terminate(StageWindowStatus status) override;
-  // StageWindowPlanes.cpp
+  // window/Planes.cpp
   bool SetRenderPlane(platform::RenderPlane* plane) override;
   bool ResetRenderPlane(platform::RenderPlane* plane) override;
   bool SetOutputPlane(platform::OutputPlane* plane) override;
-  // StageWindowInput.cpp: activation, keys, pointer, stacking.
+  // window/Input.cpp: activation, keys, pointer, stacking.
   bool SetActiveStageWindow() override;
   bool IsActiveStageWindow() override;
-  // StageWindowGeometry.cpp: resizing, moving, and where things are.
+  // window/Geometry.cpp: resizing, moving, and where things are.
   bool MoveTo(const Point& point) override;
   void Resize(const Dims& dims, bool deferred) override;
   void ResizeAndMove(const Dims& dims, const Point& point) override;
-  // StageWindowInput.cpp
+  // window/Input.cpp
   void SetVisible(bool visible) override;
   bool IsVisible() override;
   void SetAlpha(unsigned char alpha) override;
@@ -92,58 +92,58 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   void DispatchScrollWheelScroll(ScrollWheelDirection direction, unsigned short delta) override;
   // StageWindowImpl.cpp
   StageWindowStatus GetStageWindowStatus() override;
-  // StageWindowGeometry.cpp
+  // window/Geometry.cpp
   Dims GetMVXAuthoredStageDims() override;
   Dims GetStageDims() override;
-  // StageWindowPlanes.cpp
+  // window/Planes.cpp
   platform::RenderPlane* GetRenderPlane() override;
   platform::OutputPlane* GetOutputPlane() override;
-  // StageWindowMemory.cpp: the watchdog as the window shows it.
+  // window/Memory.cpp: the watchdog as the window shows it.
   MemoryWatchdog* GetMemoryWatchdog() override;
-  // StageWindowGeometry.cpp
+  // window/Geometry.cpp
   Rect GetRectOnScreen() const override;
-  // StageWindowContexts.cpp: named pointers.
+  // window/Contexts.cpp: named pointers.
   void SetContext(const char* name, void* value) override;
   void* GetContext(const char* name) override;
-  // StageWindowMemory.cpp
+  // window/Memory.cpp
   void GetMemoryInfo(unsigned long long& usedBytes, unsigned long long& limitBytes,
                      unsigned long long& graphicsBytes) override;
   void IncrementGraphicsMemoryUsedCount(unsigned long long bytes) override;
   void DecrementGraphicsMemoryUsedCount(unsigned long long bytes) override;
-  // StageWindowConfigure.cpp
+  // window/Configure.cpp
   void UpdateProxyParameters(const char* host, unsigned short port, const char* user,
                              const char* password) override;
-  // StageWindowNotifications.cpp: observers, player callbacks, timing log.
+  // window/Notifications.cpp: observers, player callbacks, timing log.
   void RegisterNotifier(StageWindowNotifier* notifier) override;
   void UnregisterNotifier(StageWindowNotifier* notifier) override;
   // StageWindowImpl.cpp
   ~StageWindowImpl() override;
-  // StageWindowInput.cpp
+  // window/Input.cpp
   virtual bool SetAbove(StageWindow* other);
   virtual bool SetBelow(StageWindow* other);
-  // StageWindowNotifications.cpp
+  // window/Notifications.cpp
   void OnMorvelInstanceNotification(StageWindowStatus status,
                                     const StageWindowStatusData* data) override;
   void OnMorvelInstanceInterFrameNotification() override;
 
   // Not virtual.
-  // StageWindowNotifications.cpp
+  // window/Notifications.cpp
   /// Tells every observer, the oldest registration first, under geometryLock.
   void NotifyObservers(StageWindowStatus status, const StageWindowStatusData* data);
   void LogStatus(StageWindowStatus status);
-  // StageWindowRun.cpp
+  // window/Run.cpp
   /// Returns  false, with `version` untouched, while there is no runtime module.
   bool GetRuntimeVersion(QXString& version);
-  // StageWindowPlanes.cpp
+  // window/Planes.cpp
   bool IsRenderPlaneValid(platform::RenderPlane* plane);
-  // StageWindowGeometry.cpp
+  // window/Geometry.cpp
   /// Applies what resizeInProgress and movePending ask for; null arguments mean "not this one".
   void ResizePlanes(const Dims* dims, const Point* point);
   /// Output-plane pixels to render-plane pixels.
   void MapMouseButtonPointToRenderPlaneInternal(unsigned short& x, unsigned short& y);
-  // StageWindowUpdate.cpp: from the render plane to the screen.
+  // window/Update.cpp: from the render plane to the screen.
   void OnRenderPlaneUpdate(const Rect& dirty);
-  // StageWindowInput.cpp
+  // window/Input.cpp
   void DispatchKeyDownDirect(unsigned long key);
   void DispatchKeyUpDirect(unsigned long key);
   void NotifyOnActivate();
@@ -202,13 +202,13 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   IQXKernel* Kernel() const { return IQXKernel::GetKernel(); }
   platform::IGraphicsDriver* Driver() const { return graphicsDriver; }
 
-  // StageWindowRun.cpp
+  // window/Run.cpp
   void WaitForConfiguration(int& pollBudget);
   void WaitForGo();
   void TakeContentFromGo(const QXString& url, const QXString& baseUrl);
   bool WaitForReadiness(int& pollBudget);
   bool PlayToEnd();
-  // StageWindowPlanes.cpp
+  // window/Planes.cpp
   bool FailWith(StageWindowStatus status);
   bool MakeRenderPlane(Dims& contentDims);
   bool NewRenderPlane(const Dims& dims, StageWindowStatus failure);
@@ -217,7 +217,7 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   bool TakeOutputPlane(platform::OutputPlane* plane);
   const char* OutputPlaneName() const;
   bool AcquireGraphicsDriver();
-  // StageWindowGeometry.cpp
+  // window/Geometry.cpp
   void ApplyResize(const Dims& dims);
   void ApplyMove();
   StageWindowStatus ResizeThroughDriver(const Dims& dims);

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "qx/plexion/IPlexionImpl.h"
-#include "qx/plexion/PlexionKeyEventSimulator.h"
+#include "qx/plexion/parts/KeyEventSimulator.h"
 
 namespace plexion_sim {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sim/Explore.h"
+#include "sim/explore/Explore.h"
 
 namespace qx {
 namespace plexion {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "sim/Explore.h"
-#include "sim/SimHost.h"
+#include "sim/device/SimHost.h"
+#include "sim/explore/Explore.h"
 #include "sim/stories/Invariants.h"
 
 extern "C" {

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "qx/plexion/PlexionKeyEventSimulator.h"
+#include "qx/plexion/parts/KeyEventSimulator.h"
 #include "tests/core/RecordingKernel.h"
 #include "tests/plexion/RecordingPlayer.h"
 

@@ -8,7 +8,7 @@
 #include "qx/core/QXMem.h"
 #include "qx/plexion/IPlexionImpl.h"
 #include "qx/plexion/StageWindowImpl.h"
-#include "qx/plexion/StageWindowMemoryWatchdog.h"
+#include "qx/plexion/parts/MemoryWatchdog.h"
 #include "tests/core/RecordingKernel.h"
 #include "tests/plexion/RecordingPlayer.h"
 

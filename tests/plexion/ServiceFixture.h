@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "qx/plexion/IPlexionImpl.h"
-#include "sim/SimDevice.h"
+#include "sim/device/SimDevice.h"
 
 extern "C" {
 IQXModule* IQXModule_IPlexion_ModuleLoad();

@@ -1,6 +1,6 @@
 // The two meanings of "go".
 
-#include "qx/plexion/PlexionShellCommands.h"
+#include "qx/plexion/parts/ShellCommands.h"
 #include "tests/plexion/ServiceFixture.h"
 
 namespace qx {

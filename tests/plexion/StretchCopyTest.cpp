@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "qx/plexion/StretchCopy.h"
+#include "qx/plexion/parts/StretchCopy.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Planes and geometry: making, scaling, copying, resizing, moving.
 
-#include "sim/SimHost.h"
+#include "sim/device/SimHost.h"
 #include "tests/plexion/WindowFixture.h"
 
 namespace qx {

@@ -4,7 +4,7 @@
 
 #include <set>
 
-#include "sim/Explore.h"
+#include "sim/explore/Explore.h"
 
 namespace plexion_sim {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sim/SimDevice.h"
+#include "sim/device/SimDevice.h"
 
 namespace plexion_sim {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "sim/SimHost.h"
+#include "sim/device/SimHost.h"
 #include "tests/support/StoryTest.h"
 
 extern "C" {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "sim/SimDevice.h"
+#include "sim/device/SimDevice.h"
 
 namespace plexion_sim {
 

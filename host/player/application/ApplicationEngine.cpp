@@ -9,14 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include "host/player/application/Animations.h"
-#include "host/player/application/BaseFolder.h"
-#include "host/player/application/Behaviour.h"
-#include "host/player/application/Document.h"
-#include "host/player/application/Painter.h"
-#include "host/player/application/Picture.h"
-#include "host/player/application/PlayedElements.h"
-#include "host/player/application/TextSetter.h"
+#include "host/player/application/document/Document.h"
+#include "host/player/application/files/BaseFolder.h"
+#include "host/player/application/paint/Painter.h"
+#include "host/player/application/paint/Picture.h"
+#include "host/player/application/paint/TextSetter.h"
+#include "host/player/application/played/PlayedElements.h"
+#include "host/player/application/script/Behaviour.h"
+#include "host/player/application/stage/Animations.h"
 
 namespace plexion_host::player::application {
 

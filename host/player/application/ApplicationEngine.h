@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "host/player/Engine.h"
-#include "host/player/EngineSource.h"
-#include "host/player/application/ApplicationClocks.h"
+#include "host/player/application/script/ApplicationClocks.h"
+#include "host/player/engines/EngineSource.h"
 
 namespace plexion_host::player::application {
 

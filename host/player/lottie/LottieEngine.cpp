@@ -7,7 +7,7 @@
 #include <mutex>
 #include <utility>
 
-#include "host/player/ContentFile.h"
+#include "host/player/content/ContentFile.h"
 #include "host/player/lottie/ChangedRegion.h"
 #include "host/player/lottie/MovieCheck.h"
 #include "host/player/lottie/MovieDocument.h"

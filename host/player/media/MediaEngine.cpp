@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "host/player/media/HttpFaults.h"
+#include "host/player/media/net/HttpFaults.h"
 
 namespace plexion_host::player {
 

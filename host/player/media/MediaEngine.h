@@ -5,14 +5,14 @@
 #include <string>
 
 #include "host/player/Engine.h"
-#include "host/player/media/FramePainter.h"
-#include "host/player/media/HttpAccess.h"
-#include "host/player/media/LevelPicture.h"
-#include "host/player/media/MediaFaults.h"
+#include "host/player/image/PictureTimes.h"
 #include "host/player/media/MediaOptions.h"
-#include "host/player/media/MediaPipeline.h"
-#include "host/player/media/PictureReel.h"
-#include "host/player/media/PictureTimes.h"
+#include "host/player/media/net/HttpAccess.h"
+#include "host/player/media/pictures/PictureReel.h"
+#include "host/player/media/pipeline/MediaFaults.h"
+#include "host/player/media/pipeline/MediaPipeline.h"
+#include "host/player/media/pixels/FramePainter.h"
+#include "host/player/media/sound/LevelPicture.h"
 
 namespace plexion_host::player {
 

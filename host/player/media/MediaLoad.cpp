@@ -1,7 +1,7 @@
 // Loading of media: from an address to the first frame, and what kind of content it is.
 #include <utility>
 
-#include "host/player/ContentProbe.h"
+#include "host/player/content/ContentProbe.h"
 #include "host/player/media/MediaEngine.h"
 
 namespace plexion_host::player {

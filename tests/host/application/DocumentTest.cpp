@@ -5,7 +5,7 @@
 #include <regex>
 #include <sstream>
 
-#include "host/player/application/Document.h"
+#include "host/player/application/document/Document.h"
 
 namespace plexion_host::player::application {
 namespace {

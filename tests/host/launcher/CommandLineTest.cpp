@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/launcher/CommandLine.h"
+#include "host/launcher/options/CommandLine.h"
 
 namespace plexion_host {
 namespace {

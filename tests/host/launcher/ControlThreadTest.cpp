@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "host/launcher/ControlThread.h"
+#include "host/launcher/run/ControlThread.h"
 
 namespace plexion_host {
 namespace {

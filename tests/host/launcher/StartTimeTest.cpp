@@ -3,7 +3,7 @@
 
 #include <ctime>
 
-#include "host/launcher/StartTime.h"
+#include "host/launcher/options/StartTime.h"
 
 namespace plexion_host {
 namespace {

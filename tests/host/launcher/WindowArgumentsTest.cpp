@@ -4,7 +4,7 @@
 #include <random>
 
 #include "host/kernel/HostKernel.h"
-#include "host/launcher/WindowArguments.h"
+#include "host/launcher/options/WindowArguments.h"
 #include "qx/plexion/IPlexionImpl.h"
 #include "qx/plexion/StageWindowParameters.h"
 

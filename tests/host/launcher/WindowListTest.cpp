@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "host/launcher/WindowList.h"
+#include "host/launcher/run/WindowList.h"
 
 namespace plexion_host {
 namespace {

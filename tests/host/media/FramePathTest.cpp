@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "host/player/media/DecoderThreads.h"
-#include "host/player/media/SoundOutput.h"
-#include "host/player/media/YuvConversion.h"
-#include "host/player/media/YuvRows.h"
+#include "host/player/media/pipeline/DecoderThreads.h"
+#include "host/player/media/pixels/YuvConversion.h"
+#include "host/player/media/pixels/YuvRows.h"
+#include "host/player/media/sound/SoundOutput.h"
 #include "tests/host/media/MediaFixture.h"
 
 namespace plexion_host::player {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/player/media/PictureDecoder.h"
+#include "host/player/image/PictureDecoder.h"
 
 namespace plexion_host::player {
 

@@ -4,8 +4,8 @@
 
 #include <random>
 
-#include "host/player/media/PictureReel.h"
-#include "host/player/media/PictureTimes.h"
+#include "host/player/image/PictureTimes.h"
+#include "host/player/media/pictures/PictureReel.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
 #include "tests/host/player/PlainHost.h"

@@ -18,7 +18,7 @@ import time
 import unittest
 
 ROOT = os.path.dirname(os.path.abspath(__file__)) + "/../../.."
-sys.path.insert(0, ROOT + "/tests/host/EndToEnd")
+sys.path.insert(0, ROOT + "/tests/host/end_to_end")
 import launcher_test  # pylint: disable=wrong-import-position
 from launcher_test import SIZE, Story  # pylint: disable=wrong-import-position
 
@@ -271,9 +271,9 @@ class Document(unittest.TestCase):
                      (re.split(r"(?<!\\)\|", line) for line in self.text.splitlines()
                       if line.startswith("| "))}
         self.service = re.findall(r'(?:Read|Text|Switch|Ignored)\("(\w+)"',
-                                  read("qx/plexion/PlexionCommandLine.cpp"))
+                                  read("qx/plexion/service/CommandLine.cpp"))
         self.launcher = re.findall(r'add_(?:option|flag)\("(?:-h,)?(--[\w-]+)"',
-                                   read("host/launcher/CommandLine.cpp"))
+                                   read("host/launcher/options/CommandLine.cpp"))
         self.tests = {}  # "Suite.Name" to the test's text
         for folder, _, names in os.walk(os.path.join(ROOT, "tests")):
             for name in names:

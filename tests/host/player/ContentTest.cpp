@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "host/player/ContentAddress.h"
-#include "host/player/ContentProbe.h"
 #include "host/player/PlayerSettings.h"
+#include "host/player/content/ContentProbe.h"
 
 namespace plexion_host::player {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "host/player/EngineSource.h"
+#include "host/player/engines/EngineSource.h"
 #include "tests/host/player/PlayerFixture.h"
 
 namespace plexion_host::player {

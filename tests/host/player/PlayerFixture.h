@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "host/kernel/HostKernel.h"
-#include "host/player/PlayerInstance.h"
+#include "host/player/instance/PlayerInstance.h"
 #include "qx/core/morvellib/MorvelInstanceParameters.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "tests/host/player/VirtualPlayerClock.h"

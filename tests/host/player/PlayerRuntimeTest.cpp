@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "host/player/PlayerRuntime.h"
+#include "host/player/instance/PlayerRuntime.h"
 #include "qx/plexion/StageWindowParameters.h"
 #include "tests/host/player/PlayerFixture.h"
 

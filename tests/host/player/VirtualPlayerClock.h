@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "host/player/PlayerClock.h"
+#include "host/player/instance/PlayerClock.h"
 
 namespace plexion_host::player {
 

@@ -1,0 +1,70 @@
+#ifndef HOST_LAUNCHER_OPTIONS_COMMANDLINE_H_
+#define HOST_LAUNCHER_OPTIONS_COMMANDLINE_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/contracts/IHostDisplay.h"
+#include "host/launcher/options/StartTime.h"
+#include "qx/plexion/InputTypes.h"
+
+namespace plexion_host {
+
+/// Exit codes of the launcher.
+enum ExitCode : int {
+  kExitCompleted = 0,     ///< every content has completed
+  kExitContentError = 1,  ///< some content ended in an error
+  kExitUsage = 2,         ///< the command line is wrong
+  kExitCannotWork = 3     ///< no service, no player runtime, no display
+};
+
+/// The windows that one command line may ask for.
+constexpr unsigned long kMaxStageWindows = 64;
+
+struct KeyMode {
+  qx::plexion::KeyInputMode mode = qx::plexion::kKeyInputModeDirect;
+  int64_t delayMs = 50;
+  int64_t intervalMs = 50;
+};
+
+/// What the launcher's own options say.
+struct LauncherOptions {
+  DisplayOptions display;
+  std::string snapshotFile;             ///< empty: none
+  std::optional<int64_t> snapshotAtMs;  ///< after the first play; none: when the content ends
+  std::optional<int64_t> exitAfterMs;   ///< after the start
+  std::string dataDirectory;            ///< empty: the install base as it is
+  std::map<std::string, std::string> moduleMap;
+  std::vector<std::string> modulePath;
+  std::optional<KeyMode> keyMode;
+  uint32_t memoryLimitBytes = 0;  ///< of each window; 0: none
+  bool signage = false;
+  bool loop = false;
+  std::optional<StartTime> startAt;
+  std::string shellSocket;  ///< empty: none
+};
+
+struct CommandLine {
+  enum class Kind { kRun, kHelp, kVersion, kWrong };
+  Kind kind = Kind::kRun;
+  std::string error;  ///< kWrong: what is wrong, and what would be right
+  LauncherOptions options;
+  /// What is left for the service: its options and the contents, without the program's name.
+  std::vector<std::string> windowArguments;
+};
+
+/// Takes the launcher's options out of a command line. `arguments` begins with the program's name.
+///
+/// A value of one of the service's options is never taken for an option of the launcher.
+/// "--modulemap" belongs to both: the kernel needs it, the service checks it.
+CommandLine ParseCommandLine(const std::vector<std::string>& arguments);
+
+/// The launcher's options for people. The service prints its own.
+std::string LauncherHelp();
+
+}  // namespace plexion_host
+
+#endif  // HOST_LAUNCHER_OPTIONS_COMMANDLINE_H_

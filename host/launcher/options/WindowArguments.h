@@ -1,0 +1,44 @@
+#ifndef HOST_LAUNCHER_OPTIONS_WINDOWARGUMENTS_H_
+#define HOST_LAUNCHER_OPTIONS_WINDOWARGUMENTS_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace plexion_host {
+
+/// One window's part of the command line.
+struct WindowLine {
+  std::vector<std::string> arguments;  ///< options, then the content
+  std::string content;
+  std::string keymap;  ///< empty: not given; so are those below
+  std::string mouseStream;
+  std::string locale;  ///< of this window or an earlier one: the service keeps it from one to
+                       ///< the next
+  bool keyMaster = false;
+  bool keepScreen = false;  ///< --noclearscreen
+};
+
+struct WindowLines {
+  std::vector<WindowLine> windows;
+  /// Empty, or what is wrong with the command line; `windows` are then those before that.
+  std::string error;
+};
+
+/// How many of the arguments behind `arguments[index]` are its values, by the service's syntax; 0
+/// for what is no option of the service.
+size_t ServiceValueCount(const std::vector<std::string>& arguments, size_t index);
+
+/// Takes a command line apart as the service does, window by window.
+///
+/// The service decides what is right and only answers yes or no; this finds the words for a no, and
+/// knows which window is which. `arguments` have no program name in front.
+WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWindows);
+
+/// The arguments as a vector of the C kind, with `program` in front and null behind. They stay in
+/// the vectors given, which must outlive it.
+std::vector<const char*> AsArgv(const char* program, const std::vector<std::string>& arguments);
+
+}  // namespace plexion_host
+
+#endif  // HOST_LAUNCHER_OPTIONS_WINDOWARGUMENTS_H_

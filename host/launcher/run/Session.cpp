@@ -1,0 +1,78 @@
+#include "host/launcher/run/Session.h"
+
+#include "qx/platform/IGraphicsDriver.h"
+
+namespace plexion_host {
+
+void Session::Error(const std::string& message) const {
+  kernel.GetConsole().PrintError("plexion: " + message + "\n");
+}
+
+void Session::ContentError(const std::string& content, const Ending& ending) {
+  const char* const name = service->StageWindowStatusToString(ending.status);
+  std::string cause = ending.message;
+  // A player that names the content itself, with or without its folder, need not be repeated.
+  for (const std::string& named : {content, content.substr(content.rfind('/') + 1)}) {
+    if (cause.compare(0, named.size() + 2, named + ": ") == 0) cause.erase(0, named.size() + 2);
+  }
+  Error(content + ": " + (name != nullptr ? name : "unknown status") +
+        (cause.empty() ? "" : ": " + cause));
+  someContentFailed = true;
+}
+
+qx::plexion::Dims Session::GetScreenDims() {
+  std::string error;
+  IQXModule* const module = kernel.TryAcquireModule("IGraphicsDriver", error);
+  if (module == nullptr) return {0, 0};
+  const qx::plexion::Dims dims =
+      static_cast<qx::platform::IGraphicsDriver*>(module)->GetScreenDims();
+  kernel.ReleaseModule(module);
+  return dims;
+}
+
+bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& content) {
+  if (!window.CreatePlanes()) return false;
+  if (window.GetOutputPlane() == nullptr) return true;
+  const qx::plexion::Dims screen = GetScreenDims();
+  const qx::plexion::Rect rect = window.GetRectOnScreen();
+  const auto x = static_cast<int32_t>(rect.x);
+  const auto y = static_cast<int32_t>(rect.y);
+  const bool right =
+      x >= static_cast<int64_t>(screen.width) || y >= static_cast<int64_t>(screen.height);
+  const bool left =
+      x + static_cast<int64_t>(rect.width) <= 0 || y + static_cast<int64_t>(rect.height) <= 0;
+  if (left || right) {
+    Error(content + ": nothing of it can be seen: its rectangle " + std::to_string(x) + "," +
+          std::to_string(y) + "," + std::to_string(rect.width) + "," + std::to_string(rect.height) +
+          " lies outside the screen of " + std::to_string(screen.width) + "x" +
+          std::to_string(screen.height));
+  }
+  return true;
+}
+
+void Session::OnFirstPlay() {
+  if (played_.exchange(true) || !options.snapshotAtMs || snapshot == nullptr) return;
+  control.SetSnapshotTimer(
+      ControlThread::Clock::now() + std::chrono::milliseconds(*options.snapshotAtMs),
+      [this] { snapshot->Take(""); });
+}
+
+void Session::OnLastWindow() {
+  control.CancelSnapshotTimer();
+  if (snapshot == nullptr || !played_) return;
+  snapshot->Take(options.snapshotAtMs ? "taken when the content ended, before " +
+                                            std::to_string(*options.snapshotAtMs) + " ms"
+                                      : "");
+}
+
+bool Session::WaitForStartTime() {
+  if (!options.startAt) return !windows.IsQuitting();
+  const auto now = std::chrono::system_clock::now();
+  const auto start = Resolve(*options.startAt, now);
+  if (start < now && !windows.IsQuitting()) {
+    Error("--start-at: that moment has passed; beginning at once");
+  }
+  return !windows.Board().WaitUntil(start, [this] { return windows.IsQuitting(); });
+}
+
+}  // namespace plexion_host

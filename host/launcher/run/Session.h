@@ -1,0 +1,84 @@
+#ifndef HOST_LAUNCHER_RUN_SESSION_H_
+#define HOST_LAUNCHER_RUN_SESSION_H_
+
+#include <atomic>
+#include <future>
+#include <string>
+
+#include "host/contracts/IHostDisplay.h"
+#include "host/kernel/HostKernel.h"
+#include "host/launcher/options/CommandLine.h"
+#include "host/launcher/run/ControlThread.h"
+#include "host/launcher/run/Snapshot.h"
+#include "host/launcher/run/WindowList.h"
+
+namespace plexion_host {
+
+/// What the parts of a run share. Everything outlives the run.
+struct Session {
+  Session(HostKernel& hostKernel, qx::plexion::IPlexionSets* plexion, WindowList& windowList,
+          ControlThread& controlThread, const LauncherOptions& launcherOptions)
+      : kernel(hostKernel),
+        service(plexion),
+        windows(windowList),
+        control(controlThread),
+        options(launcherOptions) {}
+
+  HostKernel& kernel;
+  qx::plexion::IPlexionSets* const service;
+  WindowList& windows;
+  ControlThread& control;
+  const LauncherOptions& options;
+  // Set by the main thread before SetDisplayOpen, read by others after WaitForDisplay.
+  IHostDisplay* display = nullptr;  ///< null with a graphics driver that needs no display loop
+  Snapshot* snapshot = nullptr;
+  /// The service's "--pause" stands on the command line and nobody has typed "go" yet.
+  std::atomic<bool> pausePending{false};
+  std::atomic<bool> someContentFailed{false};
+
+  /// Contents load while the display is being opened; said once, by the main thread: false when
+  /// there will be none and the run is at its end.
+  void SetDisplayOpen(bool open) { displayOpened_.set_value(open); }
+  /// Waits for that word. Before it nothing may be shown.
+  bool WaitForDisplay() { return displayOpen_.get(); }
+
+  /// "plexion: MESSAGE" on standard error.
+  void Error(const std::string& message) const;
+  /// Tells of a content that ended in an error, and remembers that there was one.
+  void ContentError(const std::string& content, const Ending& ending);
+  /// 0,0 when there is no screen.
+  qx::plexion::Dims GetScreenDims();
+  /// The window's own operation; a window that lies outside the screen is told of, and plays.
+  bool CreatePlanes(qx::plexion::StageWindow& window, const std::string& content);
+  /// First play: the timers that count from there.
+  void OnFirstPlay();
+  /// The last window is about to go: the picture, when it has not been taken yet.
+  void OnLastWindow();
+  /// Waits for --start-at, if any. Returns  false when the end was asked for meanwhile.
+  bool WaitForStartTime();
+
+ private:
+  std::promise<bool> displayOpened_;
+  const std::shared_future<bool> displayOpen_{displayOpened_.get_future()};
+  std::atomic<bool> played_{false};
+};
+
+/// Holds back presenting while it lives, so that several changes of planes appear in one frame.
+class OneFrame {
+ public:
+  explicit OneFrame(IHostDisplay* display) : display_(display) {
+    if (display_ != nullptr) display_->BeginUpdate();
+  }
+  ~OneFrame() {
+    if (display_ != nullptr) display_->EndUpdate();
+  }
+  OneFrame(const OneFrame&) = delete;
+  OneFrame& operator=(const OneFrame&) = delete;
+
+ private:
+  IHostDisplay* const display_;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_LAUNCHER_RUN_SESSION_H_

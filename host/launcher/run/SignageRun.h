@@ -1,0 +1,56 @@
+#ifndef HOST_LAUNCHER_RUN_SIGNAGERUN_H_
+#define HOST_LAUNCHER_RUN_SIGNAGERUN_H_
+
+#include <optional>
+#include <vector>
+
+#include "host/launcher/run/WindowOpener.h"
+
+namespace plexion_host {
+
+/// Plays contents one after the other without a gap. Runs on the service thread.
+///
+/// While one plays, a second thread opens the next, loads it, and has its first picture drawn on a
+/// plane below the current one, fully transparent. The switch is one frame: the next becomes
+/// opaque and the old one is hidden. The old window is destroyed afterwards, so the time that takes
+/// is not seen; until a next one is ready, the last picture of the old one stays.
+class SignageRun {
+ public:
+  /// `lines` must outlive the windows.
+  SignageRun(Session& session, const std::vector<WindowLine>& lines);
+
+  /// Returns  false when the run ended because no content can be played. Each that failed has been
+  /// reported.
+  bool Run();
+
+  /// A player runtime module could not be had. After Run only.
+  bool IsRuntimeMissing() const { return opener_.IsRuntimeMissing(); }
+
+ private:
+  /// Opens and loads the next content that can be played, below `current` (may be null).
+  /// Returns  none when the list is at its end, the end was asked for, or a whole round failed.
+  std::optional<OpenWindow> PrepareNext(const OpenWindow* current);
+  /// Returns  false when the content cannot be shown, which has been reported.
+  bool Prepare(const OpenWindow& next, const OpenWindow* current);
+  bool Load(const OpenWindow& next);
+  void Switch(const OpenWindow& next, const OpenWindow* previous);
+  /// Plays to the end. Notes whether the content could be seen.
+  void Play(const OpenWindow& current);
+
+  Session& session_;
+  const std::vector<WindowLine>& lines_;
+
+  // Of the thread that plays.
+  bool anySeen_ = false;
+  size_t unseenInRow_ = 0;  // contents that ended before a picture of theirs was seen
+
+  // Of the one that prepares; read by the other when that one has ended.
+  WindowOpener opener_;
+  size_t nextLine_ = 0;
+  bool roundFailed_ = false;  // one content after the other, as many as there are
+  bool firstLoad_ = true;
+};
+
+}  // namespace plexion_host
+
+#endif  // HOST_LAUNCHER_RUN_SIGNAGERUN_H_

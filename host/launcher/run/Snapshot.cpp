@@ -1,0 +1,24 @@
+#include "host/launcher/run/Snapshot.h"
+
+namespace plexion_host {
+
+void Snapshot::Take(const std::string& remark) {
+  if (file_.empty()) return;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (taken_) return;
+  taken_ = true;
+  std::string error = "this graphics driver cannot save pictures";
+  failed_ = display_ == nullptr || !display_->SaveSnapshot(file_, error);
+  if (failed_) {
+    console_.PrintError("plexion: --snapshot: " + file_ + ": " + error + "\n");
+  } else {
+    console_.Print("Snapshot: " + file_ + (remark.empty() ? "" : " (" + remark + ")") + "\n");
+  }
+}
+
+bool Snapshot::HasFailed() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return failed_;
+}
+
+}  // namespace plexion_host

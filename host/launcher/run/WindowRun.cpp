@@ -1,0 +1,203 @@
+#include "host/launcher/run/WindowRun.h"
+
+#include <cstring>
+#include <utility>
+
+#include "qx/platform/IGraphicsDriver.h"
+#include "qx/platform/IShell.h"
+#include "qx/plexion/StageWindowSet.h"
+
+namespace plexion_host {
+namespace {
+
+// Windows of one line begin together, unless one takes long to load: a stalled network must not
+// keep the others from playing.
+constexpr std::chrono::seconds kWaitForOthers{2};
+
+}  // namespace
+
+bool IsPauseWanted(HostKernel& kernel) {
+  for (int i = 0; i < kernel.GetArgc(); ++i) {
+    if (std::strcmp(kernel.GetArgv()[i], "--pause") == 0) return true;
+  }
+  return false;
+}
+
+void ReleasePause(HostKernel& kernel) {
+  std::string error;
+  auto* const shell = static_cast<qx::platform::IShell*>(kernel.TryAcquireModule("IShell", error));
+  if (shell == nullptr) return;
+  // The command belongs to whoever waits for it, who will take it back: it goes back first.
+  if (qx::platform::IShellCommand* const command = shell->UnregisterCommand("go")) {
+    shell->RegisterCommand("go", command);
+    char word[] = "go";
+    char argument[] = "--rundefault";
+    char* words[] = {word, argument, nullptr};
+    command->Execute(2, words);
+  }
+  kernel.ReleaseModule(shell);
+}
+
+Ending EndingOf(const OpenWindow& window) {
+  if (const auto ending = window.observer->GetEnding()) return *ending;
+  const qx::plexion::StageWindowStatus status = window.window->GetStageWindowStatus();
+  return {status, qx::plexion::IsTerminalStatus(status) ? "" : "the player refuses to go on"};
+}
+
+WindowRun::WindowRun(Session& session, const std::vector<OpenWindow>& windows) : session_(session) {
+  for (const OpenWindow& window : windows) items_.push_back({window});
+}
+
+void WindowRun::Run() {
+  if (items_.size() == 1) {
+    RunOne();
+  } else {
+    RunSeveral();
+  }
+}
+
+void WindowRun::RunOne() {
+  const OpenWindow& open = items_[0].open;
+  session_.pausePending = IsPauseWanted(session_.kernel);
+  const bool loaded = !session_.windows.IsQuitting() && open.window->LoadForLFD();
+  session_.pausePending = false;
+  if (loaded) {
+    // A slow load has only been begun.
+    session_.windows.Board().Wait([&] { return open.observer->IsReadyLocked(); });
+  }
+  session_.WaitForDisplay();
+  if (loaded && !open.observer->GetEnding() && CreatePlanes(0) && session_.WaitForStartTime()) {
+    session_.OnFirstPlay();
+    open.window->PlayForLFD();
+  }
+  Finish(0);
+}
+
+void WindowRun::WaitForGo() {
+  if (!IsPauseWanted(session_.kernel)) return;
+  // Before the question: whoever asks for the end from now on types "go" as well.
+  session_.pausePending = true;
+  if (!session_.windows.IsQuitting()) {
+    // Without a shell nobody could say it, and the service does not wait.
+    std::string error;
+    IQXModule* const shell = session_.kernel.TryAcquireModule("IShell", error);
+    if (shell != nullptr) {
+      session_.kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
+    }
+    session_.kernel.ReleaseModule(shell);
+    // A run of no windows is the wait for "go" and nothing else.
+    qx::plexion::StageWindowSet none;
+    session_.service->RunStageWindowSetToCompletion(none);
+  }
+  session_.pausePending = false;
+}
+
+void WindowRun::RunSeveral() {
+  WaitForGo();
+  for (Item& item : items_) item.refused = !item.open.window->LoadMVXAsync();
+  session_.WaitForDisplay();
+  for (size_t i = items_.size(); i-- > 0;) {
+    if (items_[i].refused && !items_[i].open.observer->GetEnding()) Finish(i);
+  }
+  while (!items_.empty()) {
+    if (Advance(MayPlayYet())) continue;
+    StatusBoard& board = session_.windows.Board();
+    const auto changed = [this] {
+      for (const Item& item : items_) {
+        const WindowObserver& observer = *item.open.observer;
+        if (observer.HasEndedLocked()) return true;
+        if (session_.windows.IsQuitting()) continue;  // nothing else will be begun
+        if (item.phase == Phase::kLoading && observer.IsLoadedLocked()) return true;
+        if (item.phase == Phase::kShown && observer.IsReadyLocked()) return true;
+      }
+      return false;
+    };
+    board.Wait(changed);
+  }
+}
+
+bool WindowRun::MayPlayYet() {
+  // Waits for those that are still loading, a while; the first answer is the answer for good.
+  StatusBoard& board = session_.windows.Board();
+  bool anyReady = false;
+  bool anyPlaying = false;
+  {
+    const std::lock_guard<std::mutex> lock(board.Mutex());
+    for (const Item& item : items_) {
+      anyPlaying = anyPlaying || item.phase == Phase::kPlaying;
+      anyReady = anyReady || (item.phase == Phase::kShown && item.open.observer->IsReadyLocked());
+    }
+  }
+  if (anyPlaying || !anyReady) return anyPlaying;
+  board.WaitUntil(StatusBoard::Clock::now() + kWaitForOthers, [this] {
+    for (const Item& item : items_) {
+      if (!item.open.observer->IsReadyLocked()) return false;
+    }
+    return true;
+  });
+  Advance(false);
+  return session_.WaitForStartTime();
+}
+
+bool WindowRun::Advance(bool mayPlay) {
+  bool moved = false;
+  for (size_t i = 0; i < items_.size();) {
+    Item& item = items_[i];
+    bool ended = false;
+    bool loaded = false;
+    bool ready = false;
+    {
+      const std::lock_guard<std::mutex> lock(session_.windows.Board().Mutex());
+      ended = item.open.observer->HasEndedLocked();
+      loaded = item.open.observer->IsLoadedLocked();
+      ready = item.open.observer->IsReadyLocked();
+    }
+    bool failed = false;
+    if (!ended && item.phase == Phase::kLoading && loaded) {
+      failed = !CreatePlanes(i);
+      item.phase = Phase::kShown;
+      moved = true;
+    } else if (!ended && item.phase == Phase::kShown && ready && mayPlay) {
+      session_.OnFirstPlay();
+      failed = !item.open.window->Play();
+      item.phase = Phase::kPlaying;
+      moved = true;
+    }
+    if (ended || failed) {
+      Finish(i);
+      moved = true;
+    } else {
+      ++i;
+    }
+  }
+  return moved;
+}
+
+bool WindowRun::CreatePlanes(size_t index) {
+  const OpenWindow& open = items_[index].open;
+  const OneFrame frame(session_.display);
+  if (!session_.CreatePlanes(*open.window, open.line->content)) return false;
+  // Windows lie as the command line names them, each above those before, whichever loads first.
+  qx::platform::OutputPlane* const plane = open.window->GetOutputPlane();
+  for (size_t i = index + 1; plane != nullptr && i < items_.size(); ++i) {
+    if (items_[i].phase == Phase::kLoading) continue;
+    qx::platform::OutputPlane* const above = items_[i].open.window->GetOutputPlane();
+    if (above == nullptr) continue;
+    plane->SetBelow(above);
+    break;
+  }
+  return true;
+}
+
+void WindowRun::Finish(size_t index) {
+  const OpenWindow open = items_[index].open;
+  items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
+  const Ending ending = EndingOf(open);
+  const bool ended = ending.status == qx::plexion::kStatusComplete;
+  // Whoever ends the run does not want to hear what it was ended in.
+  if (!ended && !session_.windows.IsQuitting()) session_.ContentError(open.line->content, ending);
+  if (items_.empty()) session_.OnLastWindow();
+  session_.windows.Destroy(open.window);
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,31 @@
+#ifndef HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_
+#define HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_
+
+#include <string>
+#include <vector>
+
+#include "host/player/application/document/XmlCheck.h"
+#include "host/player/application/stage/Stage.h"
+
+namespace plexion_host::player::application {
+
+constexpr double kSlowestRate = 1;
+constexpr double kFastestRate = 120;
+constexpr uint32_t kLargestStage = 8192;
+
+/// A script that belongs to a document: a file, or what stands in the document from a line on.
+struct ScriptReference {
+  std::string file;
+  std::string text;
+  unsigned line = 1;
+};
+
+/// Builds the stage that an application.xml describes; its format is in docs/application.md.
+/// Returns  false with `error` at the first thing that is not as described. The stage is then of
+///          no use.
+bool ReadDocument(const std::string& text, Stage& stage, std::vector<ScriptReference>& scripts,
+                  DocumentError& error);
+
+}  // namespace plexion_host::player::application
+
+#endif  // HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_

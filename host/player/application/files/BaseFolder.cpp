@@ -1,0 +1,168 @@
+#include "host/player/application/files/BaseFolder.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <system_error>
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr size_t kLongestName = 1024;
+constexpr size_t kMostListed = 10000;
+
+std::string Reason(int number) {
+  // What the kernel says of a way out is of no help to the author of an application.
+  if (number == EXDEV || number == ELOOP) return "it leads out of the application's folder";
+  return std::generic_category().message(number);
+}
+
+/// For kernels before 5.6: one component at a time, none of them a link, none of them upwards.
+int OpenStepByStep(int folder, const std::string& name, int flags) {
+  int current = dup(folder);
+  size_t begin = 0;
+  while (current >= 0 && begin <= name.size()) {
+    const size_t slash = std::min(name.find('/', begin), name.size());
+    const std::string part = name.substr(begin, slash - begin);
+    begin = slash + 1;
+    if (part.empty() || part == ".") continue;
+    int next = -1;
+    if (part == "..") {
+      errno = EXDEV;
+    } else {
+      const bool last = begin > name.size();
+      next = openat(current, part.c_str(),
+                    O_NOFOLLOW | O_CLOEXEC | (last ? flags : O_RDONLY | O_DIRECTORY));
+    }
+    const int reason = errno;
+    close(current);
+    errno = reason;
+    current = next;
+  }
+  return current;
+}
+
+}  // namespace
+
+OpenFile& OpenFile::operator=(OpenFile&& other) noexcept {
+  if (this != &other) {
+    if (descriptor_ >= 0) close(descriptor_);
+    descriptor_ = other.descriptor_;
+    other.descriptor_ = -1;
+  }
+  return *this;
+}
+
+OpenFile::~OpenFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+bool BaseFolder::Open(const std::string& path, std::string& error) {
+  // The way to the base is the operator's and may lead over links.
+  folder_ = OpenFile(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  path_ = path;
+  if (folder_.IsOpen()) return true;
+  error = "cannot open the folder \"" + path + "\": " + std::generic_category().message(errno);
+  return false;
+}
+
+OpenFile BaseFolder::OpenInside(std::string_view name, int flags, std::string& error) const {
+  const std::string shown = "\"" + std::string(name.substr(0, 200)) + "\"";
+  if (name.size() > kLongestName || name.find('\0') != std::string_view::npos) {
+    error = "cannot open " + shown + ": expected a file name of at most " +
+            std::to_string(kLongestName) + " bytes without a zero byte";
+    return OpenFile();
+  }
+  if (name.find("://") != std::string_view::npos) {
+    error = "cannot open " + shown +
+            ": it is an address; an application reads the files of its folder and nothing else";
+    return OpenFile();
+  }
+  if (!name.empty() && name[0] == '/') {
+    error = "cannot open " + shown +
+            ": expected a name inside the application's folder, not one from the top";
+    return OpenFile();
+  }
+  const std::string inside = name.empty() ? "." : std::string(name);
+  // Not blocking: opening a pipe would wait for its writer.
+  flags |= O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  struct open_how how = {};
+  how.flags = static_cast<uint64_t>(flags);
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  int descriptor = static_cast<int>(
+      syscall(SYS_openat2, folder_.Descriptor(), inside.c_str(), &how, sizeof how));
+  if (descriptor < 0 && (errno == ENOSYS || errno == EPERM)) {
+    descriptor = OpenStepByStep(folder_.Descriptor(), inside, flags);
+  }
+  if (descriptor < 0) error = "cannot open " + shown + ": " + Reason(errno);
+  return OpenFile(descriptor);
+}
+
+OpenFile BaseFolder::OpenRegular(std::string_view name, std::string& error) const {
+  OpenFile file = OpenInside(name, 0, error);
+  if (!file.IsOpen()) return file;
+  struct stat status = {};
+  if (fstat(file.Descriptor(), &status) == 0 && S_ISREG(status.st_mode)) return file;
+  error = "cannot open \"" + std::string(name) + "\": it is not a file";
+  return OpenFile();
+}
+
+OpenFile BaseFolder::OpenFolder(std::string_view name, std::string& error) const {
+  return OpenInside(name, O_DIRECTORY, error);
+}
+
+bool BaseFolder::Read(std::string_view name, uint64_t limitBytes, std::string& bytes,
+                      std::string& error) const {
+  const OpenFile file = OpenRegular(name, error);
+  if (!file.IsOpen()) return false;
+  bytes.clear();
+  char chunk[65536];
+  for (;;) {
+    const ssize_t got = read(file.Descriptor(), chunk, sizeof chunk);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      error = "cannot read \"" + std::string(name) + "\": " + Reason(errno);
+      return false;
+    }
+    if (got == 0) return true;
+    bytes.append(chunk, static_cast<size_t>(got));
+    if (bytes.size() > limitBytes) {
+      error = "\"" + std::string(name) + "\" has more than the " + std::to_string(limitBytes) +
+              " bytes that are allowed";
+      return false;
+    }
+  }
+}
+
+bool BaseFolder::List(std::string_view name, std::vector<std::string>& names,
+                      std::string& error) const {
+  OpenFile folder = OpenFolder(name, error);
+  if (!folder.IsOpen()) return false;
+  std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(dup(folder.Descriptor())), closedir);
+  if (stream == nullptr) {
+    error = "cannot list \"" + std::string(name) + "\": " + Reason(errno);
+    return false;
+  }
+  while (const dirent* entry = readdir(stream.get())) {
+    if (entry->d_name[0] == '.') continue;
+    if (names.size() >= kMostListed) {
+      error =
+          "\"" + std::string(name) + "\" holds more than " + std::to_string(kMostListed) + " files";
+      return false;
+    }
+    names.push_back(entry->d_name);
+    if (entry->d_type == DT_DIR) names.back() += '/';
+  }
+  std::sort(names.begin(), names.end());
+  return true;
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,96 @@
+#include "host/player/application/files/FileWatch.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <system_error>
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
+
+}  // namespace
+
+FileWatch::~FileWatch() {
+  if (!thread_.joinable()) return;
+  const uint64_t one = 1;
+  while (write(stop_.Descriptor(), &one, sizeof one) < 0 && errno == EINTR) {
+  }
+  thread_.join();
+}
+
+bool FileWatch::Add(const BaseFolder& base, const std::string& name, std::string& error) {
+  if (!events_.IsOpen()) {
+    events_ = OpenFile(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    stop_ = OpenFile(eventfd(0, EFD_CLOEXEC));
+    if (!events_.IsOpen() || !stop_.IsOpen()) {
+      error = "files cannot be watched: " + std::generic_category().message(errno);
+      return false;
+    }
+    thread_ = std::thread([this] { Run(); });
+  }
+  std::string file;
+  std::string ignored;
+  OpenFile folder = base.OpenFolder(name, ignored);
+  if (!folder.IsOpen()) {
+    const size_t slash = name.rfind('/');
+    file = slash == std::string::npos ? name : name.substr(slash + 1);
+    folder = base.OpenFolder(slash == std::string::npos ? "" : name.substr(0, slash), error);
+    if (!folder.IsOpen()) return false;
+  }
+  // The kernel resolves this name to the open folder itself, so nothing else is ever watched.
+  const int watch = inotify_add_watch(events_.Descriptor(), folder.Path().c_str(), kEvents);
+  if (watch < 0) {
+    error = "\"" + name + "\" cannot be watched: " + std::generic_category().message(errno);
+    return false;
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  entries_.push_back({watch, file, name});
+  return true;
+}
+
+std::vector<std::string> FileWatch::TakeChanged() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<std::string> names(changed_.begin(), changed_.end());
+  changed_.clear();
+  return names;
+}
+
+void FileWatch::Run() {
+  pthread_setname_np(pthread_self(), "PlexionFiles");
+  for (;;) {
+    pollfd waits[] = {{events_.Descriptor(), POLLIN, 0}, {stop_.Descriptor(), POLLIN, 0}};
+    if (poll(waits, 2, -1) < 0) continue;
+    if (waits[1].revents != 0) return;
+    ReadEvents();
+  }
+}
+
+void FileWatch::ReadEvents() {
+  alignas(inotify_event) char buffer[4096];
+  const ssize_t size = read(events_.Descriptor(), buffer, sizeof buffer);
+  bool changed = false;
+  for (ssize_t at = 0; at < size;) {
+    const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+    at += static_cast<ssize_t>(sizeof *event + event->len);
+    const std::string file = event->len > 0 ? event->name : "";
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (const Entry& entry : entries_) {
+      const bool overflow = (event->mask & IN_Q_OVERFLOW) != 0;
+      if (!overflow && (entry.watch != event->wd || (!entry.file.empty() && entry.file != file))) {
+        continue;
+      }
+      changed_.insert(entry.name);
+      changed = true;
+    }
+  }
+  if (changed) wake_();
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,205 @@
+#include "host/player/application/played/EmbeddedPlayer.h"
+
+#include <math.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "host/player/content/ContentProbe.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr double kNanoseconds = 1e9;
+constexpr double kNever = std::numeric_limits<double>::infinity();
+
+}  // namespace
+
+EmbeddedPlayer::~EmbeddedPlayer() {
+  Cancel();
+  if (loader_.joinable()) loader_.join();
+  engine_.reset();
+}
+
+void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed) {
+  file_ = std::move(file);
+  settings_ = host_.Settings();
+  settings_.loops = static_cast<uint64_t>(loops);
+  settings_.loopsGiven = true;
+  settings_.speed = speed;
+  try {
+    loader_ = std::thread([this, name] {
+      pthread_setname_np(pthread_self(), "PlexionLoad");
+      Load(name);
+    });
+  } catch (const std::system_error&) {
+    // No thread to be had: late is better than not at all.
+    Load(name);
+  }
+}
+
+void EmbeddedPlayer::Load(const std::string& name) {
+  ContentAddress address;
+  address.path = file_.Path();
+  address.name = name;
+  std::string error;
+  if (!TryLoad(address, error) && error.empty()) error = "it cannot be opened";
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    failure_ = error;
+    loaded_ = true;
+  }
+  loadedChanged_.notify_all();
+  RequestFrame();
+}
+
+bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) {
+  EngineError reason;
+  ProbeResult probe;
+  if (!ProbeContent(address, probe, reason)) {
+    error = reason.message;
+    return false;
+  }
+  if (probe.kind == ContentKind::kApplication) {
+    error = "it is an application; expected a movie or a medium";
+    return false;
+  }
+  std::unique_ptr<Engine> engine = engines_.OpenEngine(address, *this, reason);
+  if (engine == nullptr || !engine->Load(address, facts_, reason)) {
+    error = reason.message;
+    return false;
+  }
+  if (facts_.stageDims.width == 0 || facts_.stageDims.height == 0) {
+    error = "it has no size";
+    return false;
+  }
+  engine_ = std::move(engine);
+  return true;
+}
+
+EmbeddedPlayer::State EmbeddedPlayer::TakeLoaded() {
+  if (state_ != State::kLoading) return state_;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!loaded_) return State::kLoading;
+  }
+  // All that it still does is to ask for a frame.
+  if (loader_.joinable()) loader_.join();
+  state_ = engine_ == nullptr ? State::kFailed : State::kReady;
+  if (engine_ != nullptr) {
+    timeline_ =
+        Timeline(facts_.framesPerSecond, facts_.frameCount, settings_.loops, settings_.speed);
+    engine_->SetVolume(volume_);
+  }
+  return state_;
+}
+
+void EmbeddedPlayer::WaitUntilLoaded(std::chrono::milliseconds most) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  loadedChanged_.wait_for(lock, most, [this] { return loaded_; });
+}
+
+void EmbeddedPlayer::SetVolume(double volume) {
+  if (volume == volume_) return;
+  volume_ = volume;
+  if (state_ == State::kReady) engine_->SetVolume(volume);
+}
+
+bool EmbeddedPlayer::Advance(double seconds, bool playing) {
+  if (state_ != State::kReady) return false;
+  const auto now = static_cast<Timeline::Time>(llround(seconds * kNanoseconds));
+  if (playing != playing_) {
+    playing_ = playing;
+    engine_->SetPlaying(playing);
+    playing ? timeline_.Start(now) : timeline_.Stop(now);
+  }
+  const bool requested = frameRequested_.exchange(false);
+  if (completeRequested_.exchange(false)) ended_ = true;
+  uint64_t due = position_;
+  if (facts_.framesPerSecond > 0 && !ended_ && timeline_.IsRunning()) {
+    due = std::max(timeline_.PositionAt(now), position_);
+    if (due >= timeline_.EndPosition()) {
+      due = timeline_.EndPosition() - 1;
+      ended_ = true;
+    }
+  }
+  if (due < nextPosition_ && !requested) return false;
+  FrameStep step;
+  step.frame = timeline_.FrameOf(due);
+  step.pass = timeline_.PassOf(due);
+  step.position = position_ = due;
+  step.playing = playing;
+  const StepResult result = engine_->Advance(step);
+  nextPosition_ = ended_ ? kNoFrame : std::max(result.nextPosition, due + 1);
+  changed_ = changed_ || result.changed;
+  return result.changed;
+}
+
+double EmbeddedPlayer::NextMoment() const {
+  if (state_ != State::kReady || ended_ || !timeline_.IsRunning()) return kNever;
+  // What stands still comes to its end all the same.
+  const uint64_t next = std::min(nextPosition_, timeline_.EndPosition());
+  const Timeline::Time deadline = timeline_.DeadlineOf(next);
+  return deadline == IQXKernel::kInfinite ? kNever : static_cast<double>(deadline) / kNanoseconds;
+}
+
+bool EmbeddedPlayer::TakeEnded() {
+  if (!ended_ || endTaken_) return false;
+  endTaken_ = true;
+  return true;
+}
+
+std::string EmbeddedPlayer::Failure() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return failure_;
+}
+
+PlayedPixels EmbeddedPlayer::Render(uint32_t width, uint32_t height) {
+  if (state_ != State::kReady) return {};
+  const bool resized = pixelDims_.width != width || pixelDims_.height != height;
+  const size_t bytes = size_t{width} * height * sizeof(uint32_t);
+  if (resized && !pixels_.Resize(host_.Memory(), bytes)) {
+    pixelDims_ = {0, 0};
+    return {};
+  }
+  pixelDims_ = {width, height};
+  if (resized || changed_) {
+    DrawTarget target;
+    target.pixels = pixels_.As<uint32_t>();
+    target.pitchBytes = width * static_cast<uint32_t>(sizeof(uint32_t));
+    target.dims = pixelDims_;
+    target.bgAlpha = 0;
+    target.everything = resized;
+    engine_->Draw(target);
+    changed_ = false;
+  }
+  return {pixels_.As<uint32_t>(), width, height};
+}
+
+void EmbeddedPlayer::RequestFrame() {
+  frameRequested_ = true;
+  host_.RequestFrame();
+}
+
+void EmbeddedPlayer::Complete() {
+  completeRequested_ = true;
+  RequestFrame();
+}
+
+void EmbeddedPlayer::Fail(const EngineError& error) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    failure_ = error.message;
+  }
+  Complete();
+}
+
+void EmbeddedPlayer::Notify(qx::plexion::StageWindowStatus event, const std::string& message) {
+  host_.Notify(event, message);
+}
+
+}  // namespace plexion_host::player::application

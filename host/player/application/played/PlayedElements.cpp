@@ -1,0 +1,181 @@
+#include "host/player/application/played/PlayedElements.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr std::chrono::milliseconds kGlance{20};
+constexpr long kLargestSide = 8192;
+
+bool IsPlayed(const Element& element) {
+  return element.kind == ElementKind::kMovie || element.kind == ElementKind::kMedia;
+}
+
+}  // namespace
+
+void PlayedElements::CollectWanted(Element& element, bool seen) {
+  seen = seen && element.visible && element.opacity > 0 && element.scale > 0;
+  if (IsPlayed(element) && !element.src.empty() && (seen || element.preload)) {
+    wanted_.emplace_back(&element, seen);
+  }
+  for (const auto& child : element.children) CollectWanted(*child, seen);
+}
+
+void PlayedElements::Refuse(Element& element, const std::string& reason) {
+  element.playState = PlayState::kFailed;
+  element.failure = reason;
+  host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
+               std::string("<") + NameOf(element.kind) + "> \"" + element.src + "\": " + reason);
+  events_.push_back({element.handle, PlayedEvent::kFailed, reason});
+}
+
+void PlayedElements::Retire(std::shared_ptr<EmbeddedPlayer> player) {
+  if (player == nullptr || player->TakeLoaded() != EmbeddedPlayer::State::kLoading) return;
+  player->Cancel();
+  retired_.push_back(std::move(player));
+}
+
+void PlayedElements::Restart(uint32_t element) {
+  const auto found = players_.find(element);
+  if (found != players_.end()) found->second.restart = true;
+}
+
+void PlayedElements::Open(Element& element, Playing& each) {
+  each.restart = false;
+  Retire(std::move(each.coming));
+  each.coming = nullptr;
+  element.failure.clear();
+  std::string error;
+  OpenFile file = base_.OpenRegular(element.src, error);
+  if (!file.IsOpen()) {
+    each.shown = nullptr;
+    element.resource = nullptr;
+    stage_.TouchPicture(element);
+    Refuse(element, error);
+    return;
+  }
+  each.coming = std::make_shared<EmbeddedPlayer>(host_, engines_);
+  each.coming->SetVolume(element.volume);
+  each.coming->Open(std::move(file), element.src, element.loop, element.speed);
+  element.playState = PlayState::kLoading;
+  if (each.shown == nullptr) element.resource = each.coming;
+}
+
+void PlayedElements::TakeComing(Element& element, Playing& each) {
+  const EmbeddedPlayer::State state = each.coming->TakeLoaded();
+  if (state == EmbeddedPlayer::State::kLoading) return;
+  const std::shared_ptr<EmbeddedPlayer> player = std::exchange(each.coming, nullptr);
+  stage_.TouchPicture(element);
+  if (state == EmbeddedPlayer::State::kFailed) {
+    each.shown = nullptr;
+    element.resource = nullptr;
+    Refuse(element, player->Failure());
+    return;
+  }
+  if (element.width == 0 && element.height == 0) {
+    element.width = player->AuthoredDims().width;
+    element.height = player->AuthoredDims().height;
+  }
+  each.shown = player;
+  element.resource = player;
+  element.playState = PlayState::kReady;
+  events_.push_back({element.handle, PlayedEvent::kReady, ""});
+}
+
+void PlayedElements::Move(Element& element, bool seen, double now, bool playing) {
+  Playing& each = players_[element.handle];
+  each.round = round_;
+  // What comes to be seen once more plays from its beginning; so it is made ready for that as soon
+  // as it is out of sight.
+  if (each.wasSeen && !seen) each.restart = true;
+  each.wasSeen = seen;
+  if (each.restart) Open(element, each);
+  if (each.coming != nullptr) TakeComing(element, each);
+  if (each.shown == nullptr) return;
+  each.shown->SetVolume(element.volume);
+  const bool plays = playing && seen && !element.paused;
+  if (plays && element.playState == PlayState::kReady) element.playState = PlayState::kPlaying;
+  if (each.shown->Advance(now, plays)) stage_.TouchPicture(element);
+  if (!each.shown->TakeEnded() || each.coming != nullptr) return;
+  const std::string failure = each.shown->Failure();
+  if (!failure.empty()) {
+    Refuse(element, failure);
+    return;
+  }
+  element.playState = PlayState::kEnded;
+  events_.push_back({element.handle, PlayedEvent::kEnded, ""});
+}
+
+std::vector<PlayedEvent> PlayedElements::Advance(double now, bool playing) {
+  ++round_;
+  wanted_.clear();
+  CollectWanted(stage_.Backdrop(), true);
+  for (const auto& scene : stage_.Scenes()) {
+    const Element* root = scene.get();
+    CollectWanted(*scene, root == stage_.CurrentScene() || root == stage_.LeavingScene());
+  }
+  CollectWanted(stage_.Overlay(), true);
+  for (const auto& [element, seen] : wanted_) Move(*element, seen, now, playing);
+
+  for (auto at = players_.begin(); at != players_.end();) {
+    if (at->second.round == round_) {
+      ++at;
+      continue;
+    }
+    if (Element* element = stage_.FindByHandle(at->first)) {
+      element->resource = nullptr;
+      element->playState = PlayState::kIdle;
+    }
+    Retire(std::move(at->second.coming));
+    at = players_.erase(at);
+  }
+  retired_.erase(std::remove_if(retired_.begin(), retired_.end(),
+                                [](const auto& player) {
+                                  return player->TakeLoaded() != EmbeddedPlayer::State::kLoading;
+                                }),
+                 retired_.end());
+  return std::exchange(events_, {});
+}
+
+void PlayedElements::WaitUntilLoaded(std::chrono::milliseconds most) {
+  const auto end = std::chrono::steady_clock::now() + most;
+  for (const auto& each : players_) {
+    EmbeddedPlayer* player = each.second.coming.get();
+    if (player == nullptr) continue;
+    while (!host_.Cancelled() && player->TakeLoaded() == EmbeddedPlayer::State::kLoading &&
+           std::chrono::steady_clock::now() < end) {
+      player->WaitUntilLoaded(kGlance);
+    }
+  }
+}
+
+double PlayedElements::NextMoment() const {
+  double next = std::numeric_limits<double>::infinity();
+  for (const auto& each : players_) {
+    if (each.second.shown != nullptr) next = std::min(next, each.second.shown->NextMoment());
+  }
+  return next;
+}
+
+PlayedPixels PlayedElements::Render(Element& element, double width, double height) {
+  const auto found = players_.find(element.handle);
+  if (found == players_.end() || found->second.shown == nullptr) return {};
+  EmbeddedPlayer& player = *found->second.shown;
+  const qx::plexion::Dims authored = player.AuthoredDims();
+  const double scaleX = width / authored.width;
+  const double scaleY = height / authored.height;
+  const double scale =
+      element.fit == kFitContain ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
+  const auto side = [scale](uint32_t units) {
+    return static_cast<uint32_t>(std::clamp(lround(units * scale), 1L, kLargestSide));
+  };
+  return player.Render(side(authored.width), side(authored.height));
+}
+
+}  // namespace plexion_host::player::application

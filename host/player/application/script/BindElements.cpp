@@ -1,0 +1,301 @@
+// Elements as a script sees them: properties as fields, and a few methods.
+#include <math.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "host/player/application/script/ElementBinding.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr char kElementType[] = "element";
+// Keys of tables in the registry.
+char elementCache;
+char elementMethods;
+
+void PushProperty(lua_State* state, const Element& element, const Property& property) {
+  switch (property.type) {
+    case ValueType::kNumber:
+      lua_pushnumber(state, element.*property.number);
+      break;
+    case ValueType::kFlag:
+      lua_pushboolean(state, element.*property.flag ? 1 : 0);
+      break;
+    case ValueType::kText: {
+      const std::string& text = element.*property.text;
+      lua_pushlstring(state, text.data(), text.size());
+      break;
+    }
+    case ValueType::kColour:
+      lua_pushstring(state, WriteColour(element.*property.colour).c_str());
+      break;
+    case ValueType::kChoice:
+      lua_pushstring(state, ChoiceWord(property, element.*property.choice).c_str());
+      break;
+  }
+}
+
+/// Sets a property from the value at `index`; what stays the same is not drawn again.
+void SetProperty(lua_State* state, Element& element, const Property& property, int index) {
+  std::string error;
+  bool good = true;
+  bool changed = true;
+  if (property.type == ValueType::kNumber) {
+    if (lua_type(state, index) != LUA_TNUMBER) {
+      Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
+                       " value; expected " + Expected(property));
+    }
+    const double before = element.*property.number;
+    good = SetNumber(element, property, lua_tonumber(state, index), error);
+    changed = element.*property.number != before;
+  } else if (property.type == ValueType::kFlag) {
+    if (lua_type(state, index) != LUA_TBOOLEAN) {
+      Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
+                       " value; expected true or false");
+    }
+    const bool value = lua_toboolean(state, index) != 0;
+    changed = element.*property.flag != value;
+    element.*property.flag = value;
+  } else {
+    if (lua_isstring(state, index) == 0) {
+      Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
+                       " value; expected " + Expected(property));
+    }
+    // A number becomes its text in a copy, so that the script's own value stays a number.
+    lua_pushvalue(state, index);
+    size_t length = 0;
+    const char* text = lua_tolstring(state, -1, &length);
+    Element before;
+    if (property.text != nullptr) before.*property.text = element.*property.text;
+    if (property.colour != nullptr) before.*property.colour = element.*property.colour;
+    if (property.choice != nullptr) before.*property.choice = element.*property.choice;
+    good = SetFromText(element, property, {text, length}, error);
+    changed =
+        (property.text != nullptr && before.*property.text != element.*property.text) ||
+        (property.colour != nullptr && !(before.*property.colour == element.*property.colour)) ||
+        (property.choice != nullptr && before.*property.choice != element.*property.choice);
+    lua_pop(state, 1);
+  }
+  if (!good) Raise(state, error);
+  if (changed) Behaviour::Of(state).GetWorld().stage.Touch(element, property);
+}
+
+/// What can be read but not set. Returns  false when there is no such field.
+bool PushFact(lua_State* state, const Element& element, const std::string& name) {
+  Behaviour& self = Behaviour::Of(state);
+  if (name == "id") {
+    lua_pushstring(state, element.id.c_str());
+  } else if (name == "kind") {
+    lua_pushstring(state, NameOf(element.kind));
+  } else if (name == "parent") {
+    if (element.parent == nullptr) {
+      lua_pushnil(state);
+    } else {
+      self.PushElement(state, *element.parent);
+    }
+  } else if (name == "state" &&
+             (element.kind == ElementKind::kMovie || element.kind == ElementKind::kMedia)) {
+    lua_pushstring(state, NameOf(element.playState));
+  } else if (name == "failure" && FindProperty(element.kind, "src") != nullptr) {
+    lua_pushlstring(state, element.failure.data(), element.failure.size());
+  } else if (name == "textWidth" && element.kind == ElementKind::kText) {
+    lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.width);
+  } else if (name == "textHeight" && element.kind == ElementKind::kText) {
+    lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.height);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+int GetField(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  const std::string name = CheckName(state, 2);
+  lua_rawgetp(state, LUA_REGISTRYINDEX, &elementMethods);
+  if (lua_getfield(state, -1, name.c_str()) != LUA_TNIL) return 1;
+  if (PushFact(state, element, name)) return 1;
+  PushProperty(state, element, CheckProperty(state, element, name));
+  return 1;
+}
+
+int SetField(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  const std::string name = CheckName(state, 2);
+  SetProperty(state, element, CheckProperty(state, element, name), 3);
+  return 0;
+}
+
+int Describe(lua_State* state) {
+  const auto* handle = static_cast<uint32_t*>(luaL_checkudata(state, 1, kElementType));
+  const Element* element = Behaviour::Of(state).GetWorld().stage.FindByHandle(*handle);
+  if (element == nullptr) {
+    lua_pushliteral(state, "element (removed)");
+  } else {
+    lua_pushfstring(state, "%s \"%s\"", NameOf(element->kind), element->id.c_str());
+  }
+  return 1;
+}
+
+int Find(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  if (Element* found = Stage::FindBelow(element, CheckName(state, 2))) {
+    Behaviour::Of(state).PushElement(state, *found);
+  } else {
+    lua_pushnil(state);
+  }
+  return 1;
+}
+
+/// Loads what it shows once more; movies and media begin again.
+int Restart(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Behaviour::Of(state).GetWorld().stage.Touch(element, CheckProperty(state, element, "src"));
+  return 0;
+}
+
+int Contains(lua_State* state) {
+  const Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  const Element* at = &Behaviour::Of(state).CheckElement(state, 2);
+  while (at != nullptr && at != &element) at = at->parent;
+  lua_pushboolean(state, at == nullptr ? 0 : 1);
+  return 1;
+}
+
+int Children(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  lua_createtable(state, static_cast<int>(element.children.size()), 0);
+  lua_Integer index = 0;
+  for (const auto& child : element.children) {
+    Behaviour::Of(state).PushElement(state, *child);
+    lua_rawseti(state, -2, ++index);
+  }
+  return 1;
+}
+
+int Remove(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  if (!Behaviour::Of(state).GetWorld().stage.Remove(element)) {
+    Raise(state, "a scene, the backdrop or the overlay cannot be removed");
+  }
+  return 0;
+}
+
+int Set(lua_State* state) {
+  SetProperties(state, Behaviour::Of(state).CheckElement(state, 1), 2);
+  lua_settop(state, 1);
+  return 1;
+}
+
+int Clone(lua_State* state) {
+  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Element* parent =
+      lua_isnoneornil(state, 2) ? element.parent : &Behaviour::Of(state).CheckElement(state, 2);
+  if (parent == nullptr) Raise(state, "a scene, the backdrop or the overlay cannot be cloned");
+  std::string error;
+  Element* copy = Behaviour::Of(state).GetWorld().stage.Clone(element, *parent, error);
+  if (copy == nullptr) Raise(state, error);
+  if (!lua_isnoneornil(state, 3)) SetProperties(state, *copy, 3);
+  Behaviour::Of(state).PushElement(state, *copy);
+  return 1;
+}
+
+}  // namespace
+
+std::string CheckName(lua_State* state, int index) {
+  size_t length = 0;
+  const char* text = luaL_checklstring(state, index, &length);
+  return std::string(text, length);
+}
+
+[[noreturn]] void Raise(lua_State* state, const std::string& message) {
+  luaL_error(state, "%s", message.c_str());
+  abort();  // an error of a script never comes back to here
+}
+
+const Property& CheckProperty(lua_State* state, const Element& element, const std::string& name) {
+  const Property* property = FindProperty(element.kind, name);
+  if (property == nullptr) {
+    Raise(state, std::string("a ") + NameOf(element.kind) + " has no property \"" + name + "\"");
+  }
+  return *property;
+}
+
+void SetProperties(lua_State* state, Element& element, int index) {
+  luaL_checktype(state, index, LUA_TTABLE);
+  lua_pushnil(state);
+  while (lua_next(state, index) != 0) {
+    if (lua_type(state, -2) != LUA_TSTRING) Raise(state, "expected names of properties");
+    const std::string name = lua_tostring(state, -2);
+    if (name == "id") {
+      if (!Behaviour::Of(state).GetWorld().stage.SetId(element, CheckName(state, -1))) {
+        Raise(state, "id \"" + CheckName(state, -1) + "\" is taken; expected one of its own");
+      }
+    } else {
+      SetProperty(state, element, CheckProperty(state, element, name), lua_gettop(state));
+    }
+    lua_pop(state, 1);
+  }
+}
+
+void Behaviour::PushElementOrNil(lua_State* state, const Element* element) {
+  if (element == nullptr) {
+    lua_pushnil(state);
+  } else {
+    PushElement(state, *element);
+  }
+}
+
+void Behaviour::PushElement(lua_State* state, const Element& element) {
+  // One object for one element, so that a script can compare them and use them as keys.
+  lua_rawgetp(state, LUA_REGISTRYINDEX, &elementCache);
+  if (lua_rawgeti(state, -1, element.handle) == LUA_TUSERDATA) {
+    lua_remove(state, -2);
+    return;
+  }
+  lua_pop(state, 1);
+  auto* handle = static_cast<uint32_t*>(lua_newuserdatauv(state, sizeof(uint32_t), 0));
+  *handle = element.handle;
+  luaL_setmetatable(state, kElementType);
+  lua_pushvalue(state, -1);
+  lua_rawseti(state, -3, element.handle);
+  lua_remove(state, -2);
+}
+
+Element& Behaviour::CheckElement(lua_State* state, int index) {
+  const auto* handle = static_cast<uint32_t*>(luaL_checkudata(state, index, kElementType));
+  Element* element = world_.stage.FindByHandle(*handle);
+  if (element == nullptr) {
+    luaL_argerror(state, index, "this element has been removed");
+    abort();  // does not come back either
+  }
+  return *element;
+}
+
+void BindElements(lua_State* state) {
+  lua_newtable(state);
+  lua_newtable(state);
+  lua_pushliteral(state, "v");
+  lua_setfield(state, -2, "__mode");
+  lua_setmetatable(state, -2);
+  lua_rawsetp(state, LUA_REGISTRYINDEX, &elementCache);
+
+  const luaL_Reg methods[] = {
+      {"animate", AnimateElement}, {"stop", StopElement}, {"find", Find}, {"children", Children},
+      {"remove", Remove},          {"clone", Clone},      {"set", Set},   {"contains", Contains},
+      {"restart", Restart},        {nullptr, nullptr}};
+  luaL_newlib(state, methods);
+  lua_rawsetp(state, LUA_REGISTRYINDEX, &elementMethods);
+
+  luaL_newmetatable(state, kElementType);
+  const luaL_Reg metamethods[] = {{"__index", GetField},
+                                  {"__newindex", SetField},
+                                  {"__tostring", Describe},
+                                  {nullptr, nullptr}};
+  luaL_setfuncs(state, metamethods, 0);
+  lua_pushliteral(state, "element");
+  lua_setfield(state, -2, "__metatable");
+  lua_pop(state, 1);
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,148 @@
+// Files of the application, as text, JSON or CSV, and scripts that come in several files.
+#include <string>
+
+#include "host/player/application/script/Behaviour.h"
+#include "host/player/application/script/DataToLua.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr uint64_t kLargestData = 8 * 1024 * 1024;
+constexpr uint64_t kLargestScript = 1024 * 1024;
+
+std::string CheckText(lua_State* state, int index) {
+  size_t length = 0;
+  const char* text = luaL_checklstring(state, index, &length);
+  return std::string(text, length);
+}
+
+char OptionalSeparator(lua_State* state, int index) {
+  size_t length = 0;
+  const char* text = luaL_optlstring(state, index, ",", &length);
+  if (length != 1 || *text == '"' || *text == '\n' || *text == '\r') {
+    luaL_argerror(state, index, "expected one character");
+  }
+  return *text;
+}
+
+bool ReadData(lua_State* state, const std::string& name, std::string& bytes, std::string& error) {
+  Script::Of(state).CheckTime(state);
+  return Behaviour::Of(state).GetWorld().base.Read(name, kLargestData, bytes, error);
+}
+
+int Read(lua_State* state) {
+  std::string bytes;
+  std::string error;
+  if (!ReadData(state, CheckText(state, 1), bytes, error)) return PushFailure(state, error);
+  lua_pushlstring(state, bytes.data(), bytes.size());
+  return 1;
+}
+
+int Exists(lua_State* state) {
+  std::string error;
+  const World& world = Behaviour::Of(state).GetWorld();
+  lua_pushboolean(state, world.base.OpenRegular(CheckText(state, 1), error).IsOpen() ? 1 : 0);
+  return 1;
+}
+
+int List(lua_State* state) {
+  std::vector<std::string> names;
+  std::string error;
+  const std::string folder = lua_isnoneornil(state, 1) ? std::string() : CheckText(state, 1);
+  if (!Behaviour::Of(state).GetWorld().base.List(folder, names, error))
+    return PushFailure(state, error);
+  lua_newtable(state);
+  for (size_t i = 0; i < names.size(); ++i) {
+    lua_pushlstring(state, names[i].data(), names[i].size());
+    lua_rawseti(state, -2, static_cast<lua_Integer>(i) + 1);
+  }
+  return 1;
+}
+
+int ReadJson(lua_State* state) {
+  const std::string name = CheckText(state, 1);
+  std::string bytes;
+  std::string error;
+  if (!ReadData(state, name, bytes, error)) return PushFailure(state, error);
+  return PushJson(state, bytes, name);
+}
+
+int ReadCsv(lua_State* state) {
+  const std::string name = CheckText(state, 1);
+  const char separator = OptionalSeparator(state, 2);
+  std::string bytes;
+  std::string error;
+  if (!ReadData(state, name, bytes, error)) return PushFailure(state, error);
+  return PushCsv(state, bytes, name, separator);
+}
+
+int DecodeJson(lua_State* state) { return PushJson(state, CheckText(state, 1), "JSON"); }
+
+int DecodeCsv(lua_State* state) {
+  return PushCsv(state, CheckText(state, 1), "CSV", OptionalSeparator(state, 2));
+}
+
+int Watch(lua_State* state) {
+  const std::string name = CheckText(state, 1);
+  luaL_checktype(state, 2, LUA_TFUNCTION);
+  lua_settop(state, 2);
+  const int reference = luaL_ref(state, LUA_REGISTRYINDEX);
+  Behaviour::Of(state).WatchFile(state, name, reference);
+  return 0;
+}
+
+char loadedScripts;
+
+/// require("parts.ticker") runs parts/ticker.lua of the application, or else of the extensions,
+/// once, and answers what it returned.
+int Require(lua_State* state) {
+  const std::string name = CheckText(state, 1);
+  lua_settop(state, 1);
+  lua_rawgetp(state, LUA_REGISTRYINDEX, &loadedScripts);
+  lua_pushvalue(state, 1);
+  if (lua_rawget(state, 2) != LUA_TNIL) return 1;
+  lua_pop(state, 1);
+
+  std::string file = name;
+  for (char& c : file) c = c == '.' ? '/' : c;
+  file += ".lua";
+  const World& world = Behaviour::Of(state).GetWorld();
+  std::string text;
+  std::string error;
+  std::string elsewhere;
+  if (!world.base.Read(file, kLargestScript, text, error) &&
+      !(world.extensions.IsOpen() &&
+        world.extensions.Read(file, kLargestScript, text, elsewhere))) {
+    return luaL_error(state, "%s", error.c_str());
+  }
+  if (Script::Of(state).Load(state, text, file, 1) != LUA_OK) return lua_error(state);
+  lua_call(state, 0, 1);
+  if (lua_isnil(state, -1)) {
+    lua_pop(state, 1);
+    lua_pushboolean(state, 1);
+  }
+  lua_pushvalue(state, 1);
+  lua_pushvalue(state, -2);
+  lua_rawset(state, 2);
+  return 1;
+}
+
+}  // namespace
+
+void BindFiles(lua_State* state) {
+  const luaL_Reg files[] = {{"read", Read},     {"exists", Exists}, {"list", List},
+                            {"json", ReadJson}, {"csv", ReadCsv},   {"watch", Watch},
+                            {nullptr, nullptr}};
+  luaL_newlib(state, files);
+  lua_setglobal(state, "files");
+  const luaL_Reg decoders[] = {{"json", DecodeJson}, {"csv", DecodeCsv}, {nullptr, nullptr}};
+  luaL_newlib(state, decoders);
+  lua_setglobal(state, "decode");
+  lua_newtable(state);
+  lua_rawsetp(state, LUA_REGISTRYINDEX, &loadedScripts);
+  lua_pushcfunction(state, Require);
+  lua_setglobal(state, "require");
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,102 @@
+// The stage as a script sees it: its elements, and scenes that give way to each other.
+#include "host/player/application/script/ElementBinding.h"
+#include "host/player/application/stage/Placement.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+int FindOnStage(lua_State* state) {
+  if (Element* found = Behaviour::Of(state).GetWorld().stage.FindById(CheckName(state, 1))) {
+    Behaviour::Of(state).PushElement(state, *found);
+  } else {
+    lua_pushnil(state);
+  }
+  return 1;
+}
+
+/// stage.create("text", parent, {x = 10, text = "..."})
+int Create(lua_State* state) {
+  const std::string word = CheckName(state, 1);
+  ElementKind kind = ElementKind::kGroup;
+  if (!ReadElementKind(word, kind)) {
+    Raise(state, "\"" + word +
+                     "\" is no kind of element; expected group, rectangle, text, image, " +
+                     "movie or media");
+  }
+  Element& parent = Behaviour::Of(state).CheckElement(state, 2);
+  std::string error;
+  Element* element = Behaviour::Of(state).GetWorld().stage.Create(kind, parent, error);
+  if (element == nullptr) Raise(state, error);
+  if (!lua_isnoneornil(state, 3)) SetProperties(state, *element, 3);
+  Behaviour::Of(state).PushElement(state, *element);
+  return 1;
+}
+
+/// stage.show("scene", {transition = "fade", duration = 0.5, direction = "left", easing = "out"})
+int Show(lua_State* state) {
+  World& world = Behaviour::Of(state).GetWorld();
+  const std::string id = CheckName(state, 1);
+  Element* scene = world.stage.FindScene(id);
+  if (scene == nullptr) Raise(state, "there is no scene \"" + id + "\"");
+  Transition transition;
+  transition.easing = kEaseInOut;
+  if (!lua_isnoneornil(state, 2)) {
+    luaL_checktype(state, 2, LUA_TTABLE);
+    lua_settop(state, 2);
+    if (lua_getfield(state, 2, "transition") != LUA_TNIL) {
+      const char* const words[] = {"cut", "fade", "slide", nullptr};
+      transition.kind = static_cast<TransitionKind>(luaL_checkoption(state, -1, nullptr, words));
+    }
+    transition.duration = OptionalSeconds(state, 2, "duration", 0.5);
+    if (lua_getfield(state, 2, "direction") != LUA_TNIL) {
+      const char* const words[] = {"left", "right", "up", "down", nullptr};
+      const int direction = luaL_checkoption(state, -1, nullptr, words);
+      transition.directionX = direction == 0 ? -1 : direction == 1 ? 1 : 0;
+      transition.directionY = direction == 2 ? -1 : direction == 3 ? 1 : 0;
+    }
+    if (lua_getfield(state, 2, "easing") != LUA_TNIL) {
+      transition.easing = FindEasing(luaL_checkstring(state, -1));
+      if (transition.easing < 0) Raise(state, std::string("easing: expected ") + kEasingNames);
+    }
+  }
+  world.stage.Show(*scene, transition, Behaviour::Of(state).Now());
+  return 0;
+}
+
+/// stage.at(x, y)
+int At(lua_State* state) {
+  Behaviour& self = Behaviour::Of(state);
+  const double x = luaL_checknumber(state, 1);
+  const double y = luaL_checknumber(state, 2);
+  self.PushElementOrNil(state, ElementAt(self.GetWorld().stage, self.GetWorld().texts, x, y));
+  return 1;
+}
+
+int CurrentScene(lua_State* state) {
+  lua_pushstring(state, Behaviour::Of(state).GetWorld().stage.CurrentScene()->id.c_str());
+  return 1;
+}
+
+}  // namespace
+
+void BindStage(lua_State* state) {
+  Behaviour& self = Behaviour::Of(state);
+  Stage& stage = self.GetWorld().stage;
+  const luaL_Reg functions[] = {{"find", FindOnStage},   {"create", Create}, {"show", Show},
+                                {"scene", CurrentScene}, {"at", At},         {nullptr, nullptr}};
+  luaL_newlib(state, functions);
+  lua_pushinteger(state, stage.width);
+  lua_setfield(state, -2, "width");
+  lua_pushinteger(state, stage.height);
+  lua_setfield(state, -2, "height");
+  lua_pushnumber(state, stage.framesPerSecond);
+  lua_setfield(state, -2, "rate");
+  self.PushElement(state, stage.Backdrop());
+  lua_setfield(state, -2, "backdrop");
+  self.PushElement(state, stage.Overlay());
+  lua_setfield(state, -2, "overlay");
+  lua_setglobal(state, "stage");
+}
+
+}  // namespace plexion_host::player::application

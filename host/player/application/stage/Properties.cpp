@@ -1,0 +1,304 @@
+#include "host/player/application/stage/Properties.h"
+
+#include <math.h>
+
+#include <charconv>
+
+#include "host/player/application/document/XmlCheck.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr unsigned Bit(ElementKind kind) { return 1u << static_cast<unsigned>(kind); }
+
+constexpr unsigned kGroup = Bit(ElementKind::kGroup);
+constexpr unsigned kRectangle = Bit(ElementKind::kRectangle);
+constexpr unsigned kText = Bit(ElementKind::kText);
+constexpr unsigned kImage = Bit(ElementKind::kImage);
+constexpr unsigned kPlayed = Bit(ElementKind::kMovie) | Bit(ElementKind::kMedia);
+constexpr unsigned kAll = kGroup | kRectangle | kText | kImage | kPlayed;
+constexpr bool kPlace = true;
+constexpr bool kPicture = false;
+
+constexpr double kFar = 100000;
+
+constexpr Property Number(const char* name, unsigned kinds, bool place, double lowest,
+                          double highest, double Element::*member) {
+  Property property = {name, ValueType::kNumber, kinds, place};
+  property.lowest = lowest;
+  property.highest = highest;
+  property.number = member;
+  return property;
+}
+
+constexpr Property Flag(const char* name, unsigned kinds, bool place, bool Element::*member) {
+  Property property = {name, ValueType::kFlag, kinds, place};
+  property.flag = member;
+  return property;
+}
+
+constexpr Property Text(const char* name, unsigned kinds, std::string Element::*member) {
+  Property property = {name, ValueType::kText, kinds, kPicture};
+  property.text = member;
+  return property;
+}
+
+constexpr Property OfColour(const char* name, unsigned kinds, Colour Element::*member) {
+  Property property = {name, ValueType::kColour, kinds, kPicture};
+  property.colour = member;
+  return property;
+}
+
+constexpr Property Choice(const char* name, unsigned kinds, const char* words,
+                          int Element::*member) {
+  Property property = {name, ValueType::kChoice, kinds, kPicture};
+  property.words = words;
+  property.choice = member;
+  return property;
+}
+
+constexpr size_t kLongestText = 65536;
+
+bool ReadFlag(std::string_view text, bool& flag) {
+  flag = text == "true";
+  return flag || text == "false";
+}
+
+bool ReadChoice(const char* words, std::string_view text, int& choice) {
+  std::string_view rest = words;
+  for (int index = 0;; ++index) {
+    const size_t end = rest.find('|');
+    if (rest.substr(0, end) == text) {
+      choice = index;
+      return true;
+    }
+    if (end == std::string_view::npos) return false;
+    rest.remove_prefix(end + 1);
+  }
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
+
+const Property kProperties[] = {
+    Number("x", kAll, kPlace, -kFar, kFar, &Element::x),
+    Number("y", kAll, kPlace, -kFar, kFar, &Element::y),
+    Number("width", kAll, kPicture, 0, kFar, &Element::width),
+    Number("height", kAll, kPicture, 0, kFar, &Element::height),
+    Number("opacity", kAll, kPlace, 0, 1, &Element::opacity),
+    Number("scale", kAll, kPlace, 0, 1000, &Element::scale),
+    Number("rotation", kAll, kPlace, -kFar, kFar, &Element::rotation),
+    Number("pivotX", kAll, kPlace, -100, 100, &Element::pivotX),
+    Number("pivotY", kAll, kPlace, -100, 100, &Element::pivotY),
+    Number("order", kAll, kPlace, -kFar, kFar, &Element::order),
+    Flag("visible", kAll, kPlace, &Element::visible),
+    Flag("clip", kGroup, kPlace, &Element::clip),
+    OfColour("fill", kRectangle, &Element::fill),
+    OfColour("fillEnd", kRectangle, &Element::fillEnd),
+    Number("gradientAngle", kRectangle, kPicture, -360, 360, &Element::gradientAngle),
+    OfColour("stroke", kRectangle, &Element::stroke),
+    Number("strokeWidth", kRectangle, kPicture, 0, 1000, &Element::strokeWidth),
+    Number("radius", kRectangle | kImage | kPlayed | kGroup, kPicture, 0, kFar, &Element::radius),
+    Text("text", kText, &Element::text),
+    Text("font", kText, &Element::font),
+    Text("features", kText, &Element::features),
+    Number("size", kText, kPicture, 1, 2000, &Element::size),
+    Number("weight", kText, kPicture, 100, 1000, &Element::weight),
+    Flag("italic", kText, kPicture, &Element::italic),
+    OfColour("color", kText, &Element::color),
+    Choice("align", kText, "left|center|right", &Element::align),
+    Choice("valign", kText, "top|middle|bottom|baseline", &Element::valign),
+    Choice("wrap", kText, "none|word", &Element::wrap),
+    Number("lines", kText, kPicture, 0, 1000, &Element::lines),
+    Number("letterSpacing", kText, kPicture, -100, 1000, &Element::letterSpacing),
+    Number("lineSpacing", kText, kPicture, 0.1, 10, &Element::lineSpacing),
+    Text("src", kImage | kPlayed, &Element::src),
+    Choice("fit", kImage | kPlayed, "contain|cover|fill", &Element::fit),
+    Number("loop", kPlayed, kPlace, 0, 1000000, &Element::loop),
+    Number("speed", kPlayed, kPlace, 0.01, 100, &Element::speed),
+    Number("volume", kPlayed, kPlace, 0, 1, &Element::volume),
+    Flag("paused", kPlayed, kPlace, &Element::paused),
+    Flag("preload", kPlayed, kPlace, &Element::preload),
+    {nullptr, ValueType::kNumber, 0, false},
+};
+
+const Property* FindProperty(ElementKind kind, std::string_view name) {
+  for (const Property* property = kProperties; property->name != nullptr; ++property) {
+    if ((property->kinds & Bit(kind)) != 0 && name == property->name) return property;
+  }
+  return nullptr;
+}
+
+bool ReadColour(std::string_view text, Colour& colour) {
+  if (text == "none") {
+    colour = Colour();
+    return true;
+  }
+  if (text.size() != 4 && text.size() != 7 && text.size() != 9) return false;
+  if (text[0] != '#') return false;
+  unsigned parts[4] = {0, 0, 0, 255};
+  const size_t digits = text.size() == 4 ? 1 : 2;
+  for (size_t part = 0; part * digits + 1 < text.size(); ++part) {
+    const int high = HexDigit(text[1 + part * digits]);
+    const int low = HexDigit(text[part * digits + digits]);
+    if (high < 0 || low < 0) return false;
+    parts[part] = static_cast<unsigned>(high * 16 + low);
+  }
+  colour = {static_cast<uint8_t>(parts[0]), static_cast<uint8_t>(parts[1]),
+            static_cast<uint8_t>(parts[2]), static_cast<uint8_t>(parts[3]), false};
+  return true;
+}
+
+std::string WriteColour(const Colour& colour) {
+  if (colour.none) return "none";
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text = "#";
+  for (const uint8_t part : {colour.red, colour.green, colour.blue, colour.alpha}) {
+    text += kDigits[part >> 4];
+    text += kDigits[part & 15];
+  }
+  return text;
+}
+
+bool ReadNumber(std::string_view text, double& number) {
+  const auto result =
+      std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size() &&
+         isfinite(number);
+}
+
+std::string ShowNumber(double number) {
+  char text[400];
+  const auto result = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed);
+  return std::string(text, result.ptr);
+}
+
+std::string Expected(const Property& property) {
+  switch (property.type) {
+    case ValueType::kNumber:
+      return "a number from " + ShowNumber(property.lowest) + " to " + ShowNumber(property.highest);
+    case ValueType::kFlag:
+      return "true or false";
+    case ValueType::kText:
+      return "UTF-8 text of at most " + std::to_string(kLongestText) + " bytes";
+    case ValueType::kColour:
+      return "a colour (#rgb, #rrggbb, #rrggbbaa) or none";
+    case ValueType::kChoice:
+      break;
+  }
+  std::string text = "one of ";
+  for (const char* c = property.words; *c != '\0'; ++c)
+    text += *c == '|' ? ", " : std::string(1, *c);
+  return text;
+}
+
+std::string ChoiceWord(const Property& property, int choice) {
+  std::string_view rest = property.words;
+  for (; choice > 0; --choice) rest.remove_prefix(rest.find('|') + 1);
+  return std::string(rest.substr(0, rest.find('|')));
+}
+
+bool SetNumber(Element& element, const Property& property, double value, std::string& error) {
+  if (!(value >= property.lowest && value <= property.highest)) {
+    error = std::string(property.name) + " is " + ShowNumber(value) + "; expected " +
+            Expected(property);
+    return false;
+  }
+  element.*property.number = value;
+  return true;
+}
+
+bool SetFromText(Element& element, const Property& property, std::string_view value,
+                 std::string& error) {
+  bool good = false;
+  switch (property.type) {
+    case ValueType::kNumber: {
+      double number = 0;
+      good = ReadNumber(value, number) && number >= property.lowest && number <= property.highest;
+      if (good) element.*property.number = number;
+      break;
+    }
+    case ValueType::kFlag: {
+      bool flag = false;
+      good = ReadFlag(value, flag);
+      if (good) element.*property.flag = flag;
+      break;
+    }
+    case ValueType::kText:
+      good = value.size() <= kLongestText && value.find('\0') == std::string_view::npos &&
+             FindInvalidUtf8(value) == std::string_view::npos;
+      if (good) element.*property.text = std::string(value);
+      break;
+    case ValueType::kColour: {
+      Colour colour;
+      good = ReadColour(value, colour);
+      if (good) element.*property.colour = colour;
+      break;
+    }
+    case ValueType::kChoice: {
+      int choice = 0;
+      good = ReadChoice(property.words, value, choice);
+      if (good) element.*property.choice = choice;
+      break;
+    }
+  }
+  if (good) return true;
+  error = std::string(property.name) + " is \"" + std::string(value.substr(0, 100)) +
+          "\"; expected " + Expected(property);
+  return false;
+}
+
+const char* NameOf(ElementKind kind) {
+  switch (kind) {
+    case ElementKind::kRectangle:
+      return "rectangle";
+    case ElementKind::kText:
+      return "text";
+    case ElementKind::kImage:
+      return "image";
+    case ElementKind::kMovie:
+      return "movie";
+    case ElementKind::kMedia:
+      return "media";
+    case ElementKind::kGroup:
+      break;
+  }
+  return "group";
+}
+
+const char* NameOf(PlayState state) {
+  switch (state) {
+    case PlayState::kLoading:
+      return "loading";
+    case PlayState::kReady:
+      return "ready";
+    case PlayState::kPlaying:
+      return "playing";
+    case PlayState::kEnded:
+      return "ended";
+    case PlayState::kFailed:
+      return "failed";
+    case PlayState::kIdle:
+      break;
+  }
+  return "idle";
+}
+
+bool ReadElementKind(const std::string& word, ElementKind& kind) {
+  for (const ElementKind each : {ElementKind::kGroup, ElementKind::kRectangle, ElementKind::kText,
+                                 ElementKind::kImage, ElementKind::kMovie, ElementKind::kMedia}) {
+    if (word != NameOf(each)) continue;
+    kind = each;
+    return true;
+  }
+  return false;
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,202 @@
+#include "host/player/application/stage/Stage.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/player/application/document/XmlCheck.h"
+#include "host/player/application/stage/Easing.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+unsigned DepthOf(const Element& element) {
+  unsigned depth = 1;
+  for (const Element* at = element.parent; at != nullptr; at = at->parent) ++depth;
+  return depth;
+}
+
+unsigned HeightOf(const Element& element) {
+  unsigned height = 0;
+  for (const auto& child : element.children) height = std::max(height, HeightOf(*child));
+  return height + 1;
+}
+
+bool HasSource(ElementKind kind) {
+  return kind == ElementKind::kImage || kind == ElementKind::kMovie || kind == ElementKind::kMedia;
+}
+
+void CopyLook(const Element& from, Element& to) {
+  to.id = from.id;
+  for (const Property* property = kProperties; property->name != nullptr; ++property) {
+    if (property->number != nullptr) to.*property->number = from.*property->number;
+    if (property->flag != nullptr) to.*property->flag = from.*property->flag;
+    if (property->text != nullptr) to.*property->text = from.*property->text;
+    if (property->colour != nullptr) to.*property->colour = from.*property->colour;
+    if (property->choice != nullptr) to.*property->choice = from.*property->choice;
+  }
+}
+
+}  // namespace
+
+Stage::Stage() {
+  std::string error;
+  backdrop_ = Make(ElementKind::kGroup, error);
+  overlay_ = Make(ElementKind::kGroup, error);
+}
+
+std::unique_ptr<Element> Stage::Make(ElementKind kind, std::string& error) {
+  if (byHandle_.size() >= kMostElements) {
+    error = "there are " + std::to_string(kMostElements) + " elements already, which is the limit";
+    return nullptr;
+  }
+  auto element = std::make_unique<Element>();
+  element->kind = kind;
+  element->handle = nextHandle_++;
+  byHandle_[element->handle] = element.get();
+  ++revision_;
+  return element;
+}
+
+Element* Stage::AddScene(const std::string& id, std::string& error) {
+  if (FindById(id) != nullptr) {
+    error = "id \"" + id + "\" is taken; expected one of its own";
+    return nullptr;
+  }
+  std::unique_ptr<Element> scene = Make(ElementKind::kGroup, error);
+  if (scene == nullptr) return nullptr;
+  SetId(*scene, id);
+  scenes_.push_back(std::move(scene));
+  if (current_ == nullptr) current_ = scenes_.back().get();
+  return scenes_.back().get();
+}
+
+Element* Stage::Create(ElementKind kind, Element& parent, std::string& error) {
+  if (parent.kind != ElementKind::kGroup) {
+    error = std::string("a ") + NameOf(parent.kind) + " holds no elements; expected a group";
+    return nullptr;
+  }
+  if (DepthOf(parent) >= kDeepestNesting) {
+    error = "nested deeper than " + std::to_string(kDeepestNesting) + " levels";
+    return nullptr;
+  }
+  std::unique_ptr<Element> element = Make(kind, error);
+  if (element == nullptr) return nullptr;
+  element->parent = &parent;
+  parent.children.push_back(std::move(element));
+  return parent.children.back().get();
+}
+
+Element* Stage::Clone(const Element& original, Element& parent, std::string& error) {
+  // Checked for the whole of it first, so that it is copied wholly or not at all.
+  if (DepthOf(parent) + HeightOf(original) > kDeepestNesting) {
+    error = "nested deeper than " + std::to_string(kDeepestNesting) + " levels";
+    return nullptr;
+  }
+  // What is there now: a copy that is put into its own original would else copy itself.
+  std::vector<const Element*> children;
+  for (const auto& child : original.children) children.push_back(child.get());
+  Element* copy = Create(original.kind, parent, error);
+  if (copy == nullptr) return nullptr;
+  CopyLook(original, *copy);
+  if (!copy->src.empty()) Touch(*copy, *FindProperty(copy->kind, "src"));
+  for (const Element* child : children) {
+    if (Clone(*child, *copy, error) != nullptr) continue;
+    Remove(*copy);
+    return nullptr;
+  }
+  return copy;
+}
+
+void Stage::Forget(Element& element) {
+  for (const auto& child : element.children) Forget(*child);
+  byHandle_.erase(element.handle);
+  const auto found = byId_.find(element.id);
+  if (found != byId_.end() && found->second == &element) byId_.erase(found);
+}
+
+bool Stage::Remove(Element& element) {
+  if (element.parent == nullptr) return false;
+  Forget(element);
+  auto& siblings = element.parent->children;
+  siblings.erase(std::find_if(siblings.begin(), siblings.end(),
+                              [&element](const auto& each) { return each.get() == &element; }));
+  ++revision_;
+  return true;
+}
+
+bool Stage::SetId(Element& element, const std::string& id) {
+  if (id == element.id && FindById(id) == &element) return true;
+  if (!id.empty() && !byId_.emplace(id, &element).second) return false;
+  const auto old = byId_.find(element.id);
+  if (old != byId_.end() && old->second == &element && element.id != id) byId_.erase(old);
+  element.id = id;
+  return true;
+}
+
+Element* Stage::FindById(const std::string& id) const {
+  const auto found = byId_.find(id);
+  return found == byId_.end() ? nullptr : found->second;
+}
+
+Element* Stage::FindByHandle(uint32_t handle) const {
+  const auto found = byHandle_.find(handle);
+  return found == byHandle_.end() ? nullptr : found->second;
+}
+
+Element* Stage::FindBelow(const Element& root, const std::string& id) {
+  for (const auto& child : root.children) {
+    if (child->id == id) return child.get();
+    if (Element* found = FindBelow(*child, id)) return found;
+  }
+  return nullptr;
+}
+
+Element* Stage::FindScene(const std::string& id) const {
+  for (const auto& scene : scenes_) {
+    if (scene->id == id) return scene.get();
+  }
+  return nullptr;
+}
+
+void Stage::Show(Element& scene, const Transition& transition, double now) {
+  if (&scene == current_) return;
+  leaving_ =
+      transition.kind == TransitionKind::kCut || transition.duration <= 0 ? nullptr : current_;
+  current_ = &scene;
+  transition_ = transition;
+  transitionBegan_ = now;
+  progress_ = leaving_ == nullptr ? 1 : 0;
+  ++revision_;
+}
+
+bool Stage::AdvanceTransition(double now) {
+  if (leaving_ == nullptr) return false;
+  const double fraction = (now - transitionBegan_) / transition_.duration;
+  ++revision_;
+  if (fraction >= 1) {
+    leaving_ = nullptr;
+    progress_ = 1;
+    return false;
+  }
+  progress_ = Ease(transition_.easing, std::max(fraction, 0.0));
+  return true;
+}
+
+void Stage::Touch(Element& element, const Property& property) {
+  if (!property.place) ++element.revision;
+  ++revision_;
+  if (property.text == &Element::src && HasSource(element.kind) && !element.resourceStale) {
+    element.resourceStale = true;
+    stale_.push_back(element.handle);
+  }
+}
+
+void Stage::TouchPicture(Element& element) {
+  ++element.revision;
+  ++revision_;
+}
+
+std::vector<uint32_t> Stage::TakeStale() { return std::exchange(stale_, {}); }
+
+}  // namespace plexion_host::player::application

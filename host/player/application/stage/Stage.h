@@ -1,0 +1,104 @@
+#ifndef HOST_PLAYER_APPLICATION_STAGE_STAGE_H_
+#define HOST_PLAYER_APPLICATION_STAGE_STAGE_H_
+
+#include <stdint.h>
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/player/application/stage/Element.h"
+#include "host/player/application/stage/Properties.h"
+
+namespace plexion_host::player::application {
+
+constexpr size_t kMostElements = 10000;
+
+enum class TransitionKind { kCut, kFade, kSlide };
+
+/// One scene gives way to another.
+struct Transition {
+  TransitionKind kind = TransitionKind::kCut;
+  double duration = 0;  ///< seconds
+  int directionX = -1;  ///< where a slide moves to
+  int directionY = 0;
+  int easing = 0;  ///< see Easing.h
+};
+
+/// All that there is to see: a backdrop, scenes of which one is shown (two during a transition),
+/// and an overlay. Owns every element. Plain data: no drawing, no files, no time but what it is
+/// told.
+class Stage {
+ public:
+  Stage();
+  Stage(const Stage&) = delete;
+  Stage& operator=(const Stage&) = delete;
+
+  uint32_t width = 1280;
+  uint32_t height = 720;
+  double framesPerSecond = 30;
+  Colour background;
+
+  Element& Backdrop() { return *backdrop_; }
+  Element& Overlay() { return *overlay_; }
+  const std::vector<std::unique_ptr<Element>>& Scenes() const { return scenes_; }
+
+  // Building. Null with `error` when there are too many elements or the nesting is too deep.
+  Element* AddScene(const std::string& id, std::string& error);
+  Element* Create(ElementKind kind, Element& parent, std::string& error);
+  /// A copy of an element and all below it, as the last child of `parent`.
+  Element* Clone(const Element& original, Element& parent, std::string& error);
+  /// Removes an element and all below it. Scenes, backdrop and overlay cannot be removed.
+  bool Remove(Element& element);
+  /// False when the id is taken; an empty id names nothing.
+  bool SetId(Element& element, const std::string& id);
+
+  Element* FindById(const std::string& id) const;
+  Element* FindByHandle(uint32_t handle) const;
+  /// Below `root`, in document order; also finds clones, whose ids are not the stage's.
+  static Element* FindBelow(const Element& root, const std::string& id);
+
+  // Scenes.
+  Element* CurrentScene() const { return current_; }
+  Element* LeavingScene() const { return leaving_; }
+  Element* FindScene(const std::string& id) const;
+  void Show(Element& scene, const Transition& transition, double now);
+  /// Moves a transition on. Returns true while one is under way.
+  bool AdvanceTransition(double now);
+  const Transition& CurrentTransition() const { return transition_; }
+  double TransitionProgress() const { return progress_; }
+
+  /// To be called after a property has been set.
+  void Touch(Element& element, const Property& property);
+  void TouchPicture(Element& element);
+  void TouchAll() { ++revision_; }
+  /// Changes whenever anything that may be seen does.
+  uint64_t Revision() const { return revision_; }
+  /// Elements whose `src` has changed and is to be loaded; empties the list.
+  std::vector<uint32_t> TakeStale();
+  size_t ElementCount() const { return byHandle_.size(); }
+
+ private:
+  std::unique_ptr<Element> Make(ElementKind kind, std::string& error);
+  void Forget(Element& element);
+
+  std::unique_ptr<Element> backdrop_;
+  std::unique_ptr<Element> overlay_;
+  std::vector<std::unique_ptr<Element>> scenes_;
+  std::unordered_map<uint32_t, Element*> byHandle_;
+  std::unordered_map<std::string, Element*> byId_;
+  std::vector<uint32_t> stale_;
+  uint32_t nextHandle_ = 1;
+  uint64_t revision_ = 1;
+
+  Element* current_ = nullptr;
+  Element* leaving_ = nullptr;
+  Transition transition_;
+  double transitionBegan_ = 0;
+  double progress_ = 1;
+};
+
+}  // namespace plexion_host::player::application
+
+#endif  // HOST_PLAYER_APPLICATION_STAGE_STAGE_H_

@@ -1,0 +1,74 @@
+#include "host/player/engines/EngineSource.h"
+
+#include "host/player/content/ContentProbe.h"
+#include "host/player/lottie/LottieEngine.h"
+
+namespace plexion_host::player {
+
+namespace {
+
+EngineError MissingEngine(const std::string& what, const char* engine, const char* module) {
+  return {qx::plexion::kErrorUnsupportedVersion,
+          what + "; this player has no " + engine + " engine (module \"" + module +
+              "\" is not on the module path, or a library that it needs is "
+              "not installed)"};
+}
+
+}  // namespace
+
+InstalledEngines::~InstalledEngines() {
+  IQXKernel* kernel = IQXKernel::GetKernel();
+  if (kernel == nullptr) return;
+  kernel->ReleaseModule(media_);
+  kernel->ReleaseModule(application_);
+}
+
+IEngineModule* InstalledEngines::Acquire(IEngineModule*& slot, const char* moduleName) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  IQXKernel* kernel = IQXKernel::GetKernel();
+  if (slot == nullptr && kernel != nullptr) {
+    slot = static_cast<IEngineModule*>(kernel->AcquireModule(moduleName));
+  }
+  return slot;
+}
+
+void InstalledEngines::Prepare(const ContentAddress& content) {
+  // A network is asked when the content is wanted, and not before.
+  if (!content.url.empty()) return;
+  ProbeResult probe;
+  EngineError ignored;
+  if (!ProbeContent(content, probe, ignored)) return;
+  IEngineModule* module = nullptr;
+  if (probe.kind == ContentKind::kMedia) module = Acquire(media_, kMediaEngineModule);
+  if (probe.kind == ContentKind::kApplication) {
+    module = Acquire(application_, kApplicationEngineModule);
+  }
+  if (module != nullptr) module->Prepare(probe.description);
+}
+
+std::unique_ptr<Engine> InstalledEngines::OpenEngine(const ContentAddress& content,
+                                                     EngineHost& host, EngineError& error) {
+  ProbeResult probe;
+  if (!ProbeContent(content, probe, error)) return nullptr;
+  if (probe.kind == ContentKind::kMovie) return MakeLottieEngine(host);
+
+  const bool application = probe.kind == ContentKind::kApplication;
+  IEngineModule* module = application ? Acquire(application_, kApplicationEngineModule)
+                                      : Acquire(media_, kMediaEngineModule);
+  if (module != nullptr) return module->CreateEngine(host);
+  switch (probe.kind) {
+    case ContentKind::kApplication:
+      error = MissingEngine("an application (" + probe.description + ")", "application",
+                            kApplicationEngineModule);
+      break;
+    case ContentKind::kMedia:
+      error = MissingEngine(probe.description, "media", kMediaEngineModule);
+      break;
+    default:
+      error = {qx::plexion::kErrorCorruptMovie, probe.description};
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace plexion_host::player

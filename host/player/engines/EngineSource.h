@@ -1,0 +1,53 @@
+#ifndef HOST_PLAYER_ENGINES_ENGINESOURCE_H_
+#define HOST_PLAYER_ENGINES_ENGINESOURCE_H_
+
+#include <memory>
+#include <mutex>
+
+#include "host/player/ContentAddress.h"
+#include "host/player/Engine.h"
+
+namespace plexion_host::player {
+
+/// Finds the engine for a piece of content.
+class EngineSource {
+ public:
+  virtual ~EngineSource() = default;
+  /// Returns  null with `error` when the content cannot be opened, is of no known kind, or its
+  ///          engine is not there.
+  /// Thread   any.
+  virtual std::unique_ptr<Engine> OpenEngine(const ContentAddress& content, EngineHost& host,
+                                             EngineError& error) = 0;
+
+  /// Gets ready for content that will probably be opened soon; what is wrong with it is told when
+  /// it is opened. Thread: any.
+  virtual void Prepare(const ContentAddress& /*content*/) {}
+};
+
+/// The engines of this player: movies by the engine that is linked in, everything else by modules
+/// that are loaded when the first content asks for them and stay until the player goes. So a host
+/// that shows only movies loads no media framework.
+class InstalledEngines final : public EngineSource {
+ public:
+  InstalledEngines() = default;
+  InstalledEngines(const InstalledEngines&) = delete;
+  InstalledEngines& operator=(const InstalledEngines&) = delete;
+  ~InstalledEngines() override;
+
+  std::unique_ptr<Engine> OpenEngine(const ContentAddress& content, EngineHost& host,
+                                     EngineError& error) override;
+  /// Loads the module of a local content's engine and has it prepare itself.
+  void Prepare(const ContentAddress& content) override;
+
+ private:
+  /// Null when the library is not on the kernel's module path.
+  IEngineModule* Acquire(IEngineModule*& slot, const char* moduleName);
+
+  std::mutex mutex_;
+  IEngineModule* media_ = nullptr;        // guarded by mutex_
+  IEngineModule* application_ = nullptr;  // guarded by mutex_
+};
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_ENGINES_ENGINESOURCE_H_

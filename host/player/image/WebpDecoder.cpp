@@ -1,0 +1,107 @@
+// WebP pictures, still and animated.
+#include <webp/decode.h>
+#include <webp/demux.h>
+
+#include <algorithm>
+
+#include "host/player/image/PictureDecoder.h"
+
+namespace plexion_host::player {
+
+namespace {
+
+constexpr uint64_t kMillisecondUs = 1000;
+
+struct WebpRelease {
+  void operator()(WebPDemuxer* demuxer) const { WebPDemuxDelete(demuxer); }
+  void operator()(WebPIDecoder* decoder) const { WebPIDelete(decoder); }
+};
+
+class WebpDecoder final : public PictureDecoder {
+ public:
+  explicit WebpDecoder(const PictureSource& source) : source_(source) {}
+
+  bool Read(std::string& reason);
+  Decoded Decode(size_t frame, uint32_t* pixels) override;
+
+ private:
+  void TakeFrames();
+
+  const PictureSource source_;
+  std::unique_ptr<WebPDemuxer, WebpRelease> demuxer_;
+};
+
+bool WebpDecoder::Read(std::string& reason) {
+  const WebPData data = {source_.bytes, source_.size};
+  WebPDemuxState state = WEBP_DEMUX_PARSE_ERROR;
+  demuxer_.reset(WebPDemuxPartial(&data, &state));
+  if (demuxer_ == nullptr || state < WEBP_DEMUX_PARSED_HEADER) {
+    reason = state == WEBP_DEMUX_PARSE_ERROR ? "the WebP picture is put together wrongly"
+                                             : "the WebP picture ends in its header";
+    return false;
+  }
+  facts_.dims = {WebPDemuxGetI(demuxer_.get(), WEBP_FF_CANVAS_WIDTH),
+                 WebPDemuxGetI(demuxer_.get(), WEBP_FF_CANVAS_HEIGHT)};
+  facts_.plays = WebPDemuxGetI(demuxer_.get(), WEBP_FF_LOOP_COUNT);
+  TakeFrames();
+  if (!facts_.frames.empty()) return true;
+  reason =
+      "the WebP picture ends at byte " + std::to_string(source_.size) + " before its first frame";
+  return false;
+}
+
+void WebpDecoder::TakeFrames() {
+  WebPIterator found = {};
+  for (int more = WebPDemuxGetFrame(demuxer_.get(), 1, &found); more != 0;
+       more = WebPDemuxNextFrame(&found)) {
+    if (found.complete == 0 && !facts_.frames.empty()) break;
+    PictureFrame frame;
+    frame.area = {static_cast<uint32_t>(found.x_offset), static_cast<uint32_t>(found.y_offset),
+                  static_cast<uint32_t>(found.width), static_cast<uint32_t>(found.height)};
+    frame.durationUs = static_cast<uint64_t>(std::max(found.duration, 0)) * kMillisecondUs;
+    frame.after = found.dispose_method == WEBP_MUX_DISPOSE_BACKGROUND ? PictureFrame::After::kClear
+                                                                      : PictureFrame::After::kLeave;
+    frame.replaces = found.blend_method == WEBP_MUX_NO_BLEND;
+    frame.hasAlpha = found.has_alpha != 0;
+    facts_.frames.push_back(frame);
+    if (found.complete == 0) break;
+  }
+  WebPDemuxReleaseIterator(&found);
+}
+
+Decoded WebpDecoder::Decode(size_t frame, uint32_t* pixels) {
+  WebPIterator found = {};
+  WebPDecoderConfig config;
+  if (WebPInitDecoderConfig(&config) == 0 ||
+      WebPDemuxGetFrame(demuxer_.get(), static_cast<int>(frame) + 1, &found) == 0) {
+    return Decoded::kNothing;
+  }
+  const qx::plexion::Rect& area = facts_.frames[frame].area;
+  const size_t pitch = size_t{area.width} * sizeof(uint32_t);
+  config.output.colorspace = MODE_BGRA;
+  config.output.is_external_memory = 1;
+  config.output.u.RGBA.rgba = reinterpret_cast<uint8_t*>(pixels);
+  config.output.u.RGBA.stride = static_cast<int>(pitch);
+  config.output.u.RGBA.size = pitch * area.height;
+  // The step-by-step decoder keeps the rows that came before a fault.
+  const std::unique_ptr<WebPIDecoder, WebpRelease> decoder(WebPIDecode(nullptr, 0, &config));
+  VP8StatusCode status = VP8_STATUS_OUT_OF_MEMORY;
+  int rows = 0;
+  if (decoder != nullptr) {
+    status = WebPIUpdate(decoder.get(), found.fragment.bytes, found.fragment.size);
+    WebPIDecGetRGB(decoder.get(), &rows, nullptr, nullptr, nullptr);
+  }
+  WebPDemuxReleaseIterator(&found);
+  if (status == VP8_STATUS_OK) return Decoded::kAll;
+  return rows > 0 ? Decoded::kPart : Decoded::kNothing;
+}
+
+}  // namespace
+
+std::unique_ptr<PictureDecoder> OpenWebp(const PictureSource& source, std::string& reason) {
+  auto decoder = std::make_unique<WebpDecoder>(source);
+  if (!decoder->Read(reason)) return nullptr;
+  return decoder;
+}
+
+}  // namespace plexion_host::player

@@ -1,0 +1,31 @@
+#ifndef HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_
+#define HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_
+
+#include <condition_variable>
+#include <mutex>
+
+#include "qx/core/IQXKernel.h"
+
+namespace plexion_host::player {
+
+/// The time that a player lives by, and the only place where its thread sleeps. A test gives the
+/// player a clock of its own and steps it from deadline to deadline.
+class PlayerClock {
+ public:
+  using Time = IQXKernel::Time;
+
+  virtual ~PlayerClock() = default;
+  /// Nanoseconds; never goes back.
+  virtual Time Now() = 0;
+  /// Returns when `woken` is true or `deadline` has come (IQXKernel::kInfinite: never). Whoever
+  /// sets `woken` holds the mutex of `lock` and notifies `wake`.
+  virtual void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
+                         const bool& woken, Time deadline) = 0;
+};
+
+/// CLOCK_MONOTONIC. Has no state; lives as long as the process.
+PlayerClock& SteadyPlayerClock();
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_

@@ -1,0 +1,187 @@
+#ifndef HOST_PLAYER_INSTANCE_PLAYERINSTANCE_H_
+#define HOST_PLAYER_INSTANCE_PLAYERINSTANCE_H_
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "host/player/Engine.h"
+#include "host/player/PlayerSettings.h"
+#include "host/player/Timeline.h"
+#include "host/player/engines/EngineSource.h"
+#include "host/player/instance/PlayStatistics.h"
+#include "host/player/instance/PlayerClock.h"
+#include "qx/core/morvellib/MorvelInstance.h"
+#include "qx/plexion/StageWindow.h"
+
+namespace plexion_host::player {
+
+/// One piece of content: the part of a player that is the same for every engine.
+///
+/// Operations of MorvelInstance may come from any thread. They check the request, put a command
+/// into the queue and wake the player's thread, which does all the rest: it loads, paces, draws and
+/// makes every callback. Nothing is due while content stands still, so the thread then sleeps
+/// without a deadline.
+///
+/// Locks    mutex_ guards the queue and what other threads may ask for; it is never held during a
+///          callback, an engine's operation or a plane's. planeMutex_ is held while the engine
+///          draws, and by SetRenderPlane, which may thus wait for one frame to be drawn but for
+///          nothing else; no callback is made under it. planeMutex_ is taken first.
+class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private EngineHost {
+ public:
+  using Status = qx::plexion::StageWindowStatus;
+  using Time = IQXKernel::Time;
+
+  /// All three outlive the instance. `window` may be null: there is no memory watchdog then.
+  PlayerInstance(qx::plexion::StageWindow* window, EngineSource& engines, PlayerClock& clock);
+  PlayerInstance(const PlayerInstance&) = delete;
+  PlayerInstance& operator=(const PlayerInstance&) = delete;
+  /// Ends the player's thread first; no terminal status is announced for that.
+  ~PlayerInstance() override;
+
+  // The contract; PlayerInstance.cpp.
+  bool Configure(const qx::core::morvellib::MorvelInstanceParameters& parameters) override;
+  qx::core::morvellib::MorvelLoadSettings* GetLoadSettings() override;
+  bool LoadMVX() override;
+  bool LoadMVXAsync() override;
+  bool Play() override;
+  bool Pause() override;
+  bool Terminate(Status status) override;
+  Status GetStageWindowStatus() override;
+  qx::plexion::Dims GetMVXAuthoredStageDims() override;
+  bool SetRenderPlane(qx::platform::RenderPlane* plane) override;
+  bool ResetRenderPlane(qx::platform::RenderPlane* plane) override;
+  void RequestInterFrameNotification() override;
+  void UpdateProxyParameters(const char* host, unsigned short port, const char* user,
+                             const char* password) override;
+
+  // Input; PlayerInput.cpp.
+  void SetStageRect(const qx::plexion::Rect& rect) override;
+  void KeyDown(unsigned long key) override;
+  void KeyUp(unsigned long key) override;
+  void MouseButtonDown(qx::plexion::MouseButton button, unsigned short x,
+                       unsigned short y) override;
+  void MouseButtonUp(qx::plexion::MouseButton button, unsigned short x, unsigned short y) override;
+  void MouseMove(unsigned short x, unsigned short y) override;
+  void ScrollWheelScroll(qx::plexion::ScrollWheelDirection direction,
+                         unsigned short delta) override;
+  void SendEvent(unsigned long eventCode) override;
+  void Activate() override;
+  void Deactivate() override;
+
+ private:
+  struct Command {
+    enum Kind { kAnnounceConfigured, kLoad, kPlay, kPause, kInput, kProxy, kNotify, kFail };
+    Kind kind = kPlay;
+    InputEvent input;
+    ProxySettings proxy;
+    Status event = qx::plexion::kStatusUnconfigured;  // kNotify
+    EngineError error;                                // kFail; kNotify uses its message
+  };
+
+  // EngineHost; PlayerEngineHost.cpp.
+  qx::plexion::MemoryWatchdog* Memory() override;
+  const PlayerSettings& Settings() override;
+  bool Cancelled() override;
+  void ReportProgress(unsigned percent) override;
+  void RequestFrame() override;
+  void Complete() override;
+  void Fail(const EngineError& error) override;
+  void Notify(Status event, const std::string& message) override;
+
+  // Posting; PlayerInstance.cpp.
+  bool Post(Command command);
+  void PostInput(const InputEvent& event);
+  void WakeLocked();
+
+  // The player's thread; PlayerThread.cpp.
+  void RunThread();
+  bool WaitForWork();
+  void DoWork();
+  bool TakeCommand(Command& command);
+  bool TakeFlag(bool& flag);
+  bool IsEnding();
+  void Execute(Command& command);
+  void PrepareEngine();
+  void RunLoad();
+  bool OpenAndLoad(EngineError& error);
+  void SetStatusAndAnnounce(Status status);
+  void Announce(Status status, const char* message = nullptr);
+  void FinishAsAsked(const std::string& message);
+  void Finish(Status status, const std::string& message);
+
+  // One frame, on the player's thread; PlayerFrames.cpp.
+  void ShowDueFrame();
+  void AdvanceWithClock();
+  void AdvanceTo(uint64_t position);
+  bool HasPlane();
+  void DrawFrame();
+  void WatchGraphicsMemory();
+  void StartPlayingWhenPossible();
+  void StopPlaying();
+  Time SamplePeriod() const;
+  void TraceFrameRate();
+  Time NextDeadline();
+
+  // Constant after Configure.
+  qx::plexion::StageWindow* const window_;
+  EngineSource& engines_;
+  PlayerClock& clock_;
+  qx::core::morvellib::MorvelInstanceNotifier* notifier_ = nullptr;
+  qx::plexion::MemoryWatchdog* watchdog_ = nullptr;
+  std::thread thread_;
+
+  // Written by the player's thread while it loads, read by it and by the engine.
+  PlayerSettings settings_;
+
+  // Guarded by the window's stateLock: its caller is the window alone.
+  qx::core::morvellib::MorvelLoadSettings loadSettings_;
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  // Guarded by mutex_.
+  bool woken_ = false;
+  bool quit_ = false;
+  bool frameRequested_ = false;
+  bool completeRequested_ = false;
+  bool interFrameRequested_ = false;
+  std::deque<Command> commands_;
+  std::string contentUrl_;  // of the load at hand
+  std::string zorBase_;
+  Status status_ = qx::plexion::kStatusUnconfigured;
+  Status endAs_ = qx::plexion::kStatusUnconfigured;  // terminal once Terminate was called
+  qx::plexion::Dims authoredDims_ = {0, 0};
+
+  // As endAs_ and quit_, readable inside an allocation.
+  std::atomic<bool> cancelled_{false};
+
+  std::mutex planeMutex_;
+  // Guarded by planeMutex_.
+  qx::platform::RenderPlane* plane_ = nullptr;
+  bool drawEverything_ = true;
+
+  // The player's thread only.
+  std::unique_ptr<Engine> engine_;
+  ContentAddress content_;
+  ContentFacts facts_;
+  Timeline timeline_;
+  PlayStatistics statistics_;
+  bool finished_ = false;       // a terminal status was announced
+  bool playWanted_ = false;     // Play came, the clock waits for a render plane
+  bool advanceWanted_ = false;  // an input or RequestFrame came
+  bool pictureChanged_ = false;
+  uint64_t position_ = 0;
+  uint64_t nextPosition_ = 0;
+  Time nextSample_ = IQXKernel::kInfinite;
+  bool overThreshold_ = false;  // of graphics memory
+  unsigned reportedPercent_ = 0;
+  bool progressReported_ = false;
+};
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_INSTANCE_PLAYERINSTANCE_H_

@@ -1,0 +1,67 @@
+#include "host/player/instance/PlayerRuntime.h"
+
+#include <stdio.h>
+
+#include <new>
+
+#include "host/player/instance/PlayerClock.h"
+#include "host/player/instance/PlayerInstance.h"
+#include "qx/core/morvellib/MorvelInstanceParameters.h"
+#include "qx/platform/IGraphicsDriver.h"
+#include "qx/plexion/StageWindowParameters.h"
+
+namespace plexion_host::player {
+
+void PlayerRuntime::GetVersion(char* buffer, unsigned long size) {
+  snprintf(buffer, size, "Plexion player %s (rlottie %s)", PLEXION_VERSION, RLOTTIE_VERSION);
+}
+
+uint32_t PlayerRuntime::GetDefaultPixelFormat() { return qx::platform::kPixelFormat32; }
+
+void PlayerRuntime::FillInstanceParameters(
+    qx::core::morvellib::MorvelInstanceParameters& instanceParameters,
+    const qx::plexion::StageWindowParameters& parameters) {
+  instanceParameters.contentUrl.Assign(parameters.contentPath);
+  instanceParameters.base.Assign(parameters.base);
+  instanceParameters.zorBase.Assign(parameters.zorBase);
+  instanceParameters.zorCmdLine.Assign(parameters.zorCmdLine);
+  instanceParameters.keymap.Assign(parameters.keymap);
+  instanceParameters.morvelVars.Assign(parameters.morvelVars);
+  instanceParameters.qlrArgs.Assign(parameters.qlrArgs);
+  instanceParameters.sslClientCertTable.Assign(parameters.sslClientCertTable);
+  instanceParameters.sslCertsDir.Assign(parameters.sslCertsDir);
+  instanceParameters.fontDirs.Assign(parameters.fontDirs);
+  instanceParameters.extensionsDir.Assign(parameters.extensionsDir);
+  instanceParameters.proxy.Assign(parameters.proxy);
+  instanceParameters.proxyUser.Assign(parameters.proxyUser);
+  instanceParameters.proxyPassword.Assign(parameters.proxyPassword);
+  instanceParameters.locale.Assign(parameters.locale);
+  instanceParameters.proxyPort = parameters.proxyPort;
+  instanceParameters.contentWidth = parameters.contentDims.width;
+  instanceParameters.contentHeight = parameters.contentDims.height;
+  instanceParameters.bgAlpha = parameters.bgAlpha;
+  instanceParameters.profile = parameters.profile;
+  instanceParameters.gl = parameters.gl;
+  instanceParameters.traceFlags = parameters.traceFlags;
+  instanceParameters.traceFpsMs = parameters.traceFps;
+  instanceParameters.gcHeapLimitMegabytes = parameters.gcHeapLimit;
+  instanceParameters.graphicsMemThresholdMegabytes = parameters.graphicsMemThreshold;
+  instanceParameters.extraWord = parameters.extraWord;
+  instanceParameters.extraFlag = parameters.extraFlag;
+  instanceParameters.noSpeedLimit = parameters.noSpeedLimit;
+  instanceParameters.debugMode = parameters.debugMode;
+  instanceParameters.dcts = parameters.dcts;
+  instanceParameters.spdump = parameters.spdump;
+  instanceParameters.instrument = parameters.instrument;
+}
+
+qx::core::morvellib::MorvelInstance* PlayerRuntime::CreateMorvelInstance(
+    qx::plexion::StageWindow* window) {
+  return new (std::nothrow) PlayerInstance(window, engines_, SteadyPlayerClock());
+}
+
+void PlayerRuntime::DestroyMorvelInstance(qx::core::morvellib::MorvelInstance* instance) {
+  delete static_cast<PlayerInstance*>(instance);
+}
+
+}  // namespace plexion_host::player

@@ -1,0 +1,45 @@
+#ifndef HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
+#define HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <string>
+
+#include "host/player/Engine.h"
+#include "host/player/media/net/HttpAccess.h"
+
+namespace plexion_host::player {
+
+/// All bytes of a picture, in watched memory. A file is read and not mapped: one that is replaced
+/// or cut while it is shown must not end the process.
+///
+/// Thread   the player's; both readings take as long as they take and give up when the host
+/// cancels.
+class PictureBytes {
+ public:
+  explicit PictureBytes(EngineHost& host) : host_(host) {}
+  PictureBytes(const PictureBytes&) = delete;
+  PictureBytes& operator=(const PictureBytes&) = delete;
+  ~PictureBytes();
+
+  /// Returns  false with `error`.
+  bool ReadFile(const std::string& path, EngineError& error);
+  bool Download(const std::string& uri, HttpAccess& access, EngineError& error);
+
+  const uint8_t* Data() const { return data_; }
+  size_t Size() const { return size_; }
+
+ private:
+  bool Reserve(uint64_t bytes, EngineError& error);
+  bool Append(const void* bytes, size_t count, EngineError& error);
+
+  EngineHost& host_;
+  uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+};
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_

@@ -1,0 +1,66 @@
+#ifndef HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
+#define HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
+
+#include <memory>
+
+#include "host/player/WatchedMemory.h"
+#include "host/player/image/PictureDecoder.h"
+#include "host/player/media/framework/GstPointers.h"
+#include "host/player/media/pictures/PictureBytes.h"
+
+namespace plexion_host::player {
+
+/// The frames of a picture, put together one upon the other as they are wanted. There are never
+/// more pixels in memory than those of the picture, of its largest frame and, where a file asks for
+/// it, of a part that comes back later.
+///
+/// Thread   the player's.
+class PictureReel {
+ public:
+  explicit PictureReel(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+
+  /// Opens what `bytes` hold and decodes the first frame. A picture of one frame gives its file's
+  /// bytes back at once.
+  /// Returns  false with `error` when there is nothing to show.
+  bool Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes, EngineError& error);
+  /// The same with bytes of somebody else, which outlive the reel.
+  bool Open(PictureFormat format, const PictureSource& source, EngineError& error);
+
+  const PictureFacts& Facts() const { return facts_; }
+
+  /// Puts the picture as it is at `frame` together. Frames before it that were not shown are
+  /// decoded on the way; going back begins with the first one.
+  void Show(size_t frame);
+  size_t Shown() const { return shown_; }
+  /// Frames of which something was missing.
+  uint64_t Damaged() const { return damaged_; }
+
+  /// The pixels as a frame of the media framework. They are this object's and change with Show.
+  GstSamplePointer AsSample();
+
+ private:
+  static constexpr size_t kNone = SIZE_MAX;
+
+  bool Allocate(EngineError& error);
+  bool StaysOpaque();
+  bool IsWhole(size_t frame) const;
+  qx::plexion::Rect Visible(const PictureFrame& frame) const;
+  void DisposeOf(size_t frame);
+  Decoded Add(size_t frame);
+  uint32_t* Row(uint32_t y) { return canvas_.As<uint32_t>() + size_t{y} * facts_.dims.width; }
+
+  qx::plexion::MemoryWatchdog* const watchdog_;
+  std::unique_ptr<PictureBytes> bytes_;
+  std::unique_ptr<PictureDecoder> decoder_;
+  PictureFacts facts_;
+  WatchedBuffer canvas_;  ///< 0xAARRGGBB, not multiplied by alpha
+  WatchedBuffer frame_;   ///< of the largest frame
+  WatchedBuffer kept_;    ///< what comes back when the frame at hand goes
+  size_t shown_ = kNone;
+  uint64_t damaged_ = 0;
+  bool opaque_ = false;
+};
+
+}  // namespace plexion_host::player
+
+#endif  // HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_

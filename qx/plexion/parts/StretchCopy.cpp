@@ -1,0 +1,272 @@
+#include "qx/plexion/parts/StretchCopy.h"
+
+#include <string.h>
+
+#include <atomic>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace qx {
+namespace plexion {
+
+namespace {
+
+constexpr uint32_t kOne = 0x10000;
+constexpr uint64_t kWrap = 0x100000000;
+
+/// One axis of a copy: which source position each destination pixel takes.
+struct Axis {
+  Axis(uint32_t sourceOffset, uint32_t sourceSize, uint32_t destinationSize)
+      : first(sourceOffset << 16), step((sourceSize << 16) / destinationSize) {}
+  uint32_t FixedAt(uint64_t i) const { return first + static_cast<uint32_t>(i) * step; }
+
+  uint32_t first;
+  uint32_t step;
+};
+
+/// Neighbouring destination pixels [begin, end), counted from the rectangle's edge.
+struct Span {
+  uint64_t begin;
+  uint64_t end;
+};
+
+uint64_t Least(uint64_t a, uint64_t b) { return a < b ? a : b; }
+
+/// Walks the runs of neighbouring destination pixels, along one axis, that lie inside their plane
+/// and whose sources lie inside theirs. One run is the rule; positions that wrap make more.
+class Runs {
+ public:
+  Runs(const Axis& axis, uint32_t offset, uint32_t size, uint32_t planeSize, uint32_t sourceSize)
+      : axis_(axis), sourceEnd_(Least(static_cast<uint64_t>(sourceSize) << 16, kWrap)) {
+    if (offset < planeSize) Add({0, Least(size, planeSize - offset)});
+    // So long a rectangle that it goes once around and reaches the plane again.
+    if (offset > 0) Add({kWrap - offset, Least(size, kWrap - offset + planeSize)});
+  }
+
+  /// Returns  false when there is no further run.
+  bool Next(Span* run) {
+    while (current_ < count_) {
+      Span& rest = inside_[current_];
+      while (rest.begin < rest.end) {
+        const uint64_t fixed = axis_.FixedAt(rest.begin);
+        const bool valid = fixed < sourceEnd_;
+        const uint64_t edge = valid ? sourceEnd_ : kWrap;
+        // Pixels from here that stay on this side of the edge.
+        const uint64_t stay =
+            axis_.step == 0 ? kWrap : (edge - fixed + axis_.step - 1) / axis_.step;
+        const uint64_t begin = rest.begin;
+        rest.begin = Least(rest.end, begin + stay);
+        if (!valid) continue;
+        *run = {begin, rest.begin};
+        return true;
+      }
+      ++current_;
+    }
+    return false;
+  }
+
+ private:
+  void Add(Span span) {
+    if (span.begin < span.end) inside_[count_++] = span;
+  }
+
+  const Axis& axis_;
+  const uint64_t sourceEnd_;
+  Span inside_[2] = {};
+  unsigned count_ = 0;
+  unsigned current_ = 0;
+};
+
+/// What every row of a copy has in common, and one row's addresses.
+struct Row {
+  const uint32_t* source;
+  uint32_t sourcePixels;  ///< that may be read
+  uint32_t* destination;  ///< of the run's first pixel
+};
+
+void CopyRunPlain(const Row& row, uint32_t fixed, uint32_t step, uint64_t count) {
+  const uint32_t* source = row.source;
+  uint32_t* out = row.destination;
+  for (; count >= 8; count -= 8, out += 8) {
+    // Eight independent loads: no index waits for the one before.
+    const uint32_t p0 = source[fixed >> 16];
+    const uint32_t p1 = source[(fixed + step) >> 16];
+    const uint32_t p2 = source[(fixed + 2 * step) >> 16];
+    const uint32_t p3 = source[(fixed + 3 * step) >> 16];
+    const uint32_t p4 = source[(fixed + 4 * step) >> 16];
+    const uint32_t p5 = source[(fixed + 5 * step) >> 16];
+    const uint32_t p6 = source[(fixed + 6 * step) >> 16];
+    const uint32_t p7 = source[(fixed + 7 * step) >> 16];
+    out[0] = p0;
+    out[1] = p1;
+    out[2] = p2;
+    out[3] = p3;
+    out[4] = p4;
+    out[5] = p5;
+    out[6] = p6;
+    out[7] = p7;
+    fixed += 8 * step;
+  }
+  for (; count > 0; --count, fixed += step) *out++ = source[fixed >> 16];
+}
+
+#if defined(__x86_64__)
+
+/// Loads the neighbourhood that eight pixels come from and permutes it: for steps of up to two
+/// pixels it is one or two vectors wide. Gathers would be slower than single loads here.
+__attribute__((target("avx2"))) void CopyRunAvx2(const Row& row, uint32_t fixed, uint32_t step,
+                                                 uint64_t count) {
+  const bool wide = step > kOne;
+  const uint32_t window = wide ? 16 : 8;
+  if (step > 2 * kOne || row.sourcePixels < window) {
+    CopyRunPlain(row, fixed, step, count);
+    return;
+  }
+  // Near the right edge the window stays inside the row and the indices grow instead.
+  const uint32_t lastWindow = row.sourcePixels - window;
+  const __m256i lanes = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
+                                           _mm256_set1_epi32(static_cast<int>(step)));
+  uint32_t* out = row.destination;
+  for (; count >= 8; count -= 8, out += 8, fixed += 8 * step) {
+    const uint32_t at = fixed >> 16;
+    const uint32_t base = at < lastWindow ? at : lastWindow;
+    const __m256i position =
+        _mm256_add_epi32(lanes, _mm256_set1_epi32(static_cast<int>(fixed - (base << 16))));
+    const __m256i index = _mm256_srli_epi32(position, 16);
+    const __m256i* from = reinterpret_cast<const __m256i*>(row.source + base);
+    __m256i pixels = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from), index);
+    if (wide) {
+      const __m256i upper = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from + 1), index);
+      // Bit 3 of the index says which half; the blend looks at the sign.
+      const __m256i half = _mm256_slli_epi32(index, 28);
+      pixels = _mm256_castps_si256(_mm256_blendv_ps(
+          _mm256_castsi256_ps(pixels), _mm256_castsi256_ps(upper), _mm256_castsi256_ps(half)));
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), pixels);
+  }
+  CopyRunPlain({row.source, row.sourcePixels, out}, fixed, step, count);
+}
+
+/// Asked of the processor directly: the compiler's own test would add an import.
+bool CpuHasAvx2() {
+  uint32_t a = 0;
+  uint32_t b = 0;
+  uint32_t c = 0;
+  uint32_t d = 0;
+  const auto cpuid = [&](uint32_t leaf) {
+    __asm__ volatile("cpuid" : "=a"(a), "=b"(b), "=c"(c), "=d"(d) : "a"(leaf), "c"(0));
+  };
+  cpuid(0);
+  if (a < 7) return false;
+  cpuid(1);
+  constexpr uint32_t kOsxsave = 1u << 27;
+  constexpr uint32_t kAvx = 1u << 28;
+  if ((c & kOsxsave) == 0 || (c & kAvx) == 0) return false;
+  // The operating system must save the wide registers, too.
+  uint32_t low = 0;
+  uint32_t high = 0;
+  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  constexpr uint32_t kXmmAndYmm = 6;
+  if ((low & kXmmAndYmm) != kXmmAndYmm) return false;
+  cpuid(7);
+  constexpr uint32_t kAvx2 = 1u << 5;
+  return (b & kAvx2) != 0;
+}
+
+#endif
+
+void CopyRun(StretchKernel kernel, const Row& row, const Axis& x, Span run) {
+  const uint32_t fixed = x.FixedAt(run.begin);
+  const uint64_t count = run.end - run.begin;
+  if (x.step == kOne) {
+    memcpy(row.destination, row.source + (fixed >> 16), count * sizeof(uint32_t));
+    return;
+  }
+#if defined(__x86_64__)
+  if (kernel == StretchKernel::kAvx2) {
+    CopyRunAvx2(row, fixed, x.step, count);
+    return;
+  }
+#endif
+  (void)kernel;
+  CopyRunPlain(row, fixed, x.step, count);
+}
+
+struct Pixels {
+  const uint32_t* Row(uint32_t y) const { return base + static_cast<uint64_t>(y) * stride; }
+  const uint32_t* base;
+  uint64_t stride;  ///< pixels from row to row
+  uint32_t width;
+};
+
+/// Copies a rectangle of which every source and destination pixel lies inside its plane: the
+/// columns of `columns` in the rows of `rows`. `top` and `left` are the destination's first row and
+/// column.
+void CopyInside(StretchKernel kernel, const Pixels& source, uint32_t* destination, uint64_t stride,
+                const Axis& x, Span columns, const Axis& y, Span rows, uint32_t left,
+                uint32_t top) {
+  const uint64_t width = columns.end - columns.begin;
+  const uint64_t height = rows.end - rows.begin;
+  uint32_t* out = destination + top * stride + left;
+  if (x.step == kOne && y.step == kOne && width == stride && width == source.stride) {
+    // Whole planes, row upon row without a gap.
+    const uint32_t* from = source.Row(y.FixedAt(rows.begin) >> 16);
+    memcpy(out, from + (x.FixedAt(columns.begin) >> 16), width * height * sizeof(uint32_t));
+    return;
+  }
+  uint32_t previousY = 0;
+  for (uint64_t j = rows.begin; j < rows.end; ++j, out += stride) {
+    const uint32_t sourceY = y.FixedAt(j) >> 16;
+    if (j > rows.begin && sourceY == previousY) {
+      memcpy(out, out - stride, width * sizeof(uint32_t));
+    } else {
+      CopyRun(kernel, {source.Row(sourceY), source.width, out}, x, columns);
+    }
+    previousY = sourceY;
+  }
+}
+
+}  // namespace
+
+StretchKernel BestStretchKernel() {
+#if defined(__x86_64__)
+  // Remembered: under a hypervisor the question alone costs as much as a few rows.
+  static std::atomic<int> known(-1);
+  int best = known.load(std::memory_order_relaxed);
+  if (best < 0) {
+    best = static_cast<int>(CpuHasAvx2() ? StretchKernel::kAvx2 : StretchKernel::kPlain);
+    known.store(best, std::memory_order_relaxed);
+  }
+  return static_cast<StretchKernel>(best);
+#else
+  return StretchKernel::kPlain;
+#endif
+}
+
+void StretchCopy32(const uint32_t* source, uint32_t sourcePitchBytes, Rect sourceRect,
+                   Dims sourceDims, uint32_t* destination, uint32_t destinationPitchBytes,
+                   Rect destinationRect, Dims destinationDims, StretchKernel kernel) {
+  if (source == nullptr || destination == nullptr) return;
+  if (destinationRect.width == 0 || destinationRect.height == 0) return;
+  const Axis x(sourceRect.x, sourceRect.width, destinationRect.width);
+  const Axis y(sourceRect.y, sourceRect.height, destinationRect.height);
+  const Pixels from{source, sourcePitchBytes / sizeof(uint32_t), sourceDims.width};
+  const uint64_t stride = destinationPitchBytes / sizeof(uint32_t);
+
+  Runs rows(y, destinationRect.y, destinationRect.height, destinationDims.height,
+            sourceDims.height);
+  for (Span rowRun; rows.Next(&rowRun);) {
+    Runs columns(x, destinationRect.x, destinationRect.width, destinationDims.width,
+                 sourceDims.width);
+    for (Span columnRun; columns.Next(&columnRun);) {
+      CopyInside(kernel, from, destination, stride, x, columnRun, y, rowRun,
+                 destinationRect.x + static_cast<uint32_t>(columnRun.begin),
+                 destinationRect.y + static_cast<uint32_t>(rowRun.begin));
+    }
+  }
+}
+
+}  // namespace plexion
+}  // namespace qx

@@ -1,0 +1,153 @@
+#include "sim/device/SimDevice.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace plexion_sim {
+
+namespace {
+
+thread_local SimDevice* currentDevice = nullptr;
+
+SimKernel& Here() {
+  if (currentDevice == nullptr) {
+    std::fprintf(stderr,
+                 "plexion_sim: a module called its kernel while no SimDevice lives on this "
+                 "thread\n");
+    std::abort();
+  }
+  return currentDevice->kernel;
+}
+
+/// Hands every call on to the device of the moment.
+class ForwardingKernel final : public IQXKernel {
+ public:
+  IQXModule* AcquireModule(const char* name) override { return Here().AcquireModule(name); }
+  void ReleaseModule(IQXModule* module) override { Here().ReleaseModule(module); }
+  Thread* CreateThread() override { return Here().CreateThread(); }
+  void DestroyThread(Thread* thread) override { Here().DestroyThread(thread); }
+  void Sleep(const Time& duration) override { Here().Sleep(duration); }
+  Mutex* CreateMutex() override { return Here().CreateMutex(); }
+  void DestroyMutex(Mutex* mutex) override { Here().DestroyMutex(mutex); }
+  Event* CreateEvent(bool manualReset) override { return Here().CreateEvent(manualReset); }
+  void DestroyEvent(Event* event) override { Here().DestroyEvent(event); }
+  void* Allocate(unsigned long bytes, const char* file, int line) override {
+    return Here().Allocate(bytes, file, line);
+  }
+  void Free(void* block, const char* file, int line) override { Here().Free(block, file, line); }
+  Time GetTime() override { return Here().GetTime(); }
+  int32_t GetProcessId() override { return Here().GetProcessId(); }
+  int GetArgc() override { return Here().GetArgc(); }
+  const char** GetArgv() override { return Here().GetArgv(); }
+  bool GetBinDirectory(QXString& directory, const char* moduleName) override {
+    return Here().GetBinDirectory(directory, moduleName);
+  }
+  void MemSet(void* destination, int value, unsigned long bytes) override {
+    Here().MemSet(destination, value, bytes);
+  }
+  void MemCopy(void* destination, const void* source, unsigned long bytes) override {
+    Here().MemCopy(destination, source, bytes);
+  }
+  void MemMove(void* destination, const void* source, unsigned long bytes) override {
+    Here().MemMove(destination, source, bytes);
+  }
+  unsigned long StrLen16(const unsigned short* text) override { return Here().StrLen16(text); }
+  unsigned long StrLen(const char* text) override { return Here().StrLen(text); }
+  int StrCmp(const char* left, const char* right) override { return Here().StrCmp(left, right); }
+  void StrCpy(char* destination, const char* source) override {
+    Here().StrCpy(destination, source);
+  }
+  void FormatString(char* buffer, unsigned long size, const char* format, ...) override
+      __attribute__((format(printf, 4, 5))) {
+    va_list arguments;
+    va_start(arguments, format);
+    Here().FormatStringV(buffer, size, format, arguments);
+    va_end(arguments);
+  }
+  long StrToL(const char* text, char** end, int base) override {
+    return Here().StrToL(text, end, base);
+  }
+  unsigned long StrToUL(const char* text, char** end, int base) override {
+    return Here().StrToUL(text, end, base);
+  }
+  const char* StrChr(const char* text, int character) override {
+    return Here().StrChr(text, character);
+  }
+  const char* StrRChr(const char* text, int character) override {
+    return Here().StrRChr(text, character);
+  }
+  void Printf(const char* format, ...) override __attribute__((format(printf, 2, 3))) {
+    va_list arguments;
+    va_start(arguments, format);
+    Here().PrintfV(format, arguments);
+    va_end(arguments);
+  }
+};
+
+}  // namespace
+
+IQXKernel* SimDevice::ProcessKernel() {
+  static ForwardingKernel* const kernel = new ForwardingKernel();
+  return kernel;
+}
+
+SimDevice* SimDevice::Current() { return currentDevice; }
+
+SimDevice::SimDevice(const SimOptions& options)
+    : kernel(options),
+      player(kernel, "IMorvelRuntimeLib"),
+      glPlayer(kernel, "IMorvelRuntimeGLLib"),
+      graphics(kernel),
+      files(kernel),
+      shell(kernel),
+      system(kernel),
+      locale(kernel),
+      mouse(kernel),
+      input(kernel) {
+  if (currentDevice != nullptr) {
+    std::fprintf(stderr, "plexion_sim: a second SimDevice on one thread; finish the first\n");
+    std::abort();
+  }
+  currentDevice = this;
+  IQXModule_QXModule_PutKernel(ProcessKernel());
+  kernel.RegisterModule(player.GetName(), &player);
+  kernel.RegisterModule(glPlayer.GetName(), &glPlayer);
+  kernel.RegisterModule(graphics.GetName(), &graphics);
+  kernel.RegisterModule(files.GetName(), &files);
+  kernel.RegisterModule(shell.GetName(), &shell);
+  kernel.RegisterModule(system.GetName(), &system);
+  kernel.RegisterModule(locale.GetName(), &locale);
+  kernel.RegisterModule(mouse.GetName(), &mouse);
+  kernel.RegisterModule(input.GetName(), &input);
+}
+
+SimDevice::~SimDevice() {
+  Finish();
+  // Instances give back the texts that they keep, so the device is still the current one here.
+  player.Clear();
+  glPlayer.Clear();
+  currentDevice = nullptr;
+}
+
+std::string SimDevice::Finish() {
+  if (!finished_ && !kernel.HasFailed()) {
+    player.Clear();
+    glPlayer.Clear();
+    kernel.CheckMemory();
+    for (const std::string& leak : kernel.Leaks()) kernel.Report(FindingKind::kLeak, leak);
+    for (const SimRenderPlane* plane : graphics.RenderPlanes()) {
+      kernel.Report(FindingKind::kLeak, "render plane " + plane->surface.name);
+    }
+    for (const SimOutputPlane* plane : graphics.OutputPlanes()) {
+      kernel.Report(FindingKind::kLeak, "output plane " + plane->surface.name);
+    }
+    if (files.LiveObjects() > 0) {
+      kernel.Report(FindingKind::kLeak,
+                    std::to_string(files.LiveObjects()) + " file objects of IFileSystem");
+    }
+  }
+  finished_ = true;
+  return kernel.GetFindings().ToText();
+}
+
+}  // namespace plexion_sim
