@@ -1,0 +1,42 @@
+// Reading words, numbers and UTF-8, and making texts of others fit to be printed.
+
+#ifndef HOST_BASE_TEXT_H_
+#define HOST_BASE_TEXT_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace plexion_host {
+
+/// A whole decimal number from `least` to `most`: digits, with a minus in front where `least` allows
+/// one; no blanks, no plus, nothing behind. Returns  none for everything else.
+std::optional<int64_t> ReadWholeNumber(std::string_view text, int64_t least, int64_t most);
+
+/// The pieces between the separators: one more than there are separators, some maybe empty.
+std::vector<std::string> SplitAt(std::string_view text, char separator);
+
+/// The words with `separator` in between.
+std::string Join(const std::vector<std::string>& words, const char* separator = ", ");
+
+/// Takes one code point off the front of `text`.
+/// Returns  none, with one byte taken, where there is no valid UTF-8. `text` must not be empty.
+std::optional<char32_t> TakeCodePoint(std::string_view& text);
+bool IsUtf8(std::string_view text);
+/// `codePoint` is at most 0x10FFFF and no surrogate.
+void AppendUtf8(std::string& text, char32_t codePoint);
+
+/// `text` as it may be shown on a terminal or written to a log, whoever made it: control characters
+/// and bytes that are no UTF-8 become \xNN, and what changes the direction or the line of a text
+/// becomes \u{NNNN}. Line ends and tabs stay.
+std::string Printable(std::string_view text);
+
+/// The same for a word or a name inside a line of ours: line ends and tabs are escaped as well, so
+/// that a name cannot pretend to be a line.
+std::string PrintableWord(std::string_view text);
+
+}  // namespace plexion_host
+
+#endif  // HOST_BASE_TEXT_H_
