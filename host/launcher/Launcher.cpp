@@ -10,6 +10,7 @@
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/render/ContentCommand.h"
 #include "host/launcher/run/SignageRun.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IMouseStream.h"
@@ -288,6 +289,7 @@ class Launcher {
 }  // namespace
 
 int RunLauncher(const std::vector<std::string>& arguments) {
+  if (IsContentCommand(arguments)) return RunContentCommand(arguments);
   ControlThread::BlockSignals();
   const CommandLine line = ParseCommandLine(arguments);
   Console console;

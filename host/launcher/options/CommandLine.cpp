@@ -300,7 +300,9 @@ std::string LauncherHelp() {
   const size_t options = text.find("Options:");
   if (options != std::string::npos) text.erase(0, options);
   return "usage: plexion [launcher options] [window options] CONTENT "
-         "[[window options] CONTENT ...]\n\nLauncher " +
+         "[[window options] CONTENT ...]\n       plexion render|check CONTENT ...: frames as "
+         "files, "
+         "and what they cost; see plexion render --help\n\nLauncher " +
          text;
 }
 
