@@ -1,0 +1,101 @@
+// Draws frames of movies with lottie-web's SVG renderer in headless Chromium. Started by
+// tools/movie_fidelity, with a folder of npm packages and a file of jobs:
+//   [{"movie": FILE, "frames": [0, 30], "width": 640, "height": 360, "out": DIR}, ...]
+// Writes DIR/frame-N.png with transparency, and one line of JSON for each job.
+'use strict';
+const fs = require('fs');
+const path = require('path');
+
+const [packages, jobsFile] = process.argv.slice(2);
+const {chromium} = require(path.join(packages, 'node_modules', 'playwright-core'));
+
+// What lottie-web 5.13 draws against the format's documentation is put right in its text: an inverted
+// mask is what lies outside of the path, and a first mask that subtracts takes away from all of the layer.
+function mended(text) {
+  const changes = [
+    ["path.setAttribute('clip-rule', 'nonzero');",
+      "path.setAttribute('clip-rule', 'nonzero'); if (properties[i].inv) path.setAttribute('fill-rule', 'evenodd');"],
+    ["rect.setAttribute('width', this.element.comp.data.w || 0);",
+      "rect.setAttribute('x', -50000); rect.setAttribute('y', -50000); rect.setAttribute('width', 100000);"],
+    ["rect.setAttribute('height', this.element.comp.data.h || 0);",
+      "rect.setAttribute('height', 100000);"],
+    ["var path = 'M0,0 ';\n    path += ' h' + this.globalData.compSize.w;",
+      "return 'M-50000,-50000 h100000 v100000 h-100000 z '; var path = '';"],
+  ];
+  for (const [from, to] of changes) {
+    if (!text.includes(from)) throw new Error(`lottie-web has changed: it has no "${from}"`);
+    text = text.replace(from, to);
+  }
+  return text;
+}
+
+const kinds = {'.png': 'png', '.jpg': 'jpeg', '.jpeg': 'jpeg', '.svg': 'svg+xml', '.webp': 'webp', '.gif': 'gif'};
+
+// Picture files beside the document, as data addresses: the page has no way to the disk.
+function embed(data, folder) {
+  for (const asset of data.assets || []) {
+    if (!asset.p || asset.layers || String(asset.p).startsWith('data:')) continue;
+    const kind = kinds[path.extname(asset.p).toLowerCase()];
+    const file = [path.join(folder, asset.u || '', asset.p), path.join(folder, asset.p)].find((name) => fs.existsSync(name));
+    if (!kind || !file) continue;
+    asset.p = `data:image/${kind};base64,` + fs.readFileSync(file).toString('base64');
+    asset.u = '';
+    asset.e = 1;
+  }
+  return data;
+}
+
+async function draw(page, job) {
+  const data = embed(JSON.parse(fs.readFileSync(job.movie, 'utf8').replace(/^\ufeff/, '')), path.dirname(job.movie));
+  await page.setViewportSize({width: job.width, height: job.height});
+  const count = await page.evaluate(async ([data, width, height]) => {
+    const box = document.getElementById('box');
+    if (window.movie) window.movie.destroy();
+    box.innerHTML = '';
+    box.style.width = width + 'px';
+    box.style.height = height + 'px';
+    const movie = window.movie = lottie.loadAnimation(
+      {container: box, renderer: 'svg', loop: false, autoplay: false, animationData: data});
+    // Pictures and fonts come later; five seconds are enough for what is in the file.
+    for (let i = 0; i < 100 && !movie.isLoaded; ++i) await new Promise((done) => setTimeout(done, 50));
+    await document.fonts.ready;
+    return movie.isLoaded ? movie.totalFrames : -1;
+  }, [data, job.width, job.height]);
+  if (count < 0) throw new Error('it does not load');
+  fs.mkdirSync(job.out, {recursive: true});
+  for (const frame of job.frames) {
+    await page.evaluate((frame) => new Promise((done) => {
+      window.movie.goToAndStop(frame, true);
+      requestAnimationFrame(() => requestAnimationFrame(done));
+    }), frame);
+    await page.screenshot({path: path.join(job.out, `frame-${frame}.png`), omitBackground: true, timeout: 20000});
+  }
+}
+
+async function main() {
+  const jobs = JSON.parse(fs.readFileSync(jobsFile, 'utf8'));
+  const script = mended(fs.readFileSync(path.join(packages, 'node_modules/lottie-web/build/player/lottie.js'), 'utf8'));
+  const browser = await chromium.launch({executablePath: '/usr/bin/chromium', args: [
+    '--no-sandbox', '--disable-gpu', '--disable-background-networking', '--disable-component-update',
+    '--disable-sync', '--no-first-run', '--force-color-profile=srgb', '--hide-scrollbars']});
+  for (const job of jobs) {
+    // A page of its own each: a movie that breaks the renderer breaks no other.
+    const page = await browser.newPage();
+    let error = '';
+    try {
+      await page.setContent('<body style="margin:0;background:transparent"><div id="box"></div></body>');
+      await page.addScriptTag({content: script});
+      await draw(page, job);
+    } catch (fault) {
+      error = String(fault).split('\n')[0];
+    }
+    await page.close();
+    console.log(JSON.stringify({movie: job.movie, error}));
+  }
+  await browser.close();
+}
+
+main().catch((fault) => {
+  console.error(String(fault));
+  process.exit(1);
+});
