@@ -79,37 +79,54 @@ class Runs {
   unsigned current_ = 0;
 };
 
+// Pixels are addressed as bytes, since a driver's rows may begin anywhere: where a pitch is no
+// multiple of four, every other row lies across the machine's words.
+
+constexpr size_t kPixelBytes = sizeof(uint32_t);
+
+uint32_t LoadPixel(const unsigned char* row, uint32_t column) {
+  uint32_t pixel;
+  memcpy(&pixel, row + column * kPixelBytes, kPixelBytes);
+  return pixel;
+}
+
+void StorePixel(unsigned char* row, size_t column, uint32_t pixel) {
+  memcpy(row + column * kPixelBytes, &pixel, kPixelBytes);
+}
+
 /// What every row of a copy has in common, and one row's addresses.
 struct Row {
-  const uint32_t* source;
-  uint32_t sourcePixels;  ///< that may be read
-  uint32_t* destination;  ///< of the run's first pixel
+  const unsigned char* source;
+  uint32_t sourcePixels;       ///< that may be read
+  unsigned char* destination;  ///< of the run's first pixel
 };
 
-void CopyRunPlain(const Row& row, uint32_t fixed, uint32_t step, uint64_t count) {
-  const uint32_t* source = row.source;
-  uint32_t* out = row.destination;
-  for (; count >= 8; count -= 8, out += 8) {
+void CopyRunPlain(const Row& row, uint32_t fixed, uint32_t step, size_t count) {
+  const unsigned char* source = row.source;
+  unsigned char* out = row.destination;
+  for (; count >= 8; count -= 8, out += 8 * kPixelBytes) {
     // Eight independent loads: no index waits for the one before.
-    const uint32_t p0 = source[fixed >> 16];
-    const uint32_t p1 = source[(fixed + step) >> 16];
-    const uint32_t p2 = source[(fixed + 2 * step) >> 16];
-    const uint32_t p3 = source[(fixed + 3 * step) >> 16];
-    const uint32_t p4 = source[(fixed + 4 * step) >> 16];
-    const uint32_t p5 = source[(fixed + 5 * step) >> 16];
-    const uint32_t p6 = source[(fixed + 6 * step) >> 16];
-    const uint32_t p7 = source[(fixed + 7 * step) >> 16];
-    out[0] = p0;
-    out[1] = p1;
-    out[2] = p2;
-    out[3] = p3;
-    out[4] = p4;
-    out[5] = p5;
-    out[6] = p6;
-    out[7] = p7;
+    const uint32_t p0 = LoadPixel(source, fixed >> 16);
+    const uint32_t p1 = LoadPixel(source, (fixed + step) >> 16);
+    const uint32_t p2 = LoadPixel(source, (fixed + 2 * step) >> 16);
+    const uint32_t p3 = LoadPixel(source, (fixed + 3 * step) >> 16);
+    const uint32_t p4 = LoadPixel(source, (fixed + 4 * step) >> 16);
+    const uint32_t p5 = LoadPixel(source, (fixed + 5 * step) >> 16);
+    const uint32_t p6 = LoadPixel(source, (fixed + 6 * step) >> 16);
+    const uint32_t p7 = LoadPixel(source, (fixed + 7 * step) >> 16);
+    StorePixel(out, 0, p0);
+    StorePixel(out, 1, p1);
+    StorePixel(out, 2, p2);
+    StorePixel(out, 3, p3);
+    StorePixel(out, 4, p4);
+    StorePixel(out, 5, p5);
+    StorePixel(out, 6, p6);
+    StorePixel(out, 7, p7);
     fixed += 8 * step;
   }
-  for (; count > 0; --count, fixed += step) *out++ = source[fixed >> 16];
+  for (; count > 0; --count, fixed += step, out += kPixelBytes) {
+    StorePixel(out, 0, LoadPixel(source, fixed >> 16));
+  }
 }
 
 #if defined(__x86_64__)
@@ -117,7 +134,7 @@ void CopyRunPlain(const Row& row, uint32_t fixed, uint32_t step, uint64_t count)
 /// Loads the neighbourhood that eight pixels come from and permutes it: for steps of up to two
 /// pixels it is one or two vectors wide. Gathers would be slower than single loads here.
 __attribute__((target("avx2"))) void CopyRunAvx2(const Row& row, uint32_t fixed, uint32_t step,
-                                                 uint64_t count) {
+                                                 size_t count) {
   const bool wide = step > kOne;
   const uint32_t window = wide ? 16 : 8;
   if (step > 2 * kOne || row.sourcePixels < window) {
@@ -128,14 +145,14 @@ __attribute__((target("avx2"))) void CopyRunAvx2(const Row& row, uint32_t fixed,
   const uint32_t lastWindow = row.sourcePixels - window;
   const __m256i lanes = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
                                            _mm256_set1_epi32(static_cast<int>(step)));
-  uint32_t* out = row.destination;
-  for (; count >= 8; count -= 8, out += 8, fixed += 8 * step) {
+  unsigned char* out = row.destination;
+  for (; count >= 8; count -= 8, out += 8 * kPixelBytes, fixed += 8 * step) {
     const uint32_t at = fixed >> 16;
     const uint32_t base = at < lastWindow ? at : lastWindow;
     const __m256i position =
         _mm256_add_epi32(lanes, _mm256_set1_epi32(static_cast<int>(fixed - (base << 16))));
     const __m256i index = _mm256_srli_epi32(position, 16);
-    const __m256i* from = reinterpret_cast<const __m256i*>(row.source + base);
+    const __m256i_u* from = reinterpret_cast<const __m256i_u*>(row.source + base * kPixelBytes);
     __m256i pixels = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from), index);
     if (wide) {
       const __m256i upper = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from + 1), index);
@@ -144,7 +161,7 @@ __attribute__((target("avx2"))) void CopyRunAvx2(const Row& row, uint32_t fixed,
       pixels = _mm256_castps_si256(_mm256_blendv_ps(
           _mm256_castsi256_ps(pixels), _mm256_castsi256_ps(upper), _mm256_castsi256_ps(half)));
     }
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), pixels);
+    _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(out), pixels);
   }
   CopyRunPlain({row.source, row.sourcePixels, out}, fixed, step, count);
 }
@@ -179,9 +196,9 @@ bool CpuHasAvx2() {
 
 void CopyRun(StretchKernel kernel, const Row& row, const Axis& x, Span run) {
   const uint32_t fixed = x.FixedAt(run.begin);
-  const uint64_t count = run.end - run.begin;
+  const auto count = static_cast<size_t>(run.end - run.begin);
   if (x.step == kOne) {
-    memcpy(row.destination, row.source + (fixed >> 16), count * sizeof(uint32_t));
+    memcpy(row.destination, row.source + (fixed >> 16) * kPixelBytes, count * kPixelBytes);
     return;
   }
 #if defined(__x86_64__)
@@ -195,32 +212,32 @@ void CopyRun(StretchKernel kernel, const Row& row, const Axis& x, Span run) {
 }
 
 struct Pixels {
-  const uint32_t* Row(uint32_t y) const { return base + static_cast<uint64_t>(y) * stride; }
-  const uint32_t* base;
-  uint64_t stride;  ///< pixels from row to row
+  const unsigned char* Row(uint32_t y) const { return base + static_cast<size_t>(y) * pitch; }
+  const unsigned char* base;
+  size_t pitch;  ///< bytes from row to row
   uint32_t width;
 };
 
 /// Copies a rectangle of which every source and destination pixel lies inside its plane: the
 /// columns of `columns` in the rows of `rows`. `top` and `left` are the destination's first row and
 /// column.
-void CopyInside(StretchKernel kernel, const Pixels& source, uint32_t* destination, uint64_t stride,
-                const Axis& x, Span columns, const Axis& y, Span rows, uint32_t left,
+void CopyInside(StretchKernel kernel, const Pixels& source, unsigned char* destination,
+                size_t pitch, const Axis& x, Span columns, const Axis& y, Span rows, uint32_t left,
                 uint32_t top) {
-  const uint64_t width = columns.end - columns.begin;
-  const uint64_t height = rows.end - rows.begin;
-  uint32_t* out = destination + top * stride + left;
-  if (x.step == kOne && y.step == kOne && width == stride && width == source.stride) {
+  const size_t rowBytes = static_cast<size_t>(columns.end - columns.begin) * kPixelBytes;
+  unsigned char* out = destination + top * pitch + left * kPixelBytes;
+  if (x.step == kOne && y.step == kOne && rowBytes == pitch && rowBytes == source.pitch) {
     // Whole planes, row upon row without a gap.
-    const uint32_t* from = source.Row(y.FixedAt(rows.begin) >> 16);
-    memcpy(out, from + (x.FixedAt(columns.begin) >> 16), width * height * sizeof(uint32_t));
+    const unsigned char* from = source.Row(y.FixedAt(rows.begin) >> 16);
+    memcpy(out, from + (x.FixedAt(columns.begin) >> 16) * kPixelBytes,
+           rowBytes * static_cast<size_t>(rows.end - rows.begin));
     return;
   }
   uint32_t previousY = 0;
-  for (uint64_t j = rows.begin; j < rows.end; ++j, out += stride) {
+  for (uint64_t j = rows.begin; j < rows.end; ++j, out += pitch) {
     const uint32_t sourceY = y.FixedAt(j) >> 16;
     if (j > rows.begin && sourceY == previousY) {
-      memcpy(out, out - stride, width * sizeof(uint32_t));
+      memcpy(out, out - pitch, rowBytes);
     } else {
       CopyRun(kernel, {source.Row(sourceY), source.width, out}, x, columns);
     }
@@ -245,15 +262,15 @@ StretchKernel BestStretchKernel() {
 #endif
 }
 
-void StretchCopy32(const uint32_t* source, uint32_t sourcePitchBytes, Rect sourceRect,
-                   Dims sourceDims, uint32_t* destination, uint32_t destinationPitchBytes,
-                   Rect destinationRect, Dims destinationDims, StretchKernel kernel) {
+void StretchCopy32(const void* source, uint32_t sourcePitchBytes, Rect sourceRect, Dims sourceDims,
+                   void* destination, uint32_t destinationPitchBytes, Rect destinationRect,
+                   Dims destinationDims, StretchKernel kernel) {
   if (source == nullptr || destination == nullptr) return;
   if (destinationRect.width == 0 || destinationRect.height == 0) return;
   const Axis x(sourceRect.x, sourceRect.width, destinationRect.width);
   const Axis y(sourceRect.y, sourceRect.height, destinationRect.height);
-  const Pixels from{source, sourcePitchBytes / sizeof(uint32_t), sourceDims.width};
-  const uint64_t stride = destinationPitchBytes / sizeof(uint32_t);
+  const Pixels from{static_cast<const unsigned char*>(source), sourcePitchBytes, sourceDims.width};
+  auto* const to = static_cast<unsigned char*>(destination);
 
   Runs rows(y, destinationRect.y, destinationRect.height, destinationDims.height,
             sourceDims.height);
@@ -261,7 +278,7 @@ void StretchCopy32(const uint32_t* source, uint32_t sourcePitchBytes, Rect sourc
     Runs columns(x, destinationRect.x, destinationRect.width, destinationDims.width,
                  sourceDims.width);
     for (Span columnRun; columns.Next(&columnRun);) {
-      CopyInside(kernel, from, destination, stride, x, columnRun, y, rowRun,
+      CopyInside(kernel, from, to, destinationPitchBytes, x, columnRun, y, rowRun,
                  destinationRect.x + static_cast<uint32_t>(columnRun.begin),
                  destinationRect.y + static_cast<uint32_t>(rowRun.begin));
     }

@@ -25,12 +25,11 @@ StretchKernel BestStretchKernel();
 /// arithmetic; rows alike. A pixel whose source or destination lies outside its plane is left out;
 /// the others are where they would be without that. An empty destination copies nothing.
 ///
-/// Units    pixels, but for the pitches: bytes from row to row, multiples of 4.
+/// Units    pixels, but for the pitches: bytes from row to row, any number; rows need no alignment.
 /// Thread   any; the planes must not overlap.
-void StretchCopy32(const uint32_t* source, uint32_t sourcePitchBytes, Rect sourceRect,
-                   Dims sourceDims, uint32_t* destination, uint32_t destinationPitchBytes,
-                   Rect destinationRect, Dims destinationDims,
-                   StretchKernel kernel = BestStretchKernel());
+void StretchCopy32(const void* source, uint32_t sourcePitchBytes, Rect sourceRect, Dims sourceDims,
+                   void* destination, uint32_t destinationPitchBytes, Rect destinationRect,
+                   Dims destinationDims, StretchKernel kernel = BestStretchKernel());
 
 }  // namespace plexion
 }  // namespace qx

@@ -26,9 +26,8 @@ bool CopyInSoftware(RenderPlane* source, const Rect& sourceRect, OutputPlane* de
   void* to = destination->LockPixels(false);
   const bool locked = from != nullptr && to != nullptr;
   if (locked) {
-    StretchCopy32(static_cast<const uint32_t*>(from), source->GetPitch(), sourceRect,
-                  source->GetDims(), static_cast<uint32_t*>(to), destination->GetPitch(),
-                  destinationRect, destination->GetDims());
+    StretchCopy32(from, source->GetPitch(), sourceRect, source->GetDims(), to,
+                  destination->GetPitch(), destinationRect, destination->GetDims());
   }
   if (to != nullptr) destination->UnlockPixels();
   if (from != nullptr) source->UnlockPixels();
