@@ -80,6 +80,21 @@ TEST_F(MemoryWatchdog, EndsTheWindowThatAsksForMoreThanItsLimit) {
   watchdog.Free(block, nullptr, 0);
 }
 
+TEST_F(MemoryWatchdog, CountsWhatThirtyTwoBitsCannotHoldAsOverTheLimit) {
+  StageWindowMemoryWatchdog& watchdog = Guard(1000);
+  void* block = watchdog.Alloc(600, nullptr, 0);
+  const unsigned allocations = kernel.allocations;
+  // Alone, and together with what is in use, these are small numbers in 32 bits.
+  const uint64_t kSizes[] = {0x100000000ull, 0x100000190ull, 0xFFFFFFFFull, ~0ull};
+  for (const uint64_t size : kSizes) {
+    EXPECT_EQ(watchdog.Alloc(static_cast<unsigned long>(size), nullptr, 0), nullptr) << size;
+  }
+  EXPECT_EQ(player.terminations, 4);
+  EXPECT_EQ(kernel.allocations, allocations);
+  EXPECT_EQ(watchdog.GetBytesUsed(), 600ul);
+  watchdog.Free(block, nullptr, 0);
+}
+
 TEST_F(MemoryWatchdog, CountsWhatIsInUseAndRemembersThePeak) {
   StageWindowMemoryWatchdog& watchdog = Guard(1000);
   void* first = watchdog.Alloc(300, nullptr, 0);

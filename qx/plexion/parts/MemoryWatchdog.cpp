@@ -30,9 +30,8 @@ StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() {
 
 void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, unsigned long line) {
   QXLock lock(mutex);
-  // 32 bits, as the limit is, wrapping: adding and subtracting stay in step however much is in use.
-  const uint32_t total = bytesUsed + static_cast<uint32_t>(size);
-  if (limit != 0 && total > limit) {
+  // Compared before it is cut to the counters' 32 bits, in which 4 GiB are nothing.
+  if (limit != 0 && size > limit - bytesUsed) {
     kernel->Printf("YELLOW ALERT: StageWindow exceeded memlimit of %d bytes\n", limit);
     window->Terminate(kErrorNotEnoughMemory);
     return nullptr;
@@ -41,6 +40,8 @@ void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, uns
   char* block =
       static_cast<char*>(kernel->Allocate(size + kHeaderBytes, file, static_cast<int>(line)));
   if (block == nullptr) return nullptr;
+  // Wrapping: without a limit, adding and subtracting stay in step however much is in use.
+  const uint32_t total = bytesUsed + static_cast<uint32_t>(size);
   *reinterpret_cast<uint32_t*>(block) = static_cast<uint32_t>(size);
   bytesUsed = total;
   if (bytesUsed > peakBytesUsed) peakBytesUsed = bytesUsed;
