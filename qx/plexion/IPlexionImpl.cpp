@@ -110,9 +110,14 @@ IPlexionImpl::IPlexionImpl()
 
   fileSystem = static_cast<platform::IFileSystem*>(kernel->AcquireModule("IFileSystem"));
   if (fileSystem != nullptr) {
-    IPlexionImpl::GetApplicationPrivateTempFileDirectory(applicationPrivateTempFileDirectory);
-    applicationPrivateTempFileDirectory.Append("/");
-    EnsureWritability(applicationPrivateTempFileDirectory);
+    if (BuildApplicationTempDirectory(applicationPrivateTempFileDirectory) &&
+        AppendWhole(applicationPrivateTempFileDirectory, "/")) {
+      EnsureWritability(applicationPrivateTempFileDirectory);
+    } else {
+      // Nothing of this name is made, and nothing is removed: a path that lacks its last pieces is
+      // that of every launcher's files.
+      applicationPrivateTempFileDirectory.Clear();
+    }
   }
 
   const HostOptions options = ReadHostOptions(kernel);
@@ -126,10 +131,12 @@ IPlexionImpl::IPlexionImpl()
 }
 
 IPlexionImpl::~IPlexionImpl() {
-  if (fileSystem != nullptr) {
+  // The empty text also when its UTF-8 form cannot be had now.
+  const char* const temporary = applicationPrivateTempFileDirectory.Utf8();
+  if (fileSystem != nullptr && temporary[0] != '\0') {
     platform::IFileObject* const directory = fileSystem->CreateFileObject();
     if (directory != nullptr) {
-      directory->Open(applicationPrivateTempFileDirectory.Utf8());
+      directory->Open(temporary);
       directory->RemoveDirectory(true);
       fileSystem->DestroyFileObject(directory);
     }

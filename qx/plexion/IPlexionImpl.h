@@ -101,6 +101,11 @@ class IPlexionImpl : public IPlexionSets {
   bool GetApplicationPrivateTempFileDirectory(QXString& out) override;
   /// Makes the directory `path` exist and be writable.
   bool EnsureWritability(const QXString& path);
+  /// The virtual GetApplicationPrivateTempFileDirectory without what a host put in its place.
+  /// Returns  false when a piece is missing for lack of memory.
+  bool BuildApplicationTempDirectory(QXString& out);
+  /// Returns  false when the whole of `text`, which is ASCII, could not be appended.
+  bool AppendWhole(QXString& path, const char* text);
 
   // service/Values.cpp: values exchanged between host and content, status names.
   const char* StageWindowStatusToString(StageWindowStatus status) override;

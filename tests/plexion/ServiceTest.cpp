@@ -15,6 +15,7 @@ using plexion_sim::Fallible;
 using plexion_sim::SimDevice;
 
 const char kTempDirectory[] = "/tmp/.plexion/app-tmp/4711";
+const char kOthersDirectory[] = "/tmp/.plexion/app-tmp/4712";  // another launcher's
 
 class Service : public ServiceTest {
  protected:
@@ -112,16 +113,31 @@ TEST_F(Service, GivesNothingBackForANullModuleAndNoneWithoutMemory) {
 }
 
 TEST_F(Service, IsMadeAndUnmadeWhicheverAllocationFails) {
+  const auto askForDirectories = [this] {
+    QXString directory;
+    service->GetUserPrivateDataDirectory(directory);
+  };
+  device->files.AddDirectory(kOthersDirectory);
+  askForDirectories();
+  const std::set<std::string> usual = device->files.Directories();
   const uint64_t all = device->kernel.GetFaults().Count(Fallible::kAllocate);
   ASSERT_GT(all, 5u);
   for (uint64_t nth = 1; nth <= all; ++nth) {
-    Restart({"--useshell"},
-            [nth](SimDevice& d) { d.kernel.GetFaults().Fail(Fallible::kAllocate, nth); });
+    SCOPED_TRACE("allocation " + std::to_string(nth));
+    Restart({"--useshell"}, [nth](SimDevice& d) {
+      d.files.AddDirectory(kOthersDirectory);
+      d.kernel.GetFaults().Fail(Fallible::kAllocate, nth);
+    });
     if (service == nullptr) continue;
     service->DispatchKeyDown(13);
     // Without a simulator there is no mode to set.
     EXPECT_EQ(service->SetKeyInputMode(kKeyInputModeDirect, 1, 1),
               service->GetKeyEventSimulator() != nullptr);
+    askForDirectories();
+    // A path that lacks a piece is none: nothing is made or removed in its place.
+    for (const std::string& made : device->files.Directories()) EXPECT_EQ(usual.count(made), 1u);
+    Unload();
+    EXPECT_TRUE(device->files.Exists(kOthersDirectory));
   }
 }
 
@@ -278,6 +294,12 @@ TEST_F(Service, HandsOutItsOwnCopyOfTheLastFrame) {
   EXPECT_EQ(*get().data, 42);
   ASSERT_TRUE(service->SetLastFrame(pixels, 0, 8));
   EXPECT_EQ(get().size, 0);
+
+  // What it handed out may be given back, whole or in part.
+  ASSERT_TRUE(service->SetLastFrame(pixels, 3, 9));
+  ASSERT_TRUE(service->SetLastFrame(get().data, 3, 10));
+  ASSERT_TRUE(service->SetLastFrame(get().data + 2, 1, 11));
+  EXPECT_EQ(*get().data, 3);
 
   ASSERT_TRUE(service->SetLastFrame(pixels, 2, 7));
   EXPECT_FALSE(service->SetLastFrame(nullptr, 5, 1));

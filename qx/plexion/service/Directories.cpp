@@ -13,9 +13,11 @@ bool IPlexionImpl::GetPlexionDataDirectory(QXString& out) {
   // Held throughout, so that threads that ask at the same time have it made once.
   const QXLock lock(dataDirectoryLock);
   if (plexionDataDirectory.IsEmpty()) {
-    if (GetPlexionBaseDirectory(plexionDataDirectory)) {
-      plexionDataDirectory.Append("/");
-      plexionDataDirectory.Append("data");
+    // What memory did not suffice for is not remembered: it would be another directory.
+    if (GetPlexionBaseDirectory(plexionDataDirectory) &&
+        (plexionDataDirectory.IsEmpty() || !AppendWhole(plexionDataDirectory, "/") ||
+         !AppendWhole(plexionDataDirectory, "data"))) {
+      plexionDataDirectory.Clear();
     }
     // A directory that cannot be written to is remembered all the same: one alert, and the service
     // goes on without it.
@@ -48,18 +50,20 @@ bool IPlexionImpl::GetPlexionFontDirectory(QXString& out) {
 // True even without a data directory (kept): the caller then has what `out` held.
 bool IPlexionImpl::GetUserPrivateDataDirectory(QXString& out) {
   if (!GetPlexionDataDirectory(out)) return true;
-  out.Append("/users/");
+  bool whole = !out.IsEmpty() && AppendWhole(out, "/users/");
   auto* const driver =
       static_cast<platform::ISystemDriver*>(kernel->AcquireModule("ISystemDriver"));
   if (driver != nullptr) {
     QXString userName;
     driver->GetCurrentUserName(userName);
-    if (!userName.IsEmpty()) out.Append(userName);
+    const unsigned long length = out.Length() + static_cast<unsigned long>(userName.Length());
+    out.Append(userName);
+    whole = whole && out.Length() == length;
   } else {
-    out.Append("default");
+    whole = AppendWhole(out, "default") && whole;
   }
-  EnsureWritability(out);
-  kernel->ReleaseModule(driver);  // null too: the kernel accepts it
+  if (whole) EnsureWritability(out);  // never a directory that nobody asked for
+  kernel->ReleaseModule(driver);      // null too: the kernel accepts it
   return true;
 }
 
@@ -69,12 +73,23 @@ bool IPlexionImpl::GetPlexionTempDirectory(QXString& out) {
   return true;
 }
 
-bool IPlexionImpl::GetApplicationPrivateTempFileDirectory(QXString& out) {
+bool IPlexionImpl::AppendWhole(QXString& path, const char* text) {
+  const unsigned long whole = path.Length() + kernel->StrLen(text);
+  path.Append(text);
+  return path.Length() == whole;
+}
+
+bool IPlexionImpl::BuildApplicationTempDirectory(QXString& out) {
   GetPlexionTempDirectory(out);
-  out.Append("/app-tmp/");
+  const bool hasBase = !out.IsEmpty();
+  const bool hasFolder = AppendWhole(out, "/app-tmp/");
   char number[15];
   kernel->FormatString(number, sizeof(number), "%ld", static_cast<long>(kernel->GetProcessId()));
-  out.Append(number);
+  return AppendWhole(out, number) && hasBase && hasFolder;
+}
+
+bool IPlexionImpl::GetApplicationPrivateTempFileDirectory(QXString& out) {
+  BuildApplicationTempDirectory(out);
   return true;
 }
 

@@ -82,13 +82,13 @@ bool IPlexionImpl::SetViewIndex(int index) {
 int IPlexionImpl::GetViewIndex() { return viewIndex; }
 
 bool IPlexionImpl::SetLastFrame(char* data, int size, long value) {
-  delete[] lastFrameData;
+  char* const earlier = lastFrameData;
   lastFrameData = nullptr;
   if (data == nullptr) {
+    delete[] earlier;
     lastFrameValid = false;
     return false;
   }
-  lastFrameSize = 0;
   // The plain array allocator, not the tracked one. A negative size is one it does not have.
   char* const copy =
       size < 0 ? nullptr : new (std::nothrow_t{}) char[static_cast<unsigned long>(size)];
@@ -96,10 +96,12 @@ bool IPlexionImpl::SetLastFrame(char* data, int size, long value) {
   lastFrameValue = value;
   lastFrameValid = true;  // kept: stays so when the copy could not be made
   lastFrameData = copy;
-  if (copy == nullptr) return false;
-  kernel->MemSet(copy, 0, static_cast<unsigned long>(size));
-  kernel->MemCopy(copy, data, static_cast<unsigned long>(size));
-  return true;
+  if (copy != nullptr) {
+    kernel->MemSet(copy, 0, static_cast<unsigned long>(size));
+    kernel->MemCopy(copy, data, static_cast<unsigned long>(size));
+  }
+  delete[] earlier;  // last: GetLastFrame hands it out, so it may be what was copied from
+  return copy != nullptr;
 }
 
 void IPlexionImpl::GetLastFrame(char** data, int* size, long* value, bool* valid) {
