@@ -20,9 +20,11 @@ struct StageWindowParameters;
 /// One rectangle of player content on the display.
 ///
 /// Made by IPlexion::CreateStageWindow and destroyed by IPlexion::DestroyStageWindow only. Usual
-/// order: Configure (done already when the window was made from parameters), CreatePlanes, Play,
-/// then wait for a terminal status; or RunToCompletion, which does it all on the caller's thread;
-/// or LoadForLFD, a pause of the host's choosing, PlayForLFD.
+/// order: Configure (done already when the window was made from parameters), CreatePlanes, then
+/// Play and wait for a terminal status; or RunToCompletion, which blocks until then; or LoadForLFD,
+/// a pause of the host's choosing, PlayForLFD. Content becomes ready to animate only once it has
+/// planes, and neither RunToCompletion nor LoadForLFD makes them: another thread does while they
+/// wait, or the host hands its own in before.
 ///
 /// Thread   any, unless an operation says otherwise. Do not call from an observer.
 class StageWindow {
@@ -34,8 +36,8 @@ class StageWindow {
   virtual bool Configure(int argc, const char** argv) = 0;
 
   /// Loads and blocks until kStatusLoaded or a terminal status. On a window without a player
-  /// instance this waits until some later notification: configure first. Returns  the player's
-  /// answer, false without a player instance. So do the next two, Play, Pause
+  /// instance this waits until some later notification: configure first.
+  /// Returns  the player's answer, false without a player instance. So do LoadMVXAsync, Play, Pause
   ///          and Terminate.
   virtual bool LoadMVX() = 0;
 
@@ -43,9 +45,9 @@ class StageWindow {
   /// Returns  false when the window cannot be shown; the status then says why, for good.
   virtual bool CreatePlanes() = 0;
 
-  /// Load, wait until ready, play, block until the content ends. With "--pause" on the host's
-  /// command line it first waits for the shell command "go". Returns  true exactly when the window
-  /// ends in kStatusComplete.
+  /// Loads, waits up to ten seconds for kStatusReadyToAnimate, plays, blocks until the content ends.
+  /// With "--pause" on the host's command line it first waits for the shell command "go".
+  /// Returns  true exactly when the window ends in kStatusComplete.
   virtual bool RunToCompletion() = 0;
 
   /// The first half of RunToCompletion: everything up to kStatusReadyToAnimate.
@@ -78,8 +80,15 @@ class StageWindow {
   /// Returns  always false (kept: callers rely on the notification).
   virtual bool MoveTo(const Point& point) = 0;
   /// Resizes the output plane, and the render plane in proportion. `deferred`: between two frames,
-  /// on the player's thread. The outcome arrives as kInfoWindowResized or one of the two failures.
+  /// on the player's thread. The outcome arrives as kInfoWindowResized or one of the two failures;
+  /// kInfoWindowResized also when there is no output plane to resize.
+  ///
+  /// One at a time. A request that comes while another is carried out is dropped without an outcome;
+  /// that includes one from inside of the other's notification. Of two deferred ones before the next
+  /// frame the later counts. Who must not lose one looks at GetRectOnScreen, and asks again.
   virtual void Resize(const Dims& dims, bool deferred) = 0;
+  /// Both at once, each with its outcome. Not dropped: whoever calls this sees to it that no other
+  /// resize is under way.
   virtual void ResizeAndMove(const Dims& dims, const Point& point) = 0;
 
   virtual void SetVisible(bool visible) = 0;

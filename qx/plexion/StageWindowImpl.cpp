@@ -37,6 +37,7 @@ StageWindowImpl::StageWindowImpl(IPlexionImpl* service)
       resizeInProgress(false),
       movePending(false),
       resizePending(false),
+      deferredResizes(0),
       stateLock(nullptr),
       memoryWatchdog(nullptr),
       completionEvent(nullptr),

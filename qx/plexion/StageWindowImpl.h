@@ -34,8 +34,7 @@ class StageWindowMemoryWatchdog;
 /// order of the virtual operations is that of StageWindow, with SetAbove and SetBelow behind the
 /// destructor and the player's callbacks last.
 ///
-/// Locks    stateLock before geometryLock, except in ResizePlanes, which reads the output plane
-///          under geometryLock. Both are recursive.
+/// Locks    stateLock before geometryLock, always. Both are recursive.
 class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstanceNotifier {
  public:
   /// A named pointer of the host's.
@@ -170,6 +169,7 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   std::atomic<bool> resizeInProgress;
   std::atomic<bool> movePending;
   std::atomic<bool> resizePending;
+  uint32_t deferredResizes;  ///< asked for so far, to tell a new one from the one being applied
 
   IQXKernel::Mutex* stateLock;  ///< guards instance, the status override and the contexts
   StageWindowMemoryWatchdog* memoryWatchdog;  ///< owned; constant after Configure
@@ -210,9 +210,9 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   bool PlayToEnd();
   // window/Planes.cpp
   bool FailWith(StageWindowStatus status);
-  bool MakeRenderPlane(Dims& contentDims);
+  bool MakeRenderPlane(Dims& contentDims, bool resizing);
   bool NewRenderPlane(const Dims& dims, StageWindowStatus failure);
-  bool MakeOutputPlane(const Dims& contentDims);
+  bool MakeOutputPlane(const Dims& contentDims, bool resizing);
   bool MakeBothPlanesResized(const Dims& contentDims, const Rect& rect, bool defaultPlacement);
   bool TakeOutputPlane(platform::OutputPlane* plane);
   const char* OutputPlaneName() const;

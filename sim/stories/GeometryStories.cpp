@@ -1,5 +1,6 @@
 // Windows that move and change size, with a driver that replaces the planes.
 
+#include "qx/plexion/StageWindowImpl.h"
 #include "qx/plexion/StageWindowNotifier.h"
 #include "sim/stories/Stories.h"
 
@@ -92,16 +93,66 @@ void MoveAndResize(SimDevice& device, SimHost& host) {
   host.CloseWindow(window);
 }
 
+void MoveWhileActivated(SimDevice& device, SimHost& host) {
+  StageWindow* window = OpenPlaying(device, host);
+  StageWindow* neighbour = window != nullptr ? OpenPlaying(device, host) : nullptr;
+  if (neighbour == nullptr) return;
+  neighbour->SetActiveStageWindow();
+  Outcomes outcomes;
+  window->RegisterNotifier(&outcomes);
+  bool gone = false;
+  host.Spawn("closer", [&] {
+    host.CloseWindow(neighbour);
+    gone = true;
+  });
+  window->MoveTo({3, 4});
+  window->Resize({16, 8}, false);
+  for (int ms = 0; ms < 1000 && !gone; ++ms) host.RunForMs(1);
+  Expect(device, gone && window->IsActiveStageWindow(), "the window follows its neighbour");
+  Expect(device, outcomes.moved == 1 && outcomes.resized == 1, "each change has its outcome");
+  window->UnregisterNotifier(&outcomes);
+  host.CloseWindow(window);
+}
+
+void ResizeAtTheEndOfAnother(SimDevice& device, SimHost& host) {
+  StageWindow* window = OpenPlaying(device, host);
+  if (window == nullptr) return;
+  Outcomes outcomes;
+  window->RegisterNotifier(&outcomes);
+  window->Resize({16, 8}, true);
+  const auto& resizing = static_cast<qx::plexion::StageWindowImpl*>(window)->resizeInProgress;
+  for (int looks = 1; outcomes.all == 0 || resizing; ++looks) {
+    // Now and then in time, else at every step of the player's thread.
+    if (looks % 8 == 0) host.RunForMs(1);
+    device.kernel.GetTime();
+  }
+  window->Resize({32, 16}, true);
+  for (int ms = 0; ms < 1000 && outcomes.all < 2; ++ms) host.RunForMs(1);
+  Expect(device, outcomes.resized == 2, "the second resize has its outcome");
+  window->UnregisterNotifier(&outcomes);
+  host.CloseWindow(window);
+}
+
+void ResizeBeforePlanes(SimDevice& device, SimHost& host) {
+  StageWindow* window = host.OpenWindow({"movie.mvx"});
+  if (!Expect(device, window != nullptr, "the window opens")) return;
+  Outcomes outcomes;
+  window->RegisterNotifier(&outcomes);
+  window->Resize({16, 8}, true);
+  Expect(device, window->CreatePlanes(), "planes are made");
+  window->Play();
+  for (int ms = 0; ms < 1000 && outcomes.all == 0; ++ms) host.RunForMs(1);
+  Expect(device, outcomes.resized == 1 && outcomes.all == 1, "the resize has its outcome");
+  window->UnregisterNotifier(&outcomes);
+  host.CloseWindow(window);
+}
+
 }  // namespace
 
 std::vector<Story> GeometryStories() {
   const auto replacing = [](SimDevice& device) {
     device.player.usual.frames = 0;
     device.graphics.replacesPlanesOnResize = true;
-  };
-  const auto replacingWithObserver = [replacing](SimDevice& device) {
-    replacing(device);
-    AllowGeometryBeforeState(device);
   };
   return {
       ServiceStory("resize-in-frame",
@@ -110,8 +161,19 @@ std::vector<Story> GeometryStories() {
       ServiceStory("destroy-in-resize", "a window goes while its player resizes it", replacing,
                    DestroyInResize),
       ServiceStory("move-and-resize",
-                   "moves and resizes, at once and deferred; planes are replaced",
-                   replacingWithObserver, MoveAndResize),
+                   "moves and resizes, at once and deferred; planes are replaced", replacing,
+                   MoveAndResize),
+      ServiceStory(
+          "move-while-activated",
+          "a window with an observer is moved while it becomes the active one",
+          [](SimDevice& device) { device.player.usual.frames = 0; }, MoveWhileActivated),
+      ServiceStory(
+          "resize-at-the-end-of-another",
+          "a resize between frames is asked for while another is just ending",
+          [](SimDevice& device) { device.player.usual.frames = 0; }, ResizeAtTheEndOfAnother),
+      ServiceStory(
+          "resize-before-planes", "a resize between frames is asked for before there are planes",
+          [](SimDevice& device) { device.player.usual.frames = 0; }, ResizeBeforePlanes),
   };
 }
 

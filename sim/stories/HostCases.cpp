@@ -13,12 +13,6 @@ using qx::plexion::StageWindowStatusData;
 
 namespace {
 
-class Silent final : public qx::plexion::StageWindowNotifier {
- public:
-  void OnStageWindowNotification(StageWindow*, StageWindowStatus,
-                                 const StageWindowStatusData*) override {}
-};
-
 /// Waits, inside its callback, for something that another thread does.
 class Waiting final : public qx::plexion::StageWindowNotifier {
  public:
@@ -116,12 +110,13 @@ void ObserverWaits(SimDevice& device, SimHost& host) {
 
 void ResizeWhileMakingPlanes(SimDevice&, SimHost& host) {
   StageWindow* window = host.OpenWindow({"movie.mvx"});
-  Silent observer;
-  window->RegisterNotifier(&observer);
   window->LoadMVX();
-  host.Spawn("resizer", [window] { window->Resize({16, 8}, false); });
+  host.Spawn("resizer", [window] {
+    for (uint32_t width = 8; width < 12; ++width) window->Resize({width, 8}, false);
+  });
   window->CreatePlanes();
-  host.RunForMs(1);
+  window->Play();
+  host.RunForMs(20);
   host.CloseWindow(window);
 }
 
@@ -176,9 +171,9 @@ const std::vector<HostCase>& CasesLeftToHost() {
                       endless, ObserverWaits),
          FindingKind::kDeadlock, "host wants geometryLock"},
         {ServiceStory("resize-while-making-planes",
-                      "a resize at the same time as CreatePlanes of the same window",
-                      AllowGeometryBeforeState, ResizeWhileMakingPlanes),
-         FindingKind::kDeadlock, "wants geometryLock"},
+                      "a resize replaces the planes while CreatePlanes is still using them",
+                      replacing, ResizeWhileMakingPlanes),
+         FindingKind::kUseAfterDestroy, "render"},
         {ServiceStory(
              "notifies-in-play", "the player notifies from inside Play while keys arrive",
              [endless](SimDevice& device) {

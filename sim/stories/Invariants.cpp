@@ -84,10 +84,6 @@ void WatchLocks(SimDevice& device) {
        {"keySimulatorLock", "watchdogLock", "dataDirectoryLock"}});
 }
 
-void AllowGeometryBeforeState(SimDevice& device) {
-  device.kernel.GetLockOrder().Allow("stateLock", "geometryLock");
-}
-
 void WatchService(SimDevice& device, qx::plexion::IPlexionSets* made) {
   auto* service = static_cast<IPlexionImpl*>(made);
   auto reported = std::make_shared<bool>(false);

@@ -21,9 +21,6 @@ void WatchTexts(SimDevice& device);
 
 /// Locks are taken in the documented order only; docs/concurrency.md has it.
 void WatchLocks(SimDevice& device);
-/// The one documented exception: a resize or move that tells observers reads the output plane. For
-/// the stories that do so; with it a deadlock of the two is still found, when it happens.
-void AllowGeometryBeforeState(SimDevice& device);
 
 /// At every decision point: the active window and the key master are windows of the service's list,
 /// and nobody but the service's lock hides a change of them.

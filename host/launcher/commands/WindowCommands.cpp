@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <atomic>
 #include <functional>
 
 #include "host/launcher/commands/HostCommand.h"
 #include "host/launcher/commands/WindowTable.h"
+#include "qx/plexion/StageWindowNotifier.h"
 
 namespace plexion_host {
 namespace {
@@ -57,6 +59,16 @@ bool OnWindow(CommandContext& context, const Arguments& arguments, Needs needs, 
   return error.empty();
 }
 
+/// Hears whether the window has moved.
+class MoveOutcome final : public qx::plexion::StageWindowNotifier {
+ public:
+  void OnStageWindowNotification(qx::plexion::StageWindow*, qx::plexion::StageWindowStatus status,
+                                 const qx::plexion::StageWindowStatusData*) override {
+    if (status == qx::plexion::kInfoWindowMoved) moved = true;
+  }
+  std::atomic<bool> moved{false};
+};
+
 std::string NoFrom(const HostWindow& window, const char* what, CommandContext& context) {
   return "window " + std::to_string(window.number) + " cannot be " + what + " in " +
          StatusName(window, context.windows.GetService());
@@ -83,13 +95,14 @@ bool Activate(CommandContext& context, const Arguments& arguments, std::string& 
 bool Move(CommandContext& context, const Arguments& arguments, std::string& error) {
   const Point point{static_cast<uint32_t>(arguments.numbers[1]),
                     static_cast<uint32_t>(arguments.numbers[2])};
-  // Through the plane, not through the window: StageWindow::MoveTo tells observers with
-  // geometryLock held, which asks for stateLock, while a window that becomes active on another
-  // thread holds stateLock and wants geometryLock. The driver's operation takes no lock of the
-  // window, and what GetRectOnScreen answers is read from the plane.
+  // The window itself answers nothing: it tells its observers, before it returns.
   return OnWindow(context, arguments, Needs::kPlane, error,
-                  [&](const HostWindow&, OutputPlane* plane) {
-                    return plane->MoveTo(point) ? std::string() : "the driver refuses";
+                  [&](const HostWindow& window, OutputPlane*) {
+                    MoveOutcome outcome;
+                    window.window->RegisterNotifier(&outcome);
+                    window.window->MoveTo(point);
+                    window.window->UnregisterNotifier(&outcome);
+                    return outcome.moved ? std::string() : "the driver refuses";
                   });
 }
 
@@ -112,8 +125,8 @@ bool Resize(CommandContext& context, const Arguments& arguments, std::string& er
                     if (!playing && window.status != qx::plexion::kStatusPaused) {
                       return NoFrom(window, "resized", context);
                     }
-                    // Deferred, also when paused: the player's thread resizes between two frames
-                    // with no lock of the window held. At once would be the same trap as a move.
+                    // Deferred, also when paused: the player draws into the planes meanwhile, and
+                    // only its own thread knows when it does not.
                     window.window->Resize(dims, true);
                     return std::string();
                   });

@@ -25,6 +25,7 @@ void StageWindowImpl::Resize(const Dims& dims, bool deferred) {
   pendingDims = dims;
   if (deferred) {
     resizePending = true;
+    ++deferredResizes;
     player->RequestInterFrameNotification();
     return;
   }
@@ -103,7 +104,9 @@ void StageWindowImpl::ApplyMove() {
 
 void StageWindowImpl::NotifyGeometry(StageWindowStatus outcome) {
   if (!hasNotifiers) return;
-  platform::OutputPlane* plane = GetOutputPlane();
+  // As GetOutputPlane, but for stateLock, which must not be taken inside geometryLock: a thread that
+  // makes this window the active one holds it and wants geometryLock.
+  platform::OutputPlane* plane = instance != nullptr ? parameters.outputPlane : nullptr;
   const Rect rect = plane != nullptr ? plane->GetRect() : Rect{0, 0, 0, 0};
   const StageWindowStatusData data{&rect, nullptr, 0, 0.0};
   NotifyObservers(outcome, &data);

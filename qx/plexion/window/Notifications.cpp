@@ -89,15 +89,18 @@ void StageWindowImpl::LogStatus(StageWindowStatus status) {
 void StageWindowImpl::OnMorvelInstanceInterFrameNotification() {
   if (!resizePending) return;
   Dims dims;
+  uint32_t applied = 0;
   {
     QXLock lock(geometryLock);
     dims = pendingDims;
+    applied = deferredResizes;
     resizeInProgress = true;
   }
   ResizePlanes(&dims, nullptr);
   QXLock lock(geometryLock);
   resizeInProgress = false;
-  resizePending = false;
+  // One that was asked for since has had its own notification between frames requested.
+  if (applied == deferredResizes) resizePending = false;
 }
 
 }  // namespace plexion

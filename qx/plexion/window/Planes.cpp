@@ -67,14 +67,17 @@ bool StageWindowImpl::CreatePlanes() {
   if (self->GetStageWindowStatus() == kStatusConfigured) self->LoadMVX();
   if (!AcquireGraphicsDriver()) return FailWith(kErrorModuleUnavailable);
 
+  // Asked once: a resize on another thread that ended between two questions would leave out the
+  // render plane, which is then made together with the output plane, for good.
+  const bool resizing = resizeInProgress;
   Dims contentDims = parameters.contentDims;
   if (parameters.renderPlane == nullptr) {
-    if (!MakeRenderPlane(contentDims)) return false;
+    if (!MakeRenderPlane(contentDims, resizing)) return false;
   } else if (contentDims.width == 0 && contentDims.height == 0) {
     contentDims = parameters.renderPlane->GetDims();
   }
   if (parameters.outputPlane == nullptr && parameters.createOutputPlane) {
-    if (!MakeOutputPlane(contentDims)) return false;
+    if (!MakeOutputPlane(contentDims, resizing)) return false;
   }
   if (parameters.renderPlane != nullptr && !player->SetRenderPlane(parameters.renderPlane)) {
     return FailWith(kErrorOutputPlaneCreationFailure);
@@ -82,7 +85,7 @@ bool StageWindowImpl::CreatePlanes() {
   return true;
 }
 
-bool StageWindowImpl::MakeRenderPlane(Dims& contentDims) {
+bool StageWindowImpl::MakeRenderPlane(Dims& contentDims, bool resizing) {
   const bool authored = contentDims.width == 0 && contentDims.height == 0;
   if (authored) contentDims = GetMVXAuthoredStageDims();
   if (contentDims.width == 0 || contentDims.height == 0) {
@@ -102,7 +105,7 @@ bool StageWindowImpl::MakeRenderPlane(Dims& contentDims) {
     }
   }
 
-  if (resizeInProgress) return true;  // made together with the output plane, at the new size
+  if (resizing) return true;  // made together with the output plane, at the new size
   return NewRenderPlane(contentDims, kErrorRenderPlaneCreationFailure);
 }
 
@@ -115,7 +118,7 @@ bool StageWindowImpl::NewRenderPlane(const Dims& dims, StageWindowStatus failure
   return true;
 }
 
-bool StageWindowImpl::MakeOutputPlane(const Dims& contentDims) {
+bool StageWindowImpl::MakeOutputPlane(const Dims& contentDims, bool resizing) {
   const Rect& asked = parameters.outputRect;
   Rect rect = asked;
   const bool defaultPlacement = asked.width == 0 && asked.height == 0;
@@ -125,7 +128,7 @@ bool StageWindowImpl::MakeOutputPlane(const Dims& contentDims) {
     rect.width = dims.width;
     rect.height = dims.height;
   }
-  if (resizeInProgress) return MakeBothPlanesResized(contentDims, rect, defaultPlacement);
+  if (resizing) return MakeBothPlanesResized(contentDims, rect, defaultPlacement);
   return TakeOutputPlane(Driver()->CreateOutputPlane(rect, defaultPlacement, parameters.renderPlane,
                                                      this, OutputPlaneName()));
 }

@@ -6,6 +6,7 @@
 
 #include "host/contracts/IHostInput.h"
 #include "qx/platform/IGraphicsDriver.h"
+#include "qx/plexion/StageWindowNotifier.h"
 #include "tests/host/FakeStageWindow.h"
 
 namespace plexion_host {
@@ -14,7 +15,6 @@ namespace plexion_host {
 class FakeOutputPlane final : public qx::platform::OutputPlane {
  public:
   std::vector<std::string> calls;
-  bool willing = true;  ///< to be moved
 
   qx::plexion::Dims GetDims() override { return {640, 360}; }
   uint32_t GetPixelFormat() override { return qx::platform::kPixelFormat32; }
@@ -26,7 +26,7 @@ class FakeOutputPlane final : public qx::platform::OutputPlane {
   bool MoveTo(const qx::plexion::Point& point) override {
     calls.push_back("move " + std::to_string(static_cast<int32_t>(point.x)) + "," +
                     std::to_string(static_cast<int32_t>(point.y)));
-    return willing;
+    return true;
   }
   qx::plexion::Rect GetRect() override { return {static_cast<uint32_t>(-8), 9, 640, 360}; }
   void SetVisible(bool) override {}
@@ -53,6 +53,7 @@ class FakeWindow final : public FakeStageWindow {
   int questions = 0;
   bool willing = true;  ///< the answer to what may be refused
   qx::platform::OutputPlane* plane = nullptr;
+  qx::plexion::StageWindowNotifier* observer = nullptr;
 
   bool Play() override { return Note("play"); }
   bool Pause() override { return Note("pause"); }
@@ -62,10 +63,19 @@ class FakeWindow final : public FakeStageWindow {
   bool SetActiveStageWindow() override { return Note("activate"); }
   bool IsActiveStageWindow() override { return Ask(true); }
   bool MoveTo(const qx::plexion::Point& point) override {
-    Note("move " + std::to_string(static_cast<int32_t>(point.x)) + "," +
-         std::to_string(static_cast<int32_t>(point.y)));
+    const bool moved = Note("move " + std::to_string(static_cast<int32_t>(point.x)) + "," +
+                            std::to_string(static_cast<int32_t>(point.y)));
+    if (observer != nullptr) {
+      observer->OnStageWindowNotification(
+          this, moved ? qx::plexion::kInfoWindowMoved : qx::plexion::kInfoWindowMoveFailed,
+          nullptr);
+    }
     return false;
   }
+  void RegisterNotifier(qx::plexion::StageWindowNotifier* notifier) override {
+    observer = notifier;
+  }
+  void UnregisterNotifier(qx::plexion::StageWindowNotifier*) override { observer = nullptr; }
   void Resize(const qx::plexion::Dims& dims, bool deferred) override {
     Note("resize " + std::to_string(dims.width) + "x" + std::to_string(dims.height) +
          (deferred ? " deferred" : " at once"));
