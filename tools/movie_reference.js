@@ -29,38 +29,33 @@ function mended(text) {
   return text;
 }
 
-const kinds = {'.png': 'png', '.jpg': 'jpeg', '.jpeg': 'jpeg', '.svg': 'svg+xml', '.webp': 'webp', '.gif': 'gif'};
-
-// Picture files beside the document, as data addresses: the page has no way to the disk.
-function embed(data, folder) {
-  for (const asset of data.assets || []) {
-    if (!asset.p || asset.layers || String(asset.p).startsWith('data:')) continue;
-    const kind = kinds[path.extname(asset.p).toLowerCase()];
-    const file = [path.join(folder, asset.u || '', asset.p), path.join(folder, asset.p)].find((name) => fs.existsSync(name));
-    if (!kind || !file) continue;
-    asset.p = `data:image/${kind};base64,` + fs.readFileSync(file).toString('base64');
-    asset.u = '';
-    asset.e = 1;
-  }
-  return data;
+// The page's server: what lies below the movie's folder, and nothing else.
+async function serve(page, folder) {
+  await page.route('**/*', (route) => {
+    const name = decodeURIComponent(new URL(route.request().url()).pathname);
+    if (name === '/') return route.fulfill({contentType: 'text/html', body:
+      '<body style="margin:0;background:transparent"><div id="box"></div></body>'});
+    const file = path.join(folder, path.normalize(name));
+    return fs.existsSync(file) ? route.fulfill({path: file}) : route.fulfill({status: 404, body: ''});
+  });
+  await page.goto('http://movie.test/');
 }
 
 async function draw(page, job) {
-  const data = embed(JSON.parse(fs.readFileSync(job.movie, 'utf8').replace(/^\ufeff/, '')), path.dirname(job.movie));
   await page.setViewportSize({width: job.width, height: job.height});
-  const count = await page.evaluate(async ([data, width, height]) => {
+  const count = await page.evaluate(async ([name, width, height]) => {
     const box = document.getElementById('box');
     if (window.movie) window.movie.destroy();
     box.innerHTML = '';
     box.style.width = width + 'px';
     box.style.height = height + 'px';
     const movie = window.movie = lottie.loadAnimation(
-      {container: box, renderer: 'svg', loop: false, autoplay: false, animationData: data});
+      {container: box, renderer: 'svg', loop: false, autoplay: false, path: '/' + encodeURIComponent(name)});
     // Pictures and fonts come later; five seconds are enough for what is in the file.
     for (let i = 0; i < 100 && !movie.isLoaded; ++i) await new Promise((done) => setTimeout(done, 50));
     await document.fonts.ready;
     return movie.isLoaded ? movie.totalFrames : -1;
-  }, [data, job.width, job.height]);
+  }, [path.basename(job.movie), job.width, job.height]);
   if (count < 0) throw new Error('it does not load');
   fs.mkdirSync(job.out, {recursive: true});
   for (const frame of job.frames) {
@@ -83,7 +78,7 @@ async function main() {
     const page = await browser.newPage();
     let error = '';
     try {
-      await page.setContent('<body style="margin:0;background:transparent"><div id="box"></div></body>');
+      await serve(page, path.dirname(job.movie));
       await page.addScriptTag({content: script});
       await draw(page, job);
     } catch (fault) {
