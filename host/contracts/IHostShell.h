@@ -32,6 +32,12 @@ class IHostShell : public IQXModule {
   /// Serves the same commands on a Unix stream socket until the module is released. Once only.
   /// Returns  false with the reason in `error`.
   virtual bool Listen(const std::string& socketPath, std::string& error) = 0;
+
+  /// Runs one line as if somebody had typed it, on the calling thread; what it prints is dropped.
+  /// Whoever unregisters a command waits for a line that is run this way, as for any other.
+  /// Returns  whether the line was run and succeeded. False at once, and nothing is run, while
+  /// another command is at work.
+  virtual bool TryLine(const std::string& line) = 0;
 };
 
 }  // namespace plexion_host

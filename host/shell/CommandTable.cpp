@@ -107,6 +107,16 @@ CommandTable::Outcome CommandTable::Run(const std::string& line) {
   return Execute(words);
 }
 
+std::optional<CommandTable::Outcome> CommandTable::TryRun(const std::string& line) {
+  std::vector<std::string> words;
+  std::string error;
+  if (!SplitCommandWords(line, words, error)) return Outcome{false, std::string(), error};
+  if (words.empty()) return Outcome();
+  const std::unique_lock<std::mutex> turn(turn_, std::try_to_lock);
+  if (!turn.owns_lock()) return std::nullopt;
+  return Execute(words);
+}
+
 CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -46,6 +47,10 @@ class CommandTable {
 
   /// Runs one line. An empty line or a comment succeeds.
   Outcome Run(const std::string& line);
+
+  /// The same, but waits for nothing: neither for an expected word nor for its turn.
+  /// Returns  none, with nothing run, while another command is at work.
+  std::optional<Outcome> TryRun(const std::string& line);
 
   /// The answer to a line that is longer than a line may be.
   static Outcome RefuseLongLine();

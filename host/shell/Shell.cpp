@@ -68,6 +68,11 @@ void Shell::DescribeCommand(const std::string& name, const CommandDescription& d
   commands_.Describe(name, description);
 }
 
+bool Shell::TryLine(const std::string& line) {
+  const std::optional<CommandTable::Outcome> outcome = commands_.TryRun(line);
+  return outcome && outcome->succeeded;
+}
+
 bool Shell::Listen(const std::string& socketPath, std::string& error) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (server_ != nullptr) {

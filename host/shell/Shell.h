@@ -31,6 +31,7 @@ class Shell final : public qx::platform::IShell, public IHostShell {
 
   void DescribeCommand(const std::string& name, const CommandDescription& description) override;
   bool Listen(const std::string& socketPath, std::string& error) override;
+  bool TryLine(const std::string& line) override;
 
  private:
   const int inputFd_;

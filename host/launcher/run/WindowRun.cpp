@@ -3,8 +3,9 @@
 #include <cstring>
 #include <utility>
 
+#include "host/base/ModuleHandle.h"
+#include "host/contracts/IHostShell.h"
 #include "qx/platform/IGraphicsDriver.h"
-#include "qx/platform/IShell.h"
 #include "qx/plexion/StageWindowSet.h"
 
 namespace plexion_host {
@@ -24,18 +25,11 @@ bool IsPauseWanted(HostKernel& kernel) {
 }
 
 void ReleasePause(HostKernel& kernel) {
+  // By the shell itself: whoever waits for "go" destroys the command as soon as it is woken, and
+  // only the shell's own table makes that wait until the command has returned.
   std::string error;
-  auto* const shell = static_cast<qx::platform::IShell*>(kernel.TryAcquireModule("IShell", error));
-  if (shell == nullptr) return;
-  // The command belongs to whoever waits for it, who will take it back: it goes back first.
-  if (qx::platform::IShellCommand* const command = shell->UnregisterCommand("go")) {
-    shell->RegisterCommand("go", command);
-    char word[] = "go";
-    char argument[] = "--rundefault";
-    char* words[] = {word, argument, nullptr};
-    command->Execute(2, words);
-  }
-  kernel.ReleaseModule(shell);
+  const ModuleHandle<IHostShell> shell(kernel, kernel.TryAcquireModule("IHostShell", error));
+  if (shell) shell->TryLine("go --rundefault");
 }
 
 Ending EndingOf(const OpenWindow& window) {
@@ -100,7 +94,8 @@ void WindowRun::RunSeveral() {
     if (items_[i].refused && !items_[i].open.observer->GetEnding()) Finish(i);
   }
   while (!items_.empty()) {
-    if (Advance(MayPlayYet())) continue;
+    // Looking whether they may play can end the last of them, too.
+    if (Advance(MayPlayYet()) || items_.empty()) continue;
     StatusBoard& board = session_.windows.Board();
     const auto changed = [this] {
       for (const Item& item : items_) {

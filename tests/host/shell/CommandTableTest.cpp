@@ -159,6 +159,28 @@ TEST_F(CommandTableTest, RunsOneCommandAtATime) {
   EXPECT_EQ(command_.GetRuns().size(), 200u);
 }
 
+TEST_F(CommandTableTest, ALineThatMayNotWaitIsWaitedForByWhoeverUnregisters) {
+  table_.Expect("go");
+  EXPECT_FALSE(table_.TryRun("go")->succeeded) << "it does not wait for the word";
+  Gate entered;
+  Gate leave;
+  std::atomic<bool> returned{false};
+  command_.during = [&] {
+    std::thread([&] { EXPECT_FALSE(table_.TryRun("help").has_value()); }).join();  // nor its turn
+    entered.Open();
+    leave.Wait();
+    returned = true;
+  };
+  table_.Register("go", &command_);
+  std::thread runner([&] { EXPECT_TRUE(table_.TryRun("go now")->succeeded); });
+  ASSERT_TRUE(entered.Wait());
+  std::thread opener([&] { leave.Open(); });
+  EXPECT_EQ(table_.Unregister("go"), &command_);
+  EXPECT_TRUE(returned);
+  runner.join();
+  opener.join();
+}
+
 TEST_F(CommandTableTest, ALineWaitsForAnExpectedWord) {
   table_.Expect("go");
   CommandTable::Outcome outcome;
