@@ -32,14 +32,15 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
     std::string document;
     std::string message;
   } cases[] = {
-      {"", "a.xml:1: there is no element; expected <application>"},
-      {"hello", "a.xml:1: text outside of the root element"},
-      {"<menu/>", "a.xml:1: <menu>: the root element is <menu>; expected <application>"},
-      {"<application/>", "a.xml:1: <application>: there is no scene"},
-      {"<application><scene id='s'/></application><x/>", "a.xml:1: <x>: a second root element"},
+      {"", "a.xml:1:1: there is no element; expected <application>"},
+      {"hello", "a.xml:1:1: text outside of the root element"},
+      {"<menu/>", "a.xml:1:1: <menu>: the root element is <menu>; expected <application>"},
+      {"<application/>", "a.xml:1:15: <application>: there is no scene"},
+      {"<application><scene id='s'/></application><x/>",
+       "a.xml:1:43: <x> is a second root element"},
       {"<application>\n<scene id='s'>\n</application>",
-       "a.xml:3: <scene>: </application> where </scene> was expected (opened in line 2)"},
-      {"<application>\n<scene id='s'>", "a.xml:2: <scene>: the element is never closed"},
+       "a.xml:3:3: <scene>: </application> where </scene> was expected (opened in line 2)"},
+      {"<application>\n<scene id='s'>", "a.xml:2:15: <scene>: the element is never closed"},
       {"<!DOCTYPE application><application/>", "document types are not allowed"},
       {"<application width='0'><scene id='s'/></application>",
        "attribute \"width\" is \"0\"; expected a whole number from 1 to 8192"},
@@ -49,12 +50,13 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
       {"<application><scene id='s'/><scene id='s'/></application>", "id \"s\" is taken"},
       {"<application><scene id='s'/><overlay/><overlay/></application>", "a second <overlay>"},
       {InScene("<text size='big'/>"),
-       "a.xml:3: <text>: attribute \"size\" is \"big\"; expected a number from 1 to 2000"},
+       "a.xml:3:1: <text>: attribute \"size\" is \"big\"; expected a number from 1 to 2000"},
       {InScene("<text size='1e3'/>"), "attribute \"size\" is \"1e3\""},
       {InScene("<text size='nan'/>"), "attribute \"size\" is \"nan\""},
-      {InScene("<text x='1' x='2'/>"), "a.xml:3: <text>: attribute \"x\" stands twice"},
-      {InScene("<text x=1/>"), "the value of attribute \"x\" is not in quotes"},
-      {InScene("<text x='1'y='2'/>"), "expected a blank, > or />"},
+      {InScene("<text x='1' x='2'/>"), "a.xml:3:13: <text>: attribute \"x\" stands twice"},
+      {InScene("<text x=1/>"),
+       "a.xml:3:9: <text>: the tag is wrong at '1'; expected NAME=\"VALUE\" after a blank"},
+      {InScene("<text x='1'y='2'/>"), "a.xml:3:12: <text>: the tag is wrong at 'y'"},
       {InScene("<text align='middle'/>"), "expected one of left, center, right"},
       {InScene("<text visible='yes'/>"), "expected true or false"},
       {InScene("<rectangle fill='red'/>"), "expected a colour (#rgb, #rrggbb, #rrggbbaa) or none"},
@@ -64,13 +66,22 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
       {InScene("<group>words</group>"), "<group>: text outside of a <text> element"},
       {InScene("<text text='a'>b</text>"), "text both as an attribute and between the tags"},
       {InScene("<text><group/></text>"), "<group> inside of <text>"},
-      {InScene("<text>a & b</text>"), "a.xml:3: <text>: a lone &; expected &amp;"},
+      {InScene("<text>a & b</text>"), "a.xml:3:10: <text>: a lone &; expected &amp;"},
+      {InScene("<text>a &b c</text>"), "a.xml:3:11: <text>: a lone &"},
+      {InScene("<text>a < 1</text>"), "a lone <; expected an element or &lt;"},
       {InScene("<text>&lol;</text>"), "entity &lol; is not expanded"},
+      {InScene("<text text='&lol;'/>"), "entity &lol; is not expanded"},
+      {InScene("<text>\x01</text>"), "is a control character; expected text"},
+      {InScene("<text font='" + std::string(1001, 'f') + "'/>"), "text of at most 1000 bytes"},
+      {InScene("<text id='" + std::string(1001, 'i') + "'/>"), "expected at most 1000"},
+      {"<application><scene id='s'/>", "the element is never closed; expected </application>"},
+      {"<application><scene id='s'", "what begins here is never closed"},
+      {"</application>", "a lone <; expected an element"},
       {InScene("<text>&#1;</text>"), "&#1; is no character"},
-      {InScene("<text text='a<b'/>"), "a < in the value of attribute \"text\""},
+      {InScene("<text text='a<b'/>"), "<text>: a < where none may stand; expected &lt;"},
       {InScene("<text>caf\xe9</text>"), "is not valid UTF-8"},
       {InScene("<text>\xed\xa0\x80</text>"), "is not valid UTF-8"},
-      {InScene(deep), "a.xml:3: <group>: nested deeper than 32 levels"},
+      {InScene(deep), "a.xml:3:211: <group>: nested deeper than 32 levels"},
       {InScene("<script>on()</script>"), "<script> is not known in <scene>"},
       {"<application><scene id='s'/><script/></application>", "expected either src"},
       {"<application>" + std::string(kLargestDocument, ' ') + "</application>",
@@ -88,6 +99,17 @@ TEST(Document, NeverExpandsEntitiesIntoManyMore) {
       "<!DOCTYPE a [<!ENTITY x \"xxxxxxxxxx\"><!ENTITY y \"&x;&x;&x;\">]>" +
       InScene("<text>&y;</text>");
   EXPECT_NE(Wrong(document).find("document types are not allowed"), std::string::npos);
+}
+
+TEST(Document, ReadsAMegabyteOfTagsAtOnce) {
+  // Each of them once made the reader count the lines before it.
+  std::string groups;
+  while (groups.size() < kLargestDocument - 200) groups += "<group/>";
+  EXPECT_NE(Wrong(InScene(groups)).find("10000 elements already, which is the limit"),
+            std::string::npos);
+  std::string comments;
+  while (comments.size() < kLargestDocument - 200) comments += "<!---->\n";
+  EXPECT_EQ("(accepted)", Wrong(InScene(comments)));
 }
 
 TEST(Document, ReadsWhatItDescribes) {
@@ -149,12 +171,30 @@ TEST(Stage, RefusesWhatWouldGrowWithoutEnd) {
   EXPECT_EQ(kMostElements, stage.ElementCount());
 }
 
+TEST(Stage, HoldsNoMoreTextThanItsLimit) {
+  Stage stage;
+  std::string error;
+  Element* scene = stage.AddScene("s", error);
+  const Property& property = *FindProperty(ElementKind::kText, "text");
+  const std::string longest(65536, 'w');
+  Element* text = stage.Create(ElementKind::kText, *scene, error);
+  ASSERT_TRUE(stage.SetFromText(*text, property, longest, error));
+  size_t copies = 0;
+  while (stage.Clone(*text, *scene, error) != nullptr) ++copies;
+  EXPECT_EQ(62u, copies) << "with ids and fonts, 64 are more than 4 MB";
+  EXPECT_NE(error.find("more than the 4194304 bytes"), std::string::npos) << error;
+  Element* other = stage.Create(ElementKind::kText, *scene, error);
+  EXPECT_FALSE(stage.SetFromText(*other, property, longest, error));
+  ASSERT_TRUE(stage.Remove(*text));
+  EXPECT_TRUE(stage.SetFromText(*other, property, longest, error)) << "what is gone makes room";
+}
+
 TEST(Stage, CopiesAnElementIntoItselfOnce) {
   Stage stage;
   std::string error;
   Element* scene = stage.AddScene("s", error);
   Element* group = stage.Create(ElementKind::kGroup, *scene, error);
-  ASSERT_TRUE(stage.SetId(*stage.Create(ElementKind::kText, *group, error), "t"));
+  ASSERT_TRUE(stage.SetId(*stage.Create(ElementKind::kText, *group, error), "t", error));
   Element* copy = stage.Clone(*group, *group, error);
   ASSERT_NE(nullptr, copy);
   EXPECT_EQ(1u, copy->children.size());

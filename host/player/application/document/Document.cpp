@@ -1,18 +1,22 @@
+// Builds a stage from the elements of an application.xml while they are read.
 #include "host/player/application/document/Document.h"
 
 #include <math.h>
 
 #include <algorithm>
-#include <pugixml.hpp>
+#include <utility>
 
 namespace plexion_host::player::application {
 
 namespace {
 
 constexpr char kElementNames[] = "group, rectangle, text, image, movie or media";
+constexpr char kBlanks[] = " \t\r\n";
+constexpr char kTextElsewhere[] = "text outside of a <text> element";
+constexpr char kColourExpected[] = "a colour (#rgb, #rrggbb, #rrggbbaa) or none";
 
-bool IsBlank(const std::string& text) {
-  return text.find_first_not_of(" \t\r\n") == std::string::npos;
+bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(kBlanks) == std::string_view::npos;
 }
 
 /// Text between tags is written as it suits the document: blanks at its ends go, line ends with
@@ -21,7 +25,7 @@ std::string Folded(const std::string& text) {
   std::string folded;
   size_t at = 0;
   while (at < text.size()) {
-    const size_t begin = text.find_first_not_of(" \t\r\n", at);
+    const size_t begin = text.find_first_not_of(kBlanks, at);
     if (begin == std::string::npos) break;
     const size_t end = std::min(text.find('\n', begin), text.size());
     std::string line = text.substr(begin, end - begin);
@@ -33,236 +37,241 @@ std::string Folded(const std::string& text) {
   return folded;
 }
 
-class Reader {
- public:
-  Reader(const std::string& text, Stage& stage, std::vector<ScriptReference>& scripts,
-         DocumentError& error)
-      : text_(text), stage_(stage), scripts_(scripts), error_(error) {}
+std::string Wrong(const XmlAttribute& attribute, const std::string& expected) {
+  return "attribute \"" + std::string(attribute.name) + "\" is \"" +
+         std::string(attribute.value.substr(0, 100)) + "\"; expected " + expected;
+}
 
-  bool Run() {
-    pugi::xml_document document;
-    const auto result = document.load_buffer(
-        text_.data(), text_.size(),
-        pugi::parse_cdata | pugi::parse_escapes | pugi::parse_wconv_attribute | pugi::parse_eol,
-        pugi::encoding_utf8);
-    if (!result)
-      return Refuse(pugi::xml_node(), std::string("cannot be read: ") + result.description());
-    const pugi::xml_node root = document.document_element();
-    if (std::string(root.name()) != "application") {
-      return Refuse(
-          root, "the root element is <" + std::string(root.name()) + ">; expected <application>");
+std::string Unknown(const XmlAttribute& attribute, const std::string& expected) {
+  return "unknown attribute \"" + std::string(attribute.name.substr(0, 100)) + "\"; expected " +
+         expected;
+}
+
+std::string AttributeNames(ElementKind kind) {
+  std::string names = "id";
+  for (const Property* each = kProperties; each->name != nullptr; ++each) {
+    if (FindProperty(kind, each->name) == each) names += std::string(", ") + each->name;
+  }
+  return names;
+}
+
+/// Whole from `least` to kLargestStage.
+bool ReadSide(std::string_view text, uint32_t& side) {
+  double number = 0;
+  if (!ReadNumber(text, number) || number < 1 || number > kLargestStage ||
+      number != floor(number)) {
+    return false;
+  }
+  side = static_cast<uint32_t>(number);
+  return true;
+}
+
+class StageBuilder final : public XmlHandler {
+ public:
+  StageBuilder(Stage& stage, std::vector<ScriptReference>& scripts)
+      : stage_(stage), scripts_(scripts) {}
+
+  std::string OnOpen(std::string_view name, const Attributes& attributes, XmlPlace) override {
+    if (open_.empty()) return OpenRoot(name, attributes);
+    const Open& parent = open_.back();
+    switch (parent.what) {
+      case What::kRoot:
+        return OpenTop(name, attributes);
+      case What::kScript:
+        return "<" + std::string(name) + "> inside of a script; expected text, best as CDATA";
+      case What::kGroup:
+        return OpenElement(name, attributes, *parent.element);
+      case What::kLeaf:
+        break;
     }
-    if (!ReadRootAttributes(root)) return false;
-    for (const pugi::xml_node child : root.children()) {
-      if (!ReadTop(root, child)) return false;
+    return "<" + std::string(name) + "> inside of <" + NameOf(parent.element->kind) +
+           ">; expected no element there";
+  }
+
+  std::string OnText(std::string_view text, XmlPlace place) override {
+    Open& in = open_.back();
+    if (in.what == What::kScript) {
+      // The script's lines count as the document's, so that a message leads to the right place.
+      if (in.text.empty()) in.line = place.line;
+      in.text += text;
+      return "";
     }
-    if (stage_.Scenes().empty()) {
-      return Refuse(root, "there is no scene; expected at least one <scene id=\"...\">");
+    if (in.what == What::kLeaf && in.element->kind == ElementKind::kText) {
+      in.text += text;
+      return "";
     }
-    return true;
+    return IsBlank(text) ? "" : kTextElsewhere;
+  }
+
+  std::string OnClose() override {
+    const Open closed = std::move(open_.back());
+    open_.pop_back();
+    switch (closed.what) {
+      case What::kScript:
+        return CloseScript(closed);
+      case What::kLeaf:
+        return IsBlank(closed.text) ? "" : SetContent(*closed.element, closed.text);
+      case What::kRoot:
+        return stage_.Scenes().empty()
+                   ? "there is no scene; expected at least one <scene id=\"...\">"
+                   : "";
+      case What::kGroup:
+        break;
+    }
+    return "";
   }
 
  private:
-  bool Refuse(const pugi::xml_node& node, std::string what) {
-    error_.line = LineOf(node);
-    error_.element = node.name();
-    error_.what = std::move(what);
-    return false;
-  }
+  enum class What { kRoot, kScript, kGroup, kLeaf };
+  struct Open {
+    What what;
+    Element* element = nullptr;  ///< of a group (which backdrop, scene and overlay are) or leaf
+    std::string text = {};       ///< between its tags, of a script or text element
+    std::string file = {};       ///< of a script
+    unsigned line = 1;           ///< of a script's text
+  };
 
-  unsigned LineOf(const pugi::xml_node& node) const {
-    const auto offset = node.offset_debug();
-    if (offset < 0) return 1;
-    return 1 + static_cast<unsigned>(std::count(text_.begin(), text_.begin() + offset, '\n'));
-  }
-
-  bool RefuseAttribute(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
-                       const std::string& expected) {
-    return Refuse(node, "attribute \"" + std::string(attribute.name()) + "\" is \"" +
-                            attribute.value() + "\"; expected " + expected);
-  }
-
-  bool ReadRootAttributes(const pugi::xml_node& root) {
-    for (const pugi::xml_attribute attribute : root.attributes()) {
-      const std::string name = attribute.name();
-      double number = 0;
-      const bool isNumber = ReadNumber(attribute.value(), number);
-      if (name == "width" || name == "height") {
-        if (!isNumber || number < 1 || number > kLargestStage || number != floor(number)) {
-          return RefuseAttribute(root, attribute,
-                                 "a whole number from 1 to " + std::to_string(kLargestStage));
-        }
-        (name == "width" ? stage_.width : stage_.height) = static_cast<uint32_t>(number);
-      } else if (name == "rate") {
-        if (!isNumber || number < kSlowestRate || number > kFastestRate) {
-          return RefuseAttribute(root, attribute, "a number of frames a second from 1 to 120");
-        }
-        stage_.framesPerSecond = number;
-      } else if (name == "background") {
-        if (!ReadColour(attribute.value(), stage_.background)) {
-          return RefuseAttribute(root, attribute, "a colour (#rgb, #rrggbb, #rrggbbaa) or none");
-        }
-      } else if (name != "title" && name.compare(0, 5, "xmlns") != 0 &&
-                 name.compare(0, 4, "xsi:") != 0) {
-        return Refuse(root, "unknown attribute \"" + name +
-                                "\"; expected width, height, rate, background or title");
-      }
+  std::string OpenRoot(std::string_view name, const Attributes& attributes) {
+    if (name != "application") {
+      return "the root element is <" + std::string(name) + ">; expected <application>";
     }
-    return true;
+    for (const XmlAttribute& attribute : attributes) {
+      std::string wrong = ReadRootAttribute(attribute);
+      if (!wrong.empty()) return wrong;
+    }
+    open_.push_back({What::kRoot});
+    return "";
+  }
+
+  std::string ReadRootAttribute(const XmlAttribute& attribute) {
+    const std::string_view name = attribute.name;
+    if (name == "width" || name == "height") {
+      return ReadSide(attribute.value, name == "width" ? stage_.width : stage_.height)
+                 ? ""
+                 : Wrong(attribute, "a whole number from 1 to " + std::to_string(kLargestStage));
+    }
+    if (name == "rate") {
+      double rate = 0;
+      if (!ReadNumber(attribute.value, rate) || rate < kSlowestRate || rate > kFastestRate) {
+        return Wrong(attribute, "a number of frames a second from 1 to 120");
+      }
+      stage_.framesPerSecond = rate;
+      return "";
+    }
+    if (name == "background") {
+      return ReadColour(attribute.value, stage_.background) ? ""
+                                                            : Wrong(attribute, kColourExpected);
+    }
+    // What names a schema is for editors.
+    const bool known =
+        name == "title" || name.compare(0, 5, "xmlns") == 0 || name.compare(0, 4, "xsi:") == 0;
+    return known ? "" : Unknown(attribute, "width, height, rate, background or title");
   }
 
   /// Children of the root.
-  bool ReadTop(const pugi::xml_node& root, const pugi::xml_node& node) {
-    const std::string name = node.name();
-    if (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) {
-      return IsBlank(node.value()) || Refuse(root, "text outside of a <text> element");
-    }
-    if (node.type() != pugi::node_element) return true;
-    if (name == "script") return ReadScript(node);
-    if (name == "scene") return ReadScene(node);
+  std::string OpenTop(std::string_view name, const Attributes& attributes) {
+    if (name == "script") return OpenScript(attributes);
+    if (name == "scene") return OpenScene(attributes);
     if (name != "backdrop" && name != "overlay") {
-      return Refuse(node, "<" + name +
-                              "> is not known in <application>; expected backdrop, scene, " +
-                              "overlay or script");
+      return "<" + std::string(name) +
+             "> is not known in <application>; expected backdrop, scene, overlay or script";
     }
     bool& seen = name == "backdrop" ? backdropSeen_ : overlaySeen_;
-    if (seen) return Refuse(node, "a second <" + name + ">; expected at most one");
+    if (seen) return "a second <" + std::string(name) + ">; expected at most one";
     seen = true;
-    if (node.first_attribute()) {
-      return Refuse(node, "attribute \"" + std::string(node.first_attribute().name()) +
-                              "\" is not known here; expected none");
+    if (!attributes.empty()) {
+      return "attribute \"" + std::string(attributes[0].name) +
+             "\" is not known here; expected none";
     }
-    return ReadChildren(node, name == "backdrop" ? stage_.Backdrop() : stage_.Overlay());
+    open_.push_back({What::kGroup, name == "backdrop" ? &stage_.Backdrop() : &stage_.Overlay()});
+    return "";
   }
 
-  bool ReadScript(const pugi::xml_node& node) {
-    ScriptReference script;
-    for (const pugi::xml_attribute attribute : node.attributes()) {
-      if (std::string(attribute.name()) != "src") {
-        return Refuse(node,
-                      "unknown attribute \"" + std::string(attribute.name()) + "\"; expected src");
-      }
-      script.file = attribute.value();
+  std::string OpenScript(const Attributes& attributes) {
+    if (scripts_.size() >= kMostScripts) {
+      return "there are " + std::to_string(kMostScripts) + " scripts already, which is the limit";
     }
-    for (const pugi::xml_node child : node.children()) {
-      if (child.type() == pugi::node_element) {
-        return Refuse(node, "an element inside of a script; expected text, best as CDATA");
-      }
-      script.text += child.value();
+    Open script = {What::kScript};
+    for (const XmlAttribute& attribute : attributes) {
+      if (attribute.name != "src") return Unknown(attribute, "src");
+      script.file = attribute.value;
     }
+    open_.push_back(std::move(script));
+    return "";
+  }
+
+  std::string CloseScript(const Open& script) {
     const bool hasText = !IsBlank(script.text);
-    if (script.file.empty() == !hasText) {
-      return Refuse(node, "expected either src=\"FILE\" or the script itself");
-    }
-    if (hasText) {
-      // The script's lines count as the document's, so that a message leads to the right place.
-      const auto offset = node.first_child().offset_debug();
-      script.line = 1 + static_cast<unsigned>(std::count(
-                            text_.begin(), text_.begin() + std::max<ptrdiff_t>(offset, 0), '\n'));
-    }
-    scripts_.push_back(std::move(script));
-    return true;
+    if (script.file.empty() == !hasText) return "expected either src=\"FILE\" or the script itself";
+    scripts_.push_back({script.file, hasText ? script.text : "", script.line});
+    return "";
   }
 
-  bool ReadScene(const pugi::xml_node& node) {
+  std::string OpenScene(const Attributes& attributes) {
     std::string id;
-    for (const pugi::xml_attribute attribute : node.attributes()) {
-      if (std::string(attribute.name()) != "id") {
-        return Refuse(node,
-                      "unknown attribute \"" + std::string(attribute.name()) + "\"; expected id");
-      }
-      id = attribute.value();
+    for (const XmlAttribute& attribute : attributes) {
+      if (attribute.name != "id") return Unknown(attribute, "id");
+      id = attribute.value;
     }
-    if (id.empty()) return Refuse(node, "has no id; expected id=\"...\"");
+    if (id.empty()) return "has no id; expected id=\"...\"";
     std::string error;
     Element* scene = stage_.AddScene(id, error);
-    if (scene == nullptr) return Refuse(node, error);
-    return ReadChildren(node, *scene);
+    if (scene == nullptr) return error;
+    open_.push_back({What::kGroup, scene});
+    return "";
   }
 
-  bool ReadChildren(const pugi::xml_node& node, Element& parent) {
-    for (const pugi::xml_node child : node.children()) {
-      if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
-        if (!IsBlank(child.value())) return Refuse(node, "text outside of a <text> element");
-        continue;
-      }
-      if (child.type() != pugi::node_element) continue;
-      if (!ReadElement(child, parent)) return false;
-    }
-    return true;
-  }
-
-  bool ReadElement(const pugi::xml_node& node, Element& parent) {
+  std::string OpenElement(std::string_view name, const Attributes& attributes, Element& parent) {
     ElementKind kind = ElementKind::kGroup;
-    if (!ReadElementKind(node.name(), kind)) {
-      return Refuse(node, "<" + std::string(node.name()) + "> is not known in <" +
-                              node.parent().name() + ">; expected " + kElementNames);
+    if (!ReadElementKind(std::string(name), kind)) {
+      const bool inGroup = parent.parent != nullptr;
+      const char* place = &parent == &stage_.Backdrop()  ? "backdrop"
+                          : &parent == &stage_.Overlay() ? "overlay"
+                          : inGroup                      ? "group"
+                                                         : "scene";
+      return "<" + std::string(name) + "> is not known in <" + place + ">; expected " +
+             kElementNames;
     }
     std::string error;
     Element* element = stage_.Create(kind, parent, error);
-    if (element == nullptr) return Refuse(node, error);
-    for (const pugi::xml_attribute attribute : node.attributes()) {
-      if (!ReadAttribute(node, attribute, *element)) return false;
+    if (element == nullptr) return error;
+    for (const XmlAttribute& attribute : attributes) {
+      std::string wrong = ReadAttribute(attribute, *element);
+      if (!wrong.empty()) return wrong;
     }
-    if (kind == ElementKind::kGroup) return ReadChildren(node, *element);
-    return ReadContent(node, *element);
+    open_.push_back({kind == ElementKind::kGroup ? What::kGroup : What::kLeaf, element});
+    return "";
   }
 
-  bool ReadAttribute(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
-                     Element& element) {
-    const std::string name = attribute.name();
-    if (name == "id") {
-      const std::string id = attribute.value();
-      if (id.empty()) return Refuse(node, "attribute \"id\" is empty; expected a name");
-      return stage_.SetId(element, id) ||
-             Refuse(node, "id \"" + id + "\" is taken; expected one of its own");
+  std::string ReadAttribute(const XmlAttribute& attribute, Element& element) {
+    if (attribute.name == "id") {
+      const std::string id(attribute.value);
+      if (id.empty()) return "attribute \"id\" is empty; expected a name";
+      std::string error;
+      stage_.SetId(element, id, error);
+      return error;
     }
-    const Property* property = FindProperty(element.kind, name);
-    if (property == nullptr) {
-      return Refuse(node, "unknown attribute \"" + name + "\"; expected one of " +
-                              AttributeNames(element.kind));
-    }
+    const Property* property = FindProperty(element.kind, attribute.name);
+    if (property == nullptr) return Unknown(attribute, "one of " + AttributeNames(element.kind));
     std::string error;
-    if (!SetFromText(element, *property, attribute.value(), error)) {
-      return RefuseAttribute(node, attribute, Expected(*property));
-    }
-    stage_.Touch(element, *property);
-    return true;
+    if (stage_.SetFromText(element, *property, attribute.value, error)) return "";
+    // In a document the place is the message's; a script is told the property's name.
+    return error.find("; expected ") != std::string::npos ? Wrong(attribute, Expected(*property))
+                                                          : error;
   }
 
-  static std::string AttributeNames(ElementKind kind) {
-    std::string names = "id";
-    for (const Property* each = kProperties; each->name != nullptr; ++each) {
-      if (FindProperty(kind, each->name) == each) names += std::string(", ") + each->name;
-    }
-    return names;
-  }
-
-  bool ReadContent(const pugi::xml_node& node, Element& element) {
-    std::string content;
-    for (const pugi::xml_node child : node.children()) {
-      if (child.type() == pugi::node_element) {
-        return Refuse(child, "<" + std::string(child.name()) + "> inside of <" + node.name() +
-                                 ">; expected no element there");
-      }
-      if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
-        content += child.value();
-      }
-    }
-    if (IsBlank(content)) return true;
-    if (element.kind != ElementKind::kText) return Refuse(node, "text outside of a <text> element");
+  std::string SetContent(Element& element, const std::string& content) {
     if (!element.text.empty()) {
-      return Refuse(node, "text both as an attribute and between the tags; expected one of them");
+      return "text both as an attribute and between the tags; expected one of them";
     }
     std::string error;
-    const Property& property = *FindProperty(ElementKind::kText, "text");
-    return SetFromText(element, property, Folded(content), error) || Refuse(node, error);
+    stage_.SetFromText(element, *FindProperty(ElementKind::kText, "text"), Folded(content), error);
+    return error;
   }
 
-  const std::string& text_;
   Stage& stage_;
   std::vector<ScriptReference>& scripts_;
-  DocumentError& error_;
+  std::vector<Open> open_;
   bool backdropSeen_ = false;
   bool overlaySeen_ = false;
 };
@@ -271,7 +280,8 @@ class Reader {
 
 bool ReadDocument(const std::string& text, Stage& stage, std::vector<ScriptReference>& scripts,
                   DocumentError& error) {
-  return CheckXml(text, error) && Reader(text, stage, scripts, error).Run();
+  StageBuilder builder(stage, scripts);
+  return ReadXml(text, builder, error);
 }
 
 }  // namespace plexion_host::player::application

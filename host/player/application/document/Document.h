@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/player/application/document/XmlCheck.h"
+#include "host/player/application/document/XmlReader.h"
 #include "host/player/application/stage/Stage.h"
 
 namespace plexion_host::player::application {
@@ -12,6 +12,7 @@ namespace plexion_host::player::application {
 constexpr double kSlowestRate = 1;
 constexpr double kFastestRate = 120;
 constexpr uint32_t kLargestStage = 8192;
+constexpr size_t kMostScripts = 1000;
 
 /// A script that belongs to a document: a file, or what stands in the document from a line on.
 struct ScriptReference {

@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <utility>
+
 #include "host/player/application/script/ElementBinding.h"
 
 namespace plexion_host::player::application {
@@ -36,49 +38,34 @@ void PushProperty(lua_State* state, const Element& element, const Property& prop
   }
 }
 
+[[noreturn]] void RaiseType(lua_State* state, const Property& property, int index) {
+  Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
+                   " value; expected " + Expected(property));
+}
+
 /// Sets a property from the value at `index`; what stays the same is not drawn again.
 void SetProperty(lua_State* state, Element& element, const Property& property, int index) {
+  Stage& stage = Behaviour::Of(state).GetWorld().stage;
   std::string error;
-  bool good = true;
-  bool changed = true;
   if (property.type == ValueType::kNumber) {
-    if (lua_type(state, index) != LUA_TNUMBER) {
-      Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
-                       " value; expected " + Expected(property));
-    }
+    if (lua_type(state, index) != LUA_TNUMBER) RaiseType(state, property, index);
     const double before = element.*property.number;
-    good = SetNumber(element, property, lua_tonumber(state, index), error);
-    changed = element.*property.number != before;
+    if (!SetNumber(element, property, lua_tonumber(state, index), error)) Raise(state, error);
+    if (element.*property.number != before) stage.Touch(element, property);
   } else if (property.type == ValueType::kFlag) {
-    if (lua_type(state, index) != LUA_TBOOLEAN) {
-      Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
-                       " value; expected true or false");
-    }
+    if (lua_type(state, index) != LUA_TBOOLEAN) RaiseType(state, property, index);
     const bool value = lua_toboolean(state, index) != 0;
-    changed = element.*property.flag != value;
-    element.*property.flag = value;
+    const bool before = std::exchange(element.*property.flag, value);
+    if (value != before) stage.Touch(element, property);
   } else {
-    if (lua_isstring(state, index) == 0) {
-      Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
-                       " value; expected " + Expected(property));
-    }
+    if (lua_isstring(state, index) == 0) RaiseType(state, property, index);
     // A number becomes its text in a copy, so that the script's own value stays a number.
     lua_pushvalue(state, index);
     size_t length = 0;
     const char* text = lua_tolstring(state, -1, &length);
-    Element before;
-    if (property.text != nullptr) before.*property.text = element.*property.text;
-    if (property.colour != nullptr) before.*property.colour = element.*property.colour;
-    if (property.choice != nullptr) before.*property.choice = element.*property.choice;
-    good = SetFromText(element, property, {text, length}, error);
-    changed =
-        (property.text != nullptr && before.*property.text != element.*property.text) ||
-        (property.colour != nullptr && !(before.*property.colour == element.*property.colour)) ||
-        (property.choice != nullptr && before.*property.choice != element.*property.choice);
+    if (!stage.SetFromText(element, property, {text, length}, error)) Raise(state, error);
     lua_pop(state, 1);
   }
-  if (!good) Raise(state, error);
-  if (changed) Behaviour::Of(state).GetWorld().stage.Touch(element, property);
 }
 
 /// What can be read but not set. Returns  false when there is no such field.
@@ -228,8 +215,9 @@ void SetProperties(lua_State* state, Element& element, int index) {
     if (lua_type(state, -2) != LUA_TSTRING) Raise(state, "expected names of properties");
     const std::string name = lua_tostring(state, -2);
     if (name == "id") {
-      if (!Behaviour::Of(state).GetWorld().stage.SetId(element, CheckName(state, -1))) {
-        Raise(state, "id \"" + CheckName(state, -1) + "\" is taken; expected one of its own");
+      std::string error;
+      if (!Behaviour::Of(state).GetWorld().stage.SetId(element, CheckName(state, -1), error)) {
+        Raise(state, error);
       }
     } else {
       SetProperty(state, element, CheckProperty(state, element, name), lua_gettop(state));

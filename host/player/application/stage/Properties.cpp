@@ -1,10 +1,11 @@
+// The table of what elements have, and how its values are read and written as text.
 #include "host/player/application/stage/Properties.h"
 
 #include <math.h>
 
 #include <charconv>
 
-#include "host/player/application/document/XmlCheck.h"
+#include "host/player/application/document/XmlReader.h"
 
 namespace plexion_host::player::application {
 
@@ -38,8 +39,10 @@ constexpr Property Flag(const char* name, unsigned kinds, bool place, bool Eleme
   return property;
 }
 
-constexpr Property Text(const char* name, unsigned kinds, std::string Element::*member) {
+constexpr Property Text(const char* name, unsigned kinds, double longest,
+                        std::string Element::*member) {
   Property property = {name, ValueType::kText, kinds, kPicture};
+  property.highest = longest;
   property.text = member;
   return property;
 }
@@ -58,7 +61,10 @@ constexpr Property Choice(const char* name, unsigned kinds, const char* words,
   return property;
 }
 
-constexpr size_t kLongestText = 65536;
+constexpr double kLongestText = 65536;
+/// Lists of fonts and their features, and names of files. The font library looks for each family
+/// that is asked for.
+constexpr double kLongestName = 1000;
 
 bool ReadFlag(std::string_view text, bool& flag) {
   flag = text == "true";
@@ -106,9 +112,9 @@ const Property kProperties[] = {
     OfColour("stroke", kRectangle, &Element::stroke),
     Number("strokeWidth", kRectangle, kPicture, 0, 1000, &Element::strokeWidth),
     Number("radius", kRectangle | kImage | kPlayed | kGroup, kPicture, 0, kFar, &Element::radius),
-    Text("text", kText, &Element::text),
-    Text("font", kText, &Element::font),
-    Text("features", kText, &Element::features),
+    Text("text", kText, kLongestText, &Element::text),
+    Text("font", kText, kLongestName, &Element::font),
+    Text("features", kText, kLongestName, &Element::features),
     Number("size", kText, kPicture, 1, 2000, &Element::size),
     Number("weight", kText, kPicture, 100, 1000, &Element::weight),
     Flag("italic", kText, kPicture, &Element::italic),
@@ -119,7 +125,7 @@ const Property kProperties[] = {
     Number("lines", kText, kPicture, 0, 1000, &Element::lines),
     Number("letterSpacing", kText, kPicture, -100, 1000, &Element::letterSpacing),
     Number("lineSpacing", kText, kPicture, 0.1, 10, &Element::lineSpacing),
-    Text("src", kImage | kPlayed, &Element::src),
+    Text("src", kImage | kPlayed, kLongestName, &Element::src),
     Choice("fit", kImage | kPlayed, "contain|cover|fill", &Element::fit),
     Number("loop", kPlayed, kPlace, 0, 1000000, &Element::loop),
     Number("speed", kPlayed, kPlace, 0.01, 100, &Element::speed),
@@ -187,7 +193,7 @@ std::string Expected(const Property& property) {
     case ValueType::kFlag:
       return "true or false";
     case ValueType::kText:
-      return "UTF-8 text of at most " + std::to_string(kLongestText) + " bytes";
+      return "UTF-8 text of at most " + ShowNumber(property.highest) + " bytes";
     case ValueType::kColour:
       return "a colour (#rgb, #rrggbb, #rrggbbaa) or none";
     case ValueType::kChoice:
@@ -232,7 +238,8 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
       break;
     }
     case ValueType::kText:
-      good = value.size() <= kLongestText && value.find('\0') == std::string_view::npos &&
+      good = static_cast<double>(value.size()) <= property.highest &&
+             value.find('\0') == std::string_view::npos &&
              FindInvalidUtf8(value) == std::string_view::npos;
       if (good) element.*property.text = std::string(value);
       break;

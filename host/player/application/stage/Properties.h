@@ -20,7 +20,7 @@ struct Property {
   /// Place only: the element's own picture stays as it is.
   bool place;
   double lowest = 0;
-  double highest = 0;
+  double highest = 0;  ///< of a text: most bytes
   double Element::*number = nullptr;
   bool Element::*flag = nullptr;
   std::string Element::*text = nullptr;

@@ -1,9 +1,10 @@
+// The tree of elements, within its limits, and the scenes that give way to each other.
 #include "host/player/application/stage/Stage.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "host/player/application/document/XmlCheck.h"
+#include "host/player/application/document/XmlReader.h"
 #include "host/player/application/stage/Easing.h"
 
 namespace plexion_host::player::application {
@@ -24,6 +25,14 @@ unsigned HeightOf(const Element& element) {
 
 bool HasSource(ElementKind kind) {
   return kind == ElementKind::kImage || kind == ElementKind::kMovie || kind == ElementKind::kMedia;
+}
+
+size_t TextBytesOf(const Element& element) {
+  size_t bytes = element.id.size();
+  for (const Property* property = kProperties; property->name != nullptr; ++property) {
+    if (property->text != nullptr) bytes += (element.*property->text).size();
+  }
+  return bytes;
 }
 
 void CopyLook(const Element& from, Element& to) {
@@ -54,18 +63,25 @@ std::unique_ptr<Element> Stage::Make(ElementKind kind, std::string& error) {
   element->kind = kind;
   element->handle = nextHandle_++;
   byHandle_[element->handle] = element.get();
+  textBytes_ += TextBytesOf(*element);
   ++revision_;
   return element;
 }
 
+bool Stage::HasRoomFor(size_t bytes, std::string& error) const {
+  if (textBytes_ + bytes <= kMostTextBytes) return true;
+  error = "the texts of all elements would have more than the " + std::to_string(kMostTextBytes) +
+          " bytes that are allowed";
+  return false;
+}
+
 Element* Stage::AddScene(const std::string& id, std::string& error) {
-  if (FindById(id) != nullptr) {
-    error = "id \"" + id + "\" is taken; expected one of its own";
-    return nullptr;
-  }
   std::unique_ptr<Element> scene = Make(ElementKind::kGroup, error);
   if (scene == nullptr) return nullptr;
-  SetId(*scene, id);
+  if (!SetId(*scene, id, error)) {
+    Forget(*scene);
+    return nullptr;
+  }
   scenes_.push_back(std::move(scene));
   if (current_ == nullptr) current_ = scenes_.back().get();
   return scenes_.back().get();
@@ -96,9 +112,12 @@ Element* Stage::Clone(const Element& original, Element& parent, std::string& err
   // What is there now: a copy that is put into its own original would else copy itself.
   std::vector<const Element*> children;
   for (const auto& child : original.children) children.push_back(child.get());
+  if (!HasRoomFor(TextBytesOf(original), error)) return nullptr;
   Element* copy = Create(original.kind, parent, error);
   if (copy == nullptr) return nullptr;
+  textBytes_ -= TextBytesOf(*copy);
   CopyLook(original, *copy);
+  textBytes_ += TextBytesOf(*copy);
   if (!copy->src.empty()) Touch(*copy, *FindProperty(copy->kind, "src"));
   for (const Element* child : children) {
     if (Clone(*child, *copy, error) != nullptr) continue;
@@ -111,6 +130,7 @@ Element* Stage::Clone(const Element& original, Element& parent, std::string& err
 void Stage::Forget(Element& element) {
   for (const auto& child : element.children) Forget(*child);
   byHandle_.erase(element.handle);
+  textBytes_ -= TextBytesOf(element);
   const auto found = byId_.find(element.id);
   if (found != byId_.end() && found->second == &element) byId_.erase(found);
 }
@@ -125,12 +145,41 @@ bool Stage::Remove(Element& element) {
   return true;
 }
 
-bool Stage::SetId(Element& element, const std::string& id) {
+bool Stage::SetId(Element& element, const std::string& id, std::string& error) {
   if (id == element.id && FindById(id) == &element) return true;
-  if (!id.empty() && !byId_.emplace(id, &element).second) return false;
+  if (id.size() > kLongestId) {
+    error = "the id has " + std::to_string(id.size()) + " bytes; expected at most " +
+            std::to_string(kLongestId);
+    return false;
+  }
+  if (!HasRoomFor(id.size(), error)) return false;
+  if (!id.empty() && !byId_.emplace(id, &element).second) {
+    error = "id \"" + id + "\" is taken; expected one of its own";
+    return false;
+  }
   const auto old = byId_.find(element.id);
   if (old != byId_.end() && old->second == &element && element.id != id) byId_.erase(old);
+  textBytes_ += id.size() - element.id.size();
   element.id = id;
+  return true;
+}
+
+bool Stage::SetFromText(Element& element, const Property& property, std::string_view value,
+                        std::string& error) {
+  const size_t before = property.text == nullptr ? 0 : (element.*property.text).size();
+  if (property.text != nullptr) {
+    if (element.*property.text == value) return true;
+    if (value.size() > before && !HasRoomFor(value.size() - before, error)) return false;
+  }
+  Element old;
+  if (property.colour != nullptr) old.*property.colour = element.*property.colour;
+  if (property.choice != nullptr) old.*property.choice = element.*property.choice;
+  if (!application::SetFromText(element, property, value, error)) return false;
+  if (property.text != nullptr) textBytes_ += value.size() - before;
+  const bool same =
+      (property.colour != nullptr && old.*property.colour == element.*property.colour) ||
+      (property.choice != nullptr && old.*property.choice == element.*property.choice);
+  if (!same) Touch(element, property);
   return true;
 }
 

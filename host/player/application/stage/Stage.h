@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -14,6 +15,10 @@
 namespace plexion_host::player::application {
 
 constexpr size_t kMostElements = 10000;
+/// Of all texts of all elements together: they are no part of the script's heap, and what is laid
+/// out takes a hundred times as much.
+constexpr size_t kMostTextBytes = size_t{4} * 1024 * 1024;
+constexpr size_t kLongestId = 1000;
 
 enum class TransitionKind { kCut, kFade, kSlide };
 
@@ -51,8 +56,8 @@ class Stage {
   Element* Clone(const Element& original, Element& parent, std::string& error);
   /// Removes an element and all below it. Scenes, backdrop and overlay cannot be removed.
   bool Remove(Element& element);
-  /// False when the id is taken; an empty id names nothing.
-  bool SetId(Element& element, const std::string& id);
+  /// False with `error` when the id is taken or too long; an empty id names nothing.
+  bool SetId(Element& element, const std::string& id, std::string& error);
 
   Element* FindById(const std::string& id) const;
   Element* FindByHandle(uint32_t handle) const;
@@ -69,7 +74,11 @@ class Stage {
   const Transition& CurrentTransition() const { return transition_; }
   double TransitionProgress() const { return progress_; }
 
-  /// To be called after a property has been set.
+  /// Sets a property from its text and marks what changes. False with `error` when the text is none
+  /// of this property's, or all texts together would be too long; the element is then unchanged.
+  bool SetFromText(Element& element, const Property& property, std::string_view value,
+                   std::string& error);
+  /// To be called after a property has been set otherwise.
   void Touch(Element& element, const Property& property);
   void TouchPicture(Element& element);
   void TouchAll() { ++revision_; }
@@ -82,6 +91,7 @@ class Stage {
  private:
   std::unique_ptr<Element> Make(ElementKind kind, std::string& error);
   void Forget(Element& element);
+  bool HasRoomFor(size_t bytes, std::string& error) const;
 
   std::unique_ptr<Element> backdrop_;
   std::unique_ptr<Element> overlay_;
@@ -89,6 +99,7 @@ class Stage {
   std::unordered_map<uint32_t, Element*> byHandle_;
   std::unordered_map<std::string, Element*> byId_;
   std::vector<uint32_t> stale_;
+  size_t textBytes_ = 0;
   uint32_t nextHandle_ = 1;
   uint64_t revision_ = 1;
 
