@@ -91,7 +91,7 @@ class Launcher {
     std::string error;
     IQXModule* const module = kernel_.TryAcquireModule("IPlexion", error);
     if (module == nullptr) return kExitCompleted;
-    kernel_.GetConsole().Print("\nWindow options:\n");
+    kernel_.GetConsole().Print("\nWhat the service says of its options:\n");
     static_cast<qx::plexion::IPlexionSets*>(module)->ShowUsage("plexion", kMaxStageWindows);
     kernel_.ReleaseModule(module);
     return kExitCompleted;
@@ -99,7 +99,8 @@ class Launcher {
 
  private:
   int RunWithService() {
-    const WindowLines lines = SplitWindows(line_.windowArguments, kMaxStageWindows);
+    const WindowLines lines =
+        SplitWindows(line_.windowArguments, kMaxStageWindows, LauncherOptionNames());
     if (!lines.error.empty()) return WrongUsage(lines.error);
     const LauncherOptions& options = line_.options;
     if (options.keyMode) {
@@ -270,8 +271,7 @@ class Launcher {
   }
 
   int WrongUsage(const std::string& reason) {
-    service_->ShowUsage("plexion", kMaxStageWindows);
-    kernel_.GetConsole().Print("Launcher options are listed by plexion --help.\n");
+    kernel_.GetConsole().Print(ShortUsage());
     kernel_.GetConsole().PrintError("plexion: " + reason + "\n");
     return kExitUsage;
   }
@@ -298,7 +298,7 @@ int RunLauncher(const std::vector<std::string>& arguments) {
     return kExitCompleted;
   }
   if (line.kind == CommandLine::Kind::kWrong) {
-    console.Print(LauncherHelp());
+    console.Print(ShortUsage());
     console.PrintError("plexion: " + line.error + "\n");
     return kExitUsage;
   }

@@ -51,13 +51,13 @@ class IPlexionImpl : public IPlexionSets {
   void LoadDynamicResourcesInternal();
   void UnloadDynamicResourcesInternal();
 
-  // service/Parameters.cpp: defaults and argument readers.
+  // service/Parameters.cpp: defaults.
   int InitParameters(StageWindowParameters& parameters) override;
+
+  // service/CommandLine.cpp: the parsers, on CommandLineGrammar.h.
   bool ReadDimsArg(const char* text, Dims& dims);
   bool ReadRectArg(const char* text, Rect& rect);
   bool ReadDurationArg(const char* text, unsigned long& milliseconds);
-
-  // service/CommandLine.cpp: the option table and the parsers.
   bool ParseCommandLineParameters(int argc, const char** argv,
                                   StageWindowParameters& parameters) override;
   /// Parses from argv[index]; on return `index` is the first argument not consumed, after a failure

@@ -9,6 +9,10 @@
 namespace plexion_host {
 namespace {
 
+constexpr char kUsage[] =
+    "usage: plexion [launcher options] [window options] CONTENT [[window options] CONTENT ...]\n"
+    "       plexion render|check CONTENT ...: frames as files, and what they cost\n";
+
 /// The options as typed, before their values are understood.
 struct Typed {
   std::string display, screen, snapshot, snapshotAt, exitAfter, dataDirectory, keyMode, startAt,
@@ -299,11 +303,23 @@ std::string LauncherHelp() {
   // The formatter's own first line speaks of the launcher's options only.
   const size_t options = text.find("Options:");
   if (options != std::string::npos) text.erase(0, options);
-  return "usage: plexion [launcher options] [window options] CONTENT "
-         "[[window options] CONTENT ...]\n       plexion render|check CONTENT ...: frames as "
-         "files, "
-         "and what they cost; see plexion render --help\n\nLauncher " +
-         text;
+  return kUsage + ("\nLauncher " + text) + "\nWindow options, each before its content:\n" +
+         WindowOptionHelp();
+}
+
+std::string ShortUsage() {
+  return std::string(kUsage) + "       plexion --help lists every option\n";
+}
+
+std::vector<std::string> LauncherOptionNames() {
+  Typed typed;
+  CLI::App app;
+  AddOptions(app, typed);
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
 }
 
 }  // namespace plexion_host

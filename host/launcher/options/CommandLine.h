@@ -62,8 +62,15 @@ struct CommandLine {
 /// "--modulemap" belongs to both: the kernel needs it, the service checks it.
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments);
 
-/// The launcher's options for people. The service prints its own.
+/// The launcher's options for people, and the words with which every line begins. The service prints
+/// its own.
 std::string LauncherHelp();
+
+/// How a line looks, and where the options are: for lines that are wrong. At most three lines.
+std::string ShortUsage();
+
+/// The launcher's options, dashes included.
+std::vector<std::string> LauncherOptionNames();
 
 }  // namespace plexion_host
 

@@ -31,9 +31,13 @@ size_t ServiceValueCount(const std::vector<std::string>& arguments, size_t index
 
 /// Takes a command line apart as the service does, window by window.
 ///
-/// The service decides what is right and only answers yes or no; this finds the words for a no, and
-/// knows which window is which. `arguments` have no program name in front.
-WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWindows);
+/// `arguments` have no program name in front. `otherOptions` are names, dashes included, that an
+/// unknown option may have been meant to be, besides the service's.
+WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWindows,
+                         const std::vector<std::string>& otherOptions = {});
+
+/// Every option of a window with its values, one a line: the service's own list leaves some out.
+std::string WindowOptionHelp();
 
 /// The arguments as a vector of the C kind, with `program` in front and null behind. They stay in
 /// the vectors given, which must outlive it.

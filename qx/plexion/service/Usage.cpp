@@ -1,3 +1,7 @@
+// The usage text. Its list of options is put together from the grammar when this is compiled, so an
+// option cannot be listed that there is not.
+
+#include "qx/plexion/CommandLineGrammar.h"
 #include "qx/plexion/IPlexionImpl.h"
 
 namespace qx {
@@ -5,38 +9,40 @@ namespace plexion {
 
 namespace {
 
+/// In the order of the list. The others are left out on purpose: three of them stand elsewhere in
+/// the text, the rest is for device makers.
+constexpr const char* kListed[] = {"zorbase",
+                                   "zorcmdline",
+                                   "profile",
+                                   "extensionsdir",
+                                   "contentdims",
+                                   "outputdims",
+                                   "outputrect",
+                                   "bgalpha",
+                                   "gl",
+                                   "keymap",
+                                   "sslclientcerttable",
+                                   "sslcertsdir",
+                                   "tracefps",
+                                   "debugmode",
+                                   "graphicsmemthreshold",
+                                   "tstrace",
+                                   "notstrace",
+                                   "nospeedlimit",
+                                   "fontdirs",
+                                   "proxy",
+                                   "proxyauthentication",
+                                   "pause",
+                                   "dcts",
+                                   "spdump",
+                                   "modulemap",
+                                   "instrument",
+                                   "mousestream",
+                                   "mousefeedback",
+                                   "locale"};
+
 // Takes the default background alpha and the default graphics memory threshold.
-const char kOptionList[] =
-    "         Valid options are:\n"
-    "           --zorbase <zor-base-dir-path>\n"
-    "           --zorcmdline \"command-line args for ZOR\"\n"
-    "           --profile [tv|extendedTV]\n"
-    "           --extensionsdir <extension directory>\n"
-    "           --contentdims w,h\n"
-    "           --outputdims w,h\n"
-    "           --outputrect x,y,w,h\n"
-    "           --bgalpha <0-255>\n"
-    "           --gl [on|off] (overrides default OpenGL mode)\n"
-    "           --keymap filename\n"
-    "           --sslclientcerttable <sslclientcerttable-string>\n"
-    "           --sslcertsdir <ssl certificates directory>\n"
-    "           --tracefps <samplePeriod[MS|S]> (e.g. 5000MS or 5S)\n"
-    "           --debugmode\n"
-    "           --graphicsmemthreshold <num[M]>\n"
-    "           --tstrace\n"
-    "           --notstrace\n"
-    "           --nospeedlimit\n"
-    "           --fontdirs comma separated Dir names\n"
-    "           --proxy <dottedIP-String> <port>\n"
-    "           --proxyauthentication <username> <password>\n"
-    "           --pause\n"
-    "           --dcts\n"
-    "           --spdump\n"
-    "           --modulemap <moduleName:filename>\n"
-    "           --instrument\n"
-    "           --mousestream <dottedIP-String>:<port>\n"
-    "           --mousefeedback <seconds between screenshots>\n"
-    "           --locale <locale for language and formatting>\n"
+constexpr char kDefaults[] =
     "         default values are:\n"
     "           --profile tv\n"
     "           --sslcertsdir /mtd_down/halvex/plexion/data/config/ssl/certs/\n"
@@ -48,6 +54,60 @@ const char kOptionList[] =
     "           --mousefeedback 2\n"
     "           --locale en_US.UTF-8\n"
     "           --notstrace\n";
+
+/// Counts characters and, with room, writes them.
+struct Writer {
+  char* out;
+  unsigned count;
+  constexpr void Write(const char* text) {
+    for (; *text != '\0'; ++text, ++count) {
+      if (out != nullptr) out[count] = *text;
+    }
+  }
+};
+
+constexpr bool SameName(const char* left, const char* right) {
+  while (*left != '\0' && *left == *right) {
+    ++left;
+    ++right;
+  }
+  return *left == *right;
+}
+
+constexpr const char* ValuesOf(const char* name) {
+  for (const auto& option : grammar::kOptions<IQXKernel>) {
+    if (SameName(option.name, name)) return option.values;
+  }
+  return nullptr;  // no option: the text cannot be put together, and this is not compiled
+}
+
+constexpr unsigned WriteList(char* out) {
+  Writer writer{out, 0};
+  writer.Write("         Valid options are:\n");
+  for (const char* name : kListed) {
+    const char* const values = ValuesOf(name);
+    writer.Write("           --");
+    writer.Write(name);
+    if (*values != '\0') writer.Write(" ");
+    writer.Write(values);
+    writer.Write("\n");
+  }
+  writer.Write(kDefaults);
+  return writer.count;
+}
+
+struct OptionList {
+  char text[WriteList(nullptr) + 1];
+};
+
+constexpr OptionList MakeList() {
+  OptionList list = {};
+  WriteList(list.text);
+  return list;
+}
+
+/// One text, for one call of Printf: a host sees the list as a whole.
+constexpr OptionList kOptionList = MakeList();
 
 }  // namespace
 
@@ -62,7 +122,7 @@ int IPlexionImpl::ShowUsage(const char* programName, unsigned long maxStageWindo
   if (maxStageWindows > 1) {
     kernel->Printf("         Up to %lu Morvel applications may be specified.\n", maxStageWindows);
   }
-  kernel->Printf(kOptionList, 255, 30);
+  kernel->Printf(kOptionList.text, 255, 30);
   kernel->Printf("Other options for the %s executable:\n", programName);
   kernel->Printf("           --useshell: enables the IShell\n");
   kernel->Printf("           --noclearscreen: prevents the screen from being initially cleared\n");

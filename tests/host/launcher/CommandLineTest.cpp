@@ -115,6 +115,14 @@ TEST(CommandLineTest, HelpAndVersionComeBeforeEverythingElse) {
     EXPECT_THAT(help, HasSubstr(std::string("  ") + (option == std::string("--help") ? "-h," : "") +
                                 option));
   }
+  // All of the window's too, those that the service's own list leaves out included.
+  for (const char* const option :
+       {"--gcheaplimit <megabytes>", "--base", "--morvelvars", "--qlrargs", "--keymaster\n",
+        "--mastershellkey", "--outputrect x,y,w,h"}) {
+    EXPECT_THAT(help, HasSubstr(std::string("\n  ") + option));
+  }
+  const std::string usage = ShortUsage();
+  EXPECT_LE(std::count(usage.begin(), usage.end(), '\n'), 3);
 }
 
 }  // namespace
