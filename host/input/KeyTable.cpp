@@ -6,6 +6,8 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "qx/plexion/KeyCodes.h"
+
 namespace plexion_host {
 namespace {
 
@@ -51,26 +53,11 @@ uint32_t Number(const std::string& text, bool hexadecimalOnly) {
 }  // namespace
 
 const std::vector<ServiceKey>& ServiceKeys() {
-  static const std::vector<ServiceKey> keys = {
-      {"left", 0x01000001},        {"up", 0x01000002},       {"right", 0x01000003},
-      {"down", 0x01000004},        {"ok", 0x01000005},       {"back", 0x01000006},
-      {"play", 0x01000007},        {"pause", 0x01000008},    {"stop", 0x01000009},
-      {"rewind", 0x0100000A},      {"forward", 0x0100000B},  {"previous", 0x0100000C},
-      {"next", 0x0100000D},        {"record", 0x0100000E},   {"red", 0x01000010},
-      {"green", 0x01000011},       {"yellow", 0x01000012},   {"blue", 0x01000013},
-      {"menu", 0x01000014},        {"home", 0x01000015},     {"guide", 0x01000016},
-      {"info", 0x01000017},        {"exit", 0x01000018},     {"channelup", 0x01000019},
-      {"channeldown", 0x0100001A}, {"volumeup", 0x0100001B}, {"volumedown", 0x0100001C},
-      {"mute", 0x0100001D},        {"shell", 0x0100001E},    {"power", 0x0100001F},
-      {"pageup", 0x01000020},      {"pagedown", 0x01000021}, {"end", 0x01000022},
-      {"insert", 0x01000023},      {"help", 0x01000024},     {"subtitle", 0x01000025},
-      {"teletext", 0x01000026},    {"f1", 0x01000031},       {"f2", 0x01000032},
-      {"f3", 0x01000033},          {"f4", 0x01000034},       {"f5", 0x01000035},
-      {"f6", 0x01000036},          {"f7", 0x01000037},       {"f8", 0x01000038},
-      {"f9", 0x01000039},          {"f10", 0x0100003A},      {"f11", 0x0100003B},
-      {"f12", 0x0100003C},         {"tab", 0x00000009},      {"escape", 0x0000001B},
-      {"space", 0x00000020},       {"delete", 0x0000007F},   {"timing", 0x00400100},
-  };
+  static const std::vector<ServiceKey> keys = [] {
+    std::vector<ServiceKey> all;
+    for (const auto& key : qx::plexion::kNamedKeys) all.push_back({key.name, key.code});
+    return all;
+  }();
   return keys;
 }
 

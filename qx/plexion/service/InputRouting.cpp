@@ -4,6 +4,7 @@
 
 #include "qx/core/QXLock.h"
 #include "qx/plexion/IPlexionImpl.h"
+#include "qx/plexion/KeyCodes.h"
 #include "qx/plexion/StageWindowImpl.h"
 #include "qx/plexion/parts/KeyEventSimulator.h"
 
@@ -12,17 +13,15 @@ namespace plexion {
 
 namespace {
 
-constexpr unsigned long kShellKey = 0x0100001E;
-
 StageWindowImpl* Impl(StageWindow* window) { return static_cast<StageWindowImpl*>(window); }
 
 unsigned long MapKey(unsigned long key, unsigned long masterShellKey) {
-  return key == masterShellKey ? kShellKey : key;
+  return key == masterShellKey ? kKeyShell : key;
 }
 
-bool StartsRewindOrForward(unsigned long key) { return key == 0x0100000A || key == 0x0100000B; }
+bool StartsRewindOrForward(unsigned long key) { return key == kKeyRewind || key == kKeyForward; }
 
-bool EndsRewindOrForward(unsigned long key) { return key >= 0x01000007 && key <= 0x01000009; }
+bool EndsRewindOrForward(unsigned long key) { return key >= kKeyPlay && key <= kKeyStop; }
 
 }  // namespace
 
@@ -32,7 +31,7 @@ bool IPlexionImpl::SetKeyInputMode(KeyInputMode mode, IQXKernel::Time delay,
 }
 
 void IPlexionImpl::DispatchKeyDown(unsigned long key) {
-  if (key == 0) return;
+  if (key == kKeyNone) return;
   const unsigned long mapped = MapKey(key, masterShellKey);
   {
     const QXLock lock(stageWindowLock);
@@ -45,7 +44,7 @@ void IPlexionImpl::DispatchKeyDown(unsigned long key) {
 }
 
 void IPlexionImpl::DispatchKeyUp(unsigned long key) {
-  if (key == 0) return;
+  if (key == kKeyNone) return;
   const QXLock lock(stageWindowLock);
   StageWindow* const target = keyMaster != nullptr ? keyMaster : activeStageWindow;
   if (target != nullptr) Impl(target)->DispatchKeyUpDirect(MapKey(key, masterShellKey));

@@ -1,6 +1,7 @@
 #include "qx/core/QXLock.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/IPlexionImpl.h"
+#include "qx/plexion/KeyCodes.h"
 #include "qx/plexion/StageWindowImpl.h"
 #include "qx/plexion/parts/KeyEventSimulator.h"
 
@@ -12,8 +13,7 @@ using platform::OutputPlane;
 
 namespace {
 
-/// Pressed to time the content: it restarts the timing log and never reaches the content as a key.
-constexpr unsigned long kTimingKey = 0x400100;
+/// What the content hears of kKeyTiming: an event in place of a key.
 constexpr unsigned long kTimingEvent = 7;
 
 }  // namespace
@@ -48,7 +48,7 @@ void StageWindowImpl::NotifyOnDeactivate() {
 }
 
 void StageWindowImpl::DispatchKeyDown(unsigned long key) {
-  if (key == kTimingKey) {
+  if (key == kKeyTiming) {
     DispatchKeyDownDirect(key);
   } else {
     owner->DispatchKeyDown(key);
@@ -59,14 +59,14 @@ void StageWindowImpl::DispatchKeyDown(unsigned long key) {
 void StageWindowImpl::DispatchKeyUp(unsigned long key) { owner->DispatchKeyUp(key); }
 
 void StageWindowImpl::DispatchKeyDownDirect(unsigned long key) {
-  if (key == kTimingKey) {
+  if (key == kKeyTiming) {
     creationTime = Kernel()->GetTime();
     QXLock lock(stateLock);
     MorvelInstance* player = instance;
     if (player != nullptr) player->SendEvent(kTimingEvent);
     return;
   }
-  if (key == 0) return;
+  if (key == kKeyNone) return;
   QXLock lock(stateLock);
   MorvelInstance* player = instance;
   if (player != nullptr && keyEventSimulator != nullptr) {
@@ -75,11 +75,11 @@ void StageWindowImpl::DispatchKeyDownDirect(unsigned long key) {
 }
 
 void StageWindowImpl::DispatchKeyUpDirect(unsigned long key) {
-  if (key == kTimingKey) {
+  if (key == kKeyTiming) {
     creationTime = Kernel()->GetTime();
     return;
   }
-  if (key == 0) return;
+  if (key == kKeyNone) return;
   QXLock lock(stateLock);
   MorvelInstance* player = instance;
   if (player != nullptr && keyEventSimulator != nullptr) {
