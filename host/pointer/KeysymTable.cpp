@@ -1,3 +1,5 @@
+// The symbols of RFB keys in the words of the display.
+
 #include "host/pointer/KeysymTable.h"
 
 #include <SDL_keycode.h>

@@ -1,3 +1,5 @@
+// What a key of a viewer is called here.
+
 #ifndef HOST_POINTER_KEYSYMTABLE_H_
 #define HOST_POINTER_KEYSYMTABLE_H_
 

@@ -1,3 +1,5 @@
+// Entry points of the module IMouseStream.
+
 #include "host/contracts/HostModule.h"
 #include "host/pointer/MouseStream.h"
 

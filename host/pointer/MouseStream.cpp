@@ -1,8 +1,14 @@
+// Starts the pointer stream where an option asks for it.
+
 #include "host/pointer/MouseStream.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
+#include <set>
+#include <utility>
 
+#include "host/base/Text.h"
 #include "host/pointer/PasswordFile.h"
 #include "host/pointer/StreamAddress.h"
 #include "qx/core/IQXKernel.h"
@@ -12,8 +18,27 @@ namespace plexion_host {
 namespace {
 
 constexpr const char* kPasswordVariable = "PLEXION_VNC_PASSWORD_FILE";
+/// Pages that may connect, separated by commas.
+constexpr const char* kOriginsVariable = "PLEXION_VNC_ORIGINS";
+/// Longer ones are nobody's whom one would let in.
+constexpr size_t kShownOriginBytes = 200;
 
 IQXKernel* Kernel() { return IQXKernel::GetKernel(); }
+
+/// Says it once for each origin, and not for ever: a page may ask as often as it likes.
+class RefusedPages {
+ public:
+  void Tell(const std::string& origin) {
+    if (told_.size() == kMostTold || !told_.insert(origin).second) return;
+    const std::string name = PrintableWord(origin.substr(0, kShownOriginBytes));
+    Kernel()->Printf("Pointer stream: a page of %s was refused; %s=%s lets it in\n", name.c_str(),
+                     kOriginsVariable, name.c_str());
+  }
+
+ private:
+  static constexpr size_t kMostTold = 16;
+  std::set<std::string> told_;
+};
 
 }  // namespace
 
@@ -25,7 +50,7 @@ MouseStream::~MouseStream() {
 
 bool MouseStream::StartMouseStream(const qx::plexion::StageWindowParameters& parameters) {
   const std::string text = parameters.mouseStream != nullptr ? parameters.mouseStream : "";
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (servers_.count(text) > 0) return true;
   std::string error;
   if (Start(text, std::max(parameters.mouseFeedback, 0), error)) return true;
@@ -57,17 +82,30 @@ bool MouseStream::Start(const std::string& text, int refreshSeconds, std::string
 
   settings.listenSocket = address.Listen(error);
   if (settings.listenSocket < 0) return false;
-  Kernel()->Printf("Pointer stream at %s%s\n",
-                   StreamAddress::Describe(settings.listenSocket).c_str(),
-                   settings.password.empty() ? "" : ", with a password");
-  if (settings.password.size() > kPasswordBytes) {
+  settings.refreshSeconds = refreshSeconds;
+  const char* const origins = std::getenv(kOriginsVariable);
+  for (std::string& origin : SplitAt(origins != nullptr ? origins : "", ',')) {
+    if (!origin.empty()) settings.origins.push_back(std::move(origin));
+  }
+  settings.refused = [pages = std::make_shared<RefusedPages>()](const std::string& origin) {
+    pages->Tell(origin);
+  };
+  settings.display = display_;
+  settings.input = input_;
+  const std::string served = StreamAddress::Describe(settings.listenSocket);
+  const size_t passwordBytes = settings.password.size();
+  auto server = std::make_unique<RfbServer>(std::move(settings));
+  if (!server->IsUsable()) {
+    error = "no event descriptor to be had";
+    return false;
+  }
+  servers_[text] = std::move(server);
+  Kernel()->Printf("Pointer stream at %s%s\n", served.c_str(),
+                   passwordBytes == 0 ? "" : ", with a password");
+  if (passwordBytes > kPasswordBytes) {
     Kernel()->Printf("Pointer stream: only the first %d characters of the password count\n",
                      static_cast<int>(kPasswordBytes));
   }
-  settings.refreshSeconds = refreshSeconds;
-  settings.display = display_;
-  settings.input = input_;
-  servers_[text] = std::make_unique<RfbServer>(std::move(settings));
   return true;
 }
 

@@ -1,3 +1,5 @@
+// Reads the password of the pointer stream, and insists that nobody else can.
+
 #include "host/pointer/PasswordFile.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// The password of the pointer stream.
+
 #ifndef HOST_POINTER_PASSWORDFILE_H_
 #define HOST_POINTER_PASSWORDFILE_H_
 

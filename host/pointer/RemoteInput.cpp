@@ -1,3 +1,5 @@
+// Turns a viewer's states of keys and buttons into changes.
+
 #include "host/pointer/RemoteInput.h"
 
 #include "host/pointer/KeysymTable.h"

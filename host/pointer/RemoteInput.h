@@ -1,3 +1,5 @@
+// A viewer's keys and pointer.
+
 #ifndef HOST_POINTER_REMOTEINPUT_H_
 #define HOST_POINTER_REMOTEINPUT_H_
 

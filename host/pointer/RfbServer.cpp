@@ -1,18 +1,17 @@
+// Drives the protocol library: one thread, one picture, the viewers that have logged in.
+
 #include "host/pointer/RfbServer.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
-#include <pthread.h>
 #include <rfb/rfb.h>
-#include <signal.h>
-#include <sys/eventfd.h>
+#include <sys/select.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/pointer/RemoteInput.h"
 
 extern "C" {
@@ -23,23 +22,11 @@ namespace plexion_host {
 namespace {
 
 constexpr qx::plexion::Dims kDimsWithoutScreen{64, 64};
-constexpr int kNoDescriptorsPauseMs = 100;
+/// The library's own limit, should the gate ever leave it waiting.
+constexpr int kLibraryWaitMs = 5000;
+constexpr size_t kBesidePictures = size_t{1} << 20;
 
 void SayNothing(const char*, ...) {}
-
-/// A peer that is gone without a word (a cable that was pulled) is found out in about half a
-/// minute, so that it does not hold a button down for ever.
-void WatchOverPeer(int fd) {
-  const int yes = 1;
-  const int idleSeconds = 10;
-  const int intervalSeconds = 5;
-  const int probes = 4;
-  setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &yes, sizeof(yes));
-  setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof(idleSeconds));
-  setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &intervalSeconds, sizeof(intervalSeconds));
-  setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof(probes));
-  setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof(yes));
-}
 
 RfbServer* ServerOf(const rfbScreenInfo* screen) {
   return static_cast<RfbServer*>(screen->screenData);
@@ -48,41 +35,39 @@ RfbServer* ServerOf(const rfbScreenInfo* screen) {
 }  // namespace
 
 struct RfbServer::Client {
-  Client(IHostInput* hostInput, int watchFd) : input(hostInput), watch(watchFd) {}
+  explicit Client(IHostInput* hostInput) : input(hostInput) {}
   RemoteInput input;
-  const int watch;
 };
 
-RfbServer::RfbServer(Settings settings)
-    : settings_(std::move(settings)), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  feed_ = std::make_unique<ScreenFeed>(*settings_.display, [this] { Wake(); });
-  // The process's signals are for others.
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, &before);
-  thread_ = std::thread([this] { Serve(); });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  pthread_setname_np(thread_.native_handle(), "PlexionPointer");
+RfbServer::RfbServer(Settings settings) : settings_(std::move(settings)) {
+  PLEXION_CHECK(settings_.display != nullptr, "there is a screen to show");
+  if (wake_.Fd() < 0) return;
+  feed_ = std::make_unique<ScreenFeed>(*settings_.display, [this] { wake_.Set(); });
+  ViewerGate::Settings gate;
+  gate.listenSocket = settings_.listenSocket;
+  gate.rules = {!settings_.password.empty(), settings_.origins};
+  gate.limits = settings_.limits;
+  gate.handOver = [this](int fd) {
+    const MutexLock lock(mutex_);
+    arrived_.push_back(fd);
+    wake_.Set();
+  };
+  gate.refused = [this](const std::string& origin) {
+    if (settings_.refused != nullptr) settings_.refused(origin);
+  };
+  gate_ = std::make_unique<ViewerGate>(std::move(gate));
+  if (IsUsable()) thread_ = NamedThread("PlexionPointer", [this] { Serve(); });
 }
 
 RfbServer::~RfbServer() {
   stopping_ = true;
-  Wake();
-  {
-    const std::lock_guard<std::mutex> lock(watchesMutex_);
-    for (const int watch : watches_) shutdown(watch, SHUT_RDWR);
-  }
-  thread_.join();
+  wake_.Set();
+  // The gate goes on until then, so that what the thread is sending finds a taker.
+  thread_.Join();
+  gate_.reset();
   feed_.reset();
+  for (const int fd : arrived_) close(fd);
   close(settings_.listenSocket);
-  close(wake_);
-}
-
-void RfbServer::Wake() const {
-  const uint64_t one = 1;
-  const ssize_t written = write(wake_, &one, sizeof(one));
-  (void)written;  // a full counter wakes as well
 }
 
 void RfbServer::Serve() {
@@ -90,7 +75,7 @@ void RfbServer::Serve() {
   if (screen_ == nullptr) return;
   while (!stopping_) {
     WaitForWork();
-    AcceptClients();
+    AddClients();
     if (stopping_) break;
     // Requests are read first, so that the answer shows the screen of now.
     rfbCheckFds(screen_, 0);
@@ -124,7 +109,7 @@ void RfbServer::MakeScreen() {
   screen_->deferUpdateTime = 0;
   screen_->deferPtrUpdateTime = 0;
   screen_->handleEventsEagerly = TRUE;
-  screen_->maxClientWait = static_cast<int>(kStallLimit.count());
+  screen_->maxClientWait = kLibraryWaitMs;
   screen_->ignoreSIGPIPE = FALSE;  // blocked on this thread
   screen_->autoPort = FALSE;
   screen_->port = 0;  // the listening socket is ours
@@ -139,6 +124,13 @@ void RfbServer::MakeScreen() {
     screen_->passwordCheck = rfbCheckPasswordByList;
   }
   rfbInitServer(screen_);
+  AllowForPicture();
+}
+
+void RfbServer::AllowForPicture() {
+  // A viewer asks for the next picture when it has the last one; encoded, none is much larger than
+  // its pixels.
+  gate_->SetMostWaiting(2 * picture_.size() * sizeof(uint32_t) + kBesidePictures);
 }
 
 void RfbServer::DestroyScreen() {
@@ -174,6 +166,7 @@ void RfbServer::Refresh() {
   const int height = static_cast<int>(dims.height);
   if (dims.width != dims_.width || dims.height != dims_.height) {
     dims_ = dims;
+    AllowForPicture();
     rfbNewFramebuffer(screen_, pixels, width, height, 8, 3, 4);
     screen_->serverFormat.redShift = 16;
     screen_->serverFormat.greenShift = 8;
@@ -192,7 +185,7 @@ void RfbServer::Refresh() {
 // Clients
 
 void RfbServer::WaitForWork() {
-  std::vector<pollfd> waits{{wake_, POLLIN, 0}, {settings_.listenSocket, POLLIN, 0}};
+  std::vector<pollfd> waits{{wake_.Fd(), POLLIN, 0}};
   for (rfbClientPtr record = screen_->clientHead; record != nullptr; record = record->next) {
     waits.push_back({record->sock, POLLIN, 0});
   }
@@ -203,46 +196,27 @@ void RfbServer::WaitForWork() {
     timeoutMs = static_cast<int>(std::clamp<int64_t>(left.count() + 1, 0, 60000));
   }
   poll(waits.data(), waits.size(), timeoutMs);
-  uint64_t ignored = 0;
-  const ssize_t drained = read(wake_, &ignored, sizeof(ignored));
-  (void)drained;
+  wake_.Clear();
 }
 
-void RfbServer::AcceptClients() {
-  for (;;) {
-    const int fd = accept4(settings_.listenSocket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (fd < 0) {
-      // Out of descriptors, a caller stays at the door and poll returns at once: not a busy loop.
-      pollfd wake{wake_, POLLIN, 0};
-      if (errno == EMFILE || errno == ENFILE) poll(&wake, 1, kNoDescriptorsPauseMs);
-      return;
-    }
-    const int watch = clients_ < kMaxClients ? dup(fd) : -1;
-    if (watch < 0) {
+void RfbServer::AddClients() {
+  std::vector<int> arrived;
+  {
+    const MutexLock lock(mutex_);
+    arrived.swap(arrived_);
+  }
+  for (const int fd : arrived) {
+    // The library asks for its sockets with select, which cannot name more.
+    if (fd >= FD_SETSIZE) {
       close(fd);
       continue;
     }
-    WatchOverPeer(fd);
-    {
-      const std::lock_guard<std::mutex> lock(watchesMutex_);
-      watches_.push_back(watch);
-    }
-    if (stopping_) shutdown(watch, SHUT_RDWR);  // whoever stops may have looked before
     rfbClientPtr record = rfbNewClient(screen_, fd);
-    if (record == nullptr) {
-      ForgetWatch(watch);
-      continue;
-    }
+    if (record == nullptr) continue;
     ++clients_;
-    record->clientData = new Client(settings_.input, watch);
+    record->clientData = new Client(settings_.input);
     record->clientGoneHook = &RfbServer::OnClientGone;
   }
-}
-
-void RfbServer::ForgetWatch(int watch) {
-  const std::lock_guard<std::mutex> lock(watchesMutex_);
-  watches_.erase(std::remove(watches_.begin(), watches_.end(), watch), watches_.end());
-  close(watch);
 }
 
 void RfbServer::OnClientGone(rfbClientPtr record) {
@@ -250,7 +224,6 @@ void RfbServer::OnClientGone(rfbClientPtr record) {
   RfbServer* const server = ServerOf(record->screen);
   record->clientData = nullptr;
   if (client == nullptr) return;
-  server->ForgetWatch(client->watch);
   delete client;  // lets go of its keys and buttons
   if (--server->clients_ == 0 && server->settings_.input != nullptr) {
     server->settings_.input->ReleaseAll(InputSource::kPointerStream);

@@ -1,3 +1,5 @@
+// Notes what was presented, and copies the screen when somebody wants it.
+
 #include "host/pointer/ScreenFeed.h"
 
 #include <algorithm>
@@ -39,7 +41,7 @@ ScreenFeed::~ScreenFeed() { display_.RemoveFrameObserver(this); }
 void ScreenFeed::OnFramePresented(const PresentedFrame& frame) {
   bool first = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     first = damage_.empty();
     damage_.insert(damage_.end(), frame.damage.begin(), frame.damage.end());
     if (damage_.size() > kMostRects) damage_ = {Around(damage_)};
@@ -49,14 +51,14 @@ void ScreenFeed::OnFramePresented(const PresentedFrame& frame) {
 }
 
 bool ScreenFeed::HasChanged() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return !damage_.empty();
 }
 
 std::vector<Rect> ScreenFeed::Take(Dims& dims, std::vector<uint32_t>& pixels) {
   std::vector<Rect> damage;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     damage.swap(damage_);
   }
   // What is presented from now on is noted again, so nothing can be missed; at worst it is sent

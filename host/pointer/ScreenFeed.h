@@ -1,11 +1,13 @@
+// Changes of the screen, kept for whoever shows it elsewhere.
+
 #ifndef HOST_POINTER_SCREENFEED_H_
 #define HOST_POINTER_SCREENFEED_H_
 
 #include <chrono>
 #include <functional>
-#include <mutex>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 
 namespace plexion_host {
@@ -30,8 +32,8 @@ class ScreenFeed final : public IFrameObserver {
  private:
   IHostDisplay& display_;
   const std::function<void()> wake_;
-  std::mutex mutex_;  // guards what follows
-  std::vector<qx::plexion::Rect> damage_;
+  Mutex mutex_;
+  std::vector<qx::plexion::Rect> damage_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host

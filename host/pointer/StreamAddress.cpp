@@ -1,3 +1,5 @@
+// Reads, judges and opens the address of the pointer stream.
+
 #include "host/pointer/StreamAddress.h"
 
 #include <arpa/inet.h>
@@ -74,7 +76,7 @@ int StreamAddress::Listen(std::string& error) const {
   const int yes = 1;
   if (fd >= 0) setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
   if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&address_), length_) != 0 ||
-      listen(fd, 8) != 0) {
+      listen(fd, SOMAXCONN) != 0) {
     error = "nothing can be served at " + text_ + ": " + std::strerror(errno);
     if (fd >= 0) close(fd);
     return -1;

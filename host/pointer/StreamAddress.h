@@ -1,3 +1,5 @@
+// Where the pointer stream is served.
+
 #ifndef HOST_POINTER_STREAMADDRESS_H_
 #define HOST_POINTER_STREAMADDRESS_H_
 
