@@ -10,6 +10,7 @@
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/programme/ProgrammeCommand.h"
 #include "host/launcher/render/ContentCommand.h"
 #include "host/launcher/run/SignageRun.h"
 #include "host/launcher/run/WindowRun.h"
@@ -290,6 +291,7 @@ class Launcher {
 
 int RunLauncher(const std::vector<std::string>& arguments) {
   if (IsContentCommand(arguments)) return RunContentCommand(arguments);
+  if (IsProgrammeCommand(arguments)) return RunProgrammeCommand(arguments);
   ControlThread::BlockSignals();
   const CommandLine line = ParseCommandLine(arguments);
   Console console;
