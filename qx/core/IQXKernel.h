@@ -3,8 +3,6 @@
 
 #include <stdint.h>
 
-#include "qx/core/QXThreadSafety.h"
-
 class IQXModule;
 class QXString;
 
@@ -32,10 +30,10 @@ class IQXKernel {
   static constexpr Time kInfinite = 0x7FFFFFFFFFFFFFFFLL;
 
   /// A recursive mutex: the thread that holds it may lock it again and unlocks it as often.
-  class QX_LOCKABLE Mutex {
+  class Mutex {
    public:
-    virtual void Lock() QX_ACQUIRE() = 0;
-    virtual void Unlock() QX_RELEASE() = 0;
+    virtual void Lock() = 0;
+    virtual void Unlock() = 0;
 
    protected:
     ~Mutex() {}

@@ -5,13 +5,12 @@
 
 /// Holds a kernel mutex from construction to the end of the scope. A null mutex (the kernel had
 /// none to give) is not locked: the work goes on unguarded rather than not at all.
-class QX_SCOPED_LOCK QXLock {
+class QXLock {
  public:
-  // The compiler takes the lock as held either way: a mutex that there is not guards nothing.
-  explicit QXLock(IQXKernel::Mutex* mutex) QX_ACQUIRE(mutex) QX_UNCHECKED_LOCKS : mutex_(mutex) {
+  explicit QXLock(IQXKernel::Mutex* mutex) : mutex_(mutex) {
     if (mutex_ != nullptr) mutex_->Lock();
   }
-  ~QXLock() QX_RELEASE() QX_UNCHECKED_LOCKS {
+  ~QXLock() {
     if (mutex_ != nullptr) mutex_->Unlock();
   }
   QXLock(const QXLock&) = delete;
