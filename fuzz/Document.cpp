@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "fuzz/FuzzInput.h"
-#include "host/base/Text.h"
 #include "host/player/application/paint/Painter.h"
 
 namespace {
@@ -41,11 +40,10 @@ void RequireRefusal(const DocumentError& error, const std::string& text) {
 
 /// Drawn whole, then once more as if nothing had changed: then nothing is drawn.
 void Draw(Stage& stage) {
-  const DrawingHost host = {[] { return false; }, [](const Element&, const std::string&) {}};
-  static TextSetter texts(host);
+  static TextSetter texts;
   texts.Keep([](uint32_t) { return false; });
   NothingPlays played;
-  Painter painter(stage, texts, played, nullptr, host);
+  Painter painter(stage, texts, played, nullptr);
   std::vector<uint32_t> pixels(size_t{32} * 32);
   DrawTarget target;
   target.pixels = pixels.data();
@@ -73,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     RequireRefusal(error, text);
     return 0;
   }
-  Require(plexion_host::IsUtf8(text), "only UTF-8 is read");
+  Require(FindInvalidUtf8(text) == std::string::npos, "only UTF-8 is read");
   Require(stage.width >= 1 && stage.width <= kLargestStage, "width");
   Require(stage.height >= 1 && stage.height <= kLargestStage, "height");
   Require(stage.framesPerSecond >= kSlowestRate && stage.framesPerSecond <= kFastestRate, "rate");

@@ -79,12 +79,12 @@ bool InputRouter::AnyoneHolds(uint32_t key) const {
 void InputRouter::KeyDown(InputSource source, uint32_t key) {
   if (key == 0) return;
   Of(source).keys.insert(key);
-  windows_.DispatchKeyDown(key);
+  if (IPlexionSets* const service = windows_.GetService()) service->DispatchKeyDown(key);
 }
 
 void InputRouter::KeyUp(InputSource source, uint32_t key) {
   if (Of(source).keys.erase(key) == 0 || AnyoneHolds(key)) return;
-  windows_.DispatchKeyUp(key);
+  if (IPlexionSets* const service = windows_.GetService()) service->DispatchKeyUp(key);
 }
 
 void InputRouter::PointerMove(InputSource from, int32_t x, int32_t y) {
@@ -92,13 +92,17 @@ void InputRouter::PointerMove(InputSource from, int32_t x, int32_t y) {
   if (source.x == x && source.y == y) return;
   source.x = x;
   source.y = y;
-  // To the window itself, here and below: the service's own way asks who is active once more, and
-  // another window could by then be, which would get a point of this one's plane.
+  IPlexionSets* const service = windows_.GetService();
+  if (service == nullptr) return;
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* const target = source.grab != 0 ? Numbered(windows, source.grab) : Active(windows);
     if (target == nullptr) return;
     const PlanePoint point(target->GetRectOnScreen(), x, y);
-    target->DispatchMouseMove(point.x, point.y);
+    if (target->IsActiveStageWindow()) {
+      service->DispatchMouseMove(point.x, point.y);
+    } else {
+      target->DispatchMouseMove(point.x, point.y);
+    }
   });
 }
 
@@ -106,7 +110,8 @@ void InputRouter::PointerDown(InputSource from, MouseButton button, int32_t x, i
   Source& source = Of(from);
   source.x = x;
   source.y = y;
-  if (source.buttons.count(button) != 0) return;
+  IPlexionSets* const service = windows_.GetService();
+  if (service == nullptr || source.buttons.count(button) != 0) return;
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* target = nullptr;
     if (source.grab != 0) {
@@ -121,7 +126,11 @@ void InputRouter::PointerDown(InputSource from, MouseButton button, int32_t x, i
     if (target == nullptr) return;
     source.buttons.insert(button);
     const PlanePoint point(target->GetRectOnScreen(), x, y);
-    target->DispatchMouseButtonDown(button, point.x, point.y);
+    if (target->IsActiveStageWindow()) {
+      service->DispatchMouseButtonDown(button, point.x, point.y);
+    } else {
+      target->DispatchMouseButtonDown(button, point.x, point.y);
+    }
   });
 }
 
@@ -132,11 +141,17 @@ void InputRouter::PointerUp(InputSource from, MouseButton button, int32_t x, int
   if (source.buttons.erase(button) == 0) return;
   const unsigned grab = source.grab;
   if (source.buttons.empty()) source.grab = 0;
+  IPlexionSets* const service = windows_.GetService();
+  if (service == nullptr) return;
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* const target = Numbered(windows, grab);
     if (target == nullptr) return;
     const PlanePoint point(target->GetRectOnScreen(), x, y);
-    target->DispatchMouseButtonUp(button, point.x, point.y);
+    if (target->IsActiveStageWindow()) {
+      service->DispatchMouseButtonUp(button, point.x, point.y);
+    } else {
+      target->DispatchMouseButtonUp(button, point.x, point.y);
+    }
   });
 }
 

@@ -3,6 +3,8 @@
 
 #include <stdint.h>
 
+#include "qx/core/QXThreadSafety.h"
+
 class IQXModule;
 class QXString;
 
@@ -30,10 +32,10 @@ class IQXKernel {
   static constexpr Time kInfinite = 0x7FFFFFFFFFFFFFFFLL;
 
   /// A recursive mutex: the thread that holds it may lock it again and unlocks it as often.
-  class Mutex {
+  class QX_LOCKABLE Mutex {
    public:
-    virtual void Lock() = 0;
-    virtual void Unlock() = 0;
+    virtual void Lock() QX_ACQUIRE() = 0;
+    virtual void Unlock() QX_RELEASE() = 0;
 
    protected:
     ~Mutex() {}

@@ -137,19 +137,20 @@ class IPlexionImpl : public IPlexionSets {
   IQXKernel::Mutex* stageWindowLock;
   IQXKernel::Mutex* dataDirectoryLock;
 
-  // Guarded by stageWindowLock.
-  QXArray<StageWindow*> stageWindows;  ///< every window not destroyed yet, in order of creation
-  StageWindow* activeStageWindow;      ///< receives input; null or one of stageWindows
-  StageWindow* keyMaster;              ///< receives keys; null or one of stageWindows
+  /// Every window not destroyed yet, in order of creation.
+  QXArray<StageWindow*> stageWindows QX_GUARDED_BY(stageWindowLock);
+  /// Receive input, and keys; null or one of stageWindows.
+  StageWindow* activeStageWindow QX_GUARDED_BY(stageWindowLock);
+  StageWindow* keyMaster QX_GUARDED_BY(stageWindowLock);
 
   platform::IShell* shell;                      ///< held once acquired
   platform::IFileSystem* fileSystem;            ///< held for life, null when there is none
   PlexionKeyEventSimulator* keyEventSimulator;  ///< owned
   unsigned long masterShellKey;                 ///< becomes the shell key; 0: none; constant
 
-  QXString plexionDataDirectory;  ///< guarded by dataDirectoryLock; empty until first asked for
+  QXString plexionDataDirectory QX_GUARDED_BY(dataDirectoryLock);  ///< empty until first asked for
   QXString applicationPrivateTempFileDirectory;  ///< constant; removed at destruction
-  bool bannerDisplayed;                          ///< guarded by stageWindowLock
+  bool bannerDisplayed QX_GUARDED_BY(stageWindowLock);
 
   // Plain values, no lock; those that threads share are atomic.
   std::atomic<int> userInputKey;  ///< given no value by the constructor: the host sets it first
@@ -161,7 +162,7 @@ class IPlexionImpl : public IPlexionSets {
   std::atomic<bool> rewindOrForward;
   std::atomic<bool> exitFlag;
   std::atomic<int> windowXID;
-  int persistentResourceState;  ///< 0 none, 1 locked, 2 released; guarded by stageWindowLock
+  int persistentResourceState QX_GUARDED_BY(stageWindowLock);  ///< 0 none, 1 locked, 2 released
   std::atomic<double> streamFrameRate;
 
  private:

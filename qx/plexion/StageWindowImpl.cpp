@@ -69,11 +69,7 @@ StageWindowImpl::~StageWindowImpl() {
   IQXKernel* kernel = Kernel();
 
   // From here on status queries answer kErrorModuleUnavailable, while the player may still notify.
-  core::morvellib::MorvelInstance* dying = nullptr;
-  {
-    QXLock lock(stateLock);
-    dying = instance.exchange(nullptr);
-  }
+  core::morvellib::MorvelInstance* const dying = DropPlayer();
   keyMasterRequested = false;
   activationPending = false;
   owner->ResetKeyMasterAndClearMyActivation(this, false);
@@ -100,10 +96,17 @@ StageWindowImpl::~StageWindowImpl() {
   QXTypes_ScalarDelete(memoryWatchdog, nullptr, 0);
 }
 
+core::morvellib::MorvelInstance* StageWindowImpl::DropPlayer() {
+  QXLock lock(stateLock);
+  core::morvellib::MorvelInstance* const player = Player();
+  instance = nullptr;
+  return player;
+}
+
 StageWindowStatus StageWindowImpl::GetStageWindowStatus() {
   QXLock lock(stateLock);
   if (hasErrorStatus) return errorStatus;
-  core::morvellib::MorvelInstance* player = instance;
+  core::morvellib::MorvelInstance* player = Player();
   return player != nullptr ? player->GetStageWindowStatus() : kErrorModuleUnavailable;
 }
 

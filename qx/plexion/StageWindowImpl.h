@@ -100,7 +100,8 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   // window/Memory.cpp: the watchdog as the window shows it.
   MemoryWatchdog* GetMemoryWatchdog() override;
   // window/Geometry.cpp
-  Rect GetRectOnScreen() const override;
+  /// Reads what is pending without the lock: see docs/concurrency.md.
+  Rect GetRectOnScreen() const override QX_UNCHECKED_LOCKS;
   // window/Contexts.cpp: named pointers.
   void SetContext(const char* name, void* value) override;
   void* GetContext(const char* name) override;
@@ -153,7 +154,7 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   /// Held once acquired, by whichever thread needs it first: the host's that makes planes, or the
   /// player's that resizes between two frames.
   std::atomic<platform::IGraphicsDriver*> graphicsDriver;
-  core::morvellib::IMorvelRuntimeLib* runtimeLib;  ///< held once acquired
+  core::morvellib::IMorvelRuntimeLib* runtimeLib QX_GUARDED_BY(stateLock);  ///< held once acquired
   /// Owned through runtimeLib. Changed under stateLock; Terminate, the proxy update, resizes and
   /// GetRectOnScreen read it without, since another thread may hold the lock for long.
   std::atomic<core::morvellib::MorvelInstance*> instance;
@@ -162,45 +163,57 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   /// the player's thread has ended.
   std::atomic<core::morvellib::MorvelInstance*> drawingInstance;
 
-  IQXKernel::Mutex* geometryLock;  ///< guards notifiers and the pending geometry
-  Dims pendingDims;
-  Point pendingPoint;
+  IQXKernel::Mutex* geometryLock;
+  Dims pendingDims QX_GUARDED_BY(geometryLock);
+  Point pendingPoint QX_GUARDED_BY(geometryLock);
   // Read without the lock where a stale answer is harmless (GetRectOnScreen, the start of Resize).
   std::atomic<bool> resizeInProgress;
   std::atomic<bool> movePending;
   std::atomic<bool> resizePending;
-  uint32_t deferredResizes;  ///< asked for so far, to tell a new one from the one being applied
+  /// Asked for so far, to tell a new one from the one being applied.
+  uint32_t deferredResizes QX_GUARDED_BY(geometryLock);
 
-  IQXKernel::Mutex* stateLock;  ///< guards instance, the status override and the contexts
+  IQXKernel::Mutex* stateLock;
   StageWindowMemoryWatchdog* memoryWatchdog;  ///< owned; constant after Configure
   IQXKernel::Event* completionEvent;          ///< terminal status seen
   IQXKernel::Event* loadEvent;                ///< kStatusLoaded or terminal status seen
+  /// Written under stateLock, except the planes, which a resize changes on the player's thread; read
+  /// by whoever the contract lets in at that moment (docs/concurrency.md).
   StageWindowParameters parameters;
-  bool ownsRenderPlane;
-  bool ownsOutputPlane;
-  StageWindowStatus errorStatus;  ///< valid while hasErrorStatus
-  bool hasErrorStatus;            ///< never cleared: a window that could not be shown stays so
+  bool ownsRenderPlane QX_GUARDED_BY(stateLock);
+  bool ownsOutputPlane QX_GUARDED_BY(stateLock);
+  StageWindowStatus errorStatus QX_GUARDED_BY(stateLock);  ///< valid while hasErrorStatus
+  /// Never cleared: a window that could not be shown stays so.
+  bool hasErrorStatus QX_GUARDED_BY(stateLock);
 
   QXString contentUrl;
   QXString auxString;
-  PlexionKeyEventSimulator* keyEventSimulator;  ///< the service's
-  NotifierArray notifiers;                      ///< newest first; not owned
-  std::atomic<bool> hasNotifiers;               ///< spares the lock when nobody listens
+  PlexionKeyEventSimulator* keyEventSimulator;          ///< the service's
+  NotifierArray notifiers QX_GUARDED_BY(geometryLock);  ///< newest first; not owned
+  std::atomic<bool> hasNotifiers;                       ///< spares the lock when nobody listens
   // Written on the player's thread, read under the service's lock.
   std::atomic<bool> keyMasterRequested;
   std::atomic<bool> activationPending;
-  QXArray<ContextRecord*> contexts;  ///< owned
+  QXArray<ContextRecord*> contexts QX_GUARDED_BY(stateLock);  ///< owned
   std::atomic<IQXKernel::Time> creationTime;
   std::atomic<bool> firstScreenUpdatePending;
-  Rect previousOutputRect;
+  Rect previousOutputRect QX_GUARDED_BY(geometryLock);
   /// A plane of our own that the host's took the place of; it may still be read from while the
   /// change is made, so it goes with the window. Null: none.
-  platform::RenderPlane* replacedRenderPlane;
+  platform::RenderPlane* replacedRenderPlane QX_GUARDED_BY(stateLock);
   QXString goZorBase;  ///< second address of "go": parameters.zorBase points into it
 
  private:
   IQXKernel* Kernel() const { return IQXKernel::GetKernel(); }
   platform::IGraphicsDriver* Driver() const { return graphicsDriver; }
+  /// The player as whoever calls into it reads it. The few that read `instance` itself do so without
+  /// the lock, each for the reason told there.
+  core::morvellib::MorvelInstance* Player() const QX_REQUIRES(stateLock) { return instance; }
+  core::morvellib::MorvelInstance* DropPlayer();
+  void TakePlayer(core::morvellib::MorvelInstance* player) QX_REQUIRES(stateLock) {
+    instance = player;
+    drawingInstance = player;
+  }
 
   // window/Run.cpp
   void WaitForConfiguration(int& pollBudget);
@@ -210,11 +223,12 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
   bool PlayToEnd();
   // window/Planes.cpp
   bool FailWith(StageWindowStatus status);
-  bool MakeRenderPlane(Dims& contentDims, bool resizing);
-  bool NewRenderPlane(const Dims& dims, StageWindowStatus failure);
-  bool MakeOutputPlane(const Dims& contentDims, bool resizing);
-  bool MakeBothPlanesResized(const Dims& contentDims, const Rect& rect, bool defaultPlacement);
-  bool TakeOutputPlane(platform::OutputPlane* plane);
+  bool MakeRenderPlane(Dims& contentDims, bool resizing) QX_REQUIRES(stateLock);
+  bool NewRenderPlane(const Dims& dims, StageWindowStatus failure) QX_REQUIRES(stateLock);
+  bool MakeOutputPlane(const Dims& contentDims, bool resizing) QX_REQUIRES(stateLock);
+  bool MakeBothPlanesResized(const Dims& contentDims, const Rect& rect, bool defaultPlacement)
+      QX_REQUIRES(stateLock);
+  bool TakeOutputPlane(platform::OutputPlane* plane) QX_REQUIRES(stateLock);
   const char* OutputPlaneName() const;
   bool AcquireGraphicsDriver();
   // window/Geometry.cpp

@@ -57,7 +57,8 @@ const LeftToHost kLeftToHost[] = {
     {Fallible::kInstanceSetRenderPlane, "use after destroy", "render"},
 };
 
-bool Listed(const IPlexionImpl& service, const StageWindow* window) {
+/// Looked at between two steps of the device, while nobody holds the lock and nobody runs.
+bool Listed(const IPlexionImpl& service, const StageWindow* window) QX_UNCHECKED_LOCKS {
   for (unsigned i = 0; i < service.stageWindows.Count(); ++i) {
     if (service.stageWindows[i] == window) return true;
   }
@@ -87,7 +88,7 @@ void WatchLocks(SimDevice& device) {
 void WatchService(SimDevice& device, qx::plexion::IPlexionSets* made) {
   auto* service = static_cast<IPlexionImpl*>(made);
   auto reported = std::make_shared<bool>(false);
-  device.kernel.SetWatcher([&device, service, reported] {
+  device.kernel.SetWatcher([&device, service, reported]() QX_UNCHECKED_LOCKS {
     // In the middle of a change.
     if (*reported || device.kernel.IsHeld(service->stageWindowLock)) return;
     const char* wrong = nullptr;

@@ -1,11 +1,9 @@
-// What the operator's commands work on.
-
 #ifndef HOST_LAUNCHER_COMMANDS_COMMANDCONTEXT_H_
 #define HOST_LAUNCHER_COMMANDS_COMMANDCONTEXT_H_
 
 #include <chrono>
+#include <mutex>
 
-#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostInput.h"
 #include "host/contracts/IHostWindows.h"
@@ -24,11 +22,12 @@ struct CommandContext {
   IHostWindows& windows;
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 
-  /// Held by a command while it uses what follows. Comes before the launcher's window lock.
-  Mutex mutex;
-  IHostDisplay* display GUARDED_BY(mutex) = nullptr;
-  IHostInput* input GUARDED_BY(mutex) = nullptr;
-  qx::platform::IGraphicsDriver* graphics GUARDED_BY(mutex) = nullptr;
+  /// Guards what follows, and is held by a command while it uses it. Comes before the launcher's
+  /// window lock.
+  std::mutex mutex;
+  IHostDisplay* display = nullptr;
+  IHostInput* input = nullptr;
+  qx::platform::IGraphicsDriver* graphics = nullptr;
 };
 
 }  // namespace plexion_host

@@ -1,12 +1,10 @@
-// The one picture of --snapshot.
-
 #include "host/launcher/run/Snapshot.h"
 
 namespace plexion_host {
 
 void Snapshot::Take(const std::string& remark) {
   if (file_.empty()) return;
-  const MutexLock lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   if (taken_) return;
   taken_ = true;
   std::string error = "this graphics driver cannot save pictures";
@@ -19,7 +17,7 @@ void Snapshot::Take(const std::string& remark) {
 }
 
 bool Snapshot::HasFailed() {
-  const MutexLock lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   return failed_;
 }
 

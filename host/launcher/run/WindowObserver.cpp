@@ -1,5 +1,3 @@
-// How far each window is: what observers post, and what the launcher's threads wait for.
-
 #include "host/launcher/run/WindowObserver.h"
 
 namespace plexion_host {
@@ -8,26 +6,26 @@ using qx::plexion::StageWindowStatus;
 
 void StatusBoard::Post(const std::function<void()>& change) {
   {
-    const MutexLock lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     change();
   }
-  changed_.NotifyAll();
+  changed_.notify_all();
 }
 
 void StatusBoard::Wait(const std::function<bool()>& condition) {
-  MutexLock lock(mutex_);
-  changed_.Wait(lock, condition);
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, condition);
 }
 
 bool StatusBoard::WaitUntil(Clock::time_point deadline, const std::function<bool()>& condition) {
-  MutexLock lock(mutex_);
-  return changed_.WaitUntil(lock, deadline, condition);
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_until(lock, deadline, condition);
 }
 
 bool StatusBoard::WaitUntil(std::chrono::system_clock::time_point deadline,
                             const std::function<bool()>& condition) {
-  MutexLock lock(mutex_);
-  return changed_.WaitUntil(lock, deadline, condition);
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_until(lock, deadline, condition);
 }
 
 void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*window*/,
@@ -35,7 +33,11 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
                                                const qx::plexion::StageWindowStatusData* data) {
   if (status == qx::plexion::kInfoOutputPlaneUpdated) {
     // Comes with every frame: only the first is news.
-    if (!HasDrawn()) board_.Post([this] { drawn_ = true; });
+    {
+      const std::lock_guard<std::mutex> lock(board_.Mutex());
+      if (drawn_) return;
+    }
+    board_.Post([this] { drawn_ = true; });
     return;
   }
   if (status > qx::plexion::kErrorUnsupportedVersion) return;
@@ -49,7 +51,7 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
   });
 }
 
-void WindowObserver::TakeStatus(StageWindowStatus status) {
+void WindowObserver::Learn(StageWindowStatus status) {
   // A window that has no player yet says this.
   if (status == qx::plexion::kErrorModuleUnavailable) return;
   board_.Post([&] {
@@ -59,15 +61,18 @@ void WindowObserver::TakeStatus(StageWindowStatus status) {
 }
 
 StageWindowStatus WindowObserver::GetState() {
-  return board_.Ask([this] { return state_; });
+  const std::lock_guard<std::mutex> lock(board_.Mutex());
+  return state_;
 }
 
 bool WindowObserver::HasDrawn() {
-  return board_.Ask([this] { return drawn_; });
+  const std::lock_guard<std::mutex> lock(board_.Mutex());
+  return drawn_;
 }
 
 std::optional<Ending> WindowObserver::GetEnding() {
-  return board_.Ask([this] { return ending_; });
+  const std::lock_guard<std::mutex> lock(board_.Mutex());
+  return ending_;
 }
 
 }  // namespace plexion_host

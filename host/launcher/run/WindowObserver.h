@@ -1,21 +1,20 @@
-// How far each window is: what observers post, and what the launcher's threads wait for.
-
 #ifndef HOST_LAUNCHER_RUN_WINDOWOBSERVER_H_
 #define HOST_LAUNCHER_RUN_WINDOWOBSERVER_H_
 
 #include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 
-#include "host/base/Mutex.h"
 #include "qx/plexion/StageWindow.h"
 #include "qx/plexion/StageWindowNotifier.h"
 
 namespace plexion_host {
 
 /// Where observers post what has changed, and the launcher's threads wait for it. Its lock is the
-/// innermost of all: nothing is called while it is held but the changes and conditions themselves.
+/// innermost of all: nothing is called while it is held.
 class StatusBoard {
  public:
   using Clock = std::chrono::steady_clock;
@@ -27,16 +26,12 @@ class StatusBoard {
   bool WaitUntil(Clock::time_point deadline, const std::function<bool()>& condition);
   bool WaitUntil(std::chrono::system_clock::time_point deadline,
                  const std::function<bool()>& condition);
-  /// What `question` answers under the lock.
-  template <typename Question>
-  auto Ask(const Question& question) {
-    const MutexLock lock(mutex_);
-    return question();
-  }
+
+  std::mutex& Mutex() { return mutex_; }
 
  private:
-  Mutex mutex_;
-  Condition changed_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
 };
 
 /// Why a content ended.
@@ -55,9 +50,10 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
                                  const qx::plexion::StageWindowStatusData* data) override;
 
   /// As `window` says by itself: for what happened before this began to listen.
-  void TakeStatus(qx::plexion::StageWindowStatus status);
+  void Learn(qx::plexion::StageWindowStatus status);
 
   // The questions are for conditions of the board: under its lock.
+  qx::plexion::StageWindowStatus StateLocked() const { return state_; }
   bool HasEndedLocked() const { return ending_.has_value(); }
   /// Loaded, or further, or ended.
   bool IsLoadedLocked() const { return HasEndedLocked() || state_ >= qx::plexion::kStatusLoaded; }
@@ -72,7 +68,7 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
 
  private:
   StatusBoard& board_;
-  // Under the board's lock, which the compiler cannot follow through its conditions.
+  // Guarded by the board's lock.
   qx::plexion::StageWindowStatus state_ = qx::plexion::kStatusUnconfigured;
   bool drawn_ = false;
   std::optional<Ending> ending_;

@@ -64,7 +64,7 @@ class PlexionKeyEventSimulator {
 
   // Fields are public for inspection only.
   IQXKernel* kernel;
-  QXArray<KeyEventData*> events;  ///< in order of insertion; owned; guarded by `lock`
+  QXArray<KeyEventData*> events QX_GUARDED_BY(lock);  ///< in order of insertion; owned
   IQXKernel::Thread* thread;
   IQXKernel::Mutex* lock;
   std::atomic<bool> running;  ///< the worker has been started and should go on
@@ -81,8 +81,8 @@ class PlexionKeyEventSimulator {
 
  private:
   void ThreadProc();
-  void DeliverDueEvents();
-  void RepeatHeldKey();
+  void DeliverDueEvents() QX_REQUIRES(lock);
+  void RepeatHeldKey() QX_REQUIRES(lock);
   void SendEarlyKeyUp(core::morvellib::MorvelInstance* instance, uint32_t key);
   void QueueKeyUp(core::morvellib::MorvelInstance* instance, uint32_t key, IQXKernel::Time due);
 };

@@ -41,14 +41,13 @@ class StageWindowMemoryWatchdog : public MemoryWatchdog {
   // Fields are public for inspection only.
   StageWindow* window;  ///< not owned
   uint32_t limit;       ///< bytes; 0: none
-  // Guarded by `mutex` from here on, but for the two pointers.
-  uint32_t bytesUsed;
-  uint32_t peakBytesUsed;
+  uint32_t bytesUsed QX_GUARDED_BY(mutex);
+  uint32_t peakBytesUsed QX_GUARDED_BY(mutex);
   IQXKernel* kernel;
   IQXKernel::Mutex* mutex;
-  uint32_t allocationCount;  ///< Alloc calls that handed out a block
-  uint32_t freeCount;
-  uint64_t graphicsMemoryUsed;
+  uint32_t allocationCount QX_GUARDED_BY(mutex);  ///< Alloc calls that handed out a block
+  uint32_t freeCount QX_GUARDED_BY(mutex);
+  uint64_t graphicsMemoryUsed QX_GUARDED_BY(mutex);
 };
 
 static_assert(alignof(StageWindowMemoryWatchdog) <= 8, "tracked blocks are aligned to 8 bytes");

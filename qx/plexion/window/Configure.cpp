@@ -89,8 +89,7 @@ bool StageWindowImpl::Configure(const StageWindowParameters& newParameters) {
   // What is made from here on stays in the window, for the destructor, whatever fails. A window is
   // configured once: an earlier instance and watchdog would be lost.
   MorvelInstance* player = runtimeLib->CreateMorvelInstance(this);
-  instance = player;
-  drawingInstance = player;
+  TakePlayer(player);
   if (player == nullptr) return FailWith(kErrorModuleUnavailable);
   memoryWatchdog =
       new (nullptr, 0, QX_NEW_DELETE) StageWindowMemoryWatchdog(this, newParameters.memoryLimit);

@@ -114,7 +114,7 @@ void StageWindowImpl::NotifyGeometry(StageWindowStatus outcome) {
 
 Dims StageWindowImpl::GetMVXAuthoredStageDims() {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   return player != nullptr ? player->GetMVXAuthoredStageDims() : Dims{0, 0};
 }
 

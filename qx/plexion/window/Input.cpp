@@ -24,7 +24,7 @@ bool StageWindowImpl::IsActiveStageWindow() { return owner->GetActiveStageWindow
 
 void StageWindowImpl::NotifyOnActivate() {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player == nullptr) return;
   OutputPlane* output = parameters.outputPlane;
   if (output != nullptr) {
@@ -40,7 +40,7 @@ void StageWindowImpl::NotifyOnDeactivate() {
   {
     QXLock lock(stateLock);
     if (parameters.outputPlane != nullptr) parameters.outputPlane->SetActive(false);
-    player = instance;
+    player = Player();
     if (player != nullptr) player->Deactivate();
   }
   // Outside stateLock: the simulator's worker calls players while it holds its own lock.
@@ -62,13 +62,13 @@ void StageWindowImpl::DispatchKeyDownDirect(unsigned long key) {
   if (key == kKeyTiming) {
     creationTime = Kernel()->GetTime();
     QXLock lock(stateLock);
-    MorvelInstance* player = instance;
+    MorvelInstance* player = Player();
     if (player != nullptr) player->SendEvent(kTimingEvent);
     return;
   }
   if (key == kKeyNone) return;
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player != nullptr && keyEventSimulator != nullptr) {
     keyEventSimulator->NotifyKeyDownEvent(player, key);
   }
@@ -81,7 +81,7 @@ void StageWindowImpl::DispatchKeyUpDirect(unsigned long key) {
   }
   if (key == kKeyNone) return;
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player != nullptr && keyEventSimulator != nullptr) {
     keyEventSimulator->NotifyKeyUpEvent(player, key);
   }
@@ -91,7 +91,7 @@ void StageWindowImpl::DispatchMouseButtonDown(MouseButton button, unsigned short
                                               unsigned short y) {
   QXLock lock(stateLock);
   MapMouseButtonPointToRenderPlaneInternal(x, y);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player != nullptr) player->MouseButtonDown(button, x, y);
 }
 
@@ -99,21 +99,21 @@ void StageWindowImpl::DispatchMouseButtonUp(MouseButton button, unsigned short x
                                             unsigned short y) {
   QXLock lock(stateLock);
   MapMouseButtonPointToRenderPlaneInternal(x, y);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player != nullptr) player->MouseButtonUp(button, x, y);
 }
 
 void StageWindowImpl::DispatchMouseMove(unsigned short x, unsigned short y) {
   QXLock lock(stateLock);
   MapMouseButtonPointToRenderPlaneInternal(x, y);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player != nullptr) player->MouseMove(x, y);
 }
 
 void StageWindowImpl::DispatchScrollWheelScroll(ScrollWheelDirection direction,
                                                 unsigned short delta) {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player != nullptr) player->ScrollWheelScroll(direction, delta);
 }
 

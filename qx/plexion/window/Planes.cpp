@@ -56,7 +56,7 @@ bool StageWindowImpl::FailWith(StageWindowStatus status) {
 
 bool StageWindowImpl::CreatePlanes() {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (player == nullptr) return false;
   if (parameters.renderPlane != nullptr &&
       (parameters.outputPlane != nullptr || !parameters.createOutputPlane)) {
@@ -182,7 +182,7 @@ bool StageWindowImpl::IsRenderPlaneValid(RenderPlane* plane) {
 
 bool StageWindowImpl::SetRenderPlane(RenderPlane* plane) {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (plane == nullptr || player == nullptr || parameters.renderPlane != nullptr) return false;
   switch (GetStageWindowStatus()) {
     case kStatusConfigured:
@@ -199,7 +199,7 @@ bool StageWindowImpl::SetRenderPlane(RenderPlane* plane) {
 
 bool StageWindowImpl::ResetRenderPlane(RenderPlane* plane) {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   if (plane == nullptr || player == nullptr) return false;
   switch (GetStageWindowStatus()) {
     case kStatusConfigured:
@@ -227,7 +227,7 @@ bool StageWindowImpl::ResetRenderPlane(RenderPlane* plane) {
 
 bool StageWindowImpl::SetOutputPlane(OutputPlane* plane) {
   QXLock lock(stateLock);
-  if (plane == nullptr || instance == nullptr || parameters.outputPlane != nullptr) return false;
+  if (plane == nullptr || Player() == nullptr || parameters.outputPlane != nullptr) return false;
   switch (GetStageWindowStatus()) {
     case kStatusConfigured:
     case kStatusLoaded:
@@ -241,12 +241,12 @@ bool StageWindowImpl::SetOutputPlane(OutputPlane* plane) {
 
 RenderPlane* StageWindowImpl::GetRenderPlane() {
   QXLock lock(stateLock);
-  return instance != nullptr ? parameters.renderPlane : nullptr;
+  return Player() != nullptr ? parameters.renderPlane : nullptr;
 }
 
 OutputPlane* StageWindowImpl::GetOutputPlane() {
   QXLock lock(stateLock);
-  return instance != nullptr ? parameters.outputPlane : nullptr;
+  return Player() != nullptr ? parameters.outputPlane : nullptr;
 }
 
 }  // namespace plexion

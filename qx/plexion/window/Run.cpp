@@ -27,7 +27,7 @@ bool StageWindowImpl::LoadMVX() {
   bool result = false;
   {
     QXLock lock(stateLock);
-    MorvelInstance* player = instance;
+    MorvelInstance* player = Player();
     if (player != nullptr) result = player->LoadMVX();
   }
   // Also without a player: some later notification may end the wait.
@@ -37,19 +37,19 @@ bool StageWindowImpl::LoadMVX() {
 
 bool StageWindowImpl::LoadMVXAsync() {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   return player != nullptr && player->LoadMVXAsync();
 }
 
 bool StageWindowImpl::Play() {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   return player != nullptr && player->Play();
 }
 
 bool StageWindowImpl::Pause() {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   return player != nullptr && player->Pause();
 }
 
@@ -124,7 +124,7 @@ void StageWindowImpl::WaitForGo() {
 
 void StageWindowImpl::TakeContentFromGo(const QXString& url, const QXString& baseUrl) {
   QXLock lock(stateLock);
-  MorvelInstance* player = instance;
+  MorvelInstance* player = Player();
   MorvelLoadSettings* settings = player != nullptr ? player->GetLoadSettings() : nullptr;
   contentUrl.Assign(url);
   parameters.contentPath = contentUrl.Utf8();

@@ -5,7 +5,7 @@
 
 #include <charconv>
 
-#include "host/base/Text.h"
+#include "host/player/application/document/XmlReader.h"
 
 namespace plexion_host::player::application {
 
@@ -239,7 +239,8 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
     }
     case ValueType::kText:
       good = static_cast<double>(value.size()) <= property.highest &&
-             value.find('\0') == std::string_view::npos && IsUtf8(value);
+             value.find('\0') == std::string_view::npos &&
+             FindInvalidUtf8(value) == std::string_view::npos;
       if (good) element.*property.text = std::string(value);
       break;
     case ValueType::kColour: {

@@ -18,6 +18,8 @@ class MemoryWatchdog;
 
 namespace plexion_host::movie {
 
+class ScriptMachine;
+
 /// What expressions may cost. A step is a turn of a loop, a call, or a hundred bytes that a
 /// function of the language goes through.
 struct ExpressionLimits {
@@ -86,8 +88,7 @@ class Expressions {
   size_t MemoryBytes() const;
 
  private:
-  class Machine;
-  std::unique_ptr<Machine> machine_;
+  std::unique_ptr<ScriptMachine> machine_;
 };
 
 }  // namespace plexion_host::movie

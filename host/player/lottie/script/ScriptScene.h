@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/player/lottie/raster/Geometry.h"
+
 namespace plexion_host::movie {
 
 /// A value of a property: keyed values go to an expression, results come back, in the document's
@@ -58,8 +60,8 @@ struct SceneNode {
 struct NodeNames {
   std::string_view name;       ///< "nm"
   std::string_view matchName;  ///< "mn"
-  std::string_view type;       ///< "ty" of a shape: "gr", "rc", ...
-  int index = 0;               ///< "ix", or "ind" of a layer
+  std::string_view type;  ///< "ty" of a shape: "gr", "rc", ...; "layer" of a value that names one
+  int index = 0;          ///< "ix", or "ind" of a layer
 };
 
 struct CompositionFacts {
@@ -78,11 +80,6 @@ struct LayerFacts {
   bool active = false;  ///< shown at the frame that is drawn
 };
 
-/// Columns x, y and origin of a plane transform: x' = a x + c y + e, y' = b x + d y + f.
-struct ScriptMatrix {
-  double a = 1, b = 0, c = 0, d = 1, e = 0, f = 0;
-};
-
 struct ScriptMarker {
   double seconds = 0;
   double durationSeconds = 0;
@@ -90,7 +87,8 @@ struct ScriptMarker {
 };
 
 /// What an expression may look at. The renderer implements it over its movie; Expressions calls it
-/// while it evaluates, on the same thread. Nothing here changes anything.
+/// while it evaluates, on the same thread. Nothing here changes anything, and only ValueAt and KeyValue
+/// may throw: what calls the others has a script engine under it that cannot be unwound.
 ///
 /// Names are the document's short ones ("p" of a transform, "s" of a rectangle): which word of the
 /// language means which of them is known to Expressions only.
@@ -123,6 +121,8 @@ class IScriptScene {
   /// What a property belongs to; kNone when that is not known.
   virtual SceneNode GroupOf(const SceneNode& node) = 0;
 
+  /// The time of the frame that is drawn, in the composition that a node stands in. Units  seconds.
+  virtual double NowOf(const SceneNode& node) = 0;
   /// A property at a time of its composition.
   /// Units    seconds. `scripted`: with its own expression, should it have one.
   /// Returns  false when there is no value.
@@ -134,7 +134,7 @@ class IScriptScene {
   virtual void KeyValue(const SceneNode& property, int key, ScriptValue& value) = 0;
 
   /// From a layer's own plane to its composition's, parents included.
-  virtual ScriptMatrix MatrixOf(const SceneNode& layer, double seconds) = 0;
+  virtual Matrix MatrixOf(const SceneNode& layer, double seconds) = 0;
   /// The box around what a layer shows, in its own plane: left, top, width, height.
   /// Returns  false when that is not known.
   virtual bool SourceRectOf(const SceneNode& layer, double seconds, double box[4]) = 0;

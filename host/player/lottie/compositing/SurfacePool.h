@@ -1,0 +1,62 @@
+#ifndef HOST_PLAYER_LOTTIE_COMPOSITING_SURFACEPOOL_H_
+#define HOST_PLAYER_LOTTIE_COMPOSITING_SURFACEPOOL_H_
+
+#include <stddef.h>
+
+#include <memory>
+#include <vector>
+
+#include "host/player/lottie/raster/Surface.h"
+
+namespace plexion_host::movie {
+
+/// Surfaces and planes for groups and masks, used again from frame to frame.
+///
+/// Life     outlives everything taken from it.
+/// Errors   throws std::bad_alloc.
+/// Thread   one.
+class SurfacePool {
+ public:
+  SurfacePool();
+  SurfacePool(const SurfacePool&) = delete;
+  SurfacePool& operator=(const SurfacePool&) = delete;
+  ~SurfacePool();
+
+  class Block;
+  /// Gives the memory back to the pool at its end.
+  class Lease {
+   public:
+    Lease() = default;
+    Lease(Lease&& other) noexcept;
+    Lease& operator=(Lease&& other) noexcept;
+    ~Lease();
+    Surface surface;    ///< of TakeSurface
+    Coverage coverage;  ///< of TakeCoverage
+
+   private:
+    friend class SurfacePool;
+    SurfacePool* pool_ = nullptr;
+    std::unique_ptr<Block> block_;
+  };
+
+  /// Transparent all over. Neither side is negative.
+  Lease TakeSurface(int width, int height);
+  /// 0 all over.
+  Lease TakeCoverage(int width, int height);
+
+  /// What the pool holds, lent or not, in bytes.
+  size_t Bytes() const { return bytes_; }
+  /// Gives back to the system what has not been used since the last call.
+  void Trim();
+
+ private:
+  Lease Take(size_t bytes);
+  void GiveBack(std::unique_ptr<Block> block);
+
+  std::vector<std::unique_ptr<Block>> free_;
+  size_t bytes_ = 0;
+};
+
+}  // namespace plexion_host::movie
+
+#endif  // HOST_PLAYER_LOTTIE_COMPOSITING_SURFACEPOOL_H_

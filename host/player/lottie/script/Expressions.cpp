@@ -1,0 +1,474 @@
+// The engine's heap and budgets, and the evaluation of one expression.
+#include "host/player/lottie/script/Expressions.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "host/player/WatchedMemory.h"
+#include "host/player/lottie/script/Machine.h"
+#include "host/player/lottie/script/Translator.h"
+
+namespace plexion_host::movie {
+
+namespace {
+
+/// No list or text of one expression needs more at once.
+constexpr size_t kLargestBlock = 1u << 20;
+constexpr double kStepsForByte = 1.0 / 256;
+/// Between two looks at the clock.
+constexpr double kStepsOfClock = 512;
+constexpr int kMostStrikes = 3;
+constexpr size_t kLongestFailure = 200;
+constexpr double kLargestNumber = 1e9;
+
+double WorkingSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// In front of each block, so that freeing knows what it had.
+struct alignas(16) BlockHead {
+  size_t bytes;
+};
+
+}  // namespace
+
+const char* const kNodeKey = DUK_HIDDEN_SYMBOL("node");
+
+// --- The heap ---
+
+void* ScriptMachine::Allocate(void* data, duk_size_t bytes) {
+  auto& machine = *static_cast<ScriptMachine*>(data);
+  if (bytes == 0 || !machine.Affords(bytes)) return nullptr;
+  void* block = player::AllocateWatched(machine.watchdog_, bytes + sizeof(BlockHead));
+  if (block == nullptr) return nullptr;
+  static_cast<BlockHead*>(block)->bytes = bytes;
+  machine.liveBytes_ += bytes;
+  return static_cast<char*>(block) + sizeof(BlockHead);
+}
+
+void* ScriptMachine::Reallocate(void* data, void* block, duk_size_t bytes) {
+  if (block == nullptr) return Allocate(data, bytes);
+  if (bytes == 0) {
+    Free(data, block);
+    return nullptr;
+  }
+  void* larger = Allocate(data, bytes);
+  if (larger == nullptr) return nullptr;
+  const size_t before =
+      reinterpret_cast<BlockHead*>(static_cast<char*>(block) - sizeof(BlockHead))->bytes;
+  std::memcpy(larger, block, std::min<size_t>(before, bytes));
+  Free(data, block);
+  return larger;
+}
+
+void ScriptMachine::Free(void* data, void* block) {
+  if (block == nullptr) return;
+  char* start = static_cast<char*>(block) - sizeof(BlockHead);
+  static_cast<ScriptMachine*>(data)->liveBytes_ -= reinterpret_cast<BlockHead*>(start)->bytes;
+  player::FreeWatched(start);
+}
+
+bool ScriptMachine::Affords(size_t bytes) {
+  if (counting_) {
+    // What is made costs as much as what is done: a script that doubles a text comes to its end.
+    const double cost = static_cast<double>(bytes) * kStepsForByte;
+    steps_ += cost;
+    frameSteps_ += cost;
+    sinceClock_ += cost;
+    // The failure itself needs some memory, so it is the next step that ends the script.
+    if (steps_ > 2.0 * limits_.stepsPerEvaluation) return false;
+  }
+  return bytes <= kLargestBlock && liveBytes_ + bytes <= limits_.memoryBytes;
+}
+
+ScriptMachine& ScriptMachine::Of(duk_context* context) {
+  duk_memory_functions functions;
+  duk_get_memory_functions(context, &functions);
+  return *static_cast<ScriptMachine*>(functions.udata);
+}
+
+ScriptMachine::ScriptMachine(qx::plexion::MemoryWatchdog* watchdog, const ExpressionLimits& limits)
+    : watchdog_(watchdog), limits_(limits) {}
+
+ScriptMachine::~ScriptMachine() {
+  counting_ = false;
+  if (context_ != nullptr) duk_destroy_heap(context_);
+}
+
+void ScriptMachine::Build() {
+  context_ = duk_create_heap(Allocate, Reallocate, Free, this, nullptr);
+  if (context_ == nullptr) {
+    broken_ = "there is no memory for the script engine";
+    return;
+  }
+  if (duk_safe_call(context_, BuildSafely, nullptr, 0, 1) != DUK_EXEC_SUCCESS) {
+    broken_ = std::string("the script engine did not start: ") + duk_safe_to_string(context_, -1);
+  }
+  duk_pop(context_);
+}
+
+duk_ret_t ScriptMachine::BuildSafely(duk_context* context, void*) {
+  duk_push_global_stash(context);
+  duk_push_array(context);
+  duk_put_prop_string(context, -2, "nodes");
+  duk_push_object(context);
+  duk_put_prop_string(context, -2, "programs");
+  duk_pop(context);
+  AddVectorFunctions(context);
+  AddTimeFunctions(context);
+  AddPaths(context);
+  AddObjects(context);
+  duk_push_string(context, "prelude");
+  duk_compile_string_filename(context, DUK_COMPILE_FUNCTION, kPrelude);
+  duk_push_global_object(context);
+  duk_call(context, 1);
+  return 1;
+}
+
+// --- Budgets ---
+
+bool ScriptMachine::SpentTime() {
+  sinceClock_ = 0;
+  const double now = WorkingSeconds();
+  if (startSeconds_ == 0) startSeconds_ = now;
+  return now - startSeconds_ > limits_.secondsPerEvaluation;
+}
+
+void ScriptMachine::Charge(duk_context* context, double steps) {
+  if (!(steps >= 1)) steps = 1;
+  steps_ += steps;
+  frameSteps_ += steps;
+  sinceClock_ += steps;
+  if (spent_ == nullptr) {
+    if (steps_ > limits_.stepsPerEvaluation) {
+      spent_ = "it takes too long";
+    } else if (frameSteps_ > limits_.stepsPerFrame) {
+      spent_ = "the expressions of one frame take too long";
+    } else if (sinceClock_ > kStepsOfClock && SpentTime()) {
+      spent_ = "it takes too long";
+    }
+  }
+  // Again and again, should the script catch it.
+  if (spent_ != nullptr) (void)duk_error(context, DUK_ERR_RANGE_ERROR, "%s", spent_);
+}
+
+double ScriptMachine::NextRandom() {
+  chance_ += 0x9E3779B97F4A7C15u;
+  uint64_t mixed = chance_;
+  mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9u;
+  mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBu;
+  mixed ^= mixed >> 31;
+  return static_cast<double>(mixed >> 11) / 9007199254740992.0;
+}
+
+void ScriptMachine::SeedRandom(double seed, bool timeless) {
+  uint64_t time = 0;
+  std::memcpy(&time, &time_, sizeof(time));
+  uint64_t own = 0;
+  std::memcpy(&own, &seed, sizeof(own));
+  variation_ = (uint64_t{site_->seed} << 32) ^ own * 0xD6E8FEB86659FD93u;
+  chance_ = variation_;
+  if (!timeless) chance_ ^= time * 0xA0761D6478BD642Fu;
+  NextRandom();
+}
+
+// --- Reading the scene ---
+
+const ScriptValue* ScriptMachine::Read(const SceneNode& property, double seconds,
+                                       bool scripted) noexcept {
+  try {
+    while (values_.size() <= reading_) values_.emplace_back();
+    ScriptValue& value = values_[reading_];
+    value.kind = ScriptValue::Kind::kNone;
+    ++reading_;
+    const bool found = scene_->ValueAt(property, seconds, scripted && !IsBusy(property), value);
+    --reading_;
+    return found && value.kind != ScriptValue::Kind::kNone ? &value : nullptr;
+  } catch (...) {
+    if (reading_ > 0) --reading_;
+    return nullptr;
+  }
+}
+
+const ScriptValue* ScriptMachine::ReadKey(const SceneNode& property, int key) noexcept {
+  try {
+    while (values_.size() <= reading_) values_.emplace_back();
+    values_[reading_].kind = ScriptValue::Kind::kNone;
+    scene_->KeyValue(property, key, values_[reading_]);
+    return &values_[reading_];
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+double ScriptMachine::NowOf(const SceneNode& node) noexcept {
+  if (node == site_->property || node == site_->layer) return time_;
+  return scene_->NowOf(node);
+}
+
+bool ScriptMachine::IsBusy(const SceneNode& property) const {
+  return std::find(busy_.begin(), busy_.end(), property) != busy_.end();
+}
+
+const SceneNode* ScriptMachine::Keep(const SceneNode& node, unsigned& number) noexcept {
+  try {
+    const auto [entry, fresh] = nodeNumbers_.try_emplace(
+        std::make_tuple(node.kind, node.what, node.where), static_cast<unsigned>(nodes_.size()));
+    if (fresh) nodes_.push_back(node);
+    number = entry->second;
+    return &nodes_[number];
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+// --- Compiling ---
+
+int ScriptMachine::Compile(std::string_view source, std::string& error) {
+  const auto known = bySource_.find(source);
+  if (known != bySource_.end()) return known->second;
+  if (source.size() > limits_.sourceBytes) {
+    error = "an expression of " + std::to_string(source.size()) + " bytes; at most " +
+            std::to_string(limits_.sourceBytes) + " are allowed";
+    return Expressions::kNone;
+  }
+  if (context_ == nullptr && broken_.empty()) Build();
+  if (!broken_.empty()) {
+    error = broken_;
+    return Expressions::kNone;
+  }
+  Translation translation;
+  if (!TranslateExpression(source, translation, error)) return Expressions::kNone;
+
+  Program program;
+  program.source = source;
+  program.usesThis = translation.usesThis;
+  std::string head = "(function($$t,$$this";
+  for (const std::string& name : translation.names) {
+    if (!IsSurrounding(name)) continue;  // the language's own, or the author's
+    program.arguments.push_back(name);
+    head += "," + name;
+  }
+  const std::string code = head + "){'use strict';" + translation.code + "})";
+  CompileRun run{&code, nullptr};
+  if (duk_safe_call(context_, CompileSafely, &run, 0, 1) != DUK_EXEC_SUCCESS) {
+    error = duk_safe_to_string(context_, -1);
+    error.resize(std::min(error.size(), kLongestFailure));
+    duk_pop(context_);
+    return Expressions::kNone;
+  }
+  duk_pop(context_);
+  program.function = run.function;
+  programs_.push_back(std::move(program));
+  const int number = static_cast<int>(programs_.size()) - 1;
+  bySource_.emplace(source, number);
+  return number;
+}
+
+duk_ret_t ScriptMachine::CompileSafely(duk_context* context, void* data) {
+  auto& run = *static_cast<CompileRun*>(data);
+  duk_push_global_stash(context);
+  duk_get_prop_string(context, -1, "programs");
+  duk_push_string(context, "expression");
+  duk_compile_lstring_filename(context, DUK_COMPILE_EVAL, run.code->data(), run.code->size());
+  duk_call(context, 0);
+  run.function = duk_get_heapptr(context, -1);
+  // Kept for as long as the heap lives.
+  duk_push_pointer(context, run.function);
+  duk_safe_to_string(context, -1);
+  duk_swap_top(context, -2);
+  duk_put_prop(context, -3);
+  duk_push_undefined(context);
+  return 1;
+}
+
+// --- Evaluating ---
+
+bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
+                             const ScriptValue& keyed, ScriptValue& result) {
+  if (expression < 0 || expression >= static_cast<int>(programs_.size())) return false;
+  Program& program = programs_[static_cast<size_t>(expression)];
+  const bool selector = site.textTotal > 0;
+  if (program.failed || static_cast<int>(busy_.size()) >= limits_.nesting ||
+      (!selector && IsBusy(site.property))) {
+    return false;
+  }
+  if (frameSteps_ > limits_.stepsPerFrame) return false;
+
+  IScriptScene* const outerScene = scene_;
+  const ExpressionSite* const outerSite = site_;
+  const double outerTime = time_;
+  const uint64_t outerChance = chance_;
+  const uint64_t outerVariation = variation_;
+  const double outerSteps = steps_;
+  const char* const outerSpent = spent_;
+  const double outerStart = startSeconds_;
+  const size_t outerReading = reading_;
+  scene_ = &scene;
+  site_ = &site;
+  time_ = site.seconds;
+  steps_ = 0;
+  spent_ = nullptr;
+  if (busy_.empty()) startSeconds_ = 0;
+  busy_.push_back(site.property);
+  counting_ = true;
+  SeedRandom(0, false);
+
+  Run run{this, &program, &keyed, &result, nullptr};
+  const bool ran = duk_check_stack(context_, 8) != 0 &&
+                   duk_safe_call(context_, RunSafely, &run, 0, 1) == DUK_EXEC_SUCCESS;
+  std::string why;
+  if (!ran) {
+    why = spent_ != nullptr ? spent_ : duk_safe_to_string(context_, -1);
+    if (steps_ > limits_.stepsPerEvaluation) why = "it takes too long";
+    if (why.find("alloc failed") != std::string::npos) why = "it takes too much memory";
+  } else if (run.fault != nullptr) {
+    why = run.fault;
+  }
+  duk_pop(context_);
+  const bool frameSpent = spent_ != nullptr && steps_ <= limits_.stepsPerEvaluation / 2.0;
+
+  busy_.pop_back();
+  counting_ = !busy_.empty();
+  scene_ = outerScene;
+  site_ = outerSite;
+  time_ = outerTime;
+  chance_ = outerChance;
+  variation_ = outerVariation;
+  steps_ = outerSteps + steps_;  // what is read on behalf of another is its cost as well
+  spent_ = outerSpent;
+  startSeconds_ = outerStart;
+  reading_ = outerReading;
+  if (why.empty()) return true;
+  // Others may have spent the frame's budget; who is there each time is the reason.
+  if (!frameSpent || ++program.strikes >= kMostStrikes) Fail(expression, std::move(why));
+  return false;
+}
+
+duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
+  Run& run = *static_cast<Run*>(data);
+  ScriptMachine& machine = *run.machine;
+  const Program& program = *run.program;
+  duk_require_stack(context, static_cast<duk_idx_t>(program.arguments.size()) + 16);
+  duk_push_heapptr(context, program.function);
+  duk_push_global_stash(context);
+  duk_get_prop_string(context, -1, "step");
+  duk_remove(context, -2);
+  if (program.usesThis) {
+    machine.PushProperty(context, machine.site_->property, machine.time_, false);
+  } else {
+    duk_push_undefined(context);
+  }
+  for (const std::string& name : program.arguments) {
+    machine.PushArgument(context, name, *run.keyed);
+  }
+  duk_call(context, static_cast<duk_idx_t>(program.arguments.size()) + 2);
+  // A property or a boxed number stands for its value; what it is now is asked of the scene.
+  const SceneNode node = NodeAt(context, -1);
+  if (node.kind == NodeKind::kProperty && (duk_is_function(context, -1) != 0)) {
+    duk_pop(context);
+    machine.PushProperty(context, node, machine.NowOf(node), true);
+  }
+  if (run.keyed->kind == ScriptValue::Kind::kText && !duk_is_undefined(context, -1)) {
+    duk_to_string(context, -1);
+  }
+  run.fault = TakeResult(context, *run.keyed, machine.site_->textTotal > 0, *run.result);
+  return 1;
+}
+
+const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& keyed, bool spread,
+                                      ScriptValue& result) noexcept {
+  try {
+    if (duk_is_null_or_undefined(context, -1)) return "it gives no value";
+    result.kind = keyed.kind;
+    switch (keyed.kind) {
+      case ScriptValue::Kind::kText: {
+        size_t bytes = 0;
+        const char* text = duk_get_lstring(context, -1, &bytes);
+        if (text == nullptr) return "it gives no text";
+        result.text.assign(text, bytes);
+        return nullptr;
+      }
+      case ScriptValue::Kind::kPath: {
+        size_t count = 0;
+        const double* numbers = PathAt(context, -1, count, result.closed);
+        if (numbers == nullptr) return "it gives no path";
+        result.path.assign(numbers, numbers + count);
+        for (double& number : result.path) {
+          if (!std::isfinite(number)) return "it gives a path with a point that is no number";
+          number = std::clamp(number, -kLargestNumber, kLargestNumber);
+        }
+        return nullptr;
+      }
+      case ScriptValue::Kind::kNumber:
+      case ScriptValue::Kind::kVector:
+        break;
+      case ScriptValue::Kind::kNone:
+        return "its property cannot have an expression";
+    }
+    ScriptOperand operand;
+    if (!ReadOperand(context, -1, operand)) return "it gives neither a number nor a list of them";
+    result.numbers = keyed.numbers;
+    if (!operand.list && spread) {  // a selector's number is for all its directions
+      operand.count = static_cast<uint32_t>(keyed.numbers.size());
+      std::fill_n(operand.numbers, operand.count, operand.numbers[0]);
+    } else if (!operand.list && keyed.kind == ScriptValue::Kind::kVector &&
+               keyed.numbers.size() > 1) {
+      return "it gives a number where a list is expected";
+    }
+    const size_t count = std::min<size_t>(operand.count, result.numbers.size());
+    if (count == 0) return "it gives an empty list";
+    for (size_t i = 0; i < count; ++i) {
+      if (!std::isfinite(operand.numbers[i])) return "it gives something that is no number";
+      result.numbers[i] = std::clamp(operand.numbers[i], -kLargestNumber, kLargestNumber);
+    }
+    return nullptr;
+  } catch (...) {
+    return "there is no memory for its value";
+  }
+}
+
+void ScriptMachine::Fail(int expression, std::string why) {
+  programs_[static_cast<size_t>(expression)].failed = true;
+  why.resize(std::min(why.size(), kLongestFailure));
+  failures_.emplace_back(expression, std::move(why));
+}
+
+bool ScriptMachine::TakeFailure(int& expression, std::string& why) {
+  if (failures_.empty()) return false;
+  expression = failures_.back().first;
+  why = std::move(failures_.back().second);
+  failures_.pop_back();
+  return true;
+}
+
+// --- The front ---
+
+Expressions::Expressions(qx::plexion::MemoryWatchdog* watchdog, const ExpressionLimits& limits)
+    : machine_(std::make_unique<ScriptMachine>(watchdog, limits)) {}
+
+Expressions::~Expressions() = default;
+
+int Expressions::Compile(std::string_view source, std::string& error) {
+  return machine_->Compile(source, error);
+}
+
+void Expressions::BeginFrame() { machine_->BeginFrame(); }
+
+bool Expressions::Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
+                           const ScriptValue& keyed, ScriptValue& result) {
+  return machine_->Evaluate(expression, scene, site, keyed, result);
+}
+
+bool Expressions::TakeFailure(int& expression, std::string& why) {
+  return machine_->TakeFailure(expression, why);
+}
+
+size_t Expressions::MemoryBytes() const { return machine_->MemoryBytes(); }
+
+}  // namespace plexion_host::movie

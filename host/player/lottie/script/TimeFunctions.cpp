@@ -1,0 +1,527 @@
+// Properties in time: at other times, in loops, by chance.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "host/player/lottie/script/Machine.h"
+
+namespace plexion_host::movie {
+
+namespace {
+
+constexpr double kVelocityStep = 0.001;
+constexpr int kMostSamples = 100;
+constexpr int kMostOctaves = 10;
+
+double NumberOr(duk_context* context, duk_idx_t index, double otherwise) {
+  if (duk_is_null_or_undefined(context, index)) return otherwise;
+  const double number = duk_to_number(context, index);
+  return std::isfinite(number) ? number : otherwise;
+}
+
+/// The keyframes' value of a property. Returns  false when it is not made of numbers.
+bool NumbersAt(ScriptMachine& machine, const SceneNode& property, double seconds,
+               ScriptOperand& operand) {
+  const ScriptValue* value = machine.Read(property, seconds, false);
+  if (value == nullptr ||
+      (value->kind != ScriptValue::Kind::kNumber && value->kind != ScriptValue::Kind::kVector)) {
+    return false;
+  }
+  operand.list = value->kind == ScriptValue::Kind::kVector;
+  operand.text = false;
+  operand.count =
+      static_cast<uint32_t>(std::min<size_t>(value->numbers.size(), ScriptValue::kMostNumbers));
+  std::copy_n(value->numbers.begin(), operand.count, operand.numbers);
+  return operand.count > 0;
+}
+
+duk_ret_t PushAt(duk_context* context, const SceneNode& property, double seconds) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const ScriptValue* value = machine.Read(property, seconds, false);
+  if (value == nullptr) return 0;
+  machine.PushValue(context, *value);
+  return 1;
+}
+
+duk_ret_t ValueAtTime(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  machine.Charge(context, 4);
+  const SceneNode property = machine.ThisNode(context, true);
+  return PushAt(context, property, NumberOr(context, 0, machine.NowOf(property)));
+}
+
+/// magic 1: its size only.
+duk_ret_t VelocityAtTime(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  machine.Charge(context, 8);
+  const SceneNode property = machine.ThisNode(context, true);
+  const double seconds = NumberOr(context, 0, machine.NowOf(property));
+  ScriptOperand now;
+  ScriptOperand before;
+  if (!NumbersAt(machine, property, seconds, now) ||
+      !NumbersAt(machine, property, seconds - kVelocityStep, before)) {
+    return 0;
+  }
+  double sum = 0;
+  for (uint32_t i = 0; i < now.count; ++i) {
+    now.numbers[i] = (now.numbers[i] - before.numbers[i]) / kVelocityStep;
+    sum += now.numbers[i] * now.numbers[i];
+  }
+  if (duk_get_current_magic(context) == 0) {
+    PushOperand(context, now);
+  } else {
+    duk_push_number(context, std::sqrt(sum));
+  }
+  return 1;
+}
+
+duk_ret_t Velocity(duk_context* context) {
+  duk_push_undefined(context);
+  return VelocityAtTime(context);
+}
+
+enum LoopKind { kCycle, kPingPong, kOffset, kContinue };
+
+LoopKind LoopKindAt(duk_context* context, duk_idx_t index) {
+  if (!duk_is_string(context, index)) return kCycle;
+  const char* name = duk_get_string(context, index);
+  const auto is = [name](const char* what) {
+    const char* given = name;
+    for (; *what != 0 && (*given | 0x20) == *what; ++what) ++given;
+    return *what == 0 && *given == 0;
+  };
+  return is("pingpong") ? kPingPong : is("offset") ? kOffset : is("continue") ? kContinue : kCycle;
+}
+
+constexpr int kLoopIn = 1;
+constexpr int kLoopDuration = 2;
+
+/// One span of the keyframes, repeated before the first or behind the last of them.
+struct LoopSpan {
+  double first = 0;
+  double last = 0;
+  double beyond = 0;  ///< how far outside the time is, from the end where the loop begins
+};
+
+/// Returns  false when the keyframes' value is right as it is.
+bool FindLoop(duk_context* context, const SceneNode& property, LoopSpan& span) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  IScriptScene& scene = machine.Scene();
+  const int magic = duk_get_current_magic(context);
+  const bool in = (magic & kLoopIn) != 0;
+  const double amount = std::fabs(NumberOr(context, 1, 0));
+  const int keys = scene.KeyCount(property);
+  if (keys < 2) return false;
+  span.first = scene.KeyTime(property, 0);
+  span.last = scene.KeyTime(property, keys - 1);
+  const double now = machine.NowOf(property);
+  span.beyond = in ? span.first - now : now - span.last;
+  if (!(span.beyond > 0)) return false;
+  if ((magic & kLoopDuration) != 0) {
+    const LayerFacts layer = scene.FactsOfLayer(machine.Site().layer);
+    if (in) {
+      span.last = amount > 0 ? span.first + amount : std::max(layer.outSeconds, span.first);
+    } else {
+      span.first = amount > 0 ? span.last - amount : std::min(layer.inSeconds, span.last);
+    }
+  } else if (amount >= 1 && amount < keys - 1) {
+    const int spans = static_cast<int>(amount);
+    if (in) {
+      span.last = scene.KeyTime(property, spans);
+    } else {
+      span.first = scene.KeyTime(property, keys - 1 - spans);
+    }
+  }
+  return span.last - span.first > 1e-9;
+}
+
+duk_ret_t ContinueLoop(duk_context* context, const SceneNode& property, const LoopSpan& span,
+                       bool in) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  ScriptOperand end;
+  ScriptOperand near;
+  const double at = in ? span.first : span.last;
+  if (!NumbersAt(machine, property, at, end) ||
+      !NumbersAt(machine, property, in ? at + kVelocityStep : at - kVelocityStep, near)) {
+    return PushAt(context, property, machine.NowOf(property));
+  }
+  for (uint32_t i = 0; i < end.count; ++i) {
+    end.numbers[i] += (end.numbers[i] - near.numbers[i]) / kVelocityStep * span.beyond;
+  }
+  PushOperand(context, end);
+  return 1;
+}
+
+duk_ret_t Loop(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  machine.Charge(context, 16);
+  const SceneNode property = machine.ThisNode(context, true);
+  const bool in = (duk_get_current_magic(context) & kLoopIn) != 0;
+  const LoopKind kind = LoopKindAt(context, 0);
+  LoopSpan span;
+  if (!FindLoop(context, property, span)) {
+    return PushAt(context, property, machine.NowOf(property));
+  }
+  if (kind == kContinue) return ContinueLoop(context, property, span, in);
+  const double length = span.last - span.first;
+  // From the span's first key in one direction: a loop out counts from there as well.
+  const double turns = std::floor(span.beyond / length);
+  const double rest = span.beyond - turns * length;
+  double at = in ? span.last - rest : span.first + rest;
+  if (kind == kPingPong && std::fmod(turns, 2) == 0) {
+    at = in ? span.first + rest : span.last - rest;
+  }
+  if (kind != kOffset) return PushAt(context, property, at);
+  ScriptOperand value;
+  ScriptOperand first;
+  ScriptOperand last;
+  if (!NumbersAt(machine, property, at, value) ||
+      !NumbersAt(machine, property, span.first, first) ||
+      !NumbersAt(machine, property, span.last, last)) {
+    return PushAt(context, property, at);
+  }
+  for (uint32_t i = 0; i < value.count; ++i) {
+    const double step = (last.numbers[i] - first.numbers[i]) * (turns + 1);
+    value.numbers[i] += in ? -step : step;
+  }
+  PushOperand(context, value);
+  return 1;
+}
+
+uint64_t Mix(uint64_t value) {
+  value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9u;
+  value = (value ^ (value >> 27)) * 0x94D049BB133111EBu;
+  return value ^ (value >> 31);
+}
+
+/// From -1 to 1, without a jump in `x`.
+double Waver(uint64_t seed, double x) {
+  const double whole = std::floor(x);
+  const double part = x - whole;
+  const auto at = [seed](double place) {
+    const auto cell = static_cast<uint64_t>(static_cast<int64_t>(std::fmod(place, 1e15)));
+    return static_cast<double>(Mix(seed ^ Mix(cell + 0x9E3779B97F4A7C15u)) >> 11) /
+               4503599627370496.0 -
+           1;
+  };
+  const double smooth = part * part * (3 - 2 * part);
+  return at(whole) + (at(whole + 1) - at(whole)) * smooth;
+}
+
+/// (times a second, how far, octaves, how much of each octave's predecessor, time)
+duk_ret_t Wiggle(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const SceneNode property = machine.ThisNode(context, true);
+  const double frequency = NumberOr(context, 0, 1);
+  const double amplitude = NumberOr(context, 1, 1);
+  const int octaves =
+      static_cast<int>(std::clamp(NumberOr(context, 2, 1), 1.0, double{kMostOctaves}));
+  const double less = NumberOr(context, 3, 0.5);
+  const double seconds = NumberOr(context, 4, machine.NowOf(property));
+  machine.Charge(context, 8.0 * octaves);
+  ScriptOperand value;
+  if (!NumbersAt(machine, property, seconds, value)) return PushAt(context, property, seconds);
+  for (uint32_t i = 0; i < value.count; ++i) {
+    double strength = amplitude;
+    double pace = frequency;
+    for (int octave = 0; octave < octaves; ++octave) {
+      const uint64_t seed = Mix(machine.Variation() + i * 131 + static_cast<uint64_t>(octave));
+      value.numbers[i] += strength * Waver(seed, seconds * pace);
+      strength *= less;
+      pace *= 2;
+    }
+  }
+  PushOperand(context, value);
+  return 1;
+}
+
+/// The mean of some times around now.
+duk_ret_t Smooth(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const SceneNode property = machine.ThisNode(context, true);
+  const double width = NumberOr(context, 0, 0.2);
+  const int samples =
+      static_cast<int>(std::clamp(NumberOr(context, 1, 5), 1.0, double{kMostSamples}));
+  const double now = NumberOr(context, 2, machine.NowOf(property));
+  machine.Charge(context, 4.0 * samples);
+  ScriptOperand mean;
+  if (samples == 1 || !NumbersAt(machine, property, now, mean)) {
+    return PushAt(context, property, now);
+  }
+  std::fill_n(mean.numbers, mean.count, 0.0);
+  ScriptOperand sample;
+  for (int i = 0; i < samples; ++i) {
+    if (!NumbersAt(machine, property, now - width / 2 + width * i / (samples - 1), sample))
+      return 0;
+    for (uint32_t j = 0; j < mean.count; ++j) mean.numbers[j] += sample.numbers[j] / samples;
+  }
+  PushOperand(context, mean);
+  return 1;
+}
+
+// --- Keys ---
+
+duk_ret_t PushKey(duk_context* context, const SceneNode& property, int key) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const ScriptValue* value = machine.ReadKey(property, key);
+  if (value == nullptr) return 0;
+  machine.PushValue(context, *value);
+  duk_to_object(context, -1);
+  duk_push_number(context, key + 1);
+  duk_put_prop_string(context, -2, "index");
+  duk_push_number(context, machine.Scene().KeyTime(property, key));
+  duk_put_prop_string(context, -2, "time");
+  machine.PushValue(context, *value);
+  duk_put_prop_string(context, -2, "value");
+  return 1;
+}
+
+duk_ret_t Key(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  machine.Charge(context, 4);
+  const SceneNode property = machine.ThisNode(context, true);
+  const double key = duk_to_number(context, 0);
+  if (!(key >= 1) || key > machine.Scene().KeyCount(property)) {
+    return duk_range_error(context, "there is no key %s", duk_safe_to_string(context, 0));
+  }
+  return PushKey(context, property, static_cast<int>(key) - 1);
+}
+
+duk_ret_t NearestKey(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const SceneNode property = machine.ThisNode(context, true);
+  const double seconds = NumberOr(context, 0, machine.NowOf(property));
+  const int keys = machine.Scene().KeyCount(property);
+  machine.Charge(context, 4 + keys);
+  if (keys == 0) return duk_range_error(context, "the property has no keys");
+  int nearest = 0;
+  for (int i = 1; i < keys; ++i) {
+    if (std::fabs(machine.Scene().KeyTime(property, i) - seconds) <
+        std::fabs(machine.Scene().KeyTime(property, nearest) - seconds)) {
+      nearest = i;
+    }
+  }
+  return PushKey(context, property, nearest);
+}
+
+duk_ret_t KeyTotal(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  duk_push_int(context, machine.Scene().KeyCount(machine.ThisNode(context, true)));
+  return 1;
+}
+
+// --- Chance ---
+
+/// (), (most) or (least, most), of numbers or lists; magic 1: by a bell curve.
+duk_ret_t Random(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  machine.Charge(context, 1);
+  ScriptOperand most;
+  ScriptOperand least;
+  if (!ReadOperand(context, duk_is_undefined(context, 1) ? 0 : 1, most)) most.numbers[0] = 1;
+  if (duk_is_undefined(context, 1) || !ReadOperand(context, 0, least)) {
+    least.count = most.count;
+    std::fill_n(least.numbers, least.count, 0.0);
+  }
+  for (uint32_t i = 0; i < most.count; ++i) {
+    double chance = machine.NextRandom();
+    if (duk_get_current_magic(context) == 1) {
+      // Nine of ten fall between the two ends.
+      chance = 0.5 + 0.304 * std::sqrt(-2 * std::log(1 - chance)) *
+                         std::cos(6.283185307179586 * machine.NextRandom());
+    }
+    const double from = i < least.count ? least.numbers[i] : least.numbers[0];
+    most.numbers[i] = from + (most.numbers[i] - from) * chance;
+  }
+  most.text = false;
+  PushOperand(context, most);
+  return 1;
+}
+
+duk_ret_t SeedRandom(duk_context* context) {
+  ScriptMachine::Of(context).SeedRandom(duk_to_number(context, 0), duk_to_boolean(context, 1) != 0);
+  return 0;
+}
+
+/// Without a jump between neighbours: (number) or (list of up to three).
+duk_ret_t Noise(duk_context* context) {
+  ScriptOperand place;
+  if (!ReadOperand(context, 0, place))
+    return duk_type_error(context, "expected a number or a list");
+  for (uint32_t i = place.count; i < 3; ++i) place.numbers[i] = 0;
+  double sum = 0;
+  for (int corner = 0; corner < 8; ++corner) {
+    double weight = 1;
+    uint64_t cell = 0x9E3779B97F4A7C15u;
+    double slope = 0;
+    for (int i = 0; i < 3; ++i) {
+      const double number = std::isfinite(place.numbers[i]) ? std::fmod(place.numbers[i], 1e12) : 0;
+      const int far = (corner >> i) & 1;
+      const double whole = std::floor(number);
+      const double part = number - whole;
+      const double smooth = part * part * part * (part * (part * 6 - 15) + 10);
+      weight *= far != 0 ? smooth : 1 - smooth;
+      cell = Mix(cell ^
+                 (static_cast<uint64_t>(static_cast<int64_t>(whole) + far) * 0xD6E8FEB86659FD93u +
+                  static_cast<uint64_t>(i)));
+    }
+    for (int i = 0; i < 3; ++i) {
+      const double number = std::isfinite(place.numbers[i]) ? std::fmod(place.numbers[i], 1e12) : 0;
+      const double away = number - std::floor(number) - ((corner >> i) & 1);
+      slope += ((Mix(cell + static_cast<uint64_t>(i)) & 1) != 0 ? away : -away);
+    }
+    sum += weight * slope;
+  }
+  duk_push_number(context, std::clamp(sum, -1.0, 1.0));
+  return 1;
+}
+
+// --- Time itself ---
+
+double FrameSeconds(ScriptMachine& machine) {
+  IScriptScene& scene = machine.Scene();
+  const double seconds =
+      scene.FactsOfComposition(scene.CompositionOf(machine.Site().layer)).frameSeconds;
+  return seconds > 0 ? seconds : 1.0 / 30;
+}
+
+duk_ret_t PosterizeTime(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const double rate = duk_to_number(context, 0);
+  machine.Time() = rate > 0 ? std::floor(machine.Time() * rate + 1e-6) / rate : 0;
+  duk_push_number(context, machine.Time());
+  return 1;
+}
+
+duk_ret_t TimeToFrames(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  const double seconds = NumberOr(context, 0, machine.Time());
+  duk_push_number(context, seconds * NumberOr(context, 1, 1 / FrameSeconds(machine)));
+  return 1;
+}
+
+duk_ret_t FramesToTime(duk_context* context) {
+  ScriptMachine& machine = ScriptMachine::Of(context);
+  duk_push_number(context,
+                  NumberOr(context, 0, 0) / NumberOr(context, 1, 1 / FrameSeconds(machine)));
+  return 1;
+}
+
+duk_ret_t Step(duk_context* context) {
+  ScriptMachine::Of(context).Charge(context, 1);
+  return 0;
+}
+
+duk_ret_t ChargeSteps(duk_context* context) {
+  ScriptMachine::Of(context).Charge(context, duk_to_number(context, 0) / 4);
+  return 0;
+}
+
+/// How many unbounded repetitions a regular expression has; -1: one stands inside of another.
+duk_ret_t Repetitions(duk_context* context) {
+  const char* pattern = duk_to_string(context, 0);
+  constexpr int kDeepest = 32;
+  bool repeats[kDeepest + 1] = {};
+  int depth = 0;
+  int total = 0;
+  bool inClass = false;
+  bool closed = false;  // a group that repeats something has just ended
+  for (const char* c = pattern; *c != 0; ++c) {
+    bool ended = false;
+    if (*c == '\\' && c[1] != 0) {
+      if (c[1] >= '1' && c[1] <= '9') total += 2;  // what it repeats is searched for again
+      ++c;
+    } else if (inClass) {
+      inClass = *c != ']';
+    } else if (*c == '[') {
+      inClass = true;
+    } else if (*c == '(') {
+      if (++depth > kDeepest) {
+        total = -1;
+        break;
+      }
+      repeats[depth] = false;
+      if (c[1] == '?') ++c;
+    } else if (*c == ')' && depth > 0) {
+      ended = repeats[depth];
+      if (ended) repeats[depth - 1] = true;
+      --depth;
+    } else if (*c == '*' || *c == '+' || *c == '{') {
+      if (closed) {
+        total = -1;
+        break;
+      }
+      repeats[depth] = true;
+      ++total;
+    }
+    closed = ended;
+  }
+  duk_push_int(context, total);
+  return 1;
+}
+
+}  // namespace
+
+void AddPropertyOperations(duk_context* context, duk_idx_t object) {
+  static constexpr struct {
+    const char* name;
+    duk_c_function function;
+    duk_idx_t arguments;
+    int magic;
+  } kOperations[] = {
+      {"valueAtTime", ValueAtTime, 1, 0},
+      {"velocityAtTime", VelocityAtTime, 1, 0},
+      {"speedAtTime", VelocityAtTime, 1, 1},
+      {"loopIn", Loop, 2, kLoopIn},
+      {"loop_in", Loop, 2, kLoopIn},
+      {"loopOut", Loop, 2, 0},
+      {"loop_out", Loop, 2, 0},
+      {"loopInDuration", Loop, 2, kLoopIn | kLoopDuration},
+      {"loopOutDuration", Loop, 2, kLoopDuration},
+      {"wiggle", Wiggle, 5, 0},
+      {"smooth", Smooth, 3, 0},
+      {"key", Key, 1, 0},
+      {"nearestKey", NearestKey, 1, 0},
+  };
+  for (const auto& each : kOperations) {
+    duk_push_c_function(context, each.function, each.arguments);
+    duk_set_magic(context, -1, each.magic);
+    duk_put_prop_string(context, object, each.name);
+  }
+}
+
+void AddTimeFunctions(duk_context* context) {
+  duk_push_global_object(context);
+  AddPropertyOperations(context, duk_get_top_index(context));
+  duk_pop(context);
+  AddFunction(context, "random", Random, 2);
+  AddFunction(context, "gaussRandom", Random, 2, 1);
+  AddFunction(context, "seedRandom", SeedRandom, 2);
+  AddFunction(context, "noise", Noise, 1);
+  AddFunction(context, "posterizeTime", PosterizeTime, 1);
+  AddFunction(context, "timeToFrames", TimeToFrames, 2);
+  AddFunction(context, "framesToTime", FramesToTime, 2);
+  AddFunction(context, "$$charge", ChargeSteps, 1);
+  AddFunction(context, "$$repetitions", Repetitions, 1);
+  duk_push_global_stash(context);
+  duk_push_c_function(context, Step, 0);
+  duk_put_prop_string(context, -2, "step");
+  duk_pop(context);
+  static constexpr struct {
+    const char* name;
+    duk_c_function function;
+    int magic;
+  } kGetters[] = {{"numKeys", KeyTotal, 0}, {"velocity", Velocity, 0}, {"speed", Velocity, 1}};
+  duk_push_global_stash(context);
+  duk_push_object(context);
+  for (const auto& each : kGetters) {
+    duk_push_string(context, each.name);
+    duk_push_c_function(context, each.function, 0);
+    duk_set_magic(context, -1, each.magic);
+    duk_def_prop(context, -3, DUK_DEFPROP_HAVE_GETTER | DUK_DEFPROP_SET_CONFIGURABLE);
+  }
+  duk_put_prop_string(context, -2, "keys");
+  duk_pop(context);
+}
+
+}  // namespace plexion_host::movie
