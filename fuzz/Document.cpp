@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fuzz/FuzzInput.h"
+#include "host/base/Text.h"
 #include "host/player/application/paint/Painter.h"
 
 namespace {
@@ -40,10 +41,11 @@ void RequireRefusal(const DocumentError& error, const std::string& text) {
 
 /// Drawn whole, then once more as if nothing had changed: then nothing is drawn.
 void Draw(Stage& stage) {
-  static TextSetter texts;
+  const DrawingHost host = {[] { return false; }, [](const Element&, const std::string&) {}};
+  static TextSetter texts(host);
   texts.Keep([](uint32_t) { return false; });
   NothingPlays played;
-  Painter painter(stage, texts, played, nullptr);
+  Painter painter(stage, texts, played, nullptr, host);
   std::vector<uint32_t> pixels(size_t{32} * 32);
   DrawTarget target;
   target.pixels = pixels.data();
@@ -71,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     RequireRefusal(error, text);
     return 0;
   }
-  Require(FindInvalidUtf8(text) == std::string::npos, "only UTF-8 is read");
+  Require(plexion_host::IsUtf8(text), "only UTF-8 is read");
   Require(stage.width >= 1 && stage.width <= kLargestStage, "width");
   Require(stage.height >= 1 && stage.height <= kLargestStage, "height");
   Require(stage.framesPerSecond >= kSlowestRate && stage.framesPerSecond <= kFastestRate, "rate");

@@ -120,6 +120,11 @@ class Condition {
   void Wait(MutexLock& lock, Predicate&& predicate) NO_THREAD_SAFETY_ANALYSIS {
     while (!predicate()) condition_.wait(lock.lock_);
   }
+  /// The same, and at `deadline` at the latest.
+  template <typename Deadline>
+  void WaitOnceUntil(MutexLock& lock, const Deadline& deadline) {
+    condition_.wait_until(lock.lock_, deadline);
+  }
   /// Returns  what `predicate` says in the end: false when `deadline` came first.
   template <typename Deadline, typename Predicate>
   bool WaitUntil(MutexLock& lock, const Deadline& deadline,

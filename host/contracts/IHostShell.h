@@ -29,6 +29,10 @@ class IHostShell : public IQXModule {
   /// `name` need not be registered yet. A second description takes the place of the first.
   virtual void DescribeCommand(const std::string& name, const CommandDescription& description) = 0;
 
+  /// `name` will be registered: a line with it waits for that, rather than being refused. So a script
+  /// can send "go" without knowing when the service begins to wait for it.
+  virtual void ExpectCommand(const std::string& name) = 0;
+
   /// Serves the same commands on a Unix stream socket until the module is released. Once only.
   /// Returns  false with the reason in `error`.
   virtual bool Listen(const std::string& socketPath, std::string& error) = 0;

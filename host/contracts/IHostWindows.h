@@ -1,6 +1,7 @@
 #ifndef HOST_CONTRACTS_IHOSTWINDOWS_H_
 #define HOST_CONTRACTS_IHOSTWINDOWS_H_
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -36,6 +37,22 @@ class IHostWindows : public IQXModule {
   virtual qx::plexion::IPlexionSets* GetService() = 0;
   /// Ends all windows and then the launcher, as SIGTERM does. Does not block.
   virtual void RequestQuit() = 0;
+
+  /// Content waits for the operator's "go": until then nothing of it is opened. Thread   any.
+  virtual bool IsPausePending() { return false; }
+
+  /// Keys go to the service this way, so that the launcher knows when one is under way. Thread   any;
+  ///          takes the launcher's key lock, which comes before its window lock.
+  virtual void DispatchKeyDown(uint32_t key) {
+    if (qx::plexion::IPlexionSets* const service = GetService()) service->DispatchKeyDown(key);
+  }
+  virtual void DispatchKeyUp(uint32_t key) {
+    if (qx::plexion::IPlexionSets* const service = GetService()) service->DispatchKeyUp(key);
+  }
+
+  /// The display that contents are shown on has gone and does not come back: ends everything, with
+  /// an exit code of its own. Does not block. Thread   any.
+  virtual void DisplayLost(const std::string& /*reason*/) { RequestQuit(); }
 };
 
 }  // namespace plexion_host

@@ -79,12 +79,12 @@ bool InputRouter::AnyoneHolds(uint32_t key) const {
 void InputRouter::KeyDown(InputSource source, uint32_t key) {
   if (key == 0) return;
   Of(source).keys.insert(key);
-  if (IPlexionSets* const service = windows_.GetService()) service->DispatchKeyDown(key);
+  windows_.DispatchKeyDown(key);
 }
 
 void InputRouter::KeyUp(InputSource source, uint32_t key) {
   if (Of(source).keys.erase(key) == 0 || AnyoneHolds(key)) return;
-  if (IPlexionSets* const service = windows_.GetService()) service->DispatchKeyUp(key);
+  windows_.DispatchKeyUp(key);
 }
 
 void InputRouter::PointerMove(InputSource from, int32_t x, int32_t y) {
@@ -92,17 +92,13 @@ void InputRouter::PointerMove(InputSource from, int32_t x, int32_t y) {
   if (source.x == x && source.y == y) return;
   source.x = x;
   source.y = y;
-  IPlexionSets* const service = windows_.GetService();
-  if (service == nullptr) return;
+  // To the window itself, here and below: the service's own way asks who is active once more, and
+  // another window could by then be, which would get a point of this one's plane.
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* const target = source.grab != 0 ? Numbered(windows, source.grab) : Active(windows);
     if (target == nullptr) return;
     const PlanePoint point(target->GetRectOnScreen(), x, y);
-    if (target->IsActiveStageWindow()) {
-      service->DispatchMouseMove(point.x, point.y);
-    } else {
-      target->DispatchMouseMove(point.x, point.y);
-    }
+    target->DispatchMouseMove(point.x, point.y);
   });
 }
 
@@ -110,8 +106,7 @@ void InputRouter::PointerDown(InputSource from, MouseButton button, int32_t x, i
   Source& source = Of(from);
   source.x = x;
   source.y = y;
-  IPlexionSets* const service = windows_.GetService();
-  if (service == nullptr || source.buttons.count(button) != 0) return;
+  if (source.buttons.count(button) != 0) return;
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* target = nullptr;
     if (source.grab != 0) {
@@ -126,11 +121,7 @@ void InputRouter::PointerDown(InputSource from, MouseButton button, int32_t x, i
     if (target == nullptr) return;
     source.buttons.insert(button);
     const PlanePoint point(target->GetRectOnScreen(), x, y);
-    if (target->IsActiveStageWindow()) {
-      service->DispatchMouseButtonDown(button, point.x, point.y);
-    } else {
-      target->DispatchMouseButtonDown(button, point.x, point.y);
-    }
+    target->DispatchMouseButtonDown(button, point.x, point.y);
   });
 }
 
@@ -141,17 +132,11 @@ void InputRouter::PointerUp(InputSource from, MouseButton button, int32_t x, int
   if (source.buttons.erase(button) == 0) return;
   const unsigned grab = source.grab;
   if (source.buttons.empty()) source.grab = 0;
-  IPlexionSets* const service = windows_.GetService();
-  if (service == nullptr) return;
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* const target = Numbered(windows, grab);
     if (target == nullptr) return;
     const PlanePoint point(target->GetRectOnScreen(), x, y);
-    if (target->IsActiveStageWindow()) {
-      service->DispatchMouseButtonUp(button, point.x, point.y);
-    } else {
-      target->DispatchMouseButtonUp(button, point.x, point.y);
-    }
+    target->DispatchMouseButtonUp(button, point.x, point.y);
   });
 }
 

@@ -1,13 +1,18 @@
+// Where the kernel's Printf and the host's own messages go.
+
 #include "host/kernel/Console.h"
 
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <utility>
 #include <vector>
+
+#include "host/base/Text.h"
 
 namespace plexion_host {
 namespace {
@@ -15,14 +20,35 @@ namespace {
 // Null while the thread does not capture. One for all consoles: a thread prints for one at a time.
 thread_local std::unique_ptr<std::string> captured;
 
+/// Written at once: a pipe that takes anything takes this much, a terminal less.
+constexpr size_t kPieceBytes = 512;
+/// How often the writer looks whether it is still wanted.
+constexpr int kLookMs = 20;
+
+bool CanWrite(int fd) {
+  pollfd ready{fd, POLLOUT, 0};
+  return poll(&ready, 1, 0) > 0;  // an error, too, is something that a write will tell
+}
+
 }  // namespace
+
+Console::~Console() {
+  Flush();
+  NamedThread writer;
+  {
+    const RecursiveMutexLock lock(mutex_);
+    output_.kept.clear();
+    error_.kept.clear();
+    writer = std::move(writer_);
+  }
+}
 
 void Console::Print(const std::string& text) {
   if (captured != nullptr) {
-    captured->append(text);
+    captured->append(Printable(text));
     return;
   }
-  Write(outputFd_, text.data(), text.size());
+  Write(output_, text);
 }
 
 void Console::PrintFormat(const char* format, va_list arguments) {
@@ -40,7 +66,7 @@ void Console::PrintFormat(const char* format, va_list arguments) {
   va_end(again);
 }
 
-void Console::PrintError(const std::string& text) { Write(errorFd_, text.data(), text.size()); }
+void Console::PrintError(const std::string& text) { Write(error_, text); }
 
 void Console::BeginCapture() { captured = std::make_unique<std::string>(); }
 
@@ -50,44 +76,105 @@ std::string Console::EndCapture() {
 }
 
 void Console::SetTerminalHooks(void (*before)(void*), void (*after)(void*), void* context) {
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   before_ = before;
   after_ = after;
   context_ = context;
 }
 
 bool Console::IsLineOpen() {
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   return lineOpen_;
 }
 
-void Console::Write(int fd, const char* text, size_t size) {
-  if (size == 0) return;
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
-  const bool hooked = !insideHook_;
-  if (hooked && before_ != nullptr) {
-    insideHook_ = true;
-    before_(context_);
-    insideHook_ = false;
+void Console::CallHook(void (*hook)(void*)) {
+  if (hook == nullptr || insideHook_) return;
+  insideHook_ = true;
+  hook(context_);
+  insideHook_ = false;
+}
+
+void Console::Write(Stream& stream, const std::string& text) {
+  if (text.empty()) return;
+  std::string printable = Printable(text);
+  const RecursiveMutexLock lock(mutex_);
+  lineOpen_ = text.back() != '\n';
+  // A hook writes as well: not to a terminal that takes nothing.
+  const bool now = stream.kept.empty() && CanWrite(stream.fd);
+  if (now) CallHook(before_);
+  if (stream.kept.size() + printable.size() > kMaxKept) {
+    stream.dropped += printable.size();
+  } else {
+    stream.kept += printable;
   }
-  lineOpen_ = text[size - 1] != '\n';
-  while (size > 0) {
-    const ssize_t written = write(fd, text, size);
+  if (now) {
+    WriteSome(stream);
+    CallHook(after_);
+  }
+  if (!stream.kept.empty()) StartWriter();
+}
+
+void Console::WriteSome(Stream& stream) {
+  while (!stream.kept.empty() && CanWrite(stream.fd)) {
+    const ssize_t written =
+        write(stream.fd, stream.kept.data(), std::min(stream.kept.size(), kPieceBytes));
     if (written > 0) {
-      text += written;
-      size -= static_cast<size_t>(written);
-    } else if (written < 0 && errno == EAGAIN) {
-      // Somebody made the terminal non-blocking; output is still not to be lost.
-      pollfd ready{fd, POLLOUT, 0};
-      poll(&ready, 1, 1000);
+      stream.kept.erase(0, static_cast<size_t>(written));
+    } else if (errno == EAGAIN) {
+      return;  // somebody made the terminal non-blocking
     } else if (written == 0 || errno != EINTR) {
-      break;  // nobody reads any more, and there is nobody to tell
+      stream.kept.clear();  // nobody reads any more, and there is nobody to tell
+    }
+    if (stream.kept.empty() && stream.dropped > 0) {
+      stream.kept = "plexion: " + std::to_string(std::exchange(stream.dropped, 0)) +
+                    " bytes of output are left out here: nobody read them in time\n";
     }
   }
-  if (hooked && after_ != nullptr) {
-    insideHook_ = true;
-    after_(context_);
-    insideHook_ = false;
+}
+
+void Console::StartWriter() {
+  if (writerRuns_) return;
+  writerRuns_ = true;
+  writer_ = NamedThread("PlexionConsole", [this] { WriteKept(); });
+}
+
+void Console::WriteKept() {
+  for (;;) {
+    pollfd waiting[2];
+    nfds_t count = 0;
+    {
+      const RecursiveMutexLock lock(mutex_);
+      for (Stream* const stream : {&output_, &error_}) {
+        const size_t before = stream->kept.size();
+        if (before > 0 && CanWrite(stream->fd)) {
+          CallHook(before_);
+          WriteSome(*stream);
+          CallHook(after_);
+          if (stream->kept.size() != before) ++taken_;
+        }
+        if (!stream->kept.empty()) waiting[count++] = {stream->fd, POLLOUT, 0};
+      }
+      if (count == 0) {
+        // Nothing is done under the lock from here on: whoever starts the next may wait for this.
+        writerRuns_ = false;
+        return;
+      }
+    }
+    poll(waiting, count, kLookMs);
+  }
+}
+
+void Console::Flush(std::chrono::milliseconds patience) {
+  using Clock = std::chrono::steady_clock;
+  uint64_t before = 0;
+  for (Clock::time_point deadline = Clock::now() + patience; Clock::now() < deadline;) {
+    {
+      const RecursiveMutexLock lock(mutex_);
+      if (output_.kept.empty() && error_.kept.empty()) return;
+      if (taken_ != before) deadline = Clock::now() + patience;
+      before = taken_;
+    }
+    poll(nullptr, 0, kLookMs);
   }
 }
 

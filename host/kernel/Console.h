@@ -1,27 +1,50 @@
+// Where the kernel's Printf and the host's own messages go.
+
 #ifndef HOST_KERNEL_CONSOLE_H_
 #define HOST_KERNEL_CONSOLE_H_
 
+#include <chrono>
 #include <cstdarg>
-#include <mutex>
+#include <cstdint>
 #include <string>
 
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
 #include "host/contracts/IHostConsole.h"
 
 namespace plexion_host {
 
-/// Where the kernel's Printf and the host's own messages go.
-///
 /// A call is one piece of output: it is formatted first and then written as a whole, so lines of
 /// two threads are not mixed. What a capturing thread prints to standard output is kept for it;
 /// messages to standard error are never captured.
+///
+/// Much of what is printed comes from others: names of files, words of documents and servers. So all
+/// of it is made printable first (Printable in host/base/Text.h): nothing that passes here can steer
+/// a terminal.
+///
+/// Nobody who prints waits for whoever reads: what a pipe or a stopped terminal does not take at once
+/// is kept, up to kMaxKept bytes, and written by a thread of its own as it is read; what comes beyond
+/// that is dropped, and how much is said when there is room again.
+///
+/// Thread   any.
 class Console final : public IHostConsole {
  public:
+  static constexpr size_t kMaxKept = 1U << 20;
+
   /// `outputFd` and `errorFd` stay the caller's.
-  explicit Console(int outputFd = 1, int errorFd = 2) : outputFd_(outputFd), errorFd_(errorFd) {}
+  explicit Console(int outputFd = 1, int errorFd = 2) : output_(outputFd), error_(errorFd) {}
+  /// Waits for the reader as Flush does.
+  ~Console() override;
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
 
   void Print(const std::string& text);
   void PrintFormat(const char* format, va_list arguments);
   void PrintError(const std::string& text);
+
+  /// Waits until what was kept has been written, as long as its reader takes something every now and
+  /// then; what a reader does not take for so long is dropped.
+  void Flush(std::chrono::milliseconds patience = std::chrono::milliseconds(500));
 
   void BeginCapture() override;
   std::string EndCapture() override;
@@ -30,16 +53,32 @@ class Console final : public IHostConsole {
   bool IsLineOpen() override;
 
  private:
-  void Write(int fd, const char* text, size_t size);
+  struct Stream {
+    explicit Stream(int descriptor) : fd(descriptor) {}
+    const int fd;
+    std::string kept;    // what has not been taken yet
+    size_t dropped = 0;  // bytes since `kept` was full
+  };
 
-  const int outputFd_;
-  const int errorFd_;
-  std::recursive_mutex mutex_;  // guards what follows, and the order of output
-  void (*before_)(void*) = nullptr;
-  void (*after_)(void*) = nullptr;
-  void* context_ = nullptr;
-  bool insideHook_ = false;
-  bool lineOpen_ = false;
+  void Write(Stream& stream, const std::string& text) EXCLUDES(mutex_);
+  void CallHook(void (*hook)(void*)) REQUIRES(mutex_);
+  /// Writes what is kept as it is taken, until nothing is.
+  void WriteKept() EXCLUDES(mutex_);
+  /// Writes what the reader takes now, from the front of `stream.kept`.
+  static void WriteSome(Stream& stream);
+  void StartWriter() REQUIRES(mutex_);
+
+  RecursiveMutex mutex_;  // also the order of output
+  Stream output_ GUARDED_BY(mutex_);
+  Stream error_ GUARDED_BY(mutex_);
+  void (*before_)(void*) GUARDED_BY(mutex_) = nullptr;
+  void (*after_)(void*) GUARDED_BY(mutex_) = nullptr;
+  void* context_ GUARDED_BY(mutex_) = nullptr;
+  bool insideHook_ GUARDED_BY(mutex_) = false;
+  bool lineOpen_ GUARDED_BY(mutex_) = false;
+  bool writerRuns_ GUARDED_BY(mutex_) = false;
+  uint64_t taken_ GUARDED_BY(mutex_) = 0;  // counts what the writer got rid of
+  NamedThread writer_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host

@@ -1,18 +1,23 @@
-#include "host/launcher/Launcher.h"
+// The launcher from command line to exit code: what a run stands on, acquired in order and released
+// the other way round.
 
-#include <pthread.h>
+#include "host/launcher/Launcher.h"
 
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
-#include <thread>
+#include <optional>
 
+#include "host/base/Check.h"
+#include "host/base/ModuleHandle.h"
+#include "host/base/NamedThread.h"
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/programme/ProgrammeCommand.h"
 #include "host/launcher/render/ContentCommand.h"
+#include "host/launcher/run/EndWatch.h"
 #include "host/launcher/run/SignageRun.h"
+#include "host/launcher/run/TempFolder.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IMouseStream.h"
 #include "qx/platform/IUserInputDriver.h"
@@ -33,11 +38,6 @@ class CloseWatch final : public IDisplayEventSink {
 
  private:
   WindowList& windows_;
-};
-
-struct StopAtEnd {
-  ControlThread& control;
-  ~StopAtEnd() { control.Stop(); }
 };
 
 /// Lives as long as the process: a library that cannot be unloaded keeps the pointer.
@@ -64,249 +64,325 @@ void ExportSettings(const LauncherOptions& options) {
   }
 }
 
-/// One run of the launcher. Each step answers an exit code, or none to go on.
+/// One run of the launcher.
 class Launcher {
  public:
-  Launcher(const std::vector<std::string>& arguments, const CommandLine& line)
-      : line_(line),
-        kernel_(MakeKernel(arguments, line.options)),
-        shellWanted_(OperatorShell::IsWanted(arguments, line.options.shellSocket)) {}
+  Launcher(const std::vector<std::string>& arguments, CommandLine line)
+      : line_(std::move(line)), kernel_(MakeKernel(arguments, line_.options)) {}
 
   int Run() {
-    kernel_.AddBuiltIn("IHostWindows", &windows_);
-    windows_.SetQuitHandler([this] { control_.RequestQuit(); });
-    std::string error;
-    if (shellWanted_ && !shell_.Open(line_.options.shellSocket, error)) return CannotWork(error);
-    service_ = static_cast<qx::plexion::IPlexionSets*>(kernel_.TryAcquireModule("IPlexion", error));
-    if (service_ == nullptr) return CannotWork("module IPlexion is not available: " + error);
-    windows_.SetService(service_);
-    const int code = RunWithService();
-    windows_.SetService(nullptr);
-    kernel_.ReleaseModule(service_);
-    return code;
+    WatchEnd();
+    const bool ready = OpenShell() && LoadService() && ReadContents() && OpenWindows() &&
+                       StartContents() && OpenDisplay() && OpenInput();
+    if (ready) ShowContents();
+    EndContents();
+    CloseInput();
+    CloseDisplay();
+    UnloadService();
+    CloseShell();
+    return ExitCodeNow();
   }
 
   int ShowHelp() {
     kernel_.GetConsole().Print(LauncherHelp());
     kernel_.AddBuiltIn("IHostWindows", &windows_);
-    std::string error;
-    IQXModule* const module = kernel_.TryAcquireModule("IPlexion", error);
-    if (module == nullptr) return kExitCompleted;
+    const auto service = Acquire<qx::plexion::IPlexionSets>("IPlexion");
+    if (!service) return kExitCompleted;
     kernel_.GetConsole().Print("\nWhat the service says of its options:\n");
-    static_cast<qx::plexion::IPlexionSets*>(module)->ShowUsage("plexion", kMaxStageWindows);
-    kernel_.ReleaseModule(module);
+    service->ShowUsage("plexion", kMaxStageWindows);
     return kExitCompleted;
   }
 
  private:
-  int RunWithService() {
-    const WindowLines lines =
-        SplitWindows(line_.windowArguments, kMaxStageWindows, LauncherOptionNames());
-    if (!lines.error.empty()) return WrongUsage(lines.error);
-    const LauncherOptions& options = line_.options;
-    if (options.keyMode) {
-      service_->SetKeyInputMode(options.keyMode->mode,
-                                options.keyMode->delayMs * kNanosecondsPerMillisecond,
-                                options.keyMode->intervalMs * kNanosecondsPerMillisecond);
-    }
-    Session session(kernel_, service_, windows_, control_, options);
-    const StopAtEnd stopControl{control_};  // before the session goes, which the thread uses
-    control_.Start([&] {
-      windows_.TerminateAll();
-      if (!session.pausePending) return true;
-      ReleasePause(kernel_);
-      return false;  // "go" may not be registered yet
-    });
-    if (options.exitAfterMs) {
-      control_.QuitAt(ControlThread::Clock::now() +
-                      std::chrono::milliseconds(*options.exitAfterMs));
-    }
-
-    WindowOpener opener(session);
-    std::vector<OpenWindow> opened;
-    if (options.signage) {
-      if (const int code = CheckSignage(lines.windows)) return code;
-    } else {
-      if (!opener.OpenAll(lines.windows, opened)) {
-        return WrongUsage("the service does not accept this command line");
-      }
-      if (opened.empty()) return opener.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
-    }
-    const int code = RunWindows(session, lines.windows, opened);
-    if (code != kExitCompleted) return code;
-    return session.someContentFailed ? kExitContentError : kExitCompleted;
-  }
-
-  /// Each content of a playlist is looked at by the service before the first is played.
-  int CheckSignage(const std::vector<WindowLine>& lines) {
-    for (const WindowLine& line : lines) {
-      qx::plexion::StageWindowParameters parameters{};
-      std::vector<const char*> argv = AsArgv("plexion", line.arguments);
-      if (!service_->ParseCommandLineParameters(static_cast<int>(argv.size()) - 1, argv.data(),
-                                                parameters)) {
-        return WrongUsage("the service does not accept the options of '" + line.content + "'");
-      }
-    }
-    return kExitCompleted;
-  }
-
+  // What a run stands on, each a step that answers whether to go on and has said why not.
+  void WatchEnd();
+  bool OpenShell();
+  bool LoadService();
+  bool ReadContents();
+  bool OpenWindows();
   /// The contents' thread runs beside all that the main thread does for the display, so that they
   /// load while it is being opened.
-  int RunWindows(Session& session, const std::vector<WindowLine>& lines,
-                 const std::vector<OpenWindow>& opened) {
-    int contentCode = kExitCompleted;
-    std::thread service([&] {
-      pthread_setname_np(pthread_self(), "PlexionService");
-      if (line_.options.signage) {
-        SignageRun run(session, lines);
-        if (!run.Run()) contentCode = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
-      } else {
-        WindowRun run(session, opened);
-        run.Run();
-      }
-      if (session.WaitForDisplay() && session.display != nullptr) session.display->RequestQuit();
-    });
-    const int code = RunOnDisplay(session, lines, service);
-    return code == kExitCompleted ? contentCode : code;
-  }
+  bool StartContents();
+  bool OpenDisplay();
+  bool OpenInput();
+  void ShowContents();
+  // And the way back; each is harmless when its step was not reached.
+  void EndContents();
+  void CloseInput();
+  void CloseDisplay();
+  void UnloadService();
+  void CloseShell();
 
-  /// These three return when `service` has ended.
-  int RunOnDisplay(Session& session, const std::vector<WindowLine>& lines, std::thread& service) {
-    std::string error;
-    IQXModule* const driver = kernel_.TryAcquireModule("IGraphicsDriver", error);
-    if (driver == nullptr) {
-      return GiveUp(session, service,
-                    CannotWork("module IGraphicsDriver is not available: " + error));
-    }
-    // A device's own driver may bring its display loop with it.
-    auto* const display =
-        static_cast<IHostDisplay*>(kernel_.TryAcquireModule("IHostDisplay", error));
-    int code = kExitCompleted;
-    DisplayOptions options = line_.options.display;
-    for (const WindowLine& line : lines) options.clear = options.clear && !line.keepScreen;
-    if (display != nullptr && !display->Open(options, error)) {
-      code = GiveUp(session, service, CannotWork("no display: " + error));
-    } else {
-      Snapshot snapshot(line_.options.snapshotFile, display, kernel_.GetConsole());
-      session.display = display;
-      session.snapshot = &snapshot;
-      code = RunWithInput(session, lines, service);
-      control_.CancelSnapshotTimer();
-      control_.Stop();  // its timers know the snapshot
-      if (code == kExitCompleted && snapshot.HasFailed()) code = kExitContentError;
-      session.snapshot = nullptr;
-      if (display != nullptr) display->Close();
-    }
-    kernel_.ReleaseModule(display);
-    kernel_.ReleaseModule(driver);
-    return code;
-  }
+  void PlayContents();
+  bool LoadKeyMaps();
+  void StartMouseStreams();
 
-  int RunWithInput(Session& session, const std::vector<WindowLine>& lines, std::thread& service) {
-    std::string error;
-    std::vector<IQXModule*> held;
-    const auto hold = [&](const char* name) {
-      IQXModule* const module = kernel_.TryAcquireModule(name, error);
-      if (module != nullptr) held.push_back(module);
-      return module;
-    };
-    // Held here as well, so that input works however the content is started. None is needed.
-    hold("IUserInputDriver");
-    auto* const input = static_cast<IHostInput*>(hold("IHostInput"));
-    int code = kExitCompleted;
-    for (const WindowLine& line : lines) {
-      if (!line.keymap.empty() && input != nullptr && !input->LoadKeyMap(line.keymap, error)) {
-        session.Error("--keymap: " + error);
-        code = kExitUsage;
-      }
-    }
-    if (code == kExitCompleted) {
-      StartMouseStream(lines, hold);
-      shell_.SetRun(session.display, input,
-                    static_cast<qx::platform::IGraphicsDriver*>(hold("IGraphicsDriver")));
-      RunDisplayLoop(session, service);
-      shell_.SetRun(nullptr, nullptr, nullptr);
-    } else {
-      GiveUp(session, service, code);
-    }
-    for (auto module = held.rbegin(); module != held.rend(); ++module) {
-      kernel_.ReleaseModule(*module);
-    }
-    return code;
+  /// Empty when there is no such module; `error_` then says why.
+  template <typename Interface>
+  ModuleHandle<Interface> Acquire(const char* name) {
+    return ModuleHandle<Interface>(kernel_, kernel_.TryAcquireModule(name, error_));
   }
+  /// The first reason stays the exit code. Returns  false.
+  bool Fail(ExitCode code, const std::string& reason);
+  bool FailUsage(const std::string& reason);
+  int ExitCodeNow() const;
 
-  void RunDisplayLoop(Session& session, std::thread& service) {
-    CloseWatch closeWatch(windows_);
-    if (session.display != nullptr) session.display->AddEventSink(&closeWatch);
-    session.SetDisplayOpen(true);
-    if (session.display != nullptr) session.display->Run();
-    service.join();
-    if (session.display != nullptr) session.display->RemoveEventSink(&closeWatch);
-  }
-
-  /// Nothing can be shown: ends the windows, which may be loading.
-  int GiveUp(Session& session, std::thread& service, int code) {
-    windows_.RequestQuit();
-    session.SetDisplayOpen(false);
-    service.join();
-    return code;
-  }
-
-  template <typename Hold>
-  void StartMouseStream(const std::vector<WindowLine>& lines, const Hold& hold) {
-    for (const WindowLine& line : lines) {
-      if (line.mouseStream.empty()) continue;
-      auto* const stream = static_cast<qx::platform::IMouseStream*>(hold("IMouseStream"));
-      qx::plexion::StageWindowParameters parameters{};
-      std::vector<const char*> argv = AsArgv("plexion", line.arguments);
-      if (stream != nullptr && service_->ParseCommandLineParameters(
-                                   static_cast<int>(argv.size()) - 1, argv.data(), parameters)) {
-        stream->StartMouseStream(parameters);
-      }
-    }
-  }
-
-  int CannotWork(const std::string& reason) {
-    kernel_.GetConsole().PrintError("plexion: " + reason + "\n");
-    return kExitCannotWork;
-  }
-
-  int WrongUsage(const std::string& reason) {
-    kernel_.GetConsole().Print(ShortUsage());
-    kernel_.GetConsole().PrintError("plexion: " + reason + "\n");
-    return kExitUsage;
-  }
-
-  const CommandLine& line_;
+  const CommandLine line_;
   HostKernel& kernel_;
-  const bool shellWanted_;
+  EndWatch end_;
+  std::atomic<int> code_{kExitCompleted};
+  std::string error_;  // of the main thread
+
   StatusBoard board_;
   WindowList windows_{board_};
   ControlThread control_;
-  OperatorShell shell_{kernel_, windows_};  // ends before what its commands work on
-  qx::plexion::IPlexionSets* service_ = nullptr;
+  Session session_{kernel_, windows_, control_, line_.options};
+  OperatorShell shell_{kernel_, windows_};
+  ModuleHandle<qx::plexion::IPlexionSets> service_;
+  std::optional<TempFolder> temporary_;
+  std::vector<WindowLine> lines_;
+  WindowOpener opener_{session_};
+  std::vector<OpenWindow> opened_;
+  bool displaySaid_ = false;
+  ModuleHandle<qx::platform::IGraphicsDriver> driver_;
+  ModuleHandle<IHostDisplay> display_;
+  bool displayOpen_ = false;
+  std::optional<Snapshot> snapshot_;
+  ModuleHandle<IQXModule> userInput_;
+  ModuleHandle<IHostInput> input_;
+  std::vector<ModuleHandle<qx::platform::IMouseStream>> mouseStreams_;
+  CloseWatch closeWatch_{windows_};
+  NamedThread contents_;
 };
+
+void Launcher::WatchEnd() {
+  kernel_.AddBuiltIn("IHostWindows", &windows_);
+  windows_.SetQuitHandler([this] {
+    end_.EndWithin(EndWatch::kAfterRequest);
+    control_.RequestQuit();
+  });
+  windows_.SetDisplayLostHandler([this](const std::string& reason) {
+    Fail(kExitDisplayLost, "the display has gone: " + reason);
+  });
+  windows_.SetPausePending(line_.options.pause);
+  end_.Start([this] { windows_.RequestQuit(); }, [this] { return windows_.GetContents(); },
+             [this] { return ExitCodeNow(); });
+}
+
+bool Launcher::OpenShell() {
+  // Before the service, which may start the shell at once.
+  end_.SetStep("the operator's shell");
+  if (!shell_.Open(line_.options, error_)) return Fail(kExitCannotWork, error_);
+  if (!line_.options.shellSocket.empty()) end_.SetSocket(line_.options.shellSocket);
+  return true;
+}
+
+bool Launcher::LoadService() {
+  end_.SetStep("the module IPlexion");
+  service_ = Acquire<qx::plexion::IPlexionSets>("IPlexion");
+  if (!service_) return Fail(kExitCannotWork, "module IPlexion is not available: " + error_);
+  temporary_.emplace(kernel_, *service_.Get());
+  end_.SetCleanUp([this] { temporary_->Remove(); });
+  windows_.SetService(service_.Get());
+  session_.service = service_.Get();
+  const std::optional<KeyMode>& keyMode = line_.options.keyMode;
+  if (!keyMode) return true;
+  if (keyMode->mode == qx::plexion::kKeyInputModeSimulateKeyUp) {
+    windows_.SetKeyUpDelay(std::chrono::milliseconds(keyMode->delayMs));
+  }
+  return service_->SetKeyInputMode(keyMode->mode, keyMode->delayMs * kNanosecondsPerMillisecond,
+                                   keyMode->intervalMs * kNanosecondsPerMillisecond) ||
+         Fail(kExitCannotWork, "--key-mode: the service does not take it");
+}
+
+bool Launcher::ReadContents() {
+  WindowLines lines = SplitWindows(line_.windowArguments, kMaxStageWindows, LauncherOptionNames());
+  if (!lines.error.empty()) return FailUsage(lines.error);
+  lines_ = std::move(lines.windows);
+  for (const WindowLine& line : lines_) {
+    // The service has the last word, before the first content is opened.
+    if (opener_.Check(line)) continue;
+    return FailUsage("the service does not accept the options of '" + line.content + "'");
+  }
+  return true;
+}
+
+bool Launcher::OpenWindows() {
+  end_.SetStep("the player runtime");
+  control_.Start([this] {
+    windows_.TerminateAll();
+    if (!windows_.IsPausePending()) return true;
+    shell_.SayGo();
+    return false;  // "go" may not be registered yet
+  });
+  if (const std::optional<int64_t>& ms = line_.options.exitAfterMs) {
+    control_.QuitAt(ControlThread::Clock::now() + std::chrono::milliseconds(*ms));
+  }
+  if (line_.options.signage) return true;  // one by one, in their turn
+  for (const WindowLine& line : lines_) {
+    if (const auto window = opener_.Open(line)) opened_.push_back(*window);
+  }
+  opener_.ReportFailures();
+  if (!opened_.empty()) return true;
+  code_ = opener_.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
+  return false;
+}
+
+bool Launcher::StartContents() {
+  contents_ = NamedThread("PlexionService", [this] { PlayContents(); });
+  return true;
+}
+
+void Launcher::PlayContents() {
+  if (line_.options.signage) {
+    SignageRun run(session_, lines_);
+    if (!run.Run()) code_ = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
+    end_.EndWithin(EndWatch::kAfterRequest);  // a content that was left out may hang still
+  } else {
+    WindowRun(session_, opened_).Run();
+  }
+  if (session_.WaitForDisplay() && session_.display != nullptr) session_.display->RequestQuit();
+}
+
+bool Launcher::OpenDisplay() {
+  end_.SetStep("the display");
+  driver_ = Acquire<qx::platform::IGraphicsDriver>("IGraphicsDriver");
+  if (!driver_) return Fail(kExitCannotWork, "module IGraphicsDriver is not available: " + error_);
+  // A device's own driver may bring its display loop with it.
+  display_ = Acquire<IHostDisplay>("IHostDisplay");
+  DisplayOptions options = line_.options.display;
+  for (const WindowLine& line : lines_) options.clear = options.clear && !line.keepScreen;
+  if (display_ && !display_->Open(options, error_)) {
+    return Fail(kExitCannotWork, "no display: " + error_);
+  }
+  displayOpen_ = true;
+  session_.display = display_.Get();
+  snapshot_.emplace(line_.options.snapshotFile, display_.Get(), kernel_.GetConsole());
+  session_.snapshot = &*snapshot_;
+  return true;
+}
+
+bool Launcher::OpenInput() {
+  // Held here as well as by the service, so that input works however the content is started. None
+  // of it is needed.
+  userInput_ = Acquire<IQXModule>("IUserInputDriver");
+  input_ = Acquire<IHostInput>("IHostInput");
+  if (!LoadKeyMaps()) return false;
+  StartMouseStreams();
+  shell_.SetRun(display_.Get(), input_.Get(), driver_.Get());
+  return true;
+}
+
+bool Launcher::LoadKeyMaps() {
+  for (const WindowLine& line : lines_) {
+    if (!line.keymap.empty() && input_ && !input_->LoadKeyMap(line.keymap, error_)) {
+      return Fail(kExitUsage, "--keymap: " + error_);
+    }
+  }
+  return true;
+}
+
+void Launcher::StartMouseStreams() {
+  for (const WindowLine& line : lines_) {
+    if (line.mouseStream.empty()) continue;
+    mouseStreams_.push_back(Acquire<qx::platform::IMouseStream>("IMouseStream"));
+    qx::plexion::StageWindowParameters parameters{};
+    std::vector<const char*> argv = AsArgv("plexion", line.arguments);
+    if (mouseStreams_.back() && service_->ParseCommandLineParameters(
+                                    static_cast<int>(argv.size()) - 1, argv.data(), parameters)) {
+      mouseStreams_.back()->StartMouseStream(parameters);
+    }
+  }
+}
+
+void Launcher::ShowContents() {
+  if (display_) display_->AddEventSink(&closeWatch_);
+  displaySaid_ = true;
+  session_.SetDisplayOpen(true);
+  if (display_) display_->Run();
+  contents_.Join();
+  if (display_) display_->RemoveEventSink(&closeWatch_);
+}
+
+void Launcher::EndContents() {
+  end_.EndWithin(EndWatch::kAfterRequest);
+  if (!displaySaid_) {
+    // Nothing can be shown: ends the windows, which may be loading.
+    windows_.RequestQuit();
+    session_.SetDisplayOpen(false);
+  }
+  contents_.Join();
+  PLEXION_CHECK(windows_.GetContents().empty(), "every window is destroyed by who opened it");
+}
+
+void Launcher::CloseInput() {
+  shell_.SetRun(nullptr, nullptr, nullptr);
+  mouseStreams_.clear();
+  input_.Reset();
+  userInput_.Reset();
+}
+
+void Launcher::CloseDisplay() {
+  control_.CancelSnapshotTimer();
+  control_.Stop();  // its timers know the snapshot
+  end_.SetStep("the display");
+  if (snapshot_ && snapshot_->HasFailed() && code_ == kExitCompleted) code_ = kExitContentError;
+  session_.snapshot = nullptr;
+  if (displayOpen_ && display_) display_->Close();
+  display_.Reset();
+  driver_.Reset();
+}
+
+void Launcher::UnloadService() {
+  end_.SetStep("the module IPlexion");
+  windows_.SetService(nullptr);
+  end_.SetCleanUp(nullptr);
+  temporary_.reset();
+  service_.Reset();
+}
+
+void Launcher::CloseShell() {
+  end_.SetStep("the operator's shell");
+  shell_.Close();
+  kernel_.GetConsole().Flush();
+}
+
+bool Launcher::Fail(ExitCode code, const std::string& reason) {
+  int none = kExitCompleted;
+  code_.compare_exchange_strong(none, code);
+  session_.Error(reason);
+  return false;
+}
+
+bool Launcher::FailUsage(const std::string& reason) {
+  kernel_.GetConsole().Print(ShortUsage());
+  return Fail(kExitUsage, reason);
+}
+
+int Launcher::ExitCodeNow() const {
+  if (code_ != kExitCompleted) return code_;
+  return session_.someContentFailed ? kExitContentError : kExitCompleted;
+}
 
 }  // namespace
 
 int RunLauncher(const std::vector<std::string>& arguments) {
   if (IsContentCommand(arguments)) return RunContentCommand(arguments);
   if (IsProgrammeCommand(arguments)) return RunProgrammeCommand(arguments);
-  ControlThread::BlockSignals();
-  const CommandLine line = ParseCommandLine(arguments);
-  Console console;
-  if (line.kind == CommandLine::Kind::kVersion) {
-    console.Print("Plexion " PLEXION_VERSION "\n");
-    return kExitCompleted;
-  }
-  if (line.kind == CommandLine::Kind::kWrong) {
-    console.Print(ShortUsage());
-    console.PrintError("plexion: " + line.error + "\n");
-    return kExitUsage;
+  EndWatch::BlockSignals();
+  CommandLine line = ParseCommandLine(arguments);
+  if (line.kind == CommandLine::Kind::kVersion || line.kind == CommandLine::Kind::kWrong) {
+    Console console;
+    const bool wrong = line.kind == CommandLine::Kind::kWrong;
+    console.Print(wrong ? ShortUsage() : "Plexion " PLEXION_VERSION "\n");
+    if (wrong) console.PrintError("plexion: " + line.error + "\n");
+    return wrong ? kExitUsage : kExitCompleted;
   }
   ExportSettings(line.options);
-  Launcher launcher(arguments, line);
-  return line.kind == CommandLine::Kind::kHelp ? launcher.ShowHelp() : launcher.Run();
+  const bool help = line.kind == CommandLine::Kind::kHelp;
+  // Lives as long as the process, which is watched to its very end.
+  static Launcher* const launcher = new Launcher(arguments, std::move(line));
+  return help ? launcher->ShowHelp() : launcher->Run();
 }
 
 }  // namespace plexion_host

@@ -1,24 +1,12 @@
 #include "host/shell/Shell.h"
 
-#include <cstring>
-
 #include "host/shell/History.h"
 #include "qx/core/IQXKernel.h"
 
 namespace plexion_host {
 namespace {
 
-/// On the host's command line: the service will register kGo and wait for it.
-constexpr const char* kPauseOption = "--pause";
 constexpr const char* kGo = "go";
-
-bool HostPauses(IQXKernel* kernel) {
-  const char** const arguments = kernel->GetArgv();
-  for (int i = 0; i < kernel->GetArgc(); ++i) {
-    if (std::strcmp(arguments[i], kPauseOption) == 0) return true;
-  }
-  return false;
-}
 
 }  // namespace
 
@@ -30,8 +18,6 @@ Shell::Shell(int inputFd, int outputFd)
   commands_.Describe(kGo, {"go [--rundefault | URL [ZOR_BASE_URL]]",
                            "lets paused content run, or other content in its place",
                            {}});
-  // So that a script can send "go" without knowing when the service begins to wait for it.
-  if (HostPauses(IQXKernel::GetKernel())) commands_.Expect(kGo);
 }
 
 Shell::~Shell() {

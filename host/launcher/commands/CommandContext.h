@@ -1,9 +1,11 @@
+// What the operator's commands work on.
+
 #ifndef HOST_LAUNCHER_COMMANDS_COMMANDCONTEXT_H_
 #define HOST_LAUNCHER_COMMANDS_COMMANDCONTEXT_H_
 
 #include <chrono>
-#include <mutex>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostInput.h"
 #include "host/contracts/IHostWindows.h"
@@ -22,12 +24,11 @@ struct CommandContext {
   IHostWindows& windows;
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 
-  /// Guards what follows, and is held by a command while it uses it. Comes before the launcher's
-  /// window lock.
-  std::mutex mutex;
-  IHostDisplay* display = nullptr;
-  IHostInput* input = nullptr;
-  qx::platform::IGraphicsDriver* graphics = nullptr;
+  /// Held by a command while it uses what follows. Comes before the launcher's window lock.
+  Mutex mutex;
+  IHostDisplay* display GUARDED_BY(mutex) = nullptr;
+  IHostInput* input GUARDED_BY(mutex) = nullptr;
+  qx::platform::IGraphicsDriver* graphics GUARDED_BY(mutex) = nullptr;
 };
 
 }  // namespace plexion_host

@@ -6,13 +6,13 @@ namespace {
 constexpr long kMostPixels = 32767;
 
 /// The input way, or null with the reason. Call under the context's lock.
-IHostInput* InputOf(const CommandContext& context, std::string& error) {
+IHostInput* InputOf(CommandContext& context, std::string& error) REQUIRES(context.mutex) {
   if (context.input == nullptr) error = "there is no input driver";
   return context.input;
 }
 
 bool Key(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::lock_guard<std::mutex> lock(context.mutex);
+  const MutexLock lock(context.mutex);
   IHostInput* const input = InputOf(context, error);
   if (input == nullptr) return false;
   const uint32_t key = input->KeyByName(arguments.texts[0]);
@@ -33,7 +33,7 @@ bool Key(CommandContext& context, const Arguments& arguments, std::string& error
 }
 
 bool Click(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::lock_guard<std::mutex> lock(context.mutex);
+  const MutexLock lock(context.mutex);
   IHostInput* const input = InputOf(context, error);
   if (input == nullptr) return false;
   const auto x = static_cast<int32_t>(arguments.numbers[0]);

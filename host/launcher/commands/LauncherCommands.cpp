@@ -7,7 +7,7 @@ namespace plexion_host {
 namespace {
 
 bool Snapshot(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::lock_guard<std::mutex> lock(context.mutex);
+  const MutexLock lock(context.mutex);
   if (context.display == nullptr) {
     error = "there is no display to take a picture of";
     return false;
@@ -23,7 +23,7 @@ bool Time(CommandContext& context, const Arguments&, std::string&) {
   if (localtime_r(&now, &parts) != nullptr) {
     std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S %z", &parts);
   }
-  const std::lock_guard<std::mutex> lock(context.mutex);
+  const MutexLock lock(context.mutex);
   const uint64_t frames = context.display != nullptr ? context.display->GetFrameCount() : 0;
   context.kernel.Printf("%s, up %.3f s, %" PRIu64 " frames presented\n", text, up.count(), frames);
   return true;

@@ -1,6 +1,6 @@
-#include "host/launcher/commands/OperatorShell.h"
+// The launcher's side of the operator's shell.
 
-#include <algorithm>
+#include "host/launcher/commands/OperatorShell.h"
 
 namespace plexion_host {
 namespace {
@@ -12,30 +12,32 @@ const std::vector<std::string> kKeyNames = {"left", "right",  "up",      "down",
 
 }  // namespace
 
-OperatorShell::~OperatorShell() {
+void OperatorShell::Close() {
   SetRun(nullptr, nullptr, nullptr);
-  if (shell_ != nullptr) {
+  if (shell_) {
     for (const auto& command : commands_) shell_->UnregisterCommand(command->Rule().name);
   }
-  kernel_.ReleaseModule(hostShell_);
-  kernel_.ReleaseModule(shell_);
+  commands_.clear();
+  hostShell_.Reset();
+  shell_.Reset();
 }
 
-bool OperatorShell::IsWanted(const std::vector<std::string>& arguments,
-                             const std::string& socketPath) {
-  return !socketPath.empty() ||
-         std::any_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
-           return argument == "--useshell" || argument == "--pause";
-         });
+void OperatorShell::SayGo() {
+  // By the shell itself: whoever waits for "go" destroys the command as soon as it is woken, and
+  // only the shell's own table makes that wait until the command has returned.
+  if (hostShell_) hostShell_->TryLine("go --rundefault");
 }
 
-bool OperatorShell::Open(const std::string& socketPath, std::string& error) {
-  shell_ = static_cast<qx::platform::IShell*>(kernel_.TryAcquireModule("IShell", error));
-  if (shell_ == nullptr) {
+bool OperatorShell::Open(const LauncherOptions& options, std::string& error) {
+  const std::string& socketPath = options.shellSocket;
+  if (socketPath.empty() && !options.useShell && !options.pause) return true;
+  shell_ = ModuleHandle<qx::platform::IShell>(kernel_, kernel_.TryAcquireModule("IShell", error));
+  if (!shell_) {
     error = "module IShell is not available: " + error;
     return socketPath.empty();
   }
-  hostShell_ = static_cast<IHostShell*>(kernel_.TryAcquireModule("IHostShell", error));
+  hostShell_ = ModuleHandle<IHostShell>(kernel_, kernel_.TryAcquireModule("IHostShell", error));
+  if (hostShell_ && options.pause) hostShell_->ExpectCommand("go");
   for (const auto& table : {WindowCommands(), InputCommands(), LauncherCommands()}) {
     for (const CommandRule& rule : table) {
       commands_.push_back(std::make_unique<HostCommand>(rule, context_));
@@ -44,7 +46,7 @@ bool OperatorShell::Open(const std::string& socketPath, std::string& error) {
     }
   }
   if (socketPath.empty()) return true;
-  if (hostShell_ == nullptr) {
+  if (!hostShell_) {
     error = "--shellsocket: this shell serves no socket (" + error + ")";
     return false;
   }
@@ -56,7 +58,7 @@ bool OperatorShell::Open(const std::string& socketPath, std::string& error) {
 }
 
 void OperatorShell::Describe(const CommandRule& rule) {
-  if (hostShell_ == nullptr) return;
+  if (!hostShell_) return;
   CommandDescription description{UsageOf(rule), rule.summary, {}};
   if (std::string(rule.name) == "key") {
     description.firstArguments = [] { return kKeyNames; };
@@ -74,7 +76,7 @@ void OperatorShell::Describe(const CommandRule& rule) {
 
 void OperatorShell::SetRun(IHostDisplay* display, IHostInput* input,
                            qx::platform::IGraphicsDriver* graphics) {
-  const std::lock_guard<std::mutex> lock(context_.mutex);
+  const MutexLock lock(context_.mutex);
   context_.display = display;
   context_.input = input;
   context_.graphics = graphics;

@@ -1,3 +1,5 @@
+// The launcher's side of the operator's shell.
+
 #ifndef HOST_LAUNCHER_COMMANDS_OPERATORSHELL_H_
 #define HOST_LAUNCHER_COMMANDS_OPERATORSHELL_H_
 
@@ -5,9 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "host/base/ModuleHandle.h"
 #include "host/contracts/IHostShell.h"
 #include "host/kernel/HostKernel.h"
 #include "host/launcher/commands/HostCommand.h"
+#include "host/launcher/options/CommandLine.h"
 #include "qx/platform/IShell.h"
 
 namespace plexion_host {
@@ -21,18 +25,21 @@ class OperatorShell {
  public:
   OperatorShell(HostKernel& kernel, IHostWindows& windows)
       : kernel_(kernel), context_(kernel, windows) {}
-  /// Waits for a command that is being run. Hold no lock that one could want.
-  ~OperatorShell();
+  ~OperatorShell() { Close(); }
   OperatorShell(const OperatorShell&) = delete;
   OperatorShell& operator=(const OperatorShell&) = delete;
 
-  /// True when this command line asks for a shell in one way or another.
-  static bool IsWanted(const std::vector<std::string>& arguments, const std::string& socketPath);
-
-  /// Registers the commands, and serves the socket unless `socketPath` is empty. A shell that is
-  /// missing is an error only when a socket was asked for: the service does without.
+  /// Registers the commands when the command line asks for a shell in one way or another, and serves
+  /// the socket if it names one. A shell that is missing is an error only when a socket was asked
+  /// for: the service does without.
   /// Returns  false with the reason in `error`.
-  bool Open(const std::string& socketPath, std::string& error);
+  bool Open(const LauncherOptions& options, std::string& error);
+  /// Waits for a command that is being run. Hold no lock that one could want.
+  void Close();
+
+  /// Types "go" in the operator's stead, so that what waits for it goes on. Nothing happens while
+  /// nobody waits, or another command is at work. Thread   any, between Open and Close.
+  void SayGo();
 
   /// What the commands may use from now on; null for what is not there. Waits for a command that
   /// is using the old ones.
@@ -44,8 +51,8 @@ class OperatorShell {
   HostKernel& kernel_;
   CommandContext context_;
   std::vector<std::unique_ptr<HostCommand>> commands_;
-  qx::platform::IShell* shell_ = nullptr;
-  IHostShell* hostShell_ = nullptr;
+  ModuleHandle<qx::platform::IShell> shell_;
+  ModuleHandle<IHostShell> hostShell_;
 };
 
 }  // namespace plexion_host

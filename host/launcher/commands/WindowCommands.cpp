@@ -110,7 +110,7 @@ bool Resize(CommandContext& context, const Arguments& arguments, std::string& er
   const Dims dims{static_cast<uint32_t>(arguments.numbers[1]),
                   static_cast<uint32_t>(arguments.numbers[2])};
   {
-    const std::lock_guard<std::mutex> lock(context.mutex);
+    const MutexLock lock(context.mutex);
     const Dims screen = context.graphics != nullptr ? context.graphics->GetScreenDims() : dims;
     if (dims.width > screen.width || dims.height > screen.height) {
       error = arguments.texts[1] + "x" + arguments.texts[2] + " is larger than the screen, " +

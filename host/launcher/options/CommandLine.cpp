@@ -1,9 +1,13 @@
+// The launcher's own options: one table of what they are called, what they expect and where it goes.
+
 #include "host/launcher/options/CommandLine.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdlib>
+#include <functional>
 
+#include "host/base/Check.h"
+#include "host/base/Text.h"
 #include "host/launcher/options/WindowArguments.h"
 
 namespace plexion_host {
@@ -13,87 +17,10 @@ constexpr char kUsage[] =
     "usage: plexion [launcher options] [window options] CONTENT [[window options] CONTENT ...]\n"
     "       plexion render|check CONTENT ...: frames as files, and what they cost\n";
 
-/// The options as typed, before their values are understood.
-struct Typed {
-  std::string display, screen, snapshot, snapshotAt, exitAfter, dataDirectory, keyMode, startAt,
-      shellSocket, memoryLimit;
-  std::vector<std::string> moduleMap, modulePath;
-  bool signage = false, loop = false, help = false, version = false;
-};
+constexpr int64_t kMostMilliseconds = 999999999999;  // 31 years
 
-void AddOptions(CLI::App& app, Typed& typed) {
-  app.set_help_flag("");
-  app.add_option("--display", typed.display,
-                 "auto, window, fullscreen or headless; auto takes a window where there is a "
-                 "display")
-      ->type_name("MODE");
-  app.add_option("--screen", typed.screen,
-                 "Size of the screen in pixels; else 1280x720, or in full screen the display's")
-      ->type_name("WxH");
-  app.add_option("--snapshot", typed.snapshot, "Save the composed screen as PNG")
-      ->type_name("FILE");
-  app.add_option("--snapshot-at", typed.snapshotAt,
-                 "... so long after play begins; otherwise when the content ends")
-      ->type_name("MS");
-  app.add_option("--exit-after", typed.exitAfter, "End all content after so long")->type_name("MS");
-  app.add_flag("--signage", typed.signage,
-               "Play the contents one after the other, each ready before the last one ends");
-  app.add_flag("--loop", typed.loop, "With --signage: begin again after the last content");
-  app.add_option("--start-at", typed.startAt, "Begin to play at HH:MM:SS[.mmm] or a Unix time")
-      ->type_name("TIME");
-  app.add_option("--key-mode", typed.keyMode,
-                 "direct, simulate-key-up[,DELAY] or auto-repeat[,DELAY,INTERVAL], in "
-                 "milliseconds")
-      ->type_name("MODE");
-  app.add_option("--memory-limit", typed.memoryLimit,
-                 "Let the content of each window allocate this much at most")
-      ->type_name("BYTES[K|M]");
-  app.add_option("--shellsocket", typed.shellSocket,
-                 "Take the operator's commands from a Unix socket, too")
-      ->type_name("PATH");
-  app.add_option("--datadir", typed.dataDirectory,
-                 "Folder to use in place of /mtd_down/halvex/plexion")
-      ->type_name("DIR");
-  app.add_option("--modulemap", typed.moduleMap, "Load a platform module from this library")
-      ->type_name("NAME:FILE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  app.add_option("--modulepath", typed.modulePath,
-                 "Search this folder for platform modules, after the launcher's own")
-      ->type_name("DIR")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  app.add_flag("-h,--help", typed.help, "This text");
-  app.add_flag("--version", typed.version, "The version");
-  // An unset variable of a script, for example; it must not count as an option that is not there.
-  for (CLI::Option* const option : app.get_options()) {
-    if (option->get_expected_min() == 0) continue;
-    option->check([expected = option->get_type_name()](const std::string& value) {
-      return value.empty() ? "the value is empty; expected " + expected : std::string();
-    });
-  }
-}
+// One value each. They return an empty text, or what was expected.
 
-bool ReadNumber(const std::string& text, int64_t& number) {
-  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) return false;
-  if (text.size() > 12) return false;  // no time or size of ours has so many digits
-  number = std::strtoll(text.c_str(), nullptr, 10);
-  return true;
-}
-
-std::vector<std::string> SplitAtCommas(const std::string& text) {
-  std::vector<std::string> words(1);
-  for (const char character : text) {
-    if (character == ',') {
-      words.emplace_back();
-    } else {
-      words.back() += character;
-    }
-  }
-  return words;
-}
-
-/// One understood value each. They return an empty text, or what was expected.
 std::string ReadDisplayMode(const std::string& text, DisplayMode& mode) {
   const std::pair<const char*, DisplayMode> modes[] = {{"auto", DisplayMode::kAuto},
                                                        {"window", DisplayMode::kWindow},
@@ -110,46 +37,46 @@ std::string ReadDisplayMode(const std::string& text, DisplayMode& mode) {
 std::string ReadScreen(const std::string& text, DisplayOptions& display) {
   constexpr int64_t kMaxSide = 16384;
   const char* const expected = "a size WxH from 1x1 to 16384x16384, for example 1280x720";
-  const size_t cross = text.find('x');
-  if (cross == std::string::npos) return expected;
-  int64_t width = 0;
-  int64_t height = 0;
-  if (!ReadNumber(text.substr(0, cross), width) || !ReadNumber(text.substr(cross + 1), height)) {
-    return expected;
-  }
-  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
-    return expected;
-  }
-  display.width = static_cast<uint32_t>(width);
-  display.height = static_cast<uint32_t>(height);
+  const std::vector<std::string> sides = SplitAt(text, 'x');
+  if (sides.size() != 2) return expected;
+  const auto width = ReadWholeNumber(sides[0], 1, kMaxSide);
+  const auto height = ReadWholeNumber(sides[1], 1, kMaxSide);
+  if (!width || !height) return expected;
+  display.width = static_cast<uint32_t>(*width);
+  display.height = static_cast<uint32_t>(*height);
   return {};
 }
 
-std::string ReadTime(const std::string& text, std::optional<int64_t>& milliseconds) {
-  int64_t value = 0;
-  if (!ReadNumber(text, value)) return "a number of milliseconds";
-  milliseconds = value;
+template <typename Milliseconds>
+std::string ReadTime(const std::string& text, int64_t least, Milliseconds& milliseconds) {
+  const auto value = ReadWholeNumber(text, least, kMostMilliseconds);
+  if (!value) return "a number of milliseconds";
+  milliseconds = *value;
   return {};
+}
+
+bool ReadDelay(const std::string& text, int64_t& milliseconds) {
+  return ReadTime(text, 0, milliseconds).empty();
 }
 
 std::string ReadKeyMode(const std::string& text, std::optional<KeyMode>& keyMode) {
   const char* const expected =
       "direct, simulate-key-up[,DELAY] or auto-repeat[,DELAY,INTERVAL], in milliseconds";
-  const std::vector<std::string> words = SplitAtCommas(text);
+  const std::vector<std::string> words = SplitAt(text, ',');
   KeyMode result;
   if (words[0] == "direct") {
     if (words.size() != 1) return expected;
   } else if (words[0] == "simulate-key-up") {
     result.mode = qx::plexion::kKeyInputModeSimulateKeyUp;
     if (words.size() > 2) return expected;
-    if (words.size() == 2 && !ReadNumber(words[1], result.delayMs)) return expected;
+    if (words.size() == 2 && !ReadDelay(words[1], result.delayMs)) return expected;
   } else if (words[0] == "auto-repeat") {
     result.mode = qx::plexion::kKeyInputModeAutoRepeat;
     result.delayMs = 500;
     result.intervalMs = 100;
     if (words.size() != 1 && words.size() != 3) return expected;
     if (words.size() == 3 &&
-        (!ReadNumber(words[1], result.delayMs) || !ReadNumber(words[2], result.intervalMs))) {
+        (!ReadDelay(words[1], result.delayMs) || !ReadDelay(words[2], result.intervalMs))) {
       return expected;
     }
   } else {
@@ -166,77 +93,119 @@ std::string ReadMemoryLimit(std::string text, uint32_t& bytes) {
   if (text.back() == 'K') unit = 1024;
   if (text.back() == 'M') unit = 1024 * 1024;
   if (unit > 1) text.pop_back();
-  int64_t number = 0;
-  if (!ReadNumber(text, number) || number < 1 || number > UINT32_MAX / unit) return expected;
-  bytes = static_cast<uint32_t>(number * unit);
+  const auto number = ReadWholeNumber(text, 1, UINT32_MAX / unit);
+  if (!number) return expected;
+  bytes = static_cast<uint32_t>(*number * unit);
   return {};
 }
 
-std::string ReadModuleMap(const std::vector<std::string>& typed,
-                          std::map<std::string, std::string>& map) {
-  for (const std::string& pair : typed) {
-    const size_t colon = pair.find(':');
-    // Repeated colons are skipped, as the service's own check of this option does.
-    const size_t file = colon == std::string::npos ? colon : pair.find_first_not_of(':', colon);
-    if (colon == 0 || file == std::string::npos) return "NAME:FILE, for example IShell:my/Shell.so";
-    map[pair.substr(0, colon)] = pair.substr(file);
-  }
+std::string ReadModuleMap(const std::string& pair, std::map<std::string, std::string>& map) {
+  const size_t colon = pair.find(':');
+  // Repeated colons are skipped, as the service's own check of this option does.
+  const size_t file = colon == std::string::npos ? colon : pair.find_first_not_of(':', colon);
+  if (colon == 0 || file == std::string::npos) return "NAME:FILE, for example IShell:my/Shell.so";
+  map[pair.substr(0, colon)] = pair.substr(file);
   return {};
 }
 
-/// Fills `line.options`. Returns  the error, or an empty text.
-std::string Understand(const Typed& typed, LauncherOptions& options) {
-  struct Reading {
-    const char* option;
-    const std::string& text;
-    std::string expected;
-  };
-  const auto given = [](const std::string& text, auto&& read) {
-    return text.empty() ? std::string() : read(text);
-  };
-  const Reading readings[] = {
-      {"--display", typed.display,
-       given(typed.display,
-             [&](const std::string& text) { return ReadDisplayMode(text, options.display.mode); })},
-      {"--screen", typed.screen,
-       given(typed.screen,
-             [&](const std::string& text) { return ReadScreen(text, options.display); })},
-      {"--snapshot-at", typed.snapshotAt,
-       given(typed.snapshotAt,
-             [&](const std::string& text) { return ReadTime(text, options.snapshotAtMs); })},
-      {"--exit-after", typed.exitAfter,
-       given(typed.exitAfter,
-             [&](const std::string& text) { return ReadTime(text, options.exitAfterMs); })},
-      {"--key-mode", typed.keyMode,
-       given(typed.keyMode,
-             [&](const std::string& text) { return ReadKeyMode(text, options.keyMode); })},
-      {"--start-at", typed.startAt,
-       given(typed.startAt,
-             [&](const std::string& text) { return ReadStartTime(text, options.startAt); })},
-      {"--memory-limit", typed.memoryLimit,
-       given(typed.memoryLimit,
-             [&](const std::string& text) {
-               return ReadMemoryLimit(text, options.memoryLimitBytes);
-             })},
-  };
-  for (const Reading& reading : readings) {
-    if (!reading.expected.empty()) {
-      return std::string(reading.option) + ": '" + reading.text + "' is not " + reading.expected;
-    }
+/// What a command line says, as far as the options themselves go.
+struct Reading {
+  LauncherOptions options;
+  bool help = false;
+  bool version = false;
+  std::string error;  // the first
+};
+
+/// Declares the options; parsing then fills `reading`.
+class OptionTable {
+ public:
+  OptionTable(CLI::App& app, Reading& reading) : app_(app), reading_(reading) {
+    app.set_help_flag("");
+    LauncherOptions& to = reading.options;
+    using Text = const std::string&;
+    Add("--display", "MODE",
+        "auto, window, fullscreen or headless; auto takes a window where there is a display",
+        [&to](Text text) { return ReadDisplayMode(text, to.display.mode); });
+    Add("--screen", "WxH",
+        "Size of the screen in pixels; else 1280x720, or in full screen the display's",
+        [&to](Text text) { return ReadScreen(text, to.display); });
+    AddText("--snapshot", "FILE", "Save the composed screen as PNG", to.snapshotFile);
+    Add("--snapshot-at", "MS", "... so long after play begins; otherwise when the content ends",
+        [&to](Text text) { return ReadTime(text, 0, to.snapshotAtMs); });
+    Add("--exit-after", "MS", "End all content after so long",
+        [&to](Text text) { return ReadTime(text, 0, to.exitAfterMs); });
+    app.add_flag("--signage", to.signage,
+                 "Play the contents one after the other, each ready before the last one ends");
+    app.add_flag("--loop", to.loop, "With --signage: begin again after the last content");
+    Add("--load-timeout", "MS",
+        "With --signage: leave out what is not ready after so long, and ask for it again later; "
+        "else 15000",
+        [&to](Text text) { return ReadTime(text, 1, to.loadTimeoutMs); });
+    Add("--start-at", "TIME", "Begin to play at HH:MM:SS[.mmm] or a Unix time",
+        [&to](Text text) { return ReadStartTime(text, to.startAt); });
+    Add("--key-mode", "MODE",
+        "direct, simulate-key-up[,DELAY] or auto-repeat[,DELAY,INTERVAL], in milliseconds",
+        [&to](Text text) { return ReadKeyMode(text, to.keyMode); });
+    Add("--memory-limit", "BYTES[K|M]", "Let the content of each window allocate this much at most",
+        [&to](Text text) { return ReadMemoryLimit(text, to.memoryLimitBytes); });
+    AddText("--shellsocket", "PATH", "Take the operator's commands from a Unix socket, too",
+            to.shellSocket);
+    AddText("--datadir", "DIR", "Folder to use in place of /mtd_down/halvex/plexion",
+            to.dataDirectory);
+    Add("--modulemap", "NAME:FILE", "Load a platform module from this library", [&to](Text text) {
+      return ReadModuleMap(text, to.moduleMap);
+    })->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    Add("--modulepath", "DIR", "Search this folder for platform modules, after the launcher's own",
+        [&to](Text text) {
+          to.modulePath.push_back(text);
+          return std::string();
+        })
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_flag("-h,--help", reading.help, "This text");
+    app.add_flag("--version", reading.version, "The version");
   }
-  const std::string mapExpected = ReadModuleMap(typed.moduleMap, options.moduleMap);
-  if (!mapExpected.empty()) return "--modulemap: expected " + mapExpected;
-  options.snapshotFile = typed.snapshot;
-  options.dataDirectory = typed.dataDirectory;
-  options.modulePath = typed.modulePath;
-  options.signage = typed.signage;
-  options.loop = typed.loop;
-  options.shellSocket = typed.shellSocket;
+
+ private:
+  /// `read` puts a value where it belongs and answers an empty text, or what was expected.
+  CLI::Option* Add(const std::string& name, const std::string& value, const std::string& help,
+                   const std::function<std::string(const std::string&)>& read) {
+    Reading& reading = reading_;
+    const auto each = [&reading, name, value, read](const std::vector<std::string>& texts) {
+      for (const std::string& text : texts) {
+        // An unset variable of a script, for example; it must not count as an option left out.
+        const std::string expected = text.empty() ? value : read(text);
+        if (expected.empty() || !reading.error.empty()) continue;
+        reading.error =
+            name + (text.empty() ? ": the value is empty; expected " : ": '" + text + "' is not ") +
+            expected;
+      }
+      return true;
+    };
+    return app_.add_option(name, each, help)->type_name(value)->expected(1);
+  }
+  void AddText(const std::string& name, const std::string& value, const std::string& help,
+               std::string& to) {
+    Add(name, value, help, [&to](const std::string& text) {
+      to = text;
+      return std::string();
+    });
+  }
+
+  CLI::App& app_;
+  Reading& reading_;
+};
+
+/// What is wrong with the options together; empty when nothing is.
+std::string FindContradiction(const LauncherOptions& options) {
   if (options.loop && !options.signage) return "--loop: it needs --signage";
   if (options.snapshotAtMs && options.snapshotFile.empty()) {
     return "--snapshot-at: it needs --snapshot FILE";
   }
   return {};
+}
+
+bool Contains(const std::vector<std::string>& arguments, const char* word) {
+  return std::find(arguments.begin() + 1, arguments.end(), word) != arguments.end();
 }
 
 /// Hands each argument to the launcher's parser or to the service's.
@@ -269,10 +238,11 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
 }  // namespace
 
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
+  PLEXION_CHECK(!arguments.empty(), "a command line begins with the program's name");
   CommandLine line;
-  Typed typed;
+  Reading reading;
   CLI::App app;
-  AddOptions(app, typed);
+  const OptionTable table(app, reading);
   std::vector<std::string> own;
   Divide(app, arguments, own, line.windowArguments);
   try {
@@ -283,21 +253,24 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
     line.error = error.what();
     return line;
   }
-  if (typed.help) {
+  line.options = reading.options;
+  line.options.pause = Contains(arguments, "--pause");
+  line.options.useShell = Contains(arguments, "--useshell");
+  if (reading.help) {
     line.kind = CommandLine::Kind::kHelp;
-  } else if (typed.version) {
+  } else if (reading.version) {
     line.kind = CommandLine::Kind::kVersion;
   } else {
-    line.error = Understand(typed, line.options);
+    line.error = reading.error.empty() ? FindContradiction(line.options) : reading.error;
     if (!line.error.empty()) line.kind = CommandLine::Kind::kWrong;
   }
   return line;
 }
 
 std::string LauncherHelp() {
-  Typed typed;
+  Reading reading;
   CLI::App app;
-  AddOptions(app, typed);
+  const OptionTable table(app, reading);
   app.get_formatter()->column_width(32);
   std::string text = app.help();
   // The formatter's own first line speaks of the launcher's options only.
@@ -312,9 +285,9 @@ std::string ShortUsage() {
 }
 
 std::vector<std::string> LauncherOptionNames() {
-  Typed typed;
+  Reading reading;
   CLI::App app;
-  AddOptions(app, typed);
+  const OptionTable table(app, reading);
   std::vector<std::string> names;
   for (const CLI::Option* const option : app.get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);

@@ -1,3 +1,5 @@
+// The launcher's own options.
+
 #ifndef HOST_LAUNCHER_OPTIONS_COMMANDLINE_H_
 #define HOST_LAUNCHER_OPTIONS_COMMANDLINE_H_
 
@@ -18,7 +20,8 @@ enum ExitCode : int {
   kExitCompleted = 0,     ///< every content has completed
   kExitContentError = 1,  ///< some content ended in an error
   kExitUsage = 2,         ///< the command line is wrong
-  kExitCannotWork = 3     ///< no service, no player runtime, no display
+  kExitCannotWork = 3,    ///< no service, no player runtime, no display
+  kExitDisplayLost = 4    ///< the display that was there has gone
 };
 
 /// The windows that one command line may ask for.
@@ -44,7 +47,11 @@ struct LauncherOptions {
   bool signage = false;
   bool loop = false;
   std::optional<StartTime> startAt;
-  std::string shellSocket;  ///< empty: none
+  int64_t loadTimeoutMs = 15000;  ///< with signage: a content that takes longer is left out
+  std::string shellSocket;        ///< empty: none
+  /// The service's own, anywhere on the command line, as the service looks for them.
+  bool pause = false;
+  bool useShell = false;
 };
 
 struct CommandLine {

@@ -1,6 +1,11 @@
+// What the parts of a run share.
+
 #include "host/launcher/run/Session.h"
 
+#include "host/base/ModuleHandle.h"
+#include "host/base/Text.h"
 #include "qx/platform/IGraphicsDriver.h"
+#include "qx/plexion/StageWindowSet.h"
 
 namespace plexion_host {
 
@@ -15,19 +20,16 @@ void Session::ContentError(const std::string& content, const Ending& ending) {
   for (const std::string& named : {content, content.substr(content.rfind('/') + 1)}) {
     if (cause.compare(0, named.size() + 2, named + ": ") == 0) cause.erase(0, named.size() + 2);
   }
-  Error(content + ": " + (name != nullptr ? name : "unknown status") +
+  Error(PrintableWord(content) + ": " + (name != nullptr ? name : "unknown status") +
         (cause.empty() ? "" : ": " + cause));
   someContentFailed = true;
 }
 
 qx::plexion::Dims Session::GetScreenDims() {
   std::string error;
-  IQXModule* const module = kernel.TryAcquireModule("IGraphicsDriver", error);
-  if (module == nullptr) return {0, 0};
-  const qx::plexion::Dims dims =
-      static_cast<qx::platform::IGraphicsDriver*>(module)->GetScreenDims();
-  kernel.ReleaseModule(module);
-  return dims;
+  const ModuleHandle<qx::platform::IGraphicsDriver> driver(
+      kernel, kernel.TryAcquireModule("IGraphicsDriver", error));
+  return driver ? driver->GetScreenDims() : qx::plexion::Dims{0, 0};
 }
 
 bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& content) {
@@ -63,6 +65,20 @@ void Session::OnLastWindow() {
   snapshot->Take(options.snapshotAtMs ? "taken when the content ended, before " +
                                             std::to_string(*options.snapshotAtMs) + " ms"
                                       : "");
+}
+
+void Session::WaitForGo() {
+  if (!windows.IsPausePending()) return;
+  if (!windows.IsQuitting()) {
+    // Without a shell nobody could say it, and the service does not wait.
+    std::string error;
+    const ModuleHandle<IQXModule> shell(kernel, kernel.TryAcquireModule("IShell", error));
+    if (shell) kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
+    // A run of no windows is the wait for "go" and nothing else.
+    qx::plexion::StageWindowSet none;
+    service->RunStageWindowSetToCompletion(none);
+  }
+  windows.SetPausePending(false);
 }
 
 bool Session::WaitForStartTime() {

@@ -1,3 +1,5 @@
+// What the parts of a run share.
+
 #ifndef HOST_LAUNCHER_RUN_SESSION_H_
 #define HOST_LAUNCHER_RUN_SESSION_H_
 
@@ -16,25 +18,23 @@ namespace plexion_host {
 
 /// What the parts of a run share. Everything outlives the run.
 struct Session {
-  Session(HostKernel& hostKernel, qx::plexion::IPlexionSets* plexion, WindowList& windowList,
-          ControlThread& controlThread, const LauncherOptions& launcherOptions)
-      : kernel(hostKernel),
-        service(plexion),
-        windows(windowList),
-        control(controlThread),
-        options(launcherOptions) {}
+  Session(HostKernel& hostKernel, WindowList& windowList, ControlThread& controlThread,
+          const LauncherOptions& launcherOptions)
+      : kernel(hostKernel), windows(windowList), control(controlThread), options(launcherOptions) {}
 
   HostKernel& kernel;
-  qx::plexion::IPlexionSets* const service;
   WindowList& windows;
   ControlThread& control;
   const LauncherOptions& options;
+  /// Set before the run, by the one who has it loaded.
+  qx::plexion::IPlexionSets* service = nullptr;
   // Set by the main thread before SetDisplayOpen, read by others after WaitForDisplay.
   IHostDisplay* display = nullptr;  ///< null with a graphics driver that needs no display loop
   Snapshot* snapshot = nullptr;
-  /// The service's "--pause" stands on the command line and nobody has typed "go" yet.
-  std::atomic<bool> pausePending{false};
   std::atomic<bool> someContentFailed{false};
+  /// Windows of one line begin together, unless one takes longer than this to load: a stalled network
+  /// must not keep the others from playing.
+  std::chrono::milliseconds waitForOthers{2000};
 
   /// Contents load while the display is being opened; said once, by the main thread: false when
   /// there will be none and the run is at its end.
@@ -54,6 +54,8 @@ struct Session {
   void OnFirstPlay();
   /// The last window is about to go: the picture, when it has not been taken yet.
   void OnLastWindow();
+  /// With "--pause", waits until somebody says "go" or asks for the end. No window is touched.
+  void WaitForGo();
   /// Waits for --start-at, if any. Returns  false when the end was asked for meanwhile.
   bool WaitForStartTime();
 

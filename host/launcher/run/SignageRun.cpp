@@ -1,9 +1,9 @@
+// A playlist: contents one after the other without a gap.
+
 #include "host/launcher/run/SignageRun.h"
 
-#include <pthread.h>
-
-#include <thread>
-
+#include "host/base/NamedThread.h"
+#include "host/base/Text.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IGraphicsDriver.h"
 
@@ -16,9 +16,10 @@ constexpr std::chrono::seconds kFirstPictureWait{1};
 }  // namespace
 
 SignageRun::SignageRun(Session& session, const std::vector<WindowLine>& lines)
-    : session_(session), lines_(lines), opener_(session) {}
+    : session_(session), lines_(lines), opener_(session), late_(session.windows) {}
 
 bool SignageRun::Run() {
+  session_.WaitForGo();
   std::optional<OpenWindow> current = PrepareNext(nullptr);
   std::optional<OpenWindow> previous;
   if (current && !session_.WaitForStartTime()) {
@@ -28,13 +29,12 @@ bool SignageRun::Run() {
   while (current) {
     Switch(*current, previous ? &*previous : nullptr);
     std::optional<OpenWindow> next;
-    std::thread preparation([&] {
-      pthread_setname_np(pthread_self(), "PlexionSignage");
+    NamedThread preparation("PlexionSignage", [&] {
       if (previous) session_.windows.Destroy(previous->window);
       next = PrepareNext(&*current);
     });
     Play(*current);
-    preparation.join();
+    preparation.Join();
     previous = current;
     current = next;
     if (current && (session_.windows.IsQuitting() || unseenInRow_ >= lines_.size())) {
@@ -42,6 +42,7 @@ bool SignageRun::Run() {
       current.reset();
     }
   }
+  opener_.ReportFailures();
   if (previous) {
     session_.OnLastWindow();
     session_.windows.Destroy(previous->window);
@@ -55,22 +56,44 @@ bool SignageRun::Run() {
 
 std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
   for (size_t failures = 0; !session_.windows.IsQuitting(); ++failures) {
-    roundFailed_ = failures == lines_.size();
+    roundFailed_ = failures >= lines_.size();
     if (roundFailed_) break;
-    if (nextLine_ == lines_.size()) {
-      if (!session_.options.loop) break;
-      nextLine_ = 0;
+    const WindowLine* const line = NextLine();
+    if (line == nullptr) break;
+    if (late_.Has(line)) {
+      session_.Error(PrintableWord(line->content) + ": it still hangs; left out again");
+      continue;
     }
-    const std::optional<OpenWindow> next = opener_.Open(lines_[nextLine_++]);
-    if (next && Prepare(*next, current)) return next;
-    if (next) session_.windows.Destroy(next->window);
+    const std::optional<OpenWindow> next = opener_.Open(*line);
+    if (!next) continue;
+    switch (Prepare(*next, current)) {
+      case Outcome::kReady:
+        return next;
+      case Outcome::kFailed:
+        session_.windows.Destroy(next->window);
+        break;
+      case Outcome::kLate:
+        SkipLate(*next);
+        break;
+    }
   }
   return std::nullopt;
 }
 
-bool SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
+const WindowLine* SignageRun::NextLine() {
+  if (nextLine_ == lines_.size() && session_.options.loop) nextLine_ = 0;
+  if (nextLine_ < lines_.size()) return &lines_[nextLine_++];
+  if (askAgain_.empty()) return nullptr;
+  const WindowLine* const line = askAgain_.front();
+  askAgain_.pop_front();
+  return line;
+}
+
+SignageRun::Outcome SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
+  const Outcome loaded = Load(next);
+  if (loaded == Outcome::kLate) return loaded;
   bool shown = false;
-  if (Load(next) && session_.WaitForDisplay()) {
+  if (loaded == Outcome::kReady && session_.WaitForDisplay()) {
     const OneFrame frame(session_.display);
     shown = session_.CreatePlanes(*next.window, next.line->content);
     qx::platform::OutputPlane* const plane = next.window->GetOutputPlane();
@@ -86,27 +109,32 @@ bool SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
                                        [&] { return next.observer->HasDrawnLocked(); });
   }
   const auto ending = next.observer->GetEnding();
-  if (shown && !ending) return true;
+  if (shown && !ending) return Outcome::kReady;
   const Ending cause = EndingOf(next);
   if (!session_.windows.IsQuitting()) session_.ContentError(next.line->content, cause);
-  return false;
+  return Outcome::kFailed;
 }
 
-bool SignageRun::Load(const OpenWindow& next) {
-  const bool mayPause = IsPauseWanted(session_.kernel);
-  if (firstLoad_ || !mayPause) {
-    // The service's own way; with "--pause" this waits for "go", once. Noted before the question:
-    // whoever asks for the end from now on types "go" as well.
-    session_.pausePending = firstLoad_ && mayPause;
-    firstLoad_ = false;
-    const bool loaded = !session_.windows.IsQuitting() && next.window->LoadForLFD();
-    session_.pausePending = false;
-    if (!loaded) return false;
-  } else if (session_.windows.IsQuitting() || !next.window->LoadMVXAsync()) {
-    return false;
+SignageRun::Outcome SignageRun::Load(const OpenWindow& next) {
+  const StatusBoard::Clock::time_point deadline =
+      StatusBoard::Clock::now() + std::chrono::milliseconds(session_.options.loadTimeoutMs);
+  if (session_.windows.IsQuitting() || !next.window->LoadMVXAsync()) return Outcome::kFailed;
+  const bool decided = session_.windows.Board().WaitUntil(
+      deadline, [&] { return next.observer->IsReadyLocked() || session_.windows.IsQuitting(); });
+  if (!decided || session_.windows.IsQuitting()) return Outcome::kLate;
+  return next.observer->GetEnding() ? Outcome::kFailed : Outcome::kReady;
+}
+
+void SignageRun::SkipLate(const OpenWindow& next) {
+  if (!session_.windows.IsQuitting()) {
+    session_.Error(PrintableWord(next.line->content) + ": not ready after " +
+                   std::to_string(session_.options.loadTimeoutMs) +
+                   " ms (--load-timeout); left out for now");
+    session_.someContentFailed = true;
+    // In a loop its turn comes anyway.
+    if (!session_.options.loop) askAgain_.push_back(next.line);
   }
-  session_.windows.Board().Wait([&] { return next.observer->IsReadyLocked(); });
-  return !next.observer->GetEnding();
+  late_.Take(next);
 }
 
 void SignageRun::Switch(const OpenWindow& next, const OpenWindow* previous) {

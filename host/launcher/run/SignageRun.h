@@ -1,9 +1,13 @@
+// A playlist: contents one after the other without a gap.
+
 #ifndef HOST_LAUNCHER_RUN_SIGNAGERUN_H_
 #define HOST_LAUNCHER_RUN_SIGNAGERUN_H_
 
+#include <deque>
 #include <optional>
 #include <vector>
 
+#include "host/launcher/run/LateWindows.h"
 #include "host/launcher/run/WindowOpener.h"
 
 namespace plexion_host {
@@ -14,6 +18,9 @@ namespace plexion_host {
 /// plane below the current one, fully transparent. The switch is one frame: the next becomes
 /// opaque and the old one is hidden. The old window is destroyed afterwards, so the time that takes
 /// is not seen; until a next one is ready, the last picture of the old one stays.
+///
+/// A content that is not ready after --load-timeout is named and left out, and asked for again: in
+/// the next round of a loop, else once more behind the last one of the list.
 class SignageRun {
  public:
   /// `lines` must outlive the windows.
@@ -27,12 +34,17 @@ class SignageRun {
   bool IsRuntimeMissing() const { return opener_.IsRuntimeMissing(); }
 
  private:
+  enum class Outcome { kReady, kFailed, kLate };
+
   /// Opens and loads the next content that can be played, below `current` (may be null).
   /// Returns  none when the list is at its end, the end was asked for, or a whole round failed.
   std::optional<OpenWindow> PrepareNext(const OpenWindow* current);
-  /// Returns  false when the content cannot be shown, which has been reported.
-  bool Prepare(const OpenWindow& next, const OpenWindow* current);
-  bool Load(const OpenWindow& next);
+  /// The next content to ask for; null at the end of the list.
+  const WindowLine* NextLine();
+  /// Anything but kReady has been reported.
+  Outcome Prepare(const OpenWindow& next, const OpenWindow* current);
+  Outcome Load(const OpenWindow& next);
+  void SkipLate(const OpenWindow& next);
   void Switch(const OpenWindow& next, const OpenWindow* previous);
   /// Plays to the end. Notes whether the content could be seen.
   void Play(const OpenWindow& current);
@@ -46,9 +58,10 @@ class SignageRun {
 
   // Of the one that prepares; read by the other when that one has ended.
   WindowOpener opener_;
+  LateWindows late_;
   size_t nextLine_ = 0;
+  std::deque<const WindowLine*> askAgain_;
   bool roundFailed_ = false;  // one content after the other, as many as there are
-  bool firstLoad_ = true;
 };
 
 }  // namespace plexion_host

@@ -1,10 +1,12 @@
+// The one picture of --snapshot.
+
 #include "host/launcher/run/Snapshot.h"
 
 namespace plexion_host {
 
 void Snapshot::Take(const std::string& remark) {
   if (file_.empty()) return;
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (taken_) return;
   taken_ = true;
   std::string error = "this graphics driver cannot save pictures";
@@ -17,7 +19,7 @@ void Snapshot::Take(const std::string& remark) {
 }
 
 bool Snapshot::HasFailed() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return failed_;
 }
 

@@ -1,9 +1,11 @@
+// The one picture of --snapshot.
+
 #ifndef HOST_LAUNCHER_RUN_SNAPSHOT_H_
 #define HOST_LAUNCHER_RUN_SNAPSHOT_H_
 
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/Console.h"
 
@@ -24,9 +26,9 @@ class Snapshot {
   const std::string file_;
   IHostDisplay* const display_;
   Console& console_;
-  std::mutex mutex_;  // guards what follows, and is held while the picture is saved
-  bool taken_ = false;
-  bool failed_ = false;
+  Mutex mutex_;  // also held while the picture is saved
+  bool taken_ GUARDED_BY(mutex_) = false;
+  bool failed_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace plexion_host

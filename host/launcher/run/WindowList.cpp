@@ -1,14 +1,25 @@
+// The windows that the launcher runs, the keys that reach them, and the way to end them all.
+
 #include "host/launcher/run/WindowList.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 using qx::plexion::StageWindow;
 
+namespace {
+
+// The service looks for key ups that are due every 10 ms; a busy machine looks later.
+constexpr std::chrono::milliseconds kKeyUpMargin{50};
+
+}  // namespace
+
 void WindowList::WithWindows(const std::function<void(std::vector<HostWindow>&)>& visit) {
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   std::vector<HostWindow> shown;
   size_t keyMaster = entries_.size();
   for (const Entry& entry : entries_) {
@@ -30,12 +41,35 @@ void WindowList::RequestQuit() {
   if (quitHandler_) quitHandler_();
 }
 
+void WindowList::DisplayLost(const std::string& reason) {
+  if (displayLostHandler_) displayLostHandler_(reason);
+  RequestQuit();
+}
+
+void WindowList::DispatchKeyDown(uint32_t key) {
+  const MutexLock lock(keysMutex_);
+  if (qx::plexion::IPlexionSets* const service = service_.load()) {
+    keyUpsDue_ = StatusBoard::Clock::now() + keyUpDelay_ + kKeyUpMargin;
+    service->DispatchKeyDown(key);
+  }
+}
+
+void WindowList::DispatchKeyUp(uint32_t key) {
+  const MutexLock lock(keysMutex_);
+  if (qx::plexion::IPlexionSets* const service = service_.load()) service->DispatchKeyUp(key);
+}
+
 WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
+  PLEXION_CHECK(window != nullptr, "a window that was made is added");
   auto observer = std::make_unique<WindowObserver>(board_);
   WindowObserver& result = *observer;
   window->RegisterNotifier(observer.get());
-  result.Learn(window->GetStageWindowStatus());
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  result.TakeStatus(window->GetStageWindowStatus());
+  {
+    const MutexLock lock(contentsMutex_);
+    contents_[window] = line.content;
+  }
+  const RecursiveMutexLock lock(mutex_);
   Entry entry;
   entry.shown.number = nextNumber_++;
   entry.shown.content = line.content;
@@ -48,25 +82,48 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
 }
 
 void WindowList::Destroy(StageWindow* window) {
-  std::unique_ptr<WindowObserver> observer;
-  {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    const auto entry = std::find_if(entries_.begin(), entries_.end(),
-                                    [window](const Entry& e) { return e.shown.window == window; });
-    if (entry != entries_.end()) {
-      observer = std::move(entry->observer);
-      entries_.erase(entry);
-    }
-  }
+  const std::unique_ptr<WindowObserver> observer = TakeOut(window);
+  PLEXION_CHECK(observer != nullptr, "a window is destroyed once");
   // Whoever visited the window has let go of it. Destroying it waits for its player's thread, so
   // it is better done without the lock.
-  service_.load()->DestroyStageWindow(window);
+  if (keyUpDelay_.count() > 0) {
+    const MutexLock lock(keysMutex_);
+    WaitForKeyUps();
+    service_.load()->DestroyStageWindow(window);
+  } else {
+    service_.load()->DestroyStageWindow(window);
+  }
+  const MutexLock lock(contentsMutex_);
+  contents_.erase(window);
+}
+
+std::unique_ptr<WindowObserver> WindowList::TakeOut(StageWindow* window) {
+  const RecursiveMutexLock lock(mutex_);
+  std::unique_ptr<WindowObserver> observer;
+  const auto entry = std::find_if(entries_.begin(), entries_.end(),
+                                  [window](const Entry& e) { return e.shown.window == window; });
+  if (entry == entries_.end()) return observer;
+  observer = std::move(entry->observer);
+  entries_.erase(entry);
+  return observer;
+}
+
+void WindowList::WaitForKeyUps() {
+  // At the end of everything no content is left that could mind a key that stays down.
+  board_.WaitUntil(keyUpsDue_, [this] { return quitting_.load(); });
 }
 
 void WindowList::TerminateAll() {
   board_.Post([this] { quitting_ = true; });
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   for (const Entry& entry : entries_) entry.shown.window->Terminate(qx::plexion::kStatusComplete);
+}
+
+std::vector<std::string> WindowList::GetContents() {
+  const MutexLock lock(contentsMutex_);
+  std::vector<std::string> contents;
+  for (const auto& [window, content] : contents_) contents.push_back(content);
+  return contents;
 }
 
 }  // namespace plexion_host

@@ -1,3 +1,5 @@
+// How far each window is: what observers post, and what the launcher's threads wait for.
+
 #include "host/launcher/run/WindowObserver.h"
 
 namespace plexion_host {
@@ -6,26 +8,26 @@ using qx::plexion::StageWindowStatus;
 
 void StatusBoard::Post(const std::function<void()>& change) {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     change();
   }
-  changed_.notify_all();
+  changed_.NotifyAll();
 }
 
 void StatusBoard::Wait(const std::function<bool()>& condition) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, condition);
+  MutexLock lock(mutex_);
+  changed_.Wait(lock, condition);
 }
 
 bool StatusBoard::WaitUntil(Clock::time_point deadline, const std::function<bool()>& condition) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_until(lock, deadline, condition);
+  MutexLock lock(mutex_);
+  return changed_.WaitUntil(lock, deadline, condition);
 }
 
 bool StatusBoard::WaitUntil(std::chrono::system_clock::time_point deadline,
                             const std::function<bool()>& condition) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_until(lock, deadline, condition);
+  MutexLock lock(mutex_);
+  return changed_.WaitUntil(lock, deadline, condition);
 }
 
 void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*window*/,
@@ -33,11 +35,7 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
                                                const qx::plexion::StageWindowStatusData* data) {
   if (status == qx::plexion::kInfoOutputPlaneUpdated) {
     // Comes with every frame: only the first is news.
-    {
-      const std::lock_guard<std::mutex> lock(board_.Mutex());
-      if (drawn_) return;
-    }
-    board_.Post([this] { drawn_ = true; });
+    if (!HasDrawn()) board_.Post([this] { drawn_ = true; });
     return;
   }
   if (status > qx::plexion::kErrorUnsupportedVersion) return;
@@ -51,7 +49,7 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
   });
 }
 
-void WindowObserver::Learn(StageWindowStatus status) {
+void WindowObserver::TakeStatus(StageWindowStatus status) {
   // A window that has no player yet says this.
   if (status == qx::plexion::kErrorModuleUnavailable) return;
   board_.Post([&] {
@@ -61,18 +59,15 @@ void WindowObserver::Learn(StageWindowStatus status) {
 }
 
 StageWindowStatus WindowObserver::GetState() {
-  const std::lock_guard<std::mutex> lock(board_.Mutex());
-  return state_;
+  return board_.Ask([this] { return state_; });
 }
 
 bool WindowObserver::HasDrawn() {
-  const std::lock_guard<std::mutex> lock(board_.Mutex());
-  return drawn_;
+  return board_.Ask([this] { return drawn_; });
 }
 
 std::optional<Ending> WindowObserver::GetEnding() {
-  const std::lock_guard<std::mutex> lock(board_.Mutex());
-  return ending_;
+  return board_.Ask([this] { return ending_; });
 }
 
 }  // namespace plexion_host

@@ -1,20 +1,21 @@
+// How far each window is: what observers post, and what the launcher's threads wait for.
+
 #ifndef HOST_LAUNCHER_RUN_WINDOWOBSERVER_H_
 #define HOST_LAUNCHER_RUN_WINDOWOBSERVER_H_
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "qx/plexion/StageWindow.h"
 #include "qx/plexion/StageWindowNotifier.h"
 
 namespace plexion_host {
 
 /// Where observers post what has changed, and the launcher's threads wait for it. Its lock is the
-/// innermost of all: nothing is called while it is held.
+/// innermost of all: nothing is called while it is held but the changes and conditions themselves.
 class StatusBoard {
  public:
   using Clock = std::chrono::steady_clock;
@@ -26,12 +27,16 @@ class StatusBoard {
   bool WaitUntil(Clock::time_point deadline, const std::function<bool()>& condition);
   bool WaitUntil(std::chrono::system_clock::time_point deadline,
                  const std::function<bool()>& condition);
-
-  std::mutex& Mutex() { return mutex_; }
+  /// What `question` answers under the lock.
+  template <typename Question>
+  auto Ask(const Question& question) {
+    const MutexLock lock(mutex_);
+    return question();
+  }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
+  Mutex mutex_;
+  Condition changed_;
 };
 
 /// Why a content ended.
@@ -50,10 +55,9 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
                                  const qx::plexion::StageWindowStatusData* data) override;
 
   /// As `window` says by itself: for what happened before this began to listen.
-  void Learn(qx::plexion::StageWindowStatus status);
+  void TakeStatus(qx::plexion::StageWindowStatus status);
 
   // The questions are for conditions of the board: under its lock.
-  qx::plexion::StageWindowStatus StateLocked() const { return state_; }
   bool HasEndedLocked() const { return ending_.has_value(); }
   /// Loaded, or further, or ended.
   bool IsLoadedLocked() const { return HasEndedLocked() || state_ >= qx::plexion::kStatusLoaded; }
@@ -68,7 +72,7 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
 
  private:
   StatusBoard& board_;
-  // Guarded by the board's lock.
+  // Under the board's lock, which the compiler cannot follow through its conditions.
   qx::plexion::StageWindowStatus state_ = qx::plexion::kStatusUnconfigured;
   bool drawn_ = false;
   std::optional<Ending> ending_;

@@ -1,3 +1,5 @@
+// From a command line to configured windows.
+
 #ifndef HOST_LAUNCHER_RUN_WINDOWOPENER_H_
 #define HOST_LAUNCHER_RUN_WINDOWOPENER_H_
 
@@ -21,24 +23,29 @@ class WindowOpener {
  public:
   explicit WindowOpener(Session& session) : session_(session) {}
 
-  /// A window for each line. Those that cannot be configured are reported and left out.
-  /// Returns  false when the service finds the command line wrong; no window is left then.
-  bool OpenAll(const std::vector<WindowLine>& lines, std::vector<OpenWindow>& opened);
+  /// Whether the service takes the options of the line.
+  bool Check(const WindowLine& line);
 
-  /// A window for one line; none when it cannot be configured, which has been reported.
+  /// A window for one line; none when it cannot be configured. That is reported now or, as long as no
+  /// window could be opened at all, with the first that is opened or by ReportFailures: finding out
+  /// why takes a bare window, and the service prints its banner and the player's version with the
+  /// first window of all or never.
   std::optional<OpenWindow> Open(const WindowLine& line);
+  void ReportFailures();
 
-  /// A player runtime module could not be had.
+  /// A player runtime module could not be had. After ReportFailures.
   bool IsRuntimeMissing() const { return runtimeMissing_; }
 
  private:
+  bool Read(const WindowLine& line, qx::plexion::StageWindowParameters& parameters);
   OpenWindow Take(qx::plexion::StageWindow* window, const WindowLine& line);
-  /// Configures a window by itself, which tells why the service could not.
-  std::optional<OpenWindow> OpenAlone(const WindowLine& line);
+  void Report(const WindowLine& line);
   /// Which runtime is missing and what to do about it; empty when none is.
   std::string MissingRuntime(bool gl);
 
   Session& session_;
+  bool anyOpened_ = false;
+  std::vector<const WindowLine*> unreported_;
   bool runtimeMissing_ = false;
 };
 

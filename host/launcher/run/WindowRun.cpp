@@ -1,36 +1,13 @@
+// All windows at the same time, until each has ended.
+
 #include "host/launcher/run/WindowRun.h"
 
-#include <cstring>
 #include <utility>
 
-#include "host/base/ModuleHandle.h"
-#include "host/contracts/IHostShell.h"
+#include "host/base/Check.h"
 #include "qx/platform/IGraphicsDriver.h"
-#include "qx/plexion/StageWindowSet.h"
 
 namespace plexion_host {
-namespace {
-
-// Windows of one line begin together, unless one takes long to load: a stalled network must not
-// keep the others from playing.
-constexpr std::chrono::seconds kWaitForOthers{2};
-
-}  // namespace
-
-bool IsPauseWanted(HostKernel& kernel) {
-  for (int i = 0; i < kernel.GetArgc(); ++i) {
-    if (std::strcmp(kernel.GetArgv()[i], "--pause") == 0) return true;
-  }
-  return false;
-}
-
-void ReleasePause(HostKernel& kernel) {
-  // By the shell itself: whoever waits for "go" destroys the command as soon as it is woken, and
-  // only the shell's own table makes that wait until the command has returned.
-  std::string error;
-  const ModuleHandle<IHostShell> shell(kernel, kernel.TryAcquireModule("IHostShell", error));
-  if (shell) shell->TryLine("go --rundefault");
-}
 
 Ending EndingOf(const OpenWindow& window) {
   if (const auto ending = window.observer->GetEnding()) return *ending;
@@ -52,9 +29,9 @@ void WindowRun::Run() {
 
 void WindowRun::RunOne() {
   const OpenWindow& open = items_[0].open;
-  session_.pausePending = IsPauseWanted(session_.kernel);
+  // With "--pause" it waits in here for "go", which may bring another address.
   const bool loaded = !session_.windows.IsQuitting() && open.window->LoadForLFD();
-  session_.pausePending = false;
+  session_.windows.SetPausePending(false);
   if (loaded) {
     // A slow load has only been begun.
     session_.windows.Board().Wait([&] { return open.observer->IsReadyLocked(); });
@@ -67,27 +44,8 @@ void WindowRun::RunOne() {
   Finish(0);
 }
 
-void WindowRun::WaitForGo() {
-  if (!IsPauseWanted(session_.kernel)) return;
-  // Before the question: whoever asks for the end from now on types "go" as well.
-  session_.pausePending = true;
-  if (!session_.windows.IsQuitting()) {
-    // Without a shell nobody could say it, and the service does not wait.
-    std::string error;
-    IQXModule* const shell = session_.kernel.TryAcquireModule("IShell", error);
-    if (shell != nullptr) {
-      session_.kernel.Printf("Plexion suspended until you use the \"go\" command.\n");
-    }
-    session_.kernel.ReleaseModule(shell);
-    // A run of no windows is the wait for "go" and nothing else.
-    qx::plexion::StageWindowSet none;
-    session_.service->RunStageWindowSetToCompletion(none);
-  }
-  session_.pausePending = false;
-}
-
 void WindowRun::RunSeveral() {
-  WaitForGo();
+  session_.WaitForGo();
   for (Item& item : items_) item.refused = !item.open.window->LoadMVXAsync();
   session_.WaitForDisplay();
   for (size_t i = items_.size(); i-- > 0;) {
@@ -116,15 +74,15 @@ bool WindowRun::MayPlayYet() {
   StatusBoard& board = session_.windows.Board();
   bool anyReady = false;
   bool anyPlaying = false;
-  {
-    const std::lock_guard<std::mutex> lock(board.Mutex());
+  board.Ask([&] {
     for (const Item& item : items_) {
       anyPlaying = anyPlaying || item.phase == Phase::kPlaying;
       anyReady = anyReady || (item.phase == Phase::kShown && item.open.observer->IsReadyLocked());
     }
-  }
+    return 0;
+  });
   if (anyPlaying || !anyReady) return anyPlaying;
-  board.WaitUntil(StatusBoard::Clock::now() + kWaitForOthers, [this] {
+  board.WaitUntil(StatusBoard::Clock::now() + session_.waitForOthers, [this] {
     for (const Item& item : items_) {
       if (!item.open.observer->IsReadyLocked()) return false;
     }
@@ -138,15 +96,11 @@ bool WindowRun::Advance(bool mayPlay) {
   bool moved = false;
   for (size_t i = 0; i < items_.size();) {
     Item& item = items_[i];
-    bool ended = false;
-    bool loaded = false;
-    bool ready = false;
-    {
-      const std::lock_guard<std::mutex> lock(session_.windows.Board().Mutex());
-      ended = item.open.observer->HasEndedLocked();
-      loaded = item.open.observer->IsLoadedLocked();
-      ready = item.open.observer->IsReadyLocked();
-    }
+    const WindowObserver& observer = *item.open.observer;
+    StatusBoard& board = session_.windows.Board();
+    const bool ended = board.Ask([&] { return observer.HasEndedLocked(); });
+    const bool loaded = board.Ask([&] { return observer.IsLoadedLocked(); });
+    const bool ready = board.Ask([&] { return observer.IsReadyLocked(); });
     bool failed = false;
     if (!ended && item.phase == Phase::kLoading && loaded) {
       failed = !CreatePlanes(i);
@@ -185,6 +139,7 @@ bool WindowRun::CreatePlanes(size_t index) {
 }
 
 void WindowRun::Finish(size_t index) {
+  PLEXION_CHECK(index < items_.size(), "a window of the run ends once");
   const OpenWindow open = items_[index].open;
   items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
   const Ending ending = EndingOf(open);

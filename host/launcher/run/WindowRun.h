@@ -1,3 +1,5 @@
+// All windows at the same time, until each has ended.
+
 #ifndef HOST_LAUNCHER_RUN_WINDOWRUN_H_
 #define HOST_LAUNCHER_RUN_WINDOWRUN_H_
 
@@ -25,7 +27,6 @@ class WindowRun {
   /// The service's own way: load (and, paused, wait for "go" with its address), then play.
   void RunOne();
   void RunSeveral();
-  void WaitForGo();
   /// Moves each window as far as it can go without waiting. Returns  false when nothing changed.
   bool Advance(bool mayPlay);
   bool MayPlayYet();
@@ -36,13 +37,6 @@ class WindowRun {
   Session& session_;
   std::vector<Item> items_;
 };
-
-/// "--pause" stands somewhere on the host's command line, as the service looks for it.
-bool IsPauseWanted(HostKernel& kernel);
-
-/// Types "go" in the operator's stead, so that what waits for it goes on: called when the end was
-/// asked for meanwhile.
-void ReleasePause(HostKernel& kernel);
 
 /// The ending of a window whose planes or play failed: what the player said first, or else what the
 /// window says now.

@@ -1,3 +1,4 @@
+// The engine for applications: loads the parts, and moves script, stage and players on together.
 #include "host/player/application/ApplicationEngine.h"
 
 #include <math.h>
@@ -6,9 +7,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 #include <vector>
 
+#include "host/base/Text.h"
+#include "host/player/application/Notices.h"
 #include "host/player/application/document/Document.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/paint/Painter.h"
@@ -24,6 +29,8 @@ namespace {
 
 constexpr char kDocumentName[] = "application.xml";
 constexpr char kFontFolder[] = "fonts";
+/// Each stays open while the application plays.
+constexpr size_t kMostFonts = 200;
 constexpr double kTolerance = 1e-6;
 constexpr std::chrono::milliseconds kLongestFirstWait{3000};
 /// Of handlers that make elements play, whose events call handlers again.
@@ -68,9 +75,12 @@ class ApplicationEngine final : public Engine {
   ApplicationEngine(EngineHost& host, EngineSource& engines, ApplicationClocks clocks)
       : host_(host),
         clocks_(std::move(clocks)),
+        notices_(host),
         animations_(stage_),
-        played_(stage_, base_, host, engines),
-        painter_(stage_, texts_, played_, host.Memory()) {}
+        texts_(ForDrawing()),
+        pictures_(host.Memory()),
+        played_(stage_, base_, host, engines, notices_),
+        painter_(stage_, texts_, played_, host.Memory(), ForDrawing()) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     std::vector<ScriptReference> scripts;
@@ -172,18 +182,53 @@ class ApplicationEngine final : public Engine {
   }
 
   void AddFonts() {
-    std::string ignored;
-    if (base_.OpenFolder(kFontFolder, ignored).IsOpen()) {
-      texts_.AddFontFolder(base_.Path() + "/" + kFontFolder);
+    std::string error;
+    if (base_.OpenFolder(kFontFolder, error).IsOpen()) AddFontsOf(kFontFolder);
+    for (const std::string& folder : SplitAt(host_.Settings().fontDirs, ',')) {
+      if (!folder.empty()) AddFontsOfDevice(folder);
     }
-    const std::string& folders = host_.Settings().fontDirs;
-    for (size_t at = 0; at < folders.size();) {
-      const size_t end = std::min(folders.find(',', at), folders.size());
-      const std::string folder = folders.substr(at, end - at);
-      at = end + 1;
-      if (!folder.empty() && !texts_.AddFontFolder(folder)) {
-        Warn("--fontdirs: no font was found in \"" + folder + "\"");
+  }
+
+  /// Of a folder of the application: only files that are there themselves, no links and no pipes.
+  void AddFontsOf(const std::string& folder) {
+    std::vector<std::string> names;
+    std::string error;
+    if (!base_.List(folder, names, error)) {
+      notices_.Tell(error);
+      return;
+    }
+    for (const std::string& name : names) {
+      if (host_.Cancelled()) return;
+      if (fontCount_ >= kMostFonts) {
+        notices_.Tell("\"" + folder + "\": more than " + std::to_string(kMostFonts) +
+                      " fonts; the others are not used");
+        return;
       }
+      if (name.back() == '/') {
+        AddFontsOf(folder + "/" + name.substr(0, name.size() - 1));
+        continue;
+      }
+      OpenFile file = base_.OpenRegular(folder + "/" + name, error);
+      if (!file.IsOpen()) {
+        notices_.Tell(error);
+      } else if (texts_.AddFont(std::move(file))) {
+        ++fontCount_;
+      }
+    }
+  }
+
+  /// Of a folder that the operator names, whose links are the operator's own.
+  void AddFontsOfDevice(const std::string& folder) {
+    const size_t before = fontCount_;
+    std::error_code ignored;
+    for (auto at = std::filesystem::recursive_directory_iterator(folder, ignored);
+         !ignored && at != std::filesystem::recursive_directory_iterator() &&
+         fontCount_ < kMostFonts && !host_.Cancelled();
+         at.increment(ignored)) {
+      if (at->is_regular_file(ignored) && texts_.AddFont(at->path().string())) ++fontCount_;
+    }
+    if (fontCount_ == before) {
+      Warn("--fontdirs: no font was found in \"" + PrintableWord(folder) + "\"");
     }
   }
 
@@ -219,12 +264,11 @@ class ApplicationEngine final : public Engine {
     std::string error;
     const OpenFile file = base_.OpenRegular(element.src, error);
     std::shared_ptr<Picture> picture;
-    if (file.IsOpen()) picture = DecodePicture(file.Descriptor(), host_.Memory(), error);
+    if (file.IsOpen()) picture = pictures_.Open(file, error);
     if (picture == nullptr) {
       element.failure = error;
       pending_.push_back({element.handle, PlayedEvent::kFailed, error});
-      host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
-                   "<image> \"" + element.src + "\": " + error);
+      notices_.Tell(element, error);
       return;
     }
     if (element.width == 0 && element.height == 0) {
@@ -318,15 +362,25 @@ class ApplicationEngine final : public Engine {
     return std::max(step.position + 1, static_cast<uint64_t>(std::max(position, 0.0)));
   }
 
+  DrawingHost ForDrawing() {
+    return {[this] { return host_.Cancelled(); },
+            [this](const Element& element, const std::string& reason) {
+              notices_.Tell(element, reason);
+            }};
+  }
+
   EngineHost& host_;
   const ApplicationClocks clocks_;
+  Notices notices_;
   Stage stage_;
   Animations animations_;
   TextSetter texts_;
+  size_t fontCount_ = 0;
   std::string documentName_;
   BaseFolder documentFolder_;
   BaseFolder base_;
   BaseFolder extensions_;
+  PictureShelf pictures_;
   PlayedElements played_;
   Painter painter_;
   std::unique_ptr<Behaviour> behaviour_;

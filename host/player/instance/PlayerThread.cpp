@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "host/base/Text.h"
 #include "host/player/instance/PlayerInstance.h"
 #include "host/player/instance/SettingsReport.h"
 
@@ -101,6 +102,12 @@ void PlayerInstance::Execute(Command& command) {
       if (engine_ != nullptr) engine_->OnProxy(command.proxy);
       break;
     case Command::kNotify:
+      // Whoever stands before the device hears it, too, whichever engine it comes from.
+      if (command.event == qx::plexion::kInfoUnsupportedPlaceholderRendered) {
+        IQXKernel::GetKernel()->Printf("YELLOW ALERT: %s: %s\n",
+                                       PrintableWord(content_.name).c_str(),
+                                       PrintableWord(command.error.message).c_str());
+      }
       Announce(command.event, command.error.message.c_str());
       break;
     case Command::kFail:

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
@@ -25,7 +26,7 @@ class RecordingHost final : public EngineHost {
  public:
   MemoryWatchdog* Memory() override { return nullptr; }
   const PlayerSettings& Settings() override { return settings; }
-  bool Cancelled() override { return cancelled; }
+  bool Cancelled() override { return ++looks > cancelAfter || cancelled; }
   void ReportProgress(unsigned percent) override { progress.push_back(percent); }
   void RequestFrame() override {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -45,6 +46,14 @@ class RecordingHost final : public EngineHost {
     requested_ = false;
     return came;
   }
+  /// What could not be drawn or opened.
+  std::vector<std::string> Notices() const {
+    std::vector<std::string> notices;
+    for (const auto& note : notes) {
+      if (note.first == kInfoUnsupportedPlaceholderRendered) notices.push_back(note.second);
+    }
+    return notices;
+  }
   std::vector<std::string> Traces() const {
     std::vector<std::string> traces;
     for (const auto& note : notes) {
@@ -55,6 +64,8 @@ class RecordingHost final : public EngineHost {
 
   PlayerSettings settings;
   bool cancelled = false;
+  std::atomic<uint64_t> looks{0};  ///< how often somebody asked whether to end
+  uint64_t cancelAfter = UINT64_MAX;
   bool completed = false;
   EngineError failure = {kStatusUnconfigured, ""};
   std::vector<unsigned> progress;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <thread>
 
+#include "host/player/application/played/PlayedElements.h"
 #include "tests/host/application/ApplicationFixture.h"
 
 namespace plexion_host::player::application {
@@ -225,7 +226,11 @@ TEST_F(PlayedTest, ABrokenMediumIsToldAndTheApplicationGoesOn) {
       {"none.clip", "cannot open \"none.clip\": No such file or directory"},
       {"http://127.0.0.1/a.mp4", "it is an address; an application reads the files of its folder"},
       {"application.xml", "it is an application; expected a movie or a medium"},
+      {"hls.clip", "it is a list of other files or addresses"},
+      {"dash.clip", "it is a list of other files or addresses"},
   };
+  Write("hls.clip", "#EXTM3U\n#EXTINF:1,\nhttp://127.0.0.1:9/a.ts\n");
+  Write("dash.clip", "<?xml version='1.0'?>\n<MPD><BaseURL>http://127.0.0.1:9/</BaseURL></MPD>");
   for (const auto& each : cases) {
     host_.notes.clear();
     position_ = 0;
@@ -248,6 +253,18 @@ TEST_F(PlayedTest, ABrokenMediumIsToldAndTheApplicationGoesOn) {
     VisitUntil([this] { return Heard("m\tready"); });
     EXPECT_EQ(kGreen, At(30, 15)) << "another source puts it right";
   }
+}
+
+TEST_F(PlayedTest, OnlySoManyPlayAtOnce) {
+  std::string media;
+  for (int i = 0; i < 2000; ++i) media += "<media src='green.clip' width='9' height='9'/>";
+  ASSERT_TRUE(LoadDocument("<application width='64' height='36'><scene id='s'>" + media +
+                           "</scene></application>"));
+  RunTo(0);
+  EXPECT_EQ(kMostPlayers, static_cast<size_t>(studio_.engines));
+  EXPECT_EQ(std::vector<std::string>{"<media> \"green.clip\": there are 32 movies and media "
+                                     "already, which is the most that play at once"},
+            host_.Notices());
 }
 
 TEST_F(PlayedTest, TheScriptPausesAndSetsTheVolume) {

@@ -94,6 +94,21 @@ TEST_F(InputRouterTest, APressActivatesTheWindowInFrontOfThePointer) {
   EXPECT_EQ((Lines{"activate 2", "down 0 50 10"}), stage_.Taken()) << "hidden windows are not hit";
 }
 
+TEST_F(InputRouterTest, AWindowThatBecomesActiveMeanwhileGetsNothingOfAnothersPlane) {
+  Window& first = stage_.OpenWindow({0, 0, 300, 300});
+  Window& second = stage_.OpenWindow({200, 0, 300, 300});
+  stage_.onActiveAsked = [&] { stage_.active = &second; };
+  const auto again = [&] { stage_.active = &first; };
+  again();
+  router_.PointerMove(kDisplay, 10, 20);
+  again();
+  router_.PointerDown(kDisplay, kLeft, 30, 40);
+  again();
+  router_.PointerUp(kDisplay, kLeft, 50, 60);
+  stage_.onActiveAsked = nullptr;
+  EXPECT_EQ((Lines{"window 1 move 10 20", "window 1 down 0 30 40", "up 0 50 60"}), stage_.Taken());
+}
+
 TEST_F(InputRouterTest, APressOnNothingOrOnAWindowThatDoesNotPlayIsDropped) {
   stage_.OpenWindow({0, 0, 300, 300});
   Window& paused = stage_.OpenWindow({200, 0, 300, 300});

@@ -26,7 +26,11 @@ class InputStage : public IHostWindows, public FakeService {
 
     Rect GetRectOnScreen() const override { return plane != nullptr ? plane->GetRect() : rect_; }
     qx::platform::OutputPlane* GetOutputPlane() override { return plane; }
-    bool IsActiveStageWindow() override { return stage_.active == this; }
+    bool IsActiveStageWindow() override {
+      const bool active = stage_.active == this;
+      if (stage_.onActiveAsked) stage_.onActiveAsked();
+      return active;
+    }
     bool SetActiveStageWindow() override {
       if (playing && stage_.active != this) {
         stage_.active = this;
@@ -34,12 +38,21 @@ class InputStage : public IHostWindows, public FakeService {
       }
       return stage_.active == this;
     }
+    void DispatchMouseButtonDown(qx::plexion::MouseButton button, unsigned short x,
+                                 unsigned short y) override {
+      stage_.Write(*this, "down", button, x, y);
+    }
     void DispatchMouseButtonUp(qx::plexion::MouseButton button, unsigned short x,
                                unsigned short y) override {
-      stage_.Write("window", number_, "up", button, x, y);
+      stage_.Write(*this, "up", button, x, y);
     }
     void DispatchMouseMove(unsigned short x, unsigned short y) override {
-      stage_.Write("window", number_, "move", x, y);
+      stage_.Write(*this, "move", x, y);
+    }
+    /// Named in the journal unless it is the active one.
+    friend std::ostream& operator<<(std::ostream& stream, const Window& window) {
+      if (window.stage_.active != &window) stream << "window " << window.number_ << ' ';
+      return stream;
     }
 
     qx::platform::OutputPlane* plane = nullptr;
@@ -101,13 +114,6 @@ class InputStage : public IHostWindows, public FakeService {
   // The service
   void DispatchKeyDown(unsigned long key) override { Write("key down", key); }
   void DispatchKeyUp(unsigned long key) override { Write("key up", key); }
-  void DispatchMouseButtonDown(MouseButton button, unsigned short x, unsigned short y) override {
-    Write("down", button, x, y);
-  }
-  void DispatchMouseButtonUp(MouseButton button, unsigned short x, unsigned short y) override {
-    Write("up", button, x, y);
-  }
-  void DispatchMouseMove(unsigned short x, unsigned short y) override { Write("move", x, y); }
   void DispatchScrollWheelScroll(qx::plexion::ScrollWheelDirection direction,
                                  unsigned short delta) override {
     Write("scroll", direction, delta);
@@ -116,6 +122,7 @@ class InputStage : public IHostWindows, public FakeService {
   std::vector<HostWindow> windows;
   Window* active = nullptr;
   bool hasService = true;
+  std::function<void()> onActiveAsked;  ///< called behind each question whether a window is active
 
  private:
   template <class... Words>
@@ -123,7 +130,7 @@ class InputStage : public IHostWindows, public FakeService {
     const std::lock_guard<std::mutex> gate(gate_);
     std::ostringstream line;
     const char* gap = "";
-    ((line << gap << words, gap = " "), ...);
+    ((line << gap << words, gap = line.str().empty() || line.str().back() == ' ' ? "" : " "), ...);
     const std::lock_guard<std::mutex> lock(mutex_);
     journal_.push_back(line.str());
     written_.notify_all();

@@ -64,5 +64,46 @@ TEST_F(ConsoleTest, CallsTheHooksAroundEachPieceOfOutput) {
   EXPECT_EQ("<one\n>two\n", output_.Read());
 }
 
+TEST_F(ConsoleTest, LetsNothingThroughThatSteersATerminal) {
+  kernel_->Printf("\033]0;title\007 %s\n", "\xC3\xA4\x9B");
+  EXPECT_EQ("\\x1B]0;title\\x07 \xC3\xA4\\x9B\n", output_.Read());
+  kernel_->GetConsole().PrintError("a\rb\n");
+  EXPECT_EQ("a\\x0Db\n", errors_.Read());
+  kernel_->GetConsole().BeginCapture();
+  kernel_->Printf("\033c");
+  EXPECT_EQ("\\x1Bc", kernel_->GetConsole().EndCapture()) << "a socket's reader has a terminal too";
+}
+
+TEST_F(ConsoleTest, NobodyWaitsForAReaderThatDoesNotRead) {
+  int ends[2];
+  ASSERT_EQ(0, pipe(ends));  // blocking, as a launcher's standard output is
+  constexpr size_t kLine = 1000;
+  constexpr size_t kLines = 3000;  // three times what is kept
+  std::string text;
+  {
+    Console console(ends[1], errors_.WriteEnd());
+    for (size_t i = 0; i < kLines; ++i) console.Print(std::string(kLine - 1, 'x') + "\n");
+    console.PrintError("still heard\n");
+    EXPECT_EQ("still heard\n", errors_.Read());
+    std::thread reader([&] {
+      char buffer[65536];
+      for (ssize_t n; (n = read(ends[0], buffer, sizeof(buffer))) > 0;) {
+        text.append(buffer, static_cast<size_t>(n));
+      }
+    });
+    console.Flush(std::chrono::minutes(1));
+    close(ends[1]);
+    reader.join();
+  }
+  close(ends[0]);
+  const size_t told = text.find("plexion: ");
+  ASSERT_NE(std::string::npos, told);
+  EXPECT_EQ(0U, told % kLine) << "whole lines are kept or dropped";
+  EXPECT_GE(told, Console::kMaxKept - kLine);
+  EXPECT_EQ("plexion: " + std::to_string(kLines * kLine - told) +
+                " bytes of output are left out here: nobody read them in time\n",
+            text.substr(told));
+}
+
 }  // namespace
 }  // namespace plexion_host

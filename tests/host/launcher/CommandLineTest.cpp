@@ -89,8 +89,8 @@ TEST(CommandLineTest, SaysWhatIsWrongAndWhatWouldBeRight) {
       {{"--key-mode", "auto-repeat,5"}, "'auto-repeat,5' is not"},
       {{"--key-mode", "simulate-key-up,x"}, "'simulate-key-up,x' is not"},
       {{"--start-at", "25:00:00"}, "--start-at: '25:00:00' is not a time"},
-      {{"--modulemap", "IShell"}, "--modulemap: expected NAME:FILE"},
-      {{"--modulemap", ":file"}, "--modulemap: expected NAME:FILE"},
+      {{"--modulemap", "IShell"}, "--modulemap: 'IShell' is not NAME:FILE"},
+      {{"--load-timeout", "0"}, "--load-timeout: '0' is not a number of milliseconds"},
       {{"--loop"}, "--loop: it needs --signage"},
       {{"--display", "window", "--display", "window"}, "--display"},
   };

@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <future>
 
@@ -52,43 +50,6 @@ TEST(ControlThreadTest, ACancelledTimerDoesNotRun) {
   control.Stop();
   EXPECT_FALSE(ran);
 }
-
-// In processes of their own: signals would reach the test program.
-class SignalTest : public ::testing::TestWithParam<int> {
- protected:
-  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-TEST_P(SignalTest, TheFirstOneAsksForTheEnd) {
-  EXPECT_EXIT(
-      {
-        ControlThread::BlockSignals();
-        ControlThread control;
-        control.Start([]() -> bool { _exit(7); });
-        kill(getpid(), GetParam());
-        while (true) pause();
-      },
-      ::testing::ExitedWithCode(7), "");
-}
-
-TEST_P(SignalTest, TheSecondOneEndsTheProcess) {
-  EXPECT_EXIT(
-      {
-        ControlThread::BlockSignals();
-        ControlThread control;
-        const int number = GetParam();
-        // Ends nothing; each time it is asked, the impatient person presses again.
-        control.Start([number] {
-          kill(getpid(), number);
-          return false;
-        });
-        kill(getpid(), number);
-        while (true) pause();
-      },
-      ::testing::ExitedWithCode(128 + GetParam()), "");
-}
-
-INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 }  // namespace
 }  // namespace plexion_host

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "host/launcher/run/WindowList.h"
+#include "tests/host/launcher/RunStage.h"
 
 namespace plexion_host {
 namespace {
@@ -46,11 +47,11 @@ TEST_F(StatusesTest, EventsAreNoStates) {
 
 TEST_F(StatusesTest, WhatAWindowSaysBeforeItHasAPlayerIsNoEnding) {
   WindowObserver observer(board_);
-  observer.Learn(kErrorModuleUnavailable);
+  observer.TakeStatus(kErrorModuleUnavailable);
   EXPECT_FALSE(observer.GetEnding().has_value());
-  observer.Learn(kStatusConfigured);
+  observer.TakeStatus(kStatusConfigured);
   EXPECT_EQ(kStatusConfigured, observer.GetState());
-  observer.Learn(kErrorInvalidURL);
+  observer.TakeStatus(kErrorInvalidURL);
   EXPECT_TRUE(observer.GetEnding().has_value());
 }
 
@@ -76,6 +77,26 @@ TEST_F(StatusesTest, AskingForTheEndWakesWhoeverWaits) {
   board_.Wait([&] { return windows.IsQuitting(); });
   person.join();
   EXPECT_EQ(1, asked);
+}
+
+TEST(KeyUps, AreDeliveredBeforeAWindowTakesThemWithIt) {
+  RunStage stage;
+  stage.windows.SetKeyUpDelay(std::chrono::milliseconds(40));
+  const WindowLine line;
+  StageWindow* const first = stage.service.CreateStageWindow();
+  StageWindow* const second = stage.service.CreateStageWindow();
+  stage.windows.Add(first, line);
+  stage.windows.Add(second, line);
+  const auto pressed = StatusBoard::Clock::now();
+  stage.windows.DispatchKeyDown(65);
+  stage.windows.Destroy(first);
+  EXPECT_GE(StatusBoard::Clock::now() - pressed, std::chrono::milliseconds(40));
+  stage.windows.SetKeyUpDelay(std::chrono::hours(1));
+  stage.windows.DispatchKeyDown(65);
+  stage.windows.RequestQuit();
+  stage.windows.Destroy(second);  // at the end nobody is left to mind
+  EXPECT_EQ(stage.service.Journal(),
+            (Lines{"bare", "bare", "key 65", "destroy", "key 65", "destroy"}));
 }
 
 }  // namespace

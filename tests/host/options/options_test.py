@@ -270,9 +270,9 @@ class Document(unittest.TestCase):
         self.rows = {cells[1].strip(" `"): [cell.strip() for cell in cells[1:-1]] for cells in
                      (re.split(r"(?<!\\)\|", line) for line in self.text.splitlines()
                       if line.startswith("| "))}
-        self.service = re.findall(r'(?:Read|Text|Switch|Ignored)\("(\w+)"',
-                                  read("qx/plexion/service/CommandLine.cpp"))
-        self.launcher = re.findall(r'add_(?:option|flag)\("(?:-h,)?(--[\w-]+)"',
+        self.service = re.findall(r'^    \w+<T>\("(\w+)",',
+                                  read("qx/plexion/CommandLineGrammar.h"), re.M)
+        self.launcher = re.findall(r'(?:Add|AddText|add_flag)\("(?:-h,)?(--[\w-]+)"',
                                    read("host/launcher/options/CommandLine.cpp"))
         self.tests = {}  # "Suite.Name" to the test's text
         for folder, _, names in os.walk(os.path.join(ROOT, "tests")):

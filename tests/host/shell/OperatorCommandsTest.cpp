@@ -125,7 +125,10 @@ TEST_F(OperatorCommandsTest, QuitAsksTheLauncherToEnd) {
 
 TEST_F(OperatorCommandsTest, KeysAndClicksGoTheWayOfAllInput) {
   FakeInput input;
-  context_.input = &input;
+  {
+    const MutexLock lock(context_.mutex);
+    context_.input = &input;
+  }
   EXPECT_EQ(Run("key ok"), "OK");
   EXPECT_EQ(Run("key ok down"), "OK");
   EXPECT_EQ(Run("key ok up"), "OK");
@@ -136,23 +139,19 @@ TEST_F(OperatorCommandsTest, KeysAndClicksGoTheWayOfAllInput) {
                                        "release 3,4"));
 }
 
-TEST(OperatorShell, IsWantedWhenTheCommandLineAsksForOne) {
-  EXPECT_FALSE(OperatorShell::IsWanted({"plexion", "a.mvx"}, ""));
-  EXPECT_TRUE(OperatorShell::IsWanted({"plexion", "a.mvx"}, "/tmp/s"));
-  EXPECT_TRUE(OperatorShell::IsWanted({"plexion", "--useshell", "a.mvx"}, ""));
-  EXPECT_TRUE(OperatorShell::IsWanted({"plexion", "a.mvx", "--pause"}, ""));
-}
-
 TEST(OperatorShell, DoesWithoutTheModuleUnlessASocketIsAskedFor) {
   Windows windows;
+  LauncherOptions options;
   std::string error;
-  {
-    OperatorShell shell(TestKernel(), windows);
-    EXPECT_TRUE(shell.Open("", error));
-  }
+  EXPECT_TRUE(OperatorShell(TestKernel(), windows).Open(options, error));
+  EXPECT_EQ(error, "") << "a shell that nobody wants is not looked for";
+  options.pause = true;
   OperatorShell shell(TestKernel(), windows);
-  EXPECT_FALSE(shell.Open("/tmp/socket", error));
+  EXPECT_TRUE(shell.Open(options, error));
   EXPECT_THAT(error, StartsWith("module IShell is not available: no library IShell.so"));
+  shell.SayGo();
+  options.shellSocket = "/tmp/socket";
+  EXPECT_FALSE(OperatorShell(TestKernel(), windows).Open(options, error));
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/base/Text.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -196,7 +198,8 @@ class Reading {
     const char first = rest.empty() ? '\0' : rest[0];
     const auto code = static_cast<unsigned char>(first);
     const std::string place = "byte " + std::to_string(before.size());
-    if (code >= 0x80 && FindInvalidUtf8(rest) == 0) {
+    std::string_view left = rest;
+    if (code >= 0x80 && !TakeCodePoint(left)) {
       return place + " is not valid UTF-8 text; expected UTF-8";
     }
     if (code < 0x20 && !IsBlank(first)) return place + " is a control character; expected text";
@@ -231,34 +234,11 @@ std::string Describe(const std::string& file, const DocumentError& error) {
   std::string text = file + ":" + std::to_string(error.place.line) + ":" +
                      std::to_string(error.place.column) + ": ";
   if (!error.element.empty()) text += "<" + error.element + ">: ";
-  return text + error.what;
+  return PrintableWord(text + error.what);
 }
 
 bool ReadXml(std::string_view text, XmlHandler& handler, DocumentError& error) {
   return Reading(text, handler, error).Run();
-}
-
-size_t FindInvalidUtf8(std::string_view text) {
-  for (size_t at = 0; at < text.size();) {
-    const auto first = static_cast<unsigned char>(text[at]);
-    const size_t length = first < 0x80                    ? 1
-                          : first >= 0xc2 && first < 0xe0 ? 2
-                          : first >= 0xe0 && first < 0xf0 ? 3
-                          : first >= 0xf0 && first < 0xf5 ? 4
-                                                          : 0;
-    if (length == 0 || at + length > text.size()) return at;
-    unsigned code = length == 1 ? first : first & (0xffu >> (length + 1));
-    for (size_t i = 1; i < length; ++i) {
-      const auto next = static_cast<unsigned char>(text[at + i]);
-      if ((next & 0xc0) != 0x80) return at;
-      code = code << 6 | (next & 0x3fu);
-    }
-    // Too long for what it says, a surrogate, or beyond the last character.
-    const bool tooLong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
-    if (tooLong || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) return at;
-    at += length;
-  }
-  return std::string_view::npos;
 }
 
 }  // namespace plexion_host::player::application

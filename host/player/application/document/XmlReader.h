@@ -54,9 +54,6 @@ class XmlHandler {
 ///          stands before it.
 bool ReadXml(std::string_view text, XmlHandler& handler, DocumentError& error);
 
-/// Position of the first byte that is not part of valid UTF-8, or npos.
-size_t FindInvalidUtf8(std::string_view text);
-
 }  // namespace plexion_host::player::application
 
 #endif  // HOST_PLAYER_APPLICATION_DOCUMENT_XMLREADER_H_

@@ -1,3 +1,4 @@
+// Opens files below a folder and nowhere else; the operating system resolves the names.
 #include "host/player/application/files/BaseFolder.h"
 
 #include <dirent.h>
@@ -12,6 +13,8 @@
 #include <memory>
 #include <system_error>
 
+#include "host/base/Text.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -23,6 +26,11 @@ std::string Reason(int number) {
   // What the kernel says of a way out is of no help to the author of an application.
   if (number == EXDEV || number == ELOOP) return "it leads out of the application's folder";
   return std::generic_category().message(number);
+}
+
+/// A name in a message: it comes from a document, a script or a folder's listing.
+std::string Shown(std::string_view name) {
+  return "\"" + PrintableWord(name.substr(0, 200)) + "\"";
 }
 
 /// For kernels before 5.6: one component at a time, none of them a link, none of them upwards.
@@ -75,7 +83,7 @@ bool BaseFolder::Open(const std::string& path, std::string& error) {
 }
 
 OpenFile BaseFolder::OpenInside(std::string_view name, int flags, std::string& error) const {
-  const std::string shown = "\"" + std::string(name.substr(0, 200)) + "\"";
+  const std::string shown = Shown(name);
   if (name.size() > kLongestName || name.find('\0') != std::string_view::npos) {
     error = "cannot open " + shown + ": expected a file name of at most " +
             std::to_string(kLongestName) + " bytes without a zero byte";
@@ -111,7 +119,7 @@ OpenFile BaseFolder::OpenRegular(std::string_view name, std::string& error) cons
   if (!file.IsOpen()) return file;
   struct stat status = {};
   if (fstat(file.Descriptor(), &status) == 0 && S_ISREG(status.st_mode)) return file;
-  error = "cannot open \"" + std::string(name) + "\": it is not a file";
+  error = "cannot open " + Shown(name) + ": it is not a file";
   return OpenFile();
 }
 
@@ -129,13 +137,13 @@ bool BaseFolder::Read(std::string_view name, uint64_t limitBytes, std::string& b
     const ssize_t got = read(file.Descriptor(), chunk, sizeof chunk);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
-      error = "cannot read \"" + std::string(name) + "\": " + Reason(errno);
+      error = "cannot read " + Shown(name) + ": " + Reason(errno);
       return false;
     }
     if (got == 0) return true;
     bytes.append(chunk, static_cast<size_t>(got));
     if (bytes.size() > limitBytes) {
-      error = "\"" + std::string(name) + "\" has more than the " + std::to_string(limitBytes) +
+      error = Shown(name) + " has more than the " + std::to_string(limitBytes) +
               " bytes that are allowed";
       return false;
     }
@@ -148,14 +156,13 @@ bool BaseFolder::List(std::string_view name, std::vector<std::string>& names,
   if (!folder.IsOpen()) return false;
   std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(dup(folder.Descriptor())), closedir);
   if (stream == nullptr) {
-    error = "cannot list \"" + std::string(name) + "\": " + Reason(errno);
+    error = "cannot list " + Shown(name) + ": " + Reason(errno);
     return false;
   }
   while (const dirent* entry = readdir(stream.get())) {
     if (entry->d_name[0] == '.') continue;
     if (names.size() >= kMostListed) {
-      error =
-          "\"" + std::string(name) + "\" holds more than " + std::to_string(kMostListed) + " files";
+      error = Shown(name) + " holds more than " + std::to_string(kMostListed) + " files";
       return false;
     }
     names.push_back(entry->d_name);

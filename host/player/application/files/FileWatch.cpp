@@ -1,13 +1,14 @@
+// Waits for files to change, in a thread that the operating system wakes.
 #include "host/player/application/files/FileWatch.h"
 
 #include <errno.h>
 #include <poll.h>
-#include <pthread.h>
-#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
 #include <system_error>
+
+#include "host/base/Text.h"
 
 namespace plexion_host::player::application {
 
@@ -18,22 +19,23 @@ constexpr uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_D
 }  // namespace
 
 FileWatch::~FileWatch() {
-  if (!thread_.joinable()) return;
-  const uint64_t one = 1;
-  while (write(stop_.Descriptor(), &one, sizeof one) < 0 && errno == EINTR) {
-  }
-  thread_.join();
+  stop_.Raise();
+  thread_.Join();
 }
 
 bool FileWatch::Add(const BaseFolder& base, const std::string& name, std::string& error) {
-  if (!events_.IsOpen()) {
+  if (!thread_.IsJoinable()) {
     events_ = OpenFile(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    stop_ = OpenFile(eventfd(0, EFD_CLOEXEC));
-    if (!events_.IsOpen() || !stop_.IsOpen()) {
+    if (!events_.IsOpen() || stop_.Fd() < 0) {
       error = "files cannot be watched: " + std::generic_category().message(errno);
       return false;
     }
-    thread_ = std::thread([this] { Run(); });
+    try {
+      thread_ = NamedThread("PlexionFiles", [this] { Run(); });
+    } catch (const std::system_error& reason) {
+      error = std::string("files cannot be watched: ") + reason.what();
+      return false;
+    }
   }
   std::string file;
   std::string ignored;
@@ -47,25 +49,25 @@ bool FileWatch::Add(const BaseFolder& base, const std::string& name, std::string
   // The kernel resolves this name to the open folder itself, so nothing else is ever watched.
   const int watch = inotify_add_watch(events_.Descriptor(), folder.Path().c_str(), kEvents);
   if (watch < 0) {
-    error = "\"" + name + "\" cannot be watched: " + std::generic_category().message(errno);
+    error = "\"" + PrintableWord(name) +
+            "\" cannot be watched: " + std::generic_category().message(errno);
     return false;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   entries_.push_back({watch, file, name});
   return true;
 }
 
 std::vector<std::string> FileWatch::TakeChanged() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   std::vector<std::string> names(changed_.begin(), changed_.end());
   changed_.clear();
   return names;
 }
 
 void FileWatch::Run() {
-  pthread_setname_np(pthread_self(), "PlexionFiles");
   for (;;) {
-    pollfd waits[] = {{events_.Descriptor(), POLLIN, 0}, {stop_.Descriptor(), POLLIN, 0}};
+    pollfd waits[] = {{events_.Descriptor(), POLLIN, 0}, {stop_.Fd(), POLLIN, 0}};
     if (poll(waits, 2, -1) < 0) continue;
     if (waits[1].revents != 0) return;
     ReadEvents();
@@ -80,7 +82,7 @@ void FileWatch::ReadEvents() {
     const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
     at += static_cast<ssize_t>(sizeof *event + event->len);
     const std::string file = event->len > 0 ? event->name : "";
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     for (const Entry& entry : entries_) {
       const bool overflow = (event->mask & IN_Q_OVERFLOW) != 0;
       if (!overflow && (entry.watch != event->wd || (!entry.file.empty() && entry.file != file))) {

@@ -2,12 +2,13 @@
 #define HOST_PLAYER_APPLICATION_FILES_FILEWATCH_H_
 
 #include <functional>
-#include <mutex>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
+#include "host/base/WakeSignal.h"
 #include "host/player/application/files/BaseFolder.h"
 
 namespace plexion_host::player::application {
@@ -38,13 +39,13 @@ class FileWatch {
   void Run();
   void ReadEvents();
 
-  std::function<void()> wake_;
+  const std::function<void()> wake_;
   OpenFile events_;
-  OpenFile stop_;
-  std::thread thread_;
-  std::mutex mutex_;
-  std::vector<Entry> entries_;     ///< under mutex_
-  std::set<std::string> changed_;  ///< under mutex_
+  WakeSignal stop_;
+  Mutex mutex_;
+  std::vector<Entry> entries_ GUARDED_BY(mutex_);
+  std::set<std::string> changed_ GUARDED_BY(mutex_);
+  NamedThread thread_;  ///< last: it uses all of the others
 };
 
 }  // namespace plexion_host::player::application

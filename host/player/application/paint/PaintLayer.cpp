@@ -1,11 +1,16 @@
+// Draws what is merged as a whole into a picture of its own.
 #include "host/player/application/paint/PaintLayer.h"
 
 #include <math.h>
 #include <string.h>
 
+#include <algorithm>
+
 namespace plexion_host::player::application {
 
-PaintLayer::PaintLayer(cairo_t* below, qx::plexion::MemoryWatchdog* watchdog) : below_(below) {
+PaintLayer::PaintLayer(cairo_t* below, const cairo_rectangle_int_t& bounds,
+                       qx::plexion::MemoryWatchdog* watchdog)
+    : below_(below) {
   cairo_matrix_t matrix;
   cairo_get_matrix(below, &matrix);
   double left = 0;
@@ -15,10 +20,14 @@ PaintLayer::PaintLayer(cairo_t* below, qx::plexion::MemoryWatchdog* watchdog) : 
   cairo_identity_matrix(below);
   cairo_clip_extents(below, &left, &top, &right, &bottom);
   cairo_set_matrix(below, &matrix);
+  // Its corner stays the clip's, wherever its elements are: scaled pictures are sampled from there,
+  // and would else be rounded differently from picture to picture.
   left = floor(left);
   top = floor(top);
-  const int width = static_cast<int>(ceil(right) - left);
-  const int height = static_cast<int>(ceil(bottom) - top);
+  right = std::min(ceil(right), static_cast<double>(bounds.x) + bounds.width);
+  bottom = std::min(ceil(bottom), static_cast<double>(bounds.y) + bounds.height);
+  const int width = static_cast<int>(right - left);
+  const int height = static_cast<int>(bottom - top);
   if (width <= 0 || height <= 0) return;
   const size_t pitch = static_cast<size_t>(width) * sizeof(uint32_t);
   if (!pixels_.Resize(watchdog, pitch * static_cast<size_t>(height))) return;

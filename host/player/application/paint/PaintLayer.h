@@ -8,11 +8,12 @@
 namespace plexion_host::player::application {
 
 /// A transparent picture of its own, for what is merged as a whole into what lies below. As large
-/// as the clip there, in the window's memory. Without memory it is that picture itself; the window
-/// is ending then.
+/// as what it is for and the clip leave of the plane, in the window's memory. Without memory it is that
+/// picture itself; the window is ending then.
 class PaintLayer {
  public:
-  PaintLayer(cairo_t* below, qx::plexion::MemoryWatchdog* watchdog);
+  PaintLayer(cairo_t* below, const cairo_rectangle_int_t& bounds,
+             qx::plexion::MemoryWatchdog* watchdog);
   PaintLayer(const PaintLayer&) = delete;
   PaintLayer& operator=(const PaintLayer&) = delete;
   ~PaintLayer();

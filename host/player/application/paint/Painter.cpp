@@ -1,3 +1,4 @@
+// Paints a display list, or the parts of it that changed, with cairo.
 #include "host/player/application/paint/Painter.h"
 
 #include <math.h>
@@ -5,6 +6,8 @@
 #include <string.h>
 
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 #include "host/player/application/paint/PaintLayer.h"
 #include "host/player/application/paint/Picture.h"
@@ -16,6 +19,12 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 /// More rectangles than this are drawn as one around them all.
 constexpr int kMostRectangles = 24;
+constexpr cairo_rectangle_int_t kCounterBounds = {8, 8, 300, 28};
+/// A text of more bytes is painted in parts, with a look at the end of the content between them.
+constexpr size_t kLongText = 2000;
+/// Letters of such a part, and pixels that they may cover all together.
+constexpr int kMostLettersAtOnce = 500;
+constexpr double kMostPixelsAtOnce = 8e6;
 
 void SetColour(cairo_t* cairo, const Colour& colour, double opacity) {
   cairo_set_source_rgba(cairo, colour.red / 255.0, colour.green / 255.0, colour.blue / 255.0,
@@ -60,214 +69,7 @@ void SetFill(cairo_t* cairo, const Element& element, double opacity) {
   cairo_pattern_destroy(pattern);
 }
 
-}  // namespace
-
-Painter::~Painter() {
-  if (region_ != nullptr) cairo_region_destroy(region_);
-}
-
-DrawResult Painter::Draw(const DrawTarget& target, const std::string& counter) {
-  DrawResult result;
-  const StageFit fit = StageFit::Of(stage_, target.dims);
-  const bool everything = target.everything || drawnDims_.width != target.dims.width ||
-                          drawnDims_.height != target.dims.height;
-  List list = CollectAll(fit, target.dims);
-  const cairo_rectangle_int_t plane = {0, 0, static_cast<int>(target.dims.width),
-                                       static_cast<int>(target.dims.height)};
-  cairo_region_t* region = cairo_region_create();
-  if (everything) {
-    cairo_region_union_rectangle(region, &plane);
-  } else {
-    AddDifference(drawn_, list, region);
-    if (cairo_region_num_rectangles(region) > kMostRectangles) {
-      cairo_rectangle_int_t around;
-      cairo_region_get_extents(region, &around);
-      cairo_region_union_rectangle(region, &around);
-    }
-  }
-  drawn_ = std::move(list);
-  drawnDims_ = target.dims;
-  if (cairo_region_is_empty(region)) {
-    cairo_region_destroy(region);
-    return result;
-  }
-  if (!counter.empty()) {
-    counterBounds_ = {8, 8, 300, 28};
-    cairo_region_union_rectangle(region, &counterBounds_);
-  }
-  cairo_region_intersect_rectangle(region, &plane);
-  region_ = region;
-
-  cairo_surface_t* surface = cairo_image_surface_create_for_data(
-      reinterpret_cast<unsigned char*>(target.pixels), CAIRO_FORMAT_ARGB32, plane.width,
-      plane.height, static_cast<int>(target.pitchBytes));
-  cairo_t* cairo = cairo_create(surface);
-  for (int i = 0; i < cairo_region_num_rectangles(region); ++i) {
-    cairo_rectangle_int_t each;
-    cairo_region_get_rectangle(region, i, &each);
-    cairo_rectangle(cairo, each.x, each.y, each.width, each.height);
-  }
-  cairo_clip(cairo);
-  PaintAll(cairo, fit, target.bgAlpha);
-  if (!counter.empty()) PaintCounter(cairo, counter);
-  const cairo_status_t status = cairo_status(cairo);
-  cairo_destroy(cairo);
-  cairo_surface_flush(surface);
-  cairo_surface_destroy(surface);
-
-  cairo_rectangle_int_t dirty;
-  cairo_region_get_extents(region, &dirty);
-  cairo_region_destroy(region);
-  region_ = nullptr;
-  result.drawn = true;
-  result.dirty = {static_cast<uint32_t>(dirty.x), static_cast<uint32_t>(dirty.y),
-                  static_cast<uint32_t>(dirty.width), static_cast<uint32_t>(dirty.height)};
-  if (status != CAIRO_STATUS_SUCCESS) {
-    result.failure = std::string("drawing failed: ") + cairo_status_to_string(status);
-  }
-  return result;
-}
-
-void Painter::PaintAll(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) {
-  cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
-  cairo_set_source_rgba(cairo, 0, 0, 0, bgAlpha / 255.0);
-  cairo_paint(cairo);
-  cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
-
-  cairo_matrix_t still;
-  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
-  cairo_set_matrix(cairo, &still);
-  cairo_rectangle(cairo, 0, 0, stage_.width, stage_.height);
-  cairo_clip(cairo);
-  if (!stage_.background.none) {
-    SetColour(cairo, stage_.background, 1);
-    cairo_paint(cairo);
-  }
-  PaintRoot(cairo, stage_.Backdrop(), still);
-  Element* leaving = stage_.LeavingScene();
-  if (leaving != nullptr && stage_.CurrentTransition().kind == TransitionKind::kFade) {
-    PaintDissolve(cairo, still);
-  } else {
-    if (leaving != nullptr) PaintRoot(cairo, *leaving, SceneMatrixOf(stage_, fit, true));
-    PaintRoot(cairo, *stage_.CurrentScene(), SceneMatrixOf(stage_, fit, false));
-  }
-  PaintRoot(cairo, stage_.Overlay(), still);
-}
-
-void Painter::PaintRoot(cairo_t* cairo, Element& root, const cairo_matrix_t& matrix) {
-  cairo_save(cairo);
-  cairo_set_matrix(cairo, &matrix);
-  PaintChildren(cairo, root, 1);
-  cairo_restore(cairo);
-}
-
-void Painter::PaintDissolve(cairo_t* cairo, const cairo_matrix_t& matrix) {
-  // Both shares are added: painted one over the other, what lies beneath would shine through.
-  const double progress = stage_.TransitionProgress();
-  PaintLayer both(cairo, watchdog_);
-  {
-    PaintLayer leaving(both.Cairo(), watchdog_);
-    PaintRoot(leaving.Cairo(), *stage_.LeavingScene(), matrix);
-    leaving.Merge(1 - progress);
-  }
-  {
-    PaintLayer arriving(both.Cairo(), watchdog_);
-    PaintRoot(arriving.Cairo(), *stage_.CurrentScene(), matrix);
-    arriving.Merge(progress, CAIRO_OPERATOR_ADD);
-  }
-  both.Merge(1);
-}
-
-void Painter::PaintChildren(cairo_t* cairo, Element& element, double opacity) {
-  const std::vector<Element*> ordered = InOrder(element);
-  // Several that overlap fade as one picture, not one through the other.
-  if (opacity < 1 && ordered.size() > 1) {
-    PaintLayer layer(cairo, watchdog_);
-    for (Element* child : ordered) Paint(layer.Cairo(), *child, 1);
-    layer.Merge(opacity);
-    return;
-  }
-  for (Element* child : ordered) Paint(cairo, *child, opacity);
-}
-
-bool Painter::IsSeen(cairo_t* cairo, Element& element) {
-  const Box box = ContentBox(element);
-  double left = HUGE_VAL;
-  double top = HUGE_VAL;
-  double right = -HUGE_VAL;
-  double bottom = -HUGE_VAL;
-  cairo_matrix_t matrix;
-  cairo_get_matrix(cairo, &matrix);
-  for (int corner = 0; corner < 4; ++corner) {
-    double x = box.x + ((corner & 1) != 0 ? box.width : 0);
-    double y = box.y + ((corner & 2) != 0 ? box.height : 0);
-    cairo_matrix_transform_point(&matrix, &x, &y);
-    left = std::min(left, x);
-    right = std::max(right, x);
-    top = std::min(top, y);
-    bottom = std::max(bottom, y);
-  }
-  constexpr double kFar = 1e6;
-  const int x = static_cast<int>(std::clamp(floor(left - 2), -kFar, kFar));
-  const int y = static_cast<int>(std::clamp(floor(top - 2), -kFar, kFar));
-  const cairo_rectangle_int_t bounds = {
-      x, y, static_cast<int>(std::clamp(ceil(right + 2), -kFar, kFar)) - x,
-      static_cast<int>(std::clamp(ceil(bottom + 2), -kFar, kFar)) - y};
-  return cairo_region_contains_rectangle(region_, &bounds) != CAIRO_REGION_OVERLAP_OUT;
-}
-
-void Painter::Paint(cairo_t* cairo, Element& element, double opacity) {
-  if (!element.visible || element.opacity <= 0 || element.scale <= 0) return;
-  opacity *= element.opacity;
-  cairo_save(cairo);
-  cairo_matrix_t outer;
-  cairo_get_matrix(cairo, &outer);
-  const cairo_matrix_t matrix = PlacementOf(element, outer);
-  cairo_set_matrix(cairo, &matrix);
-  if (element.kind == ElementKind::kGroup) {
-    if (element.clip) {
-      RoundedBox(cairo, 0, 0, element.width, element.height, element.radius);
-      cairo_clip(cairo);
-    }
-    PaintChildren(cairo, element, opacity);
-    cairo_restore(cairo);
-    return;
-  }
-  if (IsSeen(cairo, element)) {
-    switch (element.kind) {
-      case ElementKind::kRectangle:
-        PaintRectangle(cairo, element, opacity);
-        break;
-      case ElementKind::kText:
-        PaintText(cairo, element, opacity);
-        break;
-      case ElementKind::kImage: {
-        if (element.resource == nullptr) {
-          if (!element.failure.empty()) PaintPlaceholder(cairo, element, opacity);
-          break;
-        }
-        auto& picture = static_cast<Picture&>(*element.resource);
-        PaintPicture(cairo, element, {picture.pixels.As<uint32_t>(), picture.width, picture.height},
-                     element.fit, opacity);
-        break;
-      }
-      default: {
-        if (element.resource == nullptr) {
-          if (!element.failure.empty()) PaintPlaceholder(cairo, element, opacity);
-          break;
-        }
-        const PlayedPixels pixels =
-            played_.Render(element, element.width * hypot(matrix.xx, matrix.yx),
-                           element.height * hypot(matrix.xy, matrix.yy));
-        if (pixels.pixels != nullptr) PaintPicture(cairo, element, pixels, element.fit, opacity);
-        break;
-      }
-    }
-  }
-  cairo_restore(cairo);
-}
-
-void Painter::PaintRectangle(cairo_t* cairo, const Element& element, double opacity) {
+void PaintRectangle(cairo_t* cairo, const Element& element, double opacity) {
   if (!element.fill.none) {
     RoundedBox(cairo, 0, 0, element.width, element.height, element.radius);
     SetFill(cairo, element, opacity);
@@ -281,20 +83,13 @@ void Painter::PaintRectangle(cairo_t* cairo, const Element& element, double opac
   }
 }
 
-void Painter::PaintText(cairo_t* cairo, const Element& element, double opacity) {
-  const TextSetter::Setting& setting = texts_.Set(element);
-  SetColour(cairo, element.color, opacity);
-  cairo_move_to(cairo, setting.x, setting.y);
-  pango_cairo_show_layout(cairo, setting.layout);
-}
-
-void Painter::PaintPicture(cairo_t* cairo, const Element& element, const PlayedPixels& picture,
-                           int fit, double opacity) {
+void PaintPicture(cairo_t* cairo, const Element& element, const PlayedPixels& picture,
+                  double opacity) {
   if (element.width <= 0 || element.height <= 0) return;
   double scaleX = element.width / picture.width;
   double scaleY = element.height / picture.height;
-  if (fit == kFitContain) scaleX = scaleY = std::min(scaleX, scaleY);
-  if (fit == kFitCover) scaleX = scaleY = std::max(scaleX, scaleY);
+  if (element.fit == kFitContain) scaleX = scaleY = std::min(scaleX, scaleY);
+  if (element.fit == kFitCover) scaleX = scaleY = std::max(scaleX, scaleY);
   const double width = picture.width * scaleX;
   const double height = picture.height * scaleY;
   const double x = (element.width - width) / 2;
@@ -320,7 +115,7 @@ void Painter::PaintPicture(cairo_t* cairo, const Element& element, const PlayedP
   cairo_surface_destroy(surface);
 }
 
-void Painter::PaintPlaceholder(cairo_t* cairo, const Element& element, double opacity) {
+void PaintPlaceholder(cairo_t* cairo, const Element& element, double opacity) {
   RoundedBox(cairo, 0, 0, element.width, element.height, element.radius);
   cairo_set_source_rgba(cairo, 0.5, 0.5, 0.5, 0.25 * opacity);
   cairo_fill_preserve(cairo);
@@ -334,16 +129,209 @@ void Painter::PaintPlaceholder(cairo_t* cairo, const Element& element, double op
   cairo_stroke(cairo);
 }
 
+bool Touches(const cairo_region_t* region, const cairo_rectangle_int_t& bounds) {
+  return cairo_region_contains_rectangle(region, &bounds) != CAIRO_REGION_OVERLAP_OUT;
+}
+
+/// How many pixels long a unit of an element is on the plane, across and down.
+double PixelsAcross(const cairo_matrix_t& matrix) { return hypot(matrix.xx, matrix.yx); }
+double PixelsDown(const cairo_matrix_t& matrix) { return hypot(matrix.xy, matrix.yy); }
+
+}  // namespace
+
+DrawResult Painter::Draw(const DrawTarget& target, const std::string& counter) {
+  DrawResult result;
+  const StageFit fit = StageFit::Of(stage_, target.dims);
+  const bool everything = target.everything || drawnDims_.width != target.dims.width ||
+                          drawnDims_.height != target.dims.height;
+  DisplayList list = BuildDisplayList(stage_, texts_, fit, target.dims);
+  for (const auto& [element, reason] : list.refused) host_.refuse(*element, reason);
+  const cairo_rectangle_int_t plane = {0, 0, static_cast<int>(target.dims.width),
+                                       static_cast<int>(target.dims.height)};
+  const std::unique_ptr<cairo_region_t, void (*)(cairo_region_t*)> owned(cairo_region_create(),
+                                                                         cairo_region_destroy);
+  cairo_region_t* region = owned.get();
+  if (everything) {
+    cairo_region_union_rectangle(region, &plane);
+  } else {
+    AddDifference(drawn_, list, region);
+    if (cairo_region_num_rectangles(region) > kMostRectangles) {
+      cairo_rectangle_int_t around;
+      cairo_region_get_extents(region, &around);
+      cairo_region_union_rectangle(region, &around);
+    }
+  }
+  if (!cairo_region_is_empty(region)) {
+    if (!counter.empty()) cairo_region_union_rectangle(region, &kCounterBounds);
+    cairo_region_intersect_rectangle(region, &plane);
+    PaintRegion(target, fit, list, region, counter, result);
+  }
+  drawn_ = std::move(list);
+  drawnDims_ = target.dims;
+  return result;
+}
+
+void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
+                          const cairo_region_t* region, const std::string& counter,
+                          DrawResult& result) {
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(
+      reinterpret_cast<unsigned char*>(target.pixels), CAIRO_FORMAT_ARGB32,
+      static_cast<int>(target.dims.width), static_cast<int>(target.dims.height),
+      static_cast<int>(target.pitchBytes));
+  cairo_t* cairo = cairo_create(surface);
+  for (int i = 0; i < cairo_region_num_rectangles(region); ++i) {
+    cairo_rectangle_int_t each;
+    cairo_region_get_rectangle(region, i, &each);
+    cairo_rectangle(cairo, each.x, each.y, each.width, each.height);
+  }
+  cairo_clip(cairo);
+  PaintGround(cairo, fit, target.bgAlpha);
+  PaintItems(cairo, list, region);
+  if (!counter.empty()) PaintCounter(cairo, counter);
+  const cairo_status_t status = cairo_status(cairo);
+  cairo_destroy(cairo);
+  cairo_surface_flush(surface);
+  cairo_surface_destroy(surface);
+
+  cairo_rectangle_int_t dirty;
+  cairo_region_get_extents(region, &dirty);
+  result.drawn = true;
+  result.dirty = {static_cast<uint32_t>(dirty.x), static_cast<uint32_t>(dirty.y),
+                  static_cast<uint32_t>(dirty.width), static_cast<uint32_t>(dirty.height)};
+  if (status != CAIRO_STATUS_SUCCESS) {
+    result.failure = std::string("drawing failed: ") + cairo_status_to_string(status);
+  }
+}
+
+void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) {
+  cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
+  cairo_set_source_rgba(cairo, 0, 0, 0, bgAlpha / 255.0);
+  cairo_paint(cairo);
+  cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
+
+  cairo_matrix_t still;
+  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
+  cairo_set_matrix(cairo, &still);
+  cairo_rectangle(cairo, 0, 0, stage_.width, stage_.height);
+  cairo_clip(cairo);
+  if (!stage_.background.none) {
+    SetColour(cairo, stage_.background, 1);
+    cairo_paint(cairo);
+  }
+}
+
+void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_region_t* region) {
+  std::vector<std::unique_ptr<PaintLayer>> layers;
+  for (size_t i = 0; i < list.items.size() && !host_.cancelled(); ++i) {
+    const DisplayItem& item = list.items[i];
+    cairo_t* on = layers.empty() ? cairo : layers.back()->Cairo();
+    switch (item.kind) {
+      case DisplayItem::Kind::kElement:
+        if (Touches(region, item.bounds)) PaintElement(on, item);
+        break;
+      case DisplayItem::Kind::kPushClip:
+        if (!Touches(region, item.bounds)) {
+          i = item.end;
+          break;
+        }
+        cairo_save(on);
+        cairo_set_matrix(on, &item.matrix);
+        RoundedBox(on, 0, 0, item.element->width, item.element->height, item.element->radius);
+        cairo_clip(on);
+        break;
+      case DisplayItem::Kind::kPopClip:
+        cairo_restore(on);
+        break;
+      case DisplayItem::Kind::kPushLayer:
+        if (Touches(region, item.bounds)) {
+          layers.push_back(std::make_unique<PaintLayer>(on, item.bounds, watchdog_));
+        } else {
+          i = item.end;
+        }
+        break;
+      case DisplayItem::Kind::kPopLayer:
+        layers.back()->Merge(item.opacity, item.merge);
+        layers.pop_back();
+        break;
+    }
+  }
+  // When it was cancelled, what lies below a layer goes last.
+  while (!layers.empty()) layers.pop_back();
+}
+
+void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
+  Element& element = *item.element;
+  cairo_save(cairo);
+  cairo_set_matrix(cairo, &item.matrix);
+  if (element.kind == ElementKind::kRectangle) {
+    PaintRectangle(cairo, element, item.opacity);
+  } else if (element.kind == ElementKind::kText) {
+    PaintText(cairo, item);
+  } else if (element.resource == nullptr) {
+    if (!element.failure.empty()) PaintPlaceholder(cairo, element, item.opacity);
+  } else if (element.kind == ElementKind::kImage) {
+    auto& picture = static_cast<Picture&>(*element.resource);
+    PaintPicture(cairo, element, {picture.pixels.As<uint32_t>(), picture.width, picture.height},
+                 item.opacity);
+  } else {
+    const PlayedPixels pixels = played_.Render(element, element.width * PixelsAcross(item.matrix),
+                                               element.height * PixelsDown(item.matrix));
+    if (pixels.pixels != nullptr) PaintPicture(cairo, element, pixels, item.opacity);
+  }
+  cairo_restore(cairo);
+}
+
+void Painter::PaintText(cairo_t* cairo, const DisplayItem& item) {
+  const TextSetter::Setting& setting = texts_.Set(*item.element);
+  if (setting.layout == nullptr) return;
+  SetColour(cairo, item.element->color, item.opacity);
+  if (item.element->text.size() > kLongText) {
+    const double letter = item.element->size;
+    PaintLongText(cairo, setting,
+                  letter * letter * PixelsAcross(item.matrix) * PixelsDown(item.matrix));
+    return;
+  }
+  cairo_move_to(cairo, setting.x, setting.y);
+  pango_cairo_show_layout(cairo, setting.layout);
+}
+
+void Painter::PaintLongText(cairo_t* cairo, const TextSetter::Setting& setting,
+                            double letterPixels) {
+  const int most = static_cast<int>(
+      std::clamp(kMostPixelsAtOnce / letterPixels, 4.0, static_cast<double>(kMostLettersAtOnce)));
+  const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
+      pango_layout_get_iter(setting.layout), pango_layout_iter_free);
+  do {
+    PangoGlyphItem* run = pango_layout_iter_get_run_readonly(iter.get());
+    if (run == nullptr) continue;
+    PangoRectangle place;
+    pango_layout_iter_get_run_extents(iter.get(), nullptr, &place);
+    double x = setting.x + static_cast<double>(place.x) / PANGO_SCALE;
+    const double y =
+        setting.y + static_cast<double>(pango_layout_iter_get_baseline(iter.get())) / PANGO_SCALE;
+    for (int first = 0; first < run->glyphs->num_glyphs; first += most) {
+      if (host_.cancelled()) return;
+      PangoGlyphString part = *run->glyphs;
+      part.glyphs += first;
+      part.log_clusters += first;
+      part.num_glyphs = std::min(most, run->glyphs->num_glyphs - first);
+      cairo_move_to(cairo, x, y);
+      pango_cairo_show_glyph_string(cairo, run->item->analysis.font, &part);
+      x += static_cast<double>(pango_glyph_string_get_width(&part)) / PANGO_SCALE;
+    }
+  } while (pango_layout_iter_next_run(iter.get()) != FALSE);
+}
+
 void Painter::PaintCounter(cairo_t* cairo, const std::string& counter) {
   cairo_identity_matrix(cairo);
   cairo_reset_clip(cairo);
-  cairo_rectangle(cairo, counterBounds_.x, counterBounds_.y, counterBounds_.width,
-                  counterBounds_.height);
+  cairo_rectangle(cairo, kCounterBounds.x, kCounterBounds.y, kCounterBounds.width,
+                  kCounterBounds.height);
   cairo_clip(cairo);
   cairo_set_source_rgba(cairo, 0, 0, 0, 0.75);
   cairo_paint(cairo);
   cairo_set_source_rgba(cairo, 1, 1, 1, 1);
-  cairo_move_to(cairo, counterBounds_.x + 8, counterBounds_.y + 4);
+  cairo_move_to(cairo, kCounterBounds.x + 8, kCounterBounds.y + 4);
   pango_cairo_show_layout(cairo, texts_.SetLine("Monospace", 15, counter));
 }
 

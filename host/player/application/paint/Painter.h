@@ -5,10 +5,10 @@
 #include <stdint.h>
 
 #include <string>
-#include <unordered_map>
-#include <vector>
+#include <utility>
 
 #include "host/player/Engine.h"
+#include "host/player/application/paint/DisplayList.h"
 #include "host/player/application/paint/TextSetter.h"
 #include "host/player/application/stage/Placement.h"
 #include "host/player/application/stage/Stage.h"
@@ -31,14 +31,17 @@ class PlayedSource {
   virtual PlayedPixels Render(Element& element, double width, double height) = 0;
 };
 
-/// Draws a stage into a plane. Keeps what it drew last as a list of placed elements, and draws anew
-/// only where that list differs from what is to be seen now.
+/// Draws a stage into a plane. Keeps the list of what it drew last, and draws anew only where the
+/// list of what is to be seen now differs.
 class Painter {
  public:
   Painter(Stage& stage, TextSetter& texts, PlayedSource& played,
-          qx::plexion::MemoryWatchdog* watchdog)
-      : stage_(stage), texts_(texts), played_(played), watchdog_(watchdog) {}
-  ~Painter();
+          qx::plexion::MemoryWatchdog* watchdog, DrawingHost host)
+      : stage_(stage),
+        texts_(texts),
+        played_(played),
+        watchdog_(watchdog),
+        host_(std::move(host)) {}
   Painter(const Painter&) = delete;
   Painter& operator=(const Painter&) = delete;
 
@@ -46,52 +49,22 @@ class Painter {
   DrawResult Draw(const DrawTarget& target, const std::string& counter);
 
  private:
-  /// What groups around an element leave of it: a rectangle around that, and how it is rounded.
-  struct Clip {
-    cairo_rectangle_int_t box;
-    double rounding;
-  };
-  /// One element as it lies on the plane; equal ones look the same.
-  struct Placed {
-    uint32_t handle;
-    uint64_t revision;
-    cairo_matrix_t matrix;
-    double opacity;
-    Clip clip;
-    cairo_rectangle_int_t bounds;
-  };
-  using List = std::vector<Placed>;
-
-  // What is where; PainterDamage.cpp.
-  void CollectScene(Element& root, const cairo_matrix_t& base, double opacity, const Clip& clip,
-                    List& list);
-  void Collect(Element& element, cairo_matrix_t matrix, double opacity, Clip clip, List& list);
-  Box ContentBox(Element& element);
-  List CollectAll(const StageFit& fit, qx::plexion::Dims dims);
-  static void AddDifference(const List& before, const List& after, cairo_region_t* region);
-
-  // Drawing; Painter.cpp.
-  void PaintAll(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha);
-  void PaintRoot(cairo_t* cairo, Element& root, const cairo_matrix_t& matrix);
-  void PaintDissolve(cairo_t* cairo, const cairo_matrix_t& matrix);
-  void PaintChildren(cairo_t* cairo, Element& element, double opacity);
-  void Paint(cairo_t* cairo, Element& element, double opacity);
-  void PaintRectangle(cairo_t* cairo, const Element& element, double opacity);
-  void PaintText(cairo_t* cairo, const Element& element, double opacity);
-  void PaintPicture(cairo_t* cairo, const Element& element, const PlayedPixels& picture, int fit,
-                    double opacity);
-  void PaintPlaceholder(cairo_t* cairo, const Element& element, double opacity);
+  void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
+                   const cairo_region_t* region, const std::string& counter, DrawResult& result);
+  void PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha);
+  void PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_region_t* region);
+  void PaintElement(cairo_t* cairo, const DisplayItem& item);
+  void PaintText(cairo_t* cairo, const DisplayItem& item);
+  void PaintLongText(cairo_t* cairo, const TextSetter::Setting& setting, double letterPixels);
   void PaintCounter(cairo_t* cairo, const std::string& counter);
-  bool IsSeen(cairo_t* cairo, Element& element);
 
   Stage& stage_;
   TextSetter& texts_;
   PlayedSource& played_;
   qx::plexion::MemoryWatchdog* watchdog_;
-  List drawn_;
+  const DrawingHost host_;
+  DisplayList drawn_;
   qx::plexion::Dims drawnDims_ = {0, 0};
-  cairo_rectangle_int_t counterBounds_ = {0, 0, 0, 0};
-  cairo_region_t* region_ = nullptr;  ///< of the draw at hand
 };
 
 }  // namespace plexion_host::player::application

@@ -1,3 +1,4 @@
+// Decodes the pictures of image elements, and shares them.
 #include "host/player/application/paint/Picture.h"
 
 #include <errno.h>
@@ -6,6 +7,9 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
 
 // libjpeg's header needs stdio's before it.
 #include <jpeglib.h>
@@ -48,8 +52,14 @@ bool ReadAll(int descriptor, qx::plexion::MemoryWatchdog* watchdog, WatchedBuffe
   return true;
 }
 
-bool MakePixels(Picture& picture, uint64_t width, uint64_t height,
-                qx::plexion::MemoryWatchdog* watchdog, std::string& error) {
+/// Where a picture's pixels go, and how many there may be.
+struct PixelRoom {
+  uint64_t bytes;
+  qx::plexion::MemoryWatchdog* watchdog;
+};
+
+bool MakePixels(Picture& picture, uint64_t width, uint64_t height, const PixelRoom& room,
+                std::string& error) {
   if (width == 0 || height == 0 || width > kLargestPictureSide || height > kLargestPictureSide ||
       width * height > kMostPicturePixels) {
     error = "the picture has " + std::to_string(width) + "x" + std::to_string(height) +
@@ -57,16 +67,20 @@ bool MakePixels(Picture& picture, uint64_t width, uint64_t height,
             std::to_string(kLargestPictureSide) + " a side";
     return false;
   }
+  if (width * height * sizeof(uint32_t) > room.bytes) {
+    error = "the pictures of the application would have more than the " +
+            std::to_string(kMostPictureBytes / 1048576) + " MB of pixels that are allowed";
+    return false;
+  }
   picture.width = static_cast<uint32_t>(width);
   picture.height = static_cast<uint32_t>(height);
-  if (picture.pixels.Resize(watchdog, width * height * sizeof(uint32_t))) return true;
+  if (picture.pixels.Resize(room.watchdog, width * height * sizeof(uint32_t))) return true;
   error = "no memory for the picture's " + std::to_string(width) + "x" + std::to_string(height) +
           " pixels";
   return false;
 }
 
-bool DecodePng(WatchedBuffer& bytes, Picture& picture, qx::plexion::MemoryWatchdog* watchdog,
-               std::string& error) {
+bool DecodePng(WatchedBuffer& bytes, Picture& picture, const PixelRoom& room, std::string& error) {
   png_image image = {};
   image.version = PNG_IMAGE_VERSION;
   if (png_image_begin_read_from_memory(&image, bytes.Data(), bytes.Size()) == 0) {
@@ -74,7 +88,7 @@ bool DecodePng(WatchedBuffer& bytes, Picture& picture, qx::plexion::MemoryWatchd
     return false;
   }
   image.format = PNG_FORMAT_BGRA;
-  if (!MakePixels(picture, image.width, image.height, watchdog, error)) {
+  if (!MakePixels(picture, image.width, image.height, room, error)) {
     png_image_free(&image);
     return false;
   }
@@ -112,13 +126,12 @@ void IgnoreJpegMessage(j_common_ptr) {}
 
 /// What may be jumped out of: no object with a destructor lives in here.
 bool DecodeJpegRows(jpeg_decompress_struct& decoder, JpegFailure& failure, WatchedBuffer& bytes,
-                    Picture& picture, qx::plexion::MemoryWatchdog* watchdog, std::string& error) {
+                    Picture& picture, const PixelRoom& room, std::string& error) {
   if (setjmp(failure.out) != 0) return false;
   jpeg_create_decompress(&decoder);
   jpeg_mem_src(&decoder, bytes.As<unsigned char>(), bytes.Size());
   jpeg_read_header(&decoder, TRUE);
-  if (!MakePixels(picture, decoder.image_width, decoder.image_height, watchdog, error))
-    return false;
+  if (!MakePixels(picture, decoder.image_width, decoder.image_height, room, error)) return false;
   decoder.out_color_space = JCS_EXT_BGRA;
   jpeg_start_decompress(&decoder);
   while (decoder.output_scanline < decoder.output_height) {
@@ -130,14 +143,13 @@ bool DecodeJpegRows(jpeg_decompress_struct& decoder, JpegFailure& failure, Watch
   return true;
 }
 
-bool DecodeJpeg(WatchedBuffer& bytes, Picture& picture, qx::plexion::MemoryWatchdog* watchdog,
-                std::string& error) {
+bool DecodeJpeg(WatchedBuffer& bytes, Picture& picture, const PixelRoom& room, std::string& error) {
   jpeg_decompress_struct decoder = {};
   JpegFailure failure = {};
   decoder.err = jpeg_std_error(&failure.manager);
   failure.manager.error_exit = LeaveJpeg;
   failure.manager.output_message = IgnoreJpegMessage;
-  const bool decoded = DecodeJpegRows(decoder, failure, bytes, picture, watchdog, error);
+  const bool decoded = DecodeJpegRows(decoder, failure, bytes, picture, room, error);
   jpeg_destroy_decompress(&decoder);
   if (!decoded && error.empty()) error = std::string("damaged JPEG: ") + failure.message;
   return decoded;
@@ -145,8 +157,8 @@ bool DecodeJpeg(WatchedBuffer& bytes, Picture& picture, qx::plexion::MemoryWatch
 
 }  // namespace
 
-std::shared_ptr<Picture> DecodePicture(int descriptor, qx::plexion::MemoryWatchdog* watchdog,
-                                       std::string& error) {
+std::shared_ptr<Picture> DecodePicture(int descriptor, uint64_t room,
+                                       qx::plexion::MemoryWatchdog* watchdog, std::string& error) {
   WatchedBuffer bytes;
   error.clear();
   if (!ReadAll(descriptor, watchdog, bytes, error)) return nullptr;
@@ -154,13 +166,35 @@ std::shared_ptr<Picture> DecodePicture(int descriptor, qx::plexion::MemoryWatchd
   const char* head = bytes.As<char>();
   bool decoded = false;
   if (bytes.Size() >= 8 && memcmp(head, "\x89PNG\r\n\x1a\n", 8) == 0) {
-    decoded = DecodePng(bytes, *picture, watchdog, error);
+    decoded = DecodePng(bytes, *picture, {room, watchdog}, error);
   } else if (bytes.Size() >= 3 && memcmp(head, "\xff\xd8\xff", 3) == 0) {
-    decoded = DecodeJpeg(bytes, *picture, watchdog, error);
+    decoded = DecodeJpeg(bytes, *picture, {room, watchdog}, error);
   } else {
     error = "it is neither PNG nor JPEG";
   }
   return decoded ? picture : nullptr;
+}
+
+std::shared_ptr<Picture> PictureShelf::Open(const OpenFile& file, std::string& error) {
+  struct stat status = {};
+  if (fstat(file.Descriptor(), &status) != 0) {
+    error = "the file cannot be read";
+    return nullptr;
+  }
+  uint64_t used = 0;
+  for (auto at = pictures_.begin(); at != pictures_.end();) {
+    const std::shared_ptr<Picture> picture = at->second.lock();
+    if (picture != nullptr) used += picture->pixels.Size();
+    at = picture != nullptr ? std::next(at) : pictures_.erase(at);
+  }
+  const Key key = {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+                   status.st_mtim.tv_nsec};
+  std::weak_ptr<Picture>& known = pictures_[key];
+  if (std::shared_ptr<Picture> picture = known.lock()) return picture;
+  std::shared_ptr<Picture> picture = DecodePicture(
+      file.Descriptor(), kMostPictureBytes - std::min(used, kMostPictureBytes), watchdog_, error);
+  known = picture;
+  return picture;
 }
 
 }  // namespace plexion_host::player::application

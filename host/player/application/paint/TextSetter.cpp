@@ -1,15 +1,27 @@
+// Lays out texts with Pango, within bounds on what one layout costs, and says what no font can show.
 #include "host/player/application/paint/TextSetter.h"
 
 #include <fontconfig/fontconfig.h>
 #include <math.h>
 #include <pango/pangocairo.h>
 #include <pango/pangofc-fontmap.h>
+#include <stdio.h>
 
 #include <algorithm>
+#include <utility>
+
+#include "host/base/Text.h"
 
 namespace plexion_host::player::application {
 
 namespace {
+
+/// The library's time for a line grows with the square of a word that cannot be broken, and for a
+/// letter with the square of the marks on it: a text of 64 KB took minutes.
+constexpr int kLongestWord = 128;
+constexpr int kMostMarks = 30;
+/// Of texts whose layouts are kept; each takes about a hundred times as much.
+constexpr size_t kMostKeptBytes = size_t{1024} * 1024;
 
 double Units(int pango) { return static_cast<double>(pango) / PANGO_SCALE; }
 int PangoUnits(double units) { return static_cast<int>(lround(units * PANGO_SCALE)); }
@@ -23,6 +35,48 @@ PangoFontDescription* Describe(const Element& element) {
   return font;
 }
 
+/// The text as it is laid out: words that are very long may be broken where they should not, and
+/// more marks on one letter than any language has are left out.
+std::string LaidOut(const std::string& text, bool& marksCut) {
+  int letters = 0;
+  int marks = 0;
+  bool changed = false;
+  std::string laid;
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view before = rest;
+    const char32_t letter = TakeCodePoint(rest).value_or(U'\uFFFD');
+    const bool isMark = letter >= 0x300 && g_unichar_ismark(letter) != FALSE;
+    marks = isMark ? marks + 1 : 0;
+    letters = letter <= U' ' ? 0 : letters + 1;
+    if (marks > kMostMarks) {
+      marksCut = changed = true;
+      continue;
+    }
+    if (letters > kLongestWord && !isMark) {
+      laid += "\xe2\x80\x8b";  // a blank without width
+      letters = 1;
+      changed = true;
+    }
+    laid += before.substr(0, before.size() - rest.size());
+  }
+  return changed ? laid : text;
+}
+
+/// As font names are compared: without blanks, capitals like small letters.
+std::string Folded(std::string_view family) {
+  std::string folded;
+  for (const char c : family) {
+    if (c != ' ') folded += static_cast<char>(c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c);
+  }
+  return folded;
+}
+
+bool IsGeneric(const std::string& folded) {
+  constexpr std::string_view kGeneric[] = {"sans",      "sans-serif", "serif",   "mono",  "cursive",
+                                           "monospace", "system-ui",  "fantasy", "emoji", "math"};
+  return std::find(std::begin(kGeneric), std::end(kGeneric), folded) != std::end(kGeneric);
+}
+
 /// The system's fonts, read once for all applications; kept for as long as the process lives.
 FcConfig* SystemFonts() {
   static FcConfig* const fonts = FcInitLoadConfigAndFonts();
@@ -33,7 +87,7 @@ FcConfig* SystemFonts() {
 
 void TextSetter::Release::operator()(void* object) const { g_object_unref(object); }
 
-TextSetter::TextSetter() {
+TextSetter::TextSetter(DrawingHost host) : host_(std::move(host)) {
   FcConfig* config = FcConfigReference(SystemFonts());
   fontConfig_ = config;
   fontMap_ = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
@@ -57,26 +111,102 @@ TextSetter::~TextSetter() {
   FcConfigDestroy(static_cast<FcConfig*>(fontConfig_));
 }
 
-bool TextSetter::AddFontFolder(const std::string& path) {
+void TextSetter::OwnFonts() {
+  if (fontConfig_ != SystemFonts()) return;
+  // Fonts of its own are nobody else's business.
+  FcConfigDestroy(static_cast<FcConfig*>(fontConfig_));
+  fontConfig_ = FcInitLoadConfigAndFonts();
+  pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(fontMap_), static_cast<FcConfig*>(fontConfig_));
+}
+
+bool TextSetter::AddFont(OpenFile file) {
+  if (!AddFont(file.Path())) return false;
+  fontFiles_.push_back(std::move(file));
+  return true;
+}
+
+bool TextSetter::AddFont(const std::string& path) {
+  OwnFonts();
   FcConfig* config = static_cast<FcConfig*>(fontConfig_);
-  if (config == SystemFonts()) {
-    // Fonts of its own are nobody else's business.
-    FcConfigDestroy(config);
-    fontConfig_ = config = FcInitLoadConfigAndFonts();
-    pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(fontMap_), config);
-  }
   const FcFontSet* before = FcConfigGetFonts(config, FcSetApplication);
   const int countBefore = before == nullptr ? 0 : before->nfont;
   const bool added =
-      FcConfigAppFontAddDir(config, reinterpret_cast<const FcChar8*>(path.c_str())) == FcTrue;
+      FcConfigAppFontAddFile(config, reinterpret_cast<const FcChar8*>(path.c_str())) == FcTrue;
   const FcFontSet* after = FcConfigGetFonts(config, FcSetApplication);
+  families_.clear();
   pango_fc_font_map_config_changed(PANGO_FC_FONT_MAP(fontMap_));
   return added && after != nullptr && after->nfont > countBefore;
 }
 
+void TextSetter::CheckFamilies(const Element& element) {
+  if (!checkedFonts_.insert(element.font).second) return;
+  if (families_.empty()) {
+    FcPattern* all = FcPatternCreate();
+    FcObjectSet* wanted = FcObjectSetBuild(FC_FAMILY, nullptr);
+    FcFontSet* fonts = FcFontList(static_cast<FcConfig*>(fontConfig_), all, wanted);
+    for (int i = 0; fonts != nullptr && i < fonts->nfont; ++i) {
+      FcChar8* family = nullptr;
+      for (int n = 0; FcPatternGetString(fonts->fonts[i], FC_FAMILY, n, &family) == FcResultMatch;
+           ++n) {
+        families_.insert(Folded(reinterpret_cast<const char*>(family)));
+      }
+    }
+    if (fonts != nullptr) FcFontSetDestroy(fonts);
+    FcObjectSetDestroy(wanted);
+    FcPatternDestroy(all);
+  }
+  for (const std::string& family : SplitAt(element.font, ',')) {
+    const std::string folded = Folded(family);
+    if (IsGeneric(folded) || families_.count(folded) != 0) return;
+  }
+  PangoFontDescription* wanted = Describe(element);
+  std::string instead = "another one";
+  if (PangoFont* font = pango_context_load_font(context_, wanted)) {
+    PangoFontDescription* found = pango_font_describe(font);
+    if (const char* family = pango_font_description_get_family(found)) instead = family;
+    pango_font_description_free(found);
+    g_object_unref(font);
+  }
+  pango_font_description_free(wanted);
+  host_.refuse(element, "there is no font \"" + element.font + "\"; \"" + instead +
+                            "\" is taken in its place");
+}
+
+void TextSetter::CheckLetters(const Element& element, PangoLayout* layout) {
+  if (pango_layout_get_unknown_glyphs_count(layout) == 0) return;
+  const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
+      pango_layout_get_iter(layout), pango_layout_iter_free);
+  do {
+    const PangoGlyphItem* run = pango_layout_iter_get_run_readonly(iter.get());
+    for (int i = 0; run != nullptr && i < run->glyphs->num_glyphs; ++i) {
+      const PangoGlyph glyph = run->glyphs->glyphs[i].glyph;
+      if ((glyph & PANGO_GLYPH_UNKNOWN_FLAG) == 0 || glyph == PANGO_GLYPH_INVALID_INPUT) continue;
+      char code[16];
+      snprintf(code, sizeof code, "U+%04X", glyph & ~PANGO_GLYPH_UNKNOWN_FLAG);
+      host_.refuse(element, std::string("no font has the letter ") + code + "; a box is drawn");
+      return;
+    }
+  } while (pango_layout_iter_next_run(iter.get()) != FALSE);
+}
+
 const TextSetter::Setting& TextSetter::Set(const Element& element) {
+  static const Setting kNothing;
+  if (host_.cancelled()) return kNothing;
+  const auto found = settings_.find(element.handle);
+  if (found != settings_.end() && found->second.revision == element.revision) {
+    return found->second.setting;
+  }
+  if (keptBytes_ + element.text.size() > kMostKeptBytes) {
+    settings_.clear();
+    keptBytes_ = 0;
+  }
   Kept& kept = settings_[element.handle];
-  if (kept.layout == nullptr || kept.revision != element.revision) Lay(element, kept);
+  keptBytes_ += element.text.size() - kept.bytes;
+  kept.bytes = element.text.size();
+  CheckFamilies(element);
+  Lay(element, kept);
+  CheckLetters(element, kept.layout.get());
+  Place(element, kept);
   return kept.setting;
 }
 
@@ -86,7 +216,12 @@ void TextSetter::Lay(const Element& element, Kept& kept) {
   PangoFontDescription* font = Describe(element);
   pango_layout_set_font_description(layout, font);
   pango_font_description_free(font);
-  pango_layout_set_text(layout, element.text.data(), static_cast<int>(element.text.size()));
+  bool marksCut = false;
+  const std::string text = LaidOut(element.text, marksCut);
+  if (marksCut) {
+    host_.refuse(element, "more than " + std::to_string(kMostMarks) + " marks on one letter");
+  }
+  pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
 
   PangoAttrList* attributes = pango_attr_list_new();
   if (element.letterSpacing != 0) {
@@ -112,7 +247,11 @@ void TextSetter::Lay(const Element& element, Kept& kept) {
   pango_layout_set_ellipsize(layout, limited ? PANGO_ELLIPSIZE_END : PANGO_ELLIPSIZE_NONE);
   pango_layout_set_height(layout,
                           wraps && element.lines > 0 ? -static_cast<int>(element.lines) : -1);
+}
 
+void TextSetter::Place(const Element& element, Kept& kept) {
+  PangoLayout* layout = kept.layout.get();
+  const bool bounded = element.width > 0;
   PangoRectangle ink;
   PangoRectangle logical;
   pango_layout_get_extents(layout, &ink, &logical);

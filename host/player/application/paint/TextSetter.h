@@ -4,11 +4,14 @@
 #include <pango/pango.h>
 #include <stdint.h>
 
+#include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {
@@ -21,19 +24,31 @@ struct Box {
   double height = 0;
 };
 
-/// Sets text in type with the fonts of the system and those of some more folders. Layouts are kept
-/// until the text element changes. What it allocates is Pango's own and not the window's.
+/// What is asked and told while texts are laid out and pictures drawn.
+struct DrawingHost {
+  /// True once the content is to end: work then stops between two elements, or inside of a long text.
+  std::function<bool()> cancelled;
+  /// An element that cannot be drawn as it is, and why. May come with every picture.
+  std::function<void(const Element&, const std::string&)> refuse;
+};
+
+/// Sets text in type with the fonts of the system and some more. Layouts are kept until the text
+/// element changes, as many as a megabyte of text has. What it allocates is Pango's own and not the
+/// window's.
 ///
 /// Thread   one at a time; a font map of its own, so that two applications do not meet.
 class TextSetter {
  public:
-  TextSetter();
+  explicit TextSetter(DrawingHost host);
   TextSetter(const TextSetter&) = delete;
   TextSetter& operator=(const TextSetter&) = delete;
   ~TextSetter();
 
-  /// Returns  false when there is no such folder or nothing in it can be used.
-  bool AddFontFolder(const std::string& path);
+  /// Adds the font in a file, which stays open from now on: nothing is looked up by its name again.
+  /// Returns  false when it holds no font.
+  bool AddFont(OpenFile file);
+  /// The same with a file of the device's.
+  bool AddFont(const std::string& path);
 
   struct Setting {
     PangoLayout* layout = nullptr;  ///< owned by the setter; until the element changes
@@ -42,6 +57,7 @@ class TextSetter {
     Box logical;  ///< of the lines, from the element's top left corner
     Box ink;      ///< of what is coloured
   };
+  /// Returns  what holds until the next call. Without a layout when the content is to end.
   const Setting& Set(const Element& element);
   /// A line of plain text, for what is no element.
   PangoLayout* SetLine(const char* font, double size, const std::string& text);
@@ -50,7 +66,12 @@ class TextSetter {
   template <typename IsThere>
   void Keep(const IsThere& isThere) {
     for (auto at = settings_.begin(); at != settings_.end();) {
-      at = isThere(at->first) ? std::next(at) : settings_.erase(at);
+      if (isThere(at->first)) {
+        ++at;
+      } else {
+        keptBytes_ -= at->second.bytes;
+        at = settings_.erase(at);
+      }
     }
   }
   size_t Count() const { return settings_.size(); }
@@ -61,16 +82,26 @@ class TextSetter {
   };
   struct Kept {
     uint64_t revision = 0;
+    size_t bytes = 0;  ///< of its text
     Setting setting;
     std::unique_ptr<PangoLayout, Release> layout;
   };
 
   void Lay(const Element& element, Kept& kept);
+  void Place(const Element& element, Kept& kept);
+  void OwnFonts();
+  void CheckFamilies(const Element& element);
+  void CheckLetters(const Element& element, PangoLayout* layout);
 
-  void* fontConfig_ = nullptr;  ///< the system's, until a folder is added
+  const DrawingHost host_;
+  void* fontConfig_ = nullptr;  ///< the system's, until a font is added
+  std::vector<OpenFile> fontFiles_;
+  std::set<std::string> families_;      ///< of all fonts; empty until they are asked for
+  std::set<std::string> checkedFonts_;  ///< values of `font` that were looked for
   PangoFontMap* fontMap_ = nullptr;
   PangoContext* context_ = nullptr;
   std::unordered_map<uint32_t, Kept> settings_;
+  size_t keptBytes_ = 0;
   std::unique_ptr<PangoLayout, Release> line_;
 };
 

@@ -1,7 +1,9 @@
+// Plays one movie or medium inside of an application, as a player of its own would.
 #include "host/player/application/played/EmbeddedPlayer.h"
 
 #include <math.h>
-#include <pthread.h>
+#include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
@@ -16,12 +18,33 @@ namespace {
 
 constexpr double kNanoseconds = 1e9;
 constexpr double kNever = std::numeric_limits<double>::infinity();
+constexpr size_t kHead = 4096;
+
+/// A file whose contents are names of others, in any of the formats that the framework follows: it
+/// would fetch them from wherever they are, past the application's folder.
+bool IsPlaylist(const OpenFile& file) {
+  char bytes[kHead];
+  const ssize_t count = pread(file.Descriptor(), bytes, sizeof bytes, 0);
+  std::string head(bytes, count > 0 ? static_cast<size_t>(count) : 0);
+  for (char& c : head) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c);
+  const size_t begin = head.find_first_not_of("\xef\xbb\xbf \t\r\n");
+  if (begin == std::string::npos) return false;
+  for (const char* first : {"#extm3u", "[playlist]", "[reference]", "rtsptext", "v=0", "http://",
+                            "https://", "rtsp://"}) {
+    if (head.compare(begin, strlen(first), first) == 0) return true;
+  }
+  if (head[begin] != '<') return false;
+  for (const char* tag : {"<mpd", "<smoothstreamingmedia", "<smil", "<asx", "<playlist", "<rss"}) {
+    if (head.find(tag) != std::string::npos) return true;
+  }
+  return false;
+}
 
 }  // namespace
 
 EmbeddedPlayer::~EmbeddedPlayer() {
   Cancel();
-  if (loader_.joinable()) loader_.join();
+  loader_.Join();
   engine_.reset();
 }
 
@@ -32,10 +55,7 @@ void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, 
   settings_.loopsGiven = true;
   settings_.speed = speed;
   try {
-    loader_ = std::thread([this, name] {
-      pthread_setname_np(pthread_self(), "PlexionLoad");
-      Load(name);
-    });
+    loader_ = NamedThread("PlexionLoad", [this, name] { Load(name); });
   } catch (const std::system_error&) {
     // No thread to be had: late is better than not at all.
     Load(name);
@@ -49,11 +69,11 @@ void EmbeddedPlayer::Load(const std::string& name) {
   std::string error;
   if (!TryLoad(address, error) && error.empty()) error = "it cannot be opened";
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     failure_ = error;
     loaded_ = true;
   }
-  loadedChanged_.notify_all();
+  loadedChanged_.NotifyAll();
   RequestFrame();
 }
 
@@ -66,6 +86,10 @@ bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) 
   }
   if (probe.kind == ContentKind::kApplication) {
     error = "it is an application; expected a movie or a medium";
+    return false;
+  }
+  if (IsPlaylist(file_)) {
+    error = "it is a list of other files or addresses; expected the movie or medium itself";
     return false;
   }
   std::unique_ptr<Engine> engine = engines_.OpenEngine(address, *this, reason);
@@ -84,11 +108,11 @@ bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) 
 EmbeddedPlayer::State EmbeddedPlayer::TakeLoaded() {
   if (state_ != State::kLoading) return state_;
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!loaded_) return State::kLoading;
   }
   // All that it still does is to ask for a frame.
-  if (loader_.joinable()) loader_.join();
+  loader_.Join();
   state_ = engine_ == nullptr ? State::kFailed : State::kReady;
   if (engine_ != nullptr) {
     timeline_ =
@@ -99,8 +123,8 @@ EmbeddedPlayer::State EmbeddedPlayer::TakeLoaded() {
 }
 
 void EmbeddedPlayer::WaitUntilLoaded(std::chrono::milliseconds most) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  loadedChanged_.wait_for(lock, most, [this] { return loaded_; });
+  MutexLock lock(mutex_);
+  loadedChanged_.WaitFor(lock, most, [this]() REQUIRES(mutex_) { return loaded_; });
 }
 
 void EmbeddedPlayer::SetVolume(double volume) {
@@ -154,7 +178,7 @@ bool EmbeddedPlayer::TakeEnded() {
 }
 
 std::string EmbeddedPlayer::Failure() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return failure_;
 }
 
@@ -192,7 +216,7 @@ void EmbeddedPlayer::Complete() {
 
 void EmbeddedPlayer::Fail(const EngineError& error) {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     failure_ = error.message;
   }
   Complete();

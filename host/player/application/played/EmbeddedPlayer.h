@@ -3,12 +3,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
 #include "host/player/Engine.h"
 #include "host/player/Timeline.h"
 #include "host/player/WatchedMemory.h"
@@ -57,6 +56,7 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   std::string Failure();
   /// The picture of the last Advance, in a size of the caller's.
   PlayedPixels Render(uint32_t width, uint32_t height);
+  size_t PixelBytes() const { return pixels_.Size(); }
 
  private:
   void Load(const std::string& name);
@@ -76,7 +76,7 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   EngineSource& engines_;
   OpenFile file_;
   PlayerSettings settings_;
-  std::thread loader_;
+  NamedThread loader_;
   State state_ = State::kLoading;
 
   // The loading thread's while it runs.
@@ -97,10 +97,10 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   std::atomic<bool> cancelled_{false};
   std::atomic<bool> frameRequested_{false};
   std::atomic<bool> completeRequested_{false};
-  std::mutex mutex_;
-  std::condition_variable loadedChanged_;
-  bool loaded_ = false;  ///< under mutex_
-  std::string failure_;  ///< under mutex_
+  Mutex mutex_;
+  Condition loadedChanged_;
+  bool loaded_ GUARDED_BY(mutex_) = false;
+  std::string failure_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host::player::application

@@ -1,3 +1,4 @@
+// Opens, moves on and gives back what movie and media elements play.
 #include "host/player/application/played/PlayedElements.h"
 
 #include <math.h>
@@ -30,8 +31,7 @@ void PlayedElements::CollectWanted(Element& element, bool seen) {
 void PlayedElements::Refuse(Element& element, const std::string& reason) {
   element.playState = PlayState::kFailed;
   element.failure = reason;
-  host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
-               std::string("<") + NameOf(element.kind) + "> \"" + element.src + "\": " + reason);
+  notices_.Tell(element, reason);
   events_.push_back({element.handle, PlayedEvent::kFailed, reason});
 }
 
@@ -39,6 +39,14 @@ void PlayedElements::Retire(std::shared_ptr<EmbeddedPlayer> player) {
   if (player == nullptr || player->TakeLoaded() != EmbeddedPlayer::State::kLoading) return;
   player->Cancel();
   retired_.push_back(std::move(player));
+}
+
+size_t PlayedElements::OpenPlayers() const {
+  size_t count = retired_.size();
+  for (const auto& each : players_) {
+    count += each.second.shown != nullptr || each.second.coming != nullptr ? 1 : 0;
+  }
+  return count;
 }
 
 void PlayedElements::Restart(uint32_t element) {
@@ -52,7 +60,13 @@ void PlayedElements::Open(Element& element, Playing& each) {
   each.coming = nullptr;
   element.failure.clear();
   std::string error;
-  OpenFile file = base_.OpenRegular(element.src, error);
+  OpenFile file;
+  if (each.shown == nullptr && OpenPlayers() >= kMostPlayers) {
+    error = "there are " + std::to_string(kMostPlayers) +
+            " movies and media already, which is the most that play at once";
+  } else {
+    file = base_.OpenRegular(element.src, error);
+  }
   if (!file.IsOpen()) {
     each.shown = nullptr;
     element.resource = nullptr;
@@ -175,7 +189,23 @@ PlayedPixels PlayedElements::Render(Element& element, double width, double heigh
   const auto side = [scale](uint32_t units) {
     return static_cast<uint32_t>(std::clamp(lround(units * scale), 1L, kLargestSide));
   };
-  return player.Render(side(authored.width), side(authored.height));
+  const uint32_t renderWidth = side(authored.width);
+  const uint32_t renderHeight = side(authored.height);
+  size_t others = 0;
+  for (const auto& each : players_) {
+    if (each.second.shown != nullptr) others += each.second.shown->PixelBytes();
+  }
+  others -= player.PixelBytes();
+  const bool hasRoom =
+      others + size_t{renderWidth} * renderHeight * sizeof(uint32_t) <= kMostPlayedBytes;
+  const PlayedPixels pixels = hasRoom ? player.Render(renderWidth, renderHeight) : PlayedPixels();
+  if (pixels.pixels == nullptr) {
+    notices_.Tell(element, "no memory for a picture of " + std::to_string(renderWidth) + "x" +
+                               std::to_string(renderHeight) + " pixels; all movies and media " +
+                               "together have " + std::to_string(kMostPlayedBytes / 1048576) +
+                               " MB");
+  }
+  return pixels;
 }
 
 }  // namespace plexion_host::player::application

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/player/application/Notices.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/paint/Painter.h"
 #include "host/player/application/played/EmbeddedPlayer.h"
@@ -17,6 +18,11 @@
 #include "host/player/engines/EngineSource.h"
 
 namespace plexion_host::player::application {
+
+/// Movies and media that are open at once: each may have a dozen threads, and pictures of its own.
+constexpr size_t kMostPlayers = 32;
+/// Of all pictures of them together.
+constexpr size_t kMostPlayedBytes = size_t{256} * 1024 * 1024;
 
 /// What the script hears of an element whose content comes from a file.
 struct PlayedEvent {
@@ -31,8 +37,9 @@ struct PlayedEvent {
 /// meanwhile: until a player is ready, its element shows what it showed before, or nothing.
 class PlayedElements final : public PlayedSource {
  public:
-  PlayedElements(Stage& stage, const BaseFolder& base, EngineHost& host, EngineSource& engines)
-      : stage_(stage), base_(base), host_(host), engines_(engines) {}
+  PlayedElements(Stage& stage, const BaseFolder& base, EngineHost& host, EngineSource& engines,
+                 Notices& notices)
+      : stage_(stage), base_(base), host_(host), engines_(engines), notices_(notices) {}
 
   /// Opens, moves on and closes players, as the stage now is. Marks what has changed.
   std::vector<PlayedEvent> Advance(double now, bool playing);
@@ -59,12 +66,14 @@ class PlayedElements final : public PlayedSource {
   void Open(Element& element, Playing& each);
   void TakeComing(Element& element, Playing& each);
   void Refuse(Element& element, const std::string& reason);
+  size_t OpenPlayers() const;
   void Retire(std::shared_ptr<EmbeddedPlayer> player);
 
   Stage& stage_;
   const BaseFolder& base_;
   EngineHost& host_;
   EngineSource& engines_;
+  Notices& notices_;
   std::unordered_map<uint32_t, Playing> players_;
   /// No longer wanted, but their loading threads do not know that yet.
   std::vector<std::shared_ptr<EmbeddedPlayer>> retired_;

@@ -53,6 +53,7 @@ class Behaviour {
   /// A moment of the application begins.
   void SetNow(double seconds) {
     now_ = seconds;
+    traces_ = 0;
     script_->BeginMoment();
   }
   bool Dispatch(const std::string& event, EngineError& error);
@@ -79,6 +80,8 @@ class Behaviour {
   static Behaviour& Of(lua_State* state);
   World& GetWorld() { return world_; }
   double Now() const { return now_; }
+  /// The number of a trace within its moment, from 1.
+  unsigned CountTrace() { return ++traces_; }
   void AddHandler(const std::string& event, int reference);
   int AddTimer(double seconds, double period, int reference);
   bool CancelTimer(int id);
@@ -108,6 +111,7 @@ class Behaviour {
   World world_;
   std::unique_ptr<Script> script_;
   double now_ = 0;
+  unsigned traces_ = 0;
   std::unordered_map<std::string, std::vector<int>> handlers_;
   std::vector<Timer> timers_;
   int nextTimer_ = 1;

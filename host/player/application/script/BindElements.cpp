@@ -87,8 +87,11 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
   } else if (name == "failure" && FindProperty(element.kind, "src") != nullptr) {
     lua_pushlstring(state, element.failure.data(), element.failure.size());
   } else if (name == "textWidth" && element.kind == ElementKind::kText) {
+    // Laying out a long text takes its time.
+    Script::Of(state).CheckTime(state);
     lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.width);
   } else if (name == "textHeight" && element.kind == ElementKind::kText) {
+    Script::Of(state).CheckTime(state);
     lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.height);
   } else {
     return false;

@@ -77,10 +77,24 @@ int ReadCsv(lua_State* state) {
   return PushCsv(state, bytes, name, separator);
 }
 
-int DecodeJson(lua_State* state) { return PushJson(state, CheckText(state, 1), "JSON"); }
+/// As much as may be read from a file: both are copied on their way.
+bool IsTooLong(lua_State* state) { return lua_rawlen(state, 1) > kLargestData; }
+
+int PushTooLong(lua_State* state) {
+  return PushFailure(state, "the text has more than the " + std::to_string(kLargestData) +
+                                " bytes that are allowed");
+}
+
+int DecodeJson(lua_State* state) {
+  luaL_checktype(state, 1, LUA_TSTRING);
+  return IsTooLong(state) ? PushTooLong(state) : PushJson(state, CheckText(state, 1), "JSON");
+}
 
 int DecodeCsv(lua_State* state) {
-  return PushCsv(state, CheckText(state, 1), "CSV", OptionalSeparator(state, 2));
+  luaL_checktype(state, 1, LUA_TSTRING);
+  const char separator = OptionalSeparator(state, 2);
+  return IsTooLong(state) ? PushTooLong(state)
+                          : PushCsv(state, CheckText(state, 1), "CSV", separator);
 }
 
 int Watch(lua_State* state) {

@@ -69,6 +69,7 @@ int At(lua_State* state) {
   Behaviour& self = Behaviour::Of(state);
   const double x = luaL_checknumber(state, 1);
   const double y = luaL_checknumber(state, 2);
+  Script::Of(state).CheckTime(state);
   self.PushElementOrNil(state, ElementAt(self.GetWorld().stage, self.GetWorld().texts, x, y));
   return 1;
 }

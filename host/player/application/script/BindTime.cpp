@@ -2,8 +2,10 @@
 #include <locale.h>
 #include <time.h>
 
+#include <algorithm>
 #include <string_view>
 
+#include "host/base/Text.h"
 #include "host/player/application/script/Behaviour.h"
 #include "qx/plexion/StageWindowParameters.h"
 
@@ -13,6 +15,8 @@ namespace {
 
 constexpr double kShortestPeriod = 0.001;
 constexpr double kLongestWait = 1e7;
+constexpr size_t kLongestTrace = 16384;
+constexpr unsigned kMostTraces = 1000;
 
 constexpr std::string_view kEvents[] = {"start",   "frame",  "keydown",  "keyup",
                                         "pointer", "scroll", "activate", "deactivate",
@@ -129,10 +133,21 @@ int Trace(lua_State* state) {
     size_t length = 0;
     const char* part = luaL_tolstring(state, i, &length);
     if (i > 1) text += '\t';
-    text.append(part, length);
+    text.append(part, std::min(length, kLongestTrace));
     lua_pop(state, 1);
+    if (text.size() > kLongestTrace) {
+      text.resize(kLongestTrace);
+      text += "...";
+      break;
+    }
   }
-  if (IQXKernel* kernel = IQXKernel::GetKernel()) kernel->Printf("TallyScript: %s\n", text.c_str());
+  // What is told waits until the script has done its work, and it may trace without end.
+  const unsigned number = Behaviour::Of(state).CountTrace();
+  if (number > kMostTraces) return 0;
+  if (number == kMostTraces) text = "more traces than can be told at one moment";
+  if (IQXKernel* kernel = IQXKernel::GetKernel()) {
+    kernel->Printf("TallyScript: %s\n", Printable(text).c_str());
+  }
   world.host.Notify(qx::plexion::kInfoNotifyTSTrace, text);
   return 0;
 }

@@ -1,3 +1,4 @@
+// JSON and CSV, put on a script's stack as they are read.
 #include "host/player/application/script/DataToLua.h"
 
 #include <nlohmann/json.hpp>
@@ -10,6 +11,8 @@ namespace {
 
 constexpr int kDeepestJson = 64;
 constexpr unsigned kValuesBetweenChecks = 1000;
+/// Of a line of CSV; while it is read, fields are no part of the script's heap.
+constexpr size_t kMostFields = 1000;
 
 /// Puts a document on the stack while it is read: nothing is kept twice, and all of it counts for
 /// the script's heap.
@@ -126,6 +129,11 @@ class CsvReader {
     for (;;) {
       std::string field;
       if (at_ < text_.size() && text_[at_] == '"' ? !ReadQuoted(field) : !ReadPlain(field)) {
+        return false;
+      }
+      if (fields.size() == kMostFields) {
+        error_ = std::to_string(LineAt(text_, at_)) + ": more than " + std::to_string(kMostFields) +
+                 " fields; expected fewer, or another separator";
         return false;
       }
       fields.push_back(std::move(field));

@@ -1,3 +1,4 @@
+// Matches Lua's patterns step by step, so that the script's time is looked at on the way.
 #include "host/player/application/script/PatternMatcher.h"
 
 #include <ctype.h>
@@ -8,7 +9,7 @@ namespace plexion_host::player::application {
 namespace {
 
 constexpr int kDeepest = 200;
-constexpr unsigned kStepsBetweenChecks = 20000;
+constexpr size_t kStepsBetweenChecks = 20000;
 constexpr ptrdiff_t kOpenCapture = -1;
 constexpr ptrdiff_t kPositionCapture = -2;
 
@@ -103,8 +104,11 @@ int PatternMatcher::PushCaptures(const char* from, const char* to) {
   return count;
 }
 
-void PatternMatcher::Step() {
-  if (++steps_ % kStepsBetweenChecks == 0) Script::Of(state_).CheckTime(state_);
+void PatternMatcher::Step(size_t cost) {
+  steps_ += cost;
+  if (steps_ < kStepsBetweenChecks) return;
+  steps_ = 0;
+  Script::Of(state_).CheckTime(state_);
 }
 
 const char* PatternMatcher::ItemEnd(const char* pattern) {
@@ -126,7 +130,8 @@ const char* PatternMatcher::ItemEnd(const char* pattern) {
 }
 
 bool PatternMatcher::MatchesItem(const char* at, const char* item, const char* itemEnd) {
-  Step();
+  // A set may be as long as the text that it is looked for in.
+  Step(static_cast<size_t>(itemEnd - item));
   if (at >= end_) return false;
   // Lua's texts are never null.
   // NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
@@ -170,6 +175,7 @@ const char* PatternMatcher::MatchHere(const char* at, const char* pattern) {
           luaL_error(state_, "missing '[' after '%%f' in pattern");
         }
         const char* setEnd = ItemEnd(pattern);
+        Step(static_cast<size_t>(setEnd - pattern) * 3);
         const auto before = static_cast<unsigned char>(at == begin_ ? '\0' : at[-1]);
         const auto after = static_cast<unsigned char>(at == end_ ? '\0' : *at);
         if (InSet(before, pattern, setEnd - 1) || !InSet(after, pattern, setEnd - 1)) {
@@ -186,6 +192,7 @@ const char* PatternMatcher::MatchHere(const char* at, const char* pattern) {
       }
     }
     const char* itemEnd = ItemEnd(pattern);
+    Step(static_cast<size_t>(itemEnd - pattern));
     const char suffix = itemEnd == patternEnd_ ? '\0' : *itemEnd;
     if (suffix == '*') return MatchMost(at, pattern, itemEnd, 0);
     if (suffix == '+') return MatchMost(at, pattern, itemEnd, 1);
@@ -236,18 +243,13 @@ const char* PatternMatcher::MatchBalance(const char* at, const char* pair) {
   return nullptr;
 }
 
-bool PatternMatcher::IsAtFrontier(const char* at, const char* set, const char* setEnd) const {
-  const auto before = static_cast<unsigned char>(at == begin_ ? '\0' : at[-1]);
-  const auto after = static_cast<unsigned char>(at == end_ ? '\0' : *at);
-  return !InSet(before, set, setEnd - 1) && InSet(after, set, setEnd - 1);
-}
-
 const char* PatternMatcher::MatchBackReference(const char* at, char digit) {
   const int index = digit - '1';
   if (index < 0 || index >= captures_ || capture_[index].length == kOpenCapture) {
     luaL_error(state_, "invalid capture index %%%d", index + 1);
   }
   const ptrdiff_t length = capture_[index].length == kPositionCapture ? 0 : capture_[index].length;
+  Step(static_cast<size_t>(length));
   if (end_ - at < length || memcmp(capture_[index].begin, at, static_cast<size_t>(length)) != 0) {
     return nullptr;
   }

@@ -36,7 +36,8 @@ class PatternMatcher {
     ptrdiff_t length;
   };
 
-  void Step();
+  /// `cost` is the work that comes, in looks at one character.
+  void Step(size_t cost = 1);
   const char* ItemEnd(const char* pattern);
   bool MatchesItem(const char* at, const char* item, const char* itemEnd);
   const char* Match(const char* at, const char* pattern);
@@ -44,7 +45,6 @@ class PatternMatcher {
   const char* MatchMost(const char* at, const char* item, const char* itemEnd, ptrdiff_t least);
   const char* MatchLeast(const char* at, const char* item, const char* itemEnd);
   const char* MatchBalance(const char* at, const char* pair);
-  bool IsAtFrontier(const char* at, const char* set, const char* setEnd) const;
   const char* MatchBackReference(const char* at, char digit);
   const char* StartCapture(const char* at, const char* pattern);
   const char* EndCapture(const char* at, const char* pattern);
@@ -56,7 +56,7 @@ class PatternMatcher {
   Capture capture_[kMostCaptures] = {};
   int captures_ = 0;
   int depth_ = 0;
-  unsigned steps_ = 0;
+  size_t steps_ = 0;  ///< since the last look at the time
 };
 
 }  // namespace plexion_host::player::application

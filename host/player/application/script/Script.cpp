@@ -1,3 +1,4 @@
+// The Lua state: its memory, its time, and what its errors are for the player.
 #include "host/player/application/script/Script.h"
 
 #include <string.h>
@@ -6,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "host/base/Text.h"
 #include "host/player/WatchedMemory.h"
 
 namespace plexion_host::player::application {
@@ -18,6 +20,7 @@ constexpr int kInstructionsBetweenChecks = 100;
 constexpr size_t kLargeBlock = 65536;
 constexpr size_t kBytesBetweenChecks = 16 * 1024 * 1024;
 constexpr int kPlacesToLookAt = 8;
+constexpr size_t kLongestMessage = 4000;
 constexpr char kNoEnd[] = "the script does not come to an end";
 
 int OpenLibraries(lua_State* state) {
@@ -148,7 +151,10 @@ int Script::OnError(lua_State* state) {
 bool Script::Finish(int result, EngineError& error) {
   if (result == LUA_OK) return true;
   const char* text = lua_tostring(state_, -1);
-  std::string message = text == nullptr ? "out of memory" : text;
+  // A script's own words may be megabytes, and anything.
+  std::string message = text == nullptr
+                            ? "out of memory"
+                            : Printable(std::string_view(text).substr(0, kLongestMessage));
   if (result == LUA_ERRMEM && stuck_) message = latePlace_ + ": " + kNoEnd;
   lua_settop(state_, 0);
   if (cancelled_) {

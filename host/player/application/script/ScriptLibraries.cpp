@@ -197,13 +197,15 @@ void OpenSafeLibraries(lua_State* state) {
   Guard(state, "move", TableMove);
   lua_pop(state, 1);
 
-  for (const auto& library :
-       {luaL_Reg{LUA_MATHLIBNAME, luaopen_math}, luaL_Reg{LUA_UTF8LIBNAME, luaopen_utf8},
-        luaL_Reg{LUA_COLIBNAME, luaopen_coroutine}}) {
-    luaL_requiref(state, library.name, library.func, 1);
-    lua_pop(state, 1);
-  }
-  lua_getglobal(state, LUA_COLIBNAME);
+  luaL_requiref(state, LUA_MATHLIBNAME, luaopen_math, 1);
+  lua_pop(state, 1);
+
+  // These go through megabytes of text as one instruction.
+  luaL_requiref(state, LUA_UTF8LIBNAME, luaopen_utf8, 1);
+  for (const char* name : {"len", "offset", "codepoint"}) Guard(state, name, CallOriginal);
+  lua_pop(state, 1);
+
+  luaL_requiref(state, LUA_COLIBNAME, luaopen_coroutine, 1);
   lua_getfield(state, -1, "create");
   lua_getfield(state, -2, "resume");
   lua_pushcclosure(state, Wrap, 2);

@@ -36,7 +36,8 @@ int FindOrMatch(lua_State* state, bool find) {
   }
   if (find && (lua_toboolean(state, 4) != 0 ||
                pattern.find_first_of("^$*+?.([%-") == std::string_view::npos)) {
-    // A search in plain text takes its length times the pattern's at the very worst.
+    // The C library's search takes time in proportion to both texts.
+    Script::Of(state).CheckTime(state);
     const void* found =
         memmem(subject.data() + start, subject.size() - start, pattern.data(), pattern.size());
     if (found == nullptr) {

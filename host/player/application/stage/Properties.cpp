@@ -5,7 +5,7 @@
 
 #include <charconv>
 
-#include "host/player/application/document/XmlReader.h"
+#include "host/base/Text.h"
 
 namespace plexion_host::player::application {
 
@@ -239,8 +239,7 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
     }
     case ValueType::kText:
       good = static_cast<double>(value.size()) <= property.highest &&
-             value.find('\0') == std::string_view::npos &&
-             FindInvalidUtf8(value) == std::string_view::npos;
+             value.find('\0') == std::string_view::npos && IsUtf8(value);
       if (good) element.*property.text = std::string(value);
       break;
     case ValueType::kColour: {

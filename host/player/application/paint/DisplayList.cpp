@@ -1,0 +1,308 @@
+// Builds the list of what is to be seen, and finds where two such lists differ.
+#include "host/player/application/paint/DisplayList.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace plexion_host::player::application {
+
+namespace {
+
+/// Edges are smoothed over the pixels beside them.
+constexpr double kMargin = 1.5;
+constexpr size_t kMostLayers = 8;
+
+using Rectangle = cairo_rectangle_int_t;
+
+Rectangle Intersection(const Rectangle& a, const Rectangle& b) {
+  const int left = std::max(a.x, b.x);
+  const int top = std::max(a.y, b.y);
+  const int right = std::min(a.x + a.width, b.x + b.width);
+  const int bottom = std::min(a.y + a.height, b.y + b.height);
+  if (right <= left || bottom <= top) return {0, 0, 0, 0};
+  return {left, top, right - left, bottom - top};
+}
+
+Rectangle Union(const Rectangle& a, const Rectangle& b) {
+  if (a.width == 0) return b;
+  if (b.width == 0) return a;
+  const int left = std::min(a.x, b.x);
+  const int top = std::min(a.y, b.y);
+  return {left, top, std::max(a.x + a.width, b.x + b.width) - left,
+          std::max(a.y + a.height, b.y + b.height) - top};
+}
+
+/// A box on the plane, before it is cut to whole pixels of the plane.
+struct Extents {
+  double left = HUGE_VAL;
+  double top = HUGE_VAL;
+  double right = -HUGE_VAL;
+  double bottom = -HUGE_VAL;
+
+  static Extents Of(const Box& box, const cairo_matrix_t& matrix) {
+    Extents extents;
+    for (int corner = 0; corner < 4; ++corner) {
+      double x = box.x + ((corner & 1) != 0 ? box.width : 0);
+      double y = box.y + ((corner & 2) != 0 ? box.height : 0);
+      cairo_matrix_transform_point(&matrix, &x, &y);
+      extents.left = std::min(extents.left, x);
+      extents.right = std::max(extents.right, x);
+      extents.top = std::min(extents.top, y);
+      extents.bottom = std::max(extents.bottom, y);
+    }
+    return extents;
+  }
+
+  double Side() const { return std::max(right - left, bottom - top); }
+
+  Rectangle Pixels() const {
+    // What is far outside of any plane must not leave the range of whole numbers.
+    const auto pixel = [](double value) {
+      return static_cast<int>(std::clamp(value, -kLargestSeen, kLargestSeen));
+    };
+    const int x = pixel(floor(left - kMargin));
+    const int y = pixel(floor(top - kMargin));
+    return {x, y, pixel(ceil(right + kMargin)) - x, pixel(ceil(bottom + kMargin)) - y};
+  }
+};
+
+bool SameMatrix(const cairo_matrix_t& a, const cairo_matrix_t& b) {
+  return a.xx == b.xx && a.yx == b.yx && a.xy == b.xy && a.yy == b.yy && a.x0 == b.x0 &&
+         a.y0 == b.y0;
+}
+
+bool SameRectangle(const Rectangle& a, const Rectangle& b) {
+  return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
+}
+
+bool LooksTheSame(const DisplayItem& a, const DisplayItem& b) {
+  return a.revision == b.revision && a.seenOpacity == b.seenOpacity &&
+         SameRectangle(a.clip.box, b.clip.box) && a.clip.rounding == b.clip.rounding &&
+         SameMatrix(a.matrix, b.matrix);
+}
+
+class Builder {
+ public:
+  Builder(Stage& stage, TextSetter& texts, const StageFit& fit, qx::plexion::Dims dims)
+      : stage_(stage), texts_(texts), fit_(fit) {
+    const size_t plane = std::max<size_t>(size_t{dims.width} * dims.height * sizeof(uint32_t), 1);
+    mostLayers_ = std::clamp<size_t>(kMostLayerBytes / plane, 2, kMostLayers);
+    plane_ = {0, 0, static_cast<int>(dims.width), static_cast<int>(dims.height)};
+  }
+
+  DisplayList Build() {
+    cairo_matrix_t still;
+    cairo_matrix_init(&still, fit_.scaleX, 0, 0, fit_.scaleY, fit_.offsetX, fit_.offsetY);
+    const Box whole = {0, 0, static_cast<double>(stage_.width), static_cast<double>(stage_.height)};
+    Around around = {still};
+    around.clip.box = Intersection(plane_, Extents::Of(whole, still).Pixels());
+    AddChildren(stage_.Backdrop(), around);
+    AddScenes(around);
+    AddChildren(stage_.Overlay(), around);
+    return std::move(list_);
+  }
+
+ private:
+  /// What an element inherits from those it stands in.
+  struct Around {
+    cairo_matrix_t matrix;
+    double opacity = 1;      ///< still to be painted into each element
+    double seenOpacity = 1;  ///< with that of the layers, too
+    DisplayItem::Clip clip = {};
+  };
+
+  void AddScenes(const Around& around) {
+    Element* leaving = stage_.LeavingScene();
+    Around arriving = around;
+    arriving.matrix = SceneMatrixOf(stage_, fit_, false);
+    if (leaving == nullptr) {
+      AddChildren(*stage_.CurrentScene(), arriving);
+      return;
+    }
+    Around gone = around;
+    gone.matrix = SceneMatrixOf(stage_, fit_, true);
+    if (stage_.CurrentTransition().kind != TransitionKind::kFade) {
+      AddChildren(*leaving, gone);
+      AddChildren(*stage_.CurrentScene(), arriving);
+      return;
+    }
+    // Both shares are added: painted one over the other, what lies beneath would shine through.
+    const double progress = stage_.TransitionProgress();
+    gone.seenOpacity = 1 - progress;
+    arriving.seenOpacity = progress;
+    const size_t both = PushLayer();
+    const size_t first = PushLayer();
+    AddChildren(*leaving, gone);
+    PopLayer(first, 1 - progress);
+    const size_t second = PushLayer();
+    AddChildren(*stage_.CurrentScene(), arriving);
+    PopLayer(second, progress, CAIRO_OPERATOR_ADD);
+    PopLayer(both, 1);
+  }
+
+  void AddChildren(const Element& group, const Around& around) {
+    const std::vector<Element*> ordered = InOrder(group);
+    // Several that overlap fade as one picture, not one through the other.
+    if (around.opacity < 1 && ordered.size() > 1) {
+      if (layers_ < mostLayers_) {
+        Around inside = around;
+        inside.opacity = 1;
+        const size_t layer = PushLayer();
+        for (Element* child : ordered) Add(*child, inside);
+        PopLayer(layer, around.opacity);
+        return;
+      }
+      list_.refused.emplace_back(&group, "more than " + std::to_string(mostLayers_) +
+                                             " half transparent groups inside of each other; its "
+                                             "elements are transparent one by one");
+    }
+    for (Element* child : ordered) Add(*child, around);
+  }
+
+  void Add(Element& element, Around around) {
+    if (!element.visible || element.opacity <= 0 || element.scale <= 0) return;
+    around.matrix = PlacementOf(element, around.matrix);
+    around.opacity *= element.opacity;
+    around.seenOpacity *= element.opacity;
+    if (element.kind != ElementKind::kGroup) {
+      AddElement(element, around);
+    } else if (element.clip) {
+      AddClipped(element, around);
+    } else {
+      AddChildren(element, around);
+    }
+  }
+
+  void AddClipped(Element& group, Around around) {
+    const Extents extents = Extents::Of({0, 0, group.width, group.height}, around.matrix);
+    around.clip.box = Intersection(around.clip.box, extents.Pixels());
+    around.clip.rounding = around.clip.rounding * 31 + group.radius;
+    if (around.clip.box.width == 0 || IsTooLarge(group, extents)) return;
+    const size_t begin = Push(DisplayItem::Kind::kPushClip);
+    DisplayItem& clip = list_.items[begin];
+    clip.element = &group;
+    clip.matrix = around.matrix;
+    AddChildren(group, around);
+    Pop(begin, DisplayItem::Kind::kPopClip);
+  }
+
+  void AddElement(Element& element, const Around& around) {
+    const Extents extents = Extents::Of(ContentBox(element), around.matrix);
+    const Rectangle bounds = Intersection(around.clip.box, extents.Pixels());
+    if (bounds.width == 0 || IsTooLarge(element, extents)) return;
+    DisplayItem item;
+    item.element = &element;
+    item.matrix = around.matrix;
+    item.opacity = around.opacity;
+    item.bounds = bounds;
+    item.handle = element.handle;
+    item.revision = element.revision;
+    item.seenOpacity = around.seenOpacity;
+    item.clip = around.clip;
+    list_.items.push_back(item);
+  }
+
+  Box ContentBox(const Element& element) {
+    if (element.kind == ElementKind::kText) return texts_.Set(element).ink;
+    Box box = {0, 0, element.width, element.height};
+    if (element.kind == ElementKind::kRectangle && !element.stroke.none) {
+      const double half = element.strokeWidth / 2;
+      box = {-half, -half, box.width + element.strokeWidth, box.height + element.strokeWidth};
+    }
+    return box;
+  }
+
+  bool IsTooLarge(const Element& element, const Extents& extents) {
+    // Written so that what is no number at all is too large as well.
+    if (extents.Side() <= kLargestSeen) return false;
+    list_.refused.emplace_back(&element, "it would be more than " + ShowNumber(kLargestSeen) +
+                                             " pixels wide or high; expected less, see scale");
+    return true;
+  }
+
+  size_t Push(DisplayItem::Kind kind) {
+    DisplayItem item;
+    item.kind = kind;
+    list_.items.push_back(item);
+    return list_.items.size() - 1;
+  }
+
+  /// Takes the push away again when nothing has come after it.
+  bool Pop(size_t begin, DisplayItem::Kind kind) {
+    if (begin + 1 == list_.items.size()) {
+      list_.items.pop_back();
+      return false;
+    }
+    Rectangle bounds = {0, 0, 0, 0};
+    for (size_t i = begin + 1; i < list_.items.size(); ++i) {
+      const DisplayItem& item = list_.items[i];
+      bounds = Union(bounds, item.bounds);
+      // What is pushed inside knows its bounds already.
+      if (item.end != 0) i = item.end;
+    }
+    list_.items[begin].bounds = bounds;
+    list_.items[begin].end = list_.items.size();
+    DisplayItem item;
+    item.kind = kind;
+    list_.items.push_back(item);
+    return true;
+  }
+
+  size_t PushLayer() {
+    ++layers_;
+    return Push(DisplayItem::Kind::kPushLayer);
+  }
+
+  void PopLayer(size_t begin, double opacity, cairo_operator_t merge = CAIRO_OPERATOR_OVER) {
+    --layers_;
+    if (!Pop(begin, DisplayItem::Kind::kPopLayer)) return;
+    list_.items.back().opacity = opacity;
+    list_.items.back().merge = merge;
+  }
+
+  Stage& stage_;
+  TextSetter& texts_;
+  const StageFit& fit_;
+  Rectangle plane_;
+  size_t mostLayers_;
+  size_t layers_ = 0;
+  DisplayList list_;
+};
+
+}  // namespace
+
+DisplayList BuildDisplayList(Stage& stage, TextSetter& texts, const StageFit& fit,
+                             qx::plexion::Dims dims) {
+  return Builder(stage, texts, fit, dims).Build();
+}
+
+void AddDifference(const DisplayList& before, const DisplayList& after, cairo_region_t* region) {
+  std::unordered_map<uint32_t, size_t> places;
+  for (size_t i = 0; i < before.items.size(); ++i) {
+    if (before.items[i].kind == DisplayItem::Kind::kElement) places[before.items[i].handle] = i;
+  }
+  size_t farthest = 0;
+  for (const DisplayItem& now : after.items) {
+    if (now.kind != DisplayItem::Kind::kElement) continue;
+    const auto found = places.find(now.handle);
+    if (found == places.end()) {
+      cairo_region_union_rectangle(region, &now.bounds);
+      continue;
+    }
+    const DisplayItem& then = before.items[found->second];
+    // Whatever now stands behind an element that it stood before.
+    const bool overtaken = found->second < farthest;
+    farthest = std::max(farthest, found->second);
+    places.erase(found);
+    if (!overtaken && LooksTheSame(now, then)) continue;
+    cairo_region_union_rectangle(region, &then.bounds);
+    cairo_region_union_rectangle(region, &now.bounds);
+  }
+  for (const auto& gone : places) {
+    cairo_region_union_rectangle(region, &before.items[gone.second].bounds);
+  }
+}
+
+}  // namespace plexion_host::player::application
