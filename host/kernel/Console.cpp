@@ -48,7 +48,7 @@ void Console::Print(const std::string& text) {
     captured->append(Printable(text));
     return;
   }
-  Write(output_, text);
+  Write(&Console::output_, text);
 }
 
 void Console::PrintFormat(const char* format, va_list arguments) {
@@ -66,7 +66,7 @@ void Console::PrintFormat(const char* format, va_list arguments) {
   va_end(again);
 }
 
-void Console::PrintError(const std::string& text) { Write(error_, text); }
+void Console::PrintError(const std::string& text) { Write(&Console::error_, text); }
 
 void Console::BeginCapture() { captured = std::make_unique<std::string>(); }
 
@@ -94,10 +94,11 @@ void Console::CallHook(void (*hook)(void*)) {
   insideHook_ = false;
 }
 
-void Console::Write(Stream& stream, const std::string& text) {
+void Console::Write(Stream Console::*which, const std::string& text) {
   if (text.empty()) return;
   std::string printable = Printable(text);
   const RecursiveMutexLock lock(mutex_);
+  Stream& stream = this->*which;
   lineOpen_ = text.back() != '\n';
   // A hook writes as well: not to a terminal that takes nothing.
   const bool now = stream.kept.empty() && CanWrite(stream.fd);

@@ -60,7 +60,7 @@ class Console final : public IHostConsole {
     size_t dropped = 0;  // bytes since `kept` was full
   };
 
-  void Write(Stream& stream, const std::string& text) EXCLUDES(mutex_);
+  void Write(Stream Console::*which, const std::string& text) EXCLUDES(mutex_);
   void CallHook(void (*hook)(void*)) REQUIRES(mutex_);
   /// Writes what is kept as it is taken, until nothing is.
   void WriteKept() EXCLUDES(mutex_);
