@@ -1,3 +1,5 @@
+// The device's files: the module "IFileSystem".
+
 #include "host/system/FileSystem.h"
 
 #include <cstdlib>
@@ -27,14 +29,28 @@ class FileObject final : public qx::platform::IFileObject {
   }
 
   bool EnsureWritable(bool createMissing) override {
-    return !path_.empty() && EnsureWritableDirectory(path_, createMissing);
+    std::string refused;
+    return !path_.empty() &&
+           (EnsureWritableDirectory(path_, createMissing, refused) || Refuse(refused));
   }
 
   bool RemoveDirectory(bool recursive) override {
-    return !path_.empty() && RemoveDirectoryTree(path_, recursive);
+    std::string refused;
+    return !path_.empty() && (RemoveDirectoryTree(path_, recursive, refused) || Refuse(refused));
   }
 
  private:
+  /// Says what is not used, and why. Returns  false.
+  static bool Refuse(const std::string& refused) {
+    IQXKernel* const kernel = IQXKernel::GetKernel();
+    if (refused.empty() || kernel == nullptr) return false;
+    kernel->Printf(
+        "RED ALERT: IFileSystem - %s: expected a folder of this user or of root; nothing is made "
+        "or removed there\n",
+        refused.c_str());
+    return false;
+  }
+
   const std::string dataDirectory_;
   std::string path_;  // empty until Open succeeds
 };

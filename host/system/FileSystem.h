@@ -1,3 +1,5 @@
+// The device's files: the module "IFileSystem".
+
 #ifndef HOST_SYSTEM_FILESYSTEM_H_
 #define HOST_SYSTEM_FILESYSTEM_H_
 

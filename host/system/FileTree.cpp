@@ -1,3 +1,5 @@
+// Directories that are made and removed, on ground that nobody else can change.
+
 #include "host/system/FileTree.h"
 
 #include <dirent.h>
@@ -9,8 +11,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <sstream>
 #include <vector>
+
+#include "host/base/Text.h"
 
 namespace plexion_host {
 namespace {
@@ -20,42 +23,115 @@ constexpr int kDeepestLevel = 200;
 
 std::vector<std::string> Components(const std::string& path) {
   std::vector<std::string> components;
-  std::istringstream text(path);
-  for (std::string component; std::getline(text, component, '/');) {
-    if (!component.empty()) components.push_back(component);
+  for (std::string& component : SplitAt(path, '/')) {
+    if (!component.empty()) components.push_back(std::move(component));
   }
   return components;
 }
 
-// A slash at the end would make the system follow a link in the last place.
-std::string WithoutSlashAtEnd(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
+std::string PathOf(const std::vector<std::string>& components, size_t count) {
+  std::string path;
+  for (size_t i = 0; i < count; ++i) path += "/" + components[i];
   return path;
 }
 
-// False when `path` is there and no directory, or cannot be made.
-bool MakeDirectory(const std::string& path, const std::string& parent, bool last) {
-  struct stat above {};
-  const bool shared = stat(parent.c_str(), &above) == 0 && (above.st_mode & S_ISVTX) != 0 &&
-                      (above.st_mode & S_IWOTH) != 0;
-  if (mkdir(path.c_str(), shared && last ? 0700 : 0777) == 0) {
-    // mkdir takes the process's mask into account; a shared directory must not.
-    return !shared || last || chmod(path.c_str(), 01777) == 0;
-  }
-  struct stat info {};
-  return errno == EEXIST && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+bool IsShared(const struct stat& info) {
+  return (info.st_mode & S_ISVTX) != 0 && (info.st_mode & S_IWOTH) != 0;
 }
 
+/// An open directory, by descriptors alone: nobody can put something else in its path's place.
+class Ground {
+ public:
+  explicit Ground(uid_t user) : user_(user), directory_(open("/", kFlags)) { Look(); }
+  ~Ground() {
+    if (directory_ >= 0) close(directory_);
+  }
+  Ground(const Ground&) = delete;
+  Ground& operator=(const Ground&) = delete;
+
+  int Fd() const { return directory_; }
+
+  /// Goes down along the first `count` components; `create` makes the missing ones.
+  /// Returns  false when that cannot be done, with errno; and with the reason in `refused` when what
+  ///          is there is not to be trusted.
+  bool Enter(const std::vector<std::string>& components, size_t count, bool create,
+             std::string& refused) {
+    for (size_t i = 0; i < count; ++i) {
+      if (!Step(components[i].c_str(), create, i + 1 == components.size())) {
+        if (!refused_.empty()) refused = PathOf(components, i + 1) + " " + refused_;
+        return false;
+      }
+    }
+    return directory_ >= 0;
+  }
+
+  /// Whether an entry here may be worked on: where everybody may write, it must not be another's.
+  bool MayTouch(const char* name, std::string& refused) const {
+    struct stat entry {};
+    if (!open_ || fstatat(directory_, name, &entry, AT_SYMLINK_NOFOLLOW) != 0) return true;
+    if (IsTrusted(entry)) return true;
+    refused = "belongs to another user";
+    return false;
+  }
+
+ private:
+  // Enough to go on from and to make and remove in, also where nothing may be read.
+  static constexpr int kFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+  bool IsTrusted(const struct stat& info) const { return info.st_uid == user_ || info.st_uid == 0; }
+
+  /// Notes whether everybody may put entries into the directory.
+  void Look() {
+    open_ = directory_ < 0 || fstat(directory_, &info_) != 0 || (info_.st_mode & S_IWOTH) != 0;
+  }
+
+  bool Step(const char* name, bool create, bool last) {
+    // Links are followed where only those put them who may be trusted: /var/run, for example.
+    const int flags = kFlags | (open_ ? O_NOFOLLOW : 0);
+    int next = openat(directory_, name, flags);
+    if (next < 0 && errno == ENOENT && create) {
+      // What is made in a shared directory is shared as well, so that others find room in it.
+      const bool shared = IsShared(info_);
+      if (mkdirat(directory_, name, shared && last ? 0700 : 0777) == 0 && shared && !last &&
+          fchmodat(directory_, name, 01777, 0) != 0) {  // the process's mask counts for mkdir
+        return false;
+      }
+      next = openat(directory_, name, flags);
+    }
+    const int error = errno;
+    struct stat entry {};
+    if (next < 0 && open_ && fstatat(directory_, name, &entry, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISLNK(entry.st_mode)) {
+      refused_ = "is a link";
+    }
+    errno = error;
+    if (next < 0) return false;
+    const bool wasOpen = open_;
+    close(directory_);
+    directory_ = next;
+    Look();
+    if (wasOpen && !IsTrusted(info_)) refused_ = "belongs to another user";
+    return refused_.empty();
+  }
+
+  const uid_t user_;
+  int directory_;
+  bool open_ = true;
+  struct stat info_ {};
+  std::string refused_;
+};
+
 // Permissions, quotas, full and read-only file systems: only trying tells.
-bool CanMakeFileIn(const std::string& directory) {
+bool CanMakeFileIn(int directory) {
   static std::atomic<unsigned> counter{0};
-  const std::string probe = directory + "/.plexion-write-test-" + std::to_string(getpid()) + "-" +
+  const std::string probe = ".plexion-write-test-" + std::to_string(getpid()) + "-" +
                             std::to_string(counter.fetch_add(1));
-  const int fd = open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  const int fd =
+      openat(directory, probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) return false;
   const bool written = write(fd, "", 1) == 1;
   close(fd);
-  unlink(probe.c_str());
+  unlinkat(directory, probe.c_str(), 0);
   return written;
 }
 
@@ -110,28 +186,34 @@ bool IsAtOrBelow(const std::string& path, const std::string& prefix) {
          (path.size() == prefix.size() || path[prefix.size()] == '/');
 }
 
-bool EnsureWritableDirectory(const std::string& path, bool createMissing) {
-  if (createMissing) {
-    const std::vector<std::string> components = Components(path);
-    std::string built;
-    for (size_t i = 0; i < components.size(); ++i) {
-      const std::string parent = built.empty() ? "/" : built;
-      built += "/" + components[i];
-      if (!MakeDirectory(built, parent, i + 1 == components.size())) return false;
-    }
-  }
-  return CanMakeFileIn(WithoutSlashAtEnd(path));
+bool EnsureWritableDirectory(const std::string& path, bool createMissing, std::string& refused,
+                             uid_t user) {
+  const std::vector<std::string> components = Components(path);
+  Ground ground(user);
+  return ground.Enter(components, components.size(), createMissing, refused) &&
+         CanMakeFileIn(ground.Fd());
 }
 
-bool RemoveDirectoryTree(const std::string& path, bool recursive) {
-  const std::string directory = WithoutSlashAtEnd(path);
-  if (directory == "/") return false;
-  struct stat info {};
-  if (lstat(directory.c_str(), &info) == 0 && !S_ISDIR(info.st_mode) && !S_ISLNK(info.st_mode)) {
+bool RemoveDirectoryTree(const std::string& path, bool recursive, std::string& refused,
+                         uid_t user) {
+  const std::vector<std::string> components = Components(path);
+  if (components.empty()) return false;
+  Ground ground(user);
+  if (!ground.Enter(components, components.size() - 1, false, refused)) {
+    return refused.empty() && errno == ENOENT;
+  }
+  const char* const name = components.back().c_str();
+  if (!ground.MayTouch(name, refused)) {
+    refused = path + " " + refused;
     return false;
   }
-  if (recursive) return RemoveEntry(AT_FDCWD, directory.c_str(), 0);
-  return rmdir(directory.c_str()) == 0 || errno == ENOENT;
+  struct stat info {};
+  if (fstatat(ground.Fd(), name, &info, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(info.st_mode) &&
+      !S_ISLNK(info.st_mode)) {
+    return false;
+  }
+  if (recursive) return RemoveEntry(ground.Fd(), name, 0);
+  return unlinkat(ground.Fd(), name, AT_REMOVEDIR) == 0 || errno == ENOENT;
 }
 
 }  // namespace plexion_host

@@ -1,3 +1,5 @@
+// The language of the process: the module "ILocaleUtils".
+
 #include "host/system/LocaleUtils.h"
 
 #include <clocale>
@@ -7,7 +9,7 @@
 namespace plexion_host {
 
 const char* LocaleUtils::SetLocale(int category, const char* locale) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const char* inForce = nullptr;
   if (category == kLocaleMessages && locale != nullptr)
     inForce = std::setlocale(LC_MESSAGES, locale);

@@ -1,9 +1,11 @@
+// The language of the process: the module "ILocaleUtils".
+
 #ifndef HOST_SYSTEM_LOCALEUTILS_H_
 #define HOST_SYSTEM_LOCALEUTILS_H_
 
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "qx/platform/ILocaleUtils.h"
 
 namespace plexion_host {
@@ -15,8 +17,8 @@ class LocaleUtils final : public qx::platform::ILocaleUtils {
   const char* SetLocale(int category, const char* locale) override;
 
  private:
-  std::mutex mutex_;  // guards name_, and the process's locale against ourselves
-  std::string name_;
+  Mutex mutex_;  // also guards the process's locale against ourselves
+  std::string name_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host

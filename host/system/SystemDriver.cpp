@@ -1,3 +1,5 @@
+// Facts about this computer: the module "ISystemDriver".
+
 #include "host/system/SystemDriver.h"
 
 #include <pwd.h>

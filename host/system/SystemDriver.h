@@ -1,3 +1,5 @@
+// Facts about this computer: the module "ISystemDriver".
+
 #ifndef HOST_SYSTEM_SYSTEMDRIVER_H_
 #define HOST_SYSTEM_SYSTEMDRIVER_H_
 

@@ -102,7 +102,37 @@ TEST_F(FileSystemTest, RefusesToRemoveWhatIsNoDirectory) {
   Write("file");
   EXPECT_FALSE(Remove(files_, root_ + "/file", true));
   EXPECT_TRUE(fs::exists(root_ + "/file"));
-  EXPECT_FALSE(RemoveDirectoryTree("/", true));
+  std::string refused;
+  EXPECT_FALSE(RemoveDirectoryTree("/", true, refused));
+}
+
+TEST_F(FileSystemTest, RefusesWhatAnotherUserPutInASharedPlace) {
+  ASSERT_EQ(0, chmod(root_.c_str(), 01777));
+  fs::create_directories(root_ + "/.plexion/app-tmp/17");
+  Write(".plexion/app-tmp/17/kept");
+  fs::create_directory_symlink(root_ + "/.plexion", root_ + "/link");
+  // What root owns is trusted, so that root's test gives it away, and another's takes another's part.
+  const uid_t other = geteuid() + 4711;
+  const bool root = geteuid() == 0;
+  if (root && chown((root_ + "/.plexion").c_str(), other, 0) != 0) GTEST_SKIP() << "no chown here";
+  const std::string said = (root ? root_ + "/.plexion" : root_) + " belongs to another user";
+  const uid_t user = root ? 0 : other;
+  std::string refused;
+  EXPECT_FALSE(EnsureWritableDirectory(root_ + "/.plexion/app-tmp/18", true, refused, user));
+  EXPECT_EQ(said, refused);
+  refused.clear();
+  EXPECT_FALSE(RemoveDirectoryTree(root_ + "/.plexion/app-tmp/17", true, refused, user));
+  EXPECT_EQ(said, refused);
+  refused.clear();
+  EXPECT_FALSE(RemoveDirectoryTree(root_ + "/.plexion", true, refused, user));
+  EXPECT_EQ(said, refused);
+  EXPECT_TRUE(!root || chown((root_ + "/.plexion").c_str(), 0, 0) == 0);
+  refused.clear();
+  EXPECT_FALSE(EnsureWritableDirectory(root_ + "/link/app-tmp/18", true, refused));
+  EXPECT_EQ(root_ + "/link is a link", refused);
+  EXPECT_FALSE(RemoveDirectoryTree(root_ + "/link/app-tmp/17", true, refused));
+  EXPECT_TRUE(fs::exists(root_ + "/.plexion/app-tmp/17/kept"));
+  EXPECT_FALSE(fs::exists(root_ + "/.plexion/app-tmp/18"));
 }
 
 TEST_F(FileSystemTest, OpensPathsThatAFileCouldHave) {
