@@ -20,6 +20,9 @@ namespace {
 /// letter with the square of the marks on it: a text of 64 KB took minutes.
 constexpr int kLongestWord = 128;
 constexpr int kMostMarks = 30;
+/// Of a text without a limit of its own; each line costs as much as a hundred letters. Texts that
+/// are too short for so many are laid out without it.
+constexpr int kMostLines = 2000;
 /// Of texts whose layouts are kept; each takes about a hundred times as much.
 constexpr size_t kMostKeptBytes = size_t{1024} * 1024;
 
@@ -243,10 +246,15 @@ void TextSetter::Lay(const Element& element, Kept& kept) {
                                      : element.align == kAlignRight ? PANGO_ALIGN_RIGHT
                                                                     : PANGO_ALIGN_LEFT);
   // What does not fit ends in an ellipsis: after one line, or after as many as are allowed.
-  const bool limited = bounded && (!wraps || element.lines > 0);
+  const bool endless = wraps && element.lines <= 0 && text.size() > kMostLines;
+  const bool limited = bounded && (!wraps || element.lines > 0 || endless);
   pango_layout_set_ellipsize(layout, limited ? PANGO_ELLIPSIZE_END : PANGO_ELLIPSIZE_NONE);
-  pango_layout_set_height(layout,
-                          wraps && element.lines > 0 ? -static_cast<int>(element.lines) : -1);
+  pango_layout_set_height(layout, endless                      ? -kMostLines
+                                  : wraps && element.lines > 0 ? -static_cast<int>(element.lines)
+                                                               : -1);
+  if (endless && pango_layout_is_ellipsized(layout) != FALSE) {
+    host_.refuse(element, "it has more than " + std::to_string(kMostLines) + " lines");
+  }
 }
 
 void TextSetter::Place(const Element& element, Kept& kept) {
