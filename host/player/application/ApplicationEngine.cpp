@@ -20,7 +20,7 @@
 #include "host/player/application/paint/Picture.h"
 #include "host/player/application/paint/TextSetter.h"
 #include "host/player/application/played/PlayedElements.h"
-#include "host/player/application/script/Behaviour.h"
+#include "host/player/application/script/ScriptHost.h"
 #include "host/player/application/stage/Animations.h"
 
 namespace plexion_host::player::application {
@@ -93,8 +93,8 @@ class ApplicationEngine final : public Engine {
       return false;
     }
     host_.ReportProgress(kPicturesAt);
-    StartBehaviour();
-    if (!behaviour_->Run(scripts, documentName_, error)) return false;
+    MakeScriptHost();
+    if (!script_->Run(scripts, documentName_, error)) return false;
     LoadStaleResources();
     // What the first picture shows is there with it; what takes too long comes when it can.
     TakePlayed(0, false);
@@ -114,7 +114,7 @@ class ApplicationEngine final : public Engine {
   StepResult Advance(const FrameStep& step) override {
     if (failed_) return {false, kNoFrame};
     now_ = static_cast<double>(step.position) / stage_.framesPerSecond;
-    behaviour_->SetNow(now_);
+    script_->BeginMoment(now_);
     EngineError error;
     if (!RunScript(step, error)) {
       failed_ = true;
@@ -232,14 +232,14 @@ class ApplicationEngine final : public Engine {
     }
   }
 
-  void StartBehaviour() {
+  void MakeScriptHost() {
     ScriptLimits limits;
     limits.heapBytes = uint64_t{host_.Settings().gcHeapLimitMegabytes} * 1024 * 1024;
     limits.workingTime = clocks_.working;
     limits.cancelled = [this] { return host_.Cancelled(); };
     limits.debug = host_.Settings().debugMode;
-    World world = {stage_, animations_, texts_, base_, extensions_, host_, clocks_.wall};
-    behaviour_ = std::make_unique<Behaviour>(std::move(world), std::move(limits));
+    ScriptContext context = {stage_, animations_, texts_, base_, extensions_, host_, clocks_.wall};
+    script_ = std::make_unique<ScriptHost>(std::move(context), std::move(limits));
   }
 
   void LoadStaleResources() {
@@ -283,22 +283,23 @@ class ApplicationEngine final : public Engine {
   bool RunScript(const FrameStep& step, EngineError& error) {
     if (!started_) {
       started_ = true;
-      if (!behaviour_->Dispatch("start", error)) return false;
+      if (!script_->Dispatch("start", error)) return false;
     }
     const std::vector<InputEvent> inputs = std::exchange(inputs_, {});
     for (const InputEvent& event : inputs) {
       if (!DispatchInput(event, error)) return false;
     }
-    if (!behaviour_->DispatchChangedFiles(error) || !behaviour_->RunTimers(error)) return false;
+    if (!script_->Files().CallChanged(error) || !script_->GetTimers().CallDue(now_, error))
+      return false;
 
     const std::vector<int> over = animations_.Advance(now_);
-    behaviour_->DropAnimations(animations_.TakeDropped());
-    if (!behaviour_->FinishAnimations(over, error)) return false;
+    script_->AnimationEnds().Drop(animations_.TakeDropped());
+    if (!script_->AnimationEnds().CallFinished(over, error)) return false;
     stage_.AdvanceTransition(now_);
     // Videos, inputs and changed files ask for moments between the frames as well.
     if (step.playing && step.position >= nextFrame_) {
       nextFrame_ = step.position + 1;
-      if (!behaviour_->DispatchFrame(error)) return false;
+      if (!script_->DispatchFrame(error)) return false;
     }
     return RunPlayed(step, error);
   }
@@ -313,7 +314,7 @@ class ApplicationEngine final : public Engine {
       const std::vector<PlayedEvent> events = std::exchange(pending_, {});
       settled_ = events.empty();
       for (const PlayedEvent& event : events) {
-        if (!behaviour_->DispatchPlayed(event, error)) return false;
+        if (!script_->DispatchPlayed(event, error)) return false;
       }
     }
     return true;
@@ -328,23 +329,23 @@ class ApplicationEngine final : public Engine {
     const double y = (event.y - fit_.offsetY) / fit_.scaleY;
     switch (event.kind) {
       case InputEvent::kKeyDown:
-        return behaviour_->DispatchKey("keydown", event.code, error);
+        return script_->DispatchKey("keydown", event.code, error);
       case InputEvent::kKeyUp:
-        return behaviour_->DispatchKey("keyup", event.code, error);
+        return script_->DispatchKey("keyup", event.code, error);
       case InputEvent::kMouseButtonDown:
-        return behaviour_->DispatchPointer("down", x, y, event.button + 1, error);
+        return script_->DispatchPointer("down", x, y, event.button + 1, error);
       case InputEvent::kMouseButtonUp:
-        return behaviour_->DispatchPointer("up", x, y, event.button + 1, error);
+        return script_->DispatchPointer("up", x, y, event.button + 1, error);
       case InputEvent::kMouseMove:
-        return behaviour_->DispatchPointer("move", x, y, 0, error);
+        return script_->DispatchPointer("move", x, y, 0, error);
       case InputEvent::kScroll:
-        return behaviour_->DispatchScroll(DirectionName(event.direction), event.delta, error);
+        return script_->DispatchScroll(DirectionName(event.direction), event.delta, error);
       case InputEvent::kEventCode:
-        return behaviour_->DispatchEventCode(event.code, error);
+        return script_->DispatchEventCode(event.code, error);
       case InputEvent::kActivated:
-        return behaviour_->Dispatch("activate", error);
+        return script_->Dispatch("activate", error);
       case InputEvent::kDeactivated:
-        return behaviour_->Dispatch("deactivate", error);
+        return script_->Dispatch("deactivate", error);
       case InputEvent::kStageRect:
         break;
     }
@@ -352,11 +353,11 @@ class ApplicationEngine final : public Engine {
   }
 
   uint64_t NextPosition(const FrameStep& step) const {
-    if (behaviour_->HasHandler("frame") || stage_.LeavingScene() != nullptr || !settled_) {
+    if (script_->Handlers().Has("frame") || stage_.LeavingScene() != nullptr || !settled_) {
       return step.position + 1;
     }
-    const double next =
-        std::min({behaviour_->NextTimer(), animations_.NextMoment(now_), played_.NextMoment()});
+    const double next = std::min(
+        {script_->GetTimers().NextMoment(), animations_.NextMoment(now_), played_.NextMoment()});
     if (!isfinite(next)) return kNoFrame;
     const double position = ceil(next * stage_.framesPerSecond - kTolerance);
     return std::max(step.position + 1, static_cast<uint64_t>(std::max(position, 0.0)));
@@ -383,7 +384,7 @@ class ApplicationEngine final : public Engine {
   PictureShelf pictures_;
   PlayedElements played_;
   Painter painter_;
-  std::unique_ptr<Behaviour> behaviour_;
+  std::unique_ptr<ScriptHost> script_;
   std::vector<InputEvent> inputs_;
   std::vector<PlayedEvent> pending_;  ///< not told to the script yet
   StageFit fit_;

@@ -1,7 +1,7 @@
 // Our matcher beside the language's own, which cannot be stopped and so is not given to scripts.
 #include <gtest/gtest.h>
 
-#include "host/player/application/script/Script.h"
+#include "host/player/application/script/sandbox/Script.h"
 
 namespace plexion_host::player::application {
 namespace {

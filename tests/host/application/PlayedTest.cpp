@@ -225,7 +225,7 @@ TEST_F(PlayedTest, ABrokenMediumIsToldAndTheApplicationGoesOn) {
       {"broken.clip", "there is nothing in it"},
       {"none.clip", "cannot open \"none.clip\": No such file or directory"},
       {"http://127.0.0.1/a.mp4", "it is an address; an application reads the files of its folder"},
-      {"application.xml", "it is an application; expected a movie or a medium"},
+      {"application.xml", "it is an application; expected a movie or a media file"},
       {"hls.clip", "it is a list of other files or addresses"},
       {"dash.clip", "it is a list of other files or addresses"},
   };

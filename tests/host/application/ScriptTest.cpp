@@ -157,7 +157,7 @@ TEST_F(ApplicationTest, SetsOnlyWhatAPropertyAllows) {
       {"stage.find('box').visible = 1", "visible is a number value; expected true or false"},
       {"stage.find('label').text = '\\xff'", "expected UTF-8 text"},
       {"local b = stage.find('box') b:remove() b.x = 1", "this element has been removed"},
-      {"stage.find('box'):animate{ visible = true }", "visible cannot move to a boolean"},
+      {"stage.find('box'):animate{ visible = true }", "visible cannot be animated to a boolean"},
       {"stage.find('box'):animate{ x = 1, easing = 'fast' }",
        "easing is \"fast\"; expected linear"},
       {"stage.show('three')", "there is no scene \"three\""},

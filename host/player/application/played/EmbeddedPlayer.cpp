@@ -1,4 +1,4 @@
-// Plays one movie or medium inside of an application, as a player of its own would.
+// Plays one movie or media file inside of an application, as a player of its own would.
 #include "host/player/application/played/EmbeddedPlayer.h"
 
 #include <math.h>
@@ -85,11 +85,11 @@ bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) 
     return false;
   }
   if (probe.kind == ContentKind::kApplication) {
-    error = "it is an application; expected a movie or a medium";
+    error = "it is an application; expected a movie or a media file";
     return false;
   }
   if (IsPlaylist(file_)) {
-    error = "it is a list of other files or addresses; expected the movie or medium itself";
+    error = "it is a list of other files or addresses; expected the movie or media file itself";
     return false;
   }
   std::unique_ptr<Engine> engine = engines_.OpenEngine(address, *this, reason);

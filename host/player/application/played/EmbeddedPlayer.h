@@ -18,7 +18,7 @@
 
 namespace plexion_host::player::application {
 
-/// Plays a movie or a medium inside of an application: the engine for it, and what a player would
+/// Plays a movie or a media file inside of an application: the engine for it, and what a player would
 /// do for that engine. Its time is the application's.
 ///
 /// Order    Open; TakeLoaded until it no longer says kLoading; then the rest, as often as wanted.

@@ -32,7 +32,7 @@ enum VerticalAlign { kAlignTop, kAlignMiddle, kAlignBottom, kAlignBaseline };
 enum Wrap { kWrapNone, kWrapWord };
 enum Fit { kFitContain, kFitCover, kFitFill };
 
-/// What a movie or medium is doing, for the script.
+/// What a movie or media element is doing, for the script.
 enum class PlayState { kIdle, kLoading, kReady, kPlaying, kEnded, kFailed };
 
 class Resource;

@@ -1,7 +1,7 @@
 // Names of keys for scripts: those of the launcher's key table. Codes without a name here and
 // without a character are passed as a number alone.
 #include "host/base/Text.h"
-#include "host/player/application/script/Behaviour.h"
+#include "host/player/application/script/ScriptHost.h"
 #include "qx/plexion/KeyCodes.h"
 
 namespace plexion_host::player::application {

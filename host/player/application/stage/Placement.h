@@ -33,7 +33,7 @@ cairo_matrix_t SceneMatrixOf(const Stage& stage, const StageFit& fit, bool leavi
 std::vector<Element*> InOrder(const Element& group);
 
 /// The frontmost element at a point of the stage, or null: a text where its lines are, an image,
-/// movie or medium in its box, a rectangle where it has a fill (a transparent one, too) or its
+/// movie or media in its box, a rectangle where it has a fill (a transparent one, too) or its
 /// stroke. Groups are not found themselves. What is hidden, wholly transparent, clipped away or in
 /// a scene that is leaving is not there.
 Element* ElementAt(Stage& stage, TextSetter& texts, double x, double y);

@@ -1,8 +1,9 @@
 // Files of the application, as text, JSON or CSV, and scripts that come in several files.
 #include <string>
 
-#include "host/player/application/script/Behaviour.h"
-#include "host/player/application/script/DataToLua.h"
+#include "host/player/application/script/ScriptHost.h"
+#include "host/player/application/script/library/DataToLua.h"
+#include "host/player/application/script/library/Libraries.h"
 
 namespace plexion_host::player::application {
 
@@ -28,7 +29,7 @@ char OptionalSeparator(lua_State* state, int index) {
 
 bool ReadData(lua_State* state, const std::string& name, std::string& bytes, std::string& error) {
   Script::Of(state).CheckTime(state);
-  return Behaviour::Of(state).GetWorld().base.Read(name, kLargestData, bytes, error);
+  return ScriptHost::Of(state).Context().base.Read(name, kLargestData, bytes, error);
 }
 
 int Read(lua_State* state) {
@@ -41,8 +42,8 @@ int Read(lua_State* state) {
 
 int Exists(lua_State* state) {
   std::string error;
-  const World& world = Behaviour::Of(state).GetWorld();
-  lua_pushboolean(state, world.base.OpenRegular(CheckText(state, 1), error).IsOpen() ? 1 : 0);
+  const ScriptContext& context = ScriptHost::Of(state).Context();
+  lua_pushboolean(state, context.base.OpenRegular(CheckText(state, 1), error).IsOpen() ? 1 : 0);
   return 1;
 }
 
@@ -50,7 +51,7 @@ int List(lua_State* state) {
   std::vector<std::string> names;
   std::string error;
   const std::string folder = lua_isnoneornil(state, 1) ? std::string() : CheckText(state, 1);
-  if (!Behaviour::Of(state).GetWorld().base.List(folder, names, error))
+  if (!ScriptHost::Of(state).Context().base.List(folder, names, error))
     return PushFailure(state, error);
   lua_newtable(state);
   for (size_t i = 0; i < names.size(); ++i) {
@@ -101,8 +102,7 @@ int Watch(lua_State* state) {
   const std::string name = CheckText(state, 1);
   luaL_checktype(state, 2, LUA_TFUNCTION);
   lua_settop(state, 2);
-  const int reference = luaL_ref(state, LUA_REGISTRYINDEX);
-  Behaviour::Of(state).WatchFile(state, name, reference);
+  ScriptHost::Of(state).Files().Add(state, name);
   return 0;
 }
 
@@ -121,13 +121,13 @@ int Require(lua_State* state) {
   std::string file = name;
   for (char& c : file) c = c == '.' ? '/' : c;
   file += ".lua";
-  const World& world = Behaviour::Of(state).GetWorld();
+  const ScriptContext& context = ScriptHost::Of(state).Context();
   std::string text;
   std::string error;
   std::string elsewhere;
-  if (!world.base.Read(file, kLargestScript, text, error) &&
-      !(world.extensions.IsOpen() &&
-        world.extensions.Read(file, kLargestScript, text, elsewhere))) {
+  if (!context.base.Read(file, kLargestScript, text, error) &&
+      !(context.extensions.IsOpen() &&
+        context.extensions.Read(file, kLargestScript, text, elsewhere))) {
     return luaL_error(state, "%s", error.c_str());
   }
   if (Script::Of(state).Load(state, text, file, 1) != LUA_OK) return lua_error(state);
@@ -144,7 +144,7 @@ int Require(lua_State* state) {
 
 }  // namespace
 
-void BindFiles(lua_State* state) {
+void OpenFileLibrary(lua_State* state) {
   const luaL_Reg files[] = {{"read", Read},     {"exists", Exists}, {"list", List},
                             {"json", ReadJson}, {"csv", ReadCsv},   {"watch", Watch},
                             {nullptr, nullptr}};

@@ -1,5 +1,5 @@
 // The Lua state: its memory, its time, and what its errors are for the player.
-#include "host/player/application/script/Script.h"
+#include "host/player/application/script/sandbox/Script.h"
 
 #include <string.h>
 

@@ -1,5 +1,6 @@
 // The stage as a script sees it: its elements, and scenes that give way to each other.
-#include "host/player/application/script/ElementBinding.h"
+#include "host/player/application/script/library/ElementAccess.h"
+#include "host/player/application/script/library/Libraries.h"
 #include "host/player/application/stage/Placement.h"
 
 namespace plexion_host::player::application {
@@ -7,11 +8,8 @@ namespace plexion_host::player::application {
 namespace {
 
 int FindOnStage(lua_State* state) {
-  if (Element* found = Behaviour::Of(state).GetWorld().stage.FindById(CheckName(state, 1))) {
-    Behaviour::Of(state).PushElement(state, *found);
-  } else {
-    lua_pushnil(state);
-  }
+  ElementObjects::PushOrNil(state,
+                            ScriptHost::Of(state).Context().stage.FindById(CheckName(state, 1)));
   return 1;
 }
 
@@ -24,20 +22,20 @@ int Create(lua_State* state) {
                      "\" is no kind of element; expected group, rectangle, text, image, " +
                      "movie or media");
   }
-  Element& parent = Behaviour::Of(state).CheckElement(state, 2);
+  Element& parent = ScriptHost::Of(state).Elements().Check(state, 2);
   std::string error;
-  Element* element = Behaviour::Of(state).GetWorld().stage.Create(kind, parent, error);
+  Element* element = ScriptHost::Of(state).Context().stage.Create(kind, parent, error);
   if (element == nullptr) Raise(state, error);
   if (!lua_isnoneornil(state, 3)) SetProperties(state, *element, 3);
-  Behaviour::Of(state).PushElement(state, *element);
+  ElementObjects::Push(state, *element);
   return 1;
 }
 
 /// stage.show("scene", {transition = "fade", duration = 0.5, direction = "left", easing = "out"})
 int Show(lua_State* state) {
-  World& world = Behaviour::Of(state).GetWorld();
+  const ScriptContext& context = ScriptHost::Of(state).Context();
   const std::string id = CheckName(state, 1);
-  Element* scene = world.stage.FindScene(id);
+  Element* scene = context.stage.FindScene(id);
   if (scene == nullptr) Raise(state, "there is no scene \"" + id + "\"");
   Transition transition;
   transition.easing = kEaseInOut;
@@ -60,30 +58,30 @@ int Show(lua_State* state) {
       if (transition.easing < 0) Raise(state, std::string("easing: expected ") + kEasingNames);
     }
   }
-  world.stage.Show(*scene, transition, Behaviour::Of(state).Now());
+  context.stage.Show(*scene, transition, ScriptHost::Of(state).Now());
   return 0;
 }
 
 /// stage.at(x, y)
 int At(lua_State* state) {
-  Behaviour& self = Behaviour::Of(state);
+  ScriptHost& self = ScriptHost::Of(state);
   const double x = luaL_checknumber(state, 1);
   const double y = luaL_checknumber(state, 2);
   Script::Of(state).CheckTime(state);
-  self.PushElementOrNil(state, ElementAt(self.GetWorld().stage, self.GetWorld().texts, x, y));
+  ElementObjects::PushOrNil(state, ElementAt(self.Context().stage, self.Context().texts, x, y));
   return 1;
 }
 
 int CurrentScene(lua_State* state) {
-  lua_pushstring(state, Behaviour::Of(state).GetWorld().stage.CurrentScene()->id.c_str());
+  lua_pushstring(state, ScriptHost::Of(state).Context().stage.CurrentScene()->id.c_str());
   return 1;
 }
 
 }  // namespace
 
-void BindStage(lua_State* state) {
-  Behaviour& self = Behaviour::Of(state);
-  Stage& stage = self.GetWorld().stage;
+void OpenStageLibrary(lua_State* state) {
+  ScriptHost& self = ScriptHost::Of(state);
+  Stage& stage = self.Context().stage;
   const luaL_Reg functions[] = {{"find", FindOnStage},   {"create", Create}, {"show", Show},
                                 {"scene", CurrentScene}, {"at", At},         {nullptr, nullptr}};
   luaL_newlib(state, functions);
@@ -93,9 +91,9 @@ void BindStage(lua_State* state) {
   lua_setfield(state, -2, "height");
   lua_pushnumber(state, stage.framesPerSecond);
   lua_setfield(state, -2, "rate");
-  self.PushElement(state, stage.Backdrop());
+  ElementObjects::Push(state, stage.Backdrop());
   lua_setfield(state, -2, "backdrop");
-  self.PushElement(state, stage.Overlay());
+  ElementObjects::Push(state, stage.Overlay());
   lua_setfield(state, -2, "overlay");
   lua_setglobal(state, "stage");
 }

@@ -1,5 +1,5 @@
 // Matches Lua's patterns step by step, so that the script's time is looked at on the way.
-#include "host/player/application/script/PatternMatcher.h"
+#include "host/player/application/script/sandbox/PatternMatcher.h"
 
 #include <ctype.h>
 #include <string.h>

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "host/player/application/script/PatternMatcher.h"
-#include "host/player/application/script/Script.h"
+#include "host/player/application/script/sandbox/PatternMatcher.h"
+#include "host/player/application/script/sandbox/Script.h"
 
 namespace plexion_host::player::application {
 

@@ -1,5 +1,5 @@
-#ifndef HOST_PLAYER_APPLICATION_SCRIPT_SCRIPT_H_
-#define HOST_PLAYER_APPLICATION_SCRIPT_SCRIPT_H_
+#ifndef HOST_PLAYER_APPLICATION_SCRIPT_SANDBOX_SCRIPT_H_
+#define HOST_PLAYER_APPLICATION_SCRIPT_SANDBOX_SCRIPT_H_
 
 #include <stdint.h>
 
@@ -96,4 +96,4 @@ void OpenPatterns(lua_State* state);
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_SCRIPT_SCRIPT_H_
+#endif  // HOST_PLAYER_APPLICATION_SCRIPT_SANDBOX_SCRIPT_H_

@@ -1,5 +1,5 @@
-// Movements of elements.
-#include "host/player/application/script/ElementBinding.h"
+// Animations of elements: methods of theirs that a script calls.
+#include "host/player/application/script/library/ElementAccess.h"
 
 namespace plexion_host::player::application {
 
@@ -17,9 +17,9 @@ AnimationTarget ReadTarget(lua_State* state, const Element& element, const std::
   } else if (property.type == ValueType::kColour && lua_type(state, -1) == LUA_TSTRING) {
     if (!SetFromText(wanted, property, lua_tostring(state, -1), error)) Raise(state, error);
     target.colour = wanted.*property.colour;
-    if (target.colour.none) Raise(state, name + " cannot move to none; expected a colour");
+    if (target.colour.none) Raise(state, name + " cannot be animated to none; expected a colour");
   } else {
-    Raise(state, name + " cannot move to a " + luaL_typename(state, -1) +
+    Raise(state, name + " cannot be animated to a " + luaL_typename(state, -1) +
                      " value; expected a number or a colour");
   }
   return target;
@@ -42,7 +42,7 @@ double OptionalSeconds(lua_State* state, int table, const char* name, double oth
 
 /// element:animate{x = 10, opacity = 1, duration = 0.5, delay = 0, easing = "out", done = f}
 int AnimateElement(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   luaL_checktype(state, 2, LUA_TTABLE);
   lua_settop(state, 2);
   AnimationTiming timing;
@@ -75,18 +75,19 @@ int AnimateElement(lua_State* state) {
     lua_getfield(state, 2, "done");
     token = luaL_ref(state, LUA_REGISTRYINDEX);
   }
-  World& world = Behaviour::Of(state).GetWorld();
-  if (!world.animations.Start(element.handle, targets, timing, token, Behaviour::Of(state).Now())) {
+  const ScriptContext& context = ScriptHost::Of(state).Context();
+  if (!context.animations.Start(element.handle, targets, timing, token,
+                                ScriptHost::Of(state).Now())) {
     luaL_unref(state, LUA_REGISTRYINDEX, token);
-    Raise(state, "more than " + std::to_string(kMostAnimations) + " movements at once");
+    Raise(state, "more than " + std::to_string(kMostAnimations) + " animations at once");
   }
   lua_settop(state, 1);
   return 1;
 }
 
 int StopElement(lua_State* state) {
-  Behaviour::Of(state).GetWorld().animations.Stop(
-      Behaviour::Of(state).CheckElement(state, 1).handle);
+  ScriptHost::Of(state).Context().animations.Stop(
+      ScriptHost::Of(state).Elements().Check(state, 1).handle);
   return 0;
 }
 

@@ -1,9 +1,9 @@
-#ifndef HOST_PLAYER_APPLICATION_SCRIPT_ELEMENTBINDING_H_
-#define HOST_PLAYER_APPLICATION_SCRIPT_ELEMENTBINDING_H_
+#ifndef HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_ELEMENTACCESS_H_
+#define HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_ELEMENTACCESS_H_
 
 #include <string>
 
-#include "host/player/application/script/Behaviour.h"
+#include "host/player/application/script/ScriptHost.h"
 
 /// What the functions that scripts call on elements, scenes and movements have in common. Each
 /// raises an error in the script when something is not as it should be, and does not come back
@@ -25,4 +25,4 @@ int StopElement(lua_State* state);
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_SCRIPT_ELEMENTBINDING_H_
+#endif  // HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_ELEMENTACCESS_H_

@@ -1,11 +1,11 @@
-#ifndef HOST_PLAYER_APPLICATION_SCRIPT_PATTERNMATCHER_H_
-#define HOST_PLAYER_APPLICATION_SCRIPT_PATTERNMATCHER_H_
+#ifndef HOST_PLAYER_APPLICATION_SCRIPT_SANDBOX_PATTERNMATCHER_H_
+#define HOST_PLAYER_APPLICATION_SCRIPT_SANDBOX_PATTERNMATCHER_H_
 
 #include <stddef.h>
 
 #include <string_view>
 
-#include "host/player/application/script/Script.h"
+#include "host/player/application/script/sandbox/Script.h"
 
 namespace plexion_host::player::application {
 
@@ -61,4 +61,4 @@ class PatternMatcher {
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_SCRIPT_PATTERNMATCHER_H_
+#endif  // HOST_PLAYER_APPLICATION_SCRIPT_SANDBOX_PATTERNMATCHER_H_

@@ -2,7 +2,7 @@
 // instruction, where no count of instructions would ever stop it.
 #include <string.h>
 
-#include "host/player/application/script/Script.h"
+#include "host/player/application/script/sandbox/Script.h"
 
 namespace plexion_host::player::application {
 

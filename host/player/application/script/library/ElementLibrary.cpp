@@ -5,15 +5,14 @@
 
 #include <utility>
 
-#include "host/player/application/script/ElementBinding.h"
+#include "host/player/application/script/library/ElementAccess.h"
+#include "host/player/application/script/library/Libraries.h"
 
 namespace plexion_host::player::application {
 
 namespace {
 
-constexpr char kElementType[] = "element";
-// Keys of tables in the registry.
-char elementCache;
+/// Key of a table in the registry.
 char elementMethods;
 
 void PushProperty(lua_State* state, const Element& element, const Property& property) {
@@ -45,7 +44,7 @@ void PushProperty(lua_State* state, const Element& element, const Property& prop
 
 /// Sets a property from the value at `index`; what stays the same is not drawn again.
 void SetProperty(lua_State* state, Element& element, const Property& property, int index) {
-  Stage& stage = Behaviour::Of(state).GetWorld().stage;
+  Stage& stage = ScriptHost::Of(state).Context().stage;
   std::string error;
   if (property.type == ValueType::kNumber) {
     if (lua_type(state, index) != LUA_TNUMBER) RaiseType(state, property, index);
@@ -70,17 +69,13 @@ void SetProperty(lua_State* state, Element& element, const Property& property, i
 
 /// What can be read but not set. Returns  false when there is no such field.
 bool PushFact(lua_State* state, const Element& element, const std::string& name) {
-  Behaviour& self = Behaviour::Of(state);
+  ScriptHost& self = ScriptHost::Of(state);
   if (name == "id") {
     lua_pushstring(state, element.id.c_str());
   } else if (name == "kind") {
     lua_pushstring(state, NameOf(element.kind));
   } else if (name == "parent") {
-    if (element.parent == nullptr) {
-      lua_pushnil(state);
-    } else {
-      self.PushElement(state, *element.parent);
-    }
+    ElementObjects::PushOrNil(state, element.parent);
   } else if (name == "state" &&
              (element.kind == ElementKind::kMovie || element.kind == ElementKind::kMedia)) {
     lua_pushstring(state, NameOf(element.playState));
@@ -89,10 +84,10 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
   } else if (name == "textWidth" && element.kind == ElementKind::kText) {
     // Laying out a long text takes its time.
     Script::Of(state).CheckTime(state);
-    lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.width);
+    lua_pushnumber(state, self.Context().texts.Set(element).logical.width);
   } else if (name == "textHeight" && element.kind == ElementKind::kText) {
     Script::Of(state).CheckTime(state);
-    lua_pushnumber(state, self.GetWorld().texts.Set(element).logical.height);
+    lua_pushnumber(state, self.Context().texts.Set(element).logical.height);
   } else {
     return false;
   }
@@ -100,7 +95,7 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
 }
 
 int GetField(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   const std::string name = CheckName(state, 2);
   lua_rawgetp(state, LUA_REGISTRYINDEX, &elementMethods);
   if (lua_getfield(state, -1, name.c_str()) != LUA_TNIL) return 1;
@@ -110,15 +105,14 @@ int GetField(lua_State* state) {
 }
 
 int SetField(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   const std::string name = CheckName(state, 2);
   SetProperty(state, element, CheckProperty(state, element, name), 3);
   return 0;
 }
 
 int Describe(lua_State* state) {
-  const auto* handle = static_cast<uint32_t*>(luaL_checkudata(state, 1, kElementType));
-  const Element* element = Behaviour::Of(state).GetWorld().stage.FindByHandle(*handle);
+  const Element* element = ScriptHost::Of(state).Elements().Find(state, 1);
   if (element == nullptr) {
     lua_pushliteral(state, "element (removed)");
   } else {
@@ -128,65 +122,61 @@ int Describe(lua_State* state) {
 }
 
 int Find(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
-  if (Element* found = Stage::FindBelow(element, CheckName(state, 2))) {
-    Behaviour::Of(state).PushElement(state, *found);
-  } else {
-    lua_pushnil(state);
-  }
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
+  ElementObjects::PushOrNil(state, Stage::FindBelow(element, CheckName(state, 2)));
   return 1;
 }
 
 /// Loads what it shows once more; movies and media begin again.
 int Restart(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
-  Behaviour::Of(state).GetWorld().stage.Touch(element, CheckProperty(state, element, "src"));
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
+  ScriptHost::Of(state).Context().stage.Touch(element, CheckProperty(state, element, "src"));
   return 0;
 }
 
 int Contains(lua_State* state) {
-  const Element& element = Behaviour::Of(state).CheckElement(state, 1);
-  const Element* at = &Behaviour::Of(state).CheckElement(state, 2);
+  const Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
+  const Element* at = &ScriptHost::Of(state).Elements().Check(state, 2);
   while (at != nullptr && at != &element) at = at->parent;
   lua_pushboolean(state, at == nullptr ? 0 : 1);
   return 1;
 }
 
 int Children(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   lua_createtable(state, static_cast<int>(element.children.size()), 0);
   lua_Integer index = 0;
   for (const auto& child : element.children) {
-    Behaviour::Of(state).PushElement(state, *child);
+    ElementObjects::Push(state, *child);
     lua_rawseti(state, -2, ++index);
   }
   return 1;
 }
 
 int Remove(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
-  if (!Behaviour::Of(state).GetWorld().stage.Remove(element)) {
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
+  if (!ScriptHost::Of(state).Context().stage.Remove(element)) {
     Raise(state, "a scene, the backdrop or the overlay cannot be removed");
   }
   return 0;
 }
 
 int Set(lua_State* state) {
-  SetProperties(state, Behaviour::Of(state).CheckElement(state, 1), 2);
+  SetProperties(state, ScriptHost::Of(state).Elements().Check(state, 1), 2);
   lua_settop(state, 1);
   return 1;
 }
 
 int Clone(lua_State* state) {
-  Element& element = Behaviour::Of(state).CheckElement(state, 1);
-  Element* parent =
-      lua_isnoneornil(state, 2) ? element.parent : &Behaviour::Of(state).CheckElement(state, 2);
+  Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
+  Element* parent = lua_isnoneornil(state, 2) ? element.parent
+                                              : &ScriptHost::Of(state).Elements().Check(state, 2);
   if (parent == nullptr) Raise(state, "a scene, the backdrop or the overlay cannot be cloned");
   std::string error;
-  Element* copy = Behaviour::Of(state).GetWorld().stage.Clone(element, *parent, error);
+  Element* copy = ScriptHost::Of(state).Context().stage.Clone(element, *parent, error);
   if (copy == nullptr) Raise(state, error);
   if (!lua_isnoneornil(state, 3)) SetProperties(state, *copy, 3);
-  Behaviour::Of(state).PushElement(state, *copy);
+  ElementObjects::Push(state, *copy);
   return 1;
 }
 
@@ -219,7 +209,7 @@ void SetProperties(lua_State* state, Element& element, int index) {
     const std::string name = lua_tostring(state, -2);
     if (name == "id") {
       std::string error;
-      if (!Behaviour::Of(state).GetWorld().stage.SetId(element, CheckName(state, -1), error)) {
+      if (!ScriptHost::Of(state).Context().stage.SetId(element, CheckName(state, -1), error)) {
         Raise(state, error);
       }
     } else {
@@ -229,48 +219,8 @@ void SetProperties(lua_State* state, Element& element, int index) {
   }
 }
 
-void Behaviour::PushElementOrNil(lua_State* state, const Element* element) {
-  if (element == nullptr) {
-    lua_pushnil(state);
-  } else {
-    PushElement(state, *element);
-  }
-}
-
-void Behaviour::PushElement(lua_State* state, const Element& element) {
-  // One object for one element, so that a script can compare them and use them as keys.
-  lua_rawgetp(state, LUA_REGISTRYINDEX, &elementCache);
-  if (lua_rawgeti(state, -1, element.handle) == LUA_TUSERDATA) {
-    lua_remove(state, -2);
-    return;
-  }
-  lua_pop(state, 1);
-  auto* handle = static_cast<uint32_t*>(lua_newuserdatauv(state, sizeof(uint32_t), 0));
-  *handle = element.handle;
-  luaL_setmetatable(state, kElementType);
-  lua_pushvalue(state, -1);
-  lua_rawseti(state, -3, element.handle);
-  lua_remove(state, -2);
-}
-
-Element& Behaviour::CheckElement(lua_State* state, int index) {
-  const auto* handle = static_cast<uint32_t*>(luaL_checkudata(state, index, kElementType));
-  Element* element = world_.stage.FindByHandle(*handle);
-  if (element == nullptr) {
-    luaL_argerror(state, index, "this element has been removed");
-    abort();  // does not come back either
-  }
-  return *element;
-}
-
-void BindElements(lua_State* state) {
-  lua_newtable(state);
-  lua_newtable(state);
-  lua_pushliteral(state, "v");
-  lua_setfield(state, -2, "__mode");
-  lua_setmetatable(state, -2);
-  lua_rawsetp(state, LUA_REGISTRYINDEX, &elementCache);
-
+void OpenElementLibrary(lua_State* state) {
+  ElementObjects::Open(state);
   const luaL_Reg methods[] = {
       {"animate", AnimateElement}, {"stop", StopElement}, {"find", Find}, {"children", Children},
       {"remove", Remove},          {"clone", Clone},      {"set", Set},   {"contains", Contains},
@@ -278,7 +228,7 @@ void BindElements(lua_State* state) {
   luaL_newlib(state, methods);
   lua_rawsetp(state, LUA_REGISTRYINDEX, &elementMethods);
 
-  luaL_newmetatable(state, kElementType);
+  luaL_newmetatable(state, ElementObjects::kType);
   const luaL_Reg metamethods[] = {{"__index", GetField},
                                   {"__newindex", SetField},
                                   {"__tostring", Describe},

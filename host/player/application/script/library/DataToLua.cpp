@@ -1,5 +1,5 @@
 // JSON and CSV, put on a script's stack as they are read.
-#include "host/player/application/script/DataToLua.h"
+#include "host/player/application/script/library/DataToLua.h"
 
 #include <nlohmann/json.hpp>
 #include <utility>

@@ -1,9 +1,9 @@
-#ifndef HOST_PLAYER_APPLICATION_SCRIPT_DATATOLUA_H_
-#define HOST_PLAYER_APPLICATION_SCRIPT_DATATOLUA_H_
+#ifndef HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_DATATOLUA_H_
+#define HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_DATATOLUA_H_
 
 #include <string>
 
-#include "host/player/application/script/Script.h"
+#include "host/player/application/script/sandbox/Script.h"
 
 /// JSON and CSV as values of a script. Each pushes the value, or nil and the reason, which begins
 /// with `name` and the line; they return how many that are.
@@ -18,4 +18,4 @@ int PushFailure(lua_State* state, const std::string& reason);
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_SCRIPT_DATATOLUA_H_
+#endif  // HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_DATATOLUA_H_

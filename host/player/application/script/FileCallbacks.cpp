@@ -1,0 +1,42 @@
+// Watches files for a script and calls what it has for them.
+#include "host/player/application/script/FileCallbacks.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr size_t kMostWatched = 1000;
+
+}  // namespace
+
+void FileCallbacks::Add(lua_State* state, const std::string& name) {
+  if (watch_ == nullptr) {
+    watch_ = std::make_unique<FileWatch>([this] { host_.RequestFrame(); });
+  }
+  if (callbacks_.size() >= kMostWatched) {
+    luaL_error(state, "more than %d files to watch", static_cast<int>(kMostWatched));
+  }
+  std::string error;
+  if (!watch_->Add(base_, name, error)) luaL_error(state, "%s", error.c_str());
+  callbacks_.push_back({name, luaL_ref(state, LUA_REGISTRYINDEX)});
+}
+
+bool FileCallbacks::CallChanged(EngineError& error) {
+  if (watch_ == nullptr) return true;
+  for (const std::string& name : watch_->TakeChanged()) {
+    // By index: a callback may watch more files.
+    for (size_t i = 0; i < callbacks_.size(); ++i) {
+      if (callbacks_[i].name != name) continue;
+      const int reference = callbacks_[i].reference;
+      const auto call = [&](lua_State* state) {
+        lua_rawgeti(state, LUA_REGISTRYINDEX, reference);
+        lua_pushlstring(state, name.data(), name.size());
+        lua_call(state, 1, 0);
+      };
+      if (!script_.Protect(call, error)) return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,121 @@
+// Runs an application's scripts, and tells them what happens.
+#include "host/player/application/script/ScriptHost.h"
+
+#include <utility>
+
+#include "host/player/application/script/library/Libraries.h"
+#include "host/player/application/stage/Placement.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr uint64_t kLargestScript = 1024 * 1024;
+
+}  // namespace
+
+ScriptHost::ScriptHost(ScriptContext context, ScriptLimits limits)
+    : context_(std::move(context)),
+      script_(std::move(limits), context_.host.Memory()),
+      elements_(context_.stage),
+      handlers_(script_),
+      timers_(script_),
+      files_(script_, context_.base, context_.host),
+      animationEnds_(script_) {
+  script_.owner = this;
+}
+
+ScriptHost& ScriptHost::Of(lua_State* state) {
+  return *static_cast<ScriptHost*>(Script::Of(state).owner);
+}
+
+void ScriptHost::BeginMoment(double now) {
+  now_ = now;
+  traces_ = 0;
+  script_.BeginMoment();
+}
+
+bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::string& documentName,
+                     EngineError& error) {
+  lua_State* state = script_.State();
+  if (state == nullptr) {
+    error = {qx::plexion::kErrorNotEnoughMemory, "TallyScript: no memory for the script"};
+    return false;
+  }
+  lua_pushcfunction(state, OpenLibraries);
+  if (!script_.Call(0, error)) return false;
+  for (const ScriptReference& script : scripts) {
+    if (script.file.empty()) {
+      if (!script_.Run(script.text, documentName, script.line, error)) return false;
+      continue;
+    }
+    std::string text;
+    std::string reason;
+    if (!context_.base.Read(script.file, kLargestScript, text, reason)) {
+      error = {qx::plexion::kErrorInvalidURL, "TallyScript: " + reason};
+      return false;
+    }
+    if (!script_.Run(text, script.file, 1, error)) return false;
+  }
+  return true;
+}
+
+bool ScriptHost::Dispatch(const std::string& event, EngineError& error) {
+  return handlers_.Call(
+      event, [](lua_State*) {}, error);
+}
+
+bool ScriptHost::DispatchFrame(EngineError& error) {
+  return handlers_.Call(
+      "frame", [this](lua_State* state) { lua_pushnumber(state, now_); }, error);
+}
+
+bool ScriptHost::DispatchKey(const std::string& event, unsigned long code, EngineError& error) {
+  const auto push = [code](lua_State* state) {
+    lua_pushstring(state, KeyName(code).c_str());
+    lua_pushinteger(state, static_cast<lua_Integer>(code));
+  };
+  return handlers_.Call(event, push, error);
+}
+
+bool ScriptHost::DispatchPointer(const char* action, double x, double y, int button,
+                                 EngineError& error) {
+  const auto push = [&](lua_State* state) {
+    lua_pushstring(state, action);
+    lua_pushnumber(state, x);
+    lua_pushnumber(state, y);
+    lua_pushinteger(state, button);
+    ElementObjects::PushOrNil(state, ElementAt(context_.stage, context_.texts, x, y));
+  };
+  return handlers_.Call("pointer", push, error);
+}
+
+bool ScriptHost::DispatchScroll(const char* direction, unsigned delta, EngineError& error) {
+  const auto push = [&](lua_State* state) {
+    lua_pushstring(state, direction);
+    lua_pushinteger(state, delta);
+  };
+  return handlers_.Call("scroll", push, error);
+}
+
+bool ScriptHost::DispatchEventCode(unsigned long code, EngineError& error) {
+  const auto push = [code](lua_State* state) {
+    lua_pushinteger(state, static_cast<lua_Integer>(code));
+  };
+  return handlers_.Call("event", push, error);
+}
+
+bool ScriptHost::DispatchPlayed(const PlayedEvent& event, EngineError& error) {
+  const char* name = event.kind == PlayedEvent::kReady   ? "ready"
+                     : event.kind == PlayedEvent::kEnded ? "ended"
+                                                         : "failed";
+  const Element* element = context_.stage.FindByHandle(event.element);
+  if (element == nullptr) return true;
+  const auto push = [&](lua_State* state) {
+    ElementObjects::Push(state, *element);
+    lua_pushlstring(state, event.reason.data(), event.reason.size());
+  };
+  return handlers_.Call(name, push, error);
+}
+
+}  // namespace plexion_host::player::application

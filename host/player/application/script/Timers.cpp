@@ -1,0 +1,68 @@
+// Starts, cancels and calls timers.
+#include "host/player/application/script/Timers.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "host/base/Check.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr size_t kMostTimers = 10000;
+/// Times are sums; a timer is due at its frame in spite of their rounding.
+constexpr double kTolerance = 1e-6;
+
+}  // namespace
+
+int Timers::Start(lua_State* state, double now, double seconds, double period) {
+  PLEXION_CHECK(lua_type(state, -1) == LUA_TFUNCTION, "the library has looked at the argument");
+  if (timers_.size() >= kMostTimers) return 0;
+  const int reference = luaL_ref(state, LUA_REGISTRYINDEX);
+  timers_.push_back({nextId_, now + seconds, period, reference, true});
+  return nextId_++;
+}
+
+bool Timers::Cancel(int id) {
+  const auto found = std::find_if(timers_.begin(), timers_.end(),
+                                  [id](const Timer& timer) { return timer.id == id; });
+  if (found == timers_.end()) return false;
+  luaL_unref(script_.State(), LUA_REGISTRYINDEX, found->reference);
+  timers_.erase(found);
+  return true;
+}
+
+bool Timers::CallDue(double now, EngineError& error) {
+  lua_State* state = script_.State();
+  for (Timer& timer : timers_) timer.isNew = false;
+  for (;;) {
+    // Looked for anew each time: whatever is called may start and cancel others.
+    auto next = timers_.end();
+    for (auto at = timers_.begin(); at != timers_.end(); ++at) {
+      if (at->isNew || at->due > now + kTolerance) continue;
+      if (next == timers_.end() || at->due < next->due) next = at;
+    }
+    if (next == timers_.end()) return true;
+    lua_rawgeti(state, LUA_REGISTRYINDEX, next->reference);
+    if (next->period > 0) {
+      // Periods that nobody had time for are left out.
+      const double missed = floor((now + kTolerance - next->due) / next->period);
+      next->due += next->period * (missed + 1);
+    } else {
+      luaL_unref(state, LUA_REGISTRYINDEX, next->reference);
+      timers_.erase(next);
+    }
+    if (!script_.Call(0, error)) return false;
+  }
+}
+
+double Timers::NextMoment() const {
+  double next = std::numeric_limits<double>::infinity();
+  for (const Timer& timer : timers_) next = std::min(next, timer.due);
+  return next;
+}
+
+}  // namespace plexion_host::player::application

@@ -1,0 +1,45 @@
+// Functions that a script wants to be called at a time.
+#ifndef HOST_PLAYER_APPLICATION_SCRIPT_TIMERS_H_
+#define HOST_PLAYER_APPLICATION_SCRIPT_TIMERS_H_
+
+#include <vector>
+
+#include "host/player/application/script/sandbox/Script.h"
+
+namespace plexion_host::player::application {
+
+/// Time is the application's own: seconds of play, as the caller tells them.
+class Timers {
+ public:
+  explicit Timers(Script& script) : script_(script) {}
+
+  /// Takes the function on top of the stack, to be called after `seconds`, and again after every
+  /// `period` when that is not 0.
+  /// Returns  its id, from 1; 0 when there are too many.
+  int Start(lua_State* state, double now, double seconds, double period);
+  /// False when there is no such timer any more.
+  bool Cancel(int id);
+  /// Calls all that are due, the longest overdue first. A timer that one of them starts is not
+  /// called before the next time.
+  /// Returns  false with `error` when one fails.
+  bool CallDue(double now, EngineError& error);
+  /// Seconds at which the next one is due; infinity when there is none.
+  double NextMoment() const;
+
+ private:
+  struct Timer {
+    int id;
+    double due;
+    double period;  ///< 0: once
+    int reference;
+    bool isNew;  ///< made while timers ran: not before the next frame
+  };
+
+  Script& script_;
+  std::vector<Timer> timers_;
+  int nextId_ = 1;
+};
+
+}  // namespace plexion_host::player::application
+
+#endif  // HOST_PLAYER_APPLICATION_SCRIPT_TIMERS_H_
