@@ -7,15 +7,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "host/player/application/Notices.h"
 #include "host/player/application/document/Document.h"
 #include "host/player/application/files/BaseFolder.h"
+#include "host/player/application/paint/FontFolders.h"
 #include "host/player/application/paint/Painter.h"
 #include "host/player/application/paint/Picture.h"
 #include "host/player/application/paint/TextSetter.h"
@@ -29,8 +29,6 @@ namespace {
 
 constexpr char kDocumentName[] = "application.xml";
 constexpr char kFontFolder[] = "fonts";
-/// Each stays open while the application plays.
-constexpr size_t kMostFonts = 200;
 constexpr double kTolerance = 1e-6;
 constexpr std::chrono::milliseconds kLongestFirstWait{3000};
 /// Of handlers that make elements play, whose events call handlers again.
@@ -112,6 +110,7 @@ class ApplicationEngine final : public Engine {
   void OnInput(const InputEvent& event) override { inputs_.push_back(event); }
 
   StepResult Advance(const FrameStep& step) override {
+    PLEXION_CHECK(script_ != nullptr, "an application is loaded before it plays");
     if (failed_) return {false, kNoFrame};
     now_ = static_cast<double>(step.position) / stage_.framesPerSecond;
     script_->BeginMoment(now_);
@@ -162,10 +161,12 @@ class ApplicationEngine final : public Engine {
       base = address.path;
     }
     if (!base_.Open(base, error.message)) return false;
-    // Extensions are a matter of the device: most have none.
-    std::string ignored;
+    // Most devices have no extensions; one that names a folder wants to know that it is not there.
+    std::string reason;
     const std::string& extensions = host_.Settings().extensionsDir;
-    if (!extensions.empty()) extensions_.Open(extensions, ignored);
+    if (!extensions.empty() && !extensions_.Open(extensions, reason)) {
+      Warn("--extensionsdir: " + reason);
+    }
     return true;
   }
 
@@ -182,53 +183,13 @@ class ApplicationEngine final : public Engine {
   }
 
   void AddFonts() {
+    FontFolders fonts(texts_, notices_, [this] { return host_.Cancelled(); });
     std::string error;
-    if (base_.OpenFolder(kFontFolder, error).IsOpen()) AddFontsOf(kFontFolder);
+    if (base_.OpenFolder(kFontFolder, error).IsOpen()) fonts.AddBelow(base_, kFontFolder);
     for (const std::string& folder : SplitAt(host_.Settings().fontDirs, ',')) {
-      if (!folder.empty()) AddFontsOfDevice(folder);
-    }
-  }
-
-  /// Of a folder of the application: only files that are there themselves, no links and no pipes.
-  void AddFontsOf(const std::string& folder) {
-    std::vector<std::string> names;
-    std::string error;
-    if (!base_.List(folder, names, error)) {
-      notices_.Tell(error);
-      return;
-    }
-    for (const std::string& name : names) {
-      if (host_.Cancelled()) return;
-      if (fontCount_ >= kMostFonts) {
-        notices_.Tell("\"" + folder + "\": more than " + std::to_string(kMostFonts) +
-                      " fonts; the others are not used");
-        return;
+      if (!folder.empty() && !fonts.AddOfDevice(folder)) {
+        Warn("--fontdirs: no font was found in \"" + PrintableWord(folder) + "\"");
       }
-      if (name.back() == '/') {
-        AddFontsOf(folder + "/" + name.substr(0, name.size() - 1));
-        continue;
-      }
-      OpenFile file = base_.OpenRegular(folder + "/" + name, error);
-      if (!file.IsOpen()) {
-        notices_.Tell(error);
-      } else if (texts_.AddFont(std::move(file))) {
-        ++fontCount_;
-      }
-    }
-  }
-
-  /// Of a folder that the operator names, whose links are the operator's own.
-  void AddFontsOfDevice(const std::string& folder) {
-    const size_t before = fontCount_;
-    std::error_code ignored;
-    for (auto at = std::filesystem::recursive_directory_iterator(folder, ignored);
-         !ignored && at != std::filesystem::recursive_directory_iterator() &&
-         fontCount_ < kMostFonts && !host_.Cancelled();
-         at.increment(ignored)) {
-      if (at->is_regular_file(ignored) && texts_.AddFont(at->path().string())) ++fontCount_;
-    }
-    if (fontCount_ == before) {
-      Warn("--fontdirs: no font was found in \"" + PrintableWord(folder) + "\"");
     }
   }
 
@@ -238,7 +199,8 @@ class ApplicationEngine final : public Engine {
     limits.workingTime = clocks_.working;
     limits.cancelled = [this] { return host_.Cancelled(); };
     limits.debug = host_.Settings().debugMode;
-    ScriptContext context = {stage_, animations_, texts_, base_, extensions_, host_, clocks_.wall};
+    ScriptContext context = {stage_,      animations_, texts_,   base_,
+                             extensions_, host_,       notices_, clocks_.wall};
     script_ = std::make_unique<ScriptHost>(std::move(context), std::move(limits));
   }
 
@@ -376,12 +338,11 @@ class ApplicationEngine final : public Engine {
   Stage stage_;
   Animations animations_;
   TextSetter texts_;
-  size_t fontCount_ = 0;
   std::string documentName_;
   BaseFolder documentFolder_;
   BaseFolder base_;
   BaseFolder extensions_;
-  PictureShelf pictures_;
+  PictureCache pictures_;
   PlayedElements played_;
   Painter painter_;
   std::unique_ptr<ScriptHost> script_;

@@ -1,3 +1,4 @@
+// An application in a folder of its own, and a host that records.
 #ifndef TESTS_HOST_APPLICATION_APPLICATIONFIXTURE_H_
 #define TESTS_HOST_APPLICATION_APPLICATIONFIXTURE_H_
 

@@ -111,14 +111,14 @@ TEST_F(ApplicationTest, AFileIsOnePictureHoweverOftenItIsShown) {
     return OpenFile(::open((folder_ / name).c_str(), O_RDONLY));
   };
   std::filesystem::copy_file(std::string(PLEXION_DOCS) + "/clock.png", folder_ / "a.png");
-  PictureShelf shelf(nullptr);
+  PictureCache cache(nullptr);
   std::string error;
-  const std::shared_ptr<Picture> first = shelf.Open(open("a.png"), error);
+  const std::shared_ptr<Picture> first = cache.Open(open("a.png"), error);
   ASSERT_NE(nullptr, first) << error;
-  EXPECT_EQ(first, shelf.Open(open("a.png"), error));
+  EXPECT_EQ(first, cache.Open(open("a.png"), error));
   std::filesystem::remove(folder_ / "a.png");
   std::filesystem::copy_file(std::string(PLEXION_DOCS) + "/gallery.png", folder_ / "a.png");
-  EXPECT_NE(first, shelf.Open(open("a.png"), error)) << "another file of the same name";
+  EXPECT_NE(first, cache.Open(open("a.png"), error)) << "another file of the same name";
 
   EXPECT_EQ(nullptr, DecodePicture(open("a.png").Descriptor(), 1000, nullptr, error));
   EXPECT_EQ(

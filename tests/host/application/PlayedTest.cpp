@@ -45,6 +45,9 @@ class PaintEngine final : public Engine {
       error.message = "there is nothing in it";
       return false;
     }
+    if (word == "partly") {
+      host_.Notify(kInfoUnsupportedPlaceholderRendered, "an effect that nobody knows");
+    }
     colour_ = word == "green" ? kGreen : kBlue;
     facts.stageDims = {20, 10};
     facts.framesPerSecond = 10;
@@ -264,6 +267,20 @@ TEST_F(PlayedTest, OnlySoManyPlayAtOnce) {
   EXPECT_EQ(kMostPlayers, static_cast<size_t>(studio_.engines));
   EXPECT_EQ(std::vector<std::string>{"<media> \"green.clip\": there are 32 movies and media "
                                      "already, which is the most that play at once"},
+            host_.Notices());
+}
+
+TEST_F(PlayedTest, WhatAMovieCannotShowIsToldOnceWithItsName) {
+  Write("partly.clip", "partly");
+  ASSERT_TRUE(LoadClip("src='partly.clip'", ""));
+  RunTo(0);
+  for (size_t time = 1; time <= 2; ++time) {
+    Press('r');
+    VisitUntil([this, time] { return host_.Traces().size() == time; });
+    Press('l');
+  }
+  EXPECT_EQ(2, studio_.loads);
+  EXPECT_EQ(std::vector<std::string>{"<media> \"partly.clip\": an effect that nobody knows"},
             host_.Notices());
 }
 

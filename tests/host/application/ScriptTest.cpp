@@ -24,6 +24,15 @@ TEST_F(ApplicationTest, SettingsReachTheScript) {
   EXPECT_NE(error_.message.find("--zorcmdline: the quote ' is never closed"), std::string::npos);
 }
 
+TEST_F(ApplicationTest, ALocaleThatIsNotInstalledIsToldOnce) {
+  host_.settings.locale = "xx_YY";
+  ASSERT_TRUE(LoadScript("trace(clock.format('%A')) trace(clock.format('%B'))")) << error_.message;
+  EXPECT_EQ("Sunday", Trace(0));
+  EXPECT_EQ(std::vector<std::string>{"the locale \"xx_YY\" is not installed; days and months are "
+                                     "in English"},
+            host_.Notices());
+}
+
 TEST_F(ApplicationTest, TracesAreSilentWithoutTheirOption) {
   host_.settings.traceFlags = 0;
   ASSERT_TRUE(LoadScript("trace('a')"));

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -89,6 +91,7 @@ class StageBuilder final : public XmlHandler {
   }
 
   std::string OnText(std::string_view text, XmlPlace place) override {
+    PLEXION_CHECK(!open_.empty(), "there is no text outside of the root");
     Open& in = open_.back();
     if (in.what == What::kScript) {
       // The script's lines count as the document's, so that a message leads to the right place.

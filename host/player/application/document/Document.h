@@ -1,3 +1,4 @@
+// What an application.xml becomes.
 #ifndef HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_
 #define HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_
 

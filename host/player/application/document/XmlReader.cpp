@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::player::application {
@@ -75,6 +76,7 @@ class Reading {
     Reading& reading = Of(self);
     // The library tells of the end of an empty element even when it was stopped at its beginning.
     if (reading.refused_) return;
+    PLEXION_CHECK(!reading.open_.empty(), "the library closes what it has opened");
     reading.StopUnlessEmpty(reading.handler_.OnClose());
     if (!reading.refused_) reading.open_.pop_back();
   }

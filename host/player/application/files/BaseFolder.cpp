@@ -13,6 +13,7 @@
 #include <memory>
 #include <system_error>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::player::application {
@@ -83,6 +84,7 @@ bool BaseFolder::Open(const std::string& path, std::string& error) {
 }
 
 OpenFile BaseFolder::OpenInside(std::string_view name, int flags, std::string& error) const {
+  PLEXION_CHECK(folder_.IsOpen(), "the folder was opened before anything in it");
   const std::string shown = Shown(name);
   if (name.size() > kLongestName || name.find('\0') != std::string_view::npos) {
     error = "cannot open " + shown + ": expected a file name of at most " +

@@ -1,3 +1,4 @@
+// The only way to an application's files.
 #ifndef HOST_PLAYER_APPLICATION_FILES_BASEFOLDER_H_
 #define HOST_PLAYER_APPLICATION_FILES_BASEFOLDER_H_
 

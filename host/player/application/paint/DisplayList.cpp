@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -231,6 +233,8 @@ class Builder {
 
   /// Takes the push away again when nothing has come after it.
   bool Pop(size_t begin, DisplayItem::Kind kind) {
+    PLEXION_CHECK(begin < list_.items.size() && list_.items[begin].end == 0,
+                  "what is popped was pushed, once");
     if (begin + 1 == list_.items.size()) {
       list_.items.pop_back();
       return false;
@@ -256,6 +260,7 @@ class Builder {
   }
 
   void PopLayer(size_t begin, double opacity, cairo_operator_t merge = CAIRO_OPERATOR_OVER) {
+    PLEXION_CHECK(layers_ > 0, "as many layers are popped as were pushed");
     --layers_;
     if (!Pop(begin, DisplayItem::Kind::kPopLayer)) return;
     list_.items.back().opacity = opacity;

@@ -1,3 +1,4 @@
+// The list between a stage and its picture.
 #ifndef HOST_PLAYER_APPLICATION_PAINT_DISPLAYLIST_H_
 #define HOST_PLAYER_APPLICATION_PAINT_DISPLAYLIST_H_
 

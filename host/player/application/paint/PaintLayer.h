@@ -1,3 +1,4 @@
+// A picture that is merged as a whole.
 #ifndef HOST_PLAYER_APPLICATION_PAINT_PAINTLAYER_H_
 #define HOST_PLAYER_APPLICATION_PAINT_PAINTLAYER_H_
 

@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/player/application/paint/PaintLayer.h"
 #include "host/player/application/paint/Picture.h"
 
@@ -140,6 +141,9 @@ double PixelsDown(const cairo_matrix_t& matrix) { return hypot(matrix.xy, matrix
 }  // namespace
 
 DrawResult Painter::Draw(const DrawTarget& target, const std::string& counter) {
+  PLEXION_CHECK(target.pixels != nullptr && target.dims.width > 0 && target.dims.height > 0,
+                "there is a plane");
+  PLEXION_CHECK(target.pitchBytes >= target.dims.width * sizeof(uint32_t), "rows do not overlap");
   DrawResult result;
   const StageFit fit = StageFit::Of(stage_, target.dims);
   const bool everything = target.everything || drawnDims_.width != target.dims.width ||
@@ -250,6 +254,7 @@ void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_re
         }
         break;
       case DisplayItem::Kind::kPopLayer:
+        PLEXION_CHECK(!layers.empty(), "what is popped was pushed");
         layers.back()->Merge(item.opacity, item.merge);
         layers.pop_back();
         break;

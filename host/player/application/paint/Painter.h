@@ -1,3 +1,4 @@
+// Draws a stage into a plane.
 #ifndef HOST_PLAYER_APPLICATION_PAINT_PAINTER_H_
 #define HOST_PLAYER_APPLICATION_PAINT_PAINTER_H_
 

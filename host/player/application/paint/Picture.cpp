@@ -15,6 +15,8 @@
 #include <jpeglib.h>
 #include <png.h>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -175,7 +177,8 @@ std::shared_ptr<Picture> DecodePicture(int descriptor, uint64_t room,
   return decoded ? picture : nullptr;
 }
 
-std::shared_ptr<Picture> PictureShelf::Open(const OpenFile& file, std::string& error) {
+std::shared_ptr<Picture> PictureCache::Open(const OpenFile& file, std::string& error) {
+  PLEXION_CHECK(file.IsOpen(), "the picture's file is open");
   struct stat status = {};
   if (fstat(file.Descriptor(), &status) != 0) {
     error = "the file cannot be read";

@@ -1,3 +1,4 @@
+// The pictures of image elements.
 #ifndef HOST_PLAYER_APPLICATION_PAINT_PICTURE_H_
 #define HOST_PLAYER_APPLICATION_PAINT_PICTURE_H_
 
@@ -40,9 +41,9 @@ std::shared_ptr<Picture> DecodePicture(int descriptor, uint64_t room,
 
 /// The pictures of an application. A file that several elements show is decoded once, and again when
 /// it has changed.
-class PictureShelf {
+class PictureCache {
  public:
-  explicit PictureShelf(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+  explicit PictureCache(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
 
   /// Returns  null with `error`, see DecodePicture.
   std::shared_ptr<Picture> Open(const OpenFile& file, std::string& error);

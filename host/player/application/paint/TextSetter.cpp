@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::player::application {
@@ -123,6 +124,7 @@ void TextSetter::OwnFonts() {
 }
 
 bool TextSetter::AddFont(OpenFile file) {
+  PLEXION_CHECK(file.IsOpen(), "the font's file is open");
   if (!AddFont(file.Path())) return false;
   fontFiles_.push_back(std::move(file));
   return true;
@@ -193,6 +195,7 @@ void TextSetter::CheckLetters(const Element& element, PangoLayout* layout) {
 }
 
 const TextSetter::Setting& TextSetter::Set(const Element& element) {
+  PLEXION_CHECK(element.kind == ElementKind::kText, "only texts are laid out");
   static const Setting kNothing;
   if (host_.cancelled()) return kNothing;
   const auto found = settings_.find(element.handle);

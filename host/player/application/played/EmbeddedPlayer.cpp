@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/content/ContentProbe.h"
 
 namespace plexion_host::player::application {
@@ -19,6 +20,8 @@ namespace {
 constexpr double kNanoseconds = 1e9;
 constexpr double kNever = std::numeric_limits<double>::infinity();
 constexpr size_t kHead = 4096;
+/// Between two looks of the application.
+constexpr size_t kMostNotices = 100;
 
 /// A file whose contents are names of others, in any of the formats that the framework follows: it
 /// would fetch them from wherever they are, past the application's folder.
@@ -49,6 +52,7 @@ EmbeddedPlayer::~EmbeddedPlayer() {
 }
 
 void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed) {
+  PLEXION_CHECK(!file_.IsOpen() && file.IsOpen(), "a player opens one file in its life");
   file_ = std::move(file);
   settings_ = host_.Settings();
   settings_.loops = static_cast<uint64_t>(loops);
@@ -113,6 +117,7 @@ EmbeddedPlayer::State EmbeddedPlayer::TakeLoaded() {
   }
   // All that it still does is to ask for a frame.
   loader_.Join();
+  PLEXION_CHECK(!loader_.IsJoinable(), "the engine is the loading thread's while that runs");
   state_ = engine_ == nullptr ? State::kFailed : State::kReady;
   if (engine_ != nullptr) {
     timeline_ =
@@ -183,6 +188,7 @@ std::string EmbeddedPlayer::Failure() {
 }
 
 PlayedPixels EmbeddedPlayer::Render(uint32_t width, uint32_t height) {
+  PLEXION_CHECK(width > 0 && height > 0, "there are pixels to draw");
   if (state_ != State::kReady) return {};
   const bool resized = pixelDims_.width != width || pixelDims_.height != height;
   const size_t bytes = size_t{width} * height * sizeof(uint32_t);
@@ -198,7 +204,8 @@ PlayedPixels EmbeddedPlayer::Render(uint32_t width, uint32_t height) {
     target.dims = pixelDims_;
     target.bgAlpha = 0;
     target.everything = resized;
-    engine_->Draw(target);
+    const DrawResult result = engine_->Draw(target);
+    if (!result.failure.empty()) AddNotice(result.failure);
     changed_ = false;
   }
   return {pixels_.As<uint32_t>(), width, height};
@@ -223,7 +230,23 @@ void EmbeddedPlayer::Fail(const EngineError& error) {
 }
 
 void EmbeddedPlayer::Notify(qx::plexion::StageWindowStatus event, const std::string& message) {
-  host_.Notify(event, message);
+  if (event != qx::plexion::kInfoUnsupportedPlaceholderRendered) {
+    host_.Notify(event, message);
+    return;
+  }
+  // Told by the application, with the element's name, and once: it may be opened many times.
+  AddNotice(message);
+  RequestFrame();
+}
+
+void EmbeddedPlayer::AddNotice(const std::string& text) {
+  const MutexLock lock(mutex_);
+  if (notices_.size() < kMostNotices) notices_.push_back(text);
+}
+
+std::vector<std::string> EmbeddedPlayer::TakeNotices() {
+  const MutexLock lock(mutex_);
+  return std::exchange(notices_, {});
 }
 
 }  // namespace plexion_host::player::application

@@ -1,3 +1,4 @@
+// One movie or media file inside of an application.
 #ifndef HOST_PLAYER_APPLICATION_PLAYED_EMBEDDEDPLAYER_H_
 #define HOST_PLAYER_APPLICATION_PLAYED_EMBEDDEDPLAYER_H_
 
@@ -5,6 +6,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
@@ -54,12 +56,15 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   bool TakeEnded();
   /// Why it failed or ended; empty when all went well.
   std::string Failure();
+  /// What of it could not be drawn, since the last call.
+  std::vector<std::string> TakeNotices();
   /// The picture of the last Advance, in a size of the caller's.
   PlayedPixels Render(uint32_t width, uint32_t height);
   size_t PixelBytes() const { return pixels_.Size(); }
 
  private:
   void Load(const std::string& name);
+  void AddNotice(const std::string& text);
   bool TryLoad(const ContentAddress& address, std::string& error);
 
   // EngineHost, for the engine inside.
@@ -101,6 +106,7 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   Condition loadedChanged_;
   bool loaded_ GUARDED_BY(mutex_) = false;
   std::string failure_ GUARDED_BY(mutex_);
+  std::vector<std::string> notices_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host::player::application

@@ -7,6 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -55,6 +57,7 @@ void PlayedElements::Restart(uint32_t element) {
 }
 
 void PlayedElements::Open(Element& element, Playing& each) {
+  PLEXION_CHECK(IsPlayed(element), "only movies and media have players");
   each.restart = false;
   Retire(std::move(each.coming));
   each.coming = nullptr;
@@ -112,6 +115,7 @@ void PlayedElements::Move(Element& element, bool seen, double now, bool playing)
   if (each.restart) Open(element, each);
   if (each.coming != nullptr) TakeComing(element, each);
   if (each.shown == nullptr) return;
+  for (const std::string& notice : each.shown->TakeNotices()) notices_.Tell(element, notice);
   each.shown->SetVolume(element.volume);
   const bool plays = playing && seen && !element.paused;
   if (plays && element.playState == PlayState::kReady) element.playState = PlayState::kPlaying;
@@ -195,6 +199,7 @@ PlayedPixels PlayedElements::Render(Element& element, double width, double heigh
   for (const auto& each : players_) {
     if (each.second.shown != nullptr) others += each.second.shown->PixelBytes();
   }
+  PLEXION_CHECK(others >= player.PixelBytes(), "the player is one of those that were counted");
   others -= player.PixelBytes();
   const bool hasRoom =
       others + size_t{renderWidth} * renderHeight * sizeof(uint32_t) <= kMostPlayedBytes;

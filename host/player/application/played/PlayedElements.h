@@ -1,3 +1,4 @@
+// The players of movie and media elements.
 #ifndef HOST_PLAYER_APPLICATION_PLAYED_PLAYEDELEMENTS_H_
 #define HOST_PLAYER_APPLICATION_PLAYED_PLAYEDELEMENTS_H_
 

@@ -1,3 +1,4 @@
+// Reads the system's clocks.
 #include "host/player/application/script/ApplicationClocks.h"
 
 namespace plexion_host::player::application {

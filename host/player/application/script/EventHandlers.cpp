@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -29,6 +31,8 @@ std::string EventHandlers::EventNames() {
 }
 
 void EventHandlers::Add(lua_State* state, const std::string& event) {
+  PLEXION_CHECK(IsEvent(event) && lua_type(state, -1) == LUA_TFUNCTION,
+                "the library has looked at the arguments");
   std::vector<int>& handlers = handlers_[event];
   if (handlers.size() >= kMostHandlers) {
     luaL_error(state, "more than %d handlers of %s", static_cast<int>(kMostHandlers),

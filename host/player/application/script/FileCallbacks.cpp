@@ -1,6 +1,8 @@
 // Watches files for a script and calls what it has for them.
 #include "host/player/application/script/FileCallbacks.h"
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -10,6 +12,7 @@ constexpr size_t kMostWatched = 1000;
 }  // namespace
 
 void FileCallbacks::Add(lua_State* state, const std::string& name) {
+  PLEXION_CHECK(lua_type(state, -1) == LUA_TFUNCTION, "the library has looked at the argument");
   if (watch_ == nullptr) {
     watch_ = std::make_unique<FileWatch>([this] { host_.RequestFrame(); });
   }

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/application/script/library/Libraries.h"
 #include "host/player/application/stage/Placement.h"
 
@@ -26,7 +27,9 @@ ScriptHost::ScriptHost(ScriptContext context, ScriptLimits limits)
 }
 
 ScriptHost& ScriptHost::Of(lua_State* state) {
-  return *static_cast<ScriptHost*>(Script::Of(state).owner);
+  void* owner = Script::Of(state).owner;
+  PLEXION_CHECK(owner != nullptr, "the libraries are opened by a script host");
+  return *static_cast<ScriptHost*>(owner);
 }
 
 void ScriptHost::BeginMoment(double now) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/player/Engine.h"
+#include "host/player/application/Notices.h"
 #include "host/player/application/document/Document.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/paint/TextSetter.h"
@@ -33,6 +34,7 @@ struct ScriptContext {
   const BaseFolder& base;
   const BaseFolder& extensions;  ///< not open when there are none
   EngineHost& host;
+  Notices& notices;
   /// The time on the wall.
   std::function<timespec()> wallClock;
 };

@@ -1,3 +1,4 @@
+// Moves properties along, and says which movements are over.
 #include "host/player/application/stage/Animations.h"
 
 #include <math.h>
@@ -6,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/application/stage/Easing.h"
 
 namespace plexion_host::player::application {
@@ -69,6 +71,10 @@ double Ease(int easing, double fraction) {
 
 bool Animations::Start(uint32_t element, const std::vector<AnimationTarget>& targets,
                        const AnimationTiming& timing, int token, double now) {
+  for (const AnimationTarget& target : targets) {
+    PLEXION_CHECK(target.property->number != nullptr || target.property->colour != nullptr,
+                  "only numbers and colours can be between two values");
+  }
   if (animations_.size() >= kMostAnimations) return false;
   for (Animation& other : animations_) {
     if (other.element != element) continue;

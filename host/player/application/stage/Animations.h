@@ -1,3 +1,4 @@
+// Properties on their way from one value to another.
 #ifndef HOST_PLAYER_APPLICATION_STAGE_ANIMATIONS_H_
 #define HOST_PLAYER_APPLICATION_STAGE_ANIMATIONS_H_
 

@@ -1,3 +1,4 @@
+// The curves that movements follow.
 #ifndef HOST_PLAYER_APPLICATION_STAGE_EASING_H_
 #define HOST_PLAYER_APPLICATION_STAGE_EASING_H_
 

@@ -1,3 +1,4 @@
+// One thing on the stage.
 #ifndef HOST_PLAYER_APPLICATION_STAGE_ELEMENT_H_
 #define HOST_PLAYER_APPLICATION_STAGE_ELEMENT_H_
 

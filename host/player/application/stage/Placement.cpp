@@ -1,9 +1,12 @@
+// Finds where elements lie, and which lies in front at a point.
 #include "host/player/application/stage/Placement.h"
 
 #include <math.h>
 
 #include <algorithm>
 #include <vector>
+
+#include "host/base/Check.h"
 
 namespace plexion_host::player::application {
 
@@ -78,6 +81,7 @@ Element* FindAt(Element& element, TextSetter& texts, const cairo_matrix_t& outer
 }  // namespace
 
 StageFit StageFit::Of(const Stage& stage, qx::plexion::Dims plane) {
+  PLEXION_CHECK(stage.width > 0 && stage.height > 0, "a document without a size is refused");
   StageFit fit;
   fit.scaleX = static_cast<double>(plane.width) / stage.width;
   fit.scaleY = static_cast<double>(plane.height) / stage.height;

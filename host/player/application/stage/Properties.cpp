@@ -3,8 +3,10 @@
 
 #include <math.h>
 
+#include <algorithm>
 #include <charconv>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::player::application {
@@ -207,11 +209,14 @@ std::string Expected(const Property& property) {
 
 std::string ChoiceWord(const Property& property, int choice) {
   std::string_view rest = property.words;
+  PLEXION_CHECK(choice >= 0 && choice <= std::count(rest.begin(), rest.end(), '|'),
+                "a choice is set from one of its words");
   for (; choice > 0; --choice) rest.remove_prefix(rest.find('|') + 1);
   return std::string(rest.substr(0, rest.find('|')));
 }
 
 bool SetNumber(Element& element, const Property& property, double value, std::string& error) {
+  PLEXION_CHECK(property.number != nullptr, "the property is a number");
   if (!(value >= property.lowest && value <= property.highest)) {
     error = std::string(property.name) + " is " + ShowNumber(value) + "; expected " +
             Expected(property);

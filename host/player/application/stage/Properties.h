@@ -1,3 +1,4 @@
+// What elements have, for documents and scripts.
 #ifndef HOST_PLAYER_APPLICATION_STAGE_PROPERTIES_H_
 #define HOST_PLAYER_APPLICATION_STAGE_PROPERTIES_H_
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/application/document/XmlReader.h"
 #include "host/player/application/stage/Easing.h"
 
@@ -88,6 +89,7 @@ Element* Stage::AddScene(const std::string& id, std::string& error) {
 }
 
 Element* Stage::Create(ElementKind kind, Element& parent, std::string& error) {
+  PLEXION_CHECK(FindByHandle(parent.handle) == &parent, "the parent is on this stage");
   if (parent.kind != ElementKind::kGroup) {
     error = std::string("a ") + NameOf(parent.kind) + " holds no elements; expected a group";
     return nullptr;
@@ -130,6 +132,7 @@ Element* Stage::Clone(const Element& original, Element& parent, std::string& err
 void Stage::Forget(Element& element) {
   for (const auto& child : element.children) Forget(*child);
   byHandle_.erase(element.handle);
+  PLEXION_CHECK(textBytes_ >= TextBytesOf(element), "every text was counted when it was set");
   textBytes_ -= TextBytesOf(element);
   const auto found = byId_.find(element.id);
   if (found != byId_.end() && found->second == &element) byId_.erase(found);
@@ -139,8 +142,10 @@ bool Stage::Remove(Element& element) {
   if (element.parent == nullptr) return false;
   Forget(element);
   auto& siblings = element.parent->children;
-  siblings.erase(std::find_if(siblings.begin(), siblings.end(),
-                              [&element](const auto& each) { return each.get() == &element; }));
+  const auto found = std::find_if(siblings.begin(), siblings.end(),
+                                  [&element](const auto& each) { return each.get() == &element; });
+  PLEXION_CHECK(found != siblings.end(), "an element is among its parent's children");
+  siblings.erase(found);
   ++revision_;
   return true;
 }
@@ -166,6 +171,8 @@ bool Stage::SetId(Element& element, const std::string& id, std::string& error) {
 
 bool Stage::SetFromText(Element& element, const Property& property, std::string_view value,
                         std::string& error) {
+  PLEXION_CHECK(FindProperty(element.kind, property.name) == &property,
+                "the property is one of this kind of element");
   const size_t before = property.text == nullptr ? 0 : (element.*property.text).size();
   if (property.text != nullptr) {
     if (element.*property.text == value) return true;
@@ -209,6 +216,7 @@ Element* Stage::FindScene(const std::string& id) const {
 }
 
 void Stage::Show(Element& scene, const Transition& transition, double now) {
+  PLEXION_CHECK(scene.parent == nullptr, "only scenes are shown");
   if (&scene == current_) return;
   leaving_ =
       transition.kind == TransitionKind::kCut || transition.duration <= 0 ? nullptr : current_;

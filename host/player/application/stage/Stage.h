@@ -1,3 +1,4 @@
+// All elements of an application.
 #ifndef HOST_PLAYER_APPLICATION_STAGE_STAGE_H_
 #define HOST_PLAYER_APPLICATION_STAGE_STAGE_H_
 

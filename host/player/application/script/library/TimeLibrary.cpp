@@ -81,8 +81,11 @@ int ClockNow(lua_State* state) {
 /// Names of days and months in the application's language, when the system has it.
 class TimeLocale {
  public:
-  explicit TimeLocale(const std::string& name)
+  TimeLocale(const std::string& name, Notices& notices)
       : locale_(newlocale(LC_TIME_MASK, name.c_str(), nullptr)) {
+    if (locale_ == nullptr) {
+      notices.Tell("the locale \"" + name + "\" is not installed; days and months are in English");
+    }
     if (locale_ == nullptr) locale_ = newlocale(LC_TIME_MASK, "C.UTF-8", nullptr);
     if (locale_ == nullptr) locale_ = newlocale(LC_TIME_MASK, "C", nullptr);
   }
@@ -101,7 +104,7 @@ int FormatClock(lua_State* state) {
   const time_t seconds = context.wallClock().tv_sec;
   tm parts = {};
   localtime_r(&seconds, &parts);
-  const TimeLocale locale(context.host.Settings().locale);
+  const TimeLocale locale(context.host.Settings().locale, context.notices);
   char text[512];
   const size_t length = strftime_l(text, sizeof text, pattern, &parts, locale.Get());
   if (length == 0 && *pattern != '\0') return luaL_argerror(state, 1, "the text is too long");

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "host/player/WatchedMemory.h"
 
@@ -32,6 +33,7 @@ int OpenLibraries(lua_State* state) {
 
 Script::Script(ScriptLimits limits, qx::plexion::MemoryWatchdog* watchdog)
     : limits_(std::move(limits)), watchdog_(watchdog) {
+  PLEXION_CHECK(limits_.workingTime != nullptr, "a script without a clock could not be stopped");
   state_ = lua_newstate(Allocate, this);
   if (state_ == nullptr) return;
   Script* self = this;
@@ -52,6 +54,7 @@ Script& Script::Of(lua_State* state) {
   Script* script = nullptr;
   // Lua copies it from the main thread to every coroutine.
   memcpy(&script, lua_getextraspace(state), sizeof script);
+  PLEXION_CHECK(script != nullptr, "every state is made by a script");
   return *script;
 }
 
@@ -211,6 +214,7 @@ int Script::RunBody(lua_State* state) {
 }
 
 bool Script::Protect(const std::function<void(lua_State*)>& body, EngineError& error) {
+  PLEXION_CHECK(lua_gettop(state_) == 0, "nobody else uses the stack");
   lua_pushcfunction(state_, RunBody);
   lua_pushlightuserdata(state_, const_cast<std::function<void(lua_State*)>*>(&body));
   return Call(1, error);
@@ -218,6 +222,7 @@ bool Script::Protect(const std::function<void(lua_State*)>& body, EngineError& e
 
 bool Script::Call(int arguments, EngineError& error) {
   const int handler = lua_gettop(state_) - arguments;
+  PLEXION_CHECK(handler >= 1, "the function lies below its arguments");
   lua_pushcfunction(state_, OnError);
   lua_insert(state_, handler);
   if (depth_++ == 0) began_ = limits_.workingTime();
