@@ -1,0 +1,42 @@
+#ifndef HOST_PLAYER_LOTTIE_RASTER_ROWS_H_
+#define HOST_PLAYER_LOTTIE_RASTER_ROWS_H_
+
+#include <stdint.h>
+
+/// Loops over a row of pixels, in the widest vectors that the processor has. `n` may be 0.
+/// Products of two bytes are rounded to the nearest of 255.
+
+namespace plexion_host::movie {
+
+/// A pixel of one area unit per cell that is covered wholly, see ResolveCells.
+constexpr int kFullCellBits = 17;
+
+/// Turns `n` differences (a multiple of 16) into how much of each pixel is covered, and clears them.
+/// Returns  the sum up to here; `sum` is the one up to the first.
+uint32_t ResolveCells(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* cover);
+/// What ResolveCells writes for a pixel with this sum.
+uint8_t CoverOf(uint32_t sum, bool evenOdd);
+
+void FillRow(uint32_t* target, uint32_t colour, int n);
+/// Source over target.
+void BlendColour(uint32_t* target, uint32_t colour, int n);
+void BlendColour(uint32_t* target, uint32_t colour, const uint8_t* cover, int n);
+void BlendPixels(uint32_t* target, const uint32_t* source, uint8_t cover, int n);
+void BlendPixels(uint32_t* target, const uint32_t* source, const uint8_t* cover, int n);
+/// The target times the cover.
+void ScaleRow(uint32_t* target, const uint8_t* cover, int n);
+
+/// a * b / 255, rounded.
+inline uint32_t TimesByte(uint32_t a, uint32_t b) {
+  const uint32_t t = a * b + 128;
+  return (t + (t >> 8)) >> 8;
+}
+/// Each byte of `pixel` times `b` / 255.
+inline uint32_t PixelTimes(uint32_t pixel, uint32_t b) {
+  return TimesByte(pixel >> 24, b) << 24 | TimesByte(pixel >> 16 & 255, b) << 16 |
+         TimesByte(pixel >> 8 & 255, b) << 8 | TimesByte(pixel & 255, b);
+}
+
+}  // namespace plexion_host::movie
+
+#endif  // HOST_PLAYER_LOTTIE_RASTER_ROWS_H_
