@@ -8,20 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define SIM_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define SIM_ADDRESS_SANITIZER 1
-#endif
-#endif
-#if defined(__SANITIZE_THREAD__)
-#define SIM_THREAD_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define SIM_THREAD_SANITIZER 1
-#endif
-#endif
+#include "sim/device/Sanitizers.h"
 
 #ifdef SIM_ADDRESS_SANITIZER
 #include <sanitizer/common_interface_defs.h>
@@ -102,8 +89,9 @@ char* TakeStack() {
   return static_cast<char*>(memory) + kGuardBytes;
 }
 
-void GiveStackBack(char* stack) {
-  if (FreeStacks().size() < kKeptStacks) {
+void GiveStackBack(char* stack, bool finished) {
+  // Nothing orders what a dropped fiber did before what the next owner of its stack does.
+  if (finished && FreeStacks().size() < kKeptStacks) {
     FreeStacks().push_back(stack);
   } else {
     munmap(stack - kGuardBytes, kGuardBytes + kStackBytes);
@@ -169,7 +157,7 @@ Fiber::~Fiber() {
     return;
   }
 #endif
-  GiveStackBack(stack_);
+  GiveStackBack(stack_, finished_);
 }
 
 void Fiber::Start(void* self) {
@@ -206,7 +194,7 @@ void Fiber::Switch(Fiber& from, Fiber& to) {
                                  to.stack_ != nullptr ? to.stack_ : to.argument_, to.stackBytes_);
 #endif
 #ifdef SIM_THREAD_SANITIZER
-  __tsan_switch_to_fiber(to.threadSanitizerFiber_, 0);
+  __tsan_switch_to_fiber(to.threadSanitizerFiber_, __tsan_switch_to_fiber_no_sync);
 #endif
 #if defined(__x86_64__)
   plexion_sim_switch_stacks(&from.context_, to.context_);
@@ -214,6 +202,16 @@ void Fiber::Switch(Fiber& from, Fiber& to) {
   swapcontext(static_cast<ucontext_t*>(from.context_), static_cast<ucontext_t*>(to.context_));
 #endif
   from.Arrive();
+}
+
+void Fiber::ReleasedHere([[maybe_unused]] Fiber& running,
+                         [[maybe_unused]] const void* object) const {
+#ifdef SIM_THREAD_SANITIZER
+  // To the sanitizer a switch is only a change of the name in which things are done.
+  __tsan_switch_to_fiber(threadSanitizerFiber_, __tsan_switch_to_fiber_no_sync);
+  Released(object);
+  __tsan_switch_to_fiber(running.threadSanitizerFiber_, __tsan_switch_to_fiber_no_sync);
+#endif
 }
 
 void Fiber::SwitchForGood(Fiber& from, Fiber& to) {

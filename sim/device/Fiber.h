@@ -8,7 +8,8 @@ namespace plexion_sim {
 /// A flow of control with a stack of its own, entered and left by hand. All fibers of a simulated
 /// device run on the one operating-system thread that made the device.
 ///
-/// Stacks are kept for the next fiber. The address and thread sanitizers are told of each switch.
+/// Stacks are kept for the next fiber. The address and thread sanitizers are told of each switch;
+/// to the latter it orders nothing (Sanitizers.h).
 class Fiber {
  public:
   using Entry = void (*)(void* argument);
@@ -27,6 +28,8 @@ class Fiber {
   static void Switch(Fiber& from, Fiber& to);
   /// Leaves `from`, which has ended or is given up, for `to`.
   [[noreturn]] static void SwitchForGood(Fiber& from, Fiber& to);
+  /// Released(object) in the name of a fiber that will not run again (Sanitizers.h).
+  void ReleasedHere(Fiber& running, const void* object) const;
 
  private:
   [[noreturn]] static void Start(void* self);

@@ -68,6 +68,7 @@ StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments,
   StageWindow* window = service_->CreateStageWindow(parameters);
   device_.kernel.NameNextMutexes({});
   // The set's memory is the device's and may be refused.
+  const Unseen unseen;  // story threads share the set; only the story orders them
   if (window != nullptr && !set_.Append(window)) loose_.push_back(window);
   return window;
 }
@@ -75,10 +76,13 @@ StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments,
 bool SimHost::RunWindows() { return service_->RunStageWindowSetToCompletion(set_); }
 
 void SimHost::CloseWindow(StageWindow* window) {
-  for (unsigned i = 0; i < set_.Count(); ++i) {
-    if (set_[i] != window) continue;
-    set_.RemoveAt(i);
-    break;
+  {
+    const Unseen unseen;
+    for (unsigned i = 0; i < set_.Count(); ++i) {
+      if (set_[i] != window) continue;
+      set_.RemoveAt(i);
+      break;
+    }
   }
   loose_.erase(std::remove(loose_.begin(), loose_.end(), window), loose_.end());
   service_->DestroyStageWindow(window);
@@ -98,6 +102,15 @@ bool SimHost::WaitFor(StageWindow* window, StageWindowStatus status, Nanoseconds
     if (IsTerminalStatus(now) || device_.kernel.Now() >= end) return false;
     device_.kernel.Sleep(kMillisecond);
   }
+}
+
+void SimHost::Join() {
+  for (const SimTask* thread : spawned_) {
+    device_.kernel.WaitUntil(
+        "Join", [thread] { return thread->ended; }, IQXKernel::kInfinite);
+    Acquired(thread);
+  }
+  spawned_.clear();
 }
 
 void SimHost::PressKey(unsigned long key, Nanoseconds held) {

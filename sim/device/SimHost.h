@@ -54,8 +54,10 @@ class SimHost {
   bool WaitFor(qx::plexion::StageWindow* window, qx::plexion::StageWindowStatus status,
                Nanoseconds limit = 60000 * kMillisecond);
   void Spawn(const std::string& name, std::function<void()> body) {
-    device_.kernel.Spawn(name, std::move(body));
+    spawned_.push_back(device_.kernel.Spawn(name, std::move(body)));
   }
+  /// Waits until all that this host has spawned has ended; what they did comes before what follows.
+  void Join();
 
   void KeyDown(unsigned long key) { service_->DispatchKeyDown(key); }
   void KeyUp(unsigned long key) { service_->DispatchKeyUp(key); }
@@ -77,6 +79,7 @@ class SimHost {
   qx::plexion::StageWindowSet set_;
   std::vector<qx::plexion::StageWindow*> loose_;  ///< made, but not in the set
   unsigned windowNumber_ = 0;
+  std::vector<const SimTask*> spawned_;
   // Windows borrow their texts from here.
   std::vector<std::vector<std::string>> texts_;
   std::vector<std::vector<const char*>> vectors_;

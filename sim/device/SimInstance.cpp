@@ -40,6 +40,7 @@ bool SimInstance::Answer(const char* call, bool result) {
 // Operations.
 
 bool SimInstance::Configure(const MorvelInstanceParameters& parameters) {
+  Ordered(underStateLock_);
   if (!Use("Configure", parameters.contentUrl.Utf8())) return false;
   const std::string path = parameters.contentUrl.Utf8();
   const auto known = player_.content_.find(path);
@@ -58,17 +59,20 @@ bool SimInstance::Configure(const MorvelInstanceParameters& parameters) {
 }
 
 MorvelLoadSettings* SimInstance::GetLoadSettings() {
+  Ordered(underStateLock_);
   Use("GetLoadSettings");
   return settings_.get();
 }
 
 bool SimInstance::LoadMVX() {
+  Ordered(underStateLock_);
   if (!Use("LoadMVX", settings_->contentUrl.Utf8())) return false;
   if (kernel_.GetFaults().Fails(Fallible::kInstanceLoad)) return Answer("LoadMVX", false);
   if (status_ != qx::plexion::kStatusConfigured || loadAsked_) return Answer("LoadMVX", false);
   // "go" may have named other content.
   const auto known = player_.content_.find(settings_->contentUrl.Utf8());
   if (known != player_.content_.end()) script_ = known->second;
+  Released(this);
   loadAsked_ = true;
   return Answer("LoadMVX", true);
 }
@@ -76,19 +80,21 @@ bool SimInstance::LoadMVX() {
 bool SimInstance::LoadMVXAsync() { return LoadMVX(); }
 
 bool SimInstance::Play() {
+  Ordered(underStateLock_);
   if (!Use("Play")) return false;
   if (kernel_.GetFaults().Fails(Fallible::kInstancePlay)) return Answer("Play", false);
   const bool can = loadAsked_ && !IsTerminalStatus(status_);
-  if (can) playWanted_ = true;
+  if (can) HandOver(playWanted_, true);
   if (can && script_.notifiesInPlay) Notify(qx::plexion::kStatusPlaying);
   return Answer("Play", can);
 }
 
 bool SimInstance::Pause() {
+  Ordered(underStateLock_);
   if (!Use("Pause")) return false;
   if (kernel_.GetFaults().Fails(Fallible::kInstancePause)) return Answer("Pause", false);
   const bool can = playWanted_ && !IsTerminalStatus(status_);
-  if (can) playWanted_ = false;
+  if (can) HandOver(playWanted_, false);
   return Answer("Pause", can);
 }
 
@@ -102,6 +108,7 @@ bool SimInstance::Terminate(StageWindowStatus status) {
   }
   const bool can = thread_ != nullptr && !IsTerminalStatus(status_) && !terminateAsked_;
   if (can) {
+    Released(this);
     terminateAsked_ = true;
     terminateAs_ = status;
   }
@@ -109,6 +116,7 @@ bool SimInstance::Terminate(StageWindowStatus status) {
 }
 
 StageWindowStatus SimInstance::GetStageWindowStatus() {
+  Ordered(underStateLock_);
   kernel_.Point("GetStageWindowStatus");
   if (destroyed_) {
     kernel_.Report(FindingKind::kUseAfterDestroy,
@@ -129,7 +137,7 @@ bool SimInstance::TakePlane(const char* call, Fallible fallible, qx::platform::R
   const bool can = !kernel_.GetFaults().Fails(fallible) && script_.acceptsRenderPlane &&
                    plane != nullptr && status_ >= qx::plexion::kStatusLoaded &&
                    !IsTerminalStatus(status_);
-  if (can) renderPlane_ = plane;
+  if (can) HandOver(renderPlane_, plane);
   return Answer(call, can);
 }
 
@@ -138,19 +146,24 @@ bool SimInstance::SetRenderPlane(qx::platform::RenderPlane* plane) {
 }
 
 bool SimInstance::ResetRenderPlane(qx::platform::RenderPlane* plane) {
+  Ordered(underStateLock_);
   return TakePlane("ResetRenderPlane", Fallible::kInstanceResetRenderPlane, plane);
 }
 
 void SimInstance::RequestInterFrameNotification() {
-  if (Use("RequestInterFrameNotification")) ++interFrames_;
+  Ordered(underGeometryLock_);
+  if (Use("RequestInterFrameNotification")) HandOver(interFrames_, interFrames_ + 1);
 }
 
 void SimInstance::SetStageRect(const Rect& rect) {
+  Ordered(underGeometryLock_);
   Use("SetStageRect", std::to_string(rect.x) + "," + std::to_string(rect.y) + "," +
                           std::to_string(rect.width) + "," + std::to_string(rect.height));
 }
 
 void SimInstance::Hear(const char* call, const std::string& what) {
+  // Keys of the key simulator's making come under a lock of its own.
+  if (kernel_.CurrentTask()->kind != SimTask::Kind::kModule) Ordered(underStateLock_);
   if (Use(call, what)) input_.push_back(what);
 }
 
@@ -178,10 +191,12 @@ void SimInstance::SendEvent(unsigned long eventCode) {
 }
 
 void SimInstance::Activate() {
+  Ordered(underStateLock_);
   if (Use("Activate")) active_ = true;
 }
 
 void SimInstance::Deactivate() {
+  Ordered(underStateLock_);
   if (Use("Deactivate")) active_ = false;
 }
 
@@ -192,7 +207,10 @@ void SimInstance::UpdateProxyParameters(const char* host, unsigned short port, c
                                    text(user) + " " + text(password));
 }
 
-void SimInstance::Announce(StageWindowStatus status) { toAnnounce_.push_back(status); }
+void SimInstance::Announce(StageWindowStatus status) {
+  Released(this);
+  toAnnounce_.push_back(status);
+}
 
 // The player's own thread.
 
@@ -223,6 +241,7 @@ bool SimInstance::Step() {
   }
   const bool asked = kernel_.WaitUntil(
       "the player's wait", [this] { return Wake(); }, timeout);
+  Acquired(this);
   if (stop_) return false;
   if (asked) {
     if (terminateAsked_) {

@@ -13,6 +13,7 @@
 #include "sim/device/Fiber.h"
 #include "sim/device/Journal.h"
 #include "sim/device/LockOrder.h"
+#include "sim/device/Sanitizers.h"
 #include "sim/device/Scheduler.h"
 #include "sim/explore/Faults.h"
 #include "sim/explore/Finding.h"
@@ -56,6 +57,7 @@ struct SimTask {
   std::unique_ptr<Fiber> fiber;
   SimThread* object = nullptr;  ///< for kModule
   std::vector<SimMutex*> held;  ///< in the order taken; once each
+  std::vector<std::string> nextMutexNames;
 
   const char* call = "start";  ///< what it does, or is about to do
   Waits waits = Waits::kNot;
@@ -88,7 +90,7 @@ class SimKernel final : public IQXKernel {
   /// refused.
   bool Run(std::function<void()> body);
   /// A further thread of the story's own, from inside Run.
-  void Spawn(const std::string& name, std::function<void()> body);
+  SimTask* Spawn(const std::string& name, std::function<void()> body);
   /// A scripted module's thread.
   SimTask* SpawnPlatform(const std::string& name, std::function<void()> body);
 
@@ -119,6 +121,9 @@ class SimKernel final : public IQXKernel {
     printWatcher_ = std::move(watcher);
   }
 
+  /// Before Run: the story is one whose races are the host's own.
+  void IgnoreDataRaces() { ignoresDataRaces_ = true; }
+
   // Asking.
 
   Journal& GetJournal() { return journal_; }
@@ -143,7 +148,7 @@ class SimKernel final : public IQXKernel {
   /// Gives a mutex or event a name for reports and the journal.
   void Name(IQXKernel::Mutex* mutex, const std::string& name);
   void Name(IQXKernel::Event* event, const std::string& name);
-  /// The next mutexes get these names, in order.
+  /// The next mutexes that the calling thread makes get these names, in order.
   void NameNextMutexes(std::vector<std::string> names);
   /// Blocks of `bytes` bytes that are never given back, at most `count` of them, are no leak. `why`
   /// appears when there are more.
@@ -227,6 +232,8 @@ class SimKernel final : public IQXKernel {
   Nanoseconds NextDeadline() const;
   void BlockUntil(const char* call, SimTask::Waits waits, const void* object, Nanoseconds timeout);
   void GoOn();
+  void Look();
+  void ReportDataRaces();
   [[noreturn]] void GiveUp();
   void LeaveFor(SimTask* next);
   std::string WhoWaitsForWhat() const;
@@ -263,6 +270,8 @@ class SimKernel final : public IQXKernel {
   uint64_t switches_ = 0;
   Schedule taken_;
   bool failed_ = false;
+  bool ignoresDataRaces_ = false;
+  uint64_t dataRaces_ = DataRaces();  // those of earlier devices are not ours
 
   Fiber outsideFiber_;
   SimTask outside_;
@@ -276,7 +285,6 @@ class SimKernel final : public IQXKernel {
   std::vector<std::unique_ptr<SimMutex>> mutexes_;
   std::vector<std::unique_ptr<SimEvent>> events_;
   std::vector<std::unique_ptr<SimThread>> threads_;
-  std::vector<std::string> nextMutexNames_;
   std::map<std::string, Module> modules_;
 
   std::unordered_map<const void*, MemoryBlock> blocks_;

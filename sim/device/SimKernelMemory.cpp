@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
 namespace plexion_sim {
@@ -85,6 +86,7 @@ void SimKernel::Free(void* pointer, const char* file, int line) {
     return;
   }
   auto* block = static_cast<char*>(pointer);
+  ModuleWrites(block, found->second.bytes);  // nobody may be using it
   CheckGuards(block, found->second);
   if (journal_.IsOn()) Note("Free", "block" + std::to_string(found->second.number));
   liveBytes_ -= found->second.bytes;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
 namespace plexion_sim {
@@ -43,6 +44,7 @@ void SimKernel::TaskEntry(void* argument) {
   auto* task = static_cast<SimTask*>(argument);
   auto* kernel = static_cast<SimKernel*>(const_cast<void*>(task->waitsFor));
   task->waitsFor = nullptr;
+  if (kernel->ignoresDataRaces_) Acquired(kernel);
   kernel->journal_.Add(kernel->now_, task->name, "begins", "");
   task->body();
   kernel->EndTask();
@@ -57,6 +59,8 @@ void SimKernel::EndTask() {
     Report(FindingKind::kLockMisuse, "the thread ended while it held" + names);
   }
   task->ended = true;
+  Released(task);
+  if (ignoresDataRaces_) Released(this);
   task->call = "ended";
   live_.erase(std::find(live_.begin(), live_.end(), task));
   if (task->kind == SimTask::Kind::kHost) --liveHosts_;
@@ -83,13 +87,19 @@ bool SimKernel::Run(std::function<void()> body) {
   current_ = next;
   Fiber::Switch(outsideFiber_, *next->fiber);
   current_ = &outside_;
+  for (const auto& task : tasks_) {
+    // After a run that was given up nothing comes from the threads any more either.
+    if (!task->ended) task->fiber->ReleasedHere(outsideFiber_, task.get());
+    Acquired(task.get());
+  }
   endedFibers_.clear();
+  ReportDataRaces();
   return !failed_;
 }
 
-void SimKernel::Spawn(const std::string& name, std::function<void()> body) {
+SimTask* SimKernel::Spawn(const std::string& name, std::function<void()> body) {
   Note("Spawn", name);
-  AddTask(name, SimTask::Kind::kHost, std::move(body));
+  return AddTask(name, SimTask::Kind::kHost, std::move(body));
 }
 
 SimTask* SimKernel::SpawnPlatform(const std::string& name, std::function<void()> body) {
@@ -177,9 +187,14 @@ void SimKernel::LeaveFor(SimTask* next) {
   if (next == self) return;
   current_ = next;
   ++switches_;
+  if (ignoresDataRaces_) Released(this);
   Fiber::Switch(*self->fiber, *next->fiber);
-  // Whoever ran until now may have ended.
+  if (ignoresDataRaces_) Acquired(this);
+#ifndef SIM_THREAD_SANITIZER
+  // Whoever ran until now may have ended. Under the thread sanitizer fibers are kept to the end of
+  // the run: a stack that changes hands within it would order the two threads.
   endedFibers_.clear();
+#endif
 }
 
 void SimKernel::GoOn() {
@@ -191,10 +206,25 @@ void SimKernel::GoOn() {
   LeaveFor(next);
 }
 
+void SimKernel::ReportDataRaces() {
+  const uint64_t races = DataRaces();
+  if (races == dataRaces_) return;
+  dataRaces_ = races;
+  Report(FindingKind::kDataRace, "the thread sanitizer's report is on the error output");
+}
+
+/// Before every choice: what must hold at any moment.
+void SimKernel::Look() {
+  ReportDataRaces();
+  if (!watcher_) return;
+  const Unseen unseen;
+  watcher_();
+}
+
 void SimKernel::Point(const char* call) {
   if (!IsRunning()) return;
   current_->call = call;
-  if (watcher_) watcher_();
+  Look();
   if (live_.size() == 1 && options_.latePermille == 0) return;
   GoOn();
 }
@@ -207,7 +237,7 @@ void SimKernel::BlockUntil(const char* call, SimTask::Waits waits, const void* o
   self->waitsFor = object;
   self->signalled = false;
   self->deadline = DeadlineOf(timeout);
-  if (watcher_) watcher_();
+  Look();
   GoOn();
   self->waits = SimTask::Waits::kNot;
   self->waitsFor = nullptr;

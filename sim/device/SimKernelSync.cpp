@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
 namespace plexion_sim {
@@ -16,9 +17,10 @@ IQXKernel::Mutex* SimKernel::CreateMutex() {
   }
   const auto number = static_cast<uint32_t>(mutexes_.size() + 1);
   std::string name = "mutex" + std::to_string(number);
-  if (!nextMutexNames_.empty()) {
-    name = nextMutexNames_.front();
-    nextMutexNames_.erase(nextMutexNames_.begin());
+  std::vector<std::string>& names = current_->nextMutexNames;
+  if (!names.empty()) {
+    name = names.front();
+    names.erase(names.begin());
   }
   mutexes_.push_back(std::make_unique<SimMutex>(this, number, name, current_->name));
   Note("CreateMutex", "-> " + name);
@@ -106,6 +108,7 @@ void SimKernel::LockMutex(SimMutex* mutex) {
   }
   mutex->owner_ = current_;
   mutex->depth_ = 1;
+  Acquired(mutex);
   current_->held.push_back(mutex);
   if (journal_.IsOn()) Note("Lock", mutex->name_);
 }
@@ -123,6 +126,7 @@ void SimKernel::UnlockMutex(SimMutex* mutex) {
     return;
   }
   if (--mutex->depth_ > 0) return;
+  Released(mutex);
   mutex->owner_ = nullptr;
   auto& held = current_->held;
   held.erase(std::find(held.begin(), held.end(), mutex));
@@ -142,7 +146,7 @@ void SimKernel::Name(IQXKernel::Event* event, const std::string& name) {
 }
 
 void SimKernel::NameNextMutexes(std::vector<std::string> names) {
-  nextMutexNames_ = std::move(names);
+  current_->nextMutexNames = std::move(names);
 }
 
 // Events.
@@ -189,6 +193,7 @@ void SimKernel::SignalEvent(SimEvent* event) {
     Report(FindingKind::kUseAfterDestroy, "Signal of " + event->name_ + ", which is destroyed");
     return;
   }
+  Released(event);
   event->signalled_ = true;
   for (SimTask* task : live_) {
     if (task->waits == SimTask::Waits::kForEvent && task->waitsFor == event) {
@@ -224,6 +229,7 @@ bool SimKernel::WaitEvent(SimEvent* event, Nanoseconds timeout) {
     BlockUntil("Wait", SimTask::Waits::kForEvent, event, timeout);
     woken = current_->signalled || event->signalled_;
   }
+  if (woken) Acquired(event);
   if (woken && !event->manualReset_) event->signalled_ = false;
   Note("Wait", event->name_ + (woken ? " -> signalled" : " -> timed out"));
   return woken;
@@ -299,6 +305,7 @@ bool SimKernel::JoinThread(SimThread* thread, Nanoseconds timeout) {
   }
   BlockUntil("Join", SimTask::Waits::kForThread, thread, timeout);
   const bool ended = thread->task_ == nullptr || thread->task_->ended;
+  if (ended && thread->task_ != nullptr) Acquired(thread->task_);
   Note("Join", thread->name_ + (ended ? " -> ended" : " -> timed out"));
   return ended;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "qx/core/QXString.h"
+#include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
 namespace plexion_sim {
@@ -28,6 +29,7 @@ bool SimKernel::GetBinDirectory(QXString& directory, const char* moduleName) {
 }
 
 void SimKernel::MemSet(void* destination, int value, unsigned long bytes) {
+  ModuleWrites(destination, bytes);
   if (bytes > 0) std::memset(destination, value, bytes);
 }
 
@@ -39,10 +41,14 @@ void SimKernel::MemCopy(void* destination, const void* source, unsigned long byt
                                      " bytes between ranges that overlap; expected MemMove");
     return;
   }
+  ModuleReads(source, bytes);
+  ModuleWrites(destination, bytes);
   if (bytes > 0) std::memmove(destination, source, bytes);
 }
 
 void SimKernel::MemMove(void* destination, const void* source, unsigned long bytes) {
+  ModuleReads(source, bytes);
+  ModuleWrites(destination, bytes);
   if (bytes > 0) std::memmove(destination, source, bytes);
 }
 
@@ -52,9 +58,17 @@ unsigned long SimKernel::StrLen16(const unsigned short* text) {
   return length;
 }
 
-unsigned long SimKernel::StrLen(const char* text) { return std::strlen(text); }
+unsigned long SimKernel::StrLen(const char* text) {
+  const size_t length = std::strlen(text);
+  ModuleReads(text, length + 1);
+  return length;
+}
 
-int SimKernel::StrCmp(const char* left, const char* right) { return std::strcmp(left, right); }
+int SimKernel::StrCmp(const char* left, const char* right) {
+  ModuleReads(left, 1);
+  ModuleReads(right, 1);
+  return std::strcmp(left, right);
+}
 
 void SimKernel::StrCpy(char* destination, const char* source) { std::strcpy(destination, source); }
 

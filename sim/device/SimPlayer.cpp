@@ -112,7 +112,9 @@ void SimPlayer::DestroyMorvelInstance(MorvelInstance* destroyed) {
     SimTask* thread = instance->thread_;
     kernel_.WaitUntil(
         "DestroyMorvelInstance", [thread] { return thread->ended; }, IQXKernel::kInfinite);
+    Acquired(thread);
   }
+  instance->Ordered(instance->underStateLock_);
   instance->destroyed_ = true;
   instance->parameters_.reset();
   instance->settings_.reset();

@@ -111,6 +111,9 @@ class SimInstance final : public qx::core::morvellib::MorvelInstance {
 
   bool Use(const char* call, const std::string& detail = "");
   bool Answer(const char* call, bool result);
+  /// The window makes these calls under this lock of its own, which a player may rely on: two that
+  /// nothing orders are a race. `of` is the field that stands for what they share.
+  void Ordered(unsigned char& of) { ModuleWrites(&of, 1); }
   void Hear(const char* call, const std::string& what);
   void ThreadMain();
   bool Step();
@@ -124,6 +127,12 @@ class SimInstance final : public qx::core::morvellib::MorvelInstance {
   bool TakePlane(const char* call, Fallible fallible, qx::platform::RenderPlane* plane);
   void Claim(unsigned long bytes);
   void GiveBack();
+  /// Asks the player's own thread for something; what the caller did comes before what it then does.
+  template <typename Value>
+  void HandOver(Value& field, Value value) {
+    Released(this);
+    field = value;
+  }
 
   SimPlayer& player_;
   SimKernel& kernel_;
@@ -144,6 +153,8 @@ class SimInstance final : public qx::core::morvellib::MorvelInstance {
   bool terminateAsked_ = false;
   qx::plexion::StageWindowStatus terminateAs_ = qx::plexion::kStatusComplete;
   bool stop_ = false;
+  unsigned char underStateLock_ = 0;     // for the thread sanitizer alone, see Ordered
+  unsigned char underGeometryLock_ = 0;  // the same
   bool destroyed_ = false;
   bool active_ = false;
   unsigned interFrames_ = 0;

@@ -6,6 +6,7 @@ namespace plexion_sim {
 
 void SimShell::Type(const std::string& line) {
   kernel_.Note("types", line);
+  Released(this);
   typed_.push_back(line);
 }
 
@@ -16,6 +17,7 @@ QXError SimShell::RegisterCommand(const char* name, qx::platform::IShellCommand*
     return QXError_NoMemory;
   }
   kernel_.Note("RegisterCommand", name);
+  Released(this);
   commands_[name] = command;
   return QXError_OK;
 }
@@ -35,6 +37,7 @@ qx::platform::IShellCommand* SimShell::UnregisterCommand(const char* name) {
         "UnregisterCommand", [this, leaving] { return executing_ != leaving; },
         IQXKernel::kInfinite);
   }
+  Acquired(this);
   kernel_.Note("UnregisterCommand", name);
   return command;
 }
@@ -76,7 +79,9 @@ void SimShell::Execute(const std::string& line) {
   for (std::string& word : words) argv.push_back(&word[0]);
   kernel_.Note("executes", line);
   executing_ = words[0];
+  Acquired(this);
   const QXError result = found->second->Execute(argv.size(), argv.data());
+  Released(this);
   executing_.clear();
   results_.push_back(words[0] + " -> " + result.name);
   kernel_.Note("executes", results_.back());

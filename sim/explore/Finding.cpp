@@ -23,6 +23,8 @@ const char* NameOf(FindingKind kind) {
       return "leak";
     case FindingKind::kContract:
       return "contract";
+    case FindingKind::kDataRace:
+      return "data race";
   }
   return "?";
 }

@@ -20,6 +20,7 @@ enum class FindingKind {
   kLockOrder,   ///< two locks taken in both orders
   kLeak,        ///< not given back
   kContract,    ///< a call that a platform contract forbids
+  kDataRace,    ///< two threads, one of them writing, and nothing orders them (thread sanitizer)
 };
 
 const char* NameOf(FindingKind kind);

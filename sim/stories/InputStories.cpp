@@ -23,13 +23,11 @@ void KeyMaster(SimDevice& device, SimHost& host) {
   }
   host.RunForMs(5);
   SimInstance* master = host.Player(windows[1]);
-  bool done = false;
   host.Spawn("pointer", [&] {
     for (unsigned short x = 1; x <= 3; ++x) host.Service()->DispatchMouseMove(x, x);
-    done = true;
   });
   for (unsigned long key = 13; key <= 15; ++key) host.PressKey(key);
-  while (!done) host.RunForMs(1);
+  host.Join();
   unsigned keys = 0;
   for (const std::string& input : master->Input()) {
     if (input.compare(0, 4, "down") == 0) ++keys;

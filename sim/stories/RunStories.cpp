@@ -18,17 +18,21 @@ bool Printed(SimDevice& device, const char* part) {
 bool LoadWithOperator(SimDevice& device, SimHost& host, StageWindow* window,
                       const std::vector<std::string>& lines) {
   bool loaded = false;
-  bool left = false;
   host.Spawn("operator", [&] {
-    while (!loaded && !Printed(device, "suspended")) host.RunForMs(1);
-    if (!loaded) {
-      for (const std::string& line : lines) host.Type(line);
+    while (!loaded && !Printed(device, "suspended")) {
+      window->GetStageWindowStatus();
+      host.RunForMs(1);
     }
-    left = true;
+    if (!loaded) {
+      for (const std::string& line : lines) {
+        host.Type(line);
+        window->GetStageWindowStatus();
+      }
+    }
   });
   const bool result = window->LoadForLFD();
   loaded = true;
-  while (!left) host.RunForMs(1);
+  host.Join();
   return result;
 }
 
@@ -72,18 +76,16 @@ void GoForTheSet(SimDevice& device, SimHost& host) {
     return;
   }
   bool done = false;
-  bool left = false;
   host.Spawn("operator", [&] {
     // Nothing is printed, so an operator who hears nothing types again.
     while (!done) {
       host.Type("go");
       host.RunForMs(20);
     }
-    left = true;
   });
   const bool ran = host.RunWindows();
   done = true;
-  while (!left) host.RunForMs(1);
+  host.Join();
   Expect(device, ran, "the set runs to its end after go");
 }
 
@@ -91,19 +93,15 @@ void RunToEnd(SimDevice& device, SimHost& host) {
   StageWindow* window =
       host.OpenWindow({"--instrument", "--mousestream", "127.0.0.1:5900", "movie.mvx"});
   if (!Expect(device, window != nullptr, "the window is configured")) return;
-  bool ran = false;
   bool result = false;
-  host.Spawn("runner", [&] {
-    result = window->RunToCompletion();
-    ran = true;
-  });
+  host.Spawn("runner", [&] { result = window->RunToCompletion(); });
   // The run needs planes from another thread before it can end.
   const bool ready = host.WaitFor(window, qx::plexion::kStatusPlaying);
   const bool made = ready && window->CreatePlanes();
   Expect(device, made, "planes are made while the content waits for them");
   // Whatever went wrong, the run is brought to an end.
   if (!made) window->Terminate(qx::plexion::kErrorStartupFailure);
-  while (!ran) host.RunForMs(1);
+  host.Join();
   Expect(device, result, "the run ends with completed content");
   host.CloseWindow(window);
   // Written by the player's thread after it has woken the runner, so only now for certain.
@@ -116,7 +114,6 @@ void MemoryLimit(SimDevice& device, SimHost& host) {
   if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
   qx::plexion::MemoryWatchdog* watchdog = window->GetMemoryWatchdog();
   window->Play();
-  bool done = false;
   host.Spawn("decoder", [&] {
     std::vector<void*> blocks;
     for (int i = 0; i < 4; ++i) {
@@ -125,10 +122,9 @@ void MemoryLimit(SimDevice& device, SimHost& host) {
       host.RunForMs(5);
     }
     for (void* block : blocks) watchdog->Free(block, __FILE__, __LINE__);
-    done = true;
   });
   const bool complete = host.WaitFor(window, qx::plexion::kStatusComplete);
-  while (!done) host.RunForMs(1);
+  host.Join();
   Expect(device, !complete, "content that passes its limit does not complete");
   Expect(device, window->GetStageWindowStatus() == qx::plexion::kErrorNotEnoughMemory,
          "the window says that memory ran out");

@@ -70,20 +70,18 @@ void TwoHosts(SimDevice& device, SimHost& host) {
   StageWindow* window = host.OpenWindow({"movie.mvx"});
   if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
   window->Play();
-  bool done = false;
   host.Spawn("mover", [&] {
     for (uint32_t step = 1; step <= 3; ++step) {
       window->MoveTo({step, step});
       window->GetRectOnScreen();
       window->GetStageWindowStatus();
     }
-    done = true;
   });
   for (unsigned char alpha = 1; alpha <= 3; ++alpha) {
     window->SetAlpha(alpha);
     window->GetStageDims();
   }
-  while (!done) host.RunForMs(1);
+  host.Join();
   host.CloseWindow(window);
 }
 
@@ -106,7 +104,6 @@ void ObserversComeAndGo(SimDevice& device, SimHost& host) {
   Observer sometimes;
   window->RegisterNotifier(&always);
   window->Play();
-  bool done = false;
   host.Spawn("visitor", [&] {
     for (int visit = 0; visit < 3; ++visit) {
       window->RegisterNotifier(&sometimes);
@@ -117,11 +114,11 @@ void ObserversComeAndGo(SimDevice& device, SimHost& host) {
       host.RunForMs(4);
       Expect(device, sometimes.heard == heard, "who has gone hears nothing more");
     }
-    done = true;
   });
   const bool complete = host.WaitFor(window, qx::plexion::kStatusComplete, 1000 * kMillisecond);
   // The status is there before it is announced.
-  while (!done || (complete && always.ended < 0)) host.RunForMs(1);
+  while (complete && always.ended < 0) host.RunForMs(1);
+  host.Join();
   Expect(device, always.ended == qx::plexion::kStatusComplete,
          "who stays hears how the content ended");
   window->UnregisterNotifier(&always);
@@ -134,10 +131,8 @@ void FourHosts(SimDevice& device, SimHost& host) {
   StageWindow* window = host.OpenWindow({"--keymaster", "a.mvx"});
   if (!Expect(device, window != nullptr && window->CreatePlanes(), "planes are made")) return;
   window->Play();
-  unsigned done = 0;
   host.Spawn("keys", [&] {
     for (unsigned long key = 13; key <= 15; ++key) host.PressKey(key, 3 * kMillisecond);
-    ++done;
   });
   host.Spawn("pointer", [&] {
     for (unsigned short at = 0; at < 3; ++at) {
@@ -148,7 +143,6 @@ void FourHosts(SimDevice& device, SimHost& host) {
       host.Service()->DispatchMouseButtonUp(qx::plexion::kMouseButtonLeft, at, at);
       host.RunForMs(2);
     }
-    ++done;
   });
   host.Spawn("settings", [&] {
     QXString first;
@@ -160,7 +154,6 @@ void FourHosts(SimDevice& device, SimHost& host) {
     host.Service()->GetPlexionDataDirectory(second);
     Expect(device, first.Equals(second), "the data directory stays what it was");
     host.Service()->SetExitFlag();
-    ++done;
   });
   StageWindow* other = host.OpenWindow({"b.mvx"});
   if (Expect(device, other != nullptr && other->CreatePlanes(), "planes of the other are made")) {
@@ -169,7 +162,7 @@ void FourHosts(SimDevice& device, SimHost& host) {
     other->SetAlpha(100);
   }
   if (other != nullptr) host.CloseWindow(other);
-  while (done < 3) host.RunForMs(1);
+  host.Join();
   host.CloseWindow(window);
 }
 

@@ -104,6 +104,7 @@ TEST_F(WindowSets, RunUntilTheLastWindowHasEnded) {
     ASSERT_EQ(Open({"short.mvx", "long.mvx", "broken.mvx"}), 0);
     device->kernel.Spawn("watcher", [&] {
       device->kernel.Sleep(1000 * kMillisecond);
+      const plexion_sim::Unseen unseen;
       EXPECT_EQ(set->Count(), 1u);  // ended windows do not wait for the others
       EXPECT_EQ(service->stageWindows.Count(), 1u);
     });

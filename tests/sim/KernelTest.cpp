@@ -177,5 +177,77 @@ STORY(RunAwayTest, AStoryWithoutEndIsGivenUp) {
   for (;;) kernel().Sleep(10 * kMillisecond);
 }
 
+// A switch orders nothing: the thread sanitizer sees what the kernel's own primitives order, alone.
+TEST(DataRaceTest, IsWhatNothingOfTheKernelsOrders) {
+  const auto touch = [](SimKernel& kernel, char* memory) { kernel.MemSet(memory, 1, 1); };
+  const struct {
+    const char* name;
+    bool race;
+    std::function<void(SimKernel&, char*)> tell;
+  } kCases[] = {
+      {"nothing", true,
+       [touch](SimKernel& kernel, char* memory) {
+         kernel.Spawn("other", [&kernel, touch, memory] { touch(kernel, memory); });
+         kernel.Sleep(kMillisecond);
+         touch(kernel, memory);
+       }},
+      {"mutex", false,
+       [touch](SimKernel& kernel, char* memory) {
+         IQXKernel::Mutex* mutex = kernel.CreateMutex();
+         const auto locked = [&kernel, touch, memory, mutex] {
+           mutex->Lock();
+           touch(kernel, memory);
+           mutex->Unlock();
+         };
+         kernel.Spawn("other", locked);
+         locked();
+         kernel.Sleep(kMillisecond);
+         kernel.DestroyMutex(mutex);
+       }},
+      {"event", false,
+       [touch](SimKernel& kernel, char* memory) {
+         IQXKernel::Event* event = kernel.CreateEvent(true);
+         event->Reset();
+         kernel.Spawn("other", [&kernel, touch, memory, event] {
+           touch(kernel, memory);
+           event->Signal();
+         });
+         event->Wait(IQXKernel::kInfinite);
+         touch(kernel, memory);
+         kernel.DestroyEvent(event);
+       }},
+      {"thread", false,
+       [touch](SimKernel& kernel, char* memory) {
+         IQXKernel::Thread* thread = kernel.CreateThread();
+         touch(kernel, memory);
+         thread->Start(
+             "other",
+             [](IQXKernel::Thread*, void* argument) {
+               SimDevice::Current()->kernel.MemSet(argument, 1, 1);
+             },
+             memory);
+         thread->Join(IQXKernel::kInfinite);
+         touch(kernel, memory);
+         kernel.DestroyThread(thread);
+       }},
+  };
+  for (const auto& one : kCases) {
+    const auto run = [&one] {
+      SimDevice device;
+      char memory = 0;
+      device.Run([&] { one.tell(device.kernel, &memory); });
+      const std::vector<std::string> races =
+          device.kernel.GetFindings().Take(FindingKind::kDataRace);
+      std::exit(device.Finish().empty() ? static_cast<int>(races.size()) : 2);
+    };
+    // The sanitizer's own exit status, when it has reported something, comes before ours.
+    constexpr int kSanitizersStatus = 66;
+    EXPECT_EXIT(run(),
+                ::testing::ExitedWithCode(SeesDataRaces() && one.race ? kSanitizersStatus : 0),
+                SeesDataRaces() && one.race ? "data race" : "")
+        << one.name;
+  }
+}
+
 }  // namespace
 }  // namespace plexion_sim
