@@ -5,7 +5,8 @@ namespace plexion_sim {
 const std::vector<Story>& Stories() {
   static const std::vector<Story> stories = [] {
     std::vector<Story> all;
-    for (const auto& some : {WindowStories(), RunStories(), GeometryStories(), InputStories()}) {
+    for (const auto& some :
+         {WindowStories(), RunStories(), GeometryStories(), InputStories(), ThreadStories()}) {
       all.insert(all.end(), some.begin(), some.end());
     }
     return all;

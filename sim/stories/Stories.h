@@ -50,6 +50,7 @@ std::vector<Story> WindowStories();
 std::vector<Story> RunStories();
 std::vector<Story> GeometryStories();
 std::vector<Story> InputStories();
+std::vector<Story> ThreadStories();
 
 }  // namespace plexion_sim
 
