@@ -86,8 +86,11 @@ bool WritePng(const std::string& path, const qx::plexion::Dims& dims,
   };
   if (path.empty()) return fail("empty file name; expected the name of a PNG file");
   struct stat there;
-  if (stat(path.c_str(), &there) == 0 && S_ISDIR(there.st_mode)) {
-    return fail("it is a directory; expected the name of a file");
+  // Through a link as well: the file takes the name's place, and a device there would be gone.
+  if (stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode)) {
+    return fail(std::string("it is ") +
+                (S_ISDIR(there.st_mode) ? "a directory" : "no regular file") +
+                "; expected the name of a file");
   }
   const std::string temporary = TemporaryName(path);
   const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -73,7 +73,11 @@ TEST_F(SnapshotTest, HoldsTheComposedScreenPixelForPixel) {
 TEST_F(SnapshotTest, NamesThePathAndTheReasonAndLeavesNothingBehind) {
   std::ofstream(root_ + "/file") << "kept";
   fs::create_directory(root_ + "/folder");
+  ASSERT_EQ(0, mkfifo((root_ + "/fifo").c_str(), 0600));
+  ASSERT_EQ(0, symlink("/dev/null", (root_ + "/null").c_str()));
   const std::pair<std::string, std::string> cases[] = {
+      {root_ + "/fifo", "it is no regular file; expected the name of a file"},
+      {root_ + "/null", "it is no regular file; expected the name of a file"},
       {root_ + "/missing/a.png", "No such file or directory"},
       {root_ + "/file/a.png", "Not a directory"},
       {root_ + "/folder", "it is a directory; expected the name of a file"},
@@ -87,7 +91,7 @@ TEST_F(SnapshotTest, NamesThePathAndTheReasonAndLeavesNothingBehind) {
     EXPECT_THAT(error, HasSubstr("cannot write '" + path + "': "));
     EXPECT_THAT(error, HasSubstr(reason));
   }
-  EXPECT_EQ(2u, FilesThere());
+  EXPECT_EQ(4u, FilesThere());
 }
 
 TEST_F(SnapshotTest, APictureThatDoesNotFitLeavesTheOldOneInPlace) {
