@@ -4,6 +4,8 @@
 #define HOST_LAUNCHER_COMMANDS_COMMANDCONTEXT_H_
 
 #include <chrono>
+#include <memory>
+#include <vector>
 
 #include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
@@ -11,6 +13,7 @@
 #include "host/contracts/IHostWindows.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/platform/IGraphicsDriver.h"
+#include "qx/plexion/StageWindowNotifier.h"
 
 namespace plexion_host {
 
@@ -23,6 +26,11 @@ struct CommandContext {
   IQXKernel& kernel;
   IHostWindows& windows;
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
+
+  /// How long "resize" waits to hear what became of it.
+  std::chrono::milliseconds resizePatience{2000};
+  /// Observers whose windows went before they could be unregistered. One command runs at a time.
+  std::vector<std::shared_ptr<qx::plexion::StageWindowNotifier>> lateObservers;
 
   /// Held by a command while it uses what follows. Comes before the launcher's window lock.
   Mutex mutex;

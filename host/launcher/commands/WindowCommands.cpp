@@ -1,6 +1,10 @@
+// The operator's commands that work on windows.
+
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <optional>
 
 #include "host/launcher/commands/HostCommand.h"
 #include "host/launcher/commands/WindowTable.h"
@@ -69,6 +73,37 @@ class MoveOutcome final : public qx::plexion::StageWindowNotifier {
   std::atomic<bool> moved{false};
 };
 
+/// Hears what became of a resize between two frames.
+class ResizeOutcome final : public qx::plexion::StageWindowNotifier {
+ public:
+  void OnStageWindowNotification(qx::plexion::StageWindow*, qx::plexion::StageWindowStatus status,
+                                 const qx::plexion::StageWindowStatusData*) override {
+    const bool outcome = status == qx::plexion::kInfoWindowResized ||
+                         status == qx::plexion::kInfoOutputPlaneResizeFailed ||
+                         status == qx::plexion::kInfoRenderPlaneResizeFailed;
+    if (!outcome && !qx::plexion::IsTerminalStatus(status)) return;
+    const MutexLock lock(mutex_);
+    if (!status_) status_ = status;
+    heard_.NotifyAll();
+  }
+  /// Returns  what was wrong with it, or nothing.
+  std::string Wait(std::chrono::milliseconds patience) {
+    MutexLock lock(mutex_);
+    if (!heard_.WaitFor(lock, patience,
+                        [this]() REQUIRES(mutex_) { return status_.has_value(); })) {
+      return "its content has not come to the end of a frame in " +
+             std::to_string(patience.count()) + " ms";
+    }
+    if (*status_ == qx::plexion::kInfoWindowResized) return {};
+    return qx::plexion::IsTerminalStatus(*status_) ? "its content has ended" : "the driver refuses";
+  }
+
+ private:
+  Mutex mutex_;
+  Condition heard_;
+  std::optional<qx::plexion::StageWindowStatus> status_ GUARDED_BY(mutex_);
+};
+
 std::string NoFrom(const HostWindow& window, const char* what, CommandContext& context) {
   return "window " + std::to_string(window.number) + " cannot be " + what + " in " +
          StatusName(window, context.windows.GetService());
@@ -118,18 +153,33 @@ bool Resize(CommandContext& context, const Arguments& arguments, std::string& er
       return false;
     }
   }
-  return OnWindow(context, arguments, Needs::kPlane, error,
-                  [&](const HostWindow& window, OutputPlane*) {
-                    // Not while the planes are still being made.
-                    const bool playing = window.status == qx::plexion::kStatusPlaying;
-                    if (!playing && window.status != qx::plexion::kStatusPaused) {
-                      return NoFrom(window, "resized", context);
-                    }
-                    // Deferred, also when paused: the player draws into the planes meanwhile, and
-                    // only its own thread knows when it does not.
-                    window.window->Resize(dims, true);
-                    return std::string();
-                  });
+  const auto outcome = std::make_shared<ResizeOutcome>();
+  const bool begun = OnWindow(context, arguments, Needs::kPlane, error,
+                              [&](const HostWindow& window, OutputPlane*) {
+                                // Not while the planes are still being made.
+                                const bool playing = window.status == qx::plexion::kStatusPlaying;
+                                if (!playing && window.status != qx::plexion::kStatusPaused) {
+                                  return NoFrom(window, "resized", context);
+                                }
+                                window.window->RegisterNotifier(outcome.get());
+                                // Deferred, also when paused: the player draws into the planes meanwhile, and only its own
+                                // thread knows when it does not.
+                                window.window->Resize(dims, true);
+                                return std::string();
+                              });
+  if (!begun) return false;
+  error = outcome->Wait(context.resizePatience);
+  std::string gone;
+  if (!OnWindow(context, arguments, Needs::kNothing, gone,
+                [&](const HostWindow& window, OutputPlane*) {
+                  window.window->UnregisterNotifier(outcome.get());
+                  return std::string();
+                })) {
+    // A window that is just being destroyed can tell it still.
+    context.lateObservers.push_back(outcome);
+  }
+  if (!error.empty()) error = "window " + arguments.texts[0] + " is not resized: " + error;
+  return error.empty();
 }
 
 bool SetVisible(CommandContext& context, const Arguments& arguments, bool visible,

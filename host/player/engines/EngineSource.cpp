@@ -1,5 +1,7 @@
 #include "host/player/engines/EngineSource.h"
 
+#include "host/base/ModuleHandle.h"
+#include "host/contracts/IHostWindows.h"
 #include "host/player/content/ContentProbe.h"
 #include "host/player/lottie/LottieEngine.h"
 
@@ -12,6 +14,13 @@ EngineError MissingEngine(const std::string& what, const char* engine, const cha
           what + "; this player has no " + engine + " engine (module \"" + module +
               "\" is not on the module path, or a library that it needs is "
               "not installed)"};
+}
+
+bool IsHostPaused() {
+  IQXKernel* const kernel = IQXKernel::GetKernel();
+  if (kernel == nullptr) return false;
+  const ModuleHandle<IHostWindows> windows("IHostWindows");
+  return windows && windows->IsPausePending();
 }
 
 }  // namespace
@@ -33,8 +42,9 @@ IEngineModule* InstalledEngines::Acquire(IEngineModule*& slot, const char* modul
 }
 
 void InstalledEngines::Prepare(const ContentAddress& content) {
-  // A network is asked when the content is wanted, and not before.
-  if (!content.url.empty()) return;
+  // A network is asked when the content is wanted, and not before; and so is everything while the
+  // operator has not said "go", who may want other content.
+  if (!content.url.empty() || IsHostPaused()) return;
   ProbeResult probe;
   EngineError ignored;
   if (!ProbeContent(content, probe, ignored)) return;

@@ -7,6 +7,7 @@ usage: launcher_test.py --launcher FILE --recorder FILE STORY
 import argparse
 import json
 import os
+import re
 import shutil
 import signal
 import socket
@@ -103,11 +104,20 @@ class Story(unittest.TestCase):
         with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
             file.write(text)
 
+    def write_tone(self, name):
+        with wave.open(self.path(name), "wb") as tone:
+            tone.setnchannels(1)
+            tone.setsampwidth(2)
+            tone.setframerate(8000)
+            tone.writeframes(bytes(8000))  # half a second
+
     def path(self, name):
         return os.path.join(self.folder, name)
 
     def command(self, *arguments, data=None):
-        return [OPTIONS.launcher, "--display", "headless", "--screen", f"{SIZE}x{SIZE}",
+        sized = any(argument.startswith("--screen") for argument in arguments)
+        screen = [] if sized else ["--screen", f"{SIZE}x{SIZE}"]
+        return [OPTIONS.launcher, "--display", "headless", *screen,
                 "--datadir", data or self.path("data"), *arguments]
 
     def launch(self, *arguments, data=None, environment=None):
@@ -142,7 +152,7 @@ class BadInput(Story):
                 (["--locale"], "--locale needs a locale"),
                 (["--snapshot-at", "soon", "red.mvx"], "'soon' is not a number of milliseconds"),
                 (["--shellsocket", "", "red.mvx"], "--shellsocket: the value is empty"),
-                (["--screen=", "red.mvx"], "--screen"),
+                (["--screen=", "red.mvx"], "--screen: "),
                 (["--loop", "red.mvx"], "it needs --signage")]:
             self.expect(arguments, 2, message, usage=True)
 
@@ -174,6 +184,11 @@ class BadInput(Story):
         self.expect(["--outputrect", "5000,0,10,10", "red.mvx"], 0,
                     "its rectangle 5000,0,10,10 lies outside the screen of 96x96")
 
+    def test_a_portrait_screen_is_higher_than_wide(self):
+        for rectangle, outside in (("0,150,10,10", False), ("150,0,10,10", True)):
+            code, _, err = self.launch("--screen=96x200", "--outputrect", rectangle, "red.mvx")
+            self.assertEqual((0, outside), (code, "lies outside the screen" in err), err)
+
 
 class Windows(Story):
     def test_a_movie_plays_to_its_end_and_its_picture_is_saved(self):
@@ -184,11 +199,7 @@ class Windows(Story):
 
     def test_an_application_plays_media_and_goes_on_when_one_is_broken(self):
         os.mkdir(self.path("board"))
-        with wave.open(self.path("board/tone.wav"), "wb") as tone:
-            tone.setnchannels(1)
-            tone.setsampwidth(2)
-            tone.setframerate(8000)
-            tone.writeframes(bytes(8000))  # half a second
+        self.write_tone("board/tone.wav")
         shutil.copy(self.path("empty.mvx"), self.path("board/empty.bin"))
         self.write("board/application.xml", """<application width="96" height="96" rate="30">
             <scene id="s"><media id="broken" src="empty.bin" width="48" height="48"/>
@@ -292,6 +303,7 @@ class Operator(Story):
                 ("hide 2", 2, {"visible": "no"}), ("show 2", 2, {"visible": "yes"}),
                 ("resize 2 24 32", 2, {"rectangle": "24x32+48+0"}),
                 ("pause 2", 2, {"status": "kStatusPaused"}),
+                ("resize 2 20 30", 2, {"rectangle": "20x30+48+0"}),
                 ("play 2", 2, {"status": "kStatusPlaying"}), ("activate 2", 2, {"active": "yes"})]:
             self.assertEqual(["OK"], self.type(command), command)
             self.wait_for(number, **shown)
@@ -331,10 +343,69 @@ class Operator(Story):
         self.assertEqual(["OK"], self.type("go " + self.path("blue.mvx")))
         self.assertEqual(0, self.process.wait(timeout=60))
 
+    def test_nothing_is_opened_before_go(self):
+        self.write_tone("tone.wav")
+        self.start("--pause", "tone.wav")
+        self.wait_for(1, status="kStatusConfigured")
+        with open(f"/proc/{self.process.pid}/maps", encoding="utf-8") as maps:
+            self.assertNotIn("MediaEngine", maps.read())
+        self.end()
+
     def test_quitting_ends_the_wait_for_go(self):
         for contents in (["long.mvx"], ["long.mvx", "long.mvx"]):
             self.start("--pause", *contents)
             self.end()
+
+    def test_the_interval_of_repeated_keys_is_the_one_asked_for(self):
+        self.write("keys.xml", """<application width="96" height="96"><scene id="s"/><script>
+            local count = 0
+            on("keydown", function() count = count + 1; if count == 4 then complete() end end)
+            </script></application>""")
+        for interval, completes in (("1", True), ("3600000", False)):
+            self.start("--key-mode", "auto-repeat,1," + interval, "--zorbase", self.folder, "keys.xml")
+            self.wait_for(1, status="kStatusPlaying", active="yes")
+            self.type("key left down")
+            if completes:
+                self.assertEqual(0, self.process.wait(timeout=60))
+                continue
+            begun = time.monotonic()
+            while time.monotonic() - begun < 0.3:
+                self.wait_for(1, status="kStatusPlaying")
+            self.end()
+
+    def test_an_end_at_the_moment_of_go_is_an_end(self):
+        # The operator's word, the end's own and the end meet within a few milliseconds.
+        for milliseconds in range(12):
+            for contents in (["red.mvx"], ["red.mvx", "blue.mvx"]):
+                done = subprocess.run(
+                    self.command("--pause", "--exit-after", str(milliseconds), *contents),
+                    cwd=self.folder, input="go --rundefault\n", capture_output=True, text=True,
+                    timeout=60, check=False)
+                self.assertEqual((0, ""), (done.returncode, done.stderr), milliseconds)
+
+    def test_a_quiet_launcher_sleeps(self):
+        self.start("--snapshot", "a.png", "--snapshot-at", "3600000", "--exit-after", "3600000",
+                   "long.mvx")
+        self.wait_for(1, status="kStatusPlaying")
+        self.type("pause 1")
+        self.wait_for(1, status="kStatusPaused")
+        before, begun = self.processor_time(), time.monotonic()
+        while time.monotonic() - begun < 0.5:
+            self.type("time")
+        for name, spent in self.processor_time().items():
+            if name.startswith("Plexion") and name not in ("PlexionSocket", "PlexionPlayer"):
+                self.assertLess(spent - before.get(name, 0), 0.2, f"{name} spins")
+        self.end()
+
+    def processor_time(self):
+        """Seconds by the threads' names."""
+        times = {}
+        for task in os.listdir(f"/proc/{self.process.pid}/task"):
+            with open(f"/proc/{self.process.pid}/task/{task}/stat", encoding="utf-8") as stat:
+                name, fields = re.match(r"\d+ \((.*)\) (.*)", stat.read()).groups()
+            ticks = sum(int(field) for field in fields.split()[11:13])
+            times[name] = times.get(name, 0) + ticks / os.sysconf("SC_CLK_TCK")
+        return times
 
     def test_without_a_shell_nobody_waits_for_go(self):
         for contents in (["red.mvx"], ["red.mvx", "blue.mvx"]):
@@ -412,6 +483,57 @@ class Ending(Story):
     def test_exit_after_ends_an_endless_movie(self):
         code, _, err = self.launch("--exit-after", "300", "long.mvx")
         self.assertEqual(0, code, err)
+
+    def test_what_does_not_stop_is_left_within_two_seconds(self):
+        os.makedirs(self.path("stuck/fonts"))
+        os.mkfifo(self.path("stuck/fonts/never.ttf"))
+        self.write("stuck/application.xml", """<application width="96" height="96" rate="30">
+            <scene id="s"><text id="t" width="90" height="20">x</text></scene></application>""")
+        for number in (signal.SIGINT, signal.SIGTERM):
+            process = subprocess.Popen(
+                self.command("--shellsocket", "socket", "stuck"), cwd=self.folder,
+                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
+                stdin=subprocess.DEVNULL)
+            while not os.path.exists(self.path("socket")):
+                self.assertIsNone(process.poll())
+            begun = time.monotonic()
+            process.send_signal(number)
+            _, err = process.communicate(timeout=60)
+            self.assertLess(time.monotonic() - begun, 2.5, "half a second for a busy machine")
+            self.assertEqual(0, process.returncode, err)
+            self.assertFalse(os.path.exists(self.path("socket")))
+            self.assertFalse(os.path.exists(f"/tmp/.plexion/app-tmp/{process.pid}"))
+
+    def test_a_reader_that_does_not_read_holds_up_nobody(self):
+        self.write("loud.xml", """<application width="96" height="96" rate="60"><scene id="s"/>
+            <script>local line = string.rep("x", 1000)
+            on("frame", function() for i = 1, 20 do trace(line) end end)</script></application>""")
+        process = subprocess.Popen(
+            self.command("--tstrace", "--exit-after", "700", "--zorbase", self.folder, "loud.xml"),
+            cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+            stdin=subprocess.DEVNULL)
+        self.assertEqual(0, process.wait(timeout=60))
+        process.stdout.close()
+
+    def test_what_killed_launchers_left_is_swept(self):
+        process = subprocess.Popen(self.command("long.mvx"), cwd=self.folder,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        left = f"/tmp/.plexion/app-tmp/{process.pid}"
+        while not os.path.exists(left):
+            self.assertIsNone(process.poll())
+        process.kill()
+        process.wait()
+        self.assertTrue(os.path.exists(left))
+        self.assertEqual(0, self.launch("red.mvx")[0])
+        self.assertFalse(os.path.exists(left))
+
+    def test_banner_and_version_are_printed_whatever_comes_first(self):
+        for arguments in (["--memory-limit", "64M", "red.mvx"],
+                          ["--memory-limit", "64M", "--signage", "red.mvx"],
+                          ["--gl", "on", "red.mvx", "red.mvx"],
+                          ["--signage", "--gl", "on", "red.mvx", "red.mvx"]):
+            _, out, _ = self.launch(*arguments)
+            self.assertEqual((1, 1), (out.count("\nVersion "), out.count("\nUsing: ")), out)
 
     def test_temporary_files_are_gone(self):
         process = subprocess.Popen(self.command("red.mvx"), cwd=self.folder,

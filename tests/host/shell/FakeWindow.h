@@ -1,6 +1,7 @@
 #ifndef TESTS_HOST_SHELL_FAKEWINDOW_H_
 #define TESTS_HOST_SHELL_FAKEWINDOW_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,7 @@ class FakeWindow final : public FakeStageWindow {
   bool willing = true;  ///< the answer to what may be refused
   qx::platform::OutputPlane* plane = nullptr;
   qx::plexion::StageWindowNotifier* observer = nullptr;
+  std::optional<qx::plexion::StageWindowStatus> resizeOutcome = qx::plexion::kInfoWindowResized;
 
   bool Play() override { return Note("play"); }
   bool Pause() override { return Note("pause"); }
@@ -79,6 +81,9 @@ class FakeWindow final : public FakeStageWindow {
   void Resize(const qx::plexion::Dims& dims, bool deferred) override {
     Note("resize " + std::to_string(dims.width) + "x" + std::to_string(dims.height) +
          (deferred ? " deferred" : " at once"));
+    if (observer != nullptr && resizeOutcome) {
+      observer->OnStageWindowNotification(this, *resizeOutcome, nullptr);
+    }
   }
   void SetVisible(bool visible) override { Note("visible " + std::to_string(visible)); }
   void SetAlpha(unsigned char alpha) override { Note("alpha " + std::to_string(alpha)); }

@@ -73,6 +73,24 @@ TEST_F(OperatorCommandsTest, EachActsOnItsWindow) {
   EXPECT_EQ(windows_.playing.calls.back(), "resize 10x20 deferred");
 }
 
+TEST_F(OperatorCommandsTest, AResizeIsAnsweredWithWhatBecameOfIt) {
+  context_.resizePatience = std::chrono::milliseconds(1);
+  const std::pair<std::optional<qx::plexion::StageWindowStatus>, const char*> cases[] = {
+      {qx::plexion::kInfoWindowResized, "OK"},
+      {qx::plexion::kInfoOutputPlaneResizeFailed,
+       "resize: window 1 is not resized: the driver refuses"},
+      {qx::plexion::kInfoRenderPlaneResizeFailed,
+       "resize: window 1 is not resized: the driver refuses"},
+      {qx::plexion::kStatusComplete, "resize: window 1 is not resized: its content has ended"},
+      {std::nullopt,
+       "resize: window 1 is not resized: its content has not come to the end of a frame in 1 ms"}};
+  for (const auto& [outcome, answer] : cases) {
+    windows_.playing.resizeOutcome = outcome;
+    EXPECT_EQ(Run("resize 1 10 20"), answer);
+    EXPECT_EQ(windows_.playing.observer, nullptr);
+  }
+}
+
 TEST_F(OperatorCommandsTest, SayWhatWasWrongAndWhatWouldBeRight) {
   const std::pair<const char*, const char*> cases[] = {
       {"move 1 2", "move: Y is missing; usage: move N X Y"},
