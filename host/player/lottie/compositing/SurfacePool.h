@@ -54,6 +54,7 @@ class SurfacePool {
   void GiveBack(std::unique_ptr<Block> block);
 
   std::vector<std::unique_ptr<Block>> free_;
+  size_t blocks_ = 0;  ///< blocks, lent or free
   size_t bytes_ = 0;
 };
 

@@ -39,12 +39,14 @@ class Stroker {
     Point in;             ///< direction of arrival, length 1
     Point out;            ///< direction of leaving
     bool smooth = false;  ///< inside of a curve: no join
+    bool round = false;   ///< a curve's own point: always a round join
   };
   class Run;
   std::vector<Vertex> line_;
   std::vector<Vertex> dash_;
   std::vector<Vertex> first_;
-  std::vector<Point> back_;
+  std::vector<Vertex> back_;
+  std::vector<Point> extra_;
 };
 
 }  // namespace plexion_host::movie

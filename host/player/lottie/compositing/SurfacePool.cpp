@@ -1,0 +1,90 @@
+// Keeps the memory of group surfaces from frame to frame.
+
+#include "host/player/lottie/compositing/SurfacePool.h"
+
+#include <string.h>
+
+#include <utility>
+
+namespace plexion_host::movie {
+
+class SurfacePool::Block {
+ public:
+  explicit Block(size_t bytes) : words(bytes / 4) {}
+  size_t Bytes() const { return words.size() * 4; }
+  std::vector<uint32_t> words;
+  bool used = true;  ///< since the last Trim
+};
+
+SurfacePool::SurfacePool() = default;
+SurfacePool::~SurfacePool() = default;
+
+SurfacePool::Lease::Lease(Lease&& other) noexcept
+    : surface(std::exchange(other.surface, {})),
+      coverage(std::exchange(other.coverage, {})),
+      pool_(std::exchange(other.pool_, nullptr)),
+      block_(std::move(other.block_)) {}
+
+SurfacePool::Lease& SurfacePool::Lease::operator=(Lease&& other) noexcept {
+  std::swap(surface, other.surface);
+  std::swap(coverage, other.coverage);
+  std::swap(pool_, other.pool_);
+  std::swap(block_, other.block_);
+  return *this;
+}
+
+SurfacePool::Lease::~Lease() {
+  if (block_) pool_->GiveBack(std::move(block_));
+}
+
+SurfacePool::Lease SurfacePool::TakeSurface(int width, int height) {
+  const size_t stride = static_cast<size_t>(width) * 4;
+  Lease lease = Take(stride * static_cast<size_t>(height));
+  lease.surface = {lease.block_->words.data(), width, height, stride};
+  return lease;
+}
+
+SurfacePool::Lease SurfacePool::TakeCoverage(int width, int height) {
+  const auto stride = static_cast<size_t>(width);
+  Lease lease = Take(stride * static_cast<size_t>(height));
+  lease.coverage = {reinterpret_cast<uint8_t*>(lease.block_->words.data()), width, height, stride};
+  return lease;
+}
+
+SurfacePool::Lease SurfacePool::Take(size_t bytes) {
+  // Whole pages, so that sizes that vary a little fit the same block.
+  const size_t needed = (bytes / 4096 + 1) * 4096;
+  size_t best = free_.size();
+  for (size_t i = 0; i < free_.size(); ++i) {
+    const size_t size = free_[i]->Bytes();
+    if (size >= needed && (best == free_.size() || size < free_[best]->Bytes())) best = i;
+  }
+  Lease lease;
+  lease.pool_ = this;
+  // A block far too large is left to whoever needs it.
+  if (best < free_.size() && free_[best]->Bytes() / 4 <= needed) {
+    lease.block_ = std::move(free_[best]);
+    free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(best));
+    memset(lease.block_->words.data(), 0, bytes);
+  } else {
+    // Room for all that is lent, so that giving back never allocates.
+    free_.reserve(++blocks_);
+    lease.block_ = std::make_unique<Block>(needed);
+    bytes_ += needed;
+  }
+  lease.block_->used = true;
+  return lease;
+}
+
+void SurfacePool::GiveBack(std::unique_ptr<Block> block) { free_.push_back(std::move(block)); }
+
+void SurfacePool::Trim() {
+  for (size_t i = free_.size(); i-- > 0;) {
+    if (std::exchange(free_[i]->used, false)) continue;
+    bytes_ -= free_[i]->Bytes();
+    free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(i));
+    --blocks_;
+  }
+}
+
+}  // namespace plexion_host::movie
