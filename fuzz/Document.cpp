@@ -34,7 +34,10 @@ void RequireTree(const Element& element, unsigned depth, size_t& count) {
 
 void RequireRefusal(const DocumentError& error, const std::string& text) {
   Require(!error.what.empty(), "a refusal says why");
-  const auto lines = static_cast<unsigned>(std::count(text.begin(), text.end(), '\n')) + 1;
+  // A carriage return alone ends a line as well.
+  const auto lines = static_cast<unsigned>(std::count(text.begin(), text.end(), '\n') +
+                                           std::count(text.begin(), text.end(), '\r')) +
+                     1;
   Require(error.place.line >= 1 && error.place.line <= lines && error.place.column >= 1,
           "a refusal says where");
 }

@@ -76,7 +76,7 @@ class ApplicationEngine final : public Engine {
         notices_(host),
         animations_(stage_),
         texts_(ForDrawing()),
-        pictures_(host.Memory()),
+        pictures_(host.Memory(), [this] { return host_.Cancelled(); }),
         played_(stage_, base_, host, engines, notices_),
         painter_(stage_, texts_, played_, host.Memory(), ForDrawing()) {}
 
@@ -233,9 +233,12 @@ class ApplicationEngine final : public Engine {
       notices_.Tell(element, error);
       return;
     }
+    if (picture->still.incomplete) {
+      notices_.Tell(element, "the file ends before the picture does; what is missing is not drawn");
+    }
     if (element.width == 0 && element.height == 0) {
-      element.width = picture->width;
-      element.height = picture->height;
+      element.width = picture->still.width;
+      element.height = picture->still.height;
     }
     element.resource = std::move(picture);
   }

@@ -4,6 +4,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -71,6 +72,11 @@ struct PictureSource {
   const uint8_t* bytes = nullptr;
   size_t size = 0;
   qx::plexion::MemoryWatchdog* watchdog = nullptr;
+  /// True once nobody wants the picture any more; asked at least every 50 ms, on the thread of the
+  /// call. Empty: it is wanted to the end.
+  std::function<bool()> cancelled{};
+
+  bool IsCancelled() const { return cancelled != nullptr && cancelled(); }
 };
 
 /// Reads the file's structure, no pixels. Frames that the file does not wholly hold are left out,

@@ -111,7 +111,7 @@ TEST_F(ApplicationTest, AFileIsOnePictureHoweverOftenItIsShown) {
     return OpenFile(::open((folder_ / name).c_str(), O_RDONLY));
   };
   std::filesystem::copy_file(std::string(PLEXION_DOCS) + "/clock.png", folder_ / "a.png");
-  PictureCache cache(nullptr);
+  PictureCache cache(nullptr, {});
   std::string error;
   const std::shared_ptr<Picture> first = cache.Open(open("a.png"), error);
   ASSERT_NE(nullptr, first) << error;
@@ -120,11 +120,9 @@ TEST_F(ApplicationTest, AFileIsOnePictureHoweverOftenItIsShown) {
   std::filesystem::copy_file(std::string(PLEXION_DOCS) + "/gallery.png", folder_ / "a.png");
   EXPECT_NE(first, cache.Open(open("a.png"), error)) << "another file of the same name";
 
-  EXPECT_EQ(nullptr, DecodePicture(open("a.png").Descriptor(), 1000, nullptr, error));
-  EXPECT_EQ(
-      "the pictures of the application would have more than the 512 MB of pixels that are "
-      "allowed",
-      error);
+  PictureCache small(nullptr, {}, 1000);
+  EXPECT_EQ(nullptr, small.Open(open("a.png"), error));
+  EXPECT_NE(error.find(" bytes; there is room for 1000"), std::string::npos) << error;
 }
 
 TEST_F(ApplicationTest, TracesOfOneMomentHaveALimit) {

@@ -118,6 +118,39 @@ TEST_F(PlayedMediaTest, AnAnimatedPictureGoesThroughItsPassAndStops) {
   EXPECT_EQ((std::vector<std::string>{"m\tready", "m\tended"}), host_.Traces());
 }
 
+TEST_F(PlayedMediaTest, ImagesAreKnownByWhatTheyHoldAndToldWhenCutOff) {
+  Put("whole.jpg",
+      "videotestsrc num-buffers=1 pattern=blue ! video/x-raw,width=320,height=320 ! jpegenc ! "
+      "filesink location=%");
+  Put("whole.png", kPicture);
+  const std::string jpeg = MediaClips::Read(folder_ / "whole.jpg");
+  Write("cut.jpg", jpeg.substr(0, jpeg.size() - 300));
+  const std::string png = MediaClips::Read(folder_ / "whole.png");
+  Write("cut.png", png.substr(0, png.size() - 30));
+  // The first frame is smaller than the picture.
+  Write("gif.jpg", BuildGif({2, 2}, {{1, 1, {"r"}, 500}, {0, 0, {"bb", "bb"}, 500}}, 0));
+  Write("text.png", "no picture");
+  const auto image = [](const char* name, int x) {
+    return "<image fit='fill' width='10' height='10' src='" + std::string(name) + "' x='" +
+           std::to_string(x) + "'/>";
+  };
+  ASSERT_TRUE(LoadDocument("<application width='64' height='36' background='#000'><scene id='s'>" +
+                           image("whole.jpg", 0) + image("cut.jpg", 10) + image("cut.png", 20) +
+                           image("gif.jpg", 30) + image("text.png", 40) +
+                           "</scene></application>"));
+  RunTo(0);
+  EXPECT_TRUE(IsMostly(At(5, 5), 0)) << std::hex << At(5, 5);
+  EXPECT_TRUE(IsMostly(At(15, 2), 0)) << "what is there is drawn: " << std::hex << At(15, 2);
+  EXPECT_EQ(0xFFFF0000, At(38, 8));
+  EXPECT_EQ(0xFF000000, At(31, 1));
+  const std::string cut = "\": the file ends before the picture does; what is missing is not drawn";
+  EXPECT_EQ((std::vector<std::string>{
+                "<image> \"cut.jpg" + cut, "<image> \"cut.png" + cut,
+                "<image> \"text.png\": it is no picture in a format that is known; expected PNG, "
+                "JPEG, GIF, WebP or SVG"}),
+            host_.Notices());
+}
+
 TEST_F(PlayedMediaTest, SoundPlaysToItsEnd) {
   Put("tone.wav", kSound);
   ASSERT_TRUE(LoadMedium("src='tone.wav'")) << error_.message;

@@ -275,7 +275,7 @@ void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
   } else if (element.resource == nullptr) {
     if (!element.failure.empty()) PaintPlaceholder(cairo, element, item.opacity);
   } else if (element.kind == ElementKind::kImage) {
-    auto& picture = static_cast<Picture&>(*element.resource);
+    StillPicture& picture = static_cast<Picture&>(*element.resource).still;
     PaintPicture(cairo, element, {picture.pixels.As<uint32_t>(), picture.width, picture.height},
                  item.opacity);
   } else {

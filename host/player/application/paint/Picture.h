@@ -6,46 +6,39 @@
 #include <sys/types.h>
 #include <time.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 
-#include "host/player/WatchedMemory.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/stage/Element.h"
+#include "host/player/image/StillPicture.h"
 
 namespace plexion_host::player::application {
 
-/// A decoded picture: rows of 0xAARRGGBB with the alpha multiplied in, without padding, in the
-/// window's memory.
+/// A decoded picture, in the window's memory.
 class Picture final : public Resource {
  public:
-  uint32_t width = 0;
-  uint32_t height = 0;
-  WatchedBuffer pixels;
+  StillPicture still;
 };
-
-constexpr uint32_t kLargestPictureSide = 16384;
-constexpr uint64_t kMostPicturePixels = 64 * 1024 * 1024;
 
 /// Of all pictures of an application together.
 constexpr uint64_t kMostPictureBytes = uint64_t{512} * 1024 * 1024;
-
-/// Decodes PNG or JPEG from an open file; what it holds decides, not its name. At most `room` bytes
-/// of pixels: their number is reckoned before any is decoded.
-/// Returns  null with `error` when it is neither, is damaged, is too large, or memory is short.
-/// Reads    `descriptor` from its beginning; leaves it open.
-std::shared_ptr<Picture> DecodePicture(int descriptor, uint64_t room,
-                                       qx::plexion::MemoryWatchdog* watchdog, std::string& error);
 
 /// The pictures of an application. A file that several elements show is decoded once, and again when
 /// it has changed.
 class PictureCache {
  public:
-  explicit PictureCache(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+  PictureCache(qx::plexion::MemoryWatchdog* watchdog, std::function<bool()> cancelled,
+               uint64_t mostBytes = kMostPictureBytes)
+      : watchdog_(watchdog), cancelled_(std::move(cancelled)), mostBytes_(mostBytes) {}
 
-  /// Returns  null with `error`, see DecodePicture.
+  /// Decodes what an open file holds, unless that was done already. How many pixels it has is
+  /// reckoned first: all pictures that are in use have at most `mostBytes` together.
+  /// Returns  null with `error` when it cannot be read or decoded.
   std::shared_ptr<Picture> Open(const OpenFile& file, std::string& error);
 
  private:
@@ -53,6 +46,8 @@ class PictureCache {
   using Key = std::tuple<dev_t, ino_t, off_t, time_t, long>;
 
   qx::plexion::MemoryWatchdog* watchdog_;
+  const std::function<bool()> cancelled_;
+  const uint64_t mostBytes_;
   std::map<Key, std::weak_ptr<Picture>> pictures_;
 };
 

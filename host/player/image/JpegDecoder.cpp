@@ -1,0 +1,126 @@
+// Decodes JPEG with libjpeg.
+#include "host/player/image/JpegDecoder.h"
+
+#include <setjmp.h>
+#include <stdio.h>
+
+#include <utility>
+
+// libjpeg's header needs stdio's before it.
+#include <jpeglib.h>
+
+namespace plexion_host::player {
+
+namespace {
+
+/// A progressive file may hold thousands of passes over the whole picture in a few bytes each.
+constexpr int kMostScans = 100;
+
+/// What libjpeg calls. It knows no exceptions: every failure jumps out of it, so no object with a
+/// destructor may live in between.
+struct Jpeg {
+  jpeg_decompress_struct decoder = {};
+  jpeg_error_mgr errors = {};
+  jpeg_progress_mgr progress = {};
+  jmp_buf out;
+  char message[JMSG_LENGTH_MAX] = {};
+  const PictureSource* source = nullptr;
+
+  static Jpeg& Of(j_common_ptr decoder) { return *static_cast<Jpeg*>(decoder->client_data); }
+
+  static void Leave(j_common_ptr decoder) {
+    Jpeg& jpeg = Of(decoder);
+    decoder->err->format_message(decoder, jpeg.message);
+    longjmp(jpeg.out, 1);
+  }
+
+  static void LeaveWith(Jpeg& jpeg, const char* message) {
+    snprintf(jpeg.message, sizeof jpeg.message, "%s", message);
+    longjmp(jpeg.out, 1);
+  }
+
+  static void OnProgress(j_common_ptr decoder) {
+    Jpeg& jpeg = Of(decoder);
+    if (jpeg.decoder.input_scan_number > kMostScans) LeaveWith(jpeg, "too many passes");
+    if (jpeg.source->IsCancelled()) LeaveWith(jpeg, "it is not wanted any more");
+  }
+
+  void Open(const PictureSource& from) {
+    source = &from;
+    decoder.err = jpeg_std_error(&errors);
+    errors.error_exit = Leave;
+    // Nothing goes to the terminal; a damaged file is known by its count of warnings.
+    errors.output_message = [](j_common_ptr) {};
+    decoder.client_data = this;
+    jpeg_create_decompress(&decoder);
+    progress.progress_monitor = OnProgress;
+    decoder.progress = &progress;
+    jpeg_mem_src(&decoder, from.bytes, from.size);
+    jpeg_read_header(&decoder, TRUE);
+  }
+};
+
+bool ReadDims(Jpeg& jpeg, const PictureSource& source) {
+  if (setjmp(jpeg.out) != 0) return false;
+  jpeg.Open(source);
+  return true;
+}
+
+bool ReadRows(Jpeg& jpeg, const PictureSource& source, unsigned char* pixels, size_t pitch) {
+  if (setjmp(jpeg.out) != 0) return false;
+  jpeg.Open(source);
+  jpeg.decoder.out_color_space = JCS_EXT_BGRA;
+  jpeg_start_decompress(&jpeg.decoder);
+  while (jpeg.decoder.output_scanline < jpeg.decoder.output_height) {
+    JSAMPROW row = pixels + jpeg.decoder.output_scanline * pitch;
+    jpeg_read_scanlines(&jpeg.decoder, &row, 1);
+  }
+  jpeg_finish_decompress(&jpeg.decoder);
+  return true;
+}
+
+class JpegDecoder final : public PictureDecoder {
+ public:
+  explicit JpegDecoder(PictureSource source) : source_(std::move(source)) {}
+
+  bool Open(std::string& reason) {
+    Jpeg jpeg;
+    const bool read = ReadDims(jpeg, source_);
+    facts_.dims = {jpeg.decoder.image_width, jpeg.decoder.image_height};
+    jpeg_destroy_decompress(&jpeg.decoder);
+    if (!read) reason = std::string("damaged JPEG: ") + jpeg.message;
+    PictureFrame frame;
+    frame.area = {0, 0, facts_.dims.width, facts_.dims.height};
+    frame.hasAlpha = false;
+    facts_.frames.push_back(frame);
+    return read;
+  }
+
+  Decoded Decode(size_t, uint32_t* pixels) override {
+    Jpeg jpeg;
+    const bool read = ReadRows(jpeg, source_, reinterpret_cast<unsigned char*>(pixels),
+                               size_t{facts_.dims.width} * sizeof(uint32_t));
+    const JDIMENSION rows = jpeg.decoder.output_scanline;
+    const bool damaged = jpeg.errors.num_warnings > 0;
+    jpeg_destroy_decompress(&jpeg.decoder);
+    if (read) return damaged ? Decoded::kPart : Decoded::kAll;
+    return rows > 0 ? Decoded::kPart : Decoded::kNothing;
+  }
+
+ private:
+  const PictureSource source_;
+};
+
+}  // namespace
+
+bool IsJpeg(const uint8_t* bytes, size_t count) {
+  return count >= 3 && bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF;
+}
+
+std::unique_ptr<PictureDecoder> OpenJpeg(const PictureSource& source, std::string& reason) {
+  auto decoder = std::make_unique<JpegDecoder>(source);
+  if (!decoder->Open(reason)) return nullptr;
+  return decoder;
+}
+
+}  // namespace plexion_host::player
