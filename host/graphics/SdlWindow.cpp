@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "host/graphics/DisplayLoss.h"
 #include "host/graphics/Scaler.h"
 
 namespace plexion_host {
@@ -65,6 +66,7 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const st
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
     return nullptr;
   }
+  if (std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0) WatchDisplayConnection();
   // Without a renderer behind it the window's surface is plain shared memory: it is there at once,
   // and needs neither a GPU nor a hundred megabytes of its driver. A bare console has no other way.
   const bool console = std::strcmp(SDL_GetCurrentVideoDriver(), "KMSDRM") == 0;

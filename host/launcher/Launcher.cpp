@@ -163,6 +163,7 @@ void Launcher::WatchEnd() {
   });
   windows_.SetDisplayLostHandler([this](const std::string& reason) {
     Fail(kExitDisplayLost, "the display has gone: " + reason);
+    end_.EndWithin(EndWatch::kAfterSignal);  // the main thread may be lost with it
   });
   windows_.SetPausePending(line_.options.pause);
   end_.Start([this] { windows_.RequestQuit(); }, [this] { return windows_.GetContents(); },

@@ -115,10 +115,11 @@ class Story(unittest.TestCase):
         return os.path.join(self.folder, name)
 
     def command(self, *arguments, data=None):
-        sized = any(argument.startswith("--screen") for argument in arguments)
-        screen = [] if sized else ["--screen", f"{SIZE}x{SIZE}"]
-        return [OPTIONS.launcher, "--display", "headless", *screen,
-                "--datadir", data or self.path("data"), *arguments]
+        given = [argument.split("=")[0] for argument in arguments]
+        display = [] if "--display" in given else ["--display", "headless"]
+        screen = [] if "--screen" in given else ["--screen", f"{SIZE}x{SIZE}"]
+        return [OPTIONS.launcher, *display, *screen, "--datadir", data or self.path("data"),
+                *arguments]
 
     def launch(self, *arguments, data=None, environment=None):
         """Runs the launcher to its end. Returns exit code, standard output, standard error."""
@@ -514,6 +515,30 @@ class Ending(Story):
             stdin=subprocess.DEVNULL)
         self.assertEqual(0, process.wait(timeout=60))
         process.stdout.close()
+
+    @unittest.skipUnless(shutil.which("Xvfb"), "needs Xvfb")
+    def test_a_display_that_goes_is_no_error_of_the_content(self):
+        reader, writer = os.pipe()
+        server = subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-nolisten", "tcp"],
+                                  pass_fds=[writer], stderr=subprocess.DEVNULL)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        os.close(writer)
+        with os.fdopen(reader) as number:
+            display = ":" + number.readline().strip()
+        process = subprocess.Popen(
+            self.command("--display", "window", "--snapshot", "now.png", "--snapshot-at", "0",
+                         "long.mvx"), cwd=self.folder,
+            env={**os.environ, "DISPLAY": display}, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            text=True, stdin=subprocess.DEVNULL)
+        for line in process.stdout:
+            if line.startswith("Snapshot:"):
+                break  # it plays
+        server.kill()
+        _, err = process.communicate(timeout=60)
+        self.assertEqual(4, process.returncode, err)
+        self.assertIn("plexion: the display has gone: the connection to the X server broke", err)
+        self.assertFalse(os.path.exists(f"/tmp/.plexion/app-tmp/{process.pid}"))
 
     def test_what_killed_launchers_left_is_swept(self):
         process = subprocess.Popen(self.command("long.mvx"), cwd=self.folder,
