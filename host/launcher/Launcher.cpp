@@ -14,6 +14,7 @@
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/programme/ProgrammeCommand.h"
+#include "host/launcher/programme/ProgrammeRun.h"
 #include "host/launcher/render/ContentCommand.h"
 #include "host/launcher/run/EndWatch.h"
 #include "host/launcher/run/SignageRun.h"
@@ -99,6 +100,7 @@ class Launcher {
   bool OpenShell();
   bool LoadService();
   bool ReadContents();
+  bool ReadProgrammeFile();
   bool OpenWindows();
   /// The contents' thread runs beside all that the main thread does for the display, so that they
   /// load while it is being opened.
@@ -141,6 +143,8 @@ class Launcher {
   ModuleHandle<qx::plexion::IPlexionSets> service_;
   std::optional<TempFolder> temporary_;
   std::vector<WindowLine> lines_;
+  ModuleHandle<ICalendar> calendar_;
+  std::shared_ptr<const Programme> programme_;
   WindowOpener opener_{session_};
   std::vector<OpenWindow> opened_;
   bool displaySaid_ = false;
@@ -196,7 +200,23 @@ bool Launcher::LoadService() {
          Fail(kExitCannotWork, "--key-mode: the service does not take it");
 }
 
+bool Launcher::ReadProgrammeFile() {
+  if (!line_.windowArguments.empty()) {
+    return FailUsage("--programme: '" + line_.windowArguments.front() +
+                     "' stands beside it; expected no other content");
+  }
+  calendar_ = Acquire<ICalendar>("ICalendar");
+  if (!calendar_) return Fail(kExitCannotWork, "module ICalendar is not available: " + error_);
+  auto programme = std::make_shared<Programme>();
+  if (!OpenProgramme(line_.options.programme, *calendar_.Get(), *programme, error_)) {
+    return Fail(kExitUsage, error_);
+  }
+  programme_ = std::move(programme);
+  return true;
+}
+
 bool Launcher::ReadContents() {
+  if (!line_.options.programme.empty()) return ReadProgrammeFile();
   WindowLines lines = SplitWindows(line_.windowArguments, kMaxStageWindows, LauncherOptionNames());
   if (!lines.error.empty()) return FailUsage(lines.error);
   lines_ = std::move(lines.windows);
@@ -219,7 +239,7 @@ bool Launcher::OpenWindows() {
   if (const std::optional<int64_t>& ms = line_.options.exitAfterMs) {
     control_.QuitAt(ControlThread::Clock::now() + std::chrono::milliseconds(*ms));
   }
-  if (line_.options.signage) return true;  // one by one, in their turn
+  if (line_.options.signage || programme_) return true;  // one by one, in their turn
   for (const WindowLine& line : lines_) {
     if (const auto window = opener_.Open(line)) opened_.push_back(*window);
   }
@@ -235,7 +255,9 @@ bool Launcher::StartContents() {
 }
 
 void Launcher::PlayContents() {
-  if (line_.options.signage) {
+  if (programme_) {
+    ProgrammeRun(session_, *calendar_.Get(), line_.options.programme, programme_).Run();
+  } else if (line_.options.signage) {
     SignageRun run(session_, lines_);
     if (!run.Run()) code_ = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
     end_.EndWithin(EndWatch::kAfterRequest);  // a content that was left out may hang still
@@ -253,6 +275,10 @@ bool Launcher::OpenDisplay() {
   display_ = Acquire<IHostDisplay>("IHostDisplay");
   DisplayOptions options = line_.options.display;
   for (const WindowLine& line : lines_) options.clear = options.clear && !line.keepScreen;
+  if (programme_ && options.width == 0) {
+    options.width = programme_->width;
+    options.height = programme_->height;
+  }
   if (display_ && !display_->Open(options, error_)) {
     return Fail(kExitCannotWork, "no display: " + error_);
   }
@@ -340,6 +366,7 @@ void Launcher::UnloadService() {
   end_.SetCleanUp(nullptr);
   temporary_.reset();
   service_.Reset();
+  calendar_.Reset();
 }
 
 void Launcher::CloseShell() {

@@ -134,6 +134,9 @@ class OptionTable {
         [&to](Text text) { return ReadTime(text, 0, to.snapshotAtMs); });
     Add("--exit-after", "MS", "End all content after so long",
         [&to](Text text) { return ReadTime(text, 0, to.exitAfterMs); });
+    AddText("--programme", "FILE",
+            "Play a programme: a document, a folder or a list of contents, see docs/programme.md",
+            to.programme);
     app.add_flag("--signage", to.signage,
                  "Play the contents one after the other, each ready before the last one ends");
     app.add_flag("--loop", to.loop, "With --signage: begin again after the last content");
@@ -197,6 +200,7 @@ class OptionTable {
 
 /// What is wrong with the options together; empty when nothing is.
 std::string FindContradiction(const LauncherOptions& options) {
+  if (options.signage && !options.programme.empty()) return "--programme: not with --signage";
   if (options.loop && !options.signage) return "--loop: it needs --signage";
   if (options.snapshotAtMs && options.snapshotFile.empty()) {
     return "--snapshot-at: it needs --snapshot FILE";

@@ -44,6 +44,7 @@ struct LauncherOptions {
   std::vector<std::string> modulePath;
   std::optional<KeyMode> keyMode;
   uint32_t memoryLimitBytes = 0;  ///< of each window; 0: none
+  std::string programme;          ///< a document, a folder or a list; empty: none
   bool signage = false;
   bool loop = false;
   std::optional<StartTime> startAt;

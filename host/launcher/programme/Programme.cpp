@@ -86,6 +86,7 @@ bool ReadList(const std::string& path, const std::string& text, Programme& progr
     item.content =
         address || line[0] == '/' ? line : (fs::path(path).parent_path() / line).string();
     item.durationMs = duration;
+    if (duration) item.passes = 0;
     item.line = number;
     duration.reset();
     playlist.items.push_back(std::move(item));

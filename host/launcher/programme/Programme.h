@@ -18,7 +18,7 @@ enum class Fit { kContain, kCover, kStretch, kNone };
 
 /// How one content follows another.
 struct Transition {
-  enum class Kind { kCut, kFade, kPush, kWipe };
+  enum class Kind { kCut, kFade };
   Kind kind = Kind::kCut;
   int64_t durationMs = 0;
 };
@@ -46,7 +46,6 @@ struct Item {
   std::optional<double> volume;  ///< factor 0 to 1
   std::optional<Transition> transition;
   std::string variables;  ///< name=value&...
-  std::string captions;   ///< a file beside a video; empty: none
   size_t line = 0;        ///< in the document, for messages; 0: of none
 };
 
@@ -85,8 +84,6 @@ struct Programme {
   std::string timeZone;  ///< "Europe/Rome"; empty: the system's
   uint32_t width = 0;    ///< of the screen; 0: the display's own
   uint32_t height = 0;
-  int rotation = 0;                   ///< 0, 90, 180, 270
-  uint32_t background = 0;            ///< 0x00RRGGBB
   int64_t defaultDurationMs = 10000;  ///< of what has no end of its own
   std::vector<Zone> zones;            ///< bottom first; never empty
   std::vector<Playlist> playlists;

@@ -73,22 +73,6 @@ class Reader {
         programme_.height = static_cast<uint32_t>(*height);
       }
     }
-    if (const auto rotation = fields.Number("rotate", 0, 270)) {
-      programme_.rotation = static_cast<int>(*rotation);
-      if (programme_.rotation % 90 != 0) {
-        fields.Fail(*node.Find("rotate"), "screen.rotate", "expected 0, 90, 180 or 270");
-      }
-    }
-    if (const auto colour = fields.Text("background")) {
-      if (colour->size() != 7 || (*colour)[0] != '#' ||
-          colour->find_first_not_of("0123456789abcdefABCDEF", 1) != std::string::npos) {
-        fields.Fail(*node.Find("background"), "screen.background",
-                    "\"" + *colour + "\" is no colour; expected \"#RRGGBB\"");
-      } else {
-        programme_.background =
-            static_cast<uint32_t>(std::strtoul(colour->c_str() + 1, nullptr, 16));
-      }
-    }
     fields.Finish();
   }
 
@@ -136,13 +120,14 @@ class Reader {
     if (const auto content = fields.Text("content")) item.content = Beside(*content);
     if (const auto playlist = fields.Text("playlist")) item.playlist = *playlist;
     item.durationMs = fields.Duration("duration", kShortestItemMs);
+    // What has a duration is repeated until that is over, unless it says how often.
+    if (item.durationMs) item.passes = 0;
     if (const auto passes = fields.Number("passes", 0, 1000000)) {
       item.passes = static_cast<uint64_t>(*passes);
     }
     item.fit = ReadFit(fields);
     item.volume = ReadVolume(fields);
     item.transition = ReadTransition(fields);
-    if (const auto captions = fields.Text("captions")) item.captions = Beside(*captions);
     if (const JsonNode* const variables = fields.Object("variables")) {
       item.variables = ReadVariables(*variables, path + ".variables");
     }
@@ -212,8 +197,8 @@ class Reader {
     }
     FieldReader inner(whole, fields.PathOf("transition"), error_);
     Transition transition;
-    const auto kind = inner.Word("kind", {"cut", "fade", "push", "wipe"});
-    inner.Require("kind", kind.has_value(), "cut, fade, push or wipe");
+    const auto kind = inner.Word("kind", {"cut", "fade"});
+    inner.Require("kind", kind.has_value(), "cut or fade");
     if (kind) transition.kind = static_cast<Transition::Kind>(*kind);
     if (transition.kind != Transition::Kind::kCut) transition.durationMs = kUsualMs;
     if (const auto ms = inner.Duration("duration", 0)) transition.durationMs = *ms;

@@ -45,8 +45,6 @@ int64_t ZoneDirector::Advance(const ZoneTime& now) {
     // What is on stays until the next one can take its place.
     if (next_.number != 0 && next_.ready) {
       Show(next_, current_.number == 0 ? "start" : "next", now);
-    } else if (current_.number == 0 && next_.number == 0) {
-      FallBack(now);
     }
   }
   PrepareNext(now);
@@ -238,7 +236,10 @@ void ZoneDirector::PrepareNext(const ZoneTime& now) {
   // A watched folder may hold others by now.
   const Playlist* const playlist = programme_->FindPlaylist(playing_);
   if (playlist != nullptr) ReadItems();
-  if (items_.empty()) return;
+  if (items_.empty()) {
+    if (current_.number == 0) FallBack(now);
+    return;
+  }
   // A single content that has no end and no duration is not begun again beside itself.
   const size_t from =
       current_.number != 0 && current_.playlist == playing_ ? current_.index : items_.size() - 1;
@@ -247,7 +248,8 @@ void ZoneDirector::PrepareNext(const ZoneTime& now) {
     if (current_.number == 0 || CurrentIsOver(now)) FallBack(now);
     return;
   }
-  // An application or a stream without a duration stays: there is nothing to get ready for.
+  // What is alone and has no end stays: there is nothing to get ready for.
+  if (current_.number != 0 && current_.stays && *index == current_.index) return;
   Load(next_, playing_, items_[*index], *index, now);
 }
 
@@ -300,7 +302,12 @@ void ZoneDirector::OnLoaded(uint64_t number, bool endless, const ZoneTime& now) 
   for (Slot* const slot : {&next_, &boundary_}) {
     if (number == 0 || slot->number != number) continue;
     slot->ready = true;
-    if (endless && !slot->item.durationMs) slot->item.durationMs = programme_->defaultDurationMs;
+    // What is alone in its playlist has nobody to make room for.
+    const bool alone = FlatItems(*programme_, slot->playlist).size() == 1;
+    slot->stays = endless && alone && !slot->item.durationMs;
+    if (endless && !alone && !slot->item.durationMs) {
+      slot->item.durationMs = programme_->defaultDurationMs;
+    }
   }
   Advance(now);
 }

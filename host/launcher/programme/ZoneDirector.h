@@ -112,6 +112,7 @@ class ZoneDirector {
     std::string playlist;
     bool ready = false;
     bool ended = false;
+    bool stays = false;  ///< alone in its playlist, and without an end
     int64_t loadBeganMs = 0;
     int64_t shownAtMs = 0;
     std::optional<int64_t> endAtMs;

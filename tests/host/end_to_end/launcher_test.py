@@ -466,6 +466,41 @@ class Signage(Story):
         self.assertIn("--gl: 'maybe' is not on or off", err)
 
 
+class Programme(Story):
+    def play(self, programme, *arguments):
+        return self.launch("--programme", programme, *arguments)
+
+    def test_a_folder_plays_in_the_order_of_names_and_skips_what_is_bad(self):
+        for index, name in enumerate(["red", "cut", "blue"]):
+            os.renames(self.path(name + ".mvx"), self.path(f"list/{index}-{name}.mvx"))
+        code, _, err = self.play("list", "--exit-after", "3000")
+        self.assertEqual(0, code, err)
+        shown = [line.split("shows ")[1].split()[0] for line in err.splitlines() if "shows" in line]
+        self.assertEqual(["list/0-red.mvx", "list/2-blue.mvx", "list/0-red.mvx"], shown[:3], err)
+        self.assertIn("skips list/1-cut.mvx: ", err)
+
+    def test_zones_lie_side_by_side_and_a_wrong_document_changes_nothing(self):
+        self.write("day.json", json.dumps({
+            "playlists": {"one": ["long.mvx"], "two": ["blue.mvx"]},
+            "zones": [{"name": "left", "rect": [0, 0, "50%", "100%"], "playlist": "one"},
+                      {"name": "right", "rect": ["50%", 0, "50%", "100%"], "playlist": "two"}]}))
+        code, _, err = self.play("day.json", "--snapshot", "out.png", "--snapshot-at", "600",
+                                 "--exit-after", "1500")
+        self.assertEqual(0, code, err)
+        self.assertEqual((255, 0, 0), self.pixel("out.png", SIZE // 4, SIZE // 2 + 10))
+        self.assertEqual((0, 0, 255), self.pixel("out.png", SIZE * 3 // 4, SIZE // 2 + 10))
+
+    def test_what_is_wrong_is_said_with_its_line(self):
+        self.write("wrong.json", '{"playlists": {"a": [\n{"contents": "x"}]}}')
+        for arguments, message in [(["wrong.json"], 'wrong.json: line 2, playlists.a[0]: "content"'),
+                                   (["none.json"], "none.json: "),
+                                   ([".", "red.mvx"], "'red.mvx' stands beside it"),
+                                   ([".", "--signage"], "not with --signage")]:
+            code, _, err = self.play(*arguments)
+            self.assertEqual(2, code, err)
+            self.assertIn(message, err)
+
+
 class Ending(Story):
     def test_signals_end_all_windows_cleanly(self):
         for number in (signal.SIGINT, signal.SIGTERM):

@@ -18,14 +18,14 @@ Calendar calendar;
 constexpr char kWhole[] = R"({
   // A restaurant.
   "name": "Lume", "timezone": "Europe/Rome", "duration": "20s",
-  "screen": {"size": "1920x1080", "rotate": 90, "background": "#102030"},
+  "screen": {"size": "1920x1080"},
   "playlists": {
     "day": [ "a.mvx", {"content": "/b.mp4", "duration": "1m30s", "fit": "cover", "volume": 50,
-             "transition": {"kind": "fade", "duration": "700ms"}, "captions": "b.srt",
+             "transition": {"kind": "fade", "duration": "700ms"},
              "variables": {"title": "5 & 6"}}, {"playlist": "more"} ],
     "more": {"folder": "more", "align": "1h"}
   },
-  "zones": [ {"name": "main", "rect": [0, 0, "100%", "85%"], "playlist": "day", "transition": "push"},
+  "zones": [ {"name": "main", "rect": [0, 0, "100%", "85%"], "playlist": "day", "transition": "fade"},
              {"name": "ticker", "rect": [0, "85%", "100%", "15%"], "fit": "stretch", "volume": 0} ],
   "schedule": [ {"playlist": "day", "days": ["mon", "sun"], "from": "07:00", "to": "11:30",
                  "firstDate": "2026-01-01", "lastDate": "2026-12-31", "priority": 2,
@@ -38,8 +38,6 @@ TEST(ProgrammeReaderTest, ReadsAWholeDocument) {
   std::string error;
   ASSERT_TRUE(ReadProgramme(kWhole, "/shop", calendar, programme, error)) << error;
   EXPECT_EQ(1920u, programme.width);
-  EXPECT_EQ(90, programme.rotation);
-  EXPECT_EQ(0x102030u, programme.background);
   EXPECT_EQ(20000, programme.defaultDurationMs);
   const Playlist* const day = programme.FindPlaylist("day");
   ASSERT_NE(nullptr, day);
@@ -52,7 +50,6 @@ TEST(ProgrammeReaderTest, ReadsAWholeDocument) {
   EXPECT_EQ(0.5, *video.volume);
   EXPECT_EQ(Transition::Kind::kFade, video.transition->kind);
   EXPECT_EQ(700, video.transition->durationMs);
-  EXPECT_EQ("/shop/b.srt", video.captions);
   EXPECT_EQ("title=5%20%26%206", video.variables);
   EXPECT_EQ(3600000, programme.FindPlaylist("more")->alignMs);
   EXPECT_EQ(500, programme.zones[0].transition.durationMs) << "unless it is given";

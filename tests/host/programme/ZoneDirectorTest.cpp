@@ -155,6 +155,10 @@ TEST(ZoneDirectorTest, EveryItemEnds) {
   stage.RunFor(40000);
   EXPECT_EQ("run never never2 run never never2 run ", stage.Contents());
   EXPECT_EQ(0u, stage.emptyFrames);
+
+  VirtualStage alone(Document(R"("all":["never"])"), At("2026-11-23", "12:00"));
+  alone.RunFor(3600000);
+  EXPECT_EQ("never ", alone.Contents()) << "nobody waits for its place";
 }
 
 TEST(ZoneDirectorTest, WhatFailsIsSkippedAndAskedAgain) {

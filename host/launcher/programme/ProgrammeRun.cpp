@@ -1,0 +1,181 @@
+// The loop of a programme: what happened, what is due, and when to look again.
+#include "host/launcher/programme/ProgrammeRun.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cinttypes>
+#include <cstdlib>
+#include <ctime>
+
+#include "host/base/Text.h"
+#include "qx/platform/IGraphicsDriver.h"
+
+namespace plexion_host {
+namespace {
+
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+
+constexpr int64_t kLookMs = 2000;
+/// A clock that is set is noticed within this.
+constexpr int64_t kLongestSleepMs = 1000;
+
+ZoneTime Now() {
+  return {duration_cast<milliseconds>(std::chrono::system_clock::now().time_since_epoch()).count(),
+          duration_cast<milliseconds>(StatusBoard::Clock::now().time_since_epoch()).count()};
+}
+
+/// Differs whenever the document does; a folder is read anew for each item anyway.
+std::string StampOf(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return {};
+  return std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec) +
+         "/" + std::to_string(status.st_size) + "/" + std::to_string(status.st_ino);
+}
+
+std::string Seconds(int64_t ms) {
+  char text[48];
+  std::snprintf(text, sizeof text, "%" PRId64 ".%d s", ms / 1000,
+                static_cast<int>(ms % 1000 / 100));
+  return text;
+}
+
+/// Zones that are alike but for what plays in them.
+bool SameZones(const Programme& one, const Programme& other) {
+  const auto same = [](const Length& a, const Length& b) {
+    return a.value == b.value && a.percent == b.percent;
+  };
+  return one.zones.size() == other.zones.size() &&
+         std::equal(one.zones.begin(), one.zones.end(), other.zones.begin(),
+                    [&](const Zone& a, const Zone& b) {
+                      return a.name == b.name && same(a.x, b.x) && same(a.y, b.y) &&
+                             same(a.width, b.width) && same(a.height, b.height);
+                    });
+}
+
+}  // namespace
+
+ProgrammeRun::ProgrammeRun(Session& session, ICalendar& calendar, std::string path,
+                           std::shared_ptr<const Programme> programme)
+    : session_(session),
+      calendar_(calendar),
+      path_(std::move(path)),
+      programme_(std::move(programme)),
+      reaper_(session.windows),
+      documentStamp_(StampOf(path_)) {}
+
+ProgrammeRun::~ProgrammeRun() { zones_.clear(); }
+
+void ProgrammeRun::MakeZones() {
+  zones_.clear();
+  for (const Zone& zone : programme_->zones) {
+    Playing playing;
+    playing.zone = zone.name;
+    playing.stage = std::make_unique<WindowStage>(
+        session_, reaper_, [this, name = zone.name] { return PlaneAbove(name); });
+    playing.stage->SetZone(zone, screen_, programme_->defaultDurationMs, programme_->name,
+                           programme_->showReason);
+    playing.director = std::make_unique<ZoneDirector>(
+        programme_, calendar_, zone.name, *playing.stage,
+        [this, name = zone.name](const ZoneNews& news) { Print(name, news); });
+    zones_.push_back(std::move(playing));
+  }
+}
+
+qx::platform::OutputPlane* ProgrammeRun::PlaneAbove(const std::string& zone) const {
+  bool above = false;
+  for (const Playing& playing : zones_) {
+    if (above) {
+      if (qx::platform::OutputPlane* const plane = playing.stage->LowestPlane()) return plane;
+    }
+    above = above || playing.zone == zone;
+  }
+  return nullptr;
+}
+
+void ProgrammeRun::Run() {
+  if (!session_.WaitForDisplay() || !session_.WaitForStartTime()) return;
+  screen_ = session_.GetScreenDims();
+  MakeZones();
+  while (!session_.windows.IsQuitting()) {
+    ZoneTime now = Now();
+    LookAtDocument(now.steadyMs);
+    int64_t next = now.steadyMs + kLongestSleepMs;
+    for (const Playing& playing : zones_) {
+      next = std::min(next, playing.director->Advance(now));
+      next = std::min(next, playing.stage->Poll(*playing.director, now));
+    }
+    session_.windows.Board().WaitUntil(StatusBoard::Clock::time_point(milliseconds(next)), [this] {
+      return session_.windows.IsQuitting() ||
+             std::any_of(zones_.begin(), zones_.end(),
+                         [](const Playing& playing) { return playing.stage->HasNewsLocked(); });
+    });
+  }
+  session_.OnLastWindow();
+  zones_.clear();
+}
+
+void ProgrammeRun::LookAtDocument(int64_t nowMs) {
+  if (nowMs < lookAtMs_) return;
+  lookAtMs_ = nowMs + kLookMs;
+  const std::string stamp = StampOf(path_);
+  if (stamp.empty() || stamp == documentStamp_) return;
+  documentStamp_ = stamp;
+  auto programme = std::make_shared<Programme>();
+  std::string error;
+  if (!OpenProgramme(path_, calendar_, *programme, error)) {
+    Log("warning", "the changed programme is wrong, the old one goes on: " + error);
+    return;
+  }
+  const bool sameZones = SameZones(*programme, *programme_);
+  programme_ = std::move(programme);
+  if (!sameZones) {
+    Log("info", "the programme has changed its zones, and begins anew");
+    MakeZones();
+    return;
+  }
+  Log("info", "the programme has changed; it counts from the end of what is on");
+  for (const Playing& playing : zones_) {
+    playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_,
+                           programme_->defaultDurationMs, programme_->name, programme_->showReason);
+    playing.director->SetProgramme(programme_);
+  }
+}
+
+void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {
+  const std::string where = "zone " + PrintableWord(zone) + ": ";
+  const std::string content = PrintableWord(news.content);
+  switch (news.kind) {
+    case ZoneNews::Kind::kShown:
+      Log("info", where + "shows " + content + " (" + news.reason + ", playlist " +
+                      PrintableWord(news.playlist) + ")" +
+                      (news.playedMs > 0 ? ", after " + Seconds(news.playedMs) : ""));
+      break;
+    case ZoneNews::Kind::kNothing:
+      Log("error", where + news.reason);
+      break;
+    default:
+      Log("warning", where + "skips " + content + ": " + PrintableWord(news.reason));
+  }
+}
+
+/// With the time for a terminal or a file; with the level alone for the journal, which has its own
+/// clock.
+void ProgrammeRun::Log(const char* level, const std::string& text) const {
+  if (std::getenv("JOURNAL_STREAM") != nullptr) {
+    const char* const number = level[0] == 'e' ? "<3>" : level[0] == 'w' ? "<4>" : "<6>";
+    session_.kernel.GetConsole().PrintError(number + text + "\n");
+    return;
+  }
+  const std::time_t now = std::time(nullptr);
+  tm parts{};
+  char time[48] = "";
+  if (localtime_r(&now, &parts) != nullptr) {
+    std::strftime(time, sizeof time, "%Y-%m-%d %H:%M:%S ", &parts);
+  }
+  session_.kernel.GetConsole().PrintError(time + std::string(level) + " " + text + "\n");
+}
+
+}  // namespace plexion_host

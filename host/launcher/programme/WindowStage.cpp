@@ -1,0 +1,390 @@
+// Windows of a zone: opened from items, shown, faded and given away to be destroyed.
+#include "host/launcher/programme/WindowStage.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "host/launcher/run/WindowRun.h"
+#include "qx/platform/IGraphicsDriver.h"
+#include "qx/plexion/StageWindowParameters.h"
+
+namespace plexion_host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int64_t kForEver = INT64_MAX;
+/// A content without pictures (sound alone) never draws; it is not waited for longer than this.
+constexpr int64_t kFirstPictureMs = 1000;
+constexpr int64_t kFrameMs = 16;
+/// Numbers of plain pictures, beyond those that a director gives.
+constexpr uint64_t kReasonNumbers = uint64_t{1} << 62;
+
+std::string XmlText(const std::string& text) {
+  std::string escaped;
+  for (const char character : text) {
+    if (character == '&') {
+      escaped += "&amp;";
+    } else if (character == '<') {
+      escaped += "&lt;";
+    } else if (character == '"') {
+      escaped += "&quot;";
+    } else if (static_cast<unsigned char>(character) >= ' ') {
+      escaped += character;
+    }
+  }
+  return escaped;
+}
+
+bool IsApplication(const std::string& content) {
+  std::error_code fault;
+  return fs::path(content).extension() == ".xml" || fs::is_directory(content, fault);
+}
+
+}  // namespace
+
+WindowReaper::WindowReaper(WindowList& windows)
+    : windows_(windows), thread_("PlexionReaper", [this] { Run(); }) {}
+
+WindowReaper::~WindowReaper() {
+  {
+    const MutexLock lock(mutex_);
+    ending_ = true;
+  }
+  changed_.NotifyAll();
+  thread_.Join();
+}
+
+void WindowReaper::Destroy(qx::plexion::StageWindow* window, std::shared_ptr<void> keep) {
+  // Asked at once, so that nothing of it is heard while it waits for its turn.
+  window->Terminate(qx::plexion::kStatusComplete);
+  {
+    const MutexLock lock(mutex_);
+    tasks_.push_back({window, std::move(keep)});
+  }
+  changed_.NotifyAll();
+}
+
+void WindowReaper::Run() {
+  MutexLock lock(mutex_);
+  while (true) {
+    while (!ending_ && tasks_.empty()) changed_.Wait(lock);
+    if (tasks_.empty()) return;
+    Task task = std::move(tasks_.front());
+    tasks_.pop_front();
+    lock.Unlock();
+    windows_.Destroy(task.window);
+    task.keep.reset();
+    lock.Lock();
+  }
+}
+
+WindowStage::Texts::~Texts() {
+  std::error_code ignored;
+  if (!folder.empty()) fs::remove_all(folder, ignored);
+}
+
+WindowStage::WindowStage(Session& session, WindowReaper& reaper, PlaneAbove above)
+    : session_(session), reaper_(reaper), above_(std::move(above)) {}
+
+WindowStage::~WindowStage() {
+  for (Content& content : contents_) Destroy(content);
+}
+
+void WindowStage::SetZone(const Zone& zone, const qx::plexion::Dims& screen,
+                          int64_t defaultDurationMs, const std::string& displayName,
+                          bool showReason) {
+  zone_ = zone;
+  const auto pixels = [](double value) { return static_cast<int32_t>(std::lround(value)); };
+  // Edges are rounded, not sizes: neighbours leave no gap between them.
+  const int32_t left = pixels(zone.x.Of(screen.width));
+  const int32_t top = pixels(zone.y.Of(screen.height));
+  const int32_t right = pixels(zone.x.Of(screen.width) + zone.width.Of(screen.width));
+  const int32_t bottom = pixels(zone.y.Of(screen.height) + zone.height.Of(screen.height));
+  rect_ = {static_cast<uint32_t>(left), static_cast<uint32_t>(top),
+           static_cast<uint32_t>(std::max(right - left, 1)),
+           static_cast<uint32_t>(std::max(bottom - top, 1))};
+  defaultDurationMs_ = defaultDurationMs;
+  displayName_ = displayName;
+  showReason_ = showReason;
+}
+
+WindowStage::Content* WindowStage::Find(uint64_t number) {
+  for (Content& content : contents_) {
+    if (content.number == number) return &content;
+  }
+  return nullptr;
+}
+
+std::string WindowStage::VariablesOf(const Item& item) const {
+  // The player's own names: what an item says in its variables comes last and counts.
+  const Fit fit = item.fit ? *item.fit : zone_.fit;
+  const char* const fits[] = {"contain", "cover", "stretch", "none"};
+  std::string text = std::string("fit=") + fits[static_cast<int>(fit)];
+  const double volume = zone_.volume * (item.volume ? *item.volume : 1);
+  text += "&volume=" + std::to_string(static_cast<int>(std::lround(volume * 100)));
+  // A picture lasts as long as its item, or as the programme says; its end is the director's.
+  const int64_t durationMs = item.durationMs ? *item.durationMs + 60000 : defaultDurationMs_;
+  text += "&duration=" + std::to_string(durationMs / 1000) + "." +
+          std::to_string(durationMs % 1000 / 100);
+  if (item.passes != 1) text += "&loop=" + std::to_string(item.passes);
+  if (!item.variables.empty()) text += "&" + item.variables;
+  return text;
+}
+
+void WindowStage::Load(uint64_t number, const Item& item) {
+  contents_.emplace_back();
+  Content& content = contents_.back();
+  content.number = number;
+  content.texts = std::make_shared<Texts>();
+  content.texts->line.content = item.content;
+  content.texts->variables = VariablesOf(item);
+  content.endless = IsApplication(item.content);
+  Open(content, item);
+}
+
+void WindowStage::Open(Content& content, const Item& item) {
+  content.window = session_.service->CreateStageWindow();
+  if (content.window == nullptr) {
+    content.failure = "there is no memory for a window";
+    return;
+  }
+  content.observer = &session_.windows.Add(content.window, content.texts->line);
+  qx::plexion::StageWindowParameters parameters{};
+  session_.service->InitParameters(parameters);
+  parameters.contentPath = content.texts->line.content.c_str();
+  parameters.morvelVars = content.texts->variables.c_str();
+  parameters.contentDims = {rect_.width, rect_.height};
+  parameters.outputRect = rect_;
+  parameters.memoryLimit = session_.options.memoryLimitBytes;
+  (void)item;
+  if (content.window->Configure(parameters) && content.window->LoadMVXAsync()) {
+    content.phase = Phase::kLoading;
+    return;
+  }
+  const auto ending = content.observer->GetEnding();
+  content.failure =
+      ending && !ending->message.empty() ? ending->message : "the player does not accept it";
+}
+
+int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
+  // Steps may add contents behind, and drop any.
+  std::vector<uint64_t> numbers;
+  for (const Content& content : contents_) numbers.push_back(content.number);
+  for (const uint64_t number : numbers) {
+    Content* const content = Find(number);
+    if (content != nullptr) Step(director, *content, now);
+  }
+  int64_t next = kForEver;
+  for (const Content& content : contents_) {
+    if (content.phase == Phase::kDrawing) {
+      next = std::min(next, content.phaseBeganMs + kFirstPictureMs);
+    }
+  }
+  if (change_.next == 0) return next;
+  if (!change_.beganMs) change_.beganMs = now.steadyMs;
+  const int64_t lasts = change_.transition.durationMs;
+  const int64_t since = now.steadyMs - *change_.beganMs;
+  if (since >= lasts) {
+    EndChange();
+    return next;
+  }
+  Draw(change_, static_cast<double>(since) / static_cast<double>(lasts));
+  return std::min(next, now.steadyMs + kFrameMs);
+}
+
+void WindowStage::Step(ZoneDirector& director, Content& content, const ZoneTime& now) {
+  const uint64_t number = content.number;
+  const bool plain = number >= kReasonNumbers;
+  if (content.phase == Phase::kFailed) {
+    content.phase = Phase::kOver;
+    if (!plain) director.OnEnded(number, content.failure, now);
+    return;
+  }
+  if (content.phase == Phase::kOver) return;
+  if (const auto ending = content.observer->GetEnding()) {
+    const bool good = ending->status == qx::plexion::kStatusComplete;
+    content.phase = Phase::kOver;
+    std::string failure = ending->message;
+    // The player begins with the content's own name, which is told already.
+    const std::string prefix = fs::path(content.texts->line.content).filename().string() + ": ";
+    if (failure.compare(0, prefix.size(), prefix) == 0) failure.erase(0, prefix.size());
+    if (!good && failure.empty()) {
+      const char* const name = session_.service->StageWindowStatusToString(ending->status);
+      failure = name != nullptr ? name : "it failed";
+    }
+    if (!plain) director.OnEnded(number, good ? "" : failure, now);
+    return;
+  }
+  if (content.phase == Phase::kLoading &&
+      session_.windows.Board().Ask([&] { return content.observer->IsReadyLocked(); })) {
+    Prepare(content, now.steadyMs);
+  }
+  const bool waited = now.steadyMs >= content.phaseBeganMs + kFirstPictureMs;
+  if (content.phase != Phase::kDrawing || !(content.observer->HasDrawn() || waited)) return;
+  content.phase = Phase::kReady;
+  if (!plain) {
+    director.OnLoaded(number, content.endless, now);
+  } else if (reasonNumber_ == number && shown_ == 0) {
+    Show(number, 0, {});
+  }
+}
+
+void WindowStage::Prepare(Content& content, int64_t nowMs) {
+  const OneFrame frame(session_.display);
+  content.phaseBeganMs = nowMs;
+  if (!session_.CreatePlanes(*content.window, content.texts->line.content)) {
+    content.failure = "it gets no place on the screen";
+    content.phase = Phase::kFailed;
+    return;
+  }
+  // Visible, or nothing would be drawn on it; but it must not show yet.
+  content.window->SetAlpha(0);
+  content.phase = Phase::kDrawing;
+  qx::platform::OutputPlane* const plane = content.window->GetOutputPlane();
+  qx::platform::OutputPlane* const above = above_();
+  if (plane != nullptr && above != nullptr) plane->SetBelow(above);
+}
+
+void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& transition) {
+  EndChange();
+  Content* const content = Find(number);
+  if (content == nullptr || content->window == nullptr) return;
+  // The plain picture gives way to everything.
+  Content* const plain =
+      reasonNumber_ != 0 && number != reasonNumber_ ? Find(reasonNumber_) : nullptr;
+  if (plain != nullptr && previous == 0) previous = reasonNumber_;
+  Content* const before = Find(previous);
+  const OneFrame frame(session_.display);
+  qx::platform::OutputPlane* const plane = content->window->GetOutputPlane();
+  qx::platform::OutputPlane* const below =
+      before != nullptr && before->window != nullptr ? before->window->GetOutputPlane() : nullptr;
+  if (plane != nullptr && below != nullptr) plane->SetAbove(below);
+  content->visible = true;
+  content->window->SetVisible(true);
+  shown_ = number;
+  if (content->phase == Phase::kReady) {
+    content->phase = Phase::kShown;
+    session_.OnFirstPlay();
+    content->window->Play();
+  }
+  change_ = {number, previous, transition, std::nullopt};
+  const bool gradual = transition.kind != Transition::Kind::kCut && transition.durationMs > 0;
+  if (gradual && below != nullptr) {
+    Draw(change_, 0);
+  } else {
+    EndChange();
+  }
+  if (plain != nullptr) {
+    const uint64_t gone = std::exchange(reasonNumber_, 0);
+    Drop(gone);
+  }
+}
+
+/// How the two planes are seen at a share of the way.
+void WindowStage::Draw(Change& change, double share) {
+  Content* const next = Find(change.next);
+  if (next == nullptr) return;
+  const OneFrame frame(session_.display);
+  next->window->SetAlpha(static_cast<unsigned char>(std::lround(share * 255)));
+}
+
+void WindowStage::EndChange() {
+  if (change_.next == 0) return;
+  const Change change = std::exchange(change_, Change());
+  const OneFrame frame(session_.display);
+  if (Content* const next = Find(change.next)) {
+    if (next->window != nullptr) next->window->SetAlpha(255);
+  }
+  if (Content* const previous = Find(change.previous)) {
+    if (previous->window != nullptr) previous->window->SetVisible(false);
+    previous->visible = false;
+  }
+  const std::vector<uint64_t> gone = std::exchange(dropLater_, {});
+  for (const uint64_t number : gone) Drop(number);
+}
+
+void WindowStage::Pause(uint64_t number) {
+  Content* const content = Find(number);
+  if (content != nullptr && content->phase == Phase::kShown) content->window->Pause();
+}
+
+void WindowStage::Resume(uint64_t number) {
+  Content* const content = Find(number);
+  if (content == nullptr || content->phase != Phase::kShown) return;
+  content->window->SetAlpha(content->visible ? 255 : 0);
+  content->window->SetVisible(true);
+  content->window->Play();
+}
+
+void WindowStage::Drop(uint64_t number) {
+  if (change_.next != 0 && change_.previous == number) {
+    dropLater_.push_back(number);
+    return;
+  }
+  if (change_.next == number) EndChange();
+  const auto found = std::find_if(contents_.begin(), contents_.end(),
+                                  [&](const Content& content) { return content.number == number; });
+  if (found == contents_.end()) return;
+  if (shown_ == number) shown_ = 0;
+  Destroy(*found);
+  contents_.erase(found);
+}
+
+void WindowStage::Destroy(Content& content) {
+  if (content.window == nullptr) return;
+  content.window->SetVisible(false);
+  reaper_.Destroy(std::exchange(content.window, nullptr), content.texts);
+}
+
+/// The plain picture is an application of two lines, in a folder of its own.
+void WindowStage::ShowReason(const std::string& reason) {
+  if (!showReason_ || reasonNumber_ != 0) return;
+  std::string name = (fs::temp_directory_path() / "plexion-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) return;
+  const int size = static_cast<int>(std::max<uint32_t>(rect_.height / 16, 12));
+  std::ofstream file(name + "/application.xml");
+  file << "<application width=\"" << std::min(rect_.width, 8192u) << "\" height=\""
+       << std::min(rect_.height, 8192u)
+       << "\" rate=\"1\" background=\"#101418\">\n<scene id=\"main\">\n"
+       << "<text x=\"" << size << "\" y=\"" << rect_.height / 2 - 2 * size << "\" size=\"" << size
+       << "\" color=\"#ffffff\">" << XmlText(displayName_) << "</text>\n<text x=\"" << size
+       << "\" y=\"" << rect_.height / 2 << "\" size=\"" << std::max(size / 2, 10) << "\" width=\""
+       << std::max<int64_t>(int64_t{rect_.width} - 2 * size, 1) << "\" color=\"#9aa4ad\">"
+       << XmlText(reason) << "</text>\n</scene>\n</application>\n";
+  file.close();
+  static uint64_t numbers = kReasonNumbers;
+  reasonNumber_ = ++numbers;
+  Item item;
+  item.content = name;
+  item.fit = Fit::kStretch;
+  Load(reasonNumber_, item);
+  contents_.back().texts->folder = name;
+}
+
+bool WindowStage::HasNewsLocked() const {
+  return std::any_of(contents_.begin(), contents_.end(), [](const Content& content) {
+    if (content.phase == Phase::kFailed) return true;
+    if (content.phase == Phase::kOver) return false;
+    return content.observer->HasEndedLocked() ||
+           (content.phase == Phase::kLoading && content.observer->IsReadyLocked()) ||
+           (content.phase == Phase::kDrawing && content.observer->HasDrawnLocked());
+  });
+}
+
+qx::platform::OutputPlane* WindowStage::LowestPlane() const {
+  qx::platform::OutputPlane* lowest = nullptr;
+  for (const Content& content : contents_) {
+    if (content.window == nullptr || content.phase == Phase::kLoading) continue;
+    qx::platform::OutputPlane* const plane = content.window->GetOutputPlane();
+    if (plane == nullptr) continue;
+    if (lowest == nullptr || plane->GetStackingIndex() < lowest->GetStackingIndex()) lowest = plane;
+  }
+  return lowest;
+}
+
+}  // namespace plexion_host
