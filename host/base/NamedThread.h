@@ -1,4 +1,5 @@
-// A thread of the host: named for tools, deaf to the process's signals, joined before it goes.
+// A thread of the host: named for tools, deaf to the process's signals, joined before it goes unless it
+// is let go.
 
 #ifndef HOST_BASE_NAMEDTHREAD_H_
 #define HOST_BASE_NAMEDTHREAD_H_
@@ -52,6 +53,8 @@ class NamedThread {
   void Join() {
     if (thread_.joinable()) thread_.join();
   }
+  /// Lets the thread go on by itself: its body must own all that it touches.
+  void Detach() { thread_.detach(); }
   bool IsJoinable() const { return thread_.joinable(); }
   bool IsCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }
 

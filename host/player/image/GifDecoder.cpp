@@ -140,7 +140,11 @@ class Dictionary {
   uint8_t string_[kMostCodes];
 };
 
-void Decompress(CodeReader& codes, unsigned literalBits, PixelWriter& writer) {
+/// Each may stand for four thousand pixels.
+constexpr unsigned kCodesAtOnce = 1024;
+
+void Decompress(CodeReader& codes, unsigned literalBits, PixelWriter& writer,
+                const PictureSource& source) {
   const unsigned clear = 1u << literalBits;
   const unsigned end = clear + 1;
   constexpr unsigned kNone = Dictionary::kMostCodes;
@@ -148,8 +152,9 @@ void Decompress(CodeReader& codes, unsigned literalBits, PixelWriter& writer) {
   unsigned width = literalBits + 1;
   unsigned previous = kNone;
   unsigned code = 0;
+  unsigned count = 0;
   while (!writer.Full() && codes.Next(width, code)) {
-    if (code == end) return;
+    if (code == end || (++count % kCodesAtOnce == 0 && source.IsCancelled())) return;
     if (code == clear) {
       dictionary.Clear();
       width = literalBits + 1;
@@ -328,7 +333,7 @@ Decoded GifDecoder::Decode(size_t frame, uint32_t* pixels) {
   if (facts_.frames[frame].area.width == 0 || writer.Full()) return Decoded::kAll;
   if (literalBits < 1 || literalBits > 8) return Decoded::kNothing;
   CodeReader codes(source_, place.data + 1);
-  Decompress(codes, literalBits, writer);
+  Decompress(codes, literalBits, writer, source_);
   if (writer.Full()) return Decoded::kAll;
   return writer.Any() ? Decoded::kPart : Decoded::kNothing;
 }

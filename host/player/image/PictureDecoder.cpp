@@ -3,13 +3,13 @@
 #include <string.h>
 
 #include <algorithm>
+#include <string_view>
+
+#include "host/player/image/PictureSize.h"
 
 namespace plexion_host::player {
 
 namespace {
-
-/// Of a picture and of each of its frames: 256 MB of pixels.
-constexpr uint64_t kMostPixels = uint64_t{64} * 1024 * 1024;
 
 bool StartsWith(const uint8_t* bytes, size_t count, size_t at, const char* text) {
   const size_t length = strlen(text);
@@ -30,6 +30,17 @@ bool HasAnimationChunk(const uint8_t* bytes, size_t count) {
   return false;
 }
 
+/// An element of that name, with or without the prefix of its namespace, and nothing in front that
+/// is not XML.
+bool IsSvg(const uint8_t* bytes, size_t count) {
+  std::string_view head(reinterpret_cast<const char*>(bytes), count);
+  if (head.substr(0, 3) == "\xEF\xBB\xBF") head.remove_prefix(3);
+  const size_t first = head.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos || head[first] != '<') return false;
+  return head.find("<svg") != std::string_view::npos &&
+         head.find("<application") == std::string_view::npos;
+}
+
 uint64_t PixelsOf(uint32_t width, uint32_t height) { return uint64_t{width} * height; }
 
 }  // namespace
@@ -44,6 +55,7 @@ PictureFormat PictureFormatOf(const uint8_t* bytes, size_t count) {
   if (StartsWith(bytes, count, 0, "\x89PNG\r\n\x1a\n")) {
     return HasAnimationChunk(bytes, count) ? PictureFormat::kAnimatedPng : PictureFormat::kPng;
   }
+  if (IsSvg(bytes, count)) return PictureFormat::kSvg;
   return PictureFormat::kNone;
 }
 
@@ -57,6 +69,8 @@ const char* PictureTypeOf(PictureFormat format) {
       return "image/png";
     case PictureFormat::kAnimatedPng:
       return "image/apng";
+    case PictureFormat::kSvg:
+      return "image/svg+xml";
     default:
       return "";
   }
@@ -71,16 +85,16 @@ std::unique_ptr<PictureDecoder> OpenPicture(PictureFormat format, const PictureS
     decoder = OpenPng(source, error.message);
   }
   if (format == PictureFormat::kWebp) decoder = OpenWebp(source, error.message);
+  if (format == PictureFormat::kSvg) decoder = OpenSvg(source, error.message);
   if (decoder == nullptr) return nullptr;
   const PictureFacts& facts = decoder->Facts();
   uint64_t most = PixelsOf(facts.dims.width, facts.dims.height);
   for (const PictureFrame& frame : facts.frames) {
     most = std::max(most, PixelsOf(frame.area.width, frame.area.height));
   }
-  if (most > kMostPixels) {
-    error = {qx::plexion::kErrorNotEnoughMemory,
-             "it has " + std::to_string(most) + " pixels; the most that a picture may have is " +
-                 std::to_string(kMostPixels)};
+  const uint64_t allowed = facts.frames.size() > 1 ? kMostMovingPixels : kMostPixels;
+  if (most > allowed) {
+    error = {qx::plexion::kErrorNotEnoughMemory, TooManyPixels(most, allowed)};
     return nullptr;
   }
   return decoder;

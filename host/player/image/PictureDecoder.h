@@ -12,14 +12,15 @@
 #include "host/player/Engine.h"
 
 /// Pictures that the player decodes itself: the media framework shows only the first frame of a
-/// GIF, PNG or WebP animation, or nothing, and nothing of a PNG file that was cut off.
+/// GIF, PNG or WebP animation, or nothing, and nothing of a PNG file that was cut off; and an SVG
+/// picture of a hundred bytes it gives as many pixels as that asks for.
 ///
 /// Order    PictureFormatOf with the content's first bytes; OpenPicture with all of them; then
 ///          Decode for any frame, any number of times.
 
 namespace plexion_host::player {
 
-enum class PictureFormat { kNone, kGif, kPng, kAnimatedPng, kWebp };
+enum class PictureFormat { kNone, kGif, kPng, kAnimatedPng, kWebp, kSvg };
 
 /// Tells the format from the beginning of a file, of which kPictureHead bytes are enough.
 PictureFormat PictureFormatOf(const uint8_t* bytes, size_t count);
@@ -91,6 +92,7 @@ std::unique_ptr<PictureDecoder> OpenPicture(PictureFormat format, const PictureS
 std::unique_ptr<PictureDecoder> OpenGif(const PictureSource& source, std::string& reason);
 std::unique_ptr<PictureDecoder> OpenPng(const PictureSource& source, std::string& reason);
 std::unique_ptr<PictureDecoder> OpenWebp(const PictureSource& source, std::string& reason);
+std::unique_ptr<PictureDecoder> OpenSvg(const PictureSource& source, std::string& reason);
 
 }  // namespace plexion_host::player
 

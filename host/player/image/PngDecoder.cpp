@@ -277,10 +277,13 @@ void SetUp(png_structp png) {
   png_set_benign_errors(png, 1);
 }
 
+/// A row has as many pixels as a picture may be wide.
+constexpr uint32_t kRowsAtOnce = 64;
+
 /// Everything that libpng may leave by a jump is in here; nothing in here has a destructor.
 /// Returns  the passes that were decoded; `row` is the row at which decoding ended.
 bool DecodeRows(png_structp png, png_infop info, uint32_t* pixels, const qx::plexion::Rect& area,
-                volatile uint32_t* rows) {
+                const PictureSource& source, volatile uint32_t* rows) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
   SetUp(png);
   png_read_info(png, info);
@@ -296,6 +299,7 @@ bool DecodeRows(png_structp png, png_infop info, uint32_t* pixels, const qx::ple
     for (uint32_t y = 0; y < area.height; ++y) {
       png_read_row(png, reinterpret_cast<png_bytep>(pixels + size_t{y} * area.width), nullptr);
       *rows = *rows + 1;
+      if (*rows % kRowsAtOnce == 0 && source.IsCancelled()) return false;
     }
   }
   return true;
@@ -314,7 +318,7 @@ Decoded PngDecoder::Decode(size_t frame, uint32_t* pixels) {
   bool whole = false;
   if (info != nullptr) {
     png_set_read_fn(png, &stream, ReadStream);
-    whole = DecodeRows(png, info, pixels, area, &rows);
+    whole = DecodeRows(png, info, pixels, area, source_, &rows);
   }
   if (png != nullptr) png_destroy_read_struct(&png, &info, nullptr);
   if (whole) return Decoded::kAll;

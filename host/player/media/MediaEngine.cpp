@@ -7,7 +7,9 @@
 namespace plexion_host::player {
 
 MediaEngine::MediaEngine(EngineHost& host)
-    : host_(host), reel_(host.Memory()), painter_(host.Memory()) {}
+    : host_(host),
+      reel_(host.Memory(), [&host] { return host.Cancelled(); }),
+      painter_(host.Memory()) {}
 
 MediaEngine::~MediaEngine() {
   if (host_.Settings().instrument) TellWhatWasShown();

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/player/Engine.h"
 #include "host/player/image/PictureTimes.h"
@@ -52,7 +53,7 @@ class MediaEngine final : public Engine {
   void ExplainUnknown(EngineError& error) const;
 
   // Pictures of our own decoders; MediaPictures.cpp.
-  PictureFormat FormatOfFile() const;
+  bool ReadHead(std::vector<uint8_t>& head) const;
   PictureFormat FormatOfRemote() const;
   bool LoadPicture(PictureFormat format, ContentFacts& facts, EngineError& error);
   StepResult AdvanceAnimation(const FrameStep& step);

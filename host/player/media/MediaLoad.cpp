@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "host/player/content/ContentProbe.h"
+#include "host/player/image/PictureSize.h"
 #include "host/player/media/MediaEngine.h"
 
 namespace plexion_host::player {
@@ -38,8 +39,16 @@ bool AddressOf(const std::string& path, std::string& uri, std::string& reason) {
 bool MediaEngine::Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) {
   content_ = content;
   if (!ReadSettings(content, error)) return false;
-  const PictureFormat ofFile = FormatOfFile();
-  if (ofFile != PictureFormat::kNone) return LoadPicture(ofFile, facts, error);
+  std::vector<uint8_t> head;
+  if (ReadHead(head)) {
+    const PictureFormat ofFile = PictureFormatOf(head.data(), head.size());
+    if (ofFile != PictureFormat::kNone) return LoadPicture(ofFile, facts, error);
+    const uint64_t pixels = DeclaredPixels(head.data(), head.size());
+    if (pixels > kMostPixels) {
+      error = {qx::plexion::kErrorNotEnoughMemory, TooManyPixels(pixels, kMostPixels)};
+      return false;
+    }
+  }
 
   const bool opened = OpenPipeline(error);
   const PictureFormat remote = FormatOfRemote();

@@ -1,9 +1,13 @@
+// What the framework is told once for the whole process.
+
 #include "host/player/media/framework/FrameworkSetup.h"
 
 #include <gst/gst.h>
 #include <string.h>
 
 #include <mutex>
+
+#include "host/player/image/PictureSize.h"
 
 namespace plexion_host::player {
 
@@ -28,24 +32,12 @@ constexpr Ranking kRankings[] = {
     {"openalsink", GST_RANK_NONE},
 };
 
-unsigned Word(const guint8* bytes) { return bytes[0] | unsigned{bytes[1]} << 8; }
-
-/// A TGA file begins with nothing but small numbers, which must fit together; newer ones have a
-/// mark at their end.
+/// Newer files of this kind have a mark at their end.
 void FindTga(GstTypeFind* find, gpointer) {
   constexpr guint kHeader = 18;
   constexpr char kMark[] = "TRUEVISION-XFILE.";
   const guint8* head = gst_type_find_peek(find, 0, kHeader);
-  if (head == nullptr) return;
-  const unsigned type = head[2] & ~8u;  // compressed or not
-  const unsigned depth = head[16];
-  const bool mapped = type == 1;
-  const bool fits =
-      (head[2] & ~11u) == 0 && type >= 1 && type <= 3 && head[1] == (mapped ? 1 : 0) &&
-      Word(head + 12) > 0 && Word(head + 14) > 0 && (head[17] & 0xC0) == 0 &&
-      (type == 2 ? depth == 15 || depth == 16 || depth == 24 || depth == 32 : depth == 8) &&
-      (mapped ? Word(head + 5) > 0 && Word(head + 5) <= 256 : Word(head + 5) == 0);
-  if (!fits) return;
+  if (head == nullptr || !LooksLikeTga(head, kHeader)) return;
   const guint8* tail = gst_type_find_peek(find, -static_cast<gint64>(sizeof kMark), sizeof kMark);
   const bool marked = tail != nullptr && memcmp(tail, kMark, sizeof kMark) == 0;
   gst_type_find_suggest_empty_simple(find, marked ? GST_TYPE_FIND_MAXIMUM : GST_TYPE_FIND_POSSIBLE,

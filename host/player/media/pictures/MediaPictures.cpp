@@ -7,17 +7,23 @@
 
 namespace plexion_host::player {
 
-PictureFormat MediaEngine::FormatOfFile() const {
+namespace {
+
+constexpr std::chrono::milliseconds kMostCatchingUp{200};
+
+}  // namespace
+
+bool MediaEngine::ReadHead(std::vector<uint8_t>& head) const {
   // What is wrong with the file is told by whoever opens it next.
   EngineError ignored;
   ContentFile file;
   if (content_.path.empty() || !file.Open(content_.path, ignored) || file.IsDirectory()) {
-    return PictureFormat::kNone;
+    return false;
   }
-  std::vector<uint8_t> head(std::min<uint64_t>(kPictureHead, file.SizeBytes()));
+  head.resize(std::min<uint64_t>(kPictureHead, file.SizeBytes()));
   const long count = file.Read(head.data(), head.size(), ignored);
-  return count <= 0 ? PictureFormat::kNone
-                    : PictureFormatOf(head.data(), static_cast<size_t>(count));
+  head.resize(static_cast<size_t>(std::max(count, 0L)));
+  return count > 0;
 }
 
 /// What comes from a server is known once the framework has looked at its first bytes.
@@ -68,10 +74,15 @@ StepResult MediaEngine::AdvanceAnimation(const FrameStep& step) {
   result.changed = std::exchange(pictureNew_, false);
   if (frame != before) {
     const size_t count = reel_.Facts().frames.size();
-    framesLeftOut_ += (frame + count - before) % count - 1;
-    reel_.Show(frame);
+    reel_.Show(frame, kMostCatchingUp);
+    framesLeftOut_ += (reel_.Shown() + count - before) % count - 1;
     result.changed = true;
     TellOfDamage();
+    // What takes longer to put together than it is shown falls behind, and holds up nothing else.
+    if (reel_.Shown() != frame) {
+      result.nextPosition = step.position + 1;
+      return result;
+    }
   }
   result.nextPosition = step.position + (times_.EndOf(frame) - tick);
   return result;

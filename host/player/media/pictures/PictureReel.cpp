@@ -45,7 +45,7 @@ size_t BytesOf(const Rect& area) { return size_t{area.width} * area.height * siz
 bool PictureReel::Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes,
                        EngineError& error) {
   bytes_ = std::move(bytes);
-  return Open(format, {bytes_->Data(), bytes_->Size(), watchdog_}, error);
+  return Open(format, {bytes_->Data(), bytes_->Size(), watchdog_, cancelled_}, error);
 }
 
 bool PictureReel::Open(PictureFormat format, const PictureSource& source, EngineError& error) {
@@ -124,7 +124,8 @@ Rect PictureReel::Visible(const PictureFrame& frame) const {
   return area;
 }
 
-void PictureReel::Show(size_t frame) {
+void PictureReel::Show(size_t frame, std::chrono::milliseconds most) {
+  const auto end = std::chrono::steady_clock::now() + most;
   if (decoder_ == nullptr || frame >= facts_.frames.size() || frame == shown_) return;
   if (shown_ == kNone || frame < shown_) {
     memset(canvas_.Data(), 0, canvas_.Size());
@@ -135,6 +136,8 @@ void PictureReel::Show(size_t frame) {
     if (shown_ != kNone) DisposeOf(shown_);
     if (Add(next) != Decoded::kAll) ++damaged_;
     shown_ = next;
+    const bool stops = cancelled_ != nullptr && cancelled_();
+    if (stops || std::chrono::steady_clock::now() >= end) return;
   }
 }
 

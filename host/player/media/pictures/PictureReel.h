@@ -1,7 +1,10 @@
 #ifndef HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
 #define HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
 
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "host/player/WatchedMemory.h"
 #include "host/player/image/PictureDecoder.h"
@@ -17,7 +20,10 @@ namespace plexion_host::player {
 /// Thread   the player's.
 class PictureReel {
  public:
-  explicit PictureReel(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+  /// `cancelled` is true once nobody wants the picture any more; empty: never.
+  explicit PictureReel(qx::plexion::MemoryWatchdog* watchdog,
+                       std::function<bool()> cancelled = nullptr)
+      : watchdog_(watchdog), cancelled_(std::move(cancelled)) {}
 
   /// Opens what `bytes` hold and decodes the first frame. A picture of one frame gives its file's
   /// bytes back at once.
@@ -29,8 +35,9 @@ class PictureReel {
   const PictureFacts& Facts() const { return facts_; }
 
   /// Puts the picture as it is at `frame` together. Frames before it that were not shown are
-  /// decoded on the way; going back begins with the first one.
-  void Show(size_t frame);
+  /// decoded on the way; going back begins with the first one. Whatever is asked for after `most`
+  /// has gone by, or after the end of it all, is left for the next call: see Shown.
+  void Show(size_t frame, std::chrono::milliseconds most = std::chrono::hours(1));
   size_t Shown() const { return shown_; }
   /// Frames of which something was missing.
   uint64_t Damaged() const { return damaged_; }
@@ -50,6 +57,7 @@ class PictureReel {
   uint32_t* Row(uint32_t y) { return canvas_.As<uint32_t>() + size_t{y} * facts_.dims.width; }
 
   qx::plexion::MemoryWatchdog* const watchdog_;
+  const std::function<bool()> cancelled_;
   std::unique_ptr<PictureBytes> bytes_;
   std::unique_ptr<PictureDecoder> decoder_;
   PictureFacts facts_;

@@ -1,0 +1,177 @@
+// SVG pictures: drawn once, at a size that we choose, on a thread that need not be waited for.
+
+#include <cairo.h>
+#include <librsvg/rsvg.h>
+#include <string.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "host/player/LeavableTask.h"
+#include "host/player/image/PictureDecoder.h"
+#include "host/player/image/PictureSize.h"
+#include "host/player/image/SvgCost.h"
+
+namespace plexion_host::player {
+
+namespace {
+
+constexpr double kMostSide = 4096;
+constexpr uint64_t kMostFileBytes = uint64_t{32} * 1024 * 1024;
+/// For all that is drawn at the same time; a picture that needs more is drawn smaller.
+constexpr uint64_t kMostSurfaceBytes = uint64_t{512} * 1024 * 1024;
+constexpr uint64_t kMostEmbeddedPixels = kMostPixels / 2;
+constexpr std::chrono::seconds kMostTime{10};
+constexpr double kPixelsPerInch = 96;  // of style sheets
+
+using qx::plexion::Dims;
+
+/// All that the drawing touches: it may go on when nobody waits for it any more.
+struct Drawing {
+  std::string text;
+  uint64_t mostPixels = 0;
+  Dims dims = {0, 0};
+  std::vector<uint32_t> pixels;  // alpha premultiplied
+  std::string reason;
+};
+
+/// The size that the document has by itself.
+bool OwnSize(RsvgHandle* handle, double& width, double& height) {
+  if (rsvg_handle_get_intrinsic_size_in_pixels(handle, &width, &height) != FALSE) return true;
+  gboolean hasBox = FALSE;
+  RsvgRectangle box;
+  rsvg_handle_get_intrinsic_dimensions(handle, nullptr, nullptr, nullptr, nullptr, &hasBox, &box);
+  if (hasBox == FALSE) {
+    RsvgRectangle logical;
+    if (rsvg_handle_get_geometry_for_element(handle, nullptr, &box, &logical, nullptr) == FALSE) {
+      return false;
+    }
+  }
+  width = box.width;
+  height = box.height;
+  return true;
+}
+
+Dims FitTo(double width, double height, uint64_t mostPixels) {
+  double scale = std::min(1.0, kMostSide / std::max(width, height));
+  scale = std::min(scale, std::sqrt(static_cast<double>(mostPixels) / (width * height)));
+  const auto side = [scale](double length) {
+    return static_cast<uint32_t>(std::clamp(std::round(length * scale), 1.0, kMostSide));
+  };
+  return {side(width), side(height)};
+}
+
+bool Paint(RsvgHandle* handle, Drawing& drawing) {
+  const auto width = static_cast<int>(drawing.dims.width);
+  const auto height = static_cast<int>(drawing.dims.height);
+  drawing.pixels.assign(size_t{drawing.dims.width} * drawing.dims.height, 0);
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(
+      reinterpret_cast<unsigned char*>(drawing.pixels.data()), CAIRO_FORMAT_ARGB32, width, height,
+      width * static_cast<int>(sizeof(uint32_t)));
+  cairo_t* cairo = cairo_create(surface);
+  const RsvgRectangle viewport = {0, 0, static_cast<double>(width), static_cast<double>(height)};
+  GError* fault = nullptr;
+  const bool painted = rsvg_handle_render_document(handle, cairo, &viewport, &fault) != FALSE &&
+                       cairo_status(cairo) == CAIRO_STATUS_SUCCESS;
+  if (!painted) {
+    drawing.reason = fault == nullptr ? "it cannot be drawn" : fault->message;
+    drawing.pixels.clear();
+  }
+  g_clear_error(&fault);
+  cairo_destroy(cairo);
+  cairo_surface_destroy(surface);
+  return painted;
+}
+
+void Draw(Drawing& drawing) {
+  GError* fault = nullptr;
+  RsvgHandle* handle = rsvg_handle_new_from_data(
+      reinterpret_cast<const guint8*>(drawing.text.data()), drawing.text.size(), &fault);
+  if (handle == nullptr) {
+    drawing.reason = fault == nullptr ? "it cannot be read" : fault->message;
+    g_clear_error(&fault);
+    return;
+  }
+  rsvg_handle_set_dpi(handle, kPixelsPerInch);
+  double width = 0;
+  double height = 0;
+  if (!OwnSize(handle, width, height) || !(width > 0 && height > 0)) {
+    drawing.reason = "the SVG picture is 0 pixels wide or high";
+  } else {
+    drawing.dims = FitTo(width, height, drawing.mostPixels);
+    Paint(handle, drawing);
+  }
+  g_object_unref(handle);
+}
+
+uint32_t Unmultiply(uint32_t pixel) {
+  const uint32_t alpha = pixel >> 24;
+  if (alpha == 255 || alpha == 0) return pixel;
+  uint32_t whole = alpha << 24;
+  for (const int shift : {16, 8, 0}) {
+    whole |= std::min(((pixel >> shift & 0xFF) * 255 + alpha / 2) / alpha, 255u) << shift;
+  }
+  return whole;
+}
+
+class SvgDecoder final : public PictureDecoder {
+ public:
+  explicit SvgDecoder(std::shared_ptr<Drawing> drawing) : drawing_(std::move(drawing)) {
+    facts_.dims = drawing_->dims;
+    facts_.frames.emplace_back();
+    facts_.frames[0].area = {0, 0, facts_.dims.width, facts_.dims.height};
+  }
+
+  Decoded Decode(size_t, uint32_t* pixels) override {
+    std::transform(drawing_->pixels.begin(), drawing_->pixels.end(), pixels, Unmultiply);
+    return Decoded::kAll;
+  }
+
+ private:
+  const std::shared_ptr<Drawing> drawing_;
+};
+
+}  // namespace
+
+std::unique_ptr<PictureDecoder> OpenSvg(const PictureSource& source, std::string& reason) {
+  if (source.size > kMostFileBytes) {
+    reason = "the SVG picture has " + std::to_string(source.size) +
+             " bytes; the most that it may have is " + std::to_string(kMostFileBytes);
+    return nullptr;
+  }
+  SvgCost cost;
+  if (!ReckonSvg(source.bytes, source.size, cost, reason)) return nullptr;
+  if (cost.embeddedPixels > kMostEmbeddedPixels) {
+    reason =
+        "the pictures inside of it: " + TooManyPixels(cost.embeddedPixels, kMostEmbeddedPixels);
+    return nullptr;
+  }
+  auto drawing = std::make_shared<Drawing>();
+  drawing->text.assign(reinterpret_cast<const char*>(source.bytes), source.size);
+  drawing->mostPixels = kMostSurfaceBytes / sizeof(uint32_t) / cost.surfaces;
+  const auto end = std::chrono::steady_clock::now() + kMostTime;
+  const auto givesUp = [&] {
+    return source.IsCancelled() || std::chrono::steady_clock::now() > end;
+  };
+  switch (RunLeavable(
+      "PlexionSvg", [drawing] { Draw(*drawing); }, givesUp)) {
+    case TaskEnd::kDone:
+      break;
+    case TaskEnd::kLeft:
+      reason = source.IsCancelled() ? "loading was stopped"
+                                    : "drawing it takes longer than " +
+                                          std::to_string(kMostTime.count()) + " seconds";
+      return nullptr;
+    case TaskEnd::kNotStarted:
+      reason = "other pictures that take too long are still being drawn";
+      return nullptr;
+  }
+  reason = drawing->reason;
+  if (drawing->pixels.empty()) return nullptr;
+  return std::make_unique<SvgDecoder>(std::move(drawing));
+}
+
+}  // namespace plexion_host::player
