@@ -240,6 +240,11 @@ bool MediaEngine::Describe(ContentFacts& facts, EngineError& error) {
 }
 
 void MediaEngine::ExplainUnknown(EngineError& error) const {
+  const std::string refusal = SourceRules::TakeRefusal();
+  if (!refusal.empty()) {
+    error.message = refusal;
+    return;
+  }
   ProbeResult probe;
   EngineError ignored;
   if (error.status != qx::plexion::kErrorCorruptMovie || content_.path.empty()) return;

@@ -8,6 +8,8 @@
 
 #include "host/contracts/HostModule.h"
 #include "host/player/media/MediaEngine.h"
+#include "host/player/media/sound/SoundOutput.h"
+#include "host/player/media/sound/SoundSink.h"
 
 namespace plexion_host::player {
 
@@ -73,6 +75,7 @@ class MediaModule final : public IEngineModule {
     StartFramework();
     for (const Preparation& preparation : kPreparations) {
       if (format != preparation.format) continue;
+      if (SoundMayBeHeard(RealSoundSurroundings())) PrepareSound();
       const std::lock_guard<std::mutex> lock(mutex_);
       try {
         if (!thread_.joinable()) thread_ = std::thread(OpenLibraries, preparation.demuxer);

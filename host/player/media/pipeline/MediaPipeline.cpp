@@ -1,3 +1,5 @@
+// Puts the framework's player together with our sinks, and listens to its threads.
+
 #include "host/player/media/pipeline/MediaPipeline.h"
 
 #include <gst/video/gstvideometa.h>
@@ -9,6 +11,7 @@
 #include "host/player/media/framework/FrameworkSetup.h"
 #include "host/player/media/pipeline/DecoderThreads.h"
 #include "host/player/media/sound/SoundOutput.h"
+#include "host/player/media/sound/SoundSink.h"
 
 namespace plexion_host::player {
 
@@ -57,6 +60,8 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
   playbin_.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
   bus_.reset(gst_element_get_bus(playbin));
   gst_bus_set_sync_handler(bus_.get(), OnMessage, this, nullptr);
+  rules_ = std::make_unique<SourceRules>(request.uri,
+                                         [this](GstElement* source) { PrepareSource(source); });
   turned_ = request.turned;
   hurry_ = request.noSpeedLimit;
   if (!MakePictureSink(request, error) || !MakeSoundSink(request, error)) return false;
@@ -105,20 +110,27 @@ bool MediaPipeline::MakePictureSink(const Request& request, EngineError& error) 
 
 bool MediaPipeline::MakeSoundSink(const Request& request, EngineError& error) {
   // Played as fast as possible, or without anything to play it on, sound only has to go by.
-  const bool silent = request.noSpeedLimit || !SoundMayBeHeard(RealSoundSurroundings());
-  const char* name = silent ? "fakesink" : "autoaudiosink";
-  GstElement* sink = gst_element_factory_make(name, nullptr);
-  if (sink == nullptr) {
-    error = NotInstalled(name, "gstreamer1.0-plugins-good");
-    return false;
+  const bool heard = !request.noSpeedLimit && SoundMayBeHeard(RealSoundSurroundings());
+  GstElementPointer sink = heard ? TakeSoundSink() : nullptr;
+  if (heard && sink == nullptr) {
+    IQXKernel::GetKernel()->Printf(
+        "Media: the sound output does not answer; the content plays without sound\n");
   }
-  if (silent) g_object_set(sink, "sync", static_cast<gboolean>(!request.noSpeedLimit), nullptr);
-  const GstPadPointer pad(gst_element_get_static_pad(sink, "sink"));
+  if (sink == nullptr) {
+    GstElement* silent = gst_element_factory_make("fakesink", nullptr);
+    if (silent == nullptr) {
+      error = NotInstalled("fakesink", "libgstreamer1.0-0");
+      return false;
+    }
+    sink.reset(GST_ELEMENT(gst_object_ref_sink(silent)));
+    g_object_set(silent, "sync", static_cast<gboolean>(!request.noSpeedLimit), nullptr);
+  }
+  const GstPadPointer pad(gst_element_get_static_pad(sink.get(), "sink"));
   gst_pad_add_probe(
       pad.get(),
       static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
       OnSound, this, nullptr);
-  g_object_set(playbin_.get(), "audio-sink", sink, nullptr);
+  g_object_set(playbin_.get(), "audio-sink", sink.get(), nullptr);
   return true;
 }
 
@@ -235,12 +247,9 @@ GstBusSyncReply MediaPipeline::OnMessage(GstBus*, GstMessage* rawMessage, gpoint
     case GST_MESSAGE_BUFFERING:
     case GST_MESSAGE_ASYNC_DONE:
     case GST_MESSAGE_CLOCK_LOST:
-    case GST_MESSAGE_ELEMENT: {
-      const std::lock_guard<std::mutex> lock(pipeline->mutex_);
-      pipeline->messages_.push_back(std::move(message));
-      pipeline->arrived_.notify_one();
+    case GST_MESSAGE_ELEMENT:
+      pipeline->Enqueue(std::move(message));
       break;
-    }
     case GST_MESSAGE_QOS:
       ++pipeline->framesDropped_;
       return GST_BUS_DROP;
@@ -249,6 +258,26 @@ GstBusSyncReply MediaPipeline::OnMessage(GstBus*, GstMessage* rawMessage, gpoint
   }
   pipeline->host_.RequestFrame();
   return GST_BUS_DROP;
+}
+
+void MediaPipeline::Enqueue(GstMessagePointer message) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  messages_.push_back(std::move(message));
+  arrived_.notify_one();
+}
+
+void MediaPipeline::PrepareSource(GstElement* element) {
+  std::string reason;
+  if (rules_->MayOpen(element, reason)) {
+    access_.SetUp(element);
+    return;
+  }
+  SourceRules::Disarm(element);
+  const GErrorPointer error(
+      g_error_new_literal(GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_OPEN_READ, reason.c_str()));
+  Enqueue(
+      GstMessagePointer(gst_message_new_error(GST_OBJECT(playbin_.get()), error.get(), nullptr)));
+  host_.RequestFrame();
 }
 
 GstFlowReturn MediaPipeline::OnFrame(GstAppSink*, gpointer self) {
@@ -295,7 +324,7 @@ GstPadProbeReturn MediaPipeline::OnSound(GstPad* pad, GstPadProbeInfo* info, gpo
 
 void MediaPipeline::OnSource(GstElement*, GstElement* source, gpointer self) {
   auto* pipeline = static_cast<MediaPipeline*>(self);
-  pipeline->access_.SetUp(source);
+  pipeline->PrepareSource(source);
   pipeline->stage_ = 1;
 }
 
@@ -310,6 +339,7 @@ void MediaPipeline::OnElement(GstElement*, GstElement* element, gpointer self) {
   if (g_strcmp0(GST_OBJECT_NAME(factory), "typefind") == 0) {
     g_signal_connect(element, "have-type", G_CALLBACK(OnType), self);
   }
+  if (GST_IS_URI_HANDLER(element)) static_cast<MediaPipeline*>(self)->PrepareSource(element);
 }
 
 void MediaPipeline::OnType(GstElement* typefind, guint, GstCaps* caps, gpointer self) {

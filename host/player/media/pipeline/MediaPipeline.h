@@ -7,12 +7,14 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 
 #include "host/player/Engine.h"
 #include "host/player/media/framework/GstPointers.h"
 #include "host/player/media/net/HttpAccess.h"
+#include "host/player/media/net/SourceRules.h"
 #include "host/player/media/sound/SoundMeter.h"
 
 namespace plexion_host::player {
@@ -88,12 +90,16 @@ class MediaPipeline {
   static GstPadProbeReturn OnPictureEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static GstPadProbeReturn OnSound(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static void OnSource(GstElement* playbin, GstElement* source, gpointer self);
+  /// An element of the content, or of a playlist in it, is about to open an address.
+  void PrepareSource(GstElement* element);
+  void Enqueue(GstMessagePointer message);
   static void OnElement(GstElement* playbin, GstElement* element, gpointer self);
   static GstPadProbeReturn OnFirstBytes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static void OnType(GstElement* typefind, guint probability, GstCaps* caps, gpointer self);
 
   EngineHost& host_;
   HttpAccess& access_;
+  std::unique_ptr<SourceRules> rules_;  // constant after Build
   GstElementPointer playbin_;
   GstBusPointer bus_;
   GstElementPointer pictureSink_;
