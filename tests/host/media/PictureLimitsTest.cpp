@@ -67,8 +67,8 @@ TEST_F(SvgLimitsTest, WhatIsInMemoryAtTheSameTimeIsReckoned) {
   const Case cases[] = {
       {R"(<g opacity="1" style="opacity: 1; fill-opacity: .3"/>)", 2},
       {Times(5, group) + Times(5, "</g>"), 7},
-      {Times(5, group + "</g>"), 3},                // one after the other
-      {Times(5, group + "</g>") + "<use/>", 7},     // or inside each other, by way of references
+      {Times(5, group + "</g>"), 3},             // one after the other
+      {Times(5, group + "</g>") + "<use/>", 7},  // or inside each other, by way of references
       {R"(<g style="a:b; filter : url(#f) "/>)", 3},
       {"<style>g { opacity: .5 }</style>" + Times(5, "<g/>"), 9},
       {"<filter>" + Times(9, "<feFlood/>") + "</filter><filter><feBlend/></filter>", 11}};
