@@ -1,6 +1,6 @@
 """Builds Lottie documents from plain Python values.
 
-Only what the example movies use, and only what rlottie draws: shape layers,
+Only what the example movies use: shape layers,
 precomps, masks, gradients, trim paths and repeaters.
 Movies are written back to front: what is added last lies on top.
 """
@@ -173,10 +173,7 @@ def group(*items, **place):
 
 
 def mask(shape, mode="a"):
-    """`shape` is what path() or polygon() returns.
-
-    There are no mattes here: the rlottie of Debian 12 drew nothing for them in trials.
-    """
+    """`shape` is what path() or polygon() returns."""
     return {"inv": False, "mode": mode, "pt": shape["ks"], "o": fixed(100)}
 
 
@@ -191,7 +188,7 @@ class Movie:
 
     def _layer(self, kind, name, first, last, place, masks):
         layer = {
-            "ddd": 0,  # must come before "ks": without it rlottie expects three rotations
+            "ddd": 0,
             "ty": kind,
             "nm": name,
             "ip": first,

@@ -32,8 +32,8 @@ def backdrop(width, height):
 def bands(width, height, stops, count=120):
     """An opaque ground that turns from colour to colour downwards; stops as for gradients.
 
-    Plain bands instead of a gradient: rlottie mixes every pixel of a gradient with what lies
-    below, and sets those of a plain colour, which costs a tenth. Dark colours have no more
+    Plain bands instead of a gradient: pixels of a plain colour are set, which costs a tenth of a
+    gradient's. Dark colours have no more
     steps than this between them, so that it looks the same.
     """
     edges = [round(height * i / count) for i in range(count + 1)]

@@ -13,7 +13,7 @@
 namespace plexion_host::player {
 
 void PlayerRuntime::GetVersion(char* buffer, unsigned long size) {
-  snprintf(buffer, size, "Plexion player %s (rlottie %s)", PLEXION_VERSION, RLOTTIE_VERSION);
+  snprintf(buffer, size, "Plexion player %s", PLEXION_VERSION);
 }
 
 uint32_t PlayerRuntime::GetDefaultPixelFormat() { return qx::platform::kPixelFormat32; }

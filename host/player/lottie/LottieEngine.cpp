@@ -1,177 +1,255 @@
+// Movies as an engine of the player: loads documents, draws what changed into the render plane.
 #include "host/player/lottie/LottieEngine.h"
 
-#include <rlottie.h>
+#include <math.h>
 #include <string.h>
 
 #include <algorithm>
-#include <mutex>
-#include <utility>
+#include <new>
+#include <optional>
 
-#include "host/player/content/ContentFile.h"
-#include "host/player/lottie/ChangedRegion.h"
-#include "host/player/lottie/MovieCheck.h"
-#include "host/player/lottie/MovieDocument.h"
+#include "host/player/lottie/document/AssetFolder.h"
+#include "host/player/lottie/document/MovieFile.h"
+#include "host/player/lottie/document/Reader.h"
+#include "host/player/lottie/scene/Images.h"
+#include "host/player/lottie/scene/NotDrawn.h"
+#include "host/player/lottie/scene/Painter.h"
+#include "host/player/lottie/scene/Scene.h"
+#include "host/player/lottie/scene/ScriptAccess.h"
+#include "host/player/lottie/scene/TextLayer.h"
 
 namespace plexion_host::player {
 
 namespace {
 
-constexpr uint64_t kLargestFile = 32 * 1024 * 1024;
-constexpr size_t kReadAtOnce = 1024 * 1024;
+using movie::IntRect;
+using movie::Matrix;
 
 // Shares of the work of a load, in percent.
-constexpr unsigned kReadShare = 30;
+constexpr unsigned kReadAt = 30;
 constexpr unsigned kParsedAt = 60;
-constexpr unsigned kCheckedAt = 70;
+constexpr unsigned kCheckedAt = 80;
 
 class LottieEngine final : public Engine {
  public:
-  explicit LottieEngine(EngineHost& host) : host_(host), changed_(host.Memory()) {}
+  explicit LottieEngine(EngineHost& host)
+      : host_(host), movie_(host.Memory()), images_(host.Memory()) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
-    std::string movie;
-    MovieHeader header;
-    if (!ReadMovie(content.path, movie, header, error)) return false;
-    // No cache: every window has its own copy, gone with the window.
-    static std::once_flag cacheOff;
-    std::call_once(cacheOff, [] { rlottie::configureModelCacheSize(0); });
-    animation_ =
-        rlottie::Animation::loadFromData(std::move(movie), std::string(), std::string(), false);
-    if (animation_ == nullptr || animation_->totalFrame() == 0) {
-      error = {qx::plexion::kErrorCorruptMovie, "the renderer cannot make sense of the document"};
+    try {
+      if (!LoadMovie(content, error)) return false;
+    } catch (const std::bad_alloc&) {
+      error = {qx::plexion::kErrorNotEnoughMemory, "no memory for the movie"};
       return false;
     }
-    facts.stageDims = stageDims_ = header.stageDims;
-    facts.framesPerSecond = header.framesPerSecond;
-    facts.frameCount = animation_->totalFrame();
+    stageDims_ = {static_cast<uint32_t>(lround(std::max(1.f, movie_.width))),
+                  static_cast<uint32_t>(lround(std::max(1.f, movie_.height)))};
+    firstFrame_ = round(movie_.in);
+    frameCount_ = static_cast<uint64_t>(std::max(1.0, floor(movie_.out - movie_.in)));
+    facts.stageDims = stageDims_;
+    facts.framesPerSecond = movie_.frameRate;
+    facts.frameCount = frameCount_;
     return true;
   }
 
   StepResult Advance(const FrameStep& step) override {
-    frame_ = step.frame;
-    return {frame_ != drawnFrame_, step.position + 1};
+    StepResult result;
+    time_ = firstFrame_ + static_cast<double>(step.frame);
+    if (!Evaluate()) {
+      failure_ = "no memory to work the frame out";
+      return {true, step.position + 1};
+    }
+    result.changed = !drawn_ || damage_.Count() > 0;
+    // Until the picture changes again, or the next pass begins, nobody needs to come back.
+    const double still = ceil(holds_.to - firstFrame_);
+    const auto frames = static_cast<double>(frameCount_);
+    const auto next = static_cast<uint64_t>(std::clamp(still, double(step.frame) + 1, frames));
+    result.nextPosition = step.position + (next - step.frame);
+    return result;
   }
 
   DrawResult Draw(const DrawTarget& target) override {
     DrawResult result;
-    if (!target.everything && frame_ == drawnFrame_) return result;
-    if (target.dims.width > kLargestStage || target.dims.height > kLargestStage) {
+    if (target.dims.width > movie::kLargestStage || target.dims.height > movie::kLargestStage) {
       result.failure = "the render plane is " + std::to_string(target.dims.width) + " x " +
                        std::to_string(target.dims.height) + " pixels; at most " +
-                       std::to_string(kLargestStage) + " either way can be drawn";
+                       std::to_string(movie::kLargestStage) + " either way can be drawn";
       return result;
     }
-    const size_t rowBytes = size_t{target.dims.width} * sizeof(uint32_t);
-    // The renderer clears whole rows, what lies between two rows included; where that is not ours
-    // to clear it draws beside the plane.
-    const bool direct = target.pitchBytes == rowBytes;
-    uint32_t* pixels = target.pixels;
-    if (!direct) {
-      const size_t bytes = rowBytes * target.dims.height;
-      if (scratch_.Size() != bytes && !scratch_.Resize(host_.Memory(), bytes)) {
-        result.failure = "no memory for " + std::to_string(bytes) + " bytes of pixels";
-        return result;
-      }
-      pixels = scratch_.As<uint32_t>();
+    if (target.dims.width != planeDims_.width || target.dims.height != planeDims_.height) {
+      planeDims_ = target.dims;
+      toPlane_ = Placement(target.dims);
+      evaluated_ = false;
+      drawn_ = false;
     }
-    rlottie::Surface surface(pixels, target.dims.width, target.dims.height, rowBytes);
-    animation_->renderSync(frame_, surface, KeepsShape(target.dims));
-    drawnFrame_ = frame_;
-
-    ChangedRegion::Picture picture = {pixels, target.dims.width, target.dims.height};
-    result.drawn = changed_.Compare(picture, target.bgAlpha, target.everything, result.dirty);
-    if (!direct) CopyRows(target, pixels, rowBytes);
+    if (target.bgAlpha != bgAlpha_) drawn_ = false;
+    bgAlpha_ = target.bgAlpha;
+    if (!evaluated_ && !Evaluate()) failure_ = "no memory to work the frame out";
+    if (!failure_.empty()) {
+      std::swap(result.failure, failure_);
+      drawn_ = false;
+      return result;
+    }
+    if (target.everything || !drawn_) {
+      damage_.Clear();
+      damage_.Add({0, 0, int(target.dims.width), int(target.dims.height)});
+    }
+    if (damage_.Count() == 0) return result;
+    try {
+      PaintDamage(target, result);
+    } catch (const std::bad_alloc&) {
+      result.failure = "no memory to draw the frame";
+      drawn_ = false;
+    }
     return result;
   }
 
  private:
-  bool ReadMovie(const std::string& path, std::string& movie, MovieHeader& header,
-                 EngineError& error) {
-    WatchedBuffer text;
-    if (!ReadFile(path, text, error)) return false;
-    MovieDocument document(host_);
-    if (!document.Parse(SkipByteOrderMark(text.As<char>()), error)) return false;
+  bool LoadMovie(const ContentAddress& content, EngineError& error) {
+    const auto cancelled = [this] { return host_.Cancelled(); };
+    movie::MovieFile file;
+    if (!file.Open(content.path, host_, error)) return false;
+    host_.ReportProgress(kReadAt);
+    error.status = qx::plexion::kErrorCorruptMovie;
+    movie::Arena tree(host_.Memory());
+    movie::JsonValue document;
+    if (!ReadJson(file.Document(), {}, cancelled, tree, document, error.message)) return false;
     host_.ReportProgress(kParsedAt);
-    error.status = qx::plexion::kErrorCorruptMovie;
-    if (!CheckMovie(document.Tree(), header, error.message)) return false;
+    if (!ReadMovie(document, movie_, error.message)) return false;
     host_.ReportProgress(kCheckedAt);
-    if (Stopped(error)) return false;
-    movie.reserve(text.Size() + text.Size() / 8);
-    document.Write(movie);
-    return true;
-  }
-
-  bool ReadFile(const std::string& path, WatchedBuffer& text, EngineError& error) {
-    ContentFile file;
-    if (!file.Open(path, error)) return false;
-    const uint64_t size = file.SizeBytes();
-    error.status = qx::plexion::kErrorCorruptMovie;
-    if (size > kLargestFile) {
-      error.message = "the file has " + std::to_string(size) + " bytes; a movie has at most " +
-                      std::to_string(kLargestFile);
-      return false;
+    const movie::AssetFolder folder(content.path);
+    const auto read = [&](std::string_view name, uint64_t most, WatchedBuffer& bytes,
+                          std::string& reason) {
+      return file.ReadAsset(name, most, host_.Memory(), bytes, reason) ||
+             (!file.IsArchive() && folder.Read(name, most, host_.Memory(), bytes, reason));
+    };
+    const auto missing = [this](const movie::ImageAsset& asset, const std::string& reason) {
+      host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
+                   "picture " + movie::Quoted(asset.id) + " is not drawn: " + reason);
+    };
+    if (!images_.Load(movie_, read, cancelled, missing, error.message)) return false;
+    TellNotDrawn(movie_, [this](const std::string& what) {
+      host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, what);
+    });
+    movie::SceneParts parts;
+    parts.image = [this](const movie::ImageAsset& asset) { return images_.Find(asset); };
+    std::shared_ptr<movie::TextLayout> texts;
+    parts.text = [this, texts](const movie::Layer& layer) mutable {
+      if (layer.text == nullptr) return std::unique_ptr<movie::TextSource>();
+      if (texts == nullptr) texts = MakeTextLayout(movie_);
+      return MakeTextSource(layer, texts, host_.Memory());
+    };
+    if (movie_.hasExpressions) {
+      scripts_.emplace(movie_, host_.Memory());
+      parts.scripts = &*scripts_;
     }
-    if (!text.Resize(host_.Memory(), static_cast<size_t>(size) + 1)) {
-      error = {qx::plexion::kErrorNotEnoughMemory,
-               "no memory for the file's " + std::to_string(size) + " bytes"};
-      return false;
-    }
-    char* bytes = text.As<char>();
-    size_t done = 0;
-    while (done < size) {
-      if (Stopped(error)) return false;
-      const size_t wanted = std::min(kReadAtOnce, static_cast<size_t>(size) - done);
-      const long got = file.Read(bytes + done, wanted, error);
-      if (got < 0) return false;
-      done += static_cast<size_t>(got);
-      host_.ReportProgress(static_cast<unsigned>(done * kReadShare / size));
-      if (static_cast<size_t>(got) < wanted) break;  // it has become shorter meanwhile
-    }
-    bytes[done] = '\0';
-    const void* zero = memchr(bytes, '\0', done);
-    if (zero != nullptr) {
-      error = {qx::plexion::kErrorCorruptMovie,
-               "a zero byte at byte " + std::to_string(static_cast<const char*>(zero) - bytes) +
-                   "; a movie is text"};
-      return false;
-    }
-    return true;
-  }
-
-  static char* SkipByteOrderMark(char* text) {
-    return strncmp(text, "\xef\xbb\xbf", 3) == 0 ? text + 3 : text;
-  }
-
-  bool Stopped(EngineError& error) {
-    if (!host_.Cancelled()) return false;
-    error.message = "loading was stopped";
+    scene_.emplace(movie_, std::move(parts));
+    if (scripts_) scripts_->SetScene(*scene_);
     return true;
   }
 
   /// The stage fills the plane; only where that would distort it by more than a pixel's rounding it
   /// keeps its shape, centred on the background.
-  bool KeepsShape(const qx::plexion::Dims& plane) const {
+  Matrix Placement(const qx::plexion::Dims& plane) const {
     const int64_t across = int64_t{plane.width} * stageDims_.height;
     const int64_t down = int64_t{plane.height} * stageDims_.width;
     const int64_t rounding = std::max(stageDims_.width, stageDims_.height);
-    return std::abs(across - down) > rounding;
+    double scaleX = double{plane.width * 1.0} / movie_.width;
+    double scaleY = double{plane.height * 1.0} / movie_.height;
+    if (std::abs(across - down) > rounding) scaleX = scaleY = std::min(scaleX, scaleY);
+    return {scaleX,
+            0,
+            0,
+            scaleY,
+            (plane.width - scaleX * movie_.width) / 2,
+            (plane.height - scaleY * movie_.height) / 2};
   }
 
-  static void CopyRows(const DrawTarget& target, const uint32_t* pixels, size_t rowBytes) {
-    char* row = reinterpret_cast<char*>(target.pixels);
-    for (uint32_t y = 0; y < target.dims.height; ++y) {
-      memcpy(row, pixels + size_t{y} * target.dims.width, rowBytes);
-      row += target.pitchBytes;
+  /// Works out the moment's list and what in it differs from what was drawn last.
+  bool Evaluate() {
+    if (planeDims_.width == 0) {
+      holds_ = {time_, time_};
+      return true;
+    }
+    if (evaluated_ && holds_.Holds(time_)) return true;
+    try {
+      holds_ =
+          scene_->Evaluate(time_, toPlane_, int(planeDims_.width), int(planeDims_.height), list_);
+      evaluated_ = true;
+      if (scripts_) {
+        scripts_->TellFailures([this](const std::string& what) {
+          host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, what);
+        });
+      }
+      damage_.Clear();
+      if (drawn_) comparison_.Compare(shown_, list_, damage_);
+    } catch (const std::bad_alloc&) {
+      evaluated_ = false;
+      return false;
+    }
+    return true;
+  }
+
+  void PaintDamage(const DrawTarget& target, DrawResult& result) {
+    const movie::Surface plane = {target.pixels, int(target.dims.width), int(target.dims.height),
+                                  target.pitchBytes};
+    // What blends must not meet the background, which the document knows nothing of.
+    const bool under = scene_->BlendsWithBackground();
+    const uint32_t background = under ? 0 : uint32_t{target.bgAlpha} << 24;
+    const auto stopped = [this] { return host_.Cancelled(); };
+    bool whole = true;
+    for (int i = 0; i < damage_.Count() && whole; ++i) {
+      const IntRect rect = damage_[i].Cut(plane.Bounds());
+      for (int y = rect.top; y < rect.bottom; ++y) {
+        std::fill(plane.Row(y) + rect.left, plane.Row(y) + rect.right, background);
+      }
+      whole = painter_.Paint(list_, plane, rect, stopped);
+      if (under) LayBackground(plane, rect, target.bgAlpha);
+    }
+    const IntRect dirty = damage_.All().Cut(plane.Bounds());
+    result.drawn = true;
+    result.dirty = {uint32_t(dirty.left), uint32_t(dirty.top), uint32_t(dirty.Width()),
+                    uint32_t(dirty.Height())};
+    shown_ = list_;
+    damage_.Clear();
+    drawn_ = whole;
+  }
+
+  /// Black has no colour to add: only the alpha that shows through the content changes.
+  static void LayBackground(const movie::Surface& plane, const IntRect& rect, uint8_t bgAlpha) {
+    if (bgAlpha == 0) return;
+    for (int y = rect.top; y < rect.bottom; ++y) {
+      uint32_t* row = plane.Row(y);
+      for (int x = rect.left; x < rect.right; ++x) {
+        const uint32_t alpha = row[x] >> 24;
+        const uint32_t through = ((255 - alpha) * bgAlpha + 127) / 255;
+        row[x] = (row[x] & 0x00FFFFFFu) | ((alpha + through) << 24);
+      }
     }
   }
 
   EngineHost& host_;
-  std::unique_ptr<rlottie::Animation> animation_;
+  movie::Movie movie_;
+  movie::Images images_;
+  std::optional<movie::ScriptAccess> scripts_;
+  std::optional<movie::Scene> scene_;
   qx::plexion::Dims stageDims_ = {0, 0};
-  uint64_t frame_ = 0;
-  uint64_t drawnFrame_ = kNoFrame;
-  ChangedRegion changed_;
-  WatchedBuffer scratch_;
+  double firstFrame_ = 0;
+  uint64_t frameCount_ = 1;
+
+  double time_ = 0;
+  qx::plexion::Dims planeDims_ = {0, 0};
+  Matrix toPlane_;
+  uint8_t bgAlpha_ = 255;
+  movie::Constancy holds_;
+  bool evaluated_ = false;
+  bool drawn_ = false;        ///< shown_ is what the plane shows
+  movie::DisplayList list_;   ///< of the moment
+  movie::DisplayList shown_;  ///< of the last Draw
+  movie::ListComparison comparison_;
+  movie::Damage damage_;
+  movie::Painter painter_;
+  std::string failure_;
 };
 
 }  // namespace

@@ -7,11 +7,11 @@
 
 namespace plexion_host::player {
 
-/// The engine for Lottie movies, drawn by rlottie straight into the render plane.
+/// The engine for Lottie movies, drawn straight into the render plane: of a frame only what differs
+/// from the one before, and nothing while the movie stands still.
 ///
-/// Memory   the file, the parsed document and scratch buffers come from the window's watchdog. What
-///          rlottie allocates for its model and its paths does not: it offers no way to. What a
-///          movie may ask for there is bounded by the limits in MovieCheck.h.
+/// Memory   the document and its pictures come from the window's watchdog. What a movie may ask for
+///          besides is bounded by the limits in document/Reader.h.
 std::unique_ptr<Engine> MakeLottieEngine(EngineHost& host);
 
 }  // namespace plexion_host::player

@@ -131,7 +131,7 @@ struct Shape {
   ShapeKind kind = ShapeKind::kUnknown;
   bool hidden = false;
   uint8_t blend = 0;
-  uint8_t direction = 1;  ///< 3: against the clock
+  uint8_t direction = 0;  ///< 1 or 2 with the clock, 3 against it, 0: not said
   std::string_view name;
   std::string_view matchName;
   std::string_view type;  ///< as in the document
@@ -173,7 +173,7 @@ struct Shape {
   const Property* end = nullptr;     ///< trim
   const Property* offset = nullptr;  ///< trim, repeater
   const Property* amount = nullptr;  ///< repeater copies; pucker, offset, twist; zig-zag: how many
-  uint8_t mode = 1;                  ///< trim: 1 each, 2 one after the other; merge; repeater order
+  uint8_t mode = 0;                  ///< trim: 1 each, 2 one after the other; merge; repeater order
 };
 
 struct Mask {

@@ -92,7 +92,7 @@ double Lowest(const Property* property) {
 
 std::string Shown(double number) {
   char text[32];
-  snprintf(text, sizeof text, "%.10g", number);
+  snprintf(text, sizeof text, "%.7g", number);
   return text;
 }
 

@@ -76,7 +76,7 @@ void ShapeReader::ReadOne(const JsonValue& value, Shape& shape, Cost& cost, unsi
   shape.hidden = hidden != nullptr && hidden->Truthy();
   shape.blend = Small(value.Find("bm"), 0);
   const JsonValue* direction = value.Find("d");
-  if (direction != nullptr && direction->IsNumber()) shape.direction = Small(direction, 1);
+  if (direction != nullptr && direction->IsNumber()) shape.direction = Small(direction, 0);
   switch (shape.kind) {
     case ShapeKind::kGroup:
       shape.items = Read(value.Find("it"), cost, depth + 1);
@@ -186,7 +186,7 @@ void ShapeReader::ReadDashes(const JsonValue* list, Shape& shape) {
 }
 
 void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost) {
-  shape.mode = Small(value.Find("m"), 1);
+  shape.mode = Small(value.Find(shape.kind == ShapeKind::kMerge ? "mm" : "m"), 0);
   switch (shape.kind) {
     case ShapeKind::kTrim:
       shape.start = properties_.Read(value.Find("s"), 1);

@@ -1,0 +1,77 @@
+// What a movie asks for in vain.
+#include "host/player/lottie/scene/NotDrawn.h"
+
+#include <set>
+
+#include "host/player/lottie/compositing/BlendMode.h"
+#include "host/player/lottie/document/Reader.h"
+#include "host/player/lottie/scene/LayerEffects.h"
+
+namespace plexion_host::movie {
+
+namespace {
+
+class Teller {
+ public:
+  explicit Teller(const std::function<void(const std::string&)>& tell) : tell_(tell) {}
+
+  void Look(const Composition& composition) {
+    for (const Layer& layer : composition.layers) Look(layer);
+  }
+
+ private:
+  void Look(const Layer& layer) {
+    if (layer.hidden) return;
+    layer_ = &layer;
+    if (layer.kind == LayerKind::kCamera) Tell("the camera's perspective");
+    if (layer.kind == LayerKind::kAudio) Tell("sound");
+    if (layer.kind == LayerKind::kOther) Tell("layers of type " + std::to_string(layer.type));
+    if (layer.hasStyles) Tell("layer styles");
+    if (layer.blend >= kBlendModes) Tell("blend mode " + std::to_string(layer.blend));
+    if (layer.kind == LayerKind::kComposition && layer.composition == nullptr) {
+      Tell("a composition that is not in the document");
+    }
+    if (layer.kind == LayerKind::kImage && layer.image == nullptr) {
+      Tell("a picture that is not in the document");
+    }
+    for (const Effect& effect : layer.effects) {
+      if (effect.enabled && !IsControl(effect) && !IsDrawnEffect(effect)) {
+        const std::string_view name = effect.name.empty() ? effect.matchName : effect.name;
+        Tell("the effect " + Quoted(name));
+      }
+    }
+    Look(layer.shapes);
+  }
+
+  void Look(Span<Shape> shapes) {
+    for (const Shape& shape : shapes) {
+      if (shape.hidden) continue;
+      if (shape.kind == ShapeKind::kUnknown) Tell("shapes of type " + Quoted(shape.type));
+      if (shape.kind == ShapeKind::kMerge && shape.mode > 1) {
+        Tell("a merge of paths by mode " + std::to_string(shape.mode));
+      }
+      if (shape.blend >= kBlendModes) Tell("blend mode " + std::to_string(shape.blend));
+      Look(shape.items);
+    }
+  }
+
+  void Tell(const std::string& feature) {
+    constexpr size_t kMost = 32;
+    if (told_.size() >= kMost || !told_.insert(feature).second) return;
+    tell_("layer " + Quoted(layer_->name) + ": " + feature + " is not drawn");
+  }
+
+  const std::function<void(const std::string&)>& tell_;
+  const Layer* layer_ = nullptr;
+  std::set<std::string> told_;
+};
+
+}  // namespace
+
+void TellNotDrawn(const Movie& movie, const std::function<void(const std::string&)>& tell) {
+  Teller teller(tell);
+  teller.Look(movie.root);
+  for (const Composition& composition : movie.compositions) teller.Look(composition);
+}
+
+}  // namespace plexion_host::movie

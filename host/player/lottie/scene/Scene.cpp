@@ -1,0 +1,315 @@
+// The uses of layers and what each of them is at a moment.
+#include "host/player/lottie/scene/Scene.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "host/player/lottie/scene/Images.h"
+#include "host/player/lottie/scene/LayerEffects.h"
+#include "host/player/lottie/shapes/StyleValues.h"
+
+namespace plexion_host::movie {
+
+namespace {
+
+constexpr double kForever = std::numeric_limits<double>::infinity();
+
+/// The time in which a composition stays the same, in the frames of the one that shows it.
+Constancy Outward(const Constancy& inside, const Layer& layer) {
+  Constancy outside;
+  const double from = layer.start + inside.from * layer.stretch;
+  const double to = layer.start + inside.to * layer.stretch;
+  outside.from = std::min(from, to);
+  outside.to = std::max(from, to);
+  return outside;
+}
+
+}  // namespace
+
+bool LayerUse::Flat() const {
+  for (const LayerUse* use = this; use != nullptr; use = use->parent_) {
+    if (!use->layer_->flat) return false;
+  }
+  return true;
+}
+
+Matrix4 LayerUse::Matrix4At(double time, PropertyScripts* scripts, Constancy& constancy) const {
+  Matrix4 matrix;
+  for (const LayerUse* use = this; use != nullptr; use = use->parent_) {
+    const Moment moment = {time, &constancy, scripts, use};
+    matrix = Then(matrix, Transform4At(use->layer_->transform, moment, use->layer_->autoOrient));
+  }
+  return matrix;
+}
+
+Matrix LayerUse::MatrixAt(double time, PropertyScripts* scripts, Constancy& constancy) const {
+  if (!Flat()) return Flattened(Matrix4At(time, scripts, constancy));
+  Matrix matrix;
+  for (const LayerUse* use = this; use != nullptr; use = use->parent_) {
+    const Moment moment = {time, &constancy, scripts, use};
+    matrix = Then(matrix, TransformAt(use->layer_->transform, moment, use->layer_->autoOrient));
+  }
+  return matrix;
+}
+
+Scene::Scene(const Movie& movie, SceneParts parts) : movie_(movie), parts_(std::move(parts)) {
+  root_ = MakeComposition(movie.root, nullptr, blends_);
+}
+
+Scene::~Scene() = default;
+
+std::unique_ptr<CompositionUse> Scene::MakeComposition(const Composition& composition,
+                                                       const LayerUse* shownBy, bool& blends) {
+  auto use = std::make_unique<CompositionUse>();
+  use->composition = &composition;
+  use->shownBy = shownBy;
+  use->layers.reserve(composition.layers.count);
+  for (const Layer& layer : composition.layers) {
+    use->layers.push_back(std::make_unique<LayerUse>(layer, *use, ++uses_));
+  }
+  for (size_t i = 0; i < use->layers.size(); ++i) {
+    LayerUse& layer = *use->layers[i];
+    const Layer& model = *layer.layer_;
+    if (model.parent >= 0) layer.parent_ = use->layers[static_cast<size_t>(model.parent)].get();
+    if (model.matte >= 0) layer.matte_ = use->layers[static_cast<size_t>(model.matte)].get();
+    MakeContent(layer, blends);
+    blends = blends || model.blend != 0;
+  }
+  return use;
+}
+
+void Scene::MakeContent(LayerUse& use, bool& blends) {
+  const Layer& layer = *use.layer_;
+  bool inside = false;
+  if (layer.kind == LayerKind::kComposition && layer.composition != nullptr) {
+    use.content_ = MakeComposition(*layer.composition, &use, inside);
+    use.blendsInside_ = inside;
+    inside = false;  // its clip keeps that to itself
+  }
+  std::function<bool(Span<Shape>)> blending = [&blending](Span<Shape> shapes) {
+    return std::any_of(shapes.begin(), shapes.end(), [&](const Shape& shape) {
+      return shape.blend != 0 || blending(shape.items);
+    });
+  };
+  if (layer.kind == LayerKind::kShape) {
+    use.shapes_ = std::make_unique<ShapeTree>(layer.shapes);
+    inside = blending(layer.shapes);
+  }
+  if (layer.kind == LayerKind::kText && parts_.text) use.text_ = parts_.text(layer);
+  if (layer.kind == LayerKind::kImage && layer.image != nullptr && parts_.image) {
+    use.image_ = parts_.image(*layer.image);
+  }
+  blends = blends || inside;
+  if (layer.kind == LayerKind::kSolid) {
+    use.solid_ = std::make_unique<ShapeOp>();
+    ShapeOp& op = *use.solid_;
+    op.path.AddRect({0, 0, layer.width, layer.height});
+    op.right = layer.width;
+    op.bottom = layer.height;
+    op.colour = {static_cast<float>(layer.colour >> 16 & 255) / 255,
+                 static_cast<float>(layer.colour >> 8 & 255) / 255,
+                 static_cast<float>(layer.colour & 255) / 255, 1};
+  }
+  for (const Mask& mask : layer.masks) {
+    const bool stroked = std::any_of(layer.effects.begin(), layer.effects.end(),
+                                     [](const Effect& e) { return e.type == kEffectStroke; });
+    if (mask.mode == Mask::Mode::kNone && !stroked) continue;
+    use.masks_.emplace_back();
+    use.masks_.back().mask = &mask;
+  }
+  for (const Effect& effect : layer.effects) {
+    if (!effect.enabled || !IsDrawnEffect(effect)) continue;
+    use.effects_.emplace_back();
+    use.effects_.back().effect = &effect;
+    use.effects_.back().values.resize(effect.values.count);
+  }
+}
+
+Moment Scene::At(const LayerUse& use, double time, Constancy& constancy) const {
+  return {time, &constancy, parts_.scripts, &use};
+}
+
+Constancy Scene::Evaluate(double frame, const Matrix& toPlane, int width, int height,
+                          DisplayList& list) {
+  Constancy constancy;
+  EvaluateComposition(*root_, frame, constancy);
+  list.clear();
+  list_ = &list;
+  plane_ = {0, 0, width, height};
+  // What lies outside of the stage is not seen, also where the plane has another shape.
+  plane_ = plane_.Cut(CoverOf(0, 0, movie_.width, movie_.height, toPlane, 0));
+  EmitComposition(*root_, toPlane, 0);
+  list_ = nullptr;
+  return constancy;
+}
+
+void Scene::EvaluateComposition(CompositionUse& use, double time, Constancy& constancy) {
+  use.time = time;
+  for (const auto& layer : use.layers) EvaluateLayer(*layer, time, constancy);
+}
+
+void Scene::EvaluateLayer(LayerUse& use, double time, Constancy& constancy) {
+  const Layer& layer = *use.layer_;
+  use.visible_ = false;
+  if (layer.hidden || layer.kind == LayerKind::kNull || layer.kind == LayerKind::kAudio ||
+      layer.kind == LayerKind::kCamera || layer.kind == LayerKind::kOther) {
+    return;
+  }
+  if (time < layer.in) return constancy.Meet(-kForever, layer.in);
+  if (time >= layer.out) return constancy.Meet(layer.out, kForever);
+  constancy.Meet(layer.in, layer.out);
+  if (!use.evaluated_ || !use.constancy_.Holds(time)) {
+    use.constancy_ = Constancy();
+    EvaluateOwn(use, time);
+    use.evaluated_ = true;
+  }
+  constancy.Meet(use.constancy_.from, use.constancy_.to);
+  if (use.opacity_ <= 0) return;
+  use.visible_ = true;
+  EvaluateContent(use, time, constancy);
+}
+
+void Scene::EvaluateOwn(LayerUse& use, double time) {
+  const Layer& layer = *use.layer_;
+  const Moment moment = At(use, time, use.constancy_);
+  use.opacity_ = static_cast<float>(OpacityAt(layer.transform, moment));
+  use.matrix_ = use.MatrixAt(time, parts_.scripts, use.constancy_);
+  use.strokes_.clear();
+  for (EffectState& effect : use.effects_) {
+    for (uint32_t i = 0; i < effect.effect->values.count; ++i) {
+      moment.Numbers(effect.effect->values[i].value, effect.values[i].n, 4);
+    }
+    ApplyTransformEffect(effect, use.matrix_, use.opacity_);
+  }
+  for (MaskValue& value : use.masks_) {
+    const Mask& mask = *value.mask;
+    value.opacity =
+        static_cast<float>(std::clamp(moment.Number(mask.opacity, 100) / 100, 0.0, 1.0));
+    value.expansion = static_cast<float>(moment.Number(mask.expansion, 0));
+    float feather[2] = {0, 0};
+    moment.Numbers(mask.feather, feather, 2);
+    value.featherX = std::max(0.f, feather[0]);
+    value.featherY = std::max(0.f, feather[1]);
+    if (mask.path != nullptr) moment.Path(*mask.path, value.outline);
+    value.path.Clear();
+    // An open mask lets nothing through.
+    if (value.outline.closed) AppendOutline(value.outline, Matrix(), value.path);
+  }
+  if (use.solid_ != nullptr) CutSolid(use);
+  for (const EffectState& effect : use.effects_) {
+    if (effect.effect->type == kEffectStroke) EvaluateStrokes(use, effect);
+  }
+}
+
+/// A solid behind one plain mask is a shape filled with a colour, and costs no more than one.
+void Scene::CutSolid(LayerUse& use) {
+  const Layer& layer = *use.layer_;
+  ShapeOp& op = *use.solid_;
+  const bool one = use.masks_.size() == 1 && use.effects_.empty();
+  const MaskValue* mask = one ? &use.masks_[0] : nullptr;
+  bool cut = one && mask->mask->mode == Mask::Mode::kAdd && !mask->mask->inverted &&
+             mask->expansion == 0 && mask->featherX == 0 && mask->featherY == 0;
+  const Rect box = cut ? mask->path.Bounds() : Rect();
+  cut = cut && box.left >= 0 && box.top >= 0 && box.right <= layer.width &&
+        box.bottom <= layer.height;
+  if (!cut && !use.solidIsMask_) return;
+  use.solidIsMask_ = cut;
+  if (cut) {
+    op.path.verbs = mask->path.verbs;
+    op.path.points = mask->path.points;
+    op.opacity = mask->opacity;
+    op.left = box.left;
+    op.top = box.top;
+    op.right = box.right;
+    op.bottom = box.bottom;
+  } else {
+    op.path.Clear();
+    op.path.AddRect({0, 0, layer.width, layer.height});
+    op.opacity = 1;
+    op.left = op.top = 0;
+    op.right = layer.width;
+    op.bottom = layer.height;
+  }
+  LookSum look;
+  for (const Point& point : op.path.points) look.Add(point);
+  op.version = look.Value();
+}
+
+/// Strokes a layer's masks with a brush: dots of the brush's size, `spacing` apart.
+void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
+  if (effect.values.size() < 11) return;
+  const bool all = effect.At(1) == 1;
+  const float wanted = effect.At(0) - 1;
+  const float size = std::max(0.f, effect.At(4));
+  const double start = std::clamp(std::min(effect.At(7), effect.At(8, 100)) / 100, 0.f, 1.f);
+  const double end = std::clamp(std::max(effect.At(7), effect.At(8, 100)) / 100, 0.f, 1.f);
+  static const Shape* const round = [] {
+    static Shape shape;
+    shape.kind = ShapeKind::kStroke;
+    shape.join = 1;
+    return &shape;
+  }();
+  OutlineList line, part;
+  OutlineLengths lengths;
+  for (size_t i = 0; i < use.masks_.size(); ++i) {
+    const MaskValue& mask = use.masks_[i];
+    const auto number = static_cast<float>(mask.mask - use.layer_->masks.data);
+    if (!all && number != wanted) continue;
+    line.Clear();
+    part.Clear();
+    line.Add() = mask.outline;
+    if (start > 0 || end < 1) {
+      Measure(line, lengths);
+      Trim(line, lengths, {start, end}, part);
+    } else {
+      part.Swap(line);
+    }
+    ShapeOp op;
+    op.kind = ShapeOp::Kind::kStroke;
+    op.style = round;
+    op.width = size * 2;
+    op.dashes = {1, std::max(0.f, size * 2 * effect.At(9) / 100)};
+    op.dashOffset = 1;
+    op.opacity = std::clamp(effect.At(6, 1), 0.f, 1.f);
+    op.colour = ColourOf(effect.values[3].n);
+    AppendOutlines(part, Matrix(), op.path);
+    const Rect box = op.path.Bounds();
+    op.left = box.left;
+    op.top = box.top;
+    op.right = box.right;
+    op.bottom = box.bottom;
+    LookSum look;
+    for (const Point& point : op.path.points) look.Add(point);
+    look.Add(op.width);
+    look.Add(op.colour);
+    look.Add(op.dashes[1]);
+    op.version = look.Value();
+    use.strokes_.push_back(std::move(op));
+  }
+}
+
+void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {
+  const Layer& layer = *use.layer_;
+  if (use.shapes_ != nullptr) {
+    use.shapes_->Evaluate(At(use, time, constancy));
+  } else if (use.text_ != nullptr) {
+    use.text_->Evaluate(At(use, time, constancy));
+  } else if (use.content_ != nullptr) {
+    Constancy inside;
+    double inner = (time - layer.start) / layer.stretch;
+    if (layer.timeRemap != nullptr) {
+      inner = At(use, time, constancy).Number(layer.timeRemap, 0) * movie_.frameRate;
+      // The very end of a composition shows its last frame, not the nothing behind it.
+      if (inner == layer.out) inner = layer.out - 1;
+      EvaluateComposition(*use.content_, inner, inside);
+      return;
+    }
+    EvaluateComposition(*use.content_, inner, inside);
+    const Constancy outside = Outward(inside, layer);
+    constancy.Meet(outside.from, outside.to);
+  }
+}
+
+}  // namespace plexion_host::movie

@@ -1,0 +1,478 @@
+// The scene as expressions see it.
+#include "host/player/lottie/scene/ScriptAccess.h"
+
+#include <algorithm>
+
+#include "host/player/lottie/document/Reader.h"
+
+namespace plexion_host::movie {
+
+namespace {
+
+constexpr int kNotYet = -2;
+
+// A node's pointer says what it is by its kind, but for two pairs that share one: a path among
+// properties and a value among effects are marked by an odd address.
+
+template <typename T>
+const void* Odd(const T* pointer) {
+  return reinterpret_cast<const char*>(pointer) + 1;
+}
+bool IsOdd(const void* pointer) { return (reinterpret_cast<uintptr_t>(pointer) & 1) != 0; }
+template <typename T>
+const T* FromOdd(const void* pointer) {
+  return reinterpret_cast<const T*>(static_cast<const char*>(pointer) - 1);
+}
+template <typename T>
+const T& As(const SceneNode& node) {
+  return *static_cast<const T*>(node.what);
+}
+
+const LayerUse& UseOf(const SceneNode& node) {
+  return *static_cast<const LayerUse*>(node.kind == NodeKind::kLayer ? node.what : node.where);
+}
+
+SceneNode LayerNode(const LayerUse* use) {
+  return use != nullptr ? SceneNode{NodeKind::kLayer, use, nullptr} : SceneNode();
+}
+SceneNode PropertyNode(const Property* property, const void* owner) {
+  return property != nullptr ? SceneNode{NodeKind::kProperty, property, owner} : SceneNode();
+}
+SceneNode PathNode(const PathProperty* property, const void* owner) {
+  return property != nullptr ? SceneNode{NodeKind::kProperty, Odd(property), owner} : SceneNode();
+}
+
+struct TransformPart {
+  const char* name;
+  const Property* Transform::*member;
+};
+constexpr TransformPart kTransformParts[] = {
+    {"a", &Transform::anchor},        {"p", &Transform::position},
+    {"px", &Transform::positionX},    {"py", &Transform::positionY},
+    {"pz", &Transform::positionZ},    {"s", &Transform::scale},
+    {"r", &Transform::rotation},      {"rx", &Transform::rotationX},
+    {"ry", &Transform::rotationY},    {"rz", &Transform::rotationZ},
+    {"or", &Transform::orientation},  {"sk", &Transform::skew},
+    {"sa", &Transform::skewAxis},     {"o", &Transform::opacity},
+    {"so", &Transform::startOpacity}, {"eo", &Transform::endOpacity},
+};
+
+struct ShapePart {
+  const char* types;  ///< with a blank behind each
+  const char* name;
+  const Property* Shape::*member;
+};
+constexpr ShapePart kShapeParts[] = {
+    {"rc el sr ", "p", &Shape::position},
+    {"rc el ", "s", &Shape::size},
+    {"rc rd ", "r", &Shape::radius},
+    {"sr ", "pt", &Shape::points},
+    {"sr ", "r", &Shape::rotation},
+    {"sr ", "or", &Shape::radius},
+    {"sr ", "os", &Shape::roundness},
+    {"sr ", "ir", &Shape::innerRadius},
+    {"sr ", "is", &Shape::innerRoundness},
+    {"fl st ", "c", &Shape::colour},
+    {"fl st gf gs ", "o", &Shape::opacity},
+    {"st gs ", "w", &Shape::width},
+    {"gf gs ", "s", &Shape::gradientStart},
+    {"gf gs ", "e", &Shape::gradientEnd},
+    {"gf gs ", "h", &Shape::highlightLength},
+    {"gf gs ", "a", &Shape::highlightAngle},
+    {"tm ", "s", &Shape::start},
+    {"tm ", "e", &Shape::end},
+    {"tm rp ", "o", &Shape::offset},
+    {"rp ", "c", &Shape::amount},
+    {"pb op tw ", "a", &Shape::amount},
+    {"zz ", "s", &Shape::size},
+    {"zz ", "r", &Shape::amount},
+    {"zz ", "pt", &Shape::points},
+};
+
+SceneNode PartOfShape(const Shape& shape, const void* owner, std::string_view part) {
+  if (part == "it" && shape.kind == ShapeKind::kGroup) {
+    return {NodeKind::kContents, &shape.items, owner};
+  }
+  if (part == "tr" && shape.transform != nullptr) {
+    return {NodeKind::kTransform, shape.transform, owner};
+  }
+  if (part == "d" && !shape.dashes.empty()) return {NodeKind::kDashes, &shape.dashes, owner};
+  if (part == "ks" && shape.path != nullptr) return PathNode(shape.path, owner);
+  for (const ShapePart& entry : kShapeParts) {
+    const std::string type = std::string(shape.type) + " ";
+    if (part == entry.name && std::string_view(entry.types).find(type) != std::string_view::npos) {
+      return PropertyNode(shape.*entry.member, owner);
+    }
+  }
+  return {};
+}
+
+void ToValue(const float* numbers, uint32_t dims, ScriptValue& value) {
+  dims = std::min(dims, ScriptValue::kMostNumbers);
+  value.kind = dims == 1 ? ScriptValue::Kind::kNumber : ScriptValue::Kind::kVector;
+  value.numbers.assign(numbers, numbers + dims);
+}
+
+void ToValue(const Vertex* vertices, size_t count, bool closed, ScriptValue& value) {
+  value.kind = ScriptValue::Kind::kPath;
+  value.closed = closed;
+  value.path.clear();
+  for (size_t i = 0; i < count; ++i) {
+    const Vertex& v = vertices[i];
+    value.path.insert(value.path.end(), {v.x, v.y, v.inX, v.inY, v.outX, v.outY});
+  }
+}
+
+void FromValue(const ScriptValue& value, Outline& outline) {
+  outline.closed = value.closed;
+  outline.vertices.clear();
+  for (size_t i = 0; i + 5 < value.path.size(); i += 6) {
+    const double* p = &value.path[i];
+    outline.Add(p[0], p[1], p[2], p[3], p[4], p[5]);
+  }
+}
+
+}  // namespace
+
+ScriptAccess::ScriptAccess(const Movie& movie, qx::plexion::MemoryWatchdog* watchdog)
+    : movie_(movie), expressions_(watchdog), compiled_(movie.propertyCount, kNotYet) {}
+
+int ScriptAccess::Compiled(uint32_t number, std::string_view source) {
+  if (number >= compiled_.size()) return Expressions::kNone;
+  int& compiled = compiled_[number];
+  if (compiled != kNotYet) return compiled;
+  std::string error;
+  compiled = expressions_.Compile(source, error);
+  constexpr size_t kMostTold = 8;
+  if (compiled == Expressions::kNone && failures_.size() < kMostTold) failures_.push_back(error);
+  return compiled;
+}
+
+void ScriptAccess::TellFailures(const std::function<void(const std::string&)>& tell) {
+  for (const std::string& failure : failures_) tell("an expression is not used: " + failure);
+  failures_.clear();
+  int expression = 0;
+  std::string why;
+  while (expressions_.TakeFailure(expression, why)) tell("an expression is not used: " + why);
+}
+
+ExpressionSite ScriptAccess::SiteOf(const SceneNode& property, const LayerUse* owner,
+                                    double time) const {
+  ExpressionSite site;
+  site.property = property;
+  site.layer = LayerNode(owner);
+  site.seconds = time / movie_.frameRate;
+  return site;
+}
+
+bool ScriptAccess::Run(const Property& property, const void* owner, double time, float* values) {
+  const int expression = Compiled(property.number, property.expression);
+  if (expression == Expressions::kNone || property.dims > ScriptValue::kMostNumbers) return false;
+  ScriptValue keyed, result;
+  ToValue(values, property.dims, keyed);
+  ExpressionSite site =
+      SiteOf(PropertyNode(&property, owner), static_cast<const LayerUse*>(owner), time);
+  site.seed = property.number;
+  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  for (size_t i = 0; i < std::min<size_t>(property.dims, result.numbers.size()); ++i) {
+    values[i] = static_cast<float>(std::clamp(result.numbers[i], -1e9, 1e9));
+  }
+  return true;
+}
+
+bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, double time,
+                           Outline& outline) {
+  const int expression = Compiled(property.number, property.expression);
+  if (expression == Expressions::kNone) return false;
+  ScriptValue keyed, result;
+  ToValue(outline.vertices.data(), outline.vertices.size(), outline.closed, keyed);
+  ExpressionSite site =
+      SiteOf(PathNode(&property, owner), static_cast<const LayerUse*>(owner), time);
+  site.seed = property.number;
+  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  if (result.kind == ScriptValue::Kind::kPath) FromValue(result, outline);
+  return true;
+}
+
+SceneNode ScriptAccess::CompositionNamed(std::string_view name) {
+  if (scene_ == nullptr) return {};
+  if (name == movie_.name) return {NodeKind::kComposition, &scene_->Root(), nullptr};
+  // The first use of a composition by that name, wherever it stands.
+  std::vector<const CompositionUse*> open = {&scene_->Root()};
+  while (!open.empty()) {
+    const CompositionUse* use = open.back();
+    open.pop_back();
+    for (const auto& layer : use->layers) {
+      const CompositionUse* content = layer->Content();
+      if (content == nullptr) continue;
+      if (content->composition->name == name || layer->Model().name == name) {
+        return {NodeKind::kComposition, content, nullptr};
+      }
+      open.push_back(content);
+    }
+  }
+  return {};
+}
+
+SceneNode ScriptAccess::CompositionOf(const SceneNode& layer) {
+  return {NodeKind::kComposition, &UseOf(layer).Owner(), nullptr};
+}
+
+SceneNode ScriptAccess::SourceOf(const SceneNode& layer) {
+  const CompositionUse* content = UseOf(layer).Content();
+  return content != nullptr ? SceneNode{NodeKind::kComposition, content, nullptr} : SceneNode();
+}
+
+SceneNode ScriptAccess::ParentOf(const SceneNode& layer) {
+  return LayerNode(UseOf(layer).Parent());
+}
+
+CompositionFacts ScriptAccess::FactsOfComposition(const SceneNode& composition) {
+  const CompositionUse& use = As<CompositionUse>(composition);
+  CompositionFacts facts;
+  facts.width = use.composition->width;
+  facts.height = use.composition->height;
+  facts.frameSeconds = 1 / movie_.frameRate;
+  facts.durationSeconds = (movie_.out - movie_.in) / movie_.frameRate;
+  return facts;
+}
+
+LayerFacts ScriptAccess::FactsOfLayer(const SceneNode& node) {
+  const LayerUse& use = UseOf(node);
+  const Layer& layer = use.Model();
+  LayerFacts facts;
+  facts.inSeconds = layer.in / movie_.frameRate;
+  facts.outSeconds = layer.out / movie_.frameRate;
+  facts.startSeconds = layer.start / movie_.frameRate;
+  facts.width = layer.image != nullptr ? layer.image->width : layer.width;
+  facts.height = layer.image != nullptr ? layer.image->height : layer.height;
+  const double now = use.Owner().time;
+  facts.active = !layer.hidden && now >= layer.in && now < layer.out;
+  return facts;
+}
+
+NodeNames ScriptAccess::NamesOf(const SceneNode& node) {
+  switch (node.kind) {
+    case NodeKind::kComposition:
+      return {As<CompositionUse>(node).composition->name, {}, {}, 0};
+    case NodeKind::kLayer:
+      return {UseOf(node).Model().name, {}, {}, static_cast<int>(UseOf(node).Model().index)};
+    case NodeKind::kShape: {
+      const Shape& shape = As<Shape>(node);
+      return {shape.name, shape.matchName, shape.type, shape.index};
+    }
+    case NodeKind::kEffect: {
+      if (IsOdd(node.what)) {
+        const EffectValue& value = *FromOdd<EffectValue>(node.what);
+        return {value.name, value.matchName, {}, 0};
+      }
+      const Effect& effect = As<Effect>(node);
+      return {effect.name, effect.matchName, {}, effect.index};
+    }
+    case NodeKind::kMask:
+      return {As<Mask>(node).name, {}, {}, 0};
+    default:
+      return {};
+  }
+}
+
+int ScriptAccess::CountOf(const SceneNode& list) {
+  switch (list.kind) {
+    case NodeKind::kComposition:
+      return static_cast<int>(As<CompositionUse>(list).layers.size());
+    case NodeKind::kContents:
+      return static_cast<int>(As<Span<Shape>>(list).count);
+    case NodeKind::kEffects:
+      return static_cast<int>(As<Span<Effect>>(list).count);
+    case NodeKind::kEffect:
+      return IsOdd(list.what) ? 0 : static_cast<int>(As<Effect>(list).values.count);
+    case NodeKind::kMasks:
+      return static_cast<int>(As<Span<Mask>>(list).count);
+    case NodeKind::kDashes:
+      return static_cast<int>(As<Span<Dash>>(list).count);
+    default:
+      return 0;
+  }
+}
+
+SceneNode ScriptAccess::ItemOf(const SceneNode& list, int position) {
+  if (position < 0 || position >= CountOf(list)) return {};
+  const auto index = static_cast<size_t>(position);
+  switch (list.kind) {
+    case NodeKind::kComposition:
+      return LayerNode(As<CompositionUse>(list).layers[index].get());
+    case NodeKind::kContents:
+      return {NodeKind::kShape, &As<Span<Shape>>(list)[index], list.where};
+    case NodeKind::kEffects:
+      return {NodeKind::kEffect, &As<Span<Effect>>(list)[index], list.where};
+    case NodeKind::kEffect: {
+      const EffectValue& value = As<Effect>(list).values[index];
+      if (value.group != nullptr) return {NodeKind::kEffect, value.group, list.where};
+      return {NodeKind::kEffect, Odd(&value), list.where};
+    }
+    case NodeKind::kMasks:
+      return {NodeKind::kMask, &As<Span<Mask>>(list)[index], list.where};
+    case NodeKind::kDashes:
+      return PropertyNode(As<Span<Dash>>(list)[index].length, list.where);
+    default:
+      return {};
+  }
+}
+
+SceneNode ScriptAccess::PartOfLayer(const LayerUse& use, std::string_view part) const {
+  const Layer& layer = use.Model();
+  if (part == "ks") return {NodeKind::kTransform, &layer.transform, &use};
+  if (part == "shapes") return {NodeKind::kContents, &layer.shapes, &use};
+  if (part == "ef") return {NodeKind::kEffects, &layer.effects, &use};
+  if (part == "masksProperties") return {NodeKind::kMasks, &layer.masks, &use};
+  if (part == "tm") return PropertyNode(layer.timeRemap, &use);
+  if (part == "t" && layer.text != nullptr) return {NodeKind::kText, layer.text, &use};
+  return {};
+}
+
+SceneNode ScriptAccess::PartOf(const SceneNode& node, std::string_view part) {
+  switch (node.kind) {
+    case NodeKind::kLayer:
+      return PartOfLayer(UseOf(node), part);
+    case NodeKind::kTransform:
+      for (const TransformPart& entry : kTransformParts) {
+        if (part == entry.name) {
+          return PropertyNode(As<Transform>(node).*entry.member, node.where);
+        }
+      }
+      return {};
+    case NodeKind::kShape:
+      return PartOfShape(As<Shape>(node), node.where, part);
+    case NodeKind::kEffect:
+      if (part != "v" || !IsOdd(node.what)) return {};
+      return PropertyNode(FromOdd<EffectValue>(node.what)->value, node.where);
+    case NodeKind::kMask: {
+      const Mask& mask = As<Mask>(node);
+      if (part == "pt") return PathNode(mask.path, node.where);
+      if (part == "o") return PropertyNode(mask.opacity, node.where);
+      if (part == "x") return PropertyNode(mask.expansion, node.where);
+      if (part == "f") return PropertyNode(mask.feather, node.where);
+      return {};
+    }
+    default:
+      return {};
+  }
+}
+
+SceneNode ScriptAccess::GroupOf(const SceneNode& node) {
+  // Which group a property stands in is looked for where expressions ask for it: in its layer.
+  if (node.kind != NodeKind::kProperty || node.where == nullptr) return {};
+  const LayerUse& use = *static_cast<const LayerUse*>(node.where);
+  std::vector<SceneNode> open = {PartOfLayer(use, "ks"), PartOfLayer(use, "shapes"),
+                                 PartOfLayer(use, "ef"), PartOfLayer(use, "masksProperties")};
+  constexpr const char* kNames[] = {"a",  "p",  "px", "py", "pz", "s",  "r",  "rx", "ry", "rz",
+                                    "or", "sk", "sa", "o",  "so", "eo", "pt", "os", "ir", "is",
+                                    "c",  "w",  "e",  "h",  "ks", "v",  "x",  "f"};
+  while (!open.empty()) {
+    const SceneNode group = open.back();
+    open.pop_back();
+    for (const char* name : kNames) {
+      if (PartOf(group, name) == node) return group;
+    }
+    for (int i = 0; i < CountOf(group); ++i) open.push_back(ItemOf(group, i));
+    for (const char* name : {"it", "tr"}) {
+      if (const SceneNode inside = PartOf(group, name)) open.push_back(inside);
+    }
+  }
+  return {};
+}
+
+double ScriptAccess::NowOf(const SceneNode& node) {
+  if (node.kind == NodeKind::kComposition) {
+    return As<CompositionUse>(node).time / movie_.frameRate;
+  }
+  const void* use = node.kind == NodeKind::kLayer ? node.what : node.where;
+  return use != nullptr ? static_cast<const LayerUse*>(use)->Owner().time / movie_.frameRate : 0;
+}
+
+bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
+                           ScriptValue& value) {
+  if (node.kind != NodeKind::kProperty) return false;
+  Constancy ignored;
+  const double time = seconds * movie_.frameRate;
+  Moment moment = {time, &ignored, scripted ? this : nullptr, node.where};
+  if (IsOdd(node.what)) {
+    Outline outline;
+    moment.Path(*FromOdd<PathProperty>(node.what), outline);
+    ToValue(outline.vertices.data(), outline.vertices.size(), outline.closed, value);
+    return true;
+  }
+  std::vector<float> numbers;
+  moment.All(As<Property>(node), numbers);
+  ToValue(numbers.data(), static_cast<uint32_t>(numbers.size()), value);
+  return true;
+}
+
+int ScriptAccess::KeyCount(const SceneNode& node) {
+  if (node.kind != NodeKind::kProperty) return 0;
+  const uint32_t segments = IsOdd(node.what) ? FromOdd<PathProperty>(node.what)->segments.count
+                                             : As<Property>(node).segments.count;
+  return segments > 0 ? static_cast<int>(segments) + 1 : 0;
+}
+
+double ScriptAccess::KeyTime(const SceneNode& node, int key) {
+  const int count = KeyCount(node);
+  if (key < 0 || key >= count) return 0;
+  const auto index = static_cast<size_t>(key);
+  const bool last = key == count - 1;
+  double time = 0;
+  if (IsOdd(node.what)) {
+    const PathProperty& path = *FromOdd<PathProperty>(node.what);
+    time = last ? path.segments[index - 1].to : path.segments[index].from;
+  } else {
+    const Property& property = As<Property>(node);
+    time = last ? property.segments[index - 1].to : property.segments[index].from;
+  }
+  return time / movie_.frameRate;
+}
+
+void ScriptAccess::KeyValue(const SceneNode& node, int key, ScriptValue& value) {
+  const int count = KeyCount(node);
+  if (key < 0 || key >= count) return;
+  const auto index = static_cast<size_t>(key);
+  if (IsOdd(node.what)) {
+    const PathProperty& path = *FromOdd<PathProperty>(node.what);
+    const PathData& data = key == count - 1 ? path.value : path.segments[index].start;
+    std::vector<Vertex> vertices(data.count);
+    for (uint32_t i = 0; i < data.count; ++i) {
+      const float* p = data.points + size_t{6} * i;
+      vertices[i] = {p[0], p[1], p[2], p[3], p[4], p[5]};
+    }
+    ToValue(vertices.data(), vertices.size(), data.closed, value);
+    return;
+  }
+  const Property& property = As<Property>(node);
+  ToValue(key == count - 1 ? property.value : property.segments[index].start, property.dims, value);
+}
+
+Matrix ScriptAccess::MatrixOf(const SceneNode& layer, double seconds) {
+  Constancy ignored;
+  return UseOf(layer).MatrixAt(seconds * movie_.frameRate, this, ignored);
+}
+
+bool ScriptAccess::SourceRectOf(const SceneNode& node, double, double box[4]) {
+  const LayerFacts facts = FactsOfLayer(node);
+  if (facts.width <= 0 || facts.height <= 0) return false;
+  box[0] = box[1] = 0;
+  box[2] = facts.width;
+  box[3] = facts.height;
+  return true;
+}
+
+int ScriptAccess::MarkerCount(const SceneNode& composition) {
+  const bool root = scene_ != nullptr && composition.what == &scene_->Root();
+  return root ? static_cast<int>(movie_.markers.count) : 0;
+}
+
+ScriptMarker ScriptAccess::MarkerAt(const SceneNode& composition, int position) {
+  if (position < 0 || position >= MarkerCount(composition)) return {};
+  const Marker& marker = movie_.markers[static_cast<size_t>(position)];
+  return {marker.time / movie_.frameRate, marker.duration / movie_.frameRate, marker.comment};
+}
+
+}  // namespace plexion_host::movie

@@ -1,0 +1,64 @@
+#ifndef HOST_PLAYER_LOTTIE_SCENE_SCRIPTACCESS_H_
+#define HOST_PLAYER_LOTTIE_SCENE_SCRIPTACCESS_H_
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/player/lottie/scene/Scene.h"
+#include "host/player/lottie/script/Expressions.h"
+
+namespace plexion_host::movie {
+
+/// What expressions see of a scene, and the properties' way to them.
+class ScriptAccess final : public IScriptScene, public PropertyScripts {
+ public:
+  ScriptAccess(const Movie& movie, qx::plexion::MemoryWatchdog* watchdog);
+
+  /// The scene whose properties are evaluated; borrowed.
+  void SetScene(const Scene& scene) { scene_ = &scene; }
+  void BeginFrame() { expressions_.BeginFrame(); }
+  /// Tells of expressions that have failed since the last call.
+  void TellFailures(const std::function<void(const std::string&)>& tell);
+
+  bool Run(const Property& property, const void* owner, double time, float* values) override;
+  bool RunPath(const PathProperty& property, const void* owner, double time,
+               Outline& outline) override;
+
+  SceneNode CompositionNamed(std::string_view name) override;
+  SceneNode CompositionOf(const SceneNode& layer) override;
+  SceneNode SourceOf(const SceneNode& layer) override;
+  SceneNode ParentOf(const SceneNode& layer) override;
+  CompositionFacts FactsOfComposition(const SceneNode& composition) override;
+  LayerFacts FactsOfLayer(const SceneNode& layer) override;
+  NodeNames NamesOf(const SceneNode& node) override;
+  int CountOf(const SceneNode& list) override;
+  SceneNode ItemOf(const SceneNode& list, int position) override;
+  SceneNode PartOf(const SceneNode& node, std::string_view part) override;
+  SceneNode GroupOf(const SceneNode& node) override;
+  double NowOf(const SceneNode& node) override;
+  bool ValueAt(const SceneNode& property, double seconds, bool scripted,
+               ScriptValue& value) override;
+  int KeyCount(const SceneNode& property) override;
+  double KeyTime(const SceneNode& property, int key) override;
+  void KeyValue(const SceneNode& property, int key, ScriptValue& value) override;
+  Matrix MatrixOf(const SceneNode& layer, double seconds) override;
+  bool SourceRectOf(const SceneNode& layer, double seconds, double box[4]) override;
+  int MarkerCount(const SceneNode& composition) override;
+  ScriptMarker MarkerAt(const SceneNode& composition, int position) override;
+
+ private:
+  int Compiled(uint32_t number, std::string_view source);
+  ExpressionSite SiteOf(const SceneNode& property, const LayerUse* owner, double time) const;
+  SceneNode PartOfLayer(const LayerUse& use, std::string_view part) const;
+
+  const Movie& movie_;
+  Expressions expressions_;
+  const Scene* scene_ = nullptr;
+  std::vector<int> compiled_;  ///< by Property::number; kNotYet before
+  std::vector<std::string> failures_;
+};
+
+}  // namespace plexion_host::movie
+
+#endif  // HOST_PLAYER_LOTTIE_SCENE_SCRIPTACCESS_H_

@@ -1,0 +1,383 @@
+// What a shape layer draws: groups, styles, and the paths that each of them gets.
+#include "host/player/lottie/shapes/ShapeTree.h"
+
+#include <math.h>
+
+#include <algorithm>
+
+#include "host/player/lottie/shapes/Figures.h"
+#include "host/player/lottie/shapes/StyleValues.h"
+
+namespace plexion_host::movie {
+
+namespace {
+
+bool IsPath(ShapeKind kind) {
+  return kind == ShapeKind::kPath || kind == ShapeKind::kRectangle || kind == ShapeKind::kEllipse ||
+         kind == ShapeKind::kStar;
+}
+
+bool IsIdentity(const Matrix& m) {
+  return m.a == 1 && m.b == 0 && m.c == 0 && m.d == 1 && m.e == 0 && m.f == 0;
+}
+
+bool SamePath(const Path& a, const Path& b) {
+  return a.verbs == b.verbs && a.points.size() == b.points.size() &&
+         std::equal(a.points.begin(), a.points.end(), b.points.begin(),
+                    [](const Point& p, const Point& q) { return p.x == q.x && p.y == q.y; });
+}
+
+}  // namespace
+
+void AppendOutline(const Outline& outline, const Matrix& m, Path& path) {
+  const size_t count = outline.vertices.size();
+  if (count == 0) return;
+  const bool same = IsIdentity(m);
+  auto point = [&](float x, float y) -> Point {
+    if (same) return {x, y};
+    return {static_cast<float>(m.a * x + m.c * y + m.e),
+            static_cast<float>(m.b * x + m.d * y + m.f)};
+  };
+  const Vertex* from = &outline.vertices[0];
+  const Point start = point(from->x, from->y);
+  path.Move(start.x, start.y);
+  const size_t curves = outline.closed ? count : count - 1;
+  for (size_t i = 0; i < curves; ++i) {
+    const Vertex* to = &outline.vertices[i + 1 < count ? i + 1 : 0];
+    const Point end = point(to->x, to->y);
+    if (from->x == from->outX && from->y == from->outY && to->x == to->inX && to->y == to->inY) {
+      path.Line(end.x, end.y);
+    } else {
+      const Point out = point(from->outX, from->outY);
+      const Point in = point(to->inX, to->inY);
+      path.Cubic(out.x, out.y, in.x, in.y, end.x, end.y);
+    }
+    from = to;
+  }
+  if (outline.closed) path.Close();
+}
+
+void AppendOutlines(const OutlineList& outlines, const Matrix& matrix, Path& path) {
+  for (size_t i = 0; i < outlines.Count(); ++i) AppendOutline(outlines[i], matrix, path);
+}
+
+ShapeTree::ShapeTree(Span<Shape> shapes) { Build(shapes, nodes_); }
+
+void ShapeTree::Build(Span<Shape> shapes, std::vector<Node>& nodes) {
+  nodes.reserve(shapes.count);
+  for (const Shape& shape : shapes) {
+    nodes.emplace_back();
+    nodes.back().shape = &shape;
+    if (shape.kind == ShapeKind::kGroup) Build(shape.items, nodes.back().items);
+  }
+}
+
+void ShapeTree::Evaluate(const Moment& moment) {
+  if (evaluated_ && constancy_.Holds(moment.time)) {
+    moment.constancy->Meet(constancy_.from, constancy_.to);
+    return;
+  }
+  const size_t lastCount = opCount_;
+  opCount_ = instanceCount_ = modifierCount_ = 0;
+  chain_.clear();
+  toLayer_.assign(1, Matrix());
+  openStyles_.clear();
+  openModifiers_.clear();
+  targets_.clear();
+  constancy_ = Constancy();
+  Moment inside = moment;
+  inside.constancy = &constancy_;
+  Walk(nodes_.data(), nodes_.size(), inside);
+  ApplyModifiers(inside);
+  FillPaths();
+  const bool sameList = evaluated_ && lastCount == opCount_;
+  for (size_t i = 0; i < opCount_; ++i) FinishOp(i, sameList);
+  evaluated_ = true;
+  moment.constancy->Meet(constancy_.from, constancy_.to);
+}
+
+ShapeOp& ShapeTree::NewOp(ShapeOp::Kind kind) {
+  if (opCount_ == ops_.size()) {
+    ops_.emplace_back();
+    before_.emplace_back();
+    sums_.push_back(0);
+  }
+  std::swap(before_[opCount_], ops_[opCount_].path);
+  ShapeOp& op = ops_[opCount_++];
+  op.kind = kind;
+  op.path.Clear();
+  op.blend = 0;
+  op.opacity = 1;
+  op.style = nullptr;
+  op.matrix = toLayer_.back();
+  return op;
+}
+
+/// From the last item to the first, which is from bottom to top. An item changes or paints what
+/// stands before it in its own group and in groups inside of it.
+void ShapeTree::Walk(const Node* nodes, size_t count, const Moment& moment) {
+  const size_t styles = openStyles_.size();
+  const size_t modifiers = openModifiers_.size();
+  for (size_t i = count; i-- > 0;) {
+    const Shape& shape = *nodes[i].shape;
+    if (shape.hidden) continue;
+    if (IsPath(shape.kind)) {
+      AddPath(shape, moment);
+      continue;
+    }
+    switch (shape.kind) {
+      case ShapeKind::kGroup: {
+        const Matrix matrix =
+            shape.transform != nullptr ? TransformAt(*shape.transform, moment) : Matrix();
+        const double opacity = shape.transform != nullptr ? OpacityAt(*shape.transform, moment) : 1;
+        WalkGroup(nodes[i].items.data(), nodes[i].items.size(), matrix, static_cast<float>(opacity),
+                  shape.blend, moment);
+        break;
+      }
+      case ShapeKind::kFill:
+      case ShapeKind::kStroke:
+      case ShapeKind::kGradientFill:
+      case ShapeKind::kGradientStroke:
+        AddStyle(shape, moment);
+        break;
+      case ShapeKind::kTrim:
+      case ShapeKind::kRound:
+      case ShapeKind::kOffset:
+      case ShapeKind::kZigZag:
+      case ShapeKind::kPucker:
+      case ShapeKind::kTwist:
+        AddModifier(shape);
+        break;
+      case ShapeKind::kRepeater:
+        WalkCopies(nodes[i], nodes, i, moment);
+        i = 0;
+        break;
+      default:
+        break;
+    }
+  }
+  openStyles_.resize(styles);
+  openModifiers_.resize(modifiers);
+}
+
+void ShapeTree::WalkGroup(const Node* nodes, size_t count, const Matrix& matrix, float opacity,
+                          uint8_t blend, const Moment& moment) {
+  const size_t begin = opCount_;
+  ShapeOp& op = NewOp(ShapeOp::Kind::kBegin);
+  op.opacity = opacity;
+  op.blend = blend;
+  chain_.push_back(matrix);
+  toLayer_.push_back(Then(matrix, toLayer_.back()));
+  Walk(nodes, count, moment);
+  chain_.pop_back();
+  toLayer_.pop_back();
+  if (opCount_ == begin + 1) {  // nothing in it is drawn
+    std::swap(before_[begin], ops_[begin].path);
+    opCount_ = begin;
+    return;
+  }
+  ops_[begin].closing = static_cast<uint32_t>(opCount_);
+  NewOp(ShapeOp::Kind::kEnd);
+}
+
+void ShapeTree::WalkCopies(const Node& repeater, const Node* nodes, size_t count,
+                           const Moment& moment) {
+  constexpr double kMost = 1000;
+  const Shape& shape = *repeater.shape;
+  const auto copies =
+      static_cast<int>(ceil(std::clamp(moment.Number(shape.amount, 0), 0.0, kMost)));
+  if (copies == 0) return;
+  CopyTransforms transforms;
+  transforms.Reset(shape.transform, moment.Number(shape.offset, 0), moment);
+  std::vector<Matrix> matrices(static_cast<size_t>(copies));
+  for (Matrix& matrix : matrices) matrix = transforms.Next();
+  double first = 1;
+  double last = 1;
+  if (shape.transform != nullptr) {
+    first = moment.Number(shape.transform->startOpacity, 100) / 100;
+    last = moment.Number(shape.transform->endOpacity, 100) / 100;
+  }
+  for (int place = copies - 1; place >= 0; --place) {
+    const int copy = shape.mode == 1 ? place : copies - 1 - place;
+    const double share = copies > 1 ? double(place) / (copies - 1) : 0;
+    const double opacity = std::clamp(first + (last - first) * share, 0.0, 1.0);
+    WalkGroup(nodes, count, matrices[static_cast<size_t>(copy)], static_cast<float>(opacity), 0,
+              moment);
+  }
+}
+
+void ShapeTree::AddStyle(const Shape& shape, const Moment& moment) {
+  const bool stroke = shape.kind == ShapeKind::kStroke || shape.kind == ShapeKind::kGradientStroke;
+  const auto index = static_cast<uint32_t>(opCount_);
+  ShapeOp& op = NewOp(stroke ? ShapeOp::Kind::kStroke : ShapeOp::Kind::kFill);
+  op.style = &shape;
+  op.blend = shape.blend;
+  ReadStyleValues(shape, moment, numbers_, op);
+  openStyles_.push_back({index, static_cast<uint32_t>(chain_.size())});
+}
+
+void ShapeTree::AddModifier(const Shape& shape) {
+  if (modifierCount_ == modifiers_.size()) modifiers_.emplace_back();
+  Modifier& modifier = modifiers_[modifierCount_];
+  modifier.shape = &shape;
+  modifier.instances.clear();
+  openModifiers_.push_back(static_cast<uint32_t>(modifierCount_++));
+}
+
+void ShapeTree::AddPath(const Shape& shape, const Moment& moment) {
+  if (openStyles_.empty()) return;
+  if (instanceCount_ == instances_.size()) instances_.emplace_back();
+  const auto number = static_cast<uint32_t>(instanceCount_);
+  Instance& instance = instances_[instanceCount_++];
+  instance.shape = &shape;
+  instance.outlines.Clear();
+  Outline& outline = instance.outlines.Add();
+  float position[2] = {0, 0};
+  float size[2] = {0, 0};
+  switch (shape.kind) {
+    case ShapeKind::kPath:
+      if (shape.path != nullptr) moment.Path(*shape.path, outline);
+      break;
+    case ShapeKind::kRectangle:
+      moment.Numbers(shape.position, position, 2);
+      moment.Numbers(shape.size, size, 2);
+      MakeRectangle({position[0], position[1], size[0], size[1], moment.Number(shape.radius, 0),
+                     shape.direction != 1 && shape.direction != 2},
+                    outline);
+      break;
+    case ShapeKind::kEllipse:
+      moment.Numbers(shape.position, position, 2);
+      moment.Numbers(shape.size, size, 2);
+      MakeEllipse({position[0], position[1], size[0], size[1], shape.direction == 3}, outline);
+      break;
+    default:
+      moment.Numbers(shape.position, position, 2);
+      MakeStar({position[0], position[1], moment.Number(shape.points, 0),
+                moment.Number(shape.rotation, 0), moment.Number(shape.radius, 0),
+                moment.Number(shape.roundness, 0) / 100, moment.Number(shape.innerRadius, 0),
+                moment.Number(shape.innerRoundness, 0) / 100, shape.polygon, shape.direction == 3},
+               outline);
+      break;
+  }
+  instance.firstTarget = static_cast<uint32_t>(targets_.size());
+  Matrix relative;
+  size_t depth = chain_.size();
+  for (size_t i = openStyles_.size(); i-- > 0;) {
+    for (; depth > openStyles_[i].depth; --depth) relative = Then(relative, chain_[depth - 1]);
+    targets_.push_back({openStyles_[i].op, relative});
+  }
+  instance.targetCount = static_cast<uint32_t>(targets_.size()) - instance.firstTarget;
+  for (const uint32_t modifier : openModifiers_) modifiers_[modifier].instances.push_back(number);
+}
+
+/// What stands nearer to a path changes it first.
+void ShapeTree::ApplyModifiers(const Moment& moment) {
+  for (size_t i = modifierCount_; i-- > 0;) {
+    const Modifier& modifier = modifiers_[i];
+    const Shape& shape = *modifier.shape;
+    if (modifier.instances.empty()) continue;
+    if (shape.kind == ShapeKind::kTrim) {
+      ApplyTrim(modifier, moment);
+      continue;
+    }
+    const double amount = moment.Number(shape.amount, 0);
+    const double size =
+        moment.Number(shape.kind == ShapeKind::kRound ? shape.radius : shape.size, 0);
+    const bool none = shape.kind == ShapeKind::kRound || shape.kind == ShapeKind::kZigZag
+                          ? size == 0
+                          : amount == 0;
+    if (none) continue;
+    float centre[2] = {0, 0};
+    for (const uint32_t number : modifier.instances) {
+      OutlineList& outlines = instances_[number].outlines;
+      spare_.Clear();
+      switch (shape.kind) {
+        case ShapeKind::kRound:
+          RoundCorners(outlines, size, spare_);
+          break;
+        case ShapeKind::kZigZag:
+          ZigZag(outlines, size, amount, moment.Number(shape.points, 1) == 2, spare_);
+          break;
+        case ShapeKind::kPucker:
+          Pucker(outlines, amount, spare_);
+          break;
+        case ShapeKind::kTwist:
+          moment.Numbers(shape.position, centre, 2);
+          Twist(outlines, amount, centre[0], centre[1], spare_);
+          break;
+        default:
+          Offset(outlines, {amount, shape.join, moment.Number(shape.miter, 4)}, spare_);
+          break;
+      }
+      outlines.Swap(spare_);
+    }
+  }
+}
+
+void ShapeTree::ApplyTrim(const Modifier& modifier, const Moment& moment) {
+  const Shape& shape = *modifier.shape;
+  const TrimRange range = MakeTrimRange(
+      moment.Number(shape.start, 0), moment.Number(shape.end, 100), moment.Number(shape.offset, 0));
+  if (range.All()) return;
+  double total = 0;
+  if (!range.Nothing()) {
+    for (const uint32_t number : modifier.instances) {
+      Measure(instances_[number].outlines, instances_[number].lengths);
+      total += instances_[number].lengths.total;
+    }
+  }
+  const bool oneLine = shape.mode == 2 && modifier.instances.size() > 1;
+  double done = 0;
+  // The line begins with the topmost path, which was found last.
+  for (size_t i = modifier.instances.size(); i-- > 0;) {
+    Instance& instance = instances_[modifier.instances[i]];
+    spare_.Clear();
+    if (oneLine) {
+      const double length = instance.lengths.total;
+      const TrimParts parts = TrimPiece(range, done, length, total);
+      for (int part = 0; part < parts.count; ++part) {
+        Trim(instance.outlines, instance.lengths, parts.parts[part], spare_);
+      }
+      done += length;
+    } else {
+      Trim(instance.outlines, instance.lengths, range, spare_);
+    }
+    instance.outlines.Swap(spare_);
+  }
+}
+
+void ShapeTree::FillPaths() {
+  for (size_t i = 0; i < instanceCount_; ++i) {
+    const Instance& instance = instances_[i];
+    for (uint32_t j = 0; j < instance.targetCount; ++j) {
+      const Target& target = targets_[instance.firstTarget + j];
+      AppendOutlines(instance.outlines, target.matrix, ops_[target.op].path);
+    }
+  }
+}
+
+/// Gives an op another version when it draws something else than before.
+void ShapeTree::FinishOp(size_t index, bool sameList) {
+  ShapeOp& op = ops_[index];
+  if (op.kind == ShapeOp::Kind::kBegin || op.kind == ShapeOp::Kind::kEnd) return;
+  const uint64_t sum = StyleSum(op);
+  const bool same = sameList && sum == sums_[index] && SamePath(op.path, before_[index]);
+  sums_[index] = sum;
+  if (same) return;
+  op.version = ++lastVersion_;
+  float box[4] = {0, 0, 0, 0};
+  bool any = false;
+  for (const Point& point : op.path.points) {
+    box[0] = any ? std::min(box[0], point.x) : point.x;
+    box[1] = any ? std::min(box[1], point.y) : point.y;
+    box[2] = any ? std::max(box[2], point.x) : point.x;
+    box[3] = any ? std::max(box[3], point.y) : point.y;
+    any = true;
+  }
+  op.left = box[0];
+  op.top = box[1];
+  op.right = box[2];
+  op.bottom = box[3];
+}
+
+}  // namespace plexion_host::movie
