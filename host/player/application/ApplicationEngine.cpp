@@ -93,6 +93,7 @@ class ApplicationEngine final : public Engine {
     host_.ReportProgress(kPicturesAt);
     MakeScriptHost();
     if (!script_->Run(scripts, documentName_, error)) return false;
+    // What the script has set meanwhile, on top of what the document names.
     LoadStaleResources();
     // What the first picture shows is there with it; what takes too long comes when it can.
     TakePlayed(0, false);
@@ -111,6 +112,7 @@ class ApplicationEngine final : public Engine {
 
   StepResult Advance(const FrameStep& step) override {
     PLEXION_CHECK(script_ != nullptr, "an application is loaded before it plays");
+    // A script that failed is not run again: what it left half done would only fail elsewhere.
     if (failed_) return {false, kNoFrame};
     now_ = static_cast<double>(step.position) / stage_.framesPerSecond;
     script_->BeginMoment(now_);
@@ -132,6 +134,7 @@ class ApplicationEngine final : public Engine {
     const DrawResult result = painter_.Draw(target, counter);
     if (result.drawn) ++draws_;
     drawnRevision_ = stage_.Revision();
+    // Rarely, and only when there is something to be found.
     if (texts_.Count() > stage_.ElementCount()) {
       texts_.Keep([this](uint32_t handle) { return stage_.FindByHandle(handle) != nullptr; });
     }
@@ -149,6 +152,7 @@ class ApplicationEngine final : public Engine {
     error.status = qx::plexion::kErrorInvalidURL;
     if (!documentFolder_.Open(folder, error.message)) return false;
 
+    // Files are looked up below the ZOR base when the document was named; a folder is its own base.
     std::string base = folder;
     const std::string& zorBase = host_.Settings().zorBase;
     if (!isFolder && !zorBase.empty()) {
@@ -250,6 +254,7 @@ class ApplicationEngine final : public Engine {
       started_ = true;
       if (!script_->Dispatch("start", error)) return false;
     }
+    // Input first: what a key sets in motion moves in the same picture.
     const std::vector<InputEvent> inputs = std::exchange(inputs_, {});
     for (const InputEvent& event : inputs) {
       if (!DispatchInput(event, error)) return false;
@@ -260,6 +265,7 @@ class ApplicationEngine final : public Engine {
     const std::vector<int> over = animations_.Advance(now_);
     script_->AnimationEnds().Drop(animations_.TakeDropped());
     if (!script_->AnimationEnds().CallFinished(over, error)) return false;
+    // After the movements, whose ends may show another scene.
     stage_.AdvanceTransition(now_);
     // Videos, inputs and changed files ask for moments between the frames as well.
     if (step.playing && step.position >= nextFrame_) {
@@ -324,6 +330,7 @@ class ApplicationEngine final : public Engine {
     const double next = std::min(
         {script_->GetTimers().NextMoment(), animations_.NextMoment(now_), played_.NextMoment()});
     if (!isfinite(next)) return kNoFrame;
+    // The first frame at which it is due, not the one before.
     const double position = ceil(next * stage_.framesPerSecond - kTolerance);
     return std::max(step.position + 1, static_cast<uint64_t>(std::max(position, 0.0)));
   }

@@ -206,6 +206,7 @@ class StageBuilder final : public XmlHandler {
   std::string CloseScript(const Open& script) {
     const bool hasText = !IsBlank(script.text);
     if (script.file.empty() == !hasText) return "expected either src=\"FILE\" or the script itself";
+    // Run when the whole stage is there, wherever they stand in the document.
     scripts_.push_back({script.file, hasText ? script.text : "", script.line});
     return "";
   }
@@ -242,6 +243,8 @@ class StageBuilder final : public XmlHandler {
       std::string wrong = ReadAttribute(attribute, *element);
       if (!wrong.empty()) return wrong;
     }
+    // Attributes come first, so that text between the tags can see that there is an attribute of
+    // that name.
     open_.push_back({kind == ElementKind::kGroup ? What::kGroup : What::kLeaf, element});
     return "";
   }

@@ -60,6 +60,7 @@ class Reading {
     Reading& reading = Of(self);
     if (reading.refused_) return;
     const XmlPlace place = reading.Place();
+    // Before anything is refused, so that the message names this element.
     reading.open_.push_back({name, place.line});
     if (reading.open_.size() > kDeepestNesting) {
       reading.Stop("nested deeper than " + std::to_string(kDeepestNesting) + " levels");

@@ -36,6 +36,7 @@ std::string Shown(std::string_view name) {
 
 /// For kernels before 5.6: one component at a time, none of them a link, none of them upwards.
 int OpenStepByStep(int folder, const std::string& name, int flags) {
+  // Each step holds the folder that it opened: nobody can exchange it for a link in between.
   int current = dup(folder);
   size_t begin = 0;
   while (current >= 0 && begin <= name.size()) {
@@ -106,6 +107,7 @@ OpenFile BaseFolder::OpenInside(std::string_view name, int flags, std::string& e
   flags |= O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   struct open_how how = {};
   how.flags = static_cast<uint64_t>(flags);
+  // The operating system does not let the name lead out, whatever happens to the folders meanwhile.
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
   int descriptor = static_cast<int>(
       syscall(SYS_openat2, folder_.Descriptor(), inside.c_str(), &how, sizeof how));
@@ -162,6 +164,7 @@ bool BaseFolder::List(std::string_view name, std::vector<std::string>& names,
     return false;
   }
   while (const dirent* entry = readdir(stream.get())) {
+    // What editors and versioning leave behind is no part of the application.
     if (entry->d_name[0] == '.') continue;
     if (names.size() >= kMostListed) {
       error = Shown(name) + " holds more than " + std::to_string(kMostListed) + " files";

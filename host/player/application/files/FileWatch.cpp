@@ -39,6 +39,8 @@ bool FileWatch::Add(const BaseFolder& base, const std::string& name, std::string
   }
   std::string file;
   std::string ignored;
+  // A folder is watched itself; for a file the folder around it, since editors replace files by
+  // renaming, and a watch on the old file would hear no more.
   OpenFile folder = base.OpenFolder(name, ignored);
   if (!folder.IsOpen()) {
     const size_t slash = name.rfind('/');
@@ -84,6 +86,7 @@ void FileWatch::ReadEvents() {
     const std::string file = event->len > 0 ? event->name : "";
     const MutexLock lock(mutex_);
     for (const Entry& entry : entries_) {
+      // Events were lost: better too many calls than one too few.
       const bool overflow = (event->mask & IN_Q_OVERFLOW) != 0;
       if (!overflow && (entry.watch != event->wd || (!entry.file.empty() && entry.file != file))) {
         continue;
@@ -92,6 +95,7 @@ void FileWatch::ReadEvents() {
       changed = true;
     }
   }
+  // Outside of the lock, since whoever is woken may ask for the names at once.
   if (changed) wake_();
 }
 

@@ -90,6 +90,7 @@ class Builder {
   Builder(Stage& stage, TextSetter& texts, const StageFit& fit, qx::plexion::Dims dims)
       : stage_(stage), texts_(texts), fit_(fit) {
     const size_t plane = std::max<size_t>(size_t{dims.width} * dims.height * sizeof(uint32_t), 1);
+    // Each may be as large as the plane, and all of them are open at once.
     mostLayers_ = std::clamp<size_t>(kMostLayerBytes / plane, 2, kMostLayers);
     plane_ = {0, 0, static_cast<int>(dims.width), static_cast<int>(dims.height)};
   }
@@ -164,6 +165,7 @@ class Builder {
   }
 
   void Add(Element& element, Around around) {
+    // With all that is in it.
     if (!element.visible || element.opacity <= 0 || element.scale <= 0) return;
     around.matrix = PlacementOf(element, around.matrix);
     around.opacity *= element.opacity;
@@ -180,7 +182,9 @@ class Builder {
   void AddClipped(Element& group, Around around) {
     const Extents extents = Extents::Of({0, 0, group.width, group.height}, around.matrix);
     around.clip.box = Intersection(around.clip.box, extents.Pixels());
+    // Not a measure, only different for different corners: it is compared and never drawn.
     around.clip.rounding = around.clip.rounding * 31 + group.radius;
+    // Nothing of the group is on the plane.
     if (around.clip.box.width == 0 || IsTooLarge(group, extents)) return;
     const size_t begin = Push(DisplayItem::Kind::kPushClip);
     DisplayItem& clip = list_.items[begin];

@@ -33,6 +33,7 @@ void SetColour(cairo_t* cairo, const Colour& colour, double opacity) {
 }
 
 void RoundedBox(cairo_t* cairo, double x, double y, double width, double height, double radius) {
+  // Corners that would meet become half circles.
   radius = std::min(radius, std::min(width, height) / 2);
   if (radius <= 0) {
     cairo_rectangle(cairo, x, y, width, height);
@@ -95,6 +96,7 @@ void PaintPicture(cairo_t* cairo, const Element& element, const PlayedPixels& pi
   const double height = picture.height * scaleY;
   const double x = (element.width - width) / 2;
   const double y = (element.height - height) / 2;
+  // The corners of what is seen of the picture are round, not those of the empty box around it.
   RoundedBox(cairo, std::max(x, 0.0), std::max(y, 0.0), std::min(width, element.width),
              std::min(height, element.height), element.radius);
   cairo_clip(cairo);
@@ -111,6 +113,7 @@ void PaintPicture(cairo_t* cairo, const Element& element, const PlayedPixels& pi
   const double shrink = hypot(matrix.xx, matrix.yx);
   cairo_pattern_set_filter(cairo_get_source(cairo),
                            shrink < 0.7 ? CAIRO_FILTER_GOOD : CAIRO_FILTER_BILINEAR);
+  // Else the edge would fade into what lies beyond the picture.
   cairo_pattern_set_extend(cairo_get_source(cairo), CAIRO_EXTEND_PAD);
   cairo_paint_with_alpha(cairo, opacity);
   cairo_surface_destroy(surface);
@@ -123,6 +126,7 @@ void PaintPlaceholder(cairo_t* cairo, const Element& element, double opacity) {
   cairo_set_source_rgba(cairo, 0.5, 0.5, 0.5, 0.6 * opacity);
   cairo_set_line_width(cairo, 2);
   cairo_clip_preserve(cairo);
+  // Half transparent grey is seen on dark and on light.
   cairo_move_to(cairo, 0, 0);
   cairo_line_to(cairo, element.width, element.height);
   cairo_move_to(cairo, element.width, 0);
@@ -161,6 +165,7 @@ DrawResult Painter::Draw(const DrawTarget& target, const std::string& counter) {
     AddDifference(drawn_, list, region);
     if (cairo_region_num_rectangles(region) > kMostRectangles) {
       cairo_rectangle_int_t around;
+      // Each rectangle is a clip of its own in every drawing call.
       cairo_region_get_extents(region, &around);
       cairo_region_union_rectangle(region, &around);
     }
@@ -208,6 +213,8 @@ void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const D
 }
 
 void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) {
+  // Clears what was there, wherever the stage is to be drawn anew: the plane keeps its last
+  // picture.
   cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
   cairo_set_source_rgba(cairo, 0, 0, 0, bgAlpha / 255.0);
   cairo_paint(cairo);

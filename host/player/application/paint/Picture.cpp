@@ -38,6 +38,7 @@ bool ReadAll(int descriptor, qx::plexion::MemoryWatchdog* watchdog, WatchedBuffe
     const ssize_t got =
         pread(descriptor, bytes.As<char>() + done, size - done, static_cast<off_t>(done));
     if (got < 0 && errno == EINTR) continue;
+    // The file has become shorter since it was measured.
     if (got <= 0) {
       error = "the file cannot be read to its end";
       return false;
@@ -59,6 +60,7 @@ std::shared_ptr<Picture> PictureCache::Open(const OpenFile& file, std::string& e
   uint64_t used = 0;
   for (auto at = pictures_.begin(); at != pictures_.end();) {
     const std::shared_ptr<Picture> picture = at->second.lock();
+    // Pictures that no element shows any more are gone already; only their entries are left.
     if (picture != nullptr) used += picture->still.pixels.Size();
     at = picture != nullptr ? std::next(at) : pictures_.erase(at);
   }

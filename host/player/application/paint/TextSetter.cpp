@@ -1,4 +1,4 @@
-// Lays out texts with Pango, within bounds on what one layout costs, and says what no font can show.
+// Lays out texts with Pango within bounds, and says what no font can show.
 #include "host/player/application/paint/TextSetter.h"
 
 #include <fontconfig/fontconfig.h>

@@ -54,6 +54,7 @@ EmbeddedPlayer::~EmbeddedPlayer() {
 void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed) {
   PLEXION_CHECK(!file_.IsOpen() && file.IsOpen(), "a player opens one file in its life");
   file_ = std::move(file);
+  // The window's settings, but for what the element says itself.
   settings_ = host_.Settings();
   settings_.loops = static_cast<uint64_t>(loops);
   settings_.loopsGiven = true;
@@ -88,6 +89,7 @@ bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) 
     error = reason.message;
     return false;
   }
+  // An application inside of another could go on like that without end.
   if (probe.kind == ContentKind::kApplication) {
     error = "it is an application; expected a movie or a media file";
     return false;
@@ -105,6 +107,7 @@ bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) 
     error = "it has no size";
     return false;
   }
+  // Only now: what failed to load is destroyed here, on the loading thread.
   engine_ = std::move(engine);
   return true;
 }
@@ -156,6 +159,7 @@ bool EmbeddedPlayer::Advance(double seconds, bool playing) {
       ended_ = true;
     }
   }
+  // Nothing to be seen before then, so the engine is not even asked.
   if (due < nextPosition_ && !requested) return false;
   FrameStep step;
   step.frame = timeline_.FrameOf(due);
@@ -202,6 +206,7 @@ PlayedPixels EmbeddedPlayer::Render(uint32_t width, uint32_t height) {
     target.pixels = pixels_.As<uint32_t>();
     target.pitchBytes = width * static_cast<uint32_t>(sizeof(uint32_t));
     target.dims = pixelDims_;
+    // What lies behind the element shines through.
     target.bgAlpha = 0;
     target.everything = resized;
     const DrawResult result = engine_->Draw(target);

@@ -23,6 +23,7 @@ bool IsPlayed(const Element& element) {
 }  // namespace
 
 void PlayedElements::CollectWanted(Element& element, bool seen) {
+  // As the painter sees it: what it would not draw does not play either.
   seen = seen && element.visible && element.opacity > 0 && element.scale > 0;
   if (IsPlayed(element) && !element.src.empty() && (seen || element.preload)) {
     wanted_.emplace_back(&element, seen);
@@ -38,6 +39,8 @@ void PlayedElements::Refuse(Element& element, const std::string& reason) {
 }
 
 void PlayedElements::Retire(std::shared_ptr<EmbeddedPlayer> player) {
+  // A player that is ready can be destroyed at once. One that is still being opened would be waited
+  // for, so it is told to give up and kept until it has.
   if (player == nullptr || player->TakeLoaded() != EmbeddedPlayer::State::kLoading) return;
   player->Cancel();
   retired_.push_back(std::move(player));
@@ -77,6 +80,7 @@ void PlayedElements::Open(Element& element, Playing& each) {
     Refuse(element, error);
     return;
   }
+  // What was shown stays until this one is ready: no picture is ever without either.
   each.coming = std::make_shared<EmbeddedPlayer>(host_, engines_);
   each.coming->SetVolume(element.volume);
   each.coming->Open(std::move(file), element.src, element.loop, element.speed);
@@ -87,6 +91,7 @@ void PlayedElements::Open(Element& element, Playing& each) {
 void PlayedElements::TakeComing(Element& element, Playing& each) {
   const EmbeddedPlayer::State state = each.coming->TakeLoaded();
   if (state == EmbeddedPlayer::State::kLoading) return;
+  // Whatever comes of it, it is not coming any more.
   const std::shared_ptr<EmbeddedPlayer> player = std::exchange(each.coming, nullptr);
   stage_.TouchPicture(element);
   if (state == EmbeddedPlayer::State::kFailed) {
@@ -117,9 +122,11 @@ void PlayedElements::Move(Element& element, bool seen, double now, bool playing)
   if (each.shown == nullptr) return;
   for (const std::string& notice : each.shown->TakeNotices()) notices_.Tell(element, notice);
   each.shown->SetVolume(element.volume);
+  // A window that is paused pauses what plays inside of it.
   const bool plays = playing && seen && !element.paused;
   if (plays && element.playState == PlayState::kReady) element.playState = PlayState::kPlaying;
   if (each.shown->Advance(now, plays)) stage_.TouchPicture(element);
+  // The end of what is about to be replaced is nobody's business.
   if (!each.shown->TakeEnded() || each.coming != nullptr) return;
   const std::string failure = each.shown->Failure();
   if (!failure.empty()) {
@@ -131,6 +138,7 @@ void PlayedElements::Move(Element& element, bool seen, double now, bool playing)
 }
 
 std::vector<PlayedEvent> PlayedElements::Advance(double now, bool playing) {
+  // Whoever is not wanted in this round gives its player back below.
   ++round_;
   wanted_.clear();
   CollectWanted(stage_.Backdrop(), true);
@@ -166,6 +174,7 @@ void PlayedElements::WaitUntilLoaded(std::chrono::milliseconds most) {
   for (const auto& each : players_) {
     EmbeddedPlayer* player = each.second.coming.get();
     if (player == nullptr) continue;
+    // In glances, so that the end of the content is seen while a file hangs.
     while (!host_.Cancelled() && player->TakeLoaded() == EmbeddedPlayer::State::kLoading &&
            std::chrono::steady_clock::now() < end) {
       player->WaitUntilLoaded(kGlance);
@@ -190,6 +199,7 @@ PlayedPixels PlayedElements::Render(Element& element, double width, double heigh
   const double scaleY = height / authored.height;
   const double scale =
       element.fit == kFitContain ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
+  // At least a pixel: an engine cannot draw into nothing.
   const auto side = [scale](uint32_t units) {
     return static_cast<uint32_t>(std::clamp(lround(units * scale), 1L, kLargestSide));
   };

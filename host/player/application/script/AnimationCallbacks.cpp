@@ -8,6 +8,7 @@ bool AnimationCallbacks::CallFinished(const std::vector<int>& tokens, EngineErro
   for (const int token : tokens) {
     if (token == LUA_NOREF) continue;
     lua_rawgeti(state, LUA_REGISTRYINDEX, token);
+    // Forgotten before it is called: the call may fail, and does not come back then.
     luaL_unref(state, LUA_REGISTRYINDEX, token);
     if (!script_.Call(0, error)) return false;
   }

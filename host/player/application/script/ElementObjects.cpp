@@ -15,6 +15,7 @@ char objectsByHandle;
 void ElementObjects::Open(lua_State* state) {
   lua_newtable(state);
   lua_newtable(state);
+  // Weak: an object that the script has dropped is collected, and made again when it is asked for.
   lua_pushliteral(state, "v");
   lua_setfield(state, -2, "__mode");
   lua_setmetatable(state, -2);

@@ -45,6 +45,7 @@ bool EventHandlers::Call(const std::string& event, const std::function<void(lua_
                          EngineError& error) {
   const auto found = handlers_.find(event);
   if (found == handlers_.end()) return true;
+  // A copy: a handler that adds another one would move the list under the loop.
   const std::vector<int> references = found->second;
   return script_.Protect(
       [&](lua_State* state) {

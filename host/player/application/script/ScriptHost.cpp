@@ -23,6 +23,7 @@ ScriptHost::ScriptHost(ScriptContext context, ScriptLimits limits)
       timers_(script_),
       files_(script_, context_.base, context_.host),
       animationEnds_(script_) {
+  // The libraries find their way back to here from any state.
   script_.owner = this;
 }
 
@@ -41,6 +42,7 @@ void ScriptHost::BeginMoment(double now) {
 bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::string& documentName,
                      EngineError& error) {
   lua_State* state = script_.State();
+  // Out of memory before the first line; every later shortage is an error of the script.
   if (state == nullptr) {
     error = {qx::plexion::kErrorNotEnoughMemory, "TallyScript: no memory for the script"};
     return false;
@@ -48,6 +50,7 @@ bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::str
   lua_pushcfunction(state, OpenLibraries);
   if (!script_.Call(0, error)) return false;
   for (const ScriptReference& script : scripts) {
+    // In the order of the document, so that later ones can use what earlier ones define.
     if (script.file.empty()) {
       if (!script_.Run(script.text, documentName, script.line, error)) return false;
       continue;
@@ -113,6 +116,7 @@ bool ScriptHost::DispatchPlayed(const PlayedEvent& event, EngineError& error) {
                      : event.kind == PlayedEvent::kEnded ? "ended"
                                                          : "failed";
   const Element* element = context_.stage.FindByHandle(event.element);
+  // It may have been removed by a handler of an earlier event of this moment.
   if (element == nullptr) return true;
   const auto push = [&](lua_State* state) {
     ElementObjects::Push(state, *element);

@@ -52,6 +52,7 @@ int FindEasing(std::string_view name) {
 
 double Ease(int easing, double fraction) {
   const double t = std::clamp(fraction, 0.0, 1.0);
+  // Cubic curves, as designers know them; `back` overshoots by a tenth.
   const double left = 1 - t;
   switch (easing) {
     case 1:
@@ -76,6 +77,7 @@ bool Animations::Start(uint32_t element, const std::vector<AnimationTarget>& tar
                   "only numbers and colours can be between two values");
   }
   if (animations_.size() >= kMostAnimations) return false;
+  // A newer movement of a property takes the place of an older one; the rest of that one goes on.
   for (Animation& other : animations_) {
     if (other.element != element) continue;
     auto& tracks = other.tracks;
@@ -119,6 +121,7 @@ void Animations::SetProgress(Element& element, const Animation& animation, doubl
     const Property& property = *track.target.property;
     if (property.number != nullptr) {
       const double value = track.fromNumber + (track.target.number - track.fromNumber) * eased;
+      // `back` may lead out of what a property allows.
       element.*property.number = std::clamp(value, property.lowest, property.highest);
     } else {
       element.*property.colour = Mixed(track.fromColour, track.target.colour, eased);
@@ -140,6 +143,8 @@ std::vector<int> Animations::Advance(double now) {
       ++at;
       continue;
     }
+    // It begins where the property is when the delay is over, not where it was when it was asked
+    // for.
     if (!at->started) {
       at->started = true;
       for (Track& track : at->tracks) {
@@ -158,6 +163,7 @@ std::vector<int> Animations::Advance(double now) {
     over.emplace_back(ends, at->token);
     at = animations_.erase(at);
   }
+  // A late frame may find many at their end; their functions hear of it in the order of time.
   std::stable_sort(over.begin(), over.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<int> tokens;

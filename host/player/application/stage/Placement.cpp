@@ -17,6 +17,7 @@ constexpr double kPi = 3.14159265358979323846;
 bool IsInside(double x, double y, double width, double height, double radius) {
   if (!(x >= 0 && y >= 0 && x < width && y < height)) return false;
   radius = std::min(radius, std::min(width, height) / 2);
+  // Only at the corners can a point be in the box and not in the shape.
   const double outX = std::max({radius - x, x - (width - radius), 0.0});
   const double outY = std::max({radius - y, y - (height - radius), 0.0});
   return hypot(outX, outY) <= radius || outX == 0 || outY == 0;
@@ -44,6 +45,7 @@ bool IsHit(const Element& element, TextSetter& texts, double x, double y) {
     case ElementKind::kGroup:
       return false;
     default:
+      // Whether or not it is loaded: a button does not wait for its picture.
       return inside && !element.src.empty();
   }
 }
@@ -54,6 +56,7 @@ Element* FindAt(Element& element, TextSetter& texts, const cairo_matrix_t& matri
 Element* FindAmongChildren(Element& element, TextSetter& texts, const cairo_matrix_t& matrix,
                            double x, double y) {
   const std::vector<Element*> ordered = InOrder(element);
+  // From front to back, the first that is hit.
   for (auto at = ordered.rbegin(); at != ordered.rend(); ++at) {
     if (Element* found = FindAt(**at, texts, matrix, x, y)) return found;
   }
@@ -65,6 +68,7 @@ Element* FindAt(Element& element, TextSetter& texts, const cairo_matrix_t& outer
   if (!element.visible || element.opacity <= 0 || element.scale <= 0) return nullptr;
   const cairo_matrix_t matrix = PlacementOf(element, outer);
   cairo_matrix_t inverse = matrix;
+  // A scale of next to nothing leaves no point to hit.
   if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) return nullptr;
   double ownX = x;
   double ownY = y;
@@ -113,6 +117,7 @@ cairo_matrix_t SceneMatrixOf(const Stage& stage, const StageFit& fit, bool leavi
   cairo_matrix_init(&matrix, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
   const Transition& transition = stage.CurrentTransition();
   if (stage.LeavingScene() != nullptr && transition.kind == TransitionKind::kSlide) {
+    // Both move together: one leaves as far as the other still has to come.
     const double way = leaving ? stage.TransitionProgress() : stage.TransitionProgress() - 1;
     cairo_matrix_translate(&matrix, transition.directionX * way * stage.width,
                            transition.directionY * way * stage.height);

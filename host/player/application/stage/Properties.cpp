@@ -73,6 +73,7 @@ bool ReadFlag(std::string_view text, bool& flag) {
   return flag || text == "false";
 }
 
+// The words of a choice stand in one text, so that the table stays constant data.
 bool ReadChoice(const char* words, std::string_view text, int& choice) {
   std::string_view rest = words;
   for (int index = 0;; ++index) {
@@ -151,6 +152,7 @@ bool ReadColour(std::string_view text, Colour& colour) {
   }
   if (text.size() != 4 && text.size() != 7 && text.size() != 9) return false;
   if (text[0] != '#') return false;
+  // Colours without their last pair are opaque.
   unsigned parts[4] = {0, 0, 0, 255};
   const size_t digits = text.size() == 4 ? 1 : 2;
   for (size_t part = 0; part * digits + 1 < text.size(); ++part) {
@@ -176,6 +178,7 @@ std::string WriteColour(const Colour& colour) {
 }
 
 bool ReadNumber(std::string_view text, double& number) {
+  // Not strtod: a comma for a point in some languages would make documents depend on the device.
   const auto result =
       std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
   return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size() &&
@@ -217,6 +220,7 @@ std::string ChoiceWord(const Property& property, int choice) {
 
 bool SetNumber(Element& element, const Property& property, double value, std::string& error) {
   PLEXION_CHECK(property.number != nullptr, "the property is a number");
+  // Written so that what is no number is refused, too.
   if (!(value >= property.lowest && value <= property.highest)) {
     error = std::string(property.name) + " is " + ShowNumber(value) + "; expected " +
             Expected(property);
@@ -243,6 +247,7 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
       break;
     }
     case ValueType::kText:
+      // The text is laid out by libraries that expect valid UTF-8 and end at a zero byte.
       good = static_cast<double>(value.size()) <= property.highest &&
              value.find('\0') == std::string_view::npos && IsUtf8(value);
       if (good) element.*property.text = std::string(value);
@@ -261,6 +266,7 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
     }
   }
   if (good) return true;
+  // As much of the value as fits a line: it may be a whole file.
   error = std::string(property.name) + " is \"" + std::string(value.substr(0, 100)) +
           "\"; expected " + Expected(property);
   return false;

@@ -12,6 +12,8 @@ namespace plexion_host::player::application {
 
 namespace {
 
+// The limit on nesting holds for scripts as well: drawing and looking for elements call themselves
+// for each level.
 unsigned DepthOf(const Element& element) {
   unsigned depth = 1;
   for (const Element* at = element.parent; at != nullptr; at = at->parent) ++depth;
@@ -36,6 +38,7 @@ size_t TextBytesOf(const Element& element) {
   return bytes;
 }
 
+// What a clone has of its original. Its handle, place in the tree and players are its own.
 void CopyLook(const Element& from, Element& to) {
   to.id = from.id;
   for (const Property* property = kProperties; property->name != nullptr; ++property) {
@@ -51,6 +54,7 @@ void CopyLook(const Element& from, Element& to) {
 
 Stage::Stage() {
   std::string error;
+  // Both are always there, so a script can put something in them without asking.
   backdrop_ = Make(ElementKind::kGroup, error);
   overlay_ = Make(ElementKind::kGroup, error);
 }
@@ -62,6 +66,8 @@ std::unique_ptr<Element> Stage::Make(ElementKind kind, std::string& error) {
   }
   auto element = std::make_unique<Element>();
   element->kind = kind;
+  // Never given twice, so a script that kept the handle of a removed element cannot get another
+  // one.
   element->handle = nextHandle_++;
   byHandle_[element->handle] = element.get();
   textBytes_ += TextBytesOf(*element);
@@ -120,7 +126,9 @@ Element* Stage::Clone(const Element& original, Element& parent, std::string& err
   textBytes_ -= TextBytesOf(*copy);
   CopyLook(original, *copy);
   textBytes_ += TextBytesOf(*copy);
+  // Pictures and players are not shared by way of the element: it loads its own.
   if (!copy->src.empty()) Touch(*copy, *FindProperty(copy->kind, "src"));
+  // Half of a copy would be worse than none.
   for (const Element* child : children) {
     if (Clone(*child, *copy, error) != nullptr) continue;
     Remove(*copy);
@@ -134,6 +142,7 @@ void Stage::Forget(Element& element) {
   byHandle_.erase(element.handle);
   PLEXION_CHECK(textBytes_ >= TextBytesOf(element), "every text was counted when it was set");
   textBytes_ -= TextBytesOf(element);
+  // A clone has the id of its original, which stays findable.
   const auto found = byId_.find(element.id);
   if (found != byId_.end() && found->second == &element) byId_.erase(found);
 }
@@ -229,6 +238,7 @@ void Stage::Show(Element& scene, const Transition& transition, double now) {
 
 bool Stage::AdvanceTransition(double now) {
   if (leaving_ == nullptr) return false;
+  // Every step of a transition is another picture, whether or not an element has changed.
   const double fraction = (now - transitionBegan_) / transition_.duration;
   ++revision_;
   if (fraction >= 1) {
@@ -241,8 +251,10 @@ bool Stage::AdvanceTransition(double now) {
 }
 
 void Stage::Touch(Element& element, const Property& property) {
+  // What only moves is found by its matrix; its own picture is not laid out or decoded again.
   if (!property.place) ++element.revision;
   ++revision_;
+  // Loaded later, once, however often a script changes it before that.
   if (property.text == &Element::src && HasSource(element.kind) && !element.resourceStale) {
     element.resourceStale = true;
     stale_.push_back(element.handle);

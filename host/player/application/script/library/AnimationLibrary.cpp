@@ -9,6 +9,7 @@ AnimationTarget ReadTarget(lua_State* state, const Element& element, const std::
   const Property& property = CheckProperty(state, element, name);
   AnimationTarget target;
   target.property = &property;
+  // A scratch element takes the value, so that its limits are those of setting it at once.
   Element wanted;
   std::string error;
   if (property.type == ValueType::kNumber && lua_type(state, -1) == LUA_TNUMBER) {
@@ -78,9 +79,11 @@ int AnimateElement(lua_State* state) {
   const ScriptContext& context = ScriptHost::Of(state).Context();
   if (!context.animations.Start(element.handle, targets, timing, token,
                                 ScriptHost::Of(state).Now())) {
+    // Nobody would ever give this reference back.
     luaL_unref(state, LUA_REGISTRYINDEX, token);
     Raise(state, "more than " + std::to_string(kMostAnimations) + " animations at once");
   }
+  // Answers the element, so that calls can be chained.
   lua_settop(state, 1);
   return 1;
 }

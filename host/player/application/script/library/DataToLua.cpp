@@ -50,6 +50,7 @@ class JsonToLua {
     lua_pushlstring(state_, value.data(), value.size());
     return Value();
   }
+  // Only binary formats have these.
   bool binary(json::binary_t&) { return false; }
   bool start_object(size_t) { return Open(false); }
   bool key(std::string& name) {
@@ -63,6 +64,7 @@ class JsonToLua {
     position_ = position;
     const std::string text = error.what();
     const size_t colon = text.find(": ");
+    // Without the library's own number of the error, which helps nobody.
     reason_ = colon == std::string::npos ? text : text.substr(colon + 2);
     return false;
   }
@@ -76,6 +78,8 @@ class JsonToLua {
       reason_ = "nested deeper than " + std::to_string(kDeepestJson) + " levels";
       return false;
     }
+    // An error in the script when there is no memory, in the midst of the parser: nothing is held
+    // there.
     luaL_checkstack(state_, 8, "JSON");
     lua_newtable(state_);
     lists_[depth_] = list;
@@ -218,6 +222,7 @@ int PushCsv(lua_State* state, const std::string& text, const std::string& name, 
   while (!reader.AtEnd()) {
     Script::Of(state).CheckTime(state);
     if (!reader.ReadRecord(fields)) return PushFailure(state, name + ":" + reader.Error());
+    // An empty line, most often the last one.
     if (fields.size() == 1 && fields[0].empty()) continue;
     lua_newtable(state);
     for (size_t i = 0; i < fields.size() && i < names.size(); ++i) {

@@ -97,6 +97,7 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
 int GetField(lua_State* state) {
   Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   const std::string name = CheckName(state, 2);
+  // Methods before properties: no property has the name of one.
   lua_rawgetp(state, LUA_REGISTRYINDEX, &elementMethods);
   if (lua_getfield(state, -1, name.c_str()) != LUA_TNIL) return 1;
   if (PushFact(state, element, name)) return 1;
@@ -137,6 +138,7 @@ int Restart(lua_State* state) {
 int Contains(lua_State* state) {
   const Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   const Element* at = &ScriptHost::Of(state).Elements().Check(state, 2);
+  // From the inside outwards: there are at most so many parents as levels.
   while (at != nullptr && at != &element) at = at->parent;
   lua_pushboolean(state, at == nullptr ? 0 : 1);
   return 1;
@@ -234,6 +236,7 @@ void OpenElementLibrary(lua_State* state) {
                                   {"__tostring", Describe},
                                   {nullptr, nullptr}};
   luaL_setfuncs(state, metamethods, 0);
+  // A script that could change it would change what every element is.
   lua_pushliteral(state, "element");
   lua_setfield(state, -2, "__metatable");
   lua_pop(state, 1);

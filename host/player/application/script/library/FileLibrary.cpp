@@ -21,6 +21,7 @@ std::string CheckText(lua_State* state, int index) {
 char OptionalSeparator(lua_State* state, int index) {
   size_t length = 0;
   const char* text = luaL_optlstring(state, index, ",", &length);
+  // These would take every table apart, or none.
   if (length != 1 || *text == '"' || *text == '\n' || *text == '\r') {
     luaL_argerror(state, index, "expected one character");
   }
@@ -119,6 +120,7 @@ int Require(lua_State* state) {
   lua_pop(state, 1);
 
   std::string file = name;
+  // The application's own files come first: an extension cannot take the place of one.
   for (char& c : file) c = c == '.' ? '/' : c;
   file += ".lua";
   const ScriptContext& context = ScriptHost::Of(state).Context();
@@ -132,6 +134,7 @@ int Require(lua_State* state) {
   }
   if (Script::Of(state).Load(state, text, file, 1) != LUA_OK) return lua_error(state);
   lua_call(state, 0, 1);
+  // What answers nothing counts as loaded all the same, and is not run again.
   if (lua_isnil(state, -1)) {
     lua_pop(state, 1);
     lua_pushboolean(state, 1);

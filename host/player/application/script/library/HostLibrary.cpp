@@ -16,6 +16,7 @@ constexpr unsigned kMostTraces = 1000;
 int Trace(lua_State* state) {
   const ScriptContext& context = ScriptHost::Of(state).Context();
   const PlayerSettings& settings = context.host.Settings();
+  // Silent without the option, and costs nothing then.
   if ((settings.traceFlags & qx::plexion::kTraceScript) == 0) return 0;
   std::string text;
   if (settings.debugMode) text = Script::Position(state, 1) + ": ";
@@ -69,6 +70,7 @@ void OpenHostLibrary(lua_State* state) {
   }
   lua_setglobal(state, "vars");
 
+  // Parsed here and not in the document's loading: the message shall name the option.
   std::vector<std::string> words;
   std::string error;
   if (!SplitArguments(settings.zorCmdLine, words, error)) {
@@ -85,6 +87,7 @@ void OpenHostLibrary(lua_State* state) {
 bool SplitArguments(const std::string& line, std::vector<std::string>& words, std::string& error) {
   std::string word;
   bool inWord = false;
+  // As a shell does it, since that is where such lines are copied from.
   char quote = '\0';
   for (size_t i = 0; i < line.size(); ++i) {
     const char c = line[i];

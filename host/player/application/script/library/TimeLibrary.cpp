@@ -32,6 +32,7 @@ int Now(lua_State* state) {
 int StartTimer(lua_State* state, bool repeats) {
   const double seconds = luaL_checknumber(state, 1);
   luaL_checktype(state, 2, LUA_TFUNCTION);
+  // A period of nothing would be due for ever.
   const double least = repeats ? kShortestPeriod : 0;
   if (!(seconds >= least && seconds <= kLongestWait)) {
     return luaL_argerror(state, 1,
@@ -63,6 +64,7 @@ void SetInteger(lua_State* state, const char* name, lua_Integer value) {
 int ClockNow(lua_State* state) {
   const timespec now = ScriptHost::Of(state).Context().wallClock();
   tm parts = {};
+  // The device's time zone: what a viewer's watch says.
   localtime_r(&now.tv_sec, &parts);
   lua_newtable(state);
   SetInteger(state, "year", parts.tm_year + 1900);
@@ -105,6 +107,7 @@ int FormatClock(lua_State* state) {
   tm parts = {};
   localtime_r(&seconds, &parts);
   const TimeLocale locale(context.host.Settings().locale, context.notices);
+  // strftime says 0 both for a text that is too long and for one that is empty.
   char text[512];
   const size_t length = strftime_l(text, sizeof text, pattern, &parts, locale.Get());
   if (length == 0 && *pattern != '\0') return luaL_argerror(state, 1, "the text is too long");

@@ -43,6 +43,7 @@ bool InClass(unsigned char c, unsigned char name) {
     case 'w':
       in = isalnum(c) != 0;
       break;
+    // Classes follow the C library's, which is what the language documents.
     case 'x':
       in = isxdigit(c) != 0;
       break;
@@ -149,6 +150,7 @@ bool PatternMatcher::MatchesItem(const char* at, const char* item, const char* i
 }
 
 const char* PatternMatcher::Match(const char* at, const char* pattern) {
+  // The language's own limit, so that patterns mean the same here.
   if (++depth_ > kDeepest) luaL_error(state_, "pattern too complex");
   const char* result = MatchHere(at, pattern);
   --depth_;
@@ -215,6 +217,7 @@ const char* PatternMatcher::MatchMost(const char* at, const char* item, const ch
                                       ptrdiff_t least) {
   ptrdiff_t count = 0;
   while (MatchesItem(at + count, item, itemEnd)) ++count;
+  // From the longest match down, as the language has it; this is what can take years.
   for (; count >= least; --count) {
     if (const char* end = Match(at + count, itemEnd + 1)) return end;
   }
@@ -231,6 +234,7 @@ const char* PatternMatcher::MatchLeast(const char* at, const char* item, const c
 const char* PatternMatcher::MatchBalance(const char* at, const char* pair) {
   if (pair + 1 >= patternEnd_) luaL_error(state_, "malformed pattern (missing arguments to '%%b')");
   if (at >= end_ || *at != pair[0]) return nullptr;
+  // Counted, not matched: pairs inside of pairs do not call themselves.
   int open = 1;
   for (const char* c = at + 1; c < end_; ++c) {
     Step();
@@ -261,6 +265,7 @@ const char* PatternMatcher::StartCapture(const char* at, const char* pattern) {
   const bool position = pattern + 1 != patternEnd_ && pattern[1] == ')';
   capture_[captures_++] = {at, position ? kPositionCapture : kOpenCapture};
   const char* end = Match(at, pattern + (position ? 2 : 1));
+  // A capture that led nowhere is taken back before another way is tried.
   if (end == nullptr) --captures_;
   return end;
 }
@@ -271,6 +276,7 @@ const char* PatternMatcher::EndCapture(const char* at, const char* pattern) {
   if (index < 0) luaL_error(state_, "invalid pattern capture");
   capture_[index].length = at - capture_[index].begin;
   const char* end = Match(at, pattern);
+  // The same for its end.
   if (end == nullptr) capture_[index].length = kOpenCapture;
   return end;
 }

@@ -78,6 +78,7 @@ int NextMatch(lua_State* state) {
   const char* end = subject.data() + subject.size();
   for (const char* at = subject.data() + from; at <= end; ++at) {
     const char* to = matcher.MatchFrom(at, pattern.data());
+    // An empty match where the last one ended would be found for ever.
     if (to == nullptr || to == last) continue;
     lua_pushinteger(state, to - subject.data());
     lua_copy(state, -1, lua_upvalueindex(3));
