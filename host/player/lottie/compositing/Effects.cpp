@@ -1,193 +1,216 @@
-// Effects on the pixels of a group: blur, shadow, and what changes colours.
+// Effects on the pixels of a group: colours by tables, and shadows.
+
 #include "host/player/lottie/compositing/Effects.h"
 
-#include <math.h>
-
 #include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "host/player/lottie/compositing/Composite.h"
+#include "host/player/lottie/raster/Rows.h"
 
 namespace plexion_host::movie {
-
 namespace {
 
-/// Three boxes in a row come close to a Gaussian; this is the radius of each.
-int BoxRadius(float sigma) {
-  if (!(sigma > 0)) return 0;
-  return std::max(0, static_cast<int>(floorf(sigma * 1.8799712f + 0.5f)) / 2);
+using Bytes = std::array<uint8_t, 256>;
+
+float Unit(float v) { return v > 0 ? std::min(v, 1.0f) : 0; }
+uint8_t Byte(float unit) { return static_cast<uint8_t>(std::lrint(Unit(unit) * 255)); }
+
+/// A pixel taken apart, not premultiplied.
+struct Parts {
+  uint32_t red, green, blue, alpha;
+};
+
+Parts PartsOf(uint32_t pixel) {
+  const uint32_t alpha = pixel >> 24;
+  const auto whole = [alpha](uint32_t part) {
+    return std::min((part * 255 + alpha / 2) / alpha, 255u);
+  };
+  return {whole(pixel >> 16 & 255), whole(pixel >> 8 & 255), whole(pixel & 255), alpha};
 }
 
-/// One box along a line of `count` values, `step` apart, for each of `channels` bytes.
-void Box(uint8_t* line, int count, size_t step, int channels, int radius, bool repeat,
-         std::vector<uint32_t>& spare) {
-  spare.resize(static_cast<size_t>(count));
-  const uint32_t width = 2 * static_cast<uint32_t>(radius) + 1;
-  for (int channel = 0; channel < channels; ++channel) {
-    auto at = [&](int i) -> uint32_t {
-      if (i < 0 || i >= count) {
-        if (!repeat) return 0;
-        i = std::clamp(i, 0, count - 1);
+uint32_t PixelOf(const Parts& parts) {
+  return parts.alpha << 24 | TimesByte(parts.red, parts.alpha) << 16 |
+         TimesByte(parts.green, parts.alpha) << 8 | TimesByte(parts.blue, parts.alpha);
+}
+
+/// Calls `change(pixel)` for all that is not transparent.
+template <class Change>
+void ForEach(const Surface& target, const IntRect& rect, Change change) {
+  const IntRect area = rect.Cut(target.Bounds());
+  for (int y = area.top; y < area.bottom; ++y) {
+    uint32_t* const row = target.Row(y);
+    // Neighbours are often alike, and dividing takes long.
+    uint32_t from = 0;
+    uint32_t to = 0;
+    for (int x = area.left; x < area.right; ++x) {
+      if (row[x] == 0) continue;
+      if (row[x] != from) {
+        from = row[x];
+        to = from >> 24 == 0 ? from : change(from);
       }
-      return line[static_cast<size_t>(i) * step + static_cast<size_t>(channel)];
-    };
-    uint32_t sum = 0;
-    for (int i = -radius; i <= radius; ++i) sum += at(i);
-    for (int i = 0; i < count; ++i) {
-      spare[static_cast<size_t>(i)] = (sum + width / 2) / width;
-      sum += at(i + radius + 1) - at(i - radius);
-    }
-    for (int i = 0; i < count; ++i) {
-      line[static_cast<size_t>(i) * step + static_cast<size_t>(channel)] =
-          static_cast<uint8_t>(spare[static_cast<size_t>(i)]);
+      row[x] = to;
     }
   }
 }
 
-void Boxes(uint8_t* first, size_t strideBytes, const IntRect& rect, int channels, float sigmaX,
-           float sigmaY, bool repeat, std::vector<uint32_t>& spare) {
-  const auto bytes = static_cast<size_t>(channels);
-  const int radiusX = std::min(BoxRadius(sigmaX), rect.Width());
-  const int radiusY = std::min(BoxRadius(sigmaY), rect.Height());
-  for (int pass = 0; pass < 3; ++pass) {
-    for (int y = rect.top; radiusX > 0 && y < rect.bottom; ++y) {
-      uint8_t* line =
-          first + static_cast<size_t>(y) * strideBytes + static_cast<size_t>(rect.left) * bytes;
-      Box(line, rect.Width(), bytes, channels, radiusX, repeat, spare);
+/// How light a colour is: the mean of its channels by light, as the eye's scale has it.
+class Lightness {
+ public:
+  Lightness() {
+    for (size_t i = 0; i < 256; ++i) {
+      const double v = static_cast<double>(i) / 255;
+      light_[i] = static_cast<uint16_t>(
+          std::lrint((v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4)) * 4095 / 3));
     }
-    for (int x = rect.left; radiusY > 0 && x < rect.right; ++x) {
-      uint8_t* line =
-          first + static_cast<size_t>(rect.top) * strideBytes + static_cast<size_t>(x) * bytes;
-      Box(line, rect.Height(), strideBytes, channels, radiusY, repeat, spare);
+    for (size_t i = 0; i < eye_.size(); ++i) {
+      const double v = std::min(static_cast<double>(i) / 4095, 1.0);
+      eye_[i] = static_cast<uint8_t>(
+          std::lrint((v <= 0.0031308 ? v * 12.92 : 1.055 * std::pow(v, 1 / 2.4) - 0.055) * 255));
     }
   }
-}
-
-/// Changes each pixel's colour, which the change sees not multiplied by its alpha, 0 to 1.
-template <typename Change>
-void EachPixel(const Surface& target, const IntRect& rect, const Change& change) {
-  const IntRect cut = rect.Cut(target.Bounds());
-  for (int y = cut.top; y < cut.bottom; ++y) {
-    for (uint32_t* pixel = target.Row(y) + cut.left; pixel < target.Row(y) + cut.right; ++pixel) {
-      const uint32_t alpha = *pixel >> 24;
-      if (alpha == 0) continue;
-      const float scale = 1.0f / static_cast<float>(alpha);
-      Colour colour = {static_cast<float>(*pixel >> 16 & 255) * scale,
-                       static_cast<float>(*pixel >> 8 & 255) * scale,
-                       static_cast<float>(*pixel & 255) * scale, static_cast<float>(alpha) / 255};
-      change(colour);
-      const float whole = std::clamp(colour.alpha, 0.f, 1.f) * 255;
-      auto channel = [whole](float value) {
-        return static_cast<uint32_t>(lroundf(std::clamp(value, 0.f, 1.f) * whole));
-      };
-      *pixel = static_cast<uint32_t>(lroundf(whole)) << 24 | channel(colour.red) << 16 |
-               channel(colour.green) << 8 | channel(colour.blue);
-    }
+  uint8_t Of(const Parts& parts) const {
+    return eye_[static_cast<size_t>(light_[parts.red]) + light_[parts.green] + light_[parts.blue]];
   }
+
+ private:
+  std::array<uint16_t, 256> light_{};
+  std::array<uint8_t, 4100> eye_{};
+};
+
+const Lightness& TheLightness() {
+  static const Lightness lightness;
+  return lightness;
 }
 
-Colour Mixed(const Colour& from, const Colour& to, float share) {
-  auto mix = [share](float a, float b) { return a + (b - a) * share; };
-  return {mix(from.red, to.red), mix(from.green, to.green), mix(from.blue, to.blue), 1};
+/// Three colours along the lightness, or two where the middle one is between them.
+Bytes Ramp(float low, float middle, float high) {
+  Bytes bytes{};
+  for (size_t i = 0; i < 256; ++i) {
+    const float t = static_cast<float>(i) / 255 * 2;
+    bytes[i] = Byte(t < 1 ? low + (middle - low) * t : middle + (high - middle) * (t - 1));
+  }
+  return bytes;
 }
 
-float Lightness(const Colour& colour) { return (colour.red + colour.green + colour.blue) / 3; }
-
-float Levelled(const Levels& levels, float value) {
+Bytes TableOf(const Levels& levels) {
   const float low = std::min(levels.inputBlack, levels.inputWhite);
   const float high = std::max(levels.inputBlack, levels.inputWhite);
-  const bool falls = levels.inputWhite < levels.inputBlack;
-  if (value <= low) return falls ? levels.outputWhite : levels.outputBlack;
-  if (value >= high) return falls ? levels.outputBlack : levels.outputWhite;
-  const float share = (value - levels.inputBlack) / (levels.inputWhite - levels.inputBlack);
-  const float gamma = levels.gamma > 0 ? 1 / levels.gamma : 1;
-  return levels.outputBlack + (levels.outputWhite - levels.outputBlack) * powf(share, gamma);
+  const float range = levels.inputWhite - levels.inputBlack;
+  const float gamma = levels.gamma > 0 ? levels.gamma : 1e-6f;
+  Bytes bytes{};
+  for (size_t i = 0; i < 256; ++i) {
+    const float v = static_cast<float>(i) / 255;
+    float out = 0;
+    if (v <= low) {
+      out = range < 0 ? levels.outputWhite : levels.outputBlack;
+    } else if (v >= high) {
+      out = range < 0 ? levels.outputBlack : levels.outputWhite;
+    } else {
+      out = levels.outputBlack + (levels.outputWhite - levels.outputBlack) *
+                                     std::pow((v - levels.inputBlack) / range, 1 / gamma);
+    }
+    bytes[i] = Byte(out);
+  }
+  return bytes;
 }
 
 }  // namespace
 
-void Blur::Run(const Surface& target, const IntRect& rect, float sigmaX, float sigmaY, Edge edge) {
-  const IntRect cut = rect.Cut(target.Bounds());
-  if (cut.IsEmpty()) return;
-  Boxes(reinterpret_cast<uint8_t*>(target.pixels), target.strideBytes, cut, 4, sigmaX, sigmaY,
-        edge == Edge::kRepeat, sums_);
-}
-
-void Blur::Run(const Coverage& target, const IntRect& rect, float sigmaX, float sigmaY, Edge edge) {
-  const IntRect cut = rect.Cut(target.Bounds());
-  if (cut.IsEmpty()) return;
-  Boxes(target.values, target.strideBytes, cut, 1, sigmaX, sigmaY, edge == Edge::kRepeat, sums_);
-}
-
-int Blur::Reach(float sigma) { return 3 * BoxRadius(std::min(sigma, 4096.f)); }
-
 void FillEffect(const Surface& target, const IntRect& rect, const Colour& colour, float opacity) {
-  EachPixel(target, rect, [&](Colour& pixel) {
-    pixel = {colour.red, colour.green, colour.blue, pixel.alpha * opacity};
-  });
+  const uint32_t full = 255u << 24 | uint32_t{Byte(colour.red)} << 16 |
+                        uint32_t{Byte(colour.green)} << 8 | Byte(colour.blue);
+  const uint32_t alpha = Byte(Unit(colour.alpha) * Unit(opacity));
+  ForEach(target, rect,
+          [=](uint32_t pixel) { return PixelTimes(full, TimesByte(pixel >> 24, alpha)); });
 }
 
 void TintEffect(const Surface& target, const IntRect& rect, const Colour& black,
                 const Colour& white, float amount) {
-  EachPixel(target, rect, [&](Colour& pixel) {
-    const float alpha = pixel.alpha;
-    pixel = Mixed(pixel, Mixed(black, white, Lightness(pixel)), amount);
-    pixel.alpha = alpha;
+  const auto middle = [](float a, float b) { return (Unit(a) + Unit(b)) / 2; };
+  const Bytes red = Ramp(Unit(black.red), middle(black.red, white.red), Unit(white.red));
+  const Bytes green = Ramp(Unit(black.green), middle(black.green, white.green), Unit(white.green));
+  const Bytes blue = Ramp(Unit(black.blue), middle(black.blue, white.blue), Unit(white.blue));
+  const Lightness& lightness = TheLightness();
+  const uint32_t part = Byte(amount);
+  const auto mix = [part](uint32_t from, uint32_t to) {
+    return TimesByte(to, part) + TimesByte(from, 255 - part);
+  };
+  ForEach(target, rect, [&](uint32_t pixel) {
+    const Parts parts = PartsOf(pixel);
+    const uint8_t light = lightness.Of(parts);
+    return PixelOf({std::min(mix(parts.red, red[light]), 255u),
+                    std::min(mix(parts.green, green[light]), 255u),
+                    std::min(mix(parts.blue, blue[light]), 255u), parts.alpha});
   });
 }
 
 void TritoneEffect(const Surface& target, const IntRect& rect, const Colour& shadows,
                    const Colour& midtones, const Colour& highlights) {
-  EachPixel(target, rect, [&](Colour& pixel) {
-    const float light = Lightness(pixel) * 2;
-    const float alpha = pixel.alpha;
-    pixel = light < 1 ? Mixed(shadows, midtones, light) : Mixed(midtones, highlights, light - 1);
-    pixel.alpha = alpha;
+  const Bytes red = Ramp(shadows.red, midtones.red, highlights.red);
+  const Bytes green = Ramp(shadows.green, midtones.green, highlights.green);
+  const Bytes blue = Ramp(shadows.blue, midtones.blue, highlights.blue);
+  const Lightness& lightness = TheLightness();
+  ForEach(target, rect, [&](uint32_t pixel) {
+    const Parts parts = PartsOf(pixel);
+    const uint8_t light = lightness.Of(parts);
+    return PixelOf({red[light], green[light], blue[light], parts.alpha});
   });
 }
 
 void LevelsEffect(const Surface& target, const IntRect& rect, const Levels& all, const Levels& red,
                   const Levels& green, const Levels& blue, const Levels& alpha) {
-  EachPixel(target, rect, [&](Colour& pixel) {
-    pixel.red = Levelled(all, Levelled(red, pixel.red));
-    pixel.green = Levelled(all, Levelled(green, pixel.green));
-    pixel.blue = Levelled(all, Levelled(blue, pixel.blue));
-    pixel.alpha = Levelled(alpha, pixel.alpha);
+  const Bytes common = TableOf(all);
+  Bytes tables[3] = {TableOf(red), TableOf(green), TableOf(blue)};
+  for (Bytes& table : tables) {
+    for (uint8_t& value : table) value = common[value];
+  }
+  const Bytes opacity = TableOf(alpha);
+  ForEach(target, rect, [&](uint32_t pixel) {
+    const Parts parts = PartsOf(pixel);
+    return PixelOf({tables[0][parts.red], tables[1][parts.green], tables[2][parts.blue],
+                    opacity[parts.alpha]});
   });
 }
 
 void DropShadowEffect(Blur& blur, const Surface& target, const Surface& spare, const IntRect& rect,
                       const Colour& colour, float offsetX, float offsetY, float sigma,
                       bool shadowOnly) {
-  const IntRect cut = rect.Cut(target.Bounds()).Cut(spare.Bounds());
-  if (cut.IsEmpty()) return;
-  const int moveX = static_cast<int>(lroundf(std::clamp(offsetX, -8192.f, 8192.f)));
-  const int moveY = static_cast<int>(lroundf(std::clamp(offsetY, -8192.f, 8192.f)));
-  auto byte = [](float value) {
-    return static_cast<uint32_t>(lroundf(std::clamp(value, 0.f, 1.f) * 255));
+  const IntRect area = rect.Cut(target.Bounds()).Cut(spare.Bounds());
+  if (area.IsEmpty() || !std::isfinite(offsetX) || !std::isfinite(offsetY)) return;
+  // Whole pixels: what is blurred shows no more.
+  const auto whole = [](float v) {
+    return static_cast<int>(std::lrint(std::clamp(v, -1e6f, 1e6f)));
   };
-  for (int y = cut.top; y < cut.bottom; ++y) {
-    for (int x = cut.left; x < cut.right; ++x) {
-      const int fromX = x - moveX;
-      const int fromY = y - moveY;
-      const bool inside =
-          fromX >= cut.left && fromX < cut.right && fromY >= cut.top && fromY < cut.bottom;
-      const float alpha =
-          inside ? static_cast<float>(target.Row(fromY)[fromX] >> 24) / 255 * colour.alpha : 0;
-      spare.Row(y)[x] = byte(alpha) << 24 | byte(colour.red * alpha) << 16 |
-                        byte(colour.green * alpha) << 8 | byte(colour.blue * alpha);
-    }
+  const int dx = whole(offsetX);
+  const int dy = whole(offsetY);
+  // The shadow of what lies so far outside of the moved rectangle still reaches into it: so it is
+  // blurred in its place and moved then.
+  for (int y = area.top; y < area.bottom; ++y) {
+    std::copy(target.Row(y) + area.left, target.Row(y) + area.right, spare.Row(y) + area.left);
   }
-  blur.Run(spare, cut, sigma, sigma);
-  for (int y = cut.top; y < cut.bottom; ++y) {
-    for (int x = cut.left; x < cut.right; ++x) {
-      const uint32_t above = shadowOnly ? 0 : target.Row(y)[x];
-      const uint32_t through = 255 - (above >> 24);
-      const uint32_t below = spare.Row(y)[x];
-      uint32_t sum = 0;
-      for (int shift = 0; shift < 32; shift += 8) {
-        sum |= ((above >> shift & 255) + ((below >> shift & 255) * through + 127) / 255) << shift;
+  FillEffect(spare, area, colour, 1);
+  blur.Run(spare, area, sigma, sigma);
+  Surface shadow{spare.Row(area.top) + area.left, area.Width(), area.Height(), spare.strideBytes};
+  if (!shadowOnly) {
+    // Below: the shadow first, then the picture over it. Without a second spare surface that is the
+    // shadow under each pixel.
+    for (int y = area.top; y < area.bottom; ++y) {
+      const int from = y - dy - area.top;
+      if (from < 0 || from >= shadow.height) continue;
+      uint32_t* const row = target.Row(y);
+      const uint32_t* const below = shadow.Row(from);
+      for (int x = std::max(area.left, area.left + dx); x < std::min(area.right, area.right + dx);
+           ++x) {
+        const uint32_t alpha = row[x] >> 24;
+        if (alpha != 255) row[x] += PixelTimes(below[x - dx - area.left], 255 - alpha);
       }
-      target.Row(y)[x] = sum;
     }
+    return;
   }
+  target.Clear(area);
+  Composite(target, shadow, area.left + dx, area.top + dy, area, 1, BlendMode::kNormal);
 }
 
 }  // namespace plexion_host::movie
