@@ -18,7 +18,8 @@ Point operator-(Point a, Point b) { return {a.x - b.x, a.y - b.y}; }
 Point operator*(Point a, float factor) { return {a.x * factor, a.y * factor}; }
 float Dot(Point a, Point b) { return a.x * b.x + a.y * b.y; }
 float Cross(Point a, Point b) { return a.x * b.y - a.y * b.x; }
-float Length(Point a) { return std::hypot(a.x, a.y); }
+// Coordinates are bounded so that squares are finite.
+float Length(Point a) { return std::sqrt(Dot(a, a)); }
 /// Towards the side that is walked first: the left one on the screen.
 Point Normal(Point direction) { return {direction.y, -direction.x}; }
 /// Of length 1, or `other` where there is no direction.
@@ -112,8 +113,9 @@ class Stroker::Run {
   static Point Tangent(const Point c[4], float t) {
     const float s = 1 - t;
     const Point d = (c[1] - c[0]) * (s * s) + (c[2] - c[1]) * (2 * s * t) + (c[3] - c[2]) * (t * t);
-    const float size = std::max({Length(c[1] - c[0]), Length(c[2] - c[1]), Length(c[3] - c[2])});
-    if (Length(d) > size * 1e-4f) return Direction(d, {});
+    const auto square = [](Point p) { return Dot(p, p); };
+    const float size = std::max({square(c[1] - c[0]), square(c[2] - c[1]), square(c[3] - c[2])});
+    if (square(d) > size * 1e-8f) return Direction(d, {});
     // A handle of no length: the curve leaves towards the next point that is another.
     const Point towards = t < 0.5f ? At(c, t + 1e-3f) - At(c, t) : At(c, t) - At(c, t - 1e-3f);
     return Direction(towards, {});
