@@ -76,6 +76,9 @@ std::string Shown(unsigned char byte) {
 
 ProbeResult ProbeBytes(const unsigned char* bytes, size_t count) {
   const std::string_view head(reinterpret_cast<const char*>(bytes), count);
+  // A movie may come packed: alone, or in an archive with its pictures.
+  if (head.compare(0, 2, "\x1f\x8b"sv) == 0) return {ContentKind::kMovie, "packed movie"};
+  if (head.compare(0, 4, "PK\x03\x04"sv) == 0) return {ContentKind::kMovie, "movie archive"};
   if (const char* media = MediaName(head)) return {ContentKind::kMedia, media};
 
   size_t first = head.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;

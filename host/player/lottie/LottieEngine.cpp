@@ -11,6 +11,7 @@
 #include "host/player/lottie/document/AssetFolder.h"
 #include "host/player/lottie/document/MovieFile.h"
 #include "host/player/lottie/document/Reader.h"
+#include "host/player/lottie/document/Theme.h"
 #include "host/player/lottie/scene/Images.h"
 #include "host/player/lottie/scene/NotDrawn.h"
 #include "host/player/lottie/scene/Painter.h"
@@ -115,13 +116,20 @@ class LottieEngine final : public Engine {
     movie::JsonValue document;
     if (!ReadJson(file.Document(), {}, cancelled, tree, document, error.message)) return false;
     host_.ReportProgress(kParsedAt);
+    movie::JsonValue theme;
+    if (!file.Theme().empty() &&
+        !ReadJson(file.Theme(), {}, cancelled, tree, theme, error.message)) {
+      error.message = "theme: " + error.message;
+      return false;
+    }
+    ApplyTheme(theme, tree, document);
     if (!ReadMovie(document, movie_, error.message)) return false;
     host_.ReportProgress(kCheckedAt);
     const movie::AssetFolder folder(content.path);
-    const auto read = [&](std::string_view name, uint64_t most, WatchedBuffer& bytes,
+    const auto read = [&](std::string_view name, uint64_t most, movie::Unpacked& bytes,
                           std::string& reason) {
-      return file.ReadAsset(name, most, host_.Memory(), bytes, reason) ||
-             (!file.IsArchive() && folder.Read(name, most, host_.Memory(), bytes, reason));
+      return file.IsArchive() ? file.ReadAsset(name, most, host_, bytes, reason)
+                              : folder.Read(name, most, host_.Memory(), bytes, reason);
     };
     const auto missing = [this](const movie::ImageAsset& asset, const std::string& reason) {
       host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,

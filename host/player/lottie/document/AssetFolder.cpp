@@ -69,7 +69,7 @@ int AssetFolder::Open(std::string_view name, std::string& error) const {
 }
 
 bool AssetFolder::Read(std::string_view name, uint64_t mostBytes,
-                       qx::plexion::MemoryWatchdog* watchdog, player::WatchedBuffer& bytes,
+                       qx::plexion::MemoryWatchdog* watchdog, Unpacked& bytes,
                        std::string& error) const {
   const int file = Open(name, error);
   if (file < 0) return false;
@@ -81,13 +81,15 @@ bool AssetFolder::Read(std::string_view name, uint64_t mostBytes,
             std::to_string(mostBytes) + " are read";
     read = false;
   }
-  if (read && !bytes.Resize(watchdog, static_cast<size_t>(status.st_size))) {
+  bytes.bytes = std::make_unique<player::WatchedBuffer>();
+  bytes.count = read ? static_cast<size_t>(status.st_size) : 0;
+  if (read && !bytes.bytes->Resize(watchdog, bytes.count)) {
     error = "no memory for its " + std::to_string(status.st_size) + " bytes";
     read = false;
   }
   size_t done = 0;
-  while (read && done < bytes.Size()) {
-    const ssize_t got = ::read(file, bytes.As<char>() + done, bytes.Size() - done);
+  while (read && done < bytes.count) {
+    const ssize_t got = ::read(file, bytes.bytes->As<char>() + done, bytes.count - done);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) {
       error = got < 0 ? Reason(errno) : "it has become shorter";

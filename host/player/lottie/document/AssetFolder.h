@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/player/WatchedMemory.h"
+#include "host/player/lottie/document/Archive.h"
 
 namespace plexion_host::movie {
 
@@ -23,7 +23,7 @@ class AssetFolder {
   /// Reads a file of at most `mostBytes`.
   /// Returns  false with the reason.
   bool Read(std::string_view name, uint64_t mostBytes, qx::plexion::MemoryWatchdog* watchdog,
-            player::WatchedBuffer& bytes, std::string& error) const;
+            Unpacked& bytes, std::string& error) const;
 
  private:
   int Open(std::string_view name, std::string& error) const;

@@ -6,10 +6,14 @@
 
 #include "host/player/Engine.h"
 #include "host/player/WatchedMemory.h"
+#include "host/player/lottie/document/Archive.h"
+#include "host/player/lottie/document/Json.h"
 
 namespace plexion_host::movie {
 
-/// A movie's file: the document alone.
+/// A movie's file: a document, packed by gzip or not, or a ".lottie" archive with documents, pictures
+/// and themes. Which of an archive's animations and themes are taken say the variables "animation"
+/// and "theme", else its manifest.
 class MovieFile {
  public:
   /// Reads the file.
@@ -18,13 +22,25 @@ class MovieFile {
 
   /// The document's text.
   std::string_view Document() const { return document_; }
-  bool IsArchive() const { return false; }
-  /// A file of the archive. Returns  false with the reason.
-  bool ReadAsset(std::string_view name, uint64_t mostBytes, qx::plexion::MemoryWatchdog* watchdog,
-                 player::WatchedBuffer& bytes, std::string& error) const;
+  /// The text of the theme; empty: none.
+  std::string_view Theme() const { return theme_.Text(); }
+  bool IsArchive() const { return archived_; }
+  /// A picture of the archive. Returns  false with the reason.
+  bool ReadAsset(std::string_view name, uint64_t mostBytes, player::EngineHost& host,
+                 Unpacked& bytes, std::string& error) const;
 
  private:
-  player::WatchedBuffer bytes_;
+  bool ReadBytes(const std::string& path, player::EngineHost& host, player::EngineError& error);
+  bool OpenArchive(player::EngineHost& host, std::string& error);
+  bool ReadPart(const std::string& folder, const std::string& oldFolder, const std::string& id,
+                player::EngineHost& host, Unpacked& bytes, std::string& error) const;
+
+  player::WatchedBuffer file_;
+  std::string_view bytes_;
+  Archive archive_;
+  bool archived_ = false;
+  Unpacked unpacked_;
+  Unpacked theme_;
   std::string_view document_;
 };
 

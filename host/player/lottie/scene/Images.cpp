@@ -26,7 +26,7 @@ int Digit(char c) {
 }  // namespace
 
 bool DecodeDataAddress(std::string_view address, qx::plexion::MemoryWatchdog* watchdog,
-                       player::WatchedBuffer& bytes, std::string& error) {
+                       Unpacked& bytes, std::string& error) {
   const size_t comma = address.find(',');
   const std::string_view head = address.substr(0, comma);
   if (comma == std::string_view::npos || head.find(";base64") == std::string_view::npos) {
@@ -34,13 +34,14 @@ bool DecodeDataAddress(std::string_view address, qx::plexion::MemoryWatchdog* wa
     return false;
   }
   const std::string_view text = address.substr(comma + 1);
-  player::WatchedBuffer decoded;
-  if (!decoded.Resize(watchdog, text.size() / 4 * 3 + 3)) {
+  bytes.bytes = std::make_unique<player::WatchedBuffer>();
+  if (!bytes.bytes->Resize(watchdog, text.size() / 4 * 3 + 3)) {
     error = "no memory for its bytes";
     return false;
   }
-  uint8_t* out = decoded.As<uint8_t>();
-  size_t count = 0;
+  uint8_t* out = bytes.bytes->As<uint8_t>();
+  size_t& count = bytes.count;
+  count = 0;
   uint32_t bits = 0;
   int have = 0;
   for (const char c : text) {
@@ -58,11 +59,6 @@ bool DecodeDataAddress(std::string_view address, qx::plexion::MemoryWatchdog* wa
     have -= 8;
     out[count++] = static_cast<uint8_t>(bits >> have);
   }
-  if (!bytes.Resize(watchdog, count)) {
-    error = "no memory for its bytes";
-    return false;
-  }
-  if (count > 0) memcpy(bytes.Data(), out, count);
   return true;
 }
 
@@ -74,13 +70,14 @@ bool Images::Load(const Movie& movie, const Reader& reader, const std::function<
       error = "loading was stopped";
       return false;
     }
-    player::WatchedBuffer bytes;
+    Unpacked bytes;
     std::string reason;
     const bool data = asset.source.substr(0, 5) == "data:";
     const bool read = data ? DecodeDataAddress(asset.source, watchdog_, bytes, reason)
                            : reader(std::string(asset.folder) + std::string(asset.source),
                                     kMostFileBytes, bytes, reason);
-    if (!read || !Decode(bytes.As<uint8_t>(), bytes.Size(), asset, cancelled, reason)) {
+    if (!read || !Decode(reinterpret_cast<const uint8_t*>(bytes.Text().data()), bytes.count, asset,
+                         cancelled, reason)) {
       missing(asset, reason);
     }
   }

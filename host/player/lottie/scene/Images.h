@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/player/WatchedMemory.h"
+#include "host/player/lottie/document/Archive.h"
 #include "host/player/lottie/document/Model.h"
 #include "host/player/lottie/raster/Image.h"
 
@@ -27,8 +28,8 @@ struct LoadedImage {
 class Images {
  public:
   /// Reads a file of the movie into `bytes`. Returns  false with the reason.
-  using Reader = std::function<bool(std::string_view name, uint64_t mostBytes,
-                                    player::WatchedBuffer& bytes, std::string& error)>;
+  using Reader = std::function<bool(std::string_view name, uint64_t mostBytes, Unpacked& bytes,
+                                    std::string& error)>;
 
   explicit Images(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
 
@@ -53,7 +54,7 @@ class Images {
 
 /// The bytes of a "data:" address. Returns  false with the reason.
 bool DecodeDataAddress(std::string_view address, qx::plexion::MemoryWatchdog* watchdog,
-                       player::WatchedBuffer& bytes, std::string& error);
+                       Unpacked& bytes, std::string& error);
 
 }  // namespace plexion_host::movie
 

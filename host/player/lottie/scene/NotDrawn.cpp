@@ -48,7 +48,7 @@ class Teller {
       if (shape.hidden) continue;
       if (shape.kind == ShapeKind::kUnknown) Tell("shapes of type " + Quoted(shape.type));
       if (shape.kind == ShapeKind::kMerge && shape.mode > 1) {
-        Tell("a merge of paths by mode " + std::to_string(shape.mode));
+        Tell("the cut of merged paths (mode " + std::to_string(shape.mode) + ")");
       }
       if (shape.blend >= kBlendModes) Tell("blend mode " + std::to_string(shape.blend));
       Look(shape.items);
