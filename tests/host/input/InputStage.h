@@ -27,9 +27,9 @@ class InputStage : public IHostWindows, public FakeService {
     Rect GetRectOnScreen() const override { return plane != nullptr ? plane->GetRect() : rect_; }
     qx::platform::OutputPlane* GetOutputPlane() override { return plane; }
     bool IsActiveStageWindow() override {
-      const bool active = stage_.active == this;
+      const bool answer = stage_.active == this;
       if (stage_.onActiveAsked) stage_.onActiveAsked();
-      return active;
+      return answer;
     }
     bool SetActiveStageWindow() override {
       if (playing && stage_.active != this) {
@@ -112,6 +112,9 @@ class InputStage : public IHostWindows, public FakeService {
   void RequestQuit() override {}
 
   // The service
+  // Two of each name: the list of windows hands the keys on to the service.
+  void DispatchKeyDown(uint32_t key) override { IHostWindows::DispatchKeyDown(key); }
+  void DispatchKeyUp(uint32_t key) override { IHostWindows::DispatchKeyUp(key); }
   void DispatchKeyDown(unsigned long key) override { Write("key down", key); }
   void DispatchKeyUp(unsigned long key) override { Write("key up", key); }
   void DispatchScrollWheelScroll(qx::plexion::ScrollWheelDirection direction,

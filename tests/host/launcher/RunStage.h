@@ -122,9 +122,14 @@ class RunService final : public FakeService {
 
   /// All windows of that content are loaded from now on.
   void MakeReady(const std::string& content) {
-    for (Window* const window : Ask([this] { return windows_; })) {
-      if (window->Content() == content) window->Tell(qx::plexion::kStatusReadyToAnimate);
-    }
+    const auto found = Ask([&] {
+      std::vector<Window*> of;
+      for (Window* const window : windows_) {
+        if (window->Content() == content) of.push_back(window);
+      }
+      return of;
+    });
+    for (Window* const window : found) window->Tell(qx::plexion::kStatusReadyToAnimate);
   }
   /// Destructions of what hangs go on.
   void Release() {
