@@ -31,7 +31,7 @@ double WorkingSeconds() {
 }
 
 /// In front of each block, so that freeing knows what it had.
-struct alignas(16) BlockHead {
+struct BlockHead {
   size_t bytes;
 };
 
@@ -145,11 +145,10 @@ void ScriptMachine::Charge(duk_context* context, double steps) {
   frameSteps_ += steps;
   sinceClock_ += steps;
   if (spent_ == nullptr) {
-    if (steps_ > limits_.stepsPerEvaluation) {
-      spent_ = "it takes too long";
-    } else if (frameSteps_ > limits_.stepsPerFrame) {
+    const bool own = steps_ > limits_.stepsPerEvaluation;
+    if (!own && frameSteps_ > limits_.stepsPerFrame) {
       spent_ = "the expressions of one frame take too long";
-    } else if (sinceClock_ > kStepsOfClock && SpentTime()) {
+    } else if (own || (sinceClock_ > kStepsOfClock && SpentTime())) {
       spent_ = "it takes too long";
     }
   }

@@ -437,23 +437,9 @@ Translator::Piece Translator::Assignment(bool noIn) {
 }
 
 Translator::Piece Translator::AssignTo(Piece target, bool noIn) {
-  static constexpr std::string_view kSigns[] = {"=",
-                                                "+=",
-                                                "-=",
-                                                "*=",
-                                                "/=",
-                                                "%=",
-                                                "**=",
-                                                "<<=",
-                                                ">>=",
-                                                ">>>=",
-                                                "&=",
-                                                "|=",
-                                                "^=",
-                                                "&&=",
-                                                "||=",
-                                                "?"
-                                                "?="};
+  static constexpr std::string_view kSigns[] = {
+      "=",   "+=",   "-=", "*=", "/=", "%=",  "**=", "<<=",
+      ">>=", ">>>=", "&=", "|=", "^=", "&&=", "||=", "?\?="};
   if (Current().kind != TokenKind::kSign ||
       std::find(std::begin(kSigns), std::end(kSigns), Current().text) == std::end(kSigns)) {
     return target;
@@ -468,10 +454,7 @@ Translator::Piece Translator::AssignTo(Piece target, bool noIn) {
   if (sign == "&&=" || sign == "||=") {
     return {name + "=(" + name + sign.substr(0, 2) + "(" + value + "))"};
   }
-  if (sign ==
-      "?"
-      "?=")
-    return {name + "=(" + name + "!=null?" + name + ":(" + value + "))"};
+  if (sign == "?\?=") return {name + "=(" + name + "!=null?" + name + ":(" + value + "))"};
   if (sign == "**=") return {name + "=Math.pow(" + name + "," + value + ")"};
   if (lists_ && !list.empty() && target.place == Place::kName) {
     return {name + "=" + std::string(list) + "(" + name + "," + value + ")"};

@@ -224,7 +224,7 @@ bool Fonts::Map::Shape(const TextFont& font, std::string_view line, bool apart,
       if (backwards ? first > 0 : last < glyphs->num_glyphs) {
         end = glyphs->log_clusters[backwards ? first - 1 : last];
       }
-      cluster.start = static_cast<size_t>(run->item->offset + start);
+      cluster.start = static_cast<size_t>(run->item->offset) + static_cast<size_t>(start);
       cluster.bytes = static_cast<size_t>(std::max(end - start, 0));
       cluster.advance = width / PANGO_SCALE;
       cluster.place = place++;
