@@ -10,6 +10,8 @@ namespace plexion_host::movie {
 namespace {
 
 constexpr int kNotYet = -2;
+/// Type of an effect's value that names a layer.
+constexpr int kLayerControl = 10;
 
 // A node's pointer says what it is by its kind, but for two pairs that share one: a path among
 // properties and a value among effects are marked by an odd address.
@@ -264,7 +266,7 @@ NodeNames ScriptAccess::NamesOf(const SceneNode& node) {
     case NodeKind::kEffect: {
       if (IsOdd(node.what)) {
         const EffectValue& value = *FromOdd<EffectValue>(node.what);
-        return {value.name, value.matchName, {}, 0};
+        return {value.name, value.matchName, value.type == kLayerControl ? "layer" : "", 0};
       }
       const Effect& effect = As<Effect>(node);
       return {effect.name, effect.matchName, {}, effect.index};

@@ -74,15 +74,17 @@ SceneNode NamedLayer(ScriptMachine& machine, const SceneNode& property) {
 
 void PushFound(duk_context* context, const SceneNode& node) {
   ScriptMachine& machine = ScriptMachine::Of(context);
-  if (node.kind != NodeKind::kProperty) {
+  IScriptScene& scene = machine.Scene();
+  // A value of an effect is meant when it is named.
+  const SceneNode value = node.kind == NodeKind::kEffect ? scene.PartOf(node, "v") : SceneNode();
+  const SceneNode& property = value ? value : node;
+  if (property.kind != NodeKind::kProperty) {
     machine.PushNode(context, node);
-    return;
+  } else if (scene.NamesOf(node).type == "layer") {
+    machine.PushNode(context, NamedLayer(machine, property));
+  } else {
+    machine.PushProperty(context, property, machine.NowOf(property), true);
   }
-  if (machine.Scene().NamesOf(node).type == "layer") {
-    machine.PushNode(context, NamedLayer(machine, node));
-    return;
-  }
-  machine.PushProperty(context, node, machine.NowOf(node), true);
 }
 
 /// Position is three properties when it is split.

@@ -83,11 +83,9 @@ class FakeScene : public IScriptScene {
     Thing* effects = Part(box, "ef", NodeKind::kEffects);
     Thing* slider = Item(effects, NodeKind::kEffect, "Speed", "5");
     slider->matchName = "ADBE Slider Control";
-    amount = Item(slider, NodeKind::kProperty, "Slider", "");
-    amount->value = Numbers({12});
+    amount = Property(Item(slider, NodeKind::kEffect, "Slider", ""), "v", Numbers({12}));
     Thing* chooser = Item(effects, NodeKind::kEffect, "Target", "5");
-    Thing* target = Item(chooser, NodeKind::kProperty, "Layer", "layer");
-    target->value = Numbers({5});
+    Property(Item(chooser, NodeKind::kEffect, "Layer", "layer"), "v", Numbers({5}));
     Thing* mask =
         Item(Part(box, "masksProperties", NodeKind::kMasks), NodeKind::kMask, "Mask 1", "");
     Property(mask, "o", Numbers({50}));
