@@ -202,5 +202,13 @@ TEST(StrokeTest, NothingIsDrawnOfWhatHasNoSize) {
   EXPECT_EQ(AreaOf(line, Style(3, LineCap::kRound, LineJoin::kRound)), 0);
 }
 
+TEST(StrokeTest, WidthsPastAllMeasureCoverEverything) {
+  Path corner;
+  corner.Move(10, 10);
+  corner.Line(20, 23);
+  corner.Line(20, 30);
+  EXPECT_EQ(AreaOf(corner, Style(3e38f, LineCap::kRound, LineJoin::kRound)), kSide * kSide);
+}
+
 }  // namespace
 }  // namespace plexion_host::movie

@@ -12,6 +12,8 @@ namespace {
 
 constexpr double kTolerance = 0.02;  // pixels
 constexpr double kMostDashes = 100000;
+// Half a width that covers whatever can be seen, and whose square is finite.
+constexpr float kWidest = 1e9f;
 
 Point operator+(Point a, Point b) { return {a.x + b.x, a.y + b.y}; }
 Point operator-(Point a, Point b) { return {a.x - b.x, a.y - b.y}; }
@@ -36,7 +38,10 @@ class Stroker::Run {
   using Line = std::vector<Vertex>;
 
   Run(Stroker& stroker, const StrokeStyle& style, double scale, Path& outline)
-      : stroker_(stroker), style_(style), radius_(style.width / 2), outline_(outline) {
+      : stroker_(stroker),
+        style_(style),
+        radius_(std::min(style.width / 2, kWidest)),
+        outline_(outline) {
     const double tolerance = kTolerance / std::clamp(scale, 1e-6, 1e6);
     curveTolerance_ = tolerance;
     const double angle = 2 * std::acos(1 - std::min(tolerance / radius_, 1.0));
