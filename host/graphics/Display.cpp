@@ -1,3 +1,5 @@
+// Opens and closes the display, and takes pictures of it.
+
 #include "host/graphics/Display.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// The display loop, and whoever listens to it.
+
 #ifndef HOST_GRAPHICS_DISPLAY_H_
 #define HOST_GRAPHICS_DISPLAY_H_
 

@@ -1,3 +1,5 @@
+// Counts what planes take against a window's graphics memory.
+
 #ifndef HOST_GRAPHICS_GRAPHICSCHARGE_H_
 #define HOST_GRAPHICS_GRAPHICSCHARGE_H_
 

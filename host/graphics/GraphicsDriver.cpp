@@ -1,3 +1,5 @@
+// Makes and destroys planes for windows.
+
 #include "host/graphics/GraphicsDriver.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The module IGraphicsDriver over the composed screen.
+
 #ifndef HOST_GRAPHICS_GRAPHICSDRIVER_H_
 #define HOST_GRAPHICS_GRAPHICSDRIVER_H_
 

@@ -1,3 +1,5 @@
+// Inner loops over rows of pixels, shaped so that the compiler makes vector code of them.
+
 #include "host/graphics/PixelRows.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Inner loops over rows of pixels.
+
 #ifndef HOST_GRAPHICS_PIXELROWS_H_
 #define HOST_GRAPHICS_PIXELROWS_H_
 

@@ -1,3 +1,5 @@
+// A picture's pixels, of our own or of a window.
+
 #ifndef HOST_GRAPHICS_PIXELSTORE_H_
 #define HOST_GRAPHICS_PIXELSTORE_H_
 

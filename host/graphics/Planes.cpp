@@ -1,3 +1,5 @@
+// What the service asks of a plane.
+
 #include "host/graphics/Planes.h"
 
 #include "host/graphics/Screen.h"

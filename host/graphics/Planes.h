@@ -1,3 +1,5 @@
+// The planes that windows draw into and that are seen.
+
 #ifndef HOST_GRAPHICS_PLANES_H_
 #define HOST_GRAPHICS_PLANES_H_
 

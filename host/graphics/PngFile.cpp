@@ -1,3 +1,5 @@
+// Writes a picture beside its name first, so that the name always has a whole one.
+
 #include "host/graphics/PngFile.h"
 
 #include <fcntl.h>

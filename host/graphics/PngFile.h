@@ -1,3 +1,5 @@
+// Saves a picture as PNG.
+
 #ifndef HOST_GRAPHICS_PNGFILE_H_
 #define HOST_GRAPHICS_PNGFILE_H_
 

@@ -1,3 +1,5 @@
+// Sets of pixels, on pixman's regions.
+
 #include "host/graphics/Region.h"
 
 #include <algorithm>

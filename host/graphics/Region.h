@@ -1,3 +1,5 @@
+// Sets of pixels as rectangles that do not overlap.
+
 #ifndef HOST_GRAPHICS_REGION_H_
 #define HOST_GRAPHICS_REGION_H_
 

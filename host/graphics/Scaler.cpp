@@ -1,3 +1,5 @@
+// Scales a part of a picture, the same on every machine.
+
 #include "host/graphics/Scaler.h"
 
 #include <pixman.h>

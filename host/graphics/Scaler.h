@@ -1,3 +1,5 @@
+// Pictures of another size.
+
 #ifndef HOST_GRAPHICS_SCALER_H_
 #define HOST_GRAPHICS_SCALER_H_
 

@@ -1,3 +1,5 @@
+// Changes of planes, and the damage that they do.
+
 #include "host/graphics/Screen.h"
 
 #include <algorithm>

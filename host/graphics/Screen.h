@@ -1,3 +1,5 @@
+// The composed screen: which planes lie where, and what of it is out of date.
+
 #ifndef HOST_GRAPHICS_SCREEN_H_
 #define HOST_GRAPHICS_SCREEN_H_
 

@@ -1,3 +1,5 @@
+// A window, and how a picture gets into it.
+
 #include "host/graphics/SdlWindow.h"
 
 #include <algorithm>

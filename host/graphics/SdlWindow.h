@@ -1,3 +1,5 @@
+// The window that the composed picture is shown in.
+
 #ifndef HOST_GRAPHICS_SDLWINDOW_H_
 #define HOST_GRAPHICS_SDLWINDOW_H_
 

@@ -1,6 +1,10 @@
+// Locks, copies and counts the pixels of one plane.
+
 #include "host/graphics/Surface.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "host/graphics/PixelRows.h"
@@ -10,6 +14,23 @@ namespace plexion_host {
 
 using qx::plexion::Dims;
 using qx::plexion::Rect;
+
+namespace {
+
+/// Pixels of another's plane whose rows do not begin at whole words, as its contract allows, put
+/// where our loops can read them. Empty when they can be read where they are.
+PixelStore Aligned(const void* pixels, uint32_t pitch, const Dims& dims) {
+  constexpr size_t kWord = sizeof(uint32_t);
+  if (pitch % kWord == 0 && reinterpret_cast<uintptr_t>(pixels) % kWord == 0) return PixelStore();
+  PixelStore store = PixelStore::Make(dims);
+  for (uint32_t y = 0; store && y < dims.height; ++y) {
+    std::memcpy(store.Row(y), static_cast<const uint8_t*>(pixels) + size_t{y} * pitch,
+                dims.width * kWord);
+  }
+  return store;
+}
+
+}  // namespace
 
 Surface::Surface(PixelStore store)
     : store_(std::move(store)), opaqueRow_(store_.Dims().height, 0) {}
@@ -35,12 +56,17 @@ void Surface::UnlockPixels() { mutex_.unlock(); }
 bool Surface::StretchCopy(qx::platform::Plane* source, const Rect& sourceRect,
                           const Rect& destinationRect) {
   if (source == nullptr || source->GetPixelFormat() != qx::platform::kPixelFormat32) return false;
-  const void* const pixels = source->LockPixels(true);
+  const void* pixels = source->LockPixels(true);
   bool done = false;
   if (pixels != nullptr) {
     // Asked for under the lock: the plane may just have been given another size.
     const Dims sourceDims = source->GetDims();
-    const uint32_t pitch = source->GetPitch();
+    uint32_t pitch = source->GetPitch();
+    const PixelStore aligned = Aligned(pixels, pitch, sourceDims);
+    if (aligned) {
+      pixels = aligned.Pixels();
+      pitch = aligned.PitchBytes();
+    }
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     if (sourceRect.width == destinationRect.width && sourceRect.height == destinationRect.height) {
       CopyRows(static_cast<const uint8_t*>(pixels), pitch, sourceDims, sourceRect, destinationRect);

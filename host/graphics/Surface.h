@@ -1,3 +1,5 @@
+// The pixels of one plane, drawn by one thread and composed by another.
+
 #ifndef HOST_GRAPHICS_SURFACE_H_
 #define HOST_GRAPHICS_SURFACE_H_
 

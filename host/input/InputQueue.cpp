@@ -1,6 +1,6 @@
-#include "host/input/InputQueue.h"
+// Takes input from its sources without making them wait.
 
-#include <pthread.h>
+#include "host/input/InputQueue.h"
 
 #include <algorithm>
 
@@ -9,22 +9,21 @@ namespace plexion_host {
 using qx::plexion::MouseButton;
 using qx::plexion::ScrollWheelDirection;
 
-InputQueue::InputQueue(IHostWindows& windows) : router_(windows), thread_([this] { Run(); }) {
-  pthread_setname_np(thread_.native_handle(), "PlexionInput");
-}
+InputQueue::InputQueue(IHostWindows& windows)
+    : router_(windows), thread_("PlexionInput", [this] { Run(); }) {}
 
 InputQueue::~InputQueue() {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     ending_ = true;
   }
-  changed_.notify_one();
-  thread_.join();
+  changed_.NotifyOne();
+  thread_.Join();
 }
 
 void InputQueue::Push(const InputEvent& event) {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     const bool move = event.kind == InputEvent::Kind::kMove;
     if (move && !waiting_.empty() && waiting_.back().kind == event.kind &&
         waiting_.back().source == event.source) {
@@ -37,23 +36,23 @@ void InputQueue::Push(const InputEvent& event) {
     }
     waiting_.push_back(event);
   }
-  changed_.notify_one();
+  changed_.NotifyOne();
 }
 
 void InputQueue::Run() {
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
+    changed_.Wait(lock, [this]() REQUIRES(mutex_) { return ending_ || !waiting_.empty(); });
     if (ending_) return;
     const InputEvent event = waiting_.front();
     waiting_.pop_front();
     // What was lost came after all that waited then: let go when those are through.
     std::set<InputSource> release;
     if (waiting_.empty()) std::swap(release, overflown_);
-    lock.unlock();
+    lock.Unlock();
     Dispatch(event);
     for (const InputSource source : release) router_.ReleaseAll(source);
-    lock.lock();
+    lock.Lock();
   }
 }
 

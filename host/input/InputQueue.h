@@ -1,13 +1,14 @@
+// The way of all input to the service, on a thread of its own.
+
 #ifndef HOST_INPUT_INPUTQUEUE_H_
 #define HOST_INPUT_INPUTQUEUE_H_
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <set>
-#include <thread>
 
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
 #include "host/input/InputRouter.h"
 
 namespace plexion_host {
@@ -48,14 +49,13 @@ class InputQueue {
 
   InputRouter router_;  ///< the thread's
 
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  // Under mutex_.
-  std::deque<InputEvent> waiting_;
-  std::set<InputSource> overflown_;
-  bool ending_ = false;
+  Mutex mutex_;
+  Condition changed_;
+  std::deque<InputEvent> waiting_ GUARDED_BY(mutex_);
+  std::set<InputSource> overflown_ GUARDED_BY(mutex_);
+  bool ending_ GUARDED_BY(mutex_) = false;
 
-  std::thread thread_;  ///< last: it uses all of the above
+  NamedThread thread_;  ///< last: it uses all of the above
 };
 
 }  // namespace plexion_host

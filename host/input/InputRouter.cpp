@@ -1,3 +1,5 @@
+// Finds the window of an event, and remembers what each source holds down.
+
 #include "host/input/InputRouter.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Which window hears an input event, and where.
+
 #ifndef HOST_INPUT_INPUTROUTER_H_
 #define HOST_INPUT_INPUTROUTER_H_
 

@@ -1,3 +1,5 @@
+// Reads key maps, and looks keys up in them.
+
 #include "host/input/KeyMap.h"
 
 #include <SDL_keycode.h>

@@ -1,3 +1,5 @@
+// Which keys of the display are which keys of the service.
+
 #ifndef HOST_INPUT_KEYMAP_H_
 #define HOST_INPUT_KEYMAP_H_
 

@@ -1,3 +1,5 @@
+// The table of keys: names, codes, and the display's own.
+
 #include "host/input/KeyTable.h"
 
 #include <SDL_keycode.h>

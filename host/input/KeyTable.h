@@ -1,3 +1,5 @@
+// The names of keys.
+
 #ifndef HOST_INPUT_KEYTABLE_H_
 #define HOST_INPUT_KEYTABLE_H_
 

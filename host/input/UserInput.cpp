@@ -1,3 +1,5 @@
+// From the display's events to keys and pointer of the service.
+
 #include "host/input/UserInput.h"
 
 #include <algorithm>
@@ -30,12 +32,12 @@ UserInput::~UserInput() {
 }
 
 bool UserInput::LoadKeyMap(const std::string& path, std::string& error) {
-  const std::lock_guard<std::mutex> lock(mapMutex_);
+  const MutexLock lock(mapMutex_);
   return map_.Load(path, error);
 }
 
 uint32_t UserInput::MapKey(int32_t sdlKey, uint16_t modifiers) {
-  const std::lock_guard<std::mutex> lock(mapMutex_);
+  const MutexLock lock(mapMutex_);
   return map_.Map(sdlKey, modifiers);
 }
 

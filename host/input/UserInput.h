@@ -1,10 +1,12 @@
+// The input driver behind both of its module names.
+
 #ifndef HOST_INPUT_USERINPUT_H_
 #define HOST_INPUT_USERINPUT_H_
 
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostInput.h"
 #include "host/contracts/IHostWindows.h"
@@ -45,8 +47,8 @@ class UserInput : public IHostInput, public IDisplayEventSink {
   IHostDisplay* const display_;
   InputQueue queue_;
 
-  std::mutex mapMutex_;
-  KeyMap map_;  ///< under mapMutex_
+  Mutex mapMutex_;
+  KeyMap map_ GUARDED_BY(mapMutex_);
 
   /// The display thread's. What each key of the keyboard meant when it went down: it means the same
   /// when it comes up, whatever has become of Shift since.

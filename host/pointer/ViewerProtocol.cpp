@@ -44,7 +44,7 @@ void ViewerProtocol::Receive(std::string_view bytes, std::string& toServer, std:
     stage_ = Stage::kOver;
     return;
   }
-  Understand(toServer);
+  ProcessHeld(toServer);
 }
 
 void ViewerProtocol::Greet(std::string& toViewer) {
@@ -96,7 +96,7 @@ void ViewerProtocol::ReadUpgrade(std::string& toServer, std::string& toViewer) {
   if (!rest.empty()) Receive(rest, toServer, toViewer);
 }
 
-void ViewerProtocol::Understand(std::string& toServer) {
+void ViewerProtocol::ProcessHeld(std::string& toServer) {
   bool goesOn = true;
   while (goesOn && (!held_.empty() || ignored_ > 0)) {
     const size_t skipped = std::min(ignored_, held_.size());

@@ -54,7 +54,7 @@ class ViewerProtocol {
  private:
   void ReadUpgrade(std::string& toServer, std::string& toViewer);
   /// Hands on what is whole of `held_`.
-  void Understand(std::string& toServer);
+  void ProcessHeld(std::string& toServer);
   bool ReadVersion(std::string& toServer);
   bool ReadLogin(std::string& toServer);
   bool ReadMessage(std::string& toServer);

@@ -1,3 +1,5 @@
+// Registers, runs and completes commands.
+
 #include "host/shell/CommandTable.h"
 
 #include <algorithm>
@@ -37,26 +39,26 @@ std::string Joined(const std::vector<std::string>& words) {
 }  // namespace
 
 void CommandTable::SetConsole(IHostConsole* console) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   console_ = console;
 }
 
 QXError CommandTable::Register(const char* name, IShellCommand* command) {
   if (name == nullptr || *name == '\0' || command == nullptr) return QXError_InvalidParameters;
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   IShellCommand*& slot = commands_[name];
   const IShellCommand* const replaced = slot;
   slot = command;
   const auto expected = expected_.find(name);
   if (expected != expected_.end()) expected->second = true;
-  changed_.notify_all();
+  changed_.NotifyAll();
   if (replaced != nullptr && replaced != command) WaitUntilNotRunning(lock, replaced);
   return QXError_OK;
 }
 
 IShellCommand* CommandTable::Unregister(const char* name) {
   if (name == nullptr) return nullptr;
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   const auto found = commands_.find(name);
   if (found == commands_.end()) return nullptr;
   IShellCommand* const command = found->second;
@@ -65,25 +67,26 @@ IShellCommand* CommandTable::Unregister(const char* name) {
   return command;
 }
 
-void CommandTable::WaitUntilNotRunning(std::unique_lock<std::mutex>& lock,
-                                       const IShellCommand* command) {
-  changed_.wait(lock, [&] { return running_ != command || runner_ == std::this_thread::get_id(); });
+void CommandTable::WaitUntilNotRunning(MutexLock& lock, const IShellCommand* command) {
+  changed_.Wait(lock, [&]() REQUIRES(mutex_) {
+    return running_ != command || runner_ == std::this_thread::get_id();
+  });
 }
 
 void CommandTable::Describe(const std::string& name, const CommandDescription& description) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   descriptions_[name] = description;
 }
 
 void CommandTable::Expect(const std::string& name) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   expected_.emplace(name, commands_.count(name) > 0);
 }
 
 void CommandTable::Stop() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   stopped_ = true;
-  changed_.notify_all();
+  changed_.NotifyAll();
 }
 
 CommandTable::Outcome CommandTable::RefuseLongLine() {
@@ -97,8 +100,8 @@ CommandTable::Outcome CommandTable::Run(const std::string& line) {
   if (!SplitCommandWords(line, words, error)) return {false, std::string(), error};
   if (words.empty()) return Outcome();
   {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, kExpectationLimit, [&] {
+    MutexLock lock(mutex_);
+    changed_.WaitFor(lock, kExpectationLimit, [&]() REQUIRES(mutex_) {
       const auto expected = expected_.find(words[0]);
       return stopped_ || expected == expected_.end() || expected->second;
     });
@@ -126,7 +129,7 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
   IShellCommand* command = nullptr;
   IHostConsole* console = nullptr;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found = commands_.find(words[0]);
     if (found != commands_.end()) command = found->second;
     console = console_;
@@ -140,9 +143,9 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
   Outcome outcome;
   if (console != nullptr) outcome.output = console->EndCapture();
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     running_ = nullptr;
-    changed_.notify_all();
+    changed_.NotifyAll();
   }
   if (error != QXError_OK) {
     outcome.succeeded = false;
@@ -155,7 +158,7 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
 }
 
 CommandTable::Outcome CommandTable::Unknown(const std::string& word) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return {false, std::string(),
           "unknown command '" + word + "'; there are " + Joined(NamesLocked())};
 }
@@ -169,7 +172,7 @@ std::vector<std::string> CommandTable::NamesLocked() const {
 }
 
 CommandTable::Outcome CommandTable::Help(const std::vector<std::string>& words) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const std::vector<std::string> names = NamesLocked();
   if (words.size() > 2) return {false, std::string(), "usage: help [COMMAND]"};
   if (words.size() == 2 && std::find(names.begin(), names.end(), words[1]) == names.end()) {
@@ -207,7 +210,7 @@ std::vector<std::string> CommandTable::Complete(const std::string& line) {
   std::vector<std::string> candidates;
   std::function<std::vector<std::string>()> source;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (before.empty() || (before.size() == 1 && before[0] == kHelp)) {
       candidates = NamesLocked();
     } else if (before.size() == 1) {

@@ -1,7 +1,8 @@
+// The operator's commands, by name.
+
 #ifndef HOST_SHELL_COMMANDTABLE_H_
 #define HOST_SHELL_COMMANDTABLE_H_
 
-#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostConsole.h"
 #include "host/contracts/IHostShell.h"
 #include "qx/platform/IShell.h"
@@ -65,21 +67,21 @@ class CommandTable {
   Outcome Help(const std::vector<std::string>& words);
   Outcome Execute(std::vector<std::string>& words);
   Outcome Unknown(const std::string& word);
-  std::vector<std::string> NamesLocked() const;
-  void WaitUntilNotRunning(std::unique_lock<std::mutex>& lock,
-                           const qx::platform::IShellCommand* command);
+  std::vector<std::string> NamesLocked() const REQUIRES(mutex_);
+  void WaitUntilNotRunning(MutexLock& lock, const qx::platform::IShellCommand* command)
+      REQUIRES(mutex_);
 
-  std::mutex turn_;  // held while a command runs; taken before mutex_
+  std::mutex turn_;  // held while a command runs; taken before mutex_, and tried: so no Mutex
 
-  std::mutex mutex_;  // guards what follows; never held while a command runs
-  std::condition_variable changed_;
-  std::map<std::string, qx::platform::IShellCommand*> commands_;
-  std::map<std::string, CommandDescription> descriptions_;
-  std::map<std::string, bool> expected_;  // name to: was registered since
-  IHostConsole* console_ = nullptr;
-  const qx::platform::IShellCommand* running_ = nullptr;
-  std::thread::id runner_;
-  bool stopped_ = false;
+  Mutex mutex_;  // never held while a command runs
+  Condition changed_;
+  std::map<std::string, qx::platform::IShellCommand*> commands_ GUARDED_BY(mutex_);
+  std::map<std::string, CommandDescription> descriptions_ GUARDED_BY(mutex_);
+  std::map<std::string, bool> expected_ GUARDED_BY(mutex_);  // name to: was registered since
+  IHostConsole* console_ GUARDED_BY(mutex_) = nullptr;
+  const qx::platform::IShellCommand* running_ GUARDED_BY(mutex_) = nullptr;
+  std::thread::id runner_ GUARDED_BY(mutex_);
+  bool stopped_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace plexion_host

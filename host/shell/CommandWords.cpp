@@ -1,3 +1,5 @@
+// Takes a line apart: blanks, quotes, comments.
+
 #include "host/shell/CommandWords.h"
 
 namespace plexion_host {

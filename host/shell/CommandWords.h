@@ -1,3 +1,5 @@
+// A line in words.
+
 #ifndef HOST_SHELL_COMMANDWORDS_H_
 #define HOST_SHELL_COMMANDWORDS_H_
 

@@ -1,3 +1,5 @@
+// Keeps typed lines in a file that only its owner can read.
+
 #include "host/shell/History.h"
 
 #include <fcntl.h>

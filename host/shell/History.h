@@ -1,3 +1,5 @@
+// The lines that were typed before.
+
 #ifndef HOST_SHELL_HISTORY_H_
 #define HOST_SHELL_HISTORY_H_
 

@@ -1,3 +1,5 @@
+// Reads lines from a terminal, a pipe or a file, and runs them.
+
 #include "host/shell/InputReader.h"
 
 #include <fcntl.h>
@@ -8,7 +10,6 @@
 #include <utility>
 
 #include "host/shell/LineBuffer.h"
-#include "host/shell/ShellThread.h"
 
 namespace plexion_host {
 
@@ -26,7 +27,7 @@ InputReader::InputReader(CommandTable& commands, Settings settings)
   if (prompt_ != nullptr && settings_.console != nullptr) {
     settings_.console->SetTerminalHooks(&InputReader::HideLine, &InputReader::ShowLine, this);
   }
-  thread_ = StartShellThread("PlexionShell", [this] {
+  thread_ = NamedThread("PlexionShell", [this] {
     if (prompt_ != nullptr) {
       ReadTerminal();
     } else {
@@ -37,7 +38,7 @@ InputReader::InputReader(CommandTable& commands, Settings settings)
 
 InputReader::~InputReader() {
   wake_.Raise();
-  if (thread_.joinable()) thread_.join();
+  thread_.Join();
   if (prompt_ != nullptr && settings_.console != nullptr) {
     settings_.console->SetTerminalHooks(nullptr, nullptr, nullptr);
   }

@@ -1,11 +1,13 @@
+// Commands from standard input.
+
 #ifndef HOST_SHELL_INPUTREADER_H_
 #define HOST_SHELL_INPUTREADER_H_
 
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
+#include "host/base/NamedThread.h"
 #include "host/base/WakeSignal.h"
 #include "host/contracts/IHostConsole.h"
 #include "host/shell/CommandTable.h"
@@ -50,7 +52,7 @@ class InputReader {
   WakeSignal wake_;
   int terminalFd_ = -1;  // our own descriptor of the terminal, when standard output is none
   std::unique_ptr<TerminalPrompt> prompt_;
-  std::thread thread_;
+  NamedThread thread_;
 };
 
 }  // namespace plexion_host

@@ -1,3 +1,5 @@
+// Bytes in, lines out.
+
 #ifndef HOST_SHELL_LINEBUFFER_H_
 #define HOST_SHELL_LINEBUFFER_H_
 

@@ -1,24 +1,23 @@
 // The library's entry points: one shell, alive while either of its names is held.
 
-#include <mutex>
-
+#include "host/base/Mutex.h"
 #include "host/shell/Shell.h"
 #include "qx/core/IQXKernel.h"
 
 namespace {
 
-std::mutex mutex;  // guards what follows
-plexion_host::Shell* shell = nullptr;
-int names = 0;
+plexion_host::Mutex mutex;
+plexion_host::Shell* shell GUARDED_BY(mutex) = nullptr;
+int names GUARDED_BY(mutex) = 0;
 
 plexion_host::Shell* Hold() {
-  const std::lock_guard<std::mutex> lock(mutex);
+  const plexion_host::MutexLock lock(mutex);
   if (names++ == 0) shell = new plexion_host::Shell();
   return shell;
 }
 
 void LetGo() {
-  const std::lock_guard<std::mutex> lock(mutex);
+  const plexion_host::MutexLock lock(mutex);
   if (--names > 0) return;
   delete shell;
   shell = nullptr;

@@ -1,3 +1,5 @@
+// Starts the readers of commands, and ends them.
+
 #include "host/shell/Shell.h"
 
 #include "host/shell/History.h"
@@ -36,7 +38,7 @@ qx::platform::IShellCommand* Shell::UnregisterCommand(const char* name) {
 }
 
 QXError Shell::Start() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (reader_ != nullptr) return QXError_OK;
   InputReader::Settings settings;
   settings.inputFd = inputFd_;
@@ -60,7 +62,7 @@ bool Shell::TryLine(const std::string& line) {
 }
 
 bool Shell::Listen(const std::string& socketPath, std::string& error) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (server_ != nullptr) {
     error = "the shell serves a socket already";
     return false;

@@ -1,10 +1,12 @@
+// The operator's shell behind both of its module names.
+
 #ifndef HOST_SHELL_SHELL_H_
 #define HOST_SHELL_SHELL_H_
 
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostConsole.h"
 #include "host/contracts/IHostShell.h"
 #include "host/shell/CommandTable.h"
@@ -40,9 +42,9 @@ class Shell final : public qx::platform::IShell, public IHostShell {
   IHostConsole* const console_;  // held, or null
   CommandTable commands_;
 
-  std::mutex mutex_;  // guards the readers' making
-  std::unique_ptr<InputReader> reader_;
-  std::unique_ptr<SocketServer> server_;
+  Mutex mutex_;
+  std::unique_ptr<InputReader> reader_ GUARDED_BY(mutex_);
+  std::unique_ptr<SocketServer> server_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host

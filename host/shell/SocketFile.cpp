@@ -1,3 +1,5 @@
+// Makes, guards and removes the name of a socket.
+
 #include "host/shell/SocketFile.h"
 
 #include <sys/socket.h>

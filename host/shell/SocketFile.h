@@ -1,3 +1,5 @@
+// A listening socket with a name in the file system.
+
 #ifndef HOST_SHELL_SOCKETFILE_H_
 #define HOST_SHELL_SOCKETFILE_H_
 

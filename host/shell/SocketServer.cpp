@@ -1,3 +1,5 @@
+// Serves clients from one thread, none of which makes it wait.
+
 #include "host/shell/SocketServer.h"
 
 #include <poll.h>
@@ -7,8 +9,6 @@
 #include <cerrno>
 #include <sstream>
 #include <vector>
-
-#include "host/shell/ShellThread.h"
 
 namespace plexion_host {
 namespace {
@@ -23,7 +23,7 @@ bool LooksLikeTheEnd(const std::string& line) {
 
 SocketServer::~SocketServer() {
   wake_.Raise();
-  if (thread_.joinable()) thread_.join();
+  thread_.Join();
   for (const Client& client : clients_) close(client.fd);
 }
 
@@ -33,7 +33,7 @@ bool SocketServer::Start(const std::string& path, std::string& error) {
     return false;
   }
   if (!socket_.Open(path, error)) return false;
-  thread_ = StartShellThread("PlexionSocket", [this] { Serve(); });
+  thread_ = NamedThread("PlexionSocket", [this] { Serve(); });
   return true;
 }
 

@@ -1,11 +1,13 @@
+// Commands over a socket.
+
 #ifndef HOST_SHELL_SOCKETSERVER_H_
 #define HOST_SHELL_SOCKETSERVER_H_
 
 #include <functional>
 #include <list>
 #include <string>
-#include <thread>
 
+#include "host/base/NamedThread.h"
 #include "host/base/WakeSignal.h"
 #include "host/shell/CommandTable.h"
 #include "host/shell/LineBuffer.h"
@@ -54,7 +56,7 @@ class SocketServer {
   WakeSignal wake_;
   SocketFile socket_;
   std::list<Client> clients_;  // the thread's
-  std::thread thread_;
+  NamedThread thread_;
 };
 
 }  // namespace plexion_host

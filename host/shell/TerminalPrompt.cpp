@@ -1,3 +1,5 @@
+// Edits a line on a terminal while others print above it.
+
 #include "host/shell/TerminalPrompt.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// The prompt on a terminal.
+
 #ifndef HOST_SHELL_TERMINALPROMPT_H_
 #define HOST_SHELL_TERMINALPROMPT_H_
 

@@ -1,3 +1,5 @@
+// Composing against a plain loop, pixel by pixel.
+
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// When the display presents, and to whom.
+
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -1,6 +1,9 @@
+// Planes as the service uses them.
+
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -137,6 +140,38 @@ TEST_F(PlanesTest, CopiesOnlyWhatLiesInBothPlanes) {
   EXPECT_FALSE(plane->GetDrawingContext()->StretchCopy(nullptr, {0, 0, 1, 1}, {0, 0, 1, 1}));
   driver_.DestroyOutputPlane(plane);
   driver_.DestroyRenderPlane(source);
+}
+
+/// A plane of another maker: its rows begin wherever the last one ended, and a byte more.
+class OddPlane final : public RenderPlane {
+ public:
+  explicit OddPlane(uint32_t pixel) {
+    for (uint32_t i = 0; i < kSide * kSide; ++i) {
+      std::memcpy(bytes_ + 1 + i / kSide * kPitch + i % kSide * 4, &pixel, 4);
+    }
+  }
+  Dims GetDims() override { return {kSide, kSide}; }
+  uint32_t GetPixelFormat() override { return qx::platform::kPixelFormat32; }
+  uint32_t GetPitch() override { return kPitch; }
+  void* LockPixels(bool) override { return bytes_ + 1; }
+  void UnlockPixels() override {}
+  qx::platform::DrawingContext* GetDrawingContext() override { return nullptr; }
+
+ private:
+  static constexpr uint32_t kSide = 10;
+  static constexpr uint32_t kPitch = kSide * 4 + 1;
+  alignas(4) uint8_t bytes_[1 + kSide * kPitch] = {};
+};
+
+TEST_F(PlanesTest, CopiesAndStretchesRowsThatBeginAnywhere) {
+  OddPlane source(0xff336699u);
+  OutputPlane* plane = driver_.CreateOutputPlane({0, 0, 20, 20}, false, nullptr, nullptr, "");
+  for (const uint32_t side : {10u, 20u}) {
+    EXPECT_TRUE(
+        plane->GetDrawingContext()->StretchCopy(&source, {0, 0, 10, 10}, {0, 0, side, side}));
+    EXPECT_EQ(0xff336699u, PixelAt(plane, side - 1, side - 1));
+  }
+  driver_.DestroyOutputPlane(plane);
 }
 
 TEST_F(PlanesTest, StretchesSmoothlyAndKeepsFlatColourFlat) {

@@ -1,3 +1,5 @@
+// The screen as a plain loop would compose it.
+
 #ifndef TESTS_HOST_GRAPHICS_REFERENCEPICTURE_H_
 #define TESTS_HOST_GRAPHICS_REFERENCEPICTURE_H_
 

@@ -1,3 +1,5 @@
+// Pictures of the screen in files.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>

@@ -1,3 +1,5 @@
+// Which window hears what, and what is let go of.
+
 #include <gtest/gtest.h>
 
 #include "host/input/InputRouter.h"

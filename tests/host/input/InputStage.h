@@ -1,3 +1,5 @@
+// Windows and a service that write down what they hear.
+
 #ifndef TESTS_HOST_INPUT_INPUTSTAGE_H_
 #define TESTS_HOST_INPUT_INPUTSTAGE_H_
 

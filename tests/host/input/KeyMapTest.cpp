@@ -1,3 +1,5 @@
+// Key maps, right and wrong ones.
+
 #include <SDL_keycode.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

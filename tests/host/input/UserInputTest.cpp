@@ -1,3 +1,5 @@
+// The input driver from the display's events to the service.
+
 #include <SDL_keycode.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// A scripted screen, and input that is written down.
+
 #include "tests/host/pointer/PointerHost.h"
 
 #include <fcntl.h>

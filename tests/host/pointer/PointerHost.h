@@ -1,3 +1,5 @@
+// A screen, an input driver and a kernel for the pointer stream.
+
 #ifndef TESTS_HOST_POINTER_POINTERHOST_H_
 #define TESTS_HOST_POINTER_POINTERHOST_H_
 

@@ -1,3 +1,5 @@
+// A viewer's keys and buttons as input.
+
 #include <SDL_keycode.h>
 #include <gmock/gmock.h>
 

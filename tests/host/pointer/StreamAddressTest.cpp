@@ -1,3 +1,5 @@
+// Addresses and passwords of the pointer stream.
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// A viewer, on the protocol's own client library.
+
 #include "tests/host/pointer/VncViewer.h"
 
 #include <rfb/rfbclient.h>

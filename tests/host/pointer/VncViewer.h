@@ -1,3 +1,5 @@
+// A viewer of the pointer stream.
+
 #ifndef TESTS_HOST_POINTER_VNCVIEWER_H_
 #define TESTS_HOST_POINTER_VNCVIEWER_H_
 

@@ -1,3 +1,5 @@
+// Commands by name: registering, running, completing.
+
 #include <gmock/gmock.h>
 
 #include <atomic>

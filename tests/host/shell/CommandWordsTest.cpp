@@ -1,3 +1,5 @@
+// Lines and their words.
+
 #include <gmock/gmock.h>
 
 #include "host/shell/CommandWords.h"

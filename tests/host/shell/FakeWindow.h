@@ -1,3 +1,5 @@
+// A window that does what the shell's commands need.
+
 #ifndef TESTS_HOST_SHELL_FAKEWINDOW_H_
 #define TESTS_HOST_SHELL_FAKEWINDOW_H_
 

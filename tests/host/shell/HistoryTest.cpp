@@ -1,3 +1,5 @@
+// Typed lines that are kept.
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 

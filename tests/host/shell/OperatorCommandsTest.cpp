@@ -1,3 +1,5 @@
+// The launcher's commands for windows.
+
 #include <gmock/gmock.h>
 
 #include "host/launcher/commands/HostCommand.h"

@@ -1,3 +1,5 @@
+// A kernel, and commands that write down their runs.
+
 #include "tests/host/shell/ShellHost.h"
 
 #include <fcntl.h>

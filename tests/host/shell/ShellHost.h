@@ -1,3 +1,5 @@
+// A kernel and commands for the shell's tests.
+
 #ifndef TESTS_HOST_SHELL_SHELLHOST_H_
 #define TESTS_HOST_SHELL_SHELLHOST_H_
 

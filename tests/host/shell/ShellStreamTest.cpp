@@ -1,3 +1,5 @@
+// Commands from pipes and files.
+
 #include <gmock/gmock.h>
 #include <unistd.h>
 

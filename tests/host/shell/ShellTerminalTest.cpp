@@ -1,3 +1,5 @@
+// The prompt on a terminal.
+
 #include <gmock/gmock.h>
 #include <pty.h>
 #include <termios.h>

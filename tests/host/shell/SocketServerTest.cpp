@@ -1,3 +1,5 @@
+// Commands over a socket, from clients of all kinds.
+
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
