@@ -41,8 +41,8 @@ class PlayedMediaTest : public ApplicationTest, private EngineSource {
   void Put(const std::string& name, const char* pipeline) {
     std::filesystem::copy_file(clips_.Make(name, pipeline), folder_ / name);
   }
-  /// One medium "m" over half of the stage.
-  bool LoadMedium(const std::string& attributes) {
+  /// One media element "m" over half of the stage.
+  bool LoadMedia(const std::string& attributes) {
     return LoadDocument(
         "<application width='64' height='36' rate='20' background='#000'><scene id='s'>"
         "<media id='m' x='32' width='32' height='36' fit='fill' " +
@@ -69,7 +69,7 @@ class PlayedMediaTest : public ApplicationTest, private EngineSource {
 
 TEST_F(PlayedMediaTest, AVideoPlaysToItsEndInItsPlace) {
   Put("red.ogv", kVideo);
-  ASSERT_TRUE(LoadMedium("src='red.ogv'")) << error_.message;
+  ASSERT_TRUE(LoadMedia("src='red.ogv'")) << error_.message;
   Visit(0);
   EXPECT_TRUE(IsMostly(At(48, 18), 16)) << std::hex << At(48, 18) << ": the first picture is there";
   EXPECT_EQ(0xFF000000, At(10, 18));
@@ -82,7 +82,7 @@ TEST_F(PlayedMediaTest, AVideoPlaysToItsEndInItsPlace) {
 
 TEST_F(PlayedMediaTest, AVideoThatRepeatsGoesOnAndIsPausedWithTheWindow) {
   Put("red.ogv", kVideo);
-  ASSERT_TRUE(LoadMedium("src='red.ogv' loop='0' speed='4' volume='0.3'")) << error_.message;
+  ASSERT_TRUE(LoadMedia("src='red.ogv' loop='0' speed='4' volume='0.3'")) << error_.message;
   for (int frame = 0; frame < 30; ++frame) {
     Visit(position_);
     ASSERT_TRUE(IsMostly(At(48, 18), 16)) << "no picture without it, frame " << frame;
@@ -91,12 +91,12 @@ TEST_F(PlayedMediaTest, AVideoThatRepeatsGoesOnAndIsPausedWithTheWindow) {
   playing_ = false;
   Visit(position_);
   EXPECT_EQ(std::vector<std::string>{"m\tready"}, host_.Traces());
-  EXPECT_FALSE(host_.completed) << "only the medium may come to an end";
+  EXPECT_FALSE(host_.completed) << "only the media element may come to an end";
 }
 
 TEST_F(PlayedMediaTest, APictureLastsTenSeconds) {
   Put("blue.png", kPicture);
-  ASSERT_TRUE(LoadMedium("src='blue.png'")) << error_.message;
+  ASSERT_TRUE(LoadMedia("src='blue.png'")) << error_.message;
   RunTo(199);
   EXPECT_EQ(std::vector<std::string>{"m\tready"}, host_.Traces());
   EXPECT_TRUE(IsMostly(At(48, 18), 0)) << std::hex << At(48, 18);
@@ -108,7 +108,7 @@ TEST_F(PlayedMediaTest, APictureLastsTenSeconds) {
 TEST_F(PlayedMediaTest, AnAnimatedPictureGoesThroughItsPassAndStops) {
   // Endless by itself: what the element asks for counts, and that is one pass.
   Write("moving.gif", BuildGif({2, 2}, {{0, 0, {"rr", "rr"}, 500}, {0, 0, {"bb", "bb"}, 500}}, 0));
-  ASSERT_TRUE(LoadMedium("src='moving.gif'")) << error_.message;
+  ASSERT_TRUE(LoadMedia("src='moving.gif'")) << error_.message;
   RunTo(9);
   EXPECT_EQ(0xFFFF0000, At(48, 18));
   RunTo(10);
@@ -153,7 +153,7 @@ TEST_F(PlayedMediaTest, ImagesAreKnownByWhatTheyHoldAndToldWhenCutOff) {
 
 TEST_F(PlayedMediaTest, SoundPlaysToItsEnd) {
   Put("tone.wav", kSound);
-  ASSERT_TRUE(LoadMedium("src='tone.wav'")) << error_.message;
+  ASSERT_TRUE(LoadMedia("src='tone.wav'")) << error_.message;
   VisitUntilTraces(2);
   EXPECT_EQ((std::vector<std::string>{"m\tready", "m\tended"}), host_.Traces());
 }
@@ -161,7 +161,7 @@ TEST_F(PlayedMediaTest, SoundPlaysToItsEnd) {
 TEST_F(PlayedMediaTest, ADamagedVideoIsToldAndTheApplicationGoesOn) {
   Put("red.ogv", kVideo);
   Write("broken.ogv", MediaClips::Read(folder_ / "red.ogv").substr(0, 60));
-  ASSERT_TRUE(LoadMedium("src='broken.ogv'")) << error_.message;
+  ASSERT_TRUE(LoadMedia("src='broken.ogv'")) << error_.message;
   VisitUntilTraces(1);
   ASSERT_EQ(2u, host_.notes.size());
   EXPECT_EQ(kInfoUnsupportedPlaceholderRendered, host_.notes[0].first);

@@ -89,7 +89,7 @@ class PlayedTest : public ApplicationTest, private EngineSource {
                                      EngineError&) override {
     return std::make_unique<PaintEngine>(host, studio_);
   }
-  /// A medium "m" in the second scene, which a key shows; "play" and the rest come from `script`.
+  /// A media element "m" in the second scene, which a key shows; "play" and the rest come from `script`.
   bool LoadClip(const std::string& attributes, const std::string& script) {
     Write("main.lua",
           "m = stage.find('m')\n"
