@@ -1,3 +1,5 @@
+// The kernel pointer of this module, and the entry point that the host hands it over by.
+
 #include "qx/core/IQXKernel.h"
 
 namespace {
@@ -10,8 +12,8 @@ IQXKernel* kernelInstance = nullptr;
 IQXKernel* IQXKernel::GetKernel() { return kernelInstance; }
 
 extern "C" void IQXModule_QXModule_PutKernel(IQXKernel* kernel) {
-  // Kept: unloading ends with a call with null, which must leave the kernel to whatever the module
-  // still destroys when the process lets go of the library.
+  // Unloading ends with a call with null, which must leave the kernel to whatever the module still
+  // destroys when the process lets go of the library.
   if (kernelInstance != nullptr) return;
   kernelInstance = kernel;
 }

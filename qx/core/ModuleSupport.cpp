@@ -35,6 +35,16 @@ QX_HIDDEN int __cxa_atexit(void (*destructor)(void*), void* object, void*) {
   return 0;
 }
 
+#if defined(__arm__)
+/// The same, as the 32-bit ARM's conventions call it: object first.
+QX_HIDDEN int __aeabi_atexit(void* object, void (*destructor)(void*), void* library) {
+  return __cxa_atexit(destructor, object, library);
+}
+
+/// Called by that processor's division helpers when something is divided by 0.
+QX_HIDDEN int raise(int) { __builtin_trap(); }
+#endif
+
 QX_HIDDEN void __cxa_pure_virtual() { __builtin_trap(); }
 
 QX_HIDDEN int memcmp(const void* left, const void* right, size_t bytes) {

@@ -1,3 +1,6 @@
+// Named error values. Everything is copied into the value itself: one that the host keeps stays good
+// when the module that made it is gone.
+
 #include "qx/core/QXError.h"
 
 QXError::QXError(const char* errorName, unsigned long errorCode)

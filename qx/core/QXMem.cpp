@@ -1,7 +1,11 @@
+// Tracked allocation: the operators behind QXMem.h. What they add to the kernel's blocks is a header
+// of 8 bytes, so that the host can tell the families apart in a dump.
+
 #include "qx/core/QXMem.h"
 
 #include <stdint.h>
 
+#include "qx/core/Check.h"
 #include "qx/core/IQXKernel.h"
 
 namespace {
@@ -10,10 +14,12 @@ constexpr unsigned long kHeaderBytes = 8;
 constexpr unsigned long kFamilyWordOffset = 4;
 
 void* AllocateBlock(unsigned long bytes, unsigned long family, const char* file, int line) {
+  // Nothing is asked of the kernel for nothing, nor for more than a size can say.
   if (bytes == 0 || bytes > ~0UL - kHeaderBytes) return nullptr;
   char* block =
       static_cast<char*>(IQXKernel::GetKernel()->Allocate(bytes + kHeaderBytes, file, line));
   if (block == nullptr) return nullptr;
+  QX_CHECK(reinterpret_cast<uintptr_t>(block) % 8 == 0, "a kernel whose blocks are aligned to 8");
   // The first four bytes stay as the kernel gave them.
   *reinterpret_cast<uint32_t*>(block + kFamilyWordOffset) = static_cast<uint32_t>(family);
   return block + kHeaderBytes;

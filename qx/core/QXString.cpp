@@ -1,7 +1,11 @@
+// Conversions and storage of QXString. Text comes from operators, files and networks, so no byte
+// sequence may do more than give odd characters.
+
 #include "qx/core/QXString.h"
 
 #include <stdint.h>
 
+#include "qx/core/Check.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/QXMem.h"
 
@@ -127,6 +131,7 @@ void QXString::Assign(const char* utf8Text) {
   }
   if (units != nullptr) {
     built = Decode(*this, reinterpret_cast<const unsigned char*>(utf8Text), bytes, units);
+    QX_CHECK(built < room, "no more units than bytes");
     units[built] = 0;
     if (built == 0) {
       FreeUnits(units, room);
@@ -202,6 +207,7 @@ void QXString::Append16(const unsigned short* units, unsigned long count) {
   }
   CopyUnits(data + length, units, count);
   length += static_cast<unsigned>(count);
+  QX_CHECK(length < capacity, "room for the terminator");
   data[length] = 0;
   // Last, since `units` may lie in it.
   if (old != nullptr) FreeUnits(old, oldCapacity);
@@ -265,6 +271,7 @@ void QXString::CopyUTF16to8(const unsigned short* units) const {
     for (unsigned long at = 0; at < count;) {
       out = EncodeCodePoint(NextCodePoint(units, count, &at), out);
     }
+    QX_CHECK(out < made + bytes, "no more bytes than were reckoned");
     *out = '\0';
   }
   if (utf8 != nullptr) QXMem_Free(utf8, 0);

@@ -1,3 +1,6 @@
+// The service's life: what it makes and reads when it is loaded, what it gives back when it goes,
+// and the banner in between.
+
 #include "qx/plexion/IPlexionImpl.h"
 
 #include "qx/core/QXLock.h"
@@ -44,7 +47,8 @@ HostOptions ReadHostOptions(IQXKernel* kernel) {
       options.useShell = true;
     } else if (kernel->StrCmp(argv[i], "--mastershellkey") == 0) {
       // Once there is a key, what follows is looked at like any other element. Until then it is
-      // passed over even when it is no value (kept: an option in its place has no effect).
+      // passed over even when it is no value, so "--mastershellkey --useshell" starts no shell:
+      // devices are shipped with such lines, and would show a prompt to viewers.
       if (options.masterShellKey != 0 || i + 1 == argc) continue;
       const char* const value = argv[++i];
       if (value[0] != '\0' && value[0] != '-') {
@@ -84,7 +88,8 @@ bool IPlexionImpl::StringTable::StringExists(const char* text) const {
   return false;
 }
 
-// userInputKey, viewIndex and lastFrameValue get no value here (kept: the host sets them first).
+// userInputKey, viewIndex and lastFrameValue get no value here: 0 would be a key and a view, and the
+// host says which before anybody asks.
 IPlexionImpl::IPlexionImpl()
     : kernel(IQXKernel::GetKernel()),
       stageWindowLock(nullptr),
@@ -127,6 +132,8 @@ IPlexionImpl::IPlexionImpl()
     if (shell != nullptr) shell->Start();
   }
 
+  // Last, since its thread and lock are the only ones that can be missing without harm: keys then go
+  // nowhere, and all else works.
   keyEventSimulator = new (nullptr, 0, QX_NEW_DELETE) PlexionKeyEventSimulator();
 }
 
@@ -141,6 +148,7 @@ IPlexionImpl::~IPlexionImpl() {
       fileSystem->DestroyFileObject(directory);
     }
   }
+  // Its worker is joined here, before anything goes that a key could still need.
   QXTypes_ScalarDelete(keyEventSimulator, nullptr, 0);
   if (fileSystem != nullptr) kernel->ReleaseModule(fileSystem);
   if (shell != nullptr) kernel->ReleaseModule(shell);
@@ -179,7 +187,7 @@ void IPlexionImpl::DisplayBannerOneTimeOnly(StageWindowImpl* window) {
     PrintBanner(kernel);
     PrintRuntimeVersion(kernel, version.Utf8());
   }
-  // Set also when there was no version to show (kept: one attempt, whatever becomes of it).
+  // Set also when there was no version to show: the banner opens the log or is not there at all.
   bannerDisplayed = true;
 }
 

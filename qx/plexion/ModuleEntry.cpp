@@ -20,8 +20,8 @@ QX_EXPORT IQXModule* IQXModule_IPlexion_ModuleLoad() {
 /// Destroys the service; null is accepted. Every window must have been destroyed before.
 QX_EXPORT void IQXModule_IPlexion_ModuleUnload(IQXModule* module) {
   QXTypes_ScalarDelete(module, nullptr, 0);
-  // A stored kernel is never replaced, so this leaves it in place: kept for hosts that count on
-  // memory being released through it after the unload.
+  // A stored kernel is never replaced, so this leaves it in place. Hosts release memory of the module
+  // through it after the unload.
   IQXModule_QXModule_PutKernel(nullptr);
 }
 

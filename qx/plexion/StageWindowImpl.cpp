@@ -1,5 +1,9 @@
+// A window's life: what it is made of, in which order that goes again, and the one question that
+// everybody asks it.
+
 #include "qx/plexion/StageWindowImpl.h"
 
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
@@ -53,9 +57,10 @@ StageWindowImpl::StageWindowImpl(IPlexionImpl* service)
       firstScreenUpdatePending(true),
       previousOutputRect{0, 0, 0, 0},
       replacedRenderPlane(nullptr) {
+  QX_CHECK(owner != nullptr, "a service that the window belongs to");
   IQXKernel* kernel = Kernel();
   kernel->MemSet(&parameters, 0, sizeof(parameters));
-  notifiers.Reserve(2);
+  notifiers.Reserve(2);  // the host's observer and the parameters' own, without a second allocation
   stateLock = kernel->CreateMutex();
   geometryLock = kernel->CreateMutex();
   completionEvent = CreateClearedEvent(kernel);
@@ -70,6 +75,7 @@ StageWindowImpl::~StageWindowImpl() {
 
   // From here on status queries answer kErrorModuleUnavailable, while the player may still notify.
   core::morvellib::MorvelInstance* const dying = DropPlayer();
+  // Before the player goes: no key is on its way to it when this returns.
   keyMasterRequested = false;
   activationPending = false;
   owner->ResetKeyMasterAndClearMyActivation(this, false);
@@ -77,8 +83,11 @@ StageWindowImpl::~StageWindowImpl() {
     const StageWindow* active = owner->GetActiveStageWindow();
     keyEventSimulator->ClearKeyEvents(dying, active == this || active == nullptr);
   }
+  QX_CHECK(dying == nullptr || runtimeLib != nullptr, "the runtime that made the player");
   if (dying != nullptr) runtimeLib->DestroyMorvelInstance(dying);
 
+  // The player's thread has ended, so nobody draws into these any more. A plane that the host made
+  // stays the host's.
   if (ownsRenderPlane && parameters.renderPlane != nullptr) {
     Driver()->DestroyRenderPlane(parameters.renderPlane);
   }
@@ -86,6 +95,7 @@ StageWindowImpl::~StageWindowImpl() {
   if (ownsOutputPlane && parameters.outputPlane != nullptr) {
     Driver()->DestroyOutputPlane(parameters.outputPlane);
   }
+  // Nothing notifies from here on: locks, then modules, whose code the objects above ran in.
   if (stateLock != nullptr) kernel->DestroyMutex(stateLock);
   if (geometryLock != nullptr) kernel->DestroyMutex(geometryLock);
   if (runtimeLib != nullptr) kernel->ReleaseModule(runtimeLib);
@@ -105,6 +115,7 @@ core::morvellib::MorvelInstance* StageWindowImpl::DropPlayer() {
 
 StageWindowStatus StageWindowImpl::GetStageWindowStatus() {
   QXLock lock(stateLock);
+  // First of all: a window that could not be shown says so, whatever its player does meanwhile.
   if (hasErrorStatus) return errorStatus;
   core::morvellib::MorvelInstance* player = Player();
   return player != nullptr ? player->GetStageWindowStatus() : kErrorModuleUnavailable;

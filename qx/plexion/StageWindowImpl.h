@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "qx/core/Check.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/QXArray.h"
 #include "qx/core/QXString.h"
@@ -205,7 +206,10 @@ class StageWindowImpl : public StageWindow, public core::morvellib::MorvelInstan
 
  private:
   IQXKernel* Kernel() const { return IQXKernel::GetKernel(); }
-  platform::IGraphicsDriver* Driver() const { return graphicsDriver; }
+  platform::IGraphicsDriver* Driver() const {
+    QX_CHECK(graphicsDriver != nullptr, "a driver that was acquired before it is used");
+    return graphicsDriver;
+  }
   /// The player as whoever calls into it reads it. The few that read `instance` itself do so without
   /// the lock, each for the reason told there.
   core::morvellib::MorvelInstance* Player() const QX_REQUIRES(stateLock) { return instance; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qx/core/Check.h"
 #include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_sim {
@@ -12,6 +13,7 @@ using qx::plexion::StageWindowParameters;
 using qx::plexion::StageWindowStatus;
 
 IPlexionSets* SimHost::LoadService() {
+  QX_CHECK(service_ == nullptr, "one service at a time");
   device_.kernel.NameNextMutexes({"stageWindowLock", "dataDirectoryLock", "keySimulatorLock"});
   service_ = static_cast<IPlexionSets*>(entries_.load());
   return service_;
@@ -46,6 +48,7 @@ void SimHost::NameLocksOfNextWindows(unsigned long windows) {
 }
 
 QXError SimHost::OpenWindows(const std::vector<std::string>& arguments, unsigned long maxWindows) {
+  QX_CHECK(service_ != nullptr, "a service that is loaded");
   const char** argv = Keep(arguments);
   NameLocksOfNextWindows(maxWindows);
   const QXError result = service_->CreateAndConfigureStageWindowSet(
@@ -56,6 +59,7 @@ QXError SimHost::OpenWindows(const std::vector<std::string>& arguments, unsigned
 
 StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments,
                                  const std::function<void(StageWindowParameters&)>& edit) {
+  QX_CHECK(service_ != nullptr, "a service that is loaded");
   const char** argv = Keep(arguments);
   StageWindowParameters parameters{};
   service_->InitParameters(parameters);
@@ -76,6 +80,7 @@ StageWindow* SimHost::OpenWindow(const std::vector<std::string>& arguments,
 bool SimHost::RunWindows() { return service_->RunStageWindowSetToCompletion(set_); }
 
 void SimHost::CloseWindow(StageWindow* window) {
+  QX_CHECK(service_ != nullptr && window != nullptr, "a window of a service that is loaded");
   {
     const Unseen unseen;
     for (unsigned i = 0; i < set_.Count(); ++i) {

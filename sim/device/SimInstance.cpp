@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string>
 
+#include "qx/core/Check.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/MemoryWatchdog.h"
 #include "qx/plexion/StageWindow.h"
@@ -282,6 +283,7 @@ void SimInstance::Load() {
 }
 
 void SimInstance::LoadNext() {
+  QX_CHECK(nextStep_ < script_.loadSteps.size(), "a step that is left");
   const PlayerScript::LoadStep step = script_.loadSteps[nextStep_++];
   if (nextStep_ == script_.loadSteps.size()) loading_ = false;
   if (IsTerminalStatus(step.status)) {
@@ -304,6 +306,7 @@ void SimInstance::Claim(unsigned long bytes) {
 }
 
 void SimInstance::GiveBack() {
+  QX_CHECK(blocks_.empty() || window_->GetMemoryWatchdog() != nullptr, "where the blocks are from");
   for (void* block : blocks_) window_->GetMemoryWatchdog()->Free(block, nullptr, 0);
   blocks_.clear();
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "qx/core/Check.h"
 #include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
@@ -123,6 +124,7 @@ void SimKernel::CheckMemory() {
 }
 
 void SimKernel::AllowLeak(const std::string& why, unsigned long bytes, unsigned count) {
+  QX_CHECK(!why.empty() && count > 0, "a reason, and a number that there may be");
   allowedLeaks_.push_back({why, bytes, count});
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "qx/core/Check.h"
 #include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
@@ -43,6 +44,7 @@ SimTask* SimKernel::AddTask(const std::string& name, SimTask::Kind kind,
 void SimKernel::TaskEntry(void* argument) {
   auto* task = static_cast<SimTask*>(argument);
   auto* kernel = static_cast<SimKernel*>(const_cast<void*>(task->waitsFor));
+  QX_CHECK(kernel != nullptr, "the kernel that the new thread was told of");
   task->waitsFor = nullptr;
   if (kernel->ignoresDataRaces_) Acquired(kernel);
   kernel->journal_.Add(kernel->now_, task->name, "begins", "");
@@ -77,6 +79,7 @@ void SimKernel::EndTask() {
 }
 
 bool SimKernel::Run(std::function<void()> body) {
+  QX_CHECK(body != nullptr, "something to run");
   if (failed_) return false;
   if (IsRunning()) {
     body();
@@ -184,6 +187,7 @@ SimTask* SimKernel::PickNext() {
 
 void SimKernel::LeaveFor(SimTask* next) {
   SimTask* self = current_;
+  QX_CHECK(next != nullptr, "a thread to go on with");
   if (next == self) return;
   current_ = next;
   ++switches_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qx/core/Check.h"
 #include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
 
@@ -125,6 +126,7 @@ void SimKernel::UnlockMutex(SimMutex* mutex) {
                (mutex->owner_ == nullptr ? std::string("nobody") : mutex->owner_->name) + " holds");
     return;
   }
+  QX_CHECK(mutex->depth_ > 0, "a lock that is held as often as it was taken");
   if (--mutex->depth_ > 0) return;
   Released(mutex);
   mutex->owner_ = nullptr;
@@ -134,6 +136,7 @@ void SimKernel::UnlockMutex(SimMutex* mutex) {
 }
 
 bool SimKernel::HoldsMutex(const SimTask* task, const IQXKernel::Mutex* mutex) const {
+  QX_CHECK(mutex != nullptr, "a mutex");
   return static_cast<const SimMutex*>(mutex)->owner_ == task;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "qx/core/Check.h"
 #include "qx/core/QXString.h"
 #include "sim/device/Sanitizers.h"
 #include "sim/device/SimKernel.h"
@@ -109,7 +110,6 @@ void SimKernel::Printf(const char* format, ...) {
 
 void SimKernel::PrintfV(const char* format, va_list arguments) {
   Minor("Printf");
-  if (printWatcher_) printWatcher_(format);
   va_list again;
   va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
@@ -117,6 +117,11 @@ void SimKernel::PrintfV(const char* format, va_list arguments) {
   std::vsnprintf(&text[0], text.size(), format, again);
   va_end(again);
   text.pop_back();
+  // Not printed as well: what fails is about to trap, and is not let go on.
+  if (std::strcmp(format, kQXCheckFailed) == 0) {
+    Report(FindingKind::kCheck, text.substr(0, text.find('\n')));
+  }
+  if (printWatcher_) printWatcher_(format);
   static const bool echo = std::getenv("PLEXION_SIM_ECHO") != nullptr;
   if (echo) std::fputs(text.c_str(), stdout);
   printed_ += text;

@@ -2,6 +2,8 @@
 
 #include <sstream>
 
+#include "qx/core/Check.h"
+
 namespace plexion_sim {
 
 void SimShell::Type(const std::string& line) {
@@ -12,6 +14,7 @@ void SimShell::Type(const std::string& line) {
 
 QXError SimShell::RegisterCommand(const char* name, qx::platform::IShellCommand* command) {
   Enter("RegisterCommand");
+  QX_CHECK(name != nullptr && command != nullptr, "a word, and what it does");
   if (kernel_.GetFaults().Fails(Fallible::kShellRegisterCommand)) {
     kernel_.Note("RegisterCommand", std::string(name) + " -> QXError_NoMemory");
     return QXError_NoMemory;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "qx/core/Check.h"
 #include "sim/explore/Strategies.h"
 
 namespace plexion_sim {
@@ -15,6 +16,7 @@ constexpr unsigned kDirectRuns = 3000;
 
 StoryRun RunStory(const Story& story, const SimOptions& options,
                   const std::function<void(Faults&)>& faults) {
+  QX_CHECK(story.tell != nullptr, "a story with something to tell");
   SimOptions own = options;
   own.commandLine.insert(own.commandLine.end(), story.hostArguments.begin(),
                          story.hostArguments.end());
@@ -43,6 +45,7 @@ StoryRun RunStory(const Story& story, const SimOptions& options,
 }
 
 ExploreResult Explore(const Story& story, const ExploreOptions& options) {
+  QX_CHECK(options.count > 0, "a schedule to try");
   ExploreResult result;
   SearchScheduler search(options.preemptions, options.countAll);
   uint64_t length = 100;

@@ -1,5 +1,7 @@
 #include "sim/explore/Faults.h"
 
+#include "qx/core/Check.h"
+
 namespace plexion_sim {
 
 const char* NameOf(Fallible operation) {
@@ -31,10 +33,12 @@ const char* NameOf(Fallible operation) {
                                                      "RegisterCommand",
                                                      "Shell.Start",
                                                      "StartMouseStream"};
+  QX_CHECK(static_cast<unsigned>(operation) < kFallibleCount, "an operation with a name");
   return kNames[static_cast<unsigned>(operation)];
 }
 
 void Faults::Fail(Fallible operation, uint64_t nth, Repeat repeat, const std::string& name) {
+  QX_CHECK(nth > 0, "calls that count from 1");
   rules_.push_back({operation, nth, repeat, name});
 }
 

@@ -13,6 +13,8 @@ const char* NameOf(FindingKind kind) {
       return "run away";
     case FindingKind::kUseAfterDestroy:
       return "use after destroy";
+    case FindingKind::kCheck:
+      return "check";
     case FindingKind::kMemory:
       return "memory";
     case FindingKind::kLockMisuse:

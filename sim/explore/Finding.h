@@ -14,6 +14,7 @@ enum class FindingKind {
   kDeadlock,         ///< everybody waits for ever, or some wait for each other
   kRunAway,          ///< more virtual time or decisions than a run may take
   kUseAfterDestroy,  ///< a call into a kernel object, instance, plane or module that is gone
+  kCheck,            ///< a precondition of the module's is broken (qx/core/Check.h)
   kMemory,           ///< double free, unknown address, overrun
   // The run goes on after these.
   kLockMisuse,  ///< unlocked by another, destroyed while held or waited for

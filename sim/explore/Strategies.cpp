@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "qx/core/Check.h"
+
 namespace plexion_sim {
 
 // Random priorities.
@@ -27,6 +29,7 @@ size_t PctScheduler::Choose(const Decision& decision) {
       priorities_[decision.candidates[decision.current]] = --lowest_;
     }
   }
+  QX_CHECK(decision.count > 0, "a candidate");
   size_t best = 0;
   for (size_t i = 1; i < decision.count; ++i) {
     if (priorities_[decision.candidates[i]] > priorities_[decision.candidates[best]]) best = i;
@@ -37,6 +40,7 @@ size_t PctScheduler::Choose(const Decision& decision) {
 // Depth-first search.
 
 uint32_t SearchScheduler::OptionAt(const Frame& frame, uint32_t place) {
+  QX_CHECK(place < frame.options, "an option of this decision");
   if (place == 0) return frame.usual;
   return place <= frame.usual ? place - 1 : place;
 }

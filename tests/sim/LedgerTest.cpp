@@ -29,6 +29,8 @@ const Misuse kMisuses[] = {
      "thread1, made by host"},
     {"ModuleKept", [](SimKernel& kernel) { kernel.AcquireModule("IShell"); }, FindingKind::kLeak,
      "module IShell, acquired 1 times more than released"},
+    {"AllowanceOfNothing", [](SimKernel& kernel) { kernel.AllowLeak("", 8, 0); },
+     FindingKind::kCheck, "a reason, and a number that there may be"},
     {"FreedTwice",
      [](SimKernel& kernel) {
        void* block = kernel.Allocate(8, nullptr, 0);

@@ -1,5 +1,8 @@
+// Key ups and repeats that a device does not send by itself.
+
 #include "qx/plexion/parts/KeyEventSimulator.h"
 
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/core/morvellib/MorvelInstance.h"
@@ -68,6 +71,7 @@ bool PlexionKeyEventSimulator::SetKeyInputMode(KeyInputMode newMode, IQXKernel::
     // A worker that could not be started is not one that runs: the next call tries again.
     if (!thread->Start("PlexionKeyEventSimulator", &StaticThreadProc, this)) running = false;
   } else if (newMode == kKeyInputModeDirect && running) {
+    QX_CHECK(thread != nullptr, "the thread that runs");
     running = false;
     thread->Join(IQXKernel::kInfinite);
   }
@@ -76,11 +80,11 @@ bool PlexionKeyEventSimulator::SetKeyInputMode(KeyInputMode newMode, IQXKernel::
 
 void PlexionKeyEventSimulator::NotifyKeyDownEvent(MorvelInstance* instance, unsigned long keyCode) {
   const uint32_t key = static_cast<uint32_t>(keyCode);
-  keyDownSeen = true;
+  keyDownSeen = true;  // from here on the mode is frozen: half of a key would be of another mode
   const bool sameKey = key == heldKey;
   if (!sameKey) repeating = false;
   heldKey = key;
-  // Also for a repeat that is swallowed below: kept, it puts off the first repeat of our own.
+  // Also for a repeat that is swallowed below: while the device repeats by itself, ours wait.
   keyDownTime = kernel->GetTime();
   heldInstance = instance;
   keyHeld = true;
@@ -90,7 +94,8 @@ void PlexionKeyEventSimulator::NotifyKeyDownEvent(MorvelInstance* instance, unsi
       SendKeyDown(instance, key);
       break;
     case kKeyInputModeAutoRepeat:
-      // The device's own repeat; also the second press of a key after its release: kept.
+      // The device's own repeat. The second press of a key after its release looks the same here,
+      // and is swallowed too: devices for this mode send no release.
       if (!sameKey) SendKeyDown(instance, key);
       break;
     case kKeyInputModeSimulateKeyUp: {
@@ -128,6 +133,8 @@ void PlexionKeyEventSimulator::ClearKeyEvents(MorvelInstance* instance, bool res
   }
   // Whoever is cleared is about to go: the worker must not repeat a held key to it.
   if (heldInstance == instance) heldInstance = nullptr;
+  // What belongs to others is dropped with the rest and neither sent nor released: to send it here
+  // would call a player with this lock held, from a thread that it does not expect.
   for (unsigned i = 0; i < events.Count(); ++i) {
     if (events[i]->instance == instance) DestroyEvent(events[i]);
   }
@@ -149,7 +156,7 @@ void PlexionKeyEventSimulator::SendEarlyKeyUp(MorvelInstance* instance, uint32_t
 void PlexionKeyEventSimulator::QueueKeyUp(MorvelInstance* instance, uint32_t key,
                                           IQXKernel::Time due) {
   KeyEventData* event = new (nullptr, 0, QX_NEW_DELETE) KeyEventData();
-  if (event == nullptr) return;
+  if (event == nullptr) return;  // the key stays down: better than no key down at all
   event->dueTime = due;
   event->isKeyDown = 0;
   event->keyCode = key;
@@ -159,6 +166,7 @@ void PlexionKeyEventSimulator::QueueKeyUp(MorvelInstance* instance, uint32_t key
 }
 
 void PlexionKeyEventSimulator::StaticThreadProc(IQXKernel::Thread*, void* argument) {
+  QX_CHECK(argument != nullptr, "the simulator whose worker this is");
   static_cast<PlexionKeyEventSimulator*>(argument)->ThreadProc();
 }
 
@@ -181,6 +189,7 @@ void PlexionKeyEventSimulator::ThreadProc() {
 void PlexionKeyEventSimulator::DeliverDueEvents() {
   while (!events.IsEmpty()) {
     KeyEventData* event = events[0];
+    // In order of insertion: one that is not due holds back those behind it, which are later.
     if (event->dueTime >= kernel->GetTime()) return;
     if (event->isKeyDown != 0) {
       SendKeyDown(event->instance, event->keyCode);

@@ -56,8 +56,9 @@ class PlexionKeyEventSimulator {
 
   /// Empties the queue. When this returns the worker sends nothing more to `instance`.
   ///
-  /// Events of other instances leave the queue too, without being delivered or released (kept:
-  /// callers clear only when the whole set of windows goes away).
+  /// Events of other instances leave the queue too, without being delivered or released: meant for
+  /// hosts that clear only when the whole set of windows goes away (docs/concurrency.md tells what
+  /// others do).
   void ClearKeyEvents(core::morvellib::MorvelInstance* instance, bool resetHeldKey);
 
   static void StaticThreadProc(IQXKernel::Thread* thread, void* argument);

@@ -1,5 +1,8 @@
+// Counts what one window's player allocates, and ends the window that takes too much.
+
 #include "qx/plexion/parts/MemoryWatchdog.h"
 
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/plexion/StageWindow.h"
 
@@ -22,7 +25,9 @@ StageWindowMemoryWatchdog::StageWindowMemoryWatchdog(StageWindow* stageWindow,
       mutex(kernel->CreateMutex()),
       allocationCount(0),
       freeCount(0),
-      graphicsMemoryUsed(0) {}
+      graphicsMemoryUsed(0) {
+  QX_CHECK(window != nullptr, "a window to end when the limit is passed");
+}
 
 StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() {
   if (mutex != nullptr) kernel->DestroyMutex(mutex);
@@ -30,6 +35,7 @@ StageWindowMemoryWatchdog::~StageWindowMemoryWatchdog() {
 
 void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, unsigned long line) {
   QXLock lock(mutex);
+  QX_CHECK(limit == 0 || bytesUsed <= limit, "no more in use than the limit");
   // Compared before it is cut to the counters' 32 bits, in which 4 GiB are nothing.
   if (limit != 0 && size > limit - bytesUsed) {
     kernel->Printf("YELLOW ALERT: StageWindow exceeded memlimit of %d bytes\n", limit);
@@ -50,9 +56,11 @@ void* StageWindowMemoryWatchdog::Alloc(unsigned long size, const char* file, uns
 }
 
 void StageWindowMemoryWatchdog::Free(void* p, const char* file, unsigned long line) {
+  QX_CHECK(p != nullptr, "a block: null is not freed");
   QXLock lock(mutex);
   char* block = static_cast<char*>(p) - kHeaderBytes;
   const uint32_t size = *reinterpret_cast<const uint32_t*>(block);
+  QX_CHECK(limit == 0 || size <= bytesUsed, "a block that this watchdog handed out");
   kernel->Free(block, file, static_cast<int>(line));
   bytesUsed -= size;
   ++freeCount;

@@ -1,3 +1,5 @@
+// The operator's "go", for a set and for one window.
+
 #include "qx/plexion/parts/ShellCommands.h"
 
 namespace qx {

@@ -1,6 +1,7 @@
 #ifndef QX_PLEXION_PARTS_SHELLCOMMANDS_H_
 #define QX_PLEXION_PARTS_SHELLCOMMANDS_H_
 
+#include "qx/core/Check.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/QXError.h"
 #include "qx/core/QXString.h"
@@ -22,7 +23,9 @@ bool HostAsksForPause(IQXKernel* kernel);
 /// Owns     nothing; the event belongs to the thread that waits and must outlive the command.
 class GoShellCommand : public platform::IShellCommand {
  public:
-  explicit GoShellCommand(IQXKernel::Event* goEvent) : event(goEvent) {}
+  explicit GoShellCommand(IQXKernel::Event* goEvent) : event(goEvent) {
+    QX_CHECK(event != nullptr, "an event that somebody waits for");
+  }
   ~GoShellCommand() override;
   QXError Execute(unsigned long argc, char** argv) override;
 
@@ -39,7 +42,9 @@ class GoShellCommand : public platform::IShellCommand {
 /// the event is signalled and may be read once the wait has returned and "go" is unregistered.
 class GoToURLShellCommand : public platform::IShellCommand {
  public:
-  explicit GoToURLShellCommand(IQXKernel::Event* goEvent) : event(goEvent) {}
+  explicit GoToURLShellCommand(IQXKernel::Event* goEvent) : event(goEvent) {
+    QX_CHECK(event != nullptr, "an event that somebody waits for");
+  }
   ~GoToURLShellCommand() override;
   QXError Execute(unsigned long argc, char** argv) override;
 

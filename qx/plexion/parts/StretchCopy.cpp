@@ -1,8 +1,13 @@
+// Copies and stretches pixels where the driver cannot: by a rule that every processor keeps to the
+// bit, and that no rectangle, however wild, leads outside of its plane.
+
 #include "qx/plexion/parts/StretchCopy.h"
 
 #include <string.h>
 
 #include <atomic>
+
+#include "qx/core/Check.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -69,7 +74,9 @@ class Runs {
 
  private:
   void Add(Span span) {
-    if (span.begin < span.end) inside_[count_++] = span;
+    if (span.begin >= span.end) return;
+    QX_CHECK(count_ < 2, "one run before positions wrap, and one after");
+    inside_[count_++] = span;
   }
 
   const Axis& axis_;
@@ -224,6 +231,7 @@ struct Pixels {
 void CopyInside(StretchKernel kernel, const Pixels& source, unsigned char* destination,
                 size_t pitch, const Axis& x, Span columns, const Axis& y, Span rows, uint32_t left,
                 uint32_t top) {
+  QX_CHECK(columns.begin < columns.end && rows.begin < rows.end, "pixels to copy");
   const size_t rowBytes = static_cast<size_t>(columns.end - columns.begin) * kPixelBytes;
   unsigned char* out = destination + top * pitch + left * kPixelBytes;
   if (x.step == kOne && y.step == kOne && rowBytes == pitch && rowBytes == source.pitch) {
@@ -266,6 +274,7 @@ void StretchCopy32(const void* source, uint32_t sourcePitchBytes, Rect sourceRec
                    void* destination, uint32_t destinationPitchBytes, Rect destinationRect,
                    Dims destinationDims, StretchKernel kernel) {
   if (source == nullptr || destination == nullptr) return;
+  QX_CHECK(source != destination, "planes that do not overlap");
   if (destinationRect.width == 0 || destinationRect.height == 0) return;
   const Axis x(sourceRect.x, sourceRect.width, destinationRect.width);
   const Axis y(sourceRect.y, sourceRect.height, destinationRect.height);

@@ -47,7 +47,7 @@ bool IPlexionImpl::GetPlexionFontDirectory(QXString& out) {
   return true;
 }
 
-// True even without a data directory (kept): the caller then has what `out` held.
+// True even without a data directory: the caller then has what `out` held, and goes on with it.
 bool IPlexionImpl::GetUserPrivateDataDirectory(QXString& out) {
   if (!GetPlexionDataDirectory(out)) return true;
   bool whole = !out.IsEmpty() && AppendWhole(out, "/users/");

@@ -80,6 +80,7 @@ bool IPlexionImpl::SetActiveStageWindow(StageWindow* window) {
   if (window == activeStageWindow) return true;
   if (!Impl(window)->activationPending) return false;  // only a playing window can be active
 
+  // Changed before anybody is told: a window that asks while it hears of it finds the new one.
   StageWindow* const old = activeStageWindow;
   activeStageWindow = window;
   if (old != nullptr) Impl(old)->NotifyOnDeactivate();
@@ -97,6 +98,7 @@ PlexionKeyEventSimulator* IPlexionImpl::GetKeyEventSimulator() { return keyEvent
 void IPlexionImpl::ResetKeyMaster() {
   const QXLock lock(stageWindowLock);
   keyMaster = nullptr;
+  // The newest that asks: a window that is opened on top of others takes the keys with it.
   for (unsigned i = stageWindows.Count(); i > 0 && keyMaster == nullptr; --i) {
     if (Impl(stageWindows[i - 1])->keyMasterRequested) keyMaster = stageWindows[i - 1];
   }
@@ -119,8 +121,8 @@ void IPlexionImpl::ResetKeyMasterAndClearMyActivation(StageWindow* window, bool 
   const QXLock lock(stageWindowLock);
   ResetKeyMaster();
   if (window == nullptr || window != activeStageWindow) return;
-  // A window that has ended is forgotten before another is chosen, so it is not told (kept); one
-  // that keeps its place is told when it loses it.
+  // A window that has ended is forgotten before another is chosen, so it is not told: its player may
+  // be gone in a moment. One that keeps its place is told when it loses it.
   if (!keepActive) activeStageWindow = nullptr;
   ResetActiveStageWindow();
 }

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "qx/core/Check.h"
 #include "qx/plexion/IPlexionImpl.h"
 
 namespace qx {
@@ -52,7 +53,7 @@ static_assert(kStatusCount == kInfoNotifyFPS + 1, "a name for each status");
 }  // namespace
 
 const char* IPlexionImpl::StageWindowStatusToString(StageWindowStatus status) {
-  const int32_t value = status;
+  const int32_t value = status;  // a player's own number, which may be none of ours
   return value >= 0 && value < kStatusCount ? kStatusNames[value] : nullptr;
 }
 
@@ -94,7 +95,7 @@ bool IPlexionImpl::SetLastFrame(char* data, int size, long value) {
       size < 0 ? nullptr : new (std::nothrow_t{}) char[static_cast<unsigned long>(size)];
   lastFrameSize = size;
   lastFrameValue = value;
-  lastFrameValid = true;  // kept: stays so when the copy could not be made
+  lastFrameValid = true;  // also without a copy: there was a frame, and GetLastFrame says nothing
   lastFrameData = copy;
   if (copy != nullptr) {
     kernel->MemSet(copy, 0, static_cast<unsigned long>(size));
@@ -106,13 +107,16 @@ bool IPlexionImpl::SetLastFrame(char* data, int size, long value) {
 
 void IPlexionImpl::GetLastFrame(char** data, int* size, long* value, bool* valid) {
   if (lastFrameData == nullptr) return;
+  QX_CHECK(data != nullptr && size != nullptr && value != nullptr && valid != nullptr,
+           "places for all four");
   *data = lastFrameData;
   *size = lastFrameSize;
   *value = lastFrameValue;
   *valid = lastFrameValid;
 }
 
-// Not written as "greater than": a rate that is no number passes both tests (kept).
+// Not written as "greater than": a rate that is no number passes both tests, and means "unknown" to
+// the streams that set it.
 bool IPlexionImpl::SetStreamFrameRate(double& rate) {
   if (rate <= 0.0) return false;
   streamFrameRate = rate;

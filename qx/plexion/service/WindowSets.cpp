@@ -1,5 +1,6 @@
 // Making and destroying windows, and whole command lines of them.
 
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/platform/IShell.h"
@@ -21,6 +22,8 @@ constexpr IQXKernel::Time kPollInterval = 100 * 1000000LL;
 void WaitForGo(platform::IShell* shell, IQXKernel::Event* event) {
   auto* const command = new (nullptr, 0, QX_NEW_DELETE) GoShellCommand(event);
   if (command == nullptr) return;  // nobody could end the wait
+  QX_CHECK(shell != nullptr && event != nullptr,
+           "somebody to say \"go\", and something to hear it");
   shell->RegisterCommand("go", command);
   shell->Start();
   event->Wait(IQXKernel::kInfinite);

@@ -1,3 +1,6 @@
+// From a parameters record to a window with a player. What fails on the way stays in the window until
+// it is destroyed: nothing is undone halfway, where a player may already have begun to notify.
+
 #include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
@@ -29,7 +32,7 @@ const char* ChooseRuntimeModule(IQXKernel* kernel, const StageWindowParameters& 
 IQXModule* AcquireTimed(IQXKernel* kernel, const char* name) {
   const IQXKernel::Time before = kernel->GetTime();
   IQXModule* module = kernel->AcquireModule(name);
-  const long milliseconds = (kernel->GetTime() - before) / 1000000;
+  const auto milliseconds = static_cast<long>((kernel->GetTime() - before) / 1000000);
   // File, line and text are those that log readers of the platform look for, not this file's.
   kernel->Printf("QXPROFILE: %s:%d: %ldms for %s\n", "qx/plexion/StageWindowImpl", 313,
                  milliseconds, "{ .. pKernel->AcquireModule(pMorvelModuleName) .. }");
@@ -83,6 +86,7 @@ bool StageWindowImpl::Configure(const StageWindowParameters& newParameters) {
 
   MorvelInstanceParameters instanceParameters;
   runtimeLib->FillInstanceParameters(instanceParameters, newParameters);
+  // The runtime fills in what it takes from a window; who hears of it is the window's own business.
   instanceParameters.notifier = this;
   instanceParameters.moduleName.Append(moduleName);
 
@@ -95,7 +99,7 @@ bool StageWindowImpl::Configure(const StageWindowParameters& newParameters) {
       new (nullptr, 0, QX_NEW_DELETE) StageWindowMemoryWatchdog(this, newParameters.memoryLimit);
   if (memoryWatchdog == nullptr) return FailWith(kErrorNotEnoughMemory);
 
-  parameters = newParameters;
+  parameters = newParameters;  // harmless when it is the window's own record, read a moment ago
   if (parameters.notifier != nullptr) {
     // At the back, so that it hears everything before the observers registered later.
     QXLock geometry(geometryLock);
@@ -114,6 +118,7 @@ bool StageWindowImpl::Configure(const StageWindowParameters& newParameters) {
 
 void StageWindowImpl::UpdateProxyParameters(const char* host, unsigned short port, const char* user,
                                             const char* password) {
+  // No lock: content that waits for a dead proxy holds it, and this is how it gets another.
   MorvelInstance* player = instance;
   if (player != nullptr) player->UpdateProxyParameters(host, port, user, password);
 }

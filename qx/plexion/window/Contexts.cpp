@@ -1,3 +1,7 @@
+// Pointers that a host hangs on a window by name. There are a handful at most, so they are looked for
+// one by one.
+
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/plexion/StageWindowImpl.h"
@@ -14,6 +18,7 @@ void StageWindowImpl::SetContext(const char* name, void* value) {
 
   for (unsigned i = 0; i < contexts.Count(); ++i) {
     ContextRecord* record = contexts[i];
+    QX_CHECK(record->name != nullptr, "a record with a name: others are not kept");
     if (kernel->StrCmp(record->name, name) != 0) continue;
     if (value != nullptr) {
       record->value = value;
@@ -24,7 +29,7 @@ void StageWindowImpl::SetContext(const char* name, void* value) {
     return;
   }
 
-  // An unknown name is kept with a null value too: hosts use the record's mere presence.
+  // An unknown name is kept with a null value too: hosts reserve names that way, and fill them later.
   ContextRecord* record = new (nullptr, 0, QX_NEW_DELETE) ContextRecord;
   if (record == nullptr) return;
   const unsigned long size = kernel->StrLen(name) + 1;

@@ -1,3 +1,6 @@
+// Where a window is and how large, and changing that while its content plays. Two threads meet here:
+// the host's, which asks, and the player's, which carries out what was deferred between two frames.
+
 #include "qx/core/QXLock.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowImpl.h"
@@ -11,6 +14,7 @@ using core::morvellib::MorvelInstance;
 bool StageWindowImpl::MoveTo(const Point& point) {
   if (parameters.outputPlane == nullptr) return false;
   QXLock lock(geometryLock);
+  // Before the plane moves: who asks meanwhile where the window is hears where it is going to be.
   pendingPoint = point;
   movePending = true;
   ResizePlanes(nullptr, &point);
@@ -31,6 +35,7 @@ void StageWindowImpl::Resize(const Dims& dims, bool deferred) {
   }
   resizeInProgress = true;
   ResizePlanes(&dims, nullptr);
+  // Also after a failure: the content was asked to fit this size, and lays itself out for it.
   player->SetStageRect(Rect{0, 0, dims.width, dims.height});
 }
 
@@ -68,7 +73,8 @@ StageWindowStatus StageWindowImpl::ResizeThroughDriver(const Dims& dims) {
   if (tooBig) kernel->Printf("YELLOW ALERT: Resize request failed. Reason: Too Big\n");
   if (tooSmall) kernel->Printf("YELLOW ALERT: Resize request failed. Reason: Too Small\n");
   if (tooBig || tooSmall) return kInfoOutputPlaneResizeFailed;
-  // Kept: without an output plane nothing is resized, and that counts as done.
+  // Without an output plane nothing is resized, and that counts as done: a host that shows the render
+  // plane by itself asks all the same, and waits for the outcome.
   if (parameters.outputPlane == nullptr) return kInfoWindowResized;
 
   const Dims old = parameters.outputPlane->GetDims();
@@ -86,6 +92,8 @@ StageWindowStatus StageWindowImpl::ResizeThroughDriver(const Dims& dims) {
   if (!Driver()->ResizeRenderPlane(parameters.renderPlane, newRender, this)) {
     return kInfoRenderPlaneResizeFailed;
   }
+  // Not `instance`: of a window that is being destroyed the player still draws, and the driver may
+  // just have destroyed what it draws into.
   MorvelInstance* player = drawingInstance;
   if (player != nullptr) player->SetRenderPlane(parameters.renderPlane);
   return kInfoWindowResized;
@@ -155,7 +163,8 @@ void StageWindowImpl::MapMouseButtonPointToRenderPlaneInternal(unsigned short& x
   const Dims render = parameters.renderPlane->GetDims();
   const Dims output = parameters.outputPlane->GetDims();
   if (render.width == output.width && render.height == output.height) return;
-  if (output.width == 0 || output.height == 0) return;
+  if (output.width == 0 || output.height == 0) return;  // a driver's plane of no size
+  // In 32 bits, as devices have always mapped: planes are far too small for this to wrap.
   x = static_cast<unsigned short>(render.width * x / output.width);
   y = static_cast<unsigned short>(y * render.height / output.height);
 }

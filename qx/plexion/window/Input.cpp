@@ -1,3 +1,6 @@
+// What reaches the player from outside: activation, keys, pointer. And the window's place among others
+// on the screen. Everything here is called with the service's lock held or by the host itself.
+
 #include "qx/core/QXLock.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/IPlexionImpl.h"
@@ -29,7 +32,8 @@ void StageWindowImpl::NotifyOnActivate() {
   OutputPlane* output = parameters.outputPlane;
   if (output != nullptr) {
     output->SetActive(true);
-    // Kept: the rectangle is the screen's, not the plane's; drivers skip what lies outside.
+    // In full, since another window may have covered it. The rectangle is the screen's, not the
+    // plane's; drivers skip what lies outside, and those of devices are tuned to it.
     OnRenderPlaneUpdate(output->GetRect());
   }
   player->Activate();
@@ -55,12 +59,13 @@ void StageWindowImpl::DispatchKeyDown(unsigned long key) {
   }
 }
 
-// Kept: unlike its press, the timing key's release goes the way of all keys.
+// Unlike its press, the timing key's release goes the way of all keys: whoever holds the keys restarts
+// the timing log with it.
 void StageWindowImpl::DispatchKeyUp(unsigned long key) { owner->DispatchKeyUp(key); }
 
 void StageWindowImpl::DispatchKeyDownDirect(unsigned long key) {
   if (key == kKeyTiming) {
-    creationTime = Kernel()->GetTime();
+    creationTime = Kernel()->GetTime();  // before the lock, which a load may hold for long
     QXLock lock(stateLock);
     MorvelInstance* player = Player();
     if (player != nullptr) player->SendEvent(kTimingEvent);

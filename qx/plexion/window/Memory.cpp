@@ -1,3 +1,6 @@
+// The memory watchdog as the window shows it. The pointer never changes after Configure, so nothing
+// here takes a lock of the window: a player may ask from inside of any of its operations.
+
 #include "qx/plexion/StageWindowImpl.h"
 #include "qx/plexion/parts/MemoryWatchdog.h"
 

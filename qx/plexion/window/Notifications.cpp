@@ -1,3 +1,7 @@
+// What the player tells the window, and who hears of it: the service, observers, waiting threads, the
+// timing log. In this order, so that an observer already finds the window active.
+
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/plexion/IPlexionImpl.h"
 #include "qx/plexion/StageWindowImpl.h"
@@ -6,6 +10,7 @@ namespace qx {
 namespace plexion {
 
 void StageWindowImpl::RegisterNotifier(StageWindowNotifier* notifier) {
+  QX_CHECK(notifier != nullptr, "an observer");
   QXLock lock(geometryLock);
   for (unsigned i = notifiers.Count(); i > 0; --i) {
     if (notifiers[i - 1] == notifier) return;
@@ -36,6 +41,7 @@ void StageWindowImpl::OnMorvelInstanceNotification(StageWindowStatus status,
                                                    const StageWindowStatusData* data) {
   const bool terminal = IsTerminalStatus(status);
 
+  // The service first: who gets the keys must be right before anybody acts on the news.
   if (status == kStatusPlaying) {
     activationPending = true;
     keyMasterRequested = parameters.keyMaster;
@@ -52,6 +58,7 @@ void StageWindowImpl::OnMorvelInstanceNotification(StageWindowStatus status,
 
   if (hasNotifiers) NotifyObservers(status, data);
 
+  // Waiting threads last of all who act on it: they may destroy the window as soon as they run.
   if (terminal && completionEvent != nullptr) completionEvent->Signal();
   if ((terminal || status == kStatusLoaded) && loadEvent != nullptr) loadEvent->Signal();
   if (status == kInfoRenderPlaneUpdated && data != nullptr && data->rect != nullptr) {

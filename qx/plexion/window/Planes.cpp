@@ -1,3 +1,6 @@
+// Making render plane and output plane, at the size that fits, and taking in those of the host.
+
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -63,6 +66,7 @@ bool StageWindowImpl::CreatePlanes() {
     if (parameters.dcts) player->SetRenderPlane(parameters.renderPlane);
     return true;
   }
+  // Only loaded content knows its size. Through the interface, which a host may have put itself into.
   StageWindow* self = this;
   if (self->GetStageWindowStatus() == kStatusConfigured) self->LoadMVX();
   if (!AcquireGraphicsDriver()) return FailWith(kErrorModuleUnavailable);
@@ -96,6 +100,7 @@ bool StageWindowImpl::MakeRenderPlane(Dims& contentDims, bool resizing) {
   if (parameters.scaleToFit && authored) {
     const Dims fitted = FittedToScreen(contentDims, screen);
     if (fitted.width != contentDims.width || fitted.height != contentDims.height) {
+      // Asked again: the log shows what the player says now, which may have changed with the load.
       const Dims asAuthored = GetMVXAuthoredStageDims();
       Kernel()->Printf(
           "YELLOW ALERT: scaling content dims to fit output device\n"
@@ -110,6 +115,8 @@ bool StageWindowImpl::MakeRenderPlane(Dims& contentDims, bool resizing) {
 }
 
 bool StageWindowImpl::NewRenderPlane(const Dims& dims, StageWindowStatus failure) {
+  QX_CHECK(runtimeLib != nullptr, "a runtime, since there is a player");
+  QX_CHECK(parameters.renderPlane == nullptr, "no render plane yet");
   const uint32_t format =
       parameters.pixelFormat != 0 ? parameters.pixelFormat : runtimeLib->GetDefaultPixelFormat();
   parameters.renderPlane = Driver()->CreateRenderPlane(dims, format, this);
@@ -147,7 +154,7 @@ bool StageWindowImpl::MakeBothPlanesResized(const Dims& contentDims, const Rect&
     if (parameters.renderPlane == nullptr) {
       const Dims renderDims{InProportion(contentDims.width, resized.width, rect.width),
                             InProportion(contentDims.height, resized.height, rect.height)};
-      // Kept: on this path the failure is the output plane's.
+      // The output plane's failure: it is the one that was asked for, and that there is none of.
       if (!NewRenderPlane(renderDims, kErrorOutputPlaneCreationFailure)) return false;
     }
     outputPlane = Driver()->CreateOutputPlane(resized, defaultPlacement, parameters.renderPlane,
@@ -157,6 +164,8 @@ bool StageWindowImpl::MakeBothPlanesResized(const Dims& contentDims, const Rect&
 }
 
 bool StageWindowImpl::TakeOutputPlane(OutputPlane* plane) {
+  QX_CHECK(parameters.outputPlane == nullptr, "no output plane yet");
+  // Stored before it is looked at: a plane that cannot be drawn on is still there to be asked.
   parameters.outputPlane = plane;
   if (plane == nullptr || plane->GetDrawingContext() == nullptr) {
     return FailWith(kErrorOutputPlaneCreationFailure);
@@ -188,6 +197,7 @@ bool StageWindowImpl::SetRenderPlane(RenderPlane* plane) {
     case kStatusConfigured:
       break;
     case kStatusLoaded:
+      // The player is past the moment at which it asks the window, so it is told.
       if (!player->SetRenderPlane(plane)) return false;
       break;
     default:

@@ -1,3 +1,6 @@
+// Loading, playing, and the two ways to run a window to its end, with the operator's pause before.
+
+#include "qx/core/Check.h"
 #include "qx/core/QXLock.h"
 #include "qx/core/QXMem.h"
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
@@ -62,7 +65,7 @@ bool StageWindowImpl::Terminate(StageWindowStatus status) {
 bool StageWindowImpl::GetRuntimeVersion(QXString& version) {
   QXLock lock(stateLock);
   if (runtimeLib == nullptr) return false;
-  char text[256];
+  char text[256];  // cleared, and offered one byte less: the end is marked whatever is written
   Kernel()->MemSet(text, 0, sizeof(text));
   runtimeLib->GetVersion(text, sizeof(text) - 1);
   version.Clear();
@@ -86,6 +89,7 @@ bool StageWindowImpl::PlayForLFD() {
 }
 
 void StageWindowImpl::WaitForConfiguration(int& pollBudget) {
+  // By looking, since nobody announces it: configuring is another thread's call into this window.
   while (GetStageWindowStatus() != kStatusConfigured && pollBudget > 0) {
     Kernel()->Sleep(kPollInterval);
     --pollBudget;
@@ -102,6 +106,7 @@ void StageWindowImpl::WaitForGo() {
     command = new (nullptr, 0, QX_NEW_DELETE) GoToURLShellCommand(event);
   }
   if (command == nullptr) {
+    // Without a shell nobody could say "go": the content plays rather than never.
     kernel->DestroyEvent(event);
     kernel->ReleaseModule(shell);
     return;
@@ -123,6 +128,7 @@ void StageWindowImpl::WaitForGo() {
 }
 
 void StageWindowImpl::TakeContentFromGo(const QXString& url, const QXString& baseUrl) {
+  QX_CHECK(!url.IsEmpty(), "an address; without one the configured content stays");
   QXLock lock(stateLock);
   MorvelInstance* player = Player();
   MorvelLoadSettings* settings = player != nullptr ? player->GetLoadSettings() : nullptr;
@@ -141,7 +147,7 @@ bool StageWindowImpl::WaitForReadiness(int& pollBudget) {
     Kernel()->Sleep(kPollInterval);
     --pollBudget;
   }
-  return true;
+  return true;  // also when it is merely slow: Play may still bring it there
 }
 
 bool StageWindowImpl::PlayToEnd() {

@@ -1,3 +1,5 @@
+// From the render plane to the screen, on the player's thread, once for each drawn frame.
+
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowImpl.h"
 #include "qx/plexion/parts/Proportion.h"
