@@ -46,9 +46,8 @@ void Cells::Sweep(bool evenOdd, ISpans& spans) {
     alignedCells_ = cells_.data();
     while (reinterpret_cast<uintptr_t>(alignedCells_) % 64 != 0) ++alignedCells_;
   }
-  if (touched_.size() < static_cast<size_t>(bandRows * words_)) {
-    touched_.resize(static_cast<size_t>(bandRows * words_), 0);
-  }
+  const size_t words = static_cast<size_t>(bandRows) * static_cast<size_t>(words_);
+  if (touched_.size() < words) touched_.resize(words, 0);
   if (cover_.size() < static_cast<size_t>(stride_)) cover_.resize(static_cast<size_t>(stride_));
 
   if (rows <= bandRows) {
