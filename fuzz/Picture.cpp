@@ -4,7 +4,7 @@
 
 #include "fuzz/FuzzInput.h"
 #include "host/player/image/PictureTimes.h"
-#include "host/player/media/pictures/PictureReel.h"
+#include "host/player/media/pictures/AnimationCompositor.h"
 
 namespace {
 
@@ -34,8 +34,8 @@ class Watchdog final : public qx::plexion::MemoryWatchdog {
   unsigned long used_ = 0;
 };
 
-void ShowAll(PictureReel& reel) {
-  const PictureFacts& facts = reel.Facts();
+void ShowAll(AnimationCompositor& compositor) {
+  const PictureFacts& facts = compositor.Facts();
   Require(facts.dims.width > 0 && facts.dims.height > 0, "size");
   Require(!facts.frames.empty(), "frames");
   const PictureTimes times(facts.frames);
@@ -44,9 +44,9 @@ void ShowAll(PictureReel& reel) {
   for (size_t i = 0; i < facts.frames.size(); ++i) {
     Require(times.FrameAt(times.EndOf(i) - 1) <= i, "a frame's last tick");
     // Large animations would take all of the fuzzer's time.
-    if (i < 8) reel.Show(i);
+    if (i < 8) compositor.Show(i);
   }
-  reel.Show(0);
+  compositor.Show(0);
 }
 
 }  // namespace
@@ -56,10 +56,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (format == PictureFormat::kNone) return 0;
   Watchdog watchdog;
   {
-    PictureReel reel(&watchdog);
+    AnimationCompositor compositor(&watchdog);
     EngineError error;
-    if (reel.Open(format, PictureSource{data, size, &watchdog}, error)) {
-      ShowAll(reel);
+    if (compositor.Open(format, PictureSource{data, size, &watchdog}, error)) {
+      ShowAll(compositor);
     } else {
       Require(!error.message.empty(), "a refusal says why");
       Require(qx::plexion::IsTerminalStatus(error.status), "a refusal ends the content");

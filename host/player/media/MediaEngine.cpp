@@ -1,3 +1,5 @@
+// Playing of media: messages, frames, passes.
+
 #include "host/player/media/MediaEngine.h"
 
 #include <utility>
@@ -8,14 +10,14 @@ namespace plexion_host::player {
 
 MediaEngine::MediaEngine(EngineHost& host)
     : host_(host),
-      reel_(host.Memory(), [&host] { return host.Cancelled(); }),
+      compositor_(host.Memory(), [&host] { return host.Cancelled(); }),
       painter_(host.Memory()) {}
 
 MediaEngine::~MediaEngine() {
-  if (host_.Settings().instrument) TellWhatWasShown();
+  if (host_.Settings().instrument) ReportStatistics();
 }
 
-void MediaEngine::TellWhatWasShown() const {
+void MediaEngine::ReportStatistics() const {
   std::string text;
   const auto count = [&text](const char* name, uint64_t number) {
     text += name + std::to_string(number);
@@ -30,9 +32,9 @@ void MediaEngine::TellWhatWasShown() const {
       break;
     }
     case Kind::kAnimation:
-      count("animation: frames ", reel_.Facts().frames.size());
+      count("animation: frames ", compositor_.Facts().frames.size());
       count(", left out ", framesLeftOut_);
-      count(", damaged ", reel_.Damaged());
+      count(", damaged ", compositor_.Damaged());
       break;
     case Kind::kStill:
       text = "still picture";

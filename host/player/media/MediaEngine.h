@@ -1,3 +1,5 @@
+// The engine for video, sound and pictures.
+
 #ifndef HOST_PLAYER_MEDIA_MEDIAENGINE_H_
 #define HOST_PLAYER_MEDIA_MEDIAENGINE_H_
 
@@ -9,7 +11,7 @@
 #include "host/player/image/PictureTimes.h"
 #include "host/player/media/MediaOptions.h"
 #include "host/player/media/net/HttpAccess.h"
-#include "host/player/media/pictures/PictureReel.h"
+#include "host/player/media/pictures/AnimationCompositor.h"
 #include "host/player/media/pipeline/MediaFaults.h"
 #include "host/player/media/pipeline/MediaPipeline.h"
 #include "host/player/media/pixels/FramePainter.h"
@@ -57,7 +59,7 @@ class MediaEngine final : public Engine {
   PictureFormat FormatOfRemote() const;
   bool LoadPicture(PictureFormat format, ContentFacts& facts, EngineError& error);
   StepResult AdvanceAnimation(const FrameStep& step);
-  void TellOfDamage();
+  void ReportDamage();
 
   // Playing; MediaEngine.cpp.
   void TakeMessages();
@@ -69,7 +71,7 @@ class MediaEngine final : public Engine {
   bool TakeFrames();
   bool UpdateLevels();
   void CountLateness();
-  void TellWhatWasShown() const;
+  void ReportStatistics() const;
 
   EngineHost& host_;
   HttpAccess access_;
@@ -78,9 +80,9 @@ class MediaEngine final : public Engine {
   ContentAddress content_;
   MediaPipeline::Request request_;
   std::unique_ptr<MediaPipeline> pipeline_;
-  PictureReel reel_;
+  AnimationCompositor compositor_;
   PictureTimes times_;
-  FramePainter painter_;  // may show the reel's pixels: goes before it
+  FramePainter painter_;  // may show the compositor's pixels: goes before it
   LevelPicture levels_;
 
   Kind kind_ = Kind::kNone;

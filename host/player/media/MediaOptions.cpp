@@ -1,3 +1,5 @@
+// Reads the options of media, and says which is wrong.
+
 #include "host/player/media/MediaOptions.h"
 
 #include <charconv>

@@ -1,3 +1,5 @@
+// Options of --morvelvars that concern media.
+
 #ifndef HOST_PLAYER_MEDIA_MEDIAOPTIONS_H_
 #define HOST_PLAYER_MEDIA_MEDIAOPTIONS_H_
 

@@ -1,11 +1,11 @@
 // The module "IMediaEngine".
 #include <gst/gst.h>
-#include <pthread.h>
 
 #include <mutex>
 #include <system_error>
-#include <thread>
 
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
 #include "host/contracts/HostModule.h"
 #include "host/player/media/MediaEngine.h"
 #include "host/player/media/sound/SoundOutput.h"
@@ -53,7 +53,6 @@ constexpr const char* kCommonParts[] = {
 /// others along, takes longer than all the rest; and while it is being opened no other library can
 /// be, so what stands before it must be there by then.
 void OpenLibraries(const char* demuxer) {
-  pthread_setname_np(pthread_self(), "PlexionPrepare");
   for (const char* part : kCommonParts) {
     GstPlugin* plugin = gst_plugin_load_by_name(part == nullptr ? demuxer : part);
     if (plugin != nullptr) gst_object_unref(plugin);
@@ -62,10 +61,6 @@ void OpenLibraries(const char* demuxer) {
 
 class MediaModule final : public IEngineModule {
  public:
-  ~MediaModule() override {
-    if (thread_.joinable()) thread_.join();
-  }
-
   std::unique_ptr<Engine> CreateEngine(EngineHost& host) override {
     StartFramework();
     return std::make_unique<MediaEngine>(host);
@@ -76,9 +71,11 @@ class MediaModule final : public IEngineModule {
     for (const Preparation& preparation : kPreparations) {
       if (format != preparation.format) continue;
       if (SoundMayBeHeard(RealSoundSurroundings())) PrepareSound();
-      const std::lock_guard<std::mutex> lock(mutex_);
+      const MutexLock lock(mutex_);
       try {
-        if (!thread_.joinable()) thread_ = std::thread(OpenLibraries, preparation.demuxer);
+        if (thread_.IsJoinable()) continue;
+        thread_ =
+            NamedThread("PlexionPrepare", [&preparation] { OpenLibraries(preparation.demuxer); });
       } catch (const std::system_error&) {
         // Then they are opened when they are needed.
       }
@@ -86,8 +83,8 @@ class MediaModule final : public IEngineModule {
   }
 
  private:
-  std::mutex mutex_;
-  std::thread thread_;  // guarded by mutex_
+  Mutex mutex_;
+  NamedThread thread_ GUARDED_BY(mutex_);
 };
 
 }  // namespace

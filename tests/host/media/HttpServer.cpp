@@ -1,3 +1,5 @@
+// Serves http, https and tunnels on loopback.
+
 #include "tests/host/media/HttpServer.h"
 
 #include <netinet/in.h>

@@ -1,3 +1,5 @@
+// A server on loopback that answers as a test wants.
+
 #ifndef TESTS_HOST_MEDIA_HTTPSERVER_H_
 #define TESTS_HOST_MEDIA_HTTPSERVER_H_
 

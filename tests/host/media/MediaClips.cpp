@@ -1,3 +1,5 @@
+// Makes clips with the media framework.
+
 #include "tests/host/media/MediaClips.h"
 
 #include <gst/gst.h>

@@ -1,3 +1,5 @@
+// Clips and files of a test.
+
 #ifndef TESTS_HOST_MEDIA_MEDIACLIPS_H_
 #define TESTS_HOST_MEDIA_MEDIACLIPS_H_
 

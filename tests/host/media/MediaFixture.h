@@ -1,3 +1,5 @@
+// A player of media, without a window.
+
 #ifndef TESTS_HOST_MEDIA_MEDIAFIXTURE_H_
 #define TESTS_HOST_MEDIA_MEDIAFIXTURE_H_
 

@@ -1,3 +1,5 @@
+// Writes GIF, PNG and WebP files frame by frame.
+
 #include "tests/host/media/PictureBuilders.h"
 
 #include <gtest/gtest.h>

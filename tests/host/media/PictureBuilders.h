@@ -1,3 +1,5 @@
+// Pictures of letters, as files.
+
 #ifndef TESTS_HOST_MEDIA_PICTUREBUILDERS_H_
 #define TESTS_HOST_MEDIA_PICTUREBUILDERS_H_
 

@@ -5,7 +5,7 @@
 #include "host/player/image/PictureDecoder.h"
 #include "host/player/image/PictureSize.h"
 #include "host/player/image/SvgCost.h"
-#include "host/player/media/pictures/PictureReel.h"
+#include "host/player/media/pictures/AnimationCompositor.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
 
@@ -151,18 +151,18 @@ TEST(PictureLimits, AnAnimationThatNobodyWantsIsNotDecodedToItsEnd) {
   const std::vector<BuiltFrame> frames(300, BuiltFrame{0, 0, {"r"}});
   const std::string bytes = BuildGif({1, 1}, frames, 0);
   bool cancelled = false;
-  PictureReel reel(nullptr, [&] { return cancelled; });
+  AnimationCompositor compositor(nullptr, [&] { return cancelled; });
   EngineError error;
   const PictureSource source{reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()};
-  ASSERT_TRUE(reel.Open(PictureFormat::kGif, source, error)) << error.message;
-  reel.Show(200, std::chrono::milliseconds(0));
-  EXPECT_EQ(reel.Shown(), 1u);  // one at a time when there is no time
+  ASSERT_TRUE(compositor.Open(PictureFormat::kGif, source, error)) << error.message;
+  compositor.Show(200, std::chrono::milliseconds(0));
+  EXPECT_EQ(compositor.Shown(), 1u);  // one at a time when there is no time
   cancelled = true;
-  reel.Show(200);
-  EXPECT_EQ(reel.Shown(), 2u);
+  compositor.Show(200);
+  EXPECT_EQ(compositor.Shown(), 2u);
   cancelled = false;
-  reel.Show(200);
-  EXPECT_EQ(reel.Shown(), 200u);
+  compositor.Show(200);
+  EXPECT_EQ(compositor.Shown(), 200u);
 }
 
 TEST(PictureLimits, AnAnimationMayHaveFewerPixelsThanAPicture) {

@@ -1,3 +1,5 @@
+// Makes certificates that are right, and others.
+
 #include "tests/host/media/TestCertificates.h"
 
 #include <gnutls/x509.h>

@@ -1,3 +1,5 @@
+// Certificates of a test's servers and clients.
+
 #ifndef TESTS_HOST_MEDIA_TESTCERTIFICATES_H_
 #define TESTS_HOST_MEDIA_TESTCERTIFICATES_H_
 

@@ -1,3 +1,5 @@
+// What the framework is told once for the whole process.
+
 #ifndef HOST_PLAYER_MEDIA_FRAMEWORK_FRAMEWORKSETUP_H_
 #define HOST_PLAYER_MEDIA_FRAMEWORK_FRAMEWORKSETUP_H_
 

@@ -1,3 +1,5 @@
+// Owning pointers to the framework's objects.
+
 #ifndef HOST_PLAYER_MEDIA_FRAMEWORK_GSTPOINTERS_H_
 #define HOST_PLAYER_MEDIA_FRAMEWORK_GSTPOINTERS_H_
 

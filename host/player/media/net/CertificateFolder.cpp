@@ -1,3 +1,5 @@
+// Reads the certificates of a folder.
+
 #include "host/player/media/net/CertificateFolder.h"
 
 #include <dirent.h>

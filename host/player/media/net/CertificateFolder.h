@@ -1,3 +1,5 @@
+// Certificates of a folder.
+
 #ifndef HOST_PLAYER_MEDIA_NET_CERTIFICATEFOLDER_H_
 #define HOST_PLAYER_MEDIA_NET_CERTIFICATEFOLDER_H_
 

@@ -1,3 +1,5 @@
+// Answers servers that ask who is there.
+
 #include "host/player/media/net/ClientCertificates.h"
 
 #include <algorithm>
@@ -56,7 +58,7 @@ GTlsInteractionResult OnRequest(GTlsInteraction* self, GTlsConnection* connectio
   auto entry = answers.entries.find(LowerCase(host));
   if (entry == answers.entries.end()) entry = answers.entries.find("*");
   const bool known = entry != answers.entries.end();
-  const std::lock_guard<std::mutex> lock(answers.mutex);
+  const MutexLock lock(answers.mutex);
   answers.question = "\"" + host + "\" asks for a client certificate, and " +
                      (known ? "does not accept that of \"" + entry->second.file + "\""
                             : "--sslclientcerttable HOST=FILE names none for it");
@@ -120,12 +122,12 @@ bool ClientCertificates::Read(const std::string& table, EngineError& error) {
 }
 
 void ClientCertificates::BeginConnection() {
-  const std::lock_guard<std::mutex> lock(answers_->mutex);
+  const MutexLock lock(answers_->mutex);
   answers_->question.clear();
 }
 
 std::string ClientCertificates::Question() const {
-  const std::lock_guard<std::mutex> lock(answers_->mutex);
+  const MutexLock lock(answers_->mutex);
   return answers_->question;
 }
 

@@ -1,11 +1,13 @@
+// The certificates by which the player makes itself known.
+
 #ifndef HOST_PLAYER_MEDIA_NET_CLIENTCERTIFICATES_H_
 #define HOST_PLAYER_MEDIA_NET_CLIENTCERTIFICATES_H_
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/player/Engine.h"
 #include "host/player/media/framework/GstPointers.h"
 
@@ -38,8 +40,8 @@ class ClientCertificates {
       TlsCertificatePointer certificate;
     };
     std::map<std::string, Entry> entries;  // by host in lower case; constant once loading
-    std::mutex mutex;
-    std::string question;  // guarded by mutex
+    Mutex mutex;
+    std::string question GUARDED_BY(mutex);
   };
 
  private:

@@ -1,3 +1,5 @@
+// Tells sources of the network what is set here.
+
 #include "host/player/media/net/HttpAccess.h"
 
 #include "host/player/media/net/ProxyTunnel.h"
@@ -18,12 +20,12 @@ bool IsHttps(GstElement* source) {
 }  // namespace
 
 void HttpAccess::SetProxy(const ProxySettings& proxy) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   proxy_ = proxy;
 }
 
 ProxySettings HttpAccess::Proxy() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return proxy_;
 }
 

@@ -1,11 +1,13 @@
+// How remote content is reached.
+
 #ifndef HOST_PLAYER_MEDIA_NET_HTTPACCESS_H_
 #define HOST_PLAYER_MEDIA_NET_HTTPACCESS_H_
 
 #include <gst/gst.h>
 
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/player/Engine.h"
 #include "host/player/media/net/ClientCertificates.h"
 #include "host/player/media/net/ServerTrust.h"
@@ -38,8 +40,8 @@ class HttpAccess {
   std::string CertificateFault() const;
 
  private:
-  mutable std::mutex mutex_;
-  ProxySettings proxy_;              // guarded by mutex_
+  mutable Mutex mutex_;
+  ProxySettings proxy_ GUARDED_BY(mutex_);
   ServerTrust trust_;                // constant once loading
   ClientCertificates certificates_;  // likewise
 };

@@ -1,3 +1,5 @@
+// Finds out why a connection was not made.
+
 #include "host/player/media/net/HttpFaults.h"
 
 #include "host/player/media/framework/GstPointers.h"

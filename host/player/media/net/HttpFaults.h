@@ -1,3 +1,5 @@
+// What kept remote content from coming, in words.
+
 #ifndef HOST_PLAYER_MEDIA_NET_HTTPFAULTS_H_
 #define HOST_PLAYER_MEDIA_NET_HTTPFAULTS_H_
 

@@ -1,3 +1,5 @@
+// A scheme of our own for tunnels that need a password.
+
 #include "host/player/media/net/ProxyTunnel.h"
 
 #include <gio/gio.h>

@@ -1,3 +1,5 @@
+// Proxies that https goes through.
+
 #ifndef HOST_PLAYER_MEDIA_NET_PROXYTUNNEL_H_
 #define HOST_PLAYER_MEDIA_NET_PROXYTUNNEL_H_
 

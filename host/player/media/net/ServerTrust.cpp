@@ -1,3 +1,5 @@
+// Looks at the certificates of servers, and keeps the reason when one is refused.
+
 #include "host/player/media/net/ServerTrust.h"
 
 #include <cstdlib>
@@ -88,7 +90,7 @@ GTlsCertificateFlags Verify(GTlsDatabase* self, GTlsCertificate* chain, const gc
   const GTlsCertificateFlags faults = g_tls_database_verify_chain(
       Noting(self)->inner, chain, purpose, identity, interaction, flags, cancellable, error);
   ServerTrust::Verdict& verdict = **Noting(self)->verdict;
-  const std::lock_guard<std::mutex> lock(verdict.mutex);
+  const MutexLock lock(verdict.mutex);
   verdict.refusal =
       faults == 0 ? std::string() : Describe(faults, chain, identity, verdict.authority);
   return faults;
@@ -139,12 +141,12 @@ bool ServerTrust::Use(const std::string& folder, EngineError& error) {
 }
 
 void ServerTrust::BeginConnection() {
-  const std::lock_guard<std::mutex> lock(verdict_->mutex);
+  const MutexLock lock(verdict_->mutex);
   verdict_->refusal.clear();
 }
 
 std::string ServerTrust::Refusal() const {
-  const std::lock_guard<std::mutex> lock(verdict_->mutex);
+  const MutexLock lock(verdict_->mutex);
   return verdict_->refusal;
 }
 

@@ -1,10 +1,12 @@
+// Which servers are trusted.
+
 #ifndef HOST_PLAYER_MEDIA_NET_SERVERTRUST_H_
 #define HOST_PLAYER_MEDIA_NET_SERVERTRUST_H_
 
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/player/Engine.h"
 #include "host/player/media/framework/GstPointers.h"
 
@@ -31,8 +33,8 @@ class ServerTrust {
 
   /// What a look at a certificate leaves behind; outlives this object with the framework's threads.
   struct Verdict {
-    std::mutex mutex;
-    std::string refusal;    // guarded by mutex
+    Mutex mutex;
+    std::string refusal GUARDED_BY(mutex);
     std::string authority;  // whose certificates were asked, for people; constant
   };
 

@@ -42,20 +42,20 @@ bool MediaEngine::LoadPicture(PictureFormat format, ContentFacts& facts, EngineE
   auto bytes = std::make_unique<PictureBytes>(host_);
   const bool read = content_.url.empty() ? bytes->ReadFile(content_.path, error)
                                          : bytes->Download(content_.url, access_, error);
-  if (!read || !reel_.Open(format, std::move(bytes), error)) return false;
-  if (!painter_.Show(reel_.AsSample())) {
+  if (!read || !compositor_.Open(format, std::move(bytes), error)) return false;
+  if (!painter_.Show(compositor_.AsSample())) {
     error = {qx::plexion::kErrorFatalPlaybackError, "the picture's pixels cannot be drawn"};
     return false;
   }
   facts.stageDims = painter_.StageDims();
-  TellOfDamage();
-  if (reel_.Facts().frames.size() == 1) {
+  ReportDamage();
+  if (compositor_.Facts().frames.size() == 1) {
     DescribeStill(facts);
     return true;
   }
   kind_ = Kind::kAnimation;
   pictureNew_ = true;
-  const PictureFacts& picture = reel_.Facts();
+  const PictureFacts& picture = compositor_.Facts();
   times_ = PictureTimes(picture.frames);
   facts.framesPerSecond = times_.TicksPerSecond();
   facts.frameCount = times_.TicksOfPass();
@@ -70,16 +70,16 @@ StepResult MediaEngine::AdvanceAnimation(const FrameStep& step) {
   StepResult result;
   const uint64_t tick = step.frame % times_.TicksOfPass();
   const size_t frame = times_.FrameAt(tick);
-  const size_t before = reel_.Shown();
+  const size_t before = compositor_.Shown();
   result.changed = std::exchange(pictureNew_, false);
   if (frame != before) {
-    const size_t count = reel_.Facts().frames.size();
-    reel_.Show(frame, kMostCatchingUp);
-    framesLeftOut_ += (reel_.Shown() + count - before) % count - 1;
+    const size_t count = compositor_.Facts().frames.size();
+    compositor_.Show(frame, kMostCatchingUp);
+    framesLeftOut_ += (compositor_.Shown() + count - before) % count - 1;
     result.changed = true;
-    TellOfDamage();
+    ReportDamage();
     // What takes longer to put together than it is shown falls behind, and holds up nothing else.
-    if (reel_.Shown() != frame) {
+    if (compositor_.Shown() != frame) {
       result.nextPosition = step.position + 1;
       return result;
     }
@@ -88,11 +88,11 @@ StepResult MediaEngine::AdvanceAnimation(const FrameStep& step) {
   return result;
 }
 
-void MediaEngine::TellOfDamage() {
-  if (reel_.Damaged() == 0 || std::exchange(damageTold_, true)) return;
+void MediaEngine::ReportDamage() {
+  if (compositor_.Damaged() == 0 || std::exchange(damageTold_, true)) return;
   IQXKernel::GetKernel()->Printf(
       "Media: %s: frame %zu of %zu is damaged; what could be decoded of it is shown\n",
-      content_.name.c_str(), reel_.Shown() + 1, reel_.Facts().frames.size());
+      content_.name.c_str(), compositor_.Shown() + 1, compositor_.Facts().frames.size());
 }
 
 }  // namespace plexion_host::player

@@ -1,3 +1,5 @@
+// Reads or downloads a picture as a whole, and gives up when it is told to.
+
 #include "host/player/media/pictures/PictureBytes.h"
 
 #include <gst/app/gstappsink.h>

@@ -1,3 +1,5 @@
+// All bytes of a picture, from a file or a server.
+
 #ifndef HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
 #define HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
 

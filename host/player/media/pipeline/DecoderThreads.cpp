@@ -1,3 +1,5 @@
+// Reckons from a video's size and rate whether one thread is enough.
+
 #include "host/player/media/pipeline/DecoderThreads.h"
 
 #include <memory>

@@ -1,3 +1,5 @@
+// How many threads a decoder gets.
+
 #ifndef HOST_PLAYER_MEDIA_PIPELINE_DECODERTHREADS_H_
 #define HOST_PLAYER_MEDIA_PIPELINE_DECODERTHREADS_H_
 

@@ -1,3 +1,5 @@
+// Puts the framework's errors into sentences that help.
+
 #include "host/player/media/pipeline/MediaFaults.h"
 
 #include <gst/pbutils/pbutils.h>

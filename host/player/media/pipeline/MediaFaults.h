@@ -1,3 +1,5 @@
+// What the framework cannot play, in words.
+
 #ifndef HOST_PLAYER_MEDIA_PIPELINE_MEDIAFAULTS_H_
 #define HOST_PLAYER_MEDIA_PIPELINE_MEDIAFAULTS_H_
 

@@ -145,10 +145,11 @@ void MediaPipeline::SetVolume(double factor) {
 }
 
 GstMessagePointer MediaPipeline::TakeMessage(std::chrono::milliseconds wait) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  const bool any =
-      !messages_.empty() ||
-      (wait.count() > 0 && arrived_.wait_for(lock, wait, [this] { return !messages_.empty(); }));
+  MutexLock lock(mutex_);
+  const bool any = !messages_.empty() ||
+                   (wait.count() > 0 && arrived_.WaitFor(lock, wait, [this]() REQUIRES(mutex_) {
+                     return !messages_.empty();
+                   }));
   if (!any) return nullptr;
   GstMessagePointer message = std::move(messages_.front());
   messages_.pop_front();
@@ -195,12 +196,12 @@ bool MediaPipeline::HasSound() const {
 }
 
 std::string MediaPipeline::ContentType() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return contentType_;
 }
 
 std::string MediaPipeline::FirstBytes() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return firstBytes_;
 }
 
@@ -261,9 +262,9 @@ GstBusSyncReply MediaPipeline::OnMessage(GstBus*, GstMessage* rawMessage, gpoint
 }
 
 void MediaPipeline::Enqueue(GstMessagePointer message) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   messages_.push_back(std::move(message));
-  arrived_.notify_one();
+  arrived_.NotifyOne();
 }
 
 void MediaPipeline::PrepareSource(GstElement* element) {
@@ -344,7 +345,7 @@ void MediaPipeline::OnElement(GstElement*, GstElement* element, gpointer self) {
 
 void MediaPipeline::OnType(GstElement* typefind, guint, GstCaps* caps, gpointer self) {
   auto* pipeline = static_cast<MediaPipeline*>(self);
-  std::lock_guard<std::mutex> lock(pipeline->mutex_);
+  const MutexLock lock(pipeline->mutex_);
   // The first one is the content's; parts of it may be looked at as well.
   if (!pipeline->contentType_.empty()) return;
   pipeline->contentType_ = gst_structure_get_name(gst_caps_get_structure(caps, 0));
@@ -356,7 +357,7 @@ void MediaPipeline::OnType(GstElement* typefind, guint, GstCaps* caps, gpointer 
 GstPadProbeReturn MediaPipeline::OnFirstBytes(GstPad*, GstPadProbeInfo* info, gpointer self) {
   auto* pipeline = static_cast<MediaPipeline*>(self);
   GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
-  std::lock_guard<std::mutex> lock(pipeline->mutex_);
+  const MutexLock lock(pipeline->mutex_);
   std::string& head = pipeline->firstBytes_;
   const size_t before = head.size();
   head.resize(std::min(kPictureHead, before + gst_buffer_get_size(buffer)));

@@ -1,3 +1,5 @@
+// The framework's player, with our sinks.
+
 #ifndef HOST_PLAYER_MEDIA_PIPELINE_MEDIAPIPELINE_H_
 #define HOST_PLAYER_MEDIA_PIPELINE_MEDIAPIPELINE_H_
 
@@ -5,12 +7,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/player/Engine.h"
 #include "host/player/media/framework/GstPointers.h"
 #include "host/player/media/net/HttpAccess.h"
@@ -116,11 +117,11 @@ class MediaPipeline {
 
   // The bus tells of a message before it has it in its own queue: looking there would come too
   // soon.
-  mutable std::mutex mutex_;
-  std::condition_variable arrived_;
-  std::deque<GstMessagePointer> messages_;  // guarded by mutex_
-  std::string contentType_;                 // guarded by mutex_
-  std::string firstBytes_;                  // guarded by mutex_
+  mutable Mutex mutex_;
+  Condition arrived_;
+  std::deque<GstMessagePointer> messages_ GUARDED_BY(mutex_);
+  std::string contentType_ GUARDED_BY(mutex_);
+  std::string firstBytes_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host::player

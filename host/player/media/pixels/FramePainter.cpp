@@ -1,3 +1,5 @@
+// Chooses the way of a frame into the plane, and paints it.
+
 #include "host/player/media/pixels/FramePainter.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// From decoded frames to the render plane.
+
 #ifndef HOST_PLAYER_MEDIA_PIXELS_FRAMEPAINTER_H_
 #define HOST_PLAYER_MEDIA_PIXELS_FRAMEPAINTER_H_
 

@@ -1,3 +1,5 @@
+// Converts frames of the usual formats, in bands for several threads.
+
 #include "host/player/media/pixels/YuvConversion.h"
 
 #include <libyuv.h>

@@ -1,3 +1,5 @@
+// Frames of video in the plane's colours.
+
 #ifndef HOST_PLAYER_MEDIA_PIXELS_YUVCONVERSION_H_
 #define HOST_PLAYER_MEDIA_PIXELS_YUVCONVERSION_H_
 

@@ -1,3 +1,5 @@
+// Rows of video, converted by vector code.
+
 #include "host/player/media/pixels/YuvRows.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Inner loops of the conversion.
+
 #ifndef HOST_PLAYER_MEDIA_PIXELS_YUVROWS_H_
 #define HOST_PLAYER_MEDIA_PIXELS_YUVROWS_H_
 

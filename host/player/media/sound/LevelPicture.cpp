@@ -1,3 +1,5 @@
+// Draws how loud each channel is.
+
 #include "host/player/media/sound/LevelPicture.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The picture of sound that has none.
+
 #ifndef HOST_PLAYER_MEDIA_SOUND_LEVELPICTURE_H_
 #define HOST_PLAYER_MEDIA_SOUND_LEVELPICTURE_H_
 

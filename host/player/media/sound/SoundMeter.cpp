@@ -1,3 +1,5 @@
+// Measures sound on its way to the sound card.
+
 #include "host/player/media/sound/SoundMeter.h"
 
 #include <algorithm>
@@ -71,18 +73,18 @@ void SoundMeter::Measure(GstBuffer* buffer, const GstCaps* caps, const GstSegmen
 }
 
 void SoundMeter::Add(const Span& span) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   spans_.push_back(span);
   if (spans_.size() > kMostSpans) spans_.pop_front();
 }
 
 void SoundMeter::Forget() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   spans_.clear();
 }
 
 bool SoundMeter::At(GstClockTime runningTime, SoundLevel& level) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   while (spans_.size() > 1 && spans_[1].begin <= runningTime) spans_.pop_front();
   if (spans_.empty() || spans_.front().begin > runningTime) return false;
   level = spans_.front().level;

@@ -1,3 +1,5 @@
+// How loud the sound is that is heard now.
+
 #ifndef HOST_PLAYER_MEDIA_SOUND_SOUNDMETER_H_
 #define HOST_PLAYER_MEDIA_SOUND_SOUNDMETER_H_
 
@@ -7,7 +9,8 @@
 
 #include <array>
 #include <deque>
-#include <mutex>
+
+#include "host/base/Mutex.h"
 
 namespace plexion_host::player {
 
@@ -43,8 +46,8 @@ class SoundMeter {
 
   void Add(const Span& span);
 
-  std::mutex mutex_;
-  std::deque<Span> spans_;  // guarded by mutex_
+  Mutex mutex_;
+  std::deque<Span> spans_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host::player

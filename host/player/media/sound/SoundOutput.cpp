@@ -1,3 +1,5 @@
+// Looks for sound devices and servers without asking them.
+
 #include "host/player/media/sound/SoundOutput.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// Whether anything here might play sound.
+
 #ifndef HOST_PLAYER_MEDIA_SOUND_SOUNDOUTPUT_H_
 #define HOST_PLAYER_MEDIA_SOUND_SOUNDOUTPUT_H_
 

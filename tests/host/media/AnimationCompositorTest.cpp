@@ -5,7 +5,7 @@
 #include <random>
 
 #include "host/player/image/PictureTimes.h"
-#include "host/player/media/pictures/PictureReel.h"
+#include "host/player/media/pictures/AnimationCompositor.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
 #include "tests/host/player/PlainHost.h"
@@ -20,15 +20,15 @@ using ::testing::HasSubstr;
 constexpr PictureFormat kFormats[] = {PictureFormat::kGif, PictureFormat::kAnimatedPng,
                                       PictureFormat::kWebp};
 
-class PictureReelTest : public ::testing::Test {
+class AnimationCompositorTest : public ::testing::Test {
  protected:
-  /// Opens a file of these bytes in a new reel.
+  /// Opens a file of these bytes in a new compositor.
   bool Open(PictureFormat format, const std::string& bytes) {
-    reel_ = std::make_unique<PictureReel>(host_.memory);
+    compositor_ = std::make_unique<AnimationCompositor>(host_.memory);
     auto file = std::make_unique<PictureBytes>(host_);
     error_ = EngineError();
     return file->ReadFile(clips_.Write("picture", bytes), error_) &&
-           reel_->Open(format, std::move(file), error_);
+           compositor_->Open(format, std::move(file), error_);
   }
   static std::string Build(PictureFormat format, qx::plexion::Dims dims,
                            const std::vector<BuiltFrame>& frames, unsigned plays = 0) {
@@ -37,18 +37,18 @@ class PictureReelTest : public ::testing::Test {
                                           : BuildApng(dims, frames, plays);
   }
   PictureRows Seen(size_t frame) {
-    reel_->Show(frame);
-    const GstSamplePointer sample = reel_->AsSample();
+    compositor_->Show(frame);
+    const GstSamplePointer sample = compositor_->AsSample();
     GstBuffer* buffer = gst_sample_get_buffer(sample.get());
     GstMapInfo map;
     EXPECT_TRUE(gst_buffer_map(buffer, &map, GST_MAP_READ));
     const PictureRows rows =
-        LettersOf(reinterpret_cast<const uint32_t*>(map.data), reel_->Facts().dims);
+        LettersOf(reinterpret_cast<const uint32_t*>(map.data), compositor_->Facts().dims);
     gst_buffer_unmap(buffer, &map);
     return rows;
   }
   bool SaysItIsOpaque() {
-    const GstSamplePointer sample = reel_->AsSample();
+    const GstSamplePointer sample = compositor_->AsSample();
     GstVideoInfo info;
     return gst_video_info_from_caps(&info, gst_sample_get_caps(sample.get())) &&
            !GST_VIDEO_FORMAT_INFO_HAS_ALPHA(info.finfo);
@@ -56,7 +56,7 @@ class PictureReelTest : public ::testing::Test {
 
   MediaClips clips_;
   PlainHost host_;
-  std::unique_ptr<PictureReel> reel_;
+  std::unique_ptr<AnimationCompositor> compositor_;
   EngineError error_;
 };
 
@@ -82,7 +82,7 @@ const Film kFilms[] = {
      {{"rr..", "...."}, {"rrgg", "..gg"}}},
 };
 
-TEST_F(PictureReelTest, FramesAreLaidOnWhatTheFilesSay) {
+TEST_F(AnimationCompositorTest, FramesAreLaidOnWhatTheFilesSay) {
   for (const PictureFormat format : kFormats) {
     for (const Film& film : kFilms) {
       SCOPED_TRACE(std::string(PictureTypeOf(format)) + ": " + film.name);
@@ -90,18 +90,18 @@ TEST_F(PictureReelTest, FramesAreLaidOnWhatTheFilesSay) {
       // These two always have a whole first frame.
       if (format == PictureFormat::kAnimatedPng && frames[0].rows.size() < 2) continue;
       ASSERT_TRUE(Open(format, Build(format, {4, 2}, frames))) << error_.message;
-      EXPECT_EQ(0u, reel_->Facts().plays);
-      ASSERT_EQ(frames.size(), reel_->Facts().frames.size());
+      EXPECT_EQ(0u, compositor_->Facts().plays);
+      ASSERT_EQ(frames.size(), compositor_->Facts().frames.size());
       for (size_t i = 0; i < frames.size(); ++i) EXPECT_EQ(film.seen[i], Seen(i)) << i;
       // Back to the beginning, and to the end in one step.
       EXPECT_EQ(film.seen.front(), Seen(0));
       EXPECT_EQ(film.seen.back(), Seen(frames.size() - 1));
-      EXPECT_EQ(0u, reel_->Damaged());
+      EXPECT_EQ(0u, compositor_->Damaged());
     }
   }
 }
 
-TEST_F(PictureReelTest, AFrameThatGoesAgainBringsBackWhatItCovered) {
+TEST_F(AnimationCompositorTest, AFrameThatGoesAgainBringsBackWhatItCovered) {
   const std::vector<BuiltFrame> frames = {
       {0, 0, {"rgrg", "gbgb"}}, {1, 0, {"ww", "w."}, 100, After::kRestore}, {3, 1, {"k"}}};
   for (const PictureFormat format : {PictureFormat::kGif, PictureFormat::kAnimatedPng}) {
@@ -112,7 +112,7 @@ TEST_F(PictureReelTest, AFrameThatGoesAgainBringsBackWhatItCovered) {
   }
 }
 
-TEST_F(PictureReelTest, TransparentPixelsReplaceWhereTheFileSaysSo) {
+TEST_F(AnimationCompositorTest, TransparentPixelsReplaceWhereTheFileSaysSo) {
   std::vector<BuiltFrame> frames = {{0, 0, {"rrrr", "rrrr"}}, {2, 0, {".g", "h."}}};
   for (const PictureFormat format : {PictureFormat::kAnimatedPng, PictureFormat::kWebp}) {
     frames[1].replaces = false;
@@ -126,7 +126,7 @@ TEST_F(PictureReelTest, TransparentPixelsReplaceWhereTheFileSaysSo) {
   }
 }
 
-TEST_F(PictureReelTest, InterlacedRowsComeToTheirPlaces) {
+TEST_F(AnimationCompositorTest, InterlacedRowsComeToTheirPlaces) {
   PictureRows rows;
   for (int y = 0; y < 11; ++y) rows.push_back(std::string(3, "rgbwk"[y % 5]));
   for (const bool interlaced : {false, true}) {
@@ -135,7 +135,7 @@ TEST_F(PictureReelTest, InterlacedRowsComeToTheirPlaces) {
   }
 }
 
-TEST_F(PictureReelTest, CompressedPixelsOfEveryDepthComeBackAsTheyWere) {
+TEST_F(AnimationCompositorTest, CompressedPixelsOfEveryDepthComeBackAsTheyWere) {
   std::mt19937 random(7);
   for (const unsigned colours : {2u, 4u, 16u, 256u}) {
     // Noise fills the dictionary, runs make strings longer than it.
@@ -147,8 +147,8 @@ TEST_F(PictureReelTest, CompressedPixelsOfEveryDepthComeBackAsTheyWere) {
       }
       indices.resize(200 * 100);
       ASSERT_TRUE(Open(PictureFormat::kGif, BuildIndexedGif({200, 100}, indices, colours)));
-      EXPECT_EQ(0u, reel_->Damaged());
-      const GstSamplePointer sample = reel_->AsSample();
+      EXPECT_EQ(0u, compositor_->Damaged());
+      const GstSamplePointer sample = compositor_->AsSample();
       std::vector<uint32_t> pixels(indices.size());
       gst_buffer_extract(gst_sample_get_buffer(sample.get()), 0, pixels.data(), pixels.size() * 4);
       for (size_t i = 0; i < indices.size(); ++i) {
@@ -158,7 +158,7 @@ TEST_F(PictureReelTest, CompressedPixelsOfEveryDepthComeBackAsTheyWere) {
   }
 }
 
-TEST_F(PictureReelTest, AGifScreenGrowsToItsFirstFrame) {
+TEST_F(AnimationCompositorTest, AGifScreenGrowsToItsFirstFrame) {
   ASSERT_TRUE(Open(PictureFormat::kGif, BuildGif({1, 1}, {{0, 0, {"rg", "bw"}}, {0, 0, {"k"}}})));
   EXPECT_EQ((PictureRows{"rg", "bw"}), Seen(0));
   // What later frames have outside of it is cut off.
@@ -168,31 +168,31 @@ TEST_F(PictureReelTest, AGifScreenGrowsToItsFirstFrame) {
   EXPECT_EQ((PictureRows{"rg"}), Seen(2));
 }
 
-TEST_F(PictureReelTest, ThePosterOfAnAnimatedPngIsNoFrame) {
+TEST_F(AnimationCompositorTest, ThePosterOfAnAnimatedPngIsNoFrame) {
   ASSERT_TRUE(Open(PictureFormat::kAnimatedPng,
                    BuildApng({2, 1}, {{0, 0, {"rr"}}, {0, 0, {"gg"}}}, 3, true)));
-  EXPECT_EQ(2u, reel_->Facts().frames.size());
-  EXPECT_EQ(3u, reel_->Facts().plays);
+  EXPECT_EQ(2u, compositor_->Facts().frames.size());
+  EXPECT_EQ(3u, compositor_->Facts().plays);
   EXPECT_EQ((PictureRows{"rr"}), Seen(0));
   EXPECT_EQ((PictureRows{"gg"}), Seen(1));
 }
 
-TEST_F(PictureReelTest, PassesAreCountedAsEachFormatDoes) {
+TEST_F(AnimationCompositorTest, PassesAreCountedAsEachFormatDoes) {
   const std::vector<BuiltFrame> frames = {{0, 0, {"r"}}, {0, 0, {"g"}}};
   // A GIF file says how often its frames are shown once more.
   for (const auto& [number, plays] : {std::pair(kNoLoops, 1u), {0, 0u}, {1, 2u}, {4, 5u}}) {
     ASSERT_TRUE(Open(PictureFormat::kGif, BuildGif({1, 1}, frames, number)));
-    EXPECT_EQ(plays, reel_->Facts().plays);
+    EXPECT_EQ(plays, compositor_->Facts().plays);
   }
   for (const unsigned plays : {0u, 1u, 4u}) {
     ASSERT_TRUE(Open(PictureFormat::kAnimatedPng, BuildApng({1, 1}, frames, plays)));
-    EXPECT_EQ(plays, reel_->Facts().plays);
+    EXPECT_EQ(plays, compositor_->Facts().plays);
     ASSERT_TRUE(Open(PictureFormat::kWebp, BuildWebp({1, 1}, frames, plays)));
-    EXPECT_EQ(plays, reel_->Facts().plays);
+    EXPECT_EQ(plays, compositor_->Facts().plays);
   }
 }
 
-TEST_F(PictureReelTest, AFileThatIsCutOffShowsItsWholeFrames) {
+TEST_F(AnimationCompositorTest, AFileThatIsCutOffShowsItsWholeFrames) {
   const std::vector<BuiltFrame> frames = {{0, 0, {"rrrrrrrr", "rgrgrgrg"}},
                                           {0, 0, {"gbgbgbgb", "bbbbbbbb"}},
                                           {0, 0, {"wwwwwwww", "rgbwkrgb"}}};
@@ -207,7 +207,7 @@ TEST_F(PictureReelTest, AFileThatIsCutOffShowsItsWholeFrames) {
         EXPECT_EQ(0u, before) << "a longer beginning shows no less";
         continue;
       }
-      const size_t count = reel_->Facts().frames.size();
+      const size_t count = compositor_->Facts().frames.size();
       EXPECT_GE(count, before);
       before = count;
       for (size_t i = 1; i < count; ++i) EXPECT_EQ(frames[i].rows, Seen(i));
@@ -216,7 +216,7 @@ TEST_F(PictureReelTest, AFileThatIsCutOffShowsItsWholeFrames) {
   }
 }
 
-TEST_F(PictureReelTest, DamageAnywhereEndsInAPictureOrInAReason) {
+TEST_F(AnimationCompositorTest, DamageAnywhereEndsInAPictureOrInAReason) {
   std::mt19937 random(11);
   const std::vector<BuiltFrame> frames = {{0, 0, {"rrrrrrrr", "rgrgrgrg"}},
                                           {2, 0, {"gb.b", "bbbb"}, 40, After::kClear},
@@ -233,18 +233,18 @@ TEST_F(PictureReelTest, DamageAnywhereEndsInAPictureOrInAReason) {
       host_.memory = &watchdog;
       if (Open(format, bytes)) {
         ++shown;
-        for (size_t i = 0; i < reel_->Facts().frames.size(); ++i) reel_->Show(i);
+        for (size_t i = 0; i < compositor_->Facts().frames.size(); ++i) compositor_->Show(i);
       } else {
         EXPECT_TRUE(qx::plexion::IsTerminalStatus(error_.status));
         EXPECT_NE("", error_.message);
       }
-      reel_.reset();
+      compositor_.reset();
     }
   }
   EXPECT_GT(shown, 100u);
 }
 
-TEST_F(PictureReelTest, MemoryIsTheWindowsAndBounded) {
+TEST_F(AnimationCompositorTest, MemoryIsTheWindowsAndBounded) {
   std::vector<BuiltFrame> frames;
   const PictureRows rows(100, std::string(100, 'r'));
   for (int i = 0; i < 50; ++i) frames.push_back({0, 0, rows});
@@ -254,21 +254,21 @@ TEST_F(PictureReelTest, MemoryIsTheWindowsAndBounded) {
     LimitedMemory enough(1 << 20);
     host_.memory = &enough;
     ASSERT_TRUE(Open(format, bytes)) << error_.message;
-    for (size_t i = 0; i < frames.size(); ++i) reel_->Show(i);
+    for (size_t i = 0; i < frames.size(); ++i) compositor_->Show(i);
     // The file, the picture, a frame, and what a library needs to decode one; not all frames.
     EXPECT_LT(enough.Peak(), bytes.size() + 5 * 100 * 100 * 4);
-    reel_.reset();
+    compositor_.reset();
 
     LimitedMemory little(bytes.size() + 50000);
     host_.memory = &little;
     EXPECT_FALSE(Open(format, bytes));
     EXPECT_EQ(qx::plexion::kErrorNotEnoughMemory, error_.status);
     EXPECT_THAT(error_.message, HasSubstr("80000 bytes"));
-    reel_.reset();
+    compositor_.reset();
   }
 }
 
-TEST_F(PictureReelTest, APictureLargerThanAnyDisplayIsRefused) {
+TEST_F(AnimationCompositorTest, APictureLargerThanAnyDisplayIsRefused) {
   std::string gif = BuildGif({1, 1}, {{0, 0, {"r"}}, {0, 0, {"g"}}});
   gif.replace(6, 4, "\xff\xff\xff\xff");
   EXPECT_FALSE(Open(PictureFormat::kGif, gif));

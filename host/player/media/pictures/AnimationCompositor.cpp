@@ -1,4 +1,6 @@
-#include "host/player/media/pictures/PictureReel.h"
+// Puts the frames of a picture one upon the other.
+
+#include "host/player/media/pictures/AnimationCompositor.h"
 
 #include <string.h>
 
@@ -42,13 +44,14 @@ size_t BytesOf(const Rect& area) { return size_t{area.width} * area.height * siz
 
 }  // namespace
 
-bool PictureReel::Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes,
-                       EngineError& error) {
+bool AnimationCompositor::Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes,
+                               EngineError& error) {
   bytes_ = std::move(bytes);
   return Open(format, {bytes_->Data(), bytes_->Size(), watchdog_, cancelled_}, error);
 }
 
-bool PictureReel::Open(PictureFormat format, const PictureSource& source, EngineError& error) {
+bool AnimationCompositor::Open(PictureFormat format, const PictureSource& source,
+                               EngineError& error) {
   decoder_ = OpenPicture(format, source, error);
   if (decoder_ == nullptr) return false;
   facts_ = decoder_->Facts();
@@ -70,7 +73,7 @@ bool PictureReel::Open(PictureFormat format, const PictureSource& source, Engine
   return true;
 }
 
-bool PictureReel::Allocate(EngineError& error) {
+bool AnimationCompositor::Allocate(EngineError& error) {
   size_t largest = 0;
   size_t keeps = 0;
   for (size_t i = 0; i < facts_.frames.size(); ++i) {
@@ -93,14 +96,14 @@ bool PictureReel::Allocate(EngineError& error) {
 }
 
 /// A first frame that is all of the picture needs no place of its own.
-bool PictureReel::IsWhole(size_t frame) const {
+bool AnimationCompositor::IsWhole(size_t frame) const {
   const Rect& area = facts_.frames[frame].area;
   return frame == 0 && area.x == 0 && area.y == 0 && area.width == facts_.dims.width &&
          area.height == facts_.dims.height;
 }
 
 /// Whether no pixel is or ever becomes transparent.
-bool PictureReel::StaysOpaque() {
+bool AnimationCompositor::StaysOpaque() {
   const uint32_t* pixels = canvas_.As<uint32_t>();
   uint32_t all = kOpaque;
   for (size_t i = 0; i < canvas_.Size() / sizeof(uint32_t); ++i) all &= pixels[i];
@@ -114,7 +117,7 @@ bool PictureReel::StaysOpaque() {
   return true;
 }
 
-Rect PictureReel::Visible(const PictureFrame& frame) const {
+Rect AnimationCompositor::Visible(const PictureFrame& frame) const {
   Rect area = frame.area;
   if (area.width == 0 || area.x >= facts_.dims.width || area.y >= facts_.dims.height) {
     return {0, 0, 0, 0};
@@ -124,7 +127,7 @@ Rect PictureReel::Visible(const PictureFrame& frame) const {
   return area;
 }
 
-void PictureReel::Show(size_t frame, std::chrono::milliseconds most) {
+void AnimationCompositor::Show(size_t frame, std::chrono::milliseconds most) {
   const auto end = std::chrono::steady_clock::now() + most;
   if (decoder_ == nullptr || frame >= facts_.frames.size() || frame == shown_) return;
   if (shown_ == kNone || frame < shown_) {
@@ -141,7 +144,7 @@ void PictureReel::Show(size_t frame, std::chrono::milliseconds most) {
   }
 }
 
-void PictureReel::DisposeOf(size_t frame) {
+void AnimationCompositor::DisposeOf(size_t frame) {
   const PictureFrame& gone = facts_.frames[frame];
   if (gone.after == PictureFrame::After::kLeave) return;
   const Rect area = Visible(gone);
@@ -158,7 +161,7 @@ void PictureReel::DisposeOf(size_t frame) {
   }
 }
 
-Decoded PictureReel::Add(size_t index) {
+Decoded AnimationCompositor::Add(size_t index) {
   const PictureFrame& frame = facts_.frames[index];
   const Rect area = Visible(frame);
   if (frame.after == PictureFrame::After::kRestore && index > 0) {
@@ -182,7 +185,7 @@ Decoded PictureReel::Add(size_t index) {
   return decoded;
 }
 
-GstSamplePointer PictureReel::AsSample() {
+GstSamplePointer AnimationCompositor::AsSample() {
   GstVideoInfo info;
   gst_video_info_set_format(&info, opaque_ ? GST_VIDEO_FORMAT_BGRx : GST_VIDEO_FORMAT_BGRA,
                             facts_.dims.width, facts_.dims.height);

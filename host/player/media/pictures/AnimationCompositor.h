@@ -1,5 +1,7 @@
-#ifndef HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
-#define HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
+// The frames of a picture, put together as they are wanted.
+
+#ifndef HOST_PLAYER_MEDIA_PICTURES_ANIMATIONCOMPOSITOR_H_
+#define HOST_PLAYER_MEDIA_PICTURES_ANIMATIONCOMPOSITOR_H_
 
 #include <chrono>
 #include <functional>
@@ -18,18 +20,18 @@ namespace plexion_host::player {
 /// it, of a part that comes back later.
 ///
 /// Thread   the player's.
-class PictureReel {
+class AnimationCompositor {
  public:
   /// `cancelled` is true once nobody wants the picture any more; empty: never.
-  explicit PictureReel(qx::plexion::MemoryWatchdog* watchdog,
-                       std::function<bool()> cancelled = nullptr)
+  explicit AnimationCompositor(qx::plexion::MemoryWatchdog* watchdog,
+                               std::function<bool()> cancelled = nullptr)
       : watchdog_(watchdog), cancelled_(std::move(cancelled)) {}
 
   /// Opens what `bytes` hold and decodes the first frame. A picture of one frame gives its file's
   /// bytes back at once.
   /// Returns  false with `error` when there is nothing to show.
   bool Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes, EngineError& error);
-  /// The same with bytes of somebody else, which outlive the reel.
+  /// The same with bytes of somebody else, which outlive the compositor.
   bool Open(PictureFormat format, const PictureSource& source, EngineError& error);
 
   const PictureFacts& Facts() const { return facts_; }
@@ -71,4 +73,4 @@ class PictureReel {
 
 }  // namespace plexion_host::player
 
-#endif  // HOST_PLAYER_MEDIA_PICTURES_PICTUREREEL_H_
+#endif  // HOST_PLAYER_MEDIA_PICTURES_ANIMATIONCOMPOSITOR_H_
