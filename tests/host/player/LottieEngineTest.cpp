@@ -98,6 +98,24 @@ TEST_F(LottieEngineTest, SkipsFramesWhosePictureIsTheSame) {
   EXPECT_EQ(0xFF000000, plane_->At(4, 5));
 }
 
+TEST_F(LottieEngineTest, LetsExpressionsReadTheNeighboursOfAnEffectsValue) {
+  std::string movie = kSquare;
+  const std::string keys = R"("p":{"a":1,)";
+  movie.insert(movie.find(keys) + keys.size(), R"("x":"[effect('Way')('Across'), 5]",)");
+  const std::string kind = R"({"ty":4,)";
+  movie.insert(movie.find(kind) + kind.size(),
+               R"("ef":[{"ty":5,"nm":"Way","ef":[{"ty":0,"nm":"Across","v":{"a":0,"k":5,
+  "x":"thisProperty.propertyGroup(1)('More') + value"}},{"ty":0,"nm":"More","v":{"a":0,"k":10}}]}],)");
+  const TemporaryFile file(movie);
+  Open(file.Path());
+  FakePlane plane(20, 10);
+  ASSERT_TRUE(player_->SetRenderPlane(&plane));
+  clock_.Settle();
+  EXPECT_EQ(0u, window_.Count(kInfoUnsupportedPlaceholderRendered));
+  EXPECT_EQ(0xFF000000, plane.At(9, 5) | 0xFF000000);
+  EXPECT_EQ(kRed, plane.At(11, 5));
+}
+
 TEST_F(LottieEngineTest, LeavesThePaddingOfRowsAlone) {
   const TemporaryFile file(kSquare);
   Open(file.Path());

@@ -362,23 +362,35 @@ SceneNode ScriptAccess::PartOf(const SceneNode& node, std::string_view part) {
 }
 
 SceneNode ScriptAccess::GroupOf(const SceneNode& node) {
-  // Which group a property stands in is looked for where expressions ask for it: in its layer.
-  if (node.kind != NodeKind::kProperty || node.where == nullptr) return {};
+  // Which group something stands in is looked for where expressions ask for it: in its layer.
+  if (node.kind == NodeKind::kLayer || node.kind == NodeKind::kComposition) return {};
+  if (node.where == nullptr) return {};
   const LayerUse& use = *static_cast<const LayerUse*>(node.where);
-  std::vector<SceneNode> open = {PartOfLayer(use, "ks"), PartOfLayer(use, "shapes"),
-                                 PartOfLayer(use, "ef"), PartOfLayer(use, "masksProperties")};
+  std::vector<SceneNode> open;
+  for (const char* name : {"ks", "shapes", "ef", "masksProperties", "t"}) {
+    const SceneNode part = PartOfLayer(use, name);
+    if (part == node) return LayerNode(&use);
+    if (part) open.push_back(part);
+  }
   constexpr const char* kNames[] = {"a",  "p",  "px", "py", "pz", "s",  "r",  "rx", "ry", "rz",
                                     "or", "sk", "sa", "o",  "so", "eo", "pt", "os", "ir", "is",
-                                    "c",  "w",  "e",  "h",  "ks", "v",  "x",  "f"};
+                                    "c",  "w",  "e",  "h",  "ks", "x",  "f",  "d"};
   while (!open.empty()) {
     const SceneNode group = open.back();
     open.pop_back();
     for (const char* name : kNames) {
       if (PartOf(group, name) == node) return group;
     }
-    for (int i = 0; i < CountOf(group); ++i) open.push_back(ItemOf(group, i));
+    for (int i = 0; i < CountOf(group); ++i) {
+      const SceneNode item = ItemOf(group, i);
+      // A value of an effect stands in the effect: what holds the number is no group of its own.
+      if (item == node || PartOf(item, "v") == node) return group;
+      open.push_back(item);
+    }
     for (const char* name : {"it", "tr"}) {
-      if (const SceneNode inside = PartOf(group, name)) open.push_back(inside);
+      const SceneNode inside = PartOf(group, name);
+      if (inside == node) return group;
+      if (inside) open.push_back(inside);
     }
   }
   return {};
