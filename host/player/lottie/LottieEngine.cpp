@@ -181,6 +181,7 @@ class LottieEngine final : public Engine {
     }
     if (evaluated_ && holds_.Holds(time_)) return true;
     try {
+      if (scripts_) scripts_->BeginFrame();
       holds_ =
           scene_->Evaluate(time_, toPlane_, int(planeDims_.width), int(planeDims_.height), list_);
       evaluated_ = true;

@@ -116,6 +116,22 @@ TEST_F(LottieEngineTest, LetsExpressionsReadTheNeighboursOfAnEffectsValue) {
   EXPECT_EQ(kRed, plane.At(11, 5));
 }
 
+TEST_F(LottieEngineTest, GivesTheExpressionsOfEveryFrameTheirOwnBudget) {
+  std::string movie = kSquare;
+  const std::string keys = R"("p":{"a":1,)";
+  // Twenty frames of this are twice what one frame may take.
+  movie.insert(movie.find(keys) + keys.size(),
+               R"("x":"for (var i = 0; i < 90000; i++) {} [5 + time * 5, 5]",)");
+  for (size_t at; (at = movie.find(R"("op":5)")) != std::string::npos;) {
+    movie.replace(at, 6, R"("op":21)");
+  }
+  const TemporaryFile file(movie);
+  Open(file.Path());
+  PlayToEnd();
+  EXPECT_EQ(0u, window_.Count(kInfoUnsupportedPlaceholderRendered));
+  EXPECT_EQ(kRed, plane_->At(19, 5)) << "it stands still when the expression is not used";
+}
+
 TEST_F(LottieEngineTest, LeavesThePaddingOfRowsAlone) {
   const TemporaryFile file(kSquare);
   Open(file.Path());
