@@ -132,6 +132,59 @@ TEST_F(LottieEngineTest, GivesTheExpressionsOfEveryFrameTheirOwnBudget) {
   EXPECT_EQ(kRed, plane_->At(19, 5)) << "it stands still when the expression is not used";
 }
 
+/// Squares of 10 pixels for each A in the text; `source` and `selector` are expressions, the latter
+/// of an animator that hides.
+std::string TextMovie(const std::string& source, const std::string& selector) {
+  return R"({"v":"5","fr":10,"ip":0,"op":5,"w":30,"h":10,"fonts":{"list":[{"fName":"F",
+  "fFamily":"F","fStyle":"R","ascent":100}]},"chars":[{"ch":"A","fFamily":"F","style":"R","w":100,
+  "data":{"shapes":[{"ty":"gr","it":[{"ty":"sh","ks":{"a":0,"k":{"c":true,
+  "v":[[0,0],[100,0],[100,-100],[0,-100]],"i":[[0,0],[0,0],[0,0],[0,0]],
+  "o":[[0,0],[0,0],[0,0],[0,0]]}}}]}]}}],"layers":[{"ty":5,"nm":"Words","ip":0,"op":5,"ks":{
+  "p":{"a":0,"k":[0,10]}},"t":{"d":{"k":[{"t":0,"s":{"t":"A","f":"F","s":10,"fc":[1,0,0]}},
+  {"t":4,"s":{"t":"AAA","f":"F","s":10,"fc":[1,0,0]}}],"x":")" +
+         source + R"("},"a":[{"a":{"o":{"a":0,"k":0}},"s":{"t":1,"x":")" + selector +
+         R"("}}],"m":{"g":1}}}]})";
+}
+
+TEST_F(LottieEngineTest, RunsTheExpressionsOfTexts) {
+  static const struct {
+    std::string source, selector;
+    bool squares[3];
+  } kTable[] = {
+      {"value + 'A'", "0", {true, true, false}},
+      {"value + 'AA'", "textIndex == 2 ? 100 : 0", {true, false, true}},
+      {"value + value + value", "textIndex < textTotal ? selectorValue : 0", {false, false, true}},
+      {"thisLayer.text.sourceText.key(2).value", "[0, 0, 0]", {true, true, true}},
+      {"numKeys == 2 && time == 0 ? 'AA' : 'A'", "0", {true, true, false}},
+      {"noSuchThing()", "0", {true, false, false}},
+  };
+  for (const auto& row : kTable) {
+    SCOPED_TRACE(row.source);
+    const TemporaryFile file(TextMovie(row.source, row.selector));
+    parameters_.bgAlpha = 0;
+    Open(file.Path());
+    FakePlane plane(30, 10);
+    ASSERT_TRUE(player_->SetRenderPlane(&plane));
+    clock_.Settle();
+    for (uint32_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(row.squares[i] ? kRed : 0u, plane.At(10 * i + 5, 5)) << i;
+    }
+    player_.reset();
+  }
+  EXPECT_EQ(1u, window_.Count(kInfoUnsupportedPlaceholderRendered)) << "of what does not exist";
+}
+
+TEST_F(LottieEngineTest, TellsOnceWhatATextDoesNotShow) {
+  std::string movie = TextMovie("value", "0");
+  movie.replace(movie.find(R"("o":{"a":0,"k":0})"), 17, R"("bl":{"a":0,"k":[5,5]})");
+  movie.insert(movie.find(R"("w":100)"), R"("t":1,)");
+  const TemporaryFile file(movie);
+  Open(file.Path());
+  PlayToEnd();
+  EXPECT_EQ(2u, window_.Count(kInfoUnsupportedPlaceholderRendered))
+      << "the blur, and the character that is a composition";
+}
+
 TEST_F(LottieEngineTest, LeavesThePaddingOfRowsAlone) {
   const TemporaryFile file(kSquare);
   Open(file.Path());

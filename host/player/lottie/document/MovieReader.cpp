@@ -60,6 +60,21 @@ unsigned VersionOf(std::string_view text) {
   return parts[0] * 10000 + parts[1] * 100 + parts[2];
 }
 
+/// Somewhere in a text: it is kept as it is, so its values are not read one by one.
+bool HasExpression(const JsonValue& value) {
+  if (value.IsArray()) {
+    for (const JsonValue& element : value.Elements()) {
+      if (HasExpression(element)) return true;
+    }
+  } else if (value.IsObject()) {
+    for (uint32_t i = 0; i < value.count; ++i) {
+      const JsonMember& member = value.members[i];
+      if ((member.name == "x" && member.value.IsText()) || HasExpression(member.value)) return true;
+    }
+  }
+  return false;
+}
+
 class MovieReader {
  public:
   MovieReader(const JsonValue& document, Movie& movie)
@@ -86,7 +101,7 @@ class MovieReader {
     movie_.compositions = {compositions_, compositionCount_};
     movie_.images = movie_.arena.Copy(images_);
     ReadRest();
-    movie_.hasExpressions = properties_.AnyExpression();
+    movie_.hasExpressions = properties_.AnyExpression() || textExpression_;
     movie_.propertyCount = properties_.Count();
   }
 
@@ -295,6 +310,7 @@ class MovieReader {
       case LayerKind::kText:
         if (const JsonValue* text = value.Find("t")) {
           layer.text = movie_.arena.New<JsonValue>(CopyJson(*text, movie_.arena));
+          textExpression_ = textExpression_ || HasExpression(*text);
         }
         break;
       default:
@@ -477,6 +493,7 @@ class MovieReader {
   Composition* compositions_ = nullptr;
   uint32_t compositionCount_ = 0;
   unsigned depth_ = 0;
+  bool textExpression_ = false;
 };
 
 }  // namespace

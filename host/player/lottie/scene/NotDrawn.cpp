@@ -13,7 +13,13 @@ namespace {
 
 class Teller {
  public:
-  explicit Teller(const std::function<void(const std::string&)>& tell) : tell_(tell) {}
+  Teller(const Movie& movie, const std::function<void(const std::string&)>& tell) : tell_(tell) {
+    if (movie.glyphs == nullptr) return;
+    for (const JsonValue& glyph : movie.glyphs->Elements()) {
+      const JsonValue* type = glyph.Find("t");
+      glyphsMove_ = glyphsMove_ || (type != nullptr && type->Number(0) == 1);
+    }
+  }
 
   void Look(const Composition& composition) {
     for (const Layer& layer : composition.layers) Look(layer);
@@ -40,7 +46,18 @@ class Teller {
         Tell("the effect " + Quoted(name));
       }
     }
+    if (layer.text != nullptr) LookAtText(*layer.text);
     Look(layer.shapes);
+  }
+
+  void LookAtText(const JsonValue& text) {
+    if (glyphsMove_) Tell("a character that is a composition");
+    const JsonValue* animators = text.Find("a");
+    if (animators == nullptr) return;
+    for (const JsonValue& animator : animators->Elements()) {
+      const JsonValue* parts = animator.Find("a");
+      if (parts != nullptr && parts->Find("bl") != nullptr) Tell("the blur of characters");
+    }
   }
 
   void Look(Span<Shape> shapes) {
@@ -63,13 +80,14 @@ class Teller {
 
   const std::function<void(const std::string&)>& tell_;
   const Layer* layer_ = nullptr;
+  bool glyphsMove_ = false;
   std::set<std::string> told_;
 };
 
 }  // namespace
 
 void TellNotDrawn(const Movie& movie, const std::function<void(const std::string&)>& tell) {
-  Teller teller(tell);
+  Teller teller(movie, tell);
   teller.Look(movie.root);
   for (const Composition& composition : movie.compositions) teller.Look(composition);
 }

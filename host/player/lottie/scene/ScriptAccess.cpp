@@ -9,12 +9,12 @@ namespace plexion_host::movie {
 
 namespace {
 
-constexpr int kNotYet = -2;
 /// Type of an effect's value that names a layer.
 constexpr int kLayerControl = 10;
 
-// A node's pointer says what it is by its kind, but for two pairs that share one: a path among
-// properties and a value among effects are marked by an odd address.
+// A node's pointer says what it is by its kind, but for those that share one: a path among
+// properties and a value among effects are marked by an odd address, a text among properties by the
+// bit above.
 
 template <typename T>
 const void* Odd(const T* pointer) {
@@ -25,6 +25,39 @@ template <typename T>
 const T* FromOdd(const void* pointer) {
   return reinterpret_cast<const T*>(static_cast<const char*>(pointer) - 1);
 }
+SceneNode TextNode(const JsonValue* source, const void* owner) {
+  if (source == nullptr) return {};
+  return {NodeKind::kProperty, reinterpret_cast<const char*>(source) + 2, owner};
+}
+/// Null when it is no text.
+const JsonValue* TextAt(const SceneNode& node) {
+  if (node.kind != NodeKind::kProperty || (reinterpret_cast<uintptr_t>(node.what) & 2) == 0) {
+    return nullptr;
+  }
+  return reinterpret_cast<const JsonValue*>(static_cast<const char*>(node.what) - 2);
+}
+
+/// The keys of a text; empty when it has one value.
+Span<JsonValue> KeysOf(const JsonValue& source) {
+  const JsonValue* keys = source.Find("k");
+  return keys != nullptr && keys->IsArray() ? Span<JsonValue>{keys->elements, keys->count}
+                                            : Span<JsonValue>();
+}
+
+double KeyTimeOf(const JsonValue& key) {
+  const JsonValue* time = key.Find("t");
+  return time != nullptr ? time->Number(0) : 0;
+}
+
+/// The text of a key, or of what has no keys.
+void ToValue(const JsonValue& holder, ScriptValue& value) {
+  const JsonValue* document = holder.Find("s");
+  if (document == nullptr) document = holder.Find("k");
+  const JsonValue* text = (document != nullptr ? *document : holder).Find("t");
+  value.kind = ScriptValue::Kind::kText;
+  value.text = text != nullptr ? text->Text() : std::string_view();
+}
+
 template <typename T>
 const T& As(const SceneNode& node) {
   return *static_cast<const T*>(node.what);
@@ -137,14 +170,13 @@ void FromValue(const ScriptValue& value, Outline& outline) {
 }  // namespace
 
 ScriptAccess::ScriptAccess(const Movie& movie, qx::plexion::MemoryWatchdog* watchdog)
-    : movie_(movie), expressions_(watchdog), compiled_(movie.propertyCount, kNotYet) {}
+    : movie_(movie), expressions_(watchdog) {}
 
-int ScriptAccess::Compiled(uint32_t number, std::string_view source) {
-  if (number >= compiled_.size()) return Expressions::kNone;
-  int& compiled = compiled_[number];
-  if (compiled != kNotYet) return compiled;
+int ScriptAccess::Compiled(std::string_view source) {
+  const auto [entry, fresh] = compiled_.try_emplace(source.data(), Expressions::kNone);
+  if (!fresh) return entry->second;
   std::string error;
-  compiled = expressions_.Compile(source, error);
+  const int compiled = entry->second = expressions_.Compile(source, error);
   constexpr size_t kMostTold = 8;
   if (compiled == Expressions::kNone && failures_.size() < kMostTold) failures_.push_back(error);
   return compiled;
@@ -168,7 +200,7 @@ ExpressionSite ScriptAccess::SiteOf(const SceneNode& property, const LayerUse* o
 }
 
 bool ScriptAccess::Run(const Property& property, const void* owner, double time, float* values) {
-  const int expression = Compiled(property.number, property.expression);
+  const int expression = Compiled(property.expression);
   if (expression == Expressions::kNone || property.dims > ScriptValue::kMostNumbers) return false;
   ScriptValue keyed, result;
   ToValue(values, property.dims, keyed);
@@ -184,7 +216,7 @@ bool ScriptAccess::Run(const Property& property, const void* owner, double time,
 
 bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, double time,
                            Outline& outline) {
-  const int expression = Compiled(property.number, property.expression);
+  const int expression = Compiled(property.expression);
   if (expression == Expressions::kNone) return false;
   ScriptValue keyed, result;
   ToValue(outline.vertices.data(), outline.vertices.size(), outline.closed, keyed);
@@ -193,6 +225,39 @@ bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, doub
   site.seed = property.number;
   if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
   if (result.kind == ScriptValue::Kind::kPath) FromValue(result, outline);
+  return true;
+}
+
+bool ScriptAccess::RunText(const JsonValue& source, const void* owner, double time,
+                           std::string& text) {
+  const JsonValue* script = source.Find("x");
+  if (script == nullptr || script->Text().empty()) return false;
+  const int expression = Compiled(script->Text());
+  if (expression == Expressions::kNone) return false;
+  ScriptValue keyed, result;
+  keyed.kind = ScriptValue::Kind::kText;
+  keyed.text = text;
+  const ExpressionSite site =
+      SiteOf(TextNode(&source, owner), static_cast<const LayerUse*>(owner), time);
+  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  text = result.text;
+  std::replace(text.begin(), text.end(), '\n', '\r');
+  return true;
+}
+
+bool ScriptAccess::RunSelector(std::string_view source, const void* owner, double time, int index,
+                               int total, double percent[3]) {
+  const int expression = Compiled(source);
+  if (expression == Expressions::kNone) return false;
+  const auto* use = static_cast<const LayerUse*>(owner);
+  ExpressionSite site = SiteOf(PartOfLayer(*use, "t"), use, time);
+  site.textIndex = index;
+  site.textTotal = total;
+  ScriptValue keyed, result;
+  keyed.kind = ScriptValue::Kind::kVector;
+  keyed.numbers.assign(site.selectorValue, site.selectorValue + 3);
+  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  std::copy_n(result.numbers.begin(), std::min<size_t>(3, result.numbers.size()), percent);
   return true;
 }
 
@@ -356,6 +421,8 @@ SceneNode ScriptAccess::PartOf(const SceneNode& node, std::string_view part) {
       if (part == "f") return PropertyNode(mask.feather, node.where);
       return {};
     }
+    case NodeKind::kText:
+      return part == "d" ? TextNode(As<JsonValue>(node).Find("d"), node.where) : SceneNode();
     default:
       return {};
   }
@@ -409,6 +476,16 @@ bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
   if (node.kind != NodeKind::kProperty) return false;
   Constancy ignored;
   const double time = seconds * movie_.frameRate;
+  if (const JsonValue* text = TextAt(node)) {
+    const Span<JsonValue> keys = KeysOf(*text);
+    const JsonValue* at = keys.empty() ? text : &keys[0];
+    for (const JsonValue& key : keys) {
+      if (KeyTimeOf(key) <= time) at = &key;
+    }
+    ToValue(*at, value);
+    if (scripted) RunText(*text, node.where, time, value.text);
+    return true;
+  }
   Moment moment = {time, &ignored, scripted ? this : nullptr, node.where};
   if (IsOdd(node.what)) {
     Outline outline;
@@ -424,6 +501,7 @@ bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
 
 int ScriptAccess::KeyCount(const SceneNode& node) {
   if (node.kind != NodeKind::kProperty) return 0;
+  if (const JsonValue* text = TextAt(node)) return static_cast<int>(KeysOf(*text).count);
   const uint32_t segments = IsOdd(node.what) ? FromOdd<PathProperty>(node.what)->segments.count
                                              : As<Property>(node).segments.count;
   return segments > 0 ? static_cast<int>(segments) + 1 : 0;
@@ -433,6 +511,8 @@ double ScriptAccess::KeyTime(const SceneNode& node, int key) {
   const int count = KeyCount(node);
   if (key < 0 || key >= count) return 0;
   const auto index = static_cast<size_t>(key);
+  if (const JsonValue* text = TextAt(node))
+    return KeyTimeOf(KeysOf(*text)[index]) / movie_.frameRate;
   const bool last = key == count - 1;
   double time = 0;
   if (IsOdd(node.what)) {
@@ -449,6 +529,7 @@ void ScriptAccess::KeyValue(const SceneNode& node, int key, ScriptValue& value) 
   const int count = KeyCount(node);
   if (key < 0 || key >= count) return;
   const auto index = static_cast<size_t>(key);
+  if (const JsonValue* text = TextAt(node)) return ToValue(KeysOf(*text)[index], value);
   if (IsOdd(node.what)) {
     const PathProperty& path = *FromOdd<PathProperty>(node.what);
     const PathData& data = key == count - 1 ? path.value : path.segments[index].start;

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "host/player/lottie/scene/Scene.h"
@@ -24,6 +25,9 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   bool Run(const Property& property, const void* owner, double time, float* values) override;
   bool RunPath(const PathProperty& property, const void* owner, double time,
                Outline& outline) override;
+  bool RunText(const JsonValue& source, const void* owner, double time, std::string& text) override;
+  bool RunSelector(std::string_view expression, const void* owner, double time, int index,
+                   int total, double percent[3]) override;
 
   SceneNode CompositionNamed(std::string_view name) override;
   SceneNode CompositionOf(const SceneNode& layer) override;
@@ -48,14 +52,14 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   ScriptMarker MarkerAt(const SceneNode& composition, int position) override;
 
  private:
-  int Compiled(uint32_t number, std::string_view source);
+  int Compiled(std::string_view source);
   ExpressionSite SiteOf(const SceneNode& property, const LayerUse* owner, double time) const;
   SceneNode PartOfLayer(const LayerUse& use, std::string_view part) const;
 
   const Movie& movie_;
   Expressions expressions_;
   const Scene* scene_ = nullptr;
-  std::vector<int> compiled_;  ///< by Property::number; kNotYet before
+  std::unordered_map<const char*, int> compiled_;  ///< by where the source lies
   std::vector<std::string> failures_;
 };
 

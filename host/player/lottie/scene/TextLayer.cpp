@@ -201,6 +201,24 @@ class TextLayerSource final : public TextSource {
   size_t OpCount() const override { return count_; }
 
  private:
+  /// What expression selectors say while the text is laid out.
+  class SelectorScripts final : public ITextSelectorScript {
+   public:
+    SelectorScripts(const std::vector<std::string_view>& sources, const Moment& moment)
+        : sources_(sources), moment_(moment) {
+      if (!sources.empty()) moment.constancy->Meet(moment.time, moment.time);
+    }
+    void Select(int script, int index, int total, double percent[3]) override {
+      if (moment_.scripts == nullptr) return;
+      moment_.scripts->RunSelector(sources_[static_cast<size_t>(script)], moment_.owner,
+                                   moment_.time, index, total, percent);
+    }
+
+   private:
+    const std::vector<std::string_view>& sources_;
+    const Moment& moment_;
+  };
+
   struct TimedDocument {
     double time;
     TextDocument document;
@@ -234,6 +252,12 @@ class TextLayerSource final : public TextSource {
     }
     TextSelector& selector = model.selector;
     if (const JsonValue* from = value.Find("s")) {
+      const JsonValue* script = from->Find("x");
+      if (NumberOf(*from, "t") == 1 && script != nullptr && !script->Text().empty()) {
+        selector.scripted = true;
+        selector.script = static_cast<int>(selectorScripts_.size());
+        selectorScripts_.push_back(script->Text());
+      }
       model.start = reader_.Read(from->Find("s"), 1);
       model.end = reader_.Read(from->Find("e"), 1);
       model.offset = reader_.Read(from->Find("o"), 1);
@@ -284,6 +308,15 @@ class TextLayerSource final : public TextSource {
     TextRequest request;
     request.document = DocumentAt(moment);
     if (request.document == nullptr) return;
+    const JsonValue* source = layer_.text->Find("d");
+    if (moment.scripts != nullptr && source->Find("x") != nullptr) {
+      moment.constancy->Meet(moment.time, moment.time);
+      scripted_ = *request.document;
+      moment.scripts->RunText(*source, moment.owner, moment.time, scripted_.text);
+      request.document = &scripted_;
+    }
+    SelectorScripts selectors(selectorScripts_, moment);
+    request.script = &selectors;
     animators_.clear();
     for (const AnimatorModel& model : models_) animators_.push_back(AnimatorAt(model, moment));
     request.animators = animators_.data();
@@ -417,6 +450,8 @@ class TextLayerSource final : public TextSource {
   PropertyReader reader_;
   std::vector<TimedDocument> documents_;
   std::vector<AnimatorModel> models_;
+  std::vector<std::string_view> selectorScripts_;
+  TextDocument scripted_;
   uint8_t grouping_ = 1;
   const Property* alignment_ = nullptr;
   const Mask* pathMask_ = nullptr;

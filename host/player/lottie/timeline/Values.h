@@ -33,6 +33,12 @@ class PropertyScripts {
   virtual bool Run(const Property& property, const void* owner, double time, float* values) = 0;
   virtual bool RunPath(const PathProperty& property, const void* owner, double time,
                        Outline& outline) = 0;
+  /// A text whose keys and expression `source` holds, as the document has it ("d" of a text layer).
+  virtual bool RunText(const JsonValue& source, const void* owner, double time,
+                       std::string& text) = 0;
+  /// An expression selector: how much of its animator part `index` (from 1) of `total` gets.
+  virtual bool RunSelector(std::string_view expression, const void* owner, double time, int index,
+                           int total, double percent[3]) = 0;
 };
 
 /// The keys' value alone, `property.dims` numbers.
