@@ -12,6 +12,7 @@
 #include "host/player/lottie/document/MovieFile.h"
 #include "host/player/lottie/document/Reader.h"
 #include "host/player/lottie/document/Theme.h"
+#include "host/player/lottie/scene/DataFiles.h"
 #include "host/player/lottie/scene/Images.h"
 #include "host/player/lottie/scene/NotDrawn.h"
 #include "host/player/lottie/scene/Painter.h"
@@ -136,6 +137,13 @@ class LottieEngine final : public Engine {
                    "picture " + movie::Quoted(asset.id) + " is not drawn: " + reason);
     };
     if (!images_.Load(movie_, read, cancelled, missing, error.message)) return false;
+    if (movie_.hasExpressions) {
+      LoadData(movie_, read, cancelled,
+               [this](const movie::DataAsset& asset, const std::string& reason) {
+                 host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
+                              "data " + movie::Quoted(asset.id) + " is not used: " + reason);
+               });
+    }
     TellNotDrawn(movie_, [this](const std::string& what) {
       host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, what);
     });

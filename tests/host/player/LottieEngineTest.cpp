@@ -174,6 +174,39 @@ TEST_F(LottieEngineTest, RunsTheExpressionsOfTexts) {
   EXPECT_EQ(1u, window_.Count(kInfoUnsupportedPlaceholderRendered)) << "of what does not exist";
 }
 
+TEST_F(LottieEngineTest, LetsExpressionsReadDataBesideTheMovie) {
+  const TemporaryFile data(R"({"since":1616783932,"days":[{"sky":"A"},{"sky":"AA"}]})");
+  static const struct {
+    std::string outline, file;
+    uint32_t squares, told;
+  } kTable[] = {
+      {"('days')('days 1')('sky')", data.Name(), 2, 0},
+      {"('since') == 1616783932 ? 'AAA' : ''", data.Name(), 3, 0},
+      {"('days')('days 2')('sky')", data.Name(), 1, 1},
+      {"('days')", "no-such-file", 1, 2},
+      {"('days')", "../" + data.Name(), 1, 2},
+  };
+  for (const auto& row : kTable) {
+    SCOPED_TRACE(row.outline);
+    std::string movie = TextMovie("thisComp.layer('Sky')('Data')('Outline')" + row.outline, "0");
+    const std::string layers = R"("layers":[)";
+    movie.replace(movie.find(layers), layers.size(),
+                  R"("assets":[{"id":"d","t":3,"u":"","p":")" + row.file +
+                      R"("}],"layers":[{"ty":15,"nm":"Sky","refId":"d","ip":0,"op":5},)");
+    const TemporaryFile file(movie);
+    const size_t before = window_.Count(kInfoUnsupportedPlaceholderRendered);
+    Open(file.Path());
+    FakePlane plane(30, 10);
+    ASSERT_TRUE(player_->SetRenderPlane(&plane));
+    clock_.Settle();
+    uint32_t squares = 0;
+    while (squares < 3 && plane.At(10 * squares + 5, 5) == kRed) ++squares;
+    EXPECT_EQ(row.squares, squares);
+    EXPECT_EQ(row.told, window_.Count(kInfoUnsupportedPlaceholderRendered) - before);
+    player_.reset();
+  }
+}
+
 TEST_F(LottieEngineTest, TellsOnceWhatATextDoesNotShow) {
   std::string movie = TextMovie("value", "0");
   movie.replace(movie.find(R"("o":{"a":0,"k":0})"), 17, R"("bl":{"a":0,"k":[5,5]})");

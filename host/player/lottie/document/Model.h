@@ -220,6 +220,14 @@ struct ImageAsset {
   std::string_view fit;     ///< how it fills width and height, as SVG has it; empty: usual
 };
 
+/// A JSON file whose values expressions read, through the layers that name it.
+struct DataAsset {
+  std::string_view id;
+  std::string_view folder;           ///< "u"
+  std::string_view source;           ///< "p"
+  const JsonValue* value = nullptr;  ///< null until it is loaded
+};
+
 enum class LayerKind : uint8_t {
   kComposition = 0,
   kSolid = 1,
@@ -229,6 +237,7 @@ enum class LayerKind : uint8_t {
   kText = 5,
   kAudio = 6,
   kCamera = 13,
+  kData = 15,
   kOther = 99,
 };
 
@@ -260,6 +269,7 @@ struct Layer {
   float height = 0;
   uint32_t colour = 0xFF000000;  ///< of a solid
   const ImageAsset* image = nullptr;
+  const DataAsset* data = nullptr;
   Span<Shape> shapes;
   const JsonValue* text = nullptr;  ///< "t" of a text layer, as the document has it
   const Property* perspective = nullptr;
@@ -295,6 +305,7 @@ struct Movie {
   Composition root;
   Span<Composition> compositions;
   Span<ImageAsset> images;
+  Span<DataAsset*> data;
   Span<Marker> markers;
   const JsonValue* fonts = nullptr;   ///< "fonts", as the document has it
   const JsonValue* glyphs = nullptr;  ///< "chars"

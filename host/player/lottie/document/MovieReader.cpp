@@ -100,6 +100,7 @@ class MovieReader {
     Bound(whole);
     movie_.compositions = {compositions_, compositionCount_};
     movie_.images = movie_.arena.Copy(images_);
+    movie_.data = movie_.arena.Copy(data_);
     ReadRest();
     movie_.hasExpressions = properties_.AnyExpression() || textExpression_;
     movie_.propertyCount = properties_.Count();
@@ -183,6 +184,11 @@ class MovieReader {
         assets_.push_back({id, &asset, nullptr, Asset::kNew, {}});
       } else if (asset.Find("p") != nullptr && asset.Find("t") == nullptr) {
         ReadImage(asset, id);
+      } else if (asset.Find("p") != nullptr && NumberOf(asset, "t", 0) == 3) {
+        data_.push_back(movie_.arena.New<DataAsset>());
+        data_.back()->id = id;
+        data_.back()->folder = movie_.arena.CopyText(TextOf(asset, "u"));
+        data_.back()->source = movie_.arena.CopyText(TextOf(asset, "p"));
       }
     }
     compositions_ = movie_.arena.NewArray<Composition>(assets_.size());
@@ -253,7 +259,7 @@ class MovieReader {
     Arena& arena = movie_.arena;
     cost.layers = std::min(cost.layers + 1, kTooMuch);
     layer.type = static_cast<int>(NumberOf(value, "ty", 3));
-    layer.kind = (layer.type >= 0 && layer.type <= 6) || layer.type == 13
+    layer.kind = (layer.type >= 0 && layer.type <= 6) || layer.type == 13 || layer.type == 15
                      ? static_cast<LayerKind>(layer.type)
                      : LayerKind::kOther;
     layer.name = arena.CopyText(TextOf(value, "nm"));
@@ -300,6 +306,11 @@ class MovieReader {
         break;
       case LayerKind::kImage:
         imageUses_.push_back({&layer, movie_.arena.CopyText(reference)});
+        break;
+      case LayerKind::kData:
+        for (const DataAsset* asset : data_) {
+          if (asset->id == reference) layer.data = asset;
+        }
         break;
       case LayerKind::kShape: {
         const uint64_t before = properties_.vertices;
@@ -490,6 +501,7 @@ class MovieReader {
   std::vector<Asset> assets_;
   std::vector<ImageAsset> images_;
   std::vector<ImageUse> imageUses_;
+  std::vector<DataAsset*> data_;
   Composition* compositions_ = nullptr;
   uint32_t compositionCount_ = 0;
   unsigned depth_ = 0;

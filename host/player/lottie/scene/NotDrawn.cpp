@@ -32,6 +32,9 @@ class Teller {
     if (layer.kind == LayerKind::kCamera) Tell("the camera's perspective");
     if (layer.kind == LayerKind::kAudio) Tell("sound");
     if (layer.kind == LayerKind::kOther) Tell("layers of type " + std::to_string(layer.type));
+    if (layer.kind == LayerKind::kData && layer.data == nullptr) {
+      Tell("data that is not in the document");
+    }
     if (layer.hasStyles) Tell("layer styles");
     if (layer.blend >= kBlendModes) Tell("blend mode " + std::to_string(layer.blend));
     if (layer.kind == LayerKind::kComposition && layer.composition == nullptr) {

@@ -154,7 +154,8 @@ void Scene::EvaluateLayer(LayerUse& use, double time, Constancy& constancy) {
   const Layer& layer = *use.layer_;
   use.visible_ = false;
   if (layer.hidden || layer.kind == LayerKind::kNull || layer.kind == LayerKind::kAudio ||
-      layer.kind == LayerKind::kCamera || layer.kind == LayerKind::kOther) {
+      layer.kind == LayerKind::kCamera || layer.kind == LayerKind::kData ||
+      layer.kind == LayerKind::kOther) {
     return;
   }
   if (time < layer.in) return constancy.Meet(-kForever, layer.in);

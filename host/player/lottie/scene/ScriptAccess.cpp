@@ -167,6 +167,25 @@ void FromValue(const ScriptValue& value, Outline& outline) {
   }
 }
 
+/// A value of data: one that has others in it is a node, the others are properties.
+SceneNode DataNode(const JsonValue& value, const void* owner) {
+  if (value.IsObject() || value.IsArray()) return {NodeKind::kData, Odd(&value), owner};
+  return TextNode(&value, owner);
+}
+
+/// "Outline" is the whole of a file; an element of a list is the list's name with its number behind.
+SceneNode PartOfData(const SceneNode& node, std::string_view part) {
+  if (!IsOdd(node.what)) {
+    return part == "Outline" ? DataNode(*As<DataAsset>(node).value, node.where) : SceneNode();
+  }
+  const JsonValue& value = *FromOdd<JsonValue>(node.what);
+  if (const JsonValue* member = value.Find(part)) return DataNode(*member, node.where);
+  const size_t digits = part.find_last_not_of("0123456789") + 1;
+  if (!value.IsArray() || digits == part.size() || part.size() - digits > 6) return {};
+  const auto index = static_cast<size_t>(std::stoi(std::string(part.substr(digits))));
+  return index < value.count ? DataNode(value.elements[index], node.where) : SceneNode();
+}
+
 }  // namespace
 
 ScriptAccess::ScriptAccess(const Movie& movie, qx::plexion::MemoryWatchdog* watchdog)
@@ -357,6 +376,8 @@ int ScriptAccess::CountOf(const SceneNode& list) {
       return static_cast<int>(As<Span<Mask>>(list).count);
     case NodeKind::kDashes:
       return static_cast<int>(As<Span<Dash>>(list).count);
+    case NodeKind::kData:
+      return IsOdd(list.what) ? static_cast<int>(FromOdd<JsonValue>(list.what)->count) : 0;
     default:
       return 0;
   }
@@ -393,6 +414,9 @@ SceneNode ScriptAccess::PartOfLayer(const LayerUse& use, std::string_view part) 
   if (part == "ef") return {NodeKind::kEffects, &layer.effects, &use};
   if (part == "masksProperties") return {NodeKind::kMasks, &layer.masks, &use};
   if (part == "tm") return PropertyNode(layer.timeRemap, &use);
+  if (part == "data" && layer.data != nullptr && layer.data->value != nullptr) {
+    return {NodeKind::kData, layer.data, &use};
+  }
   if (part == "t" && layer.text != nullptr) return {NodeKind::kText, layer.text, &use};
   return {};
 }
@@ -421,6 +445,8 @@ SceneNode ScriptAccess::PartOf(const SceneNode& node, std::string_view part) {
       if (part == "f") return PropertyNode(mask.feather, node.where);
       return {};
     }
+    case NodeKind::kData:
+      return PartOfData(node, part);
     case NodeKind::kText:
       return part == "d" ? TextNode(As<JsonValue>(node).Find("d"), node.where) : SceneNode();
     default:
@@ -477,6 +503,12 @@ bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
   Constancy ignored;
   const double time = seconds * movie_.frameRate;
   if (const JsonValue* text = TextAt(node)) {
+    if (!text->IsObject()) {
+      value.kind = text->IsText() ? ScriptValue::Kind::kText : ScriptValue::Kind::kNumber;
+      value.text = text->Text();
+      value.numbers = {text->Number(0)};
+      return true;
+    }
     const Span<JsonValue> keys = KeysOf(*text);
     const JsonValue* at = keys.empty() ? text : &keys[0];
     for (const JsonValue& key : keys) {

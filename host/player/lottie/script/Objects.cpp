@@ -173,6 +173,10 @@ duk_ret_t CallNode(duk_context* context) {
       }
       break;
     }
+    case NodeKind::kData:
+      machine.Charge(context, 4 + scene.CountOf(node) / 4.0);
+      if (PushPart(context, node, word)) return 1;
+      break;
     default: {
       std::string_view part =
           numbered ? NumberedPart(scene, node, type, number) : PartNamed(node.kind, type, word);

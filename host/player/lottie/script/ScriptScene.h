@@ -40,6 +40,7 @@ enum class NodeKind : uint8_t {
   kMasks,
   kMask,
   kText,
+  kData,  ///< a list or an object of a JSON file
   kProperty,
 };
 
@@ -114,7 +115,7 @@ class IScriptScene {
   virtual SceneNode ItemOf(const SceneNode& list, int position) = 0;
 
   /// A part by its short name. Of a layer: "ks" transform, "shapes", "ef", "masksProperties", "t",
-  /// "tm". Of a group: "it" its contents, "tr" its transform. Of a text: "d". Of everything else its
+  /// "tm", "data". Of data its members by their names, elements as "any words 0". Of a group: "it" its contents, "tr" its transform. Of a text: "d". Of everything else its
   /// properties: "p", "a", "s", "px", "py", "c", "pt", ...; of a value of an effect "v".
   /// Returns  kNone when it is not there.
   virtual SceneNode PartOf(const SceneNode& node, std::string_view part) = 0;

@@ -29,6 +29,7 @@ constexpr Word kWords[] = {
     {kLayer, nullptr, "mask", " masks maskparade ", "masksProperties", 0},
     {kLayer, nullptr, "text", " textproperties ", "t", 0},
     {kLayer, nullptr, "timeRemap", " timeremapping ", "tm", 0},
+    {kLayer, nullptr, "data", " ", "data", 0},
     {kTransform, nullptr, "anchorPoint", " anchor_point anchor vectoranchor ", "a", 1},
     {kTransform, nullptr, "position", " vectorposition ", "p", 2},
     {kTransform, nullptr, "scale", " vectorscale ", "s", 6},
