@@ -121,7 +121,7 @@ bool SimDrawingContext::StretchCopy(Plane* source, const Rect& sourceRect,
 
 void SimDrawingContext::Finish() {
   driver_.Kernel().Point("Finish");
-  surface_.Use("Finish");
+  if (surface_.Use("Finish")) driver_.Kernel().Note("Finish", surface_.name);
 }
 
 // Render planes.

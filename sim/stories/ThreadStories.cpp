@@ -241,7 +241,8 @@ void KeyUpsByTwo(SimDevice& device, SimHost& host) {
 }
 
 void MemoryByTwo(SimDevice& device, SimHost& host) {
-  StageWindow* window = host.OpenWindow({"movie.mvx"});
+  StageWindow* window = host.OpenWindow(
+      {"movie.mvx"}, [](qx::plexion::StageWindowParameters& wanted) { wanted.memoryLimit = 1000; });
   if (!Expect(device, window != nullptr, "the window is configured")) return;
   const auto use = [&] {
     qx::plexion::MemoryWatchdog* watchdog = window->GetMemoryWatchdog();

@@ -117,6 +117,7 @@ TEST_F(QXStrings, DecodeOneSequence) {
       {"\xC0\x80", 0, 0, 2},                       // overlong forms pass
       {"\xC3\x28", 0x68, 0, 2},                    // unchecked continuation: 0xC0 + 0x28 - 0x80
       {"\xEF\xBF\xBF", 0xFFFF, 0, 3},              //
+      {"\xF0\x90\x80\x80", 0xD800, 0xDC00, 4},     // the first one that needs two units
       {"\xF4\x8F\xBF\xBF", 0xDBFF, 0xDFFF, 4},     // the last code point
       {"\xF4\x90\x80\x80", 0xFFFD, 0, 4},          // one too many
       {"\xF8\x88\x80\x80\x80", 0xFFFD, 0, 5},      //
@@ -140,6 +141,7 @@ TEST_F(QXStrings, EncodePairsAndUnpairedSurrogates) {
     const char* bytes;
   } const cases[] = {
       {u"\xD83D\xDE00", "\xF0\x9F\x98\x80"},
+      {u"\xD800\xDC00\xDBFF\xDFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
       {u"\xD83D", "\xEF\xBF\xBD"},    // a high one at the end
       {u"\xD83Dx", "\xEF\xBF\xBDx"},  // a high one before something else
       {u"\xD83D\xD83D\xDE00", "\xEF\xBF\xBD\xF0\x9F\x98\x80"},

@@ -190,7 +190,7 @@ TEST_F(CommandLine, TakesNumbersAndWords) {
       {{"--graphicsmemthreshold", "31"}, [](P& p, Argv) { p.graphicsMemThreshold = 31; }},
       {{"--graphicsmemthreshold", "4095M"}, [](P& p, Argv) { p.graphicsMemThreshold = 4095; }},
       {{"--graphicsmemthreshold", "M"}, [](P& p, Argv) { p.graphicsMemThreshold = 0; }},
-      {{"--mousefeedback", "7"}, [](P& p, Argv) { p.mouseFeedback = 7; }},
+      {{"--mousefeedback", "12"}, [](P& p, Argv) { p.mouseFeedback = 12; }},
       {{"--mousefeedback", "-3"}, [](P& p, Argv) { p.mouseFeedback = -3; }},
       {{"--mousefeedback", "soon"}, [](P& p, Argv) { p.mouseFeedback = 0; }},
       {{"--mousefeedback", "99999999999"}, [](P& p, Argv) { p.mouseFeedback = 0x7FFFFFFF; }},

@@ -1,5 +1,6 @@
 // Where the service says its files are.
 
+#include "qx/plexion/StageWindowImpl.h"
 #include "tests/plexion/ServiceFixture.h"
 
 namespace qx {
@@ -108,6 +109,40 @@ TEST_F(Directories, FollowAnOverriddenBase) {
   EXPECT_EQ(Ask(moved, &IPlexionImpl::GetPlexionDataDirectory), "/elsewhere/data");
   EXPECT_EQ(Ask(moved, &IPlexionImpl::GetUserPrivateDataDirectory),
             "/elsewhere/data/users/operator");
+}
+
+/// A host's own service that answers by itself what others of its operations build on.
+class ChangedService : public IPlexionImpl {
+ public:
+  bool GetPlexionTempDirectory(QXString& out) override {
+    out.Assign("/scratch");
+    return true;
+  }
+  bool GetPlexionDataDirectory(QXString& out) override {
+    out.Assign("/kept");
+    return true;
+  }
+  int InitParameters(StageWindowParameters& parameters) override {
+    IPlexionImpl::InitParameters(parameters);
+    parameters.bgAlpha = 7;
+    return 0;
+  }
+  int ShowUsage(const char*, unsigned long windows) override { return static_cast<int>(windows); }
+};
+
+TEST_F(Directories, AndParametersAndUsageFollowWhateverIsOverridden) {
+  ChangedService changed;
+  EXPECT_EQ(Ask(changed, &IPlexionImpl::GetApplicationPrivateTempFileDirectory),
+            "/scratch/app-tmp/4711");
+  EXPECT_EQ(Ask(changed, &IPlexionImpl::GetUserPrivateDataDirectory), "/kept/users/operator");
+  StageWindowParameters parameters = {};
+  const char* argv[] = {"plexion", "movie.mvx"};
+  EXPECT_TRUE(changed.ParseCommandLineParameters(2, argv, parameters));
+  EXPECT_EQ(parameters.bgAlpha, 7);
+  EXPECT_EQ(changed.IPlexionImpl::ShowUsage("plexion"), 1);
+  StageWindow* const window = changed.CreateStageWindow();
+  EXPECT_EQ(static_cast<StageWindowImpl*>(window)->parameters.bgAlpha, 7);
+  changed.DestroyStageWindow(window);
 }
 
 TEST_F(Directories, WithoutABaseThereIsNoDataDirectory) {

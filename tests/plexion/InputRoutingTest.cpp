@@ -92,6 +92,31 @@ TEST_F(InputRouting, KeysGoToTheKeyMasterAndThePointerToTheActiveWindow) {
   });
 }
 
+TEST_F(InputRouting, KeysGivenToAWindowItselfGoWhereAllKeysGo) {
+  constexpr unsigned long kTimingKey = 0x400100;
+  Story([&] {
+    StageWindowImpl* const active = Play("active.mvx");
+    StageWindowImpl* const other = Play("other.mvx");
+    other->DispatchKeyDown(13);
+    other->DispatchKeyUp(13);
+    EXPECT_EQ(Player(active)->Input(), (Heard{"down 13", "up 13"}));
+    EXPECT_EQ(Player(other)->Input(), Heard());
+
+    // The timing key's press is the window's own; its release goes the way of all keys.
+    const IQXKernel::Time made = active->creationTime;
+    other->DispatchKeyDown(kTimingKey);
+    const IQXKernel::Time pressed = device->kernel.Now();
+    EXPECT_EQ(Player(other)->Input(), (Heard{"event 7"}));
+    EXPECT_EQ(other->creationTime, pressed);
+    EXPECT_EQ(active->creationTime, made);
+    Settle();
+    other->DispatchKeyUp(kTimingKey);
+    EXPECT_EQ(other->creationTime, pressed);
+    EXPECT_EQ(active->creationTime, device->kernel.Now());
+    EXPECT_EQ(Player(active)->Input().size() + Player(other)->Input().size(), 3u);
+  });
+}
+
 TEST_F(InputRouting, WithoutWindowsOnlyTheRewindFlagMoves) {
   service->DispatchMouseButtonDown(kMouseButtonLeft, 1, 1);
   service->DispatchMouseButtonUp(kMouseButtonLeft, 1, 1);
@@ -184,7 +209,8 @@ TEST_F(InputRouting, WhenTheActiveWindowEndsTheLatestPlayingOneFollows) {
     StageWindow* const second = Play("second.mvx");
     StageWindow* const third = Play("third.mvx");
     Make("idle.mvx");
-    Told();
+    service->DestroyStageWindow(Play("fourth.mvx"));
+    EXPECT_EQ(Told(), (Heard{"+player1"})) << "the end of another is nothing to the active one";
     Finish(first);  // has ended, so it is not told
     EXPECT_EQ(Told(), (Heard{"+player3"}));
     service->DestroyStageWindow(third);

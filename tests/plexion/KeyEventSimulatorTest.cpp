@@ -167,6 +167,39 @@ TEST_F(KeyEventSimulator, TicksAtOnceAfterATickThatTookTooLong) {
   EXPECT_EQ(slow.TakeKeys(), "down 5@0 down 5@50 down 5@63 down 5@76 down 5@89");
 }
 
+/// Takes 13 ms over every key, down and up.
+class DeliberatePlayer : public RecordingPlayer {
+ public:
+  explicit DeliberatePlayer(RecordingKernel* kernel) : RecordingPlayer(kernel), kernel_(kernel) {}
+  void KeyDown(unsigned long key) override {
+    RecordingPlayer::KeyDown(key);
+    kernel_->now += 13 * kMs;
+  }
+  void KeyUp(unsigned long key) override {
+    RecordingPlayer::KeyUp(key);
+    kernel_->now += 13 * kMs;
+  }
+
+ private:
+  RecordingKernel* const kernel_;
+};
+
+TEST_F(KeyEventSimulator, CountsTheDelayFromBeforeTheContentHearsOfTheKey) {
+  DeliberatePlayer slow(&kernel);
+  SetMode(kKeyInputModeSimulateKeyUp, 50, 0);
+  At(0, [&] {
+    simulator->NotifyKeyDownEvent(&slow, 5);
+    simulator->NotifyKeyDownEvent(&slow, 6);  // due at 63, which is past when 5 has gone up
+  });
+  At(100, [&] {
+    simulator->NotifyKeyDownEvent(&slow, 7);
+    simulator->NotifyKeyDownEvent(&slow, 7);  // after its early key up, and counted from there
+  });
+  RunTo(250);
+  EXPECT_EQ(slow.TakeKeys(),
+            "down 5@0 down 6@13 up 5@56 up 6@69 down 7@102 up 7@115 down 7@128 up 7@181");
+}
+
 TEST_F(KeyEventSimulator, DoesNotDriftWhenTicksAreLate) {
   SetMode(kKeyInputModeAutoRepeat, 50, 25);
   At(0, [this] { Press(5); });

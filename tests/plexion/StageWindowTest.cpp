@@ -134,6 +134,8 @@ TEST_F(StageWindowObject, TakesInputOfEveryKind) {
     // A window without a player takes everything silently.
     StageWindowImpl* const bare = Unconfigured();
     bare->DispatchMouseButtonDown(kMouseButtonLeft, 1, 2);
+    bare->DispatchMouseButtonUp(kMouseButtonLeft, 1, 2);
+    bare->DispatchMouseMove(1, 2);
     bare->DispatchScrollWheelScroll(kScrollWheelUp, 1);
     bare->DispatchKeyDownDirect(13);
     bare->UpdateProxyParameters("10.0.0.1", 80, nullptr, nullptr);
@@ -160,6 +162,17 @@ TEST_F(StageWindowObject, TakesInputOfEveryKind) {
     window->DispatchKeyUpDirect(0);
     EXPECT_EQ(Player(window)->Input(), (Texts{"button down 2 199,99", "button up 2 0,0",
                                               "move 100,1", "scroll 1 4", "down 65", "up 65"}));
+
+    // Stretched along one axis, and not shown at all yet.
+    for (const auto& [rect, place] : {std::pair<Rect, const char*>{{0, 0, 400, 100}, "100,50"},
+                                      {{0, 0, 200, 200}, "201,25"},
+                                      {{0, 0, 0, 0}, "201,50"}}) {
+      parameters.outputRect = rect;
+      StageWindowImpl* const other = rect.width > 0 ? Shown(parameters) : Make(parameters);
+      other->DispatchMouseMove(201, 50);
+      EXPECT_EQ(Player(other)->Input().back(), std::string("move ") + place);
+      service->DestroyStageWindow(other);
+    }
 
     // Equal sizes: positions pass unchanged.
     Script("same.mvx").frames = 0;
@@ -199,21 +212,41 @@ TEST_F(StageWindowObject, TheTimingKeyNeverReachesTheContentAsAKey) {
 
 TEST_F(StageWindowObject, RedrawsInFullWhenItBecomesActive) {
   Script().frames = 0;
-  Script("other.mvx").frames = 0;
-  Story([&] {
-    StageWindowImpl* const first = Shown(Defaults());
-    StageWindowImpl* const second = Shown(Defaults("other.mvx"));
-    for (StageWindowImpl* window : {first, second}) window->Play();
-    RunFor(100);
-    ASSERT_TRUE(first->IsActiveStageWindow());
-    const size_t shown = Output(second)->shown.size();
-    EXPECT_TRUE(second->SetActiveStageWindow());
-    EXPECT_GT(Output(second)->shown.size(), shown);
-    EXPECT_TRUE(Output(second)->active);
-    EXPECT_FALSE(Output(first)->active);
-    EXPECT_TRUE(Player(second)->IsActive());
-    EXPECT_FALSE(Player(first)->IsActive());
-  });
+  Script().authored = {200, 100};
+  Script("other.mvx") = Script();
+  // Where it is on the screen is what is shown of its plane, in proportion: kept.
+  const std::pair<Rect, const char*> kPlaces[] = {
+      {{0, 0, 200, 100}, "ShowRegion output2 0,0,200,100"},
+      {{10, 20, 400, 300}, "ShowRegion output2 20,60,800,900"},
+      {{0u - 50, 30, 400, 300}, "ShowRegion output2 -100,90,800,900"}};
+  for (const auto& [place, region] : kPlaces) {
+    Restart({}, [&](plexion_sim::SimDevice& d) {
+      d.player.usual.frames = 0;
+      d.player.usual.authored = {200, 100};
+    });
+    Story([&, place = place, region = region] {
+      StageWindowImpl* const first = Shown(Defaults());
+      StageWindowParameters parameters = Defaults("other.mvx");
+      parameters.outputRect = place;
+      StageWindowImpl* const second = Shown(parameters);
+      for (StageWindowImpl* window : {first, second}) window->Play();
+      RunFor(100);
+      ASSERT_TRUE(first->IsActiveStageWindow());
+      const auto& journal = device->kernel.GetJournal().Entries();
+      size_t at = journal.size();
+      EXPECT_TRUE(second->SetActiveStageWindow());
+      Texts told;
+      for (; at < journal.size(); ++at) {
+        const std::string call = journal[at].call;
+        if (call == "SetActive" || call == "ShowRegion" || call == "Activate" ||
+            call == "Deactivate") {
+          told.push_back(call + " " + journal[at].detail);
+        }
+      }
+      EXPECT_EQ(told, (Texts{"SetActive output1 false", "Deactivate player1",
+                             "SetActive output2 true", region, "Activate player2"}));
+    });
+  }
 }
 
 TEST_F(StageWindowObject, ShowsItsMemoryFigures) {

@@ -185,6 +185,12 @@ TEST(StretchCopy, ReadsNothingBehindTheLastPixel) {
   munmap(memory, 2 * page);
 }
 
+#if defined(__x86_64__)
+TEST(StretchCopy, UsesWhatTheProcessorHas) {
+  EXPECT_EQ(BestStretchKernel() == StretchKernel::kAvx2, __builtin_cpu_supports("avx2") != 0);
+}
+#endif
+
 TEST(StretchCopy, IgnoresMissingPlanes) {
   Surface surface({8, 8}, 0, 1);
   const std::vector<uint8_t> before = surface.bytes;

@@ -9,10 +9,59 @@ namespace qx {
 namespace plexion {
 namespace {
 
+// The whole text, as hosts and their manuals know it.
+constexpr char kUsage[] = R"(usage: plx [--options] zor-install-dir-path
+       plx [--options] --zorbase zor-base-dir-path application.xml
+)";
+constexpr char kList[] = R"(         Valid options are:
+           --zorbase <zor-base-dir-path>
+           --zorcmdline "command-line args for ZOR"
+           --profile [tv|extendedTV]
+           --extensionsdir <extension directory>
+           --contentdims w,h
+           --outputdims w,h
+           --outputrect x,y,w,h
+           --bgalpha <0-255>
+           --gl [on|off] (overrides default OpenGL mode)
+           --keymap filename
+           --sslclientcerttable <sslclientcerttable-string>
+           --sslcertsdir <ssl certificates directory>
+           --tracefps <samplePeriod[MS|S]> (e.g. 5000MS or 5S)
+           --debugmode
+           --graphicsmemthreshold <num[M]>
+           --tstrace
+           --notstrace
+           --nospeedlimit
+           --fontdirs comma separated Dir names
+           --proxy <dottedIP-String> <port>
+           --proxyauthentication <username> <password>
+           --pause
+           --dcts
+           --spdump
+           --modulemap <moduleName:filename>
+           --instrument
+           --mousestream <dottedIP-String>:<port>
+           --mousefeedback <seconds between screenshots>
+           --locale <locale for language and formatting>
+         default values are:
+           --profile tv
+           --sslcertsdir /mtd_down/halvex/plexion/data/config/ssl/certs/
+           --contentdims <mvx authored stage dims>
+           --outputdims <mvx authored stage dims>
+           --bgalpha 255
+           --graphicsmemthreshold 30M
+           --extensionsdir /mtd_cmmlib/morvelzor30/EDK
+           --mousefeedback 2
+           --locale en_US.UTF-8
+           --notstrace
+)";
+constexpr char kOther[] = R"(Other options for the plx executable:
+           --useshell: enables the IShell
+           --noclearscreen: prevents the screen from being initially cleared
+)";
+
 class Usage : public ServiceTest {
  protected:
-  const char* const kFirstOption = "         Valid options are:";
-
   bool Parses(std::vector<const char*> argv) {
     argv.insert(argv.begin(), "plexion");
     StageWindowParameters parameters = {};
@@ -23,23 +72,15 @@ class Usage : public ServiceTest {
 
 TEST_F(Usage, NamesTheProgramAndTheNumberOfWindows) {
   EXPECT_EQ(service->ShowUsage("plx"), -1);
-  auto lines = device->kernel.PrintedLines();
-  ASSERT_EQ(lines.size(), 3u + 2 + 41 + 3);
-  EXPECT_EQ(lines[0], "Plexion");
-  EXPECT_EQ(lines[3], "usage: plx [--options] zor-install-dir-path");
-  EXPECT_EQ(lines[4], "       plx [--options] --zorbase zor-base-dir-path application.xml");
-  EXPECT_EQ(lines[5], kFirstOption);
-  EXPECT_EQ(lines[46], "Other options for the plx executable:");
-  EXPECT_EQ(lines[47], "           --useshell: enables the IShell");
-  EXPECT_EQ(lines[48],
-            "           --noclearscreen: prevents the screen from being initially cleared");
-
+  std::string text = device->kernel.PrintedText();
+  text.erase(0, text.find("usage:"));
+  EXPECT_EQ(text, std::string(kUsage) + kList + kOther);
   // The second time without the banner, and with a line for several windows.
+  const size_t before = device->kernel.PrintedText().size();
   EXPECT_EQ(service->ShowUsage("plx", 4), -1);
-  lines = device->kernel.PrintedLines();
-  ASSERT_EQ(lines.size(), 49u + 47);
-  EXPECT_EQ(lines[49 + 2], "         Up to 4 Morvel applications may be specified.");
-  EXPECT_EQ(lines[49 + 3], kFirstOption);
+  EXPECT_EQ(device->kernel.PrintedText().substr(before),
+            std::string(kUsage) + "         Up to 4 Morvel applications may be specified.\n" +
+                kList + kOther);
 }
 
 TEST_F(Usage, ListsOptionsThatParseAndDefaultsThatHold) {
@@ -79,12 +120,6 @@ TEST_F(Usage, ListsOptionsThatParseAndDefaultsThatHold) {
     EXPECT_TRUE(Parses(argv)) << line;
   }
   EXPECT_EQ(listed.size(), 29u);
-  EXPECT_EQ(Printed("           --bgalpha 255"), 1);
-  EXPECT_EQ(Printed("           --graphicsmemthreshold 30M"), 1);
-  for (const char* hidden : {"--gcheaplimit", "--base", "--morvelvars", "--qlrargs", "--keymaster",
-                             "--mastershellkey", "--useshell", "--noclearscreen"}) {
-    EXPECT_EQ(listed.count(hidden), 0u) << hidden;
-  }
 }
 
 }  // namespace

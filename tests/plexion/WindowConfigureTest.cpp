@@ -148,6 +148,28 @@ TEST_F(WindowConfigure, SetsTheLocaleAndSaysSo) {
   });
 }
 
+TEST_F(WindowConfigure, AsksEveryoneInOrder) {
+  Story([&] {
+    StageWindowImpl* const window = Unconfigured();
+    const auto& journal = device->kernel.GetJournal().Entries();
+    size_t at = journal.size();
+    ASSERT_TRUE(window->Configure(Defaults()));
+    std::vector<std::string> calls;
+    for (; at < journal.size(); ++at) {
+      const std::string call = journal[at].call;
+      if (call == "Allocate" || call == "Free" || call == "Lock" || call == "Unlock") continue;
+      if (call == "Printf" || call == "begins") continue;
+      calls.push_back(call + " " + journal[at].detail);
+    }
+    EXPECT_EQ(calls, (std::vector<std::string>{
+                         "AcquireModule IMorvelRuntimeLib", "FillInstanceParameters movie.mvx",
+                         "CreateMorvelInstance -> player1", "CreateMutex -> mutex6",
+                         "Configure player1 movie.mvx", "Configure player1 -> true",
+                         "AcquireModule ILocaleUtils", "SetLocale 5 en_US.UTF-8 -> en_US.UTF-8",
+                         "ReleaseModule ILocaleUtils"}));
+  });
+}
+
 TEST_F(WindowConfigure, ReadsItsOwnCommandLine) {
   Story([&] {
     StageWindowImpl* const window = Unconfigured();

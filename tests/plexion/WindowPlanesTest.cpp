@@ -259,22 +259,30 @@ TEST_F(WindowPlanes, CopyTheDirtyPartWhenSizesAreEqualAndElseTheWhole) {
       EXPECT_EQ(ToText(shown.back()), "8,6,32,20");
       EXPECT_GE(observer.Count("kInfoOutputPlaneUpdated 8,6,32,20"), 1u);
 
-      Script("big.mvx") = Script();
-      StageWindowImpl* const big = Shown(At({0, 0, 640, 720}, "big.mvx"));
-      big->Play();
-      RunFor(300);
-      EXPECT_EQ(ToText(Output(big)->shown.back()), "16,18,64,60");
-      // Every pixel of the output comes from the render plane by the 16.16 rule.
-      const auto& from = Render(big)->surface;
-      const auto& to = Output(big)->surface;
-      for (uint32_t y = 0; y < to.dims.height; ++y) {
-        for (uint32_t x = 0; x < to.dims.width; ++x) {
-          const uint32_t sx = (x * ((from.dims.width << 16) / to.dims.width)) >> 16;
-          const uint32_t sy = (y * ((from.dims.height << 16) / to.dims.height)) >> 16;
-          ASSERT_EQ(to.pixels[y * to.pitch / 4 + x], from.pixels[sy * from.pitch / 4 + sx])
-              << x << "," << y;
+      // Stretched along both axes, and along either.
+      const std::pair<Dims, const char*> kBig[] = {
+          {{640, 720}, "16,18,64,60"}, {{640, 240}, "16,6,64,20"}, {{320, 480}, "8,12,32,40"}};
+      for (const auto& [dims, region] : kBig) {
+        Script("big.mvx") = Script();
+        StageWindowImpl* const big = Shown(At({0, 0, dims.width, dims.height}, "big.mvx"));
+        big->Play();
+        RunFor(300);
+        EXPECT_EQ(ToText(Output(big)->shown.back()), region);
+        // Every pixel of the output comes from the render plane by the 16.16 rule.
+        const auto& from = Render(big)->surface;
+        const auto& to = Output(big)->surface;
+        for (uint32_t y = 0; y < to.dims.height; ++y) {
+          for (uint32_t x = 0; x < to.dims.width; ++x) {
+            const uint32_t sx = (x * ((from.dims.width << 16) / to.dims.width)) >> 16;
+            const uint32_t sy = (y * ((from.dims.height << 16) / to.dims.height)) >> 16;
+            ASSERT_EQ(to.pixels[y * to.pitch / 4 + x], from.pixels[sy * from.pitch / 4 + sx])
+                << x << "," << y;
+          }
         }
       }
+      // A copy in software waits for what was drawn, not for what is shown.
+      EXPECT_EQ(Calls("Finish", "render") > 0, !stretches);
+      EXPECT_EQ(Calls("Finish", "output"), 0u);
     });
   }
 }
@@ -394,6 +402,50 @@ TEST_F(WindowPlanes, MoveAlwaysAnswersFalseAndNotifiesTheOutcome) {
   });
 }
 
+TEST_F(WindowPlanes, AreWhereTheyAreGoingToBeForWhoeverAsksMeanwhile) {
+  class Asking : public StageWindowNotifier {
+   public:
+    void OnStageWindowNotification(StageWindow* window, StageWindowStatus,
+                                   const StageWindowStatusData* data) override {
+      heard.push_back(ToText(*data->rect) + "; " + ToText(window->GetRectOnScreen()) + "; " +
+                      ToText(window->GetStageDims()));
+    }
+    Texts heard;
+  };
+  Story([&] {
+    Asking observer;
+    StageWindowImpl* const bare = Unconfigured();
+    bare->RegisterNotifier(&observer);
+    bare->ResizeAndMove({100, 50}, {7, 8});  // nothing is there yet that could be
+    EXPECT_FALSE(bare->resizeInProgress || bare->movePending);
+
+    StageWindowImpl* const window = Shown(At({30, 40, 640, 480}));
+    window->RegisterNotifier(&observer);
+    window->ResizeAndMove({320, 120}, {7, 8});
+    EXPECT_EQ(observer.heard,
+              (Texts{"30,40,320,120; 7,8,320,120; 320x120", "7,8,320,120; 7,8,320,120; 160x60"}));
+  });
+}
+
+TEST_F(WindowPlanes, OfTheHostAreResizedWithoutARenderPlane) {
+  Story([&] {
+    Observer observer(service);
+    StageWindowImpl* const window = Make();
+    IQXModule* const held = device->kernel.AcquireModule("IGraphicsDriver");
+    platform::OutputPlane* const output =
+        device->graphics.CreateOutputPlane({1, 2, 30, 40}, false, nullptr, nullptr, "host");
+    ASSERT_TRUE(window->SetOutputPlane(output));
+    window->RegisterNotifier(&observer);
+    window->Resize({10, 20}, false);
+    EXPECT_EQ(observer.heard, (Texts{"kInfoWindowResized 1,2,10,20"}));
+    window->DispatchMouseMove(5, 6);
+    EXPECT_EQ(Player(window)->Input(), (Texts{"move 5,6"}));
+    service->DestroyStageWindow(window);
+    device->graphics.DestroyOutputPlane(output);
+    device->kernel.ReleaseModule(held);
+  });
+}
+
 TEST_F(WindowPlanes, AskedForInTheMiddleOfAResizeAreMadeAtTheNewSize) {
   Story([&] {
     StageWindowImpl* const window = Make(At({10, 20, 640, 480}));
@@ -433,6 +485,8 @@ TEST_F(WindowPlanes, SayWhereTheWindowIsWithoutAnOutputPlane) {
     StageWindowImpl* const plain = Shown(parameters);
     EXPECT_EQ(plain->GetOutputPlane(), nullptr);
     EXPECT_EQ(ToText(plain->GetRectOnScreen()), "0,0,320,240");
+    plain->DispatchMouseMove(5, 6);
+    EXPECT_EQ(Player(plain)->Input(), (Texts{"move 5,6"}));
     parameters.rectProvider = &provider;
     StageWindowImpl* const provided = Make(parameters);
     EXPECT_TRUE(provided->parameters.hasRectProvider);

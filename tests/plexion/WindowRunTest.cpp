@@ -33,25 +33,33 @@ TEST_F(WindowRun, EndsTrueExactlyWhenTheContentCompletes) {
   const struct {
     StageWindowStatus end;
     bool result;
-  } kCases[] = {{kStatusComplete, true}, {kErrorFatalPlaybackError, false}};
+    const char* mouseStream;
+  } kCases[] = {{kStatusComplete, true, "127.0.0.1:5900"},
+                {kErrorFatalPlaybackError, false, nullptr}};
   for (const auto& one : kCases) {
     Restart({});
     Script().endStatus = one.end;
     Script().frames = 3;
     Story([&] {
       StageWindowParameters parameters = Defaults();
-      parameters.mouseStream = "127.0.0.1:5900";
+      parameters.mouseStream = one.mouseStream;
       StageWindowImpl* const window = Make(parameters);
       bool held = false;
       device->kernel.Spawn("look", [&] {
         RunFor(60);
-        held = device->input.IsHeld() && device->kernel.ModuleReferences("IMouseStream") == 1;
+        held = device->input.IsHeld() && device->kernel.ModuleReferences("IMouseStream") ==
+                                             (one.mouseStream != nullptr ? 1u : 0u);
       });
       ShowWhenReady(window);
       EXPECT_EQ(window->RunToCompletion(), one.result);
       EXPECT_TRUE(held);
-      EXPECT_EQ(device->mouse.served, std::vector<std::string>{"127.0.0.1:5900"});
+      EXPECT_EQ(device->mouse.served.size(), one.mouseStream != nullptr ? 1u : 0u);
+      for (const std::string& served : device->mouse.served) EXPECT_EQ(served, one.mouseStream);
       EXPECT_FALSE(device->input.IsHeld());
+      // What has happened stays so for whoever comes later.
+      for (int times = 0; times < 2; ++times) {
+        EXPECT_TRUE(window->loadEvent->Wait(0) && window->completionEvent->Wait(0));
+      }
     });
     EXPECT_EQ(Printed(kSuspended), 0);
   }

@@ -89,6 +89,15 @@ TEST_F(WindowSets, TheShortFormMakesOneWindow) {
   Close();
 }
 
+TEST_F(WindowSets, WindowsThatAreThereAlreadyCountAgainstTheLimit) {
+  EXPECT_EQ(Open({"a.mvx"}, 2), QXError_OK.code);
+  EXPECT_EQ(Open({"b.mvx", "c.mvx"}, 2), QXError_Usage.code);
+  EXPECT_EQ(set->Count(), 2u);
+  EXPECT_EQ(Open({"d.mvx"}, 2), QXError_Usage.code);
+  EXPECT_EQ(set->Count(), 2u);
+  Close();
+}
+
 TEST_F(WindowSets, TheLocaleHoldsForTheWindowsBehindIt) {
   EXPECT_EQ(Open({"a.mvx", "--locale", "de_DE", "b.mvx", "c.mvx"}), 0);
   EXPECT_EQ(device->locale.asked, (std::vector<std::string>{"en_US.UTF-8", "de_DE", "de_DE"}));
