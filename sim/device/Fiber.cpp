@@ -1,3 +1,5 @@
+// Stacks and the switch between them, with what the sanitizers want to know of it.
+
 #include "sim/device/Fiber.h"
 
 #include <sys/mman.h>
@@ -8,6 +10,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "qx/core/Check.h"
 #include "sim/device/Sanitizers.h"
 
 #ifdef SIM_ADDRESS_SANITIZER
@@ -188,6 +191,7 @@ void Fiber::Arrive() {
 }
 
 void Fiber::Switch(Fiber& from, Fiber& to) {
+  QX_CHECK(&from != &to && !to.finished_, "a fiber that has ended is not switched to");
 #ifdef SIM_ADDRESS_SANITIZER
   arrivedFrom = &from;
   __sanitizer_start_switch_fiber(from.finished_ ? nullptr : &from.fakeStack_,

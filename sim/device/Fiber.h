@@ -1,3 +1,5 @@
+// Flows of control that are entered and left by hand.
+
 #ifndef SIM_DEVICE_FIBER_H_
 #define SIM_DEVICE_FIBER_H_
 

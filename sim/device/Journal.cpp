@@ -1,3 +1,5 @@
+// The journal as text.
+
 #include "sim/device/Journal.h"
 
 #include <cinttypes>

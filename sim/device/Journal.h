@@ -1,3 +1,5 @@
+// What happened on a device, in order.
+
 #ifndef SIM_DEVICE_JOURNAL_H_
 #define SIM_DEVICE_JOURNAL_H_
 

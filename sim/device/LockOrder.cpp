@@ -1,3 +1,5 @@
+// Finds locks that are taken in both orders, or against the documented one.
+
 #include "sim/device/LockOrder.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Which locks were taken while which others were held.
+
 #ifndef SIM_DEVICE_LOCKORDER_H_
 #define SIM_DEVICE_LOCKORDER_H_
 

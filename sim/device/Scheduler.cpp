@@ -1,3 +1,5 @@
+// Random and replayed schedules, and schedules as text.
+
 #include "sim/device/Scheduler.h"
 
 #include <cinttypes>

@@ -1,3 +1,5 @@
+// Who goes on at a decision point.
+
 #ifndef SIM_DEVICE_SCHEDULER_H_
 #define SIM_DEVICE_SCHEDULER_H_
 

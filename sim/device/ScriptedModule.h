@@ -1,3 +1,5 @@
+// What all scripted platform modules share.
+
 #ifndef SIM_DEVICE_SCRIPTEDMODULE_H_
 #define SIM_DEVICE_SCRIPTEDMODULE_H_
 

@@ -1,3 +1,5 @@
+// The device, and the kernel of the process that forwards to it.
+
 #include "sim/device/SimDevice.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// A whole device: the kernel and every platform module.
+
 #ifndef SIM_DEVICE_SIMDEVICE_H_
 #define SIM_DEVICE_SIMDEVICE_H_
 

@@ -1,3 +1,5 @@
+// The scripted file system.
+
 #include "sim/device/SimFiles.h"
 
 #include <algorithm>

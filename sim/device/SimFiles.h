@@ -1,3 +1,5 @@
+// A file system that knows directories only.
+
 #ifndef SIM_DEVICE_SIMFILES_H_
 #define SIM_DEVICE_SIMFILES_H_
 

@@ -1,9 +1,12 @@
+// The scripted graphics driver: planes in memory.
+
 #include "sim/device/SimGraphics.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
+#include "qx/core/Check.h"
 #include "qx/plexion/StageWindow.h"
 
 namespace plexion_sim {
@@ -416,7 +419,9 @@ void SimGraphics::DestroyOutputPlane(OutputPlane* plane) {
   auto* known = static_cast<SimOutputPlane*>(plane);
   if (!known->surface.Use("DestroyOutputPlane")) return;
   kernel_.Note("DestroyOutputPlane", known->surface.name);
-  stack_.erase(std::find(stack_.begin(), stack_.end(), known));
+  const auto place = std::find(stack_.begin(), stack_.end(), known);
+  QX_CHECK(place != stack_.end(), "a plane that lives stands in the stack");
+  stack_.erase(place);
   Retire(known->surface);
 }
 

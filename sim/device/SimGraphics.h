@@ -1,3 +1,5 @@
+// A graphics driver whose planes a story can look at.
+
 #ifndef SIM_DEVICE_SIMGRAPHICS_H_
 #define SIM_DEVICE_SIMGRAPHICS_H_
 

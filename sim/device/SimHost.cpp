@@ -1,3 +1,5 @@
+// The verbs of a host program.
+
 #include "sim/device/SimHost.h"
 
 #include <algorithm>
@@ -100,6 +102,7 @@ void SimHost::CloseWindows() {
 }
 
 bool SimHost::WaitFor(StageWindow* window, StageWindowStatus status, Nanoseconds limit) {
+  QX_CHECK(window != nullptr, "only a window that was made can be waited for");
   const Nanoseconds end = device_.kernel.Now() + limit;
   for (;;) {
     const StageWindowStatus now = window->GetStageWindowStatus();

@@ -1,3 +1,5 @@
+// The host program of a story.
+
 #ifndef SIM_DEVICE_SIMHOST_H_
 #define SIM_DEVICE_SIMHOST_H_
 

@@ -1,3 +1,5 @@
+// A scripted player instance: its operations, and its own thread.
+
 #include <algorithm>
 #include <string>
 

@@ -1,3 +1,5 @@
+// The kernel without an operating system.
+
 #ifndef SIM_DEVICE_SIMKERNEL_H_
 #define SIM_DEVICE_SIMKERNEL_H_
 
@@ -116,11 +118,6 @@ class SimKernel final : public IQXKernel {
   /// Called at every decision point, before the choice. It looks and may Report; it makes no call
   /// that is a decision itself. Empty: nobody watches.
   void SetWatcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
-  /// Told the format of every text that is printed, before its arguments are put in.
-  void SetPrintWatcher(std::function<void(const char* format)> watcher) {
-    printWatcher_ = std::move(watcher);
-  }
-
   /// Before Run: the story is one whose races are the host's own.
   void IgnoreDataRaces() { ignoresDataRaces_ = true; }
 
@@ -296,7 +293,6 @@ class SimKernel final : public IQXKernel {
   std::vector<const char*> argv_;
   std::string printed_;
   std::function<void()> watcher_;
-  std::function<void(const char*)> printWatcher_;
 };
 
 class SimMutex final : public IQXKernel::Mutex {

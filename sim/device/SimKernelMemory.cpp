@@ -90,6 +90,7 @@ void SimKernel::Free(void* pointer, const char* file, int line) {
   ModuleWrites(block, found->second.bytes);  // nobody may be using it
   CheckGuards(block, found->second);
   if (journal_.IsOn()) Note("Free", "block" + std::to_string(found->second.number));
+  QX_CHECK(liveBytes_ >= found->second.bytes, "the ledger counts every block once");
   liveBytes_ -= found->second.bytes;
   if (found->second.bytes <= kKeptFreedBytes) {
     std::memset(block, kFreedByte, found->second.bytes);

@@ -27,6 +27,7 @@ SimKernel::SimKernel(const SimOptions& options)
 
 SimTask* SimKernel::AddTask(const std::string& name, SimTask::Kind kind,
                             std::function<void()> body) {
+  QX_CHECK(body != nullptr, "a thread needs something to do");
   auto task = std::make_unique<SimTask>();
   task->number = static_cast<uint32_t>(tasks_.size());
   task->name = name;
@@ -60,6 +61,7 @@ void SimKernel::EndTask() {
     for (const SimMutex* mutex : task->held) names += " " + mutex->GetName();
     Report(FindingKind::kLockMisuse, "the thread ended while it held" + names);
   }
+  QX_CHECK(task != &outside_ && !task->ended, "a simulated thread ends once");
   task->ended = true;
   Released(task);
   if (ignoresDataRaces_) Released(this);
@@ -189,6 +191,7 @@ void SimKernel::LeaveFor(SimTask* next) {
   SimTask* self = current_;
   QX_CHECK(next != nullptr, "a thread to go on with");
   if (next == self) return;
+  QX_CHECK(!next->ended && next->fiber != nullptr, "only a thread that lives can go on");
   current_ = next;
   ++switches_;
   if (ignoresDataRaces_) Released(this);
@@ -253,6 +256,7 @@ bool SimKernel::WaitUntil(const char* call, std::function<bool()> condition, Nan
     Run([&] { held = WaitUntil(call, condition, timeout); });
     return held;
   }
+  QX_CHECK(condition != nullptr, "a wait needs something to wait for");
   SimTask* self = current_;
   self->condition = std::move(condition);
   BlockUntil(call, SimTask::Waits::kForCondition, nullptr, timeout);

@@ -131,7 +131,9 @@ void SimKernel::UnlockMutex(SimMutex* mutex) {
   Released(mutex);
   mutex->owner_ = nullptr;
   auto& held = current_->held;
-  held.erase(std::find(held.begin(), held.end(), mutex));
+  const auto place = std::find(held.begin(), held.end(), mutex);
+  QX_CHECK(place != held.end(), "the owner has it among what it holds");
+  held.erase(place);
   if (journal_.IsOn()) Note("Unlock", mutex->name_);
 }
 
@@ -141,10 +143,12 @@ bool SimKernel::HoldsMutex(const SimTask* task, const IQXKernel::Mutex* mutex) c
 }
 
 void SimKernel::Name(IQXKernel::Mutex* mutex, const std::string& name) {
+  QX_CHECK(mutex != nullptr, "only what there is can be named");
   static_cast<SimMutex*>(mutex)->name_ = name;
 }
 
 void SimKernel::Name(IQXKernel::Event* event, const std::string& name) {
+  QX_CHECK(event != nullptr, "only what there is can be named");
   static_cast<SimEvent*>(event)->name_ = name;
 }
 

@@ -121,7 +121,6 @@ void SimKernel::PrintfV(const char* format, va_list arguments) {
   if (std::strcmp(format, kQXCheckFailed) == 0) {
     Report(FindingKind::kCheck, text.substr(0, text.find('\n')));
   }
-  if (printWatcher_) printWatcher_(format);
   static const bool echo = std::getenv("PLEXION_SIM_ECHO") != nullptr;
   if (echo) std::fputs(text.c_str(), stdout);
   printed_ += text;
@@ -145,6 +144,7 @@ std::vector<std::string> SimKernel::PrintedLines() const {
 }
 
 void SimKernel::RegisterModule(const std::string& name, IQXModule* module) {
+  QX_CHECK(!name.empty(), "a module is asked for by name");
   modules_[name].module = module;
 }
 

@@ -1,3 +1,5 @@
+// The scripted modules that only answer.
+
 #include "sim/device/SimPlatform.h"
 
 #include "qx/core/QXString.h"

@@ -1,3 +1,5 @@
+// System driver, locale, pointer stream and input, scripted.
+
 #ifndef SIM_DEVICE_SIMPLATFORM_H_
 #define SIM_DEVICE_SIMPLATFORM_H_
 

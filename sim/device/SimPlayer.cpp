@@ -1,7 +1,10 @@
+// The scripted player runtime.
+
 #include "sim/device/SimPlayer.h"
 
 #include <cstdio>
 
+#include "qx/core/Check.h"
 #include "qx/plexion/StageWindow.h"
 #include "qx/plexion/StageWindowParameters.h"
 
@@ -13,6 +16,7 @@ using qx::plexion::StageWindow;
 using qx::plexion::StageWindowParameters;
 
 PlayerScript& SimPlayer::Content(const std::string& path) {
+  QX_CHECK(!path.empty(), "content has a path");
   return content_.emplace(path, usual).first->second;
 }
 

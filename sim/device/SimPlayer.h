@@ -1,3 +1,5 @@
+// A player runtime and its content, scripted.
+
 #ifndef SIM_DEVICE_SIMPLAYER_H_
 #define SIM_DEVICE_SIMPLAYER_H_
 

@@ -1,3 +1,5 @@
+// The scripted shell and its thread.
+
 #include "sim/device/SimShell.h"
 
 #include <sstream>

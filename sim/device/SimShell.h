@@ -1,3 +1,5 @@
+// An operator's shell that a story types at.
+
 #ifndef SIM_DEVICE_SIMSHELL_H_
 #define SIM_DEVICE_SIMSHELL_H_
 

@@ -1,3 +1,5 @@
+// Tells a story under many schedules, and shrinks one that fails.
+
 #include "sim/explore/Explore.h"
 
 #include <algorithm>

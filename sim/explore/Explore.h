@@ -1,3 +1,5 @@
+// Stories, and many orders of their threads.
+
 #ifndef SIM_EXPLORE_EXPLORE_H_
 #define SIM_EXPLORE_EXPLORE_H_
 

@@ -1,3 +1,5 @@
+// Counts calls that may fail, and lets them.
+
 #include "sim/explore/Faults.h"
 
 #include "qx/core/Check.h"

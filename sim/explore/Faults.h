@@ -1,3 +1,5 @@
+// Which calls are made to fail.
+
 #ifndef SIM_EXPLORE_FAULTS_H_
 #define SIM_EXPLORE_FAULTS_H_
 

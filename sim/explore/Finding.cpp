@@ -1,3 +1,5 @@
+// Findings as text.
+
 #include "sim/explore/Finding.h"
 
 #include <cinttypes>

@@ -1,3 +1,5 @@
+// What a device can find wrong.
+
 #ifndef SIM_EXPLORE_FINDING_H_
 #define SIM_EXPLORE_FINDING_H_
 

@@ -1,3 +1,5 @@
+// Schedules by random priorities and by search.
+
 #include "sim/explore/Strategies.h"
 
 #include <algorithm>
@@ -22,6 +24,7 @@ void PctScheduler::ThreadStarted(uint32_t thread) {
 }
 
 size_t PctScheduler::Choose(const Decision& decision) {
+  QX_CHECK(decision.count > 0, "there is somebody to choose");
   const auto change = changes_.find(decision.number);
   if (change != changes_.end()) {
     if (change->second && decision.timeMayPass) return decision.count;
@@ -73,6 +76,7 @@ size_t SearchScheduler::Choose(const Decision& decision) {
 }
 
 bool SearchScheduler::Advance() {
+  QX_CHECK(depth_ <= frames_.size(), "a run passes each of its decisions once");
   frames_.resize(std::min(frames_.size(), depth_));
   depth_ = 0;
   spent_ = 0;

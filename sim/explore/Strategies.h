@@ -1,3 +1,5 @@
+// Ways to look for a schedule that fails.
+
 #ifndef SIM_EXPLORE_STRATEGIES_H_
 #define SIM_EXPLORE_STRATEGIES_H_
 

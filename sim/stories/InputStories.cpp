@@ -117,7 +117,6 @@ std::vector<Story> InputStories() {
   keyModes.name = "key-modes";
   keyModes.summary = "all modes of the key simulator; a window goes while another's key waits";
   keyModes.prepare = [](SimDevice& device) {
-    WatchTexts(device);
     WatchLocks(device);
     AllowDroppedKeyEvents(device, 2);
     device.graphics.screen = {64, 32};

@@ -1,3 +1,5 @@
+// Watches what must hold in every story.
+
 #include "sim/stories/Invariants.h"
 
 #include <memory>
@@ -12,31 +14,6 @@ using qx::plexion::IPlexionImpl;
 using qx::plexion::StageWindow;
 
 namespace {
-
-// Every format that the service hands to Printf, but those of its usage text, which no story asks
-// for. Log readers know these by heart, so a new one is a decision.
-const char* const kTexts[] = {
-    "Plexion\nPlays movies and applications in stage windows on the display.\nVersion %s\n",
-    "Using: %s\n",
-    "QXPROFILE: %s:%d: %ldms for %s\n",
-    "Desired locale: ",
-    "Locale set to: ",
-    "%s",
-    "\n",
-    "Source file loaded: %d\n",
-    "Begin play: %d\n",
-    "First screen update %d\n",
-    "Shutdown complete %d\n",
-    "Plexion suspended until you use the \"go\" command.\n",
-    "Usage: go --rundefault | CONTENT_URL [ ZOR_BASE_URL ]\n",
-    "RED ALERT: IPlexionImpl - no Plexion data directory; see docs for limitations\n",
-    ("YELLOW ALERT: scaling content dims to fit output device\n"
-     "    MVX-authored dims: (%d, %d) scaled content dims: (%d, %d)\n"),
-    "YELLOW ALERT: Resize request failed. Reason: could not acquire Graphics driver\n",
-    "YELLOW ALERT: Resize request failed. Reason: Too Big\n",
-    "YELLOW ALERT: Resize request failed. Reason: Too Small\n",
-    "YELLOW ALERT: StageWindow exceeded memlimit of %d bytes\n",
-};
 
 /// Calls that may fail in a way that the contract leaves to the host: nobody tells the window.
 struct LeftToHost {
@@ -66,16 +43,6 @@ bool Listed(const IPlexionImpl& service, const StageWindow* window) QX_UNCHECKED
 }
 
 }  // namespace
-
-void WatchTexts(SimDevice& device) {
-  device.kernel.SetPrintWatcher([&device](const char* format) {
-    for (const char* text : kTexts) {
-      if (std::string(text) == format) return;
-    }
-    device.kernel.Report(FindingKind::kContract,
-                         "prints '" + std::string(format) + "', which is none of its texts");
-  });
-}
 
 void WatchLocks(SimDevice& device) {
   device.kernel.GetLockOrder().Document(

@@ -1,3 +1,5 @@
+// What must hold in every story, whatever it tells.
+
 #ifndef SIM_STORIES_INVARIANTS_H_
 #define SIM_STORIES_INVARIANTS_H_
 
@@ -15,9 +17,6 @@ namespace plexion_sim {
 
 // What must hold in every story, whatever it tells. What the device finds by itself (leaks, use
 // after destroy, deadlock) is in sim/README.md; these are the service's own.
-
-/// Every text printed is one of the service's formats.
-void WatchTexts(SimDevice& device);
 
 /// Locks are taken in the documented order only; docs/concurrency.md has it.
 void WatchLocks(SimDevice& device);

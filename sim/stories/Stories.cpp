@@ -1,3 +1,5 @@
+// The list of stories, and what is around each of the service.
+
 #include "sim/stories/Stories.h"
 
 namespace plexion_sim {
@@ -31,7 +33,6 @@ Story ServiceStory(const std::string& name, const std::string& summary,
   story.name = name;
   story.summary = summary;
   story.prepare = [prepare](SimDevice& device) {
-    WatchTexts(device);
     WatchLocks(device);
     device.graphics.screen = {64, 32};
     device.player.usual.authored = {8, 4};

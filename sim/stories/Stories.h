@@ -1,3 +1,5 @@
+// Stories of the service, by name.
+
 #ifndef SIM_STORIES_STORIES_H_
 #define SIM_STORIES_STORIES_H_
 

@@ -37,13 +37,15 @@ void OpenAndClose(SimDevice& device, SimHost& host, const char* option, int roun
 }
 
 void OpenByTwo(SimDevice& device, SimHost& host) {
-  host.Spawn("opener", [&] { OpenAndClose(device, host, "--dcts", 2); });
+  host.Spawn("opener", [&] {
+    const QXString runtime("IMorvelRuntimeLib");
+    Impl(host)->DisplayBannerOneTimeOnly(&runtime);
+    OpenAndClose(device, host, "--dcts", 2);
+  });
   host.Spawn("asker", [&] {
     IPlexionImpl* service = Impl(host);
     service->LockPersistentResourcesOnStartup();
-    const QXString runtime("IMorvelRuntimeLib");
     for (unsigned short at = 0; at < 3; ++at) {
-      service->DisplayBannerOneTimeOnly(&runtime);
       service->DisplayBannerOneTimeOnly(static_cast<StageWindowImpl*>(nullptr));
       service->GetActiveStageWindow();
       service->ResetKeyMaster();

@@ -1,3 +1,5 @@
+// Arrays: growth, refusals, and random operations beside a twin.
+
 #include <gtest/gtest.h>
 
 #include <cstdint>

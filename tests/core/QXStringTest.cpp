@@ -1,3 +1,5 @@
+// Texts: both forms, growth, refusals, and random operations beside a twin.
+
 #include <gtest/gtest.h>
 
 #include <cstdint>

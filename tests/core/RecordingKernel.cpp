@@ -1,3 +1,5 @@
+// A kernel on the process heap that remembers what it was asked.
+
 #include "tests/core/RecordingKernel.h"
 
 #include <gtest/gtest.h>

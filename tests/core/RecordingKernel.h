@@ -1,3 +1,5 @@
+// A kernel for suites that need nothing more of a host.
+
 #ifndef TESTS_CORE_RECORDINGKERNEL_H_
 #define TESTS_CORE_RECORDINGKERNEL_H_
 

@@ -1,3 +1,5 @@
+// The allocation operators: headers, places and refusals.
+
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// Reads the dynamic symbols of a shared library.
+
 #include "tests/module/ElfFile.h"
 
 #include <elf.h>

@@ -1,3 +1,5 @@
+// What a shared library imports and exports.
+
 #ifndef TESTS_MODULE_ELFFILE_H_
 #define TESTS_MODULE_ELFFILE_H_
 

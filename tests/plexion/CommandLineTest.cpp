@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "qx/plexion/StageWindowParameters.h"
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {
@@ -76,49 +76,78 @@ class CommandLine : public ServiceTest {
   }
 };
 
-TEST_F(CommandLine, DefaultsAreThoseOfTheDevice) {
-  P p;
-  memset(static_cast<void*>(&p), 0xAB, sizeof(p));
-  p.locale = "kept";
-  service->InitParameters(p);
-  EXPECT_STREQ(p.morvelModuleName, "IMorvelRuntimeLib");
-  EXPECT_STREQ(p.extensionsDir, "/mtd_cmmlib/morvelzor30/EDK");
-  EXPECT_STREQ(p.locale, "kept");
-  EXPECT_TRUE(p.createOutputPlane && p.scaleToFit && p.extraFlag);
-  EXPECT_EQ(p.bgAlpha, 255);
-  EXPECT_EQ(p.traceFps, 5000u);
-  EXPECT_EQ(p.gcHeapLimit, 64u);
-  EXPECT_EQ(p.graphicsMemThreshold, 30u);
-  EXPECT_EQ(p.proxyPort, 80);
-  EXPECT_EQ(p.mouseFeedback, 2);
-
-  // All that remains is zero.
-  P rest = p;
-  rest.morvelModuleName = rest.extensionsDir = rest.locale = nullptr;
-  rest.createOutputPlane = rest.scaleToFit = rest.extraFlag = false;
-  rest.bgAlpha = 0;
-  rest.proxyPort = 0;
-  rest.traceFps = rest.gcHeapLimit = rest.graphicsMemThreshold = 0;
-  rest.mouseFeedback = 0;
-  const P zero = {};
-  const auto same = [&](auto field) { return rest.*field == zero.*field; };
-  for (auto text : {&P::contentPath, &P::keymap, &P::outputPlaneName, &P::morvelVars, &P::qlrArgs,
-                    &P::sslClientCertTable, &P::sslCertsDir, &P::base, &P::zorBase, &P::zorCmdLine,
-                    &P::proxy, &P::proxyUser, &P::proxyPassword, &P::fontDirs, &P::mouseStream}) {
-    EXPECT_TRUE(same(text));
-  }
-  for (auto flag : {&P::hasRectProvider, &P::noSpeedLimit, &P::keyMaster, &P::debugMode, &P::dcts,
-                    &P::spdump, &P::instrument}) {
-    EXPECT_TRUE(same(flag));
-  }
-  for (auto word : {&P::pixelFormat, &P::extraWord, &P::traceFlags, &P::memoryLimit}) {
-    EXPECT_TRUE(same(word));
-  }
-  EXPECT_TRUE(same(&P::renderPlane) && same(&P::outputPlane) && same(&P::notifier) &&
-              same(&P::rectProvider) && same(&P::profile) && same(&P::gl));
-  EXPECT_EQ(memcmp(&p.contentDims, &zero.contentDims, sizeof(Dims)), 0);
-  EXPECT_EQ(memcmp(&p.outputDims, &zero.outputDims, sizeof(Dims)), 0);
-  EXPECT_EQ(memcmp(&p.outputRect, &zero.outputRect, sizeof(Rect)), 0);
+TEST_F(CommandLine, DefaultsAreWrittenAnewButForTheLocale) {
+  const auto argv = WithProgram({"--contentdims",
+                                 "1,2",
+                                 "--outputdims",
+                                 "3,4",
+                                 "--outputrect",
+                                 "1,2,3,4",
+                                 "--bgalpha",
+                                 "1",
+                                 "--gl",
+                                 "on",
+                                 "--profile",
+                                 "extendedTV",
+                                 "--gcheaplimit",
+                                 "1",
+                                 "--graphicsmemthreshold",
+                                 "1",
+                                 "--mousefeedback",
+                                 "1",
+                                 "--tracefps",
+                                 "1s",
+                                 "--keymap",
+                                 "k",
+                                 "--morvelvars",
+                                 "m",
+                                 "--qlrargs",
+                                 "q",
+                                 "--sslclientcerttable",
+                                 "s",
+                                 "--sslcertsdir",
+                                 "d",
+                                 "--base",
+                                 "b",
+                                 "--zorbase",
+                                 "z",
+                                 "--zorcmdline",
+                                 "c",
+                                 "--fontdirs",
+                                 "f",
+                                 "--extensionsdir",
+                                 "e",
+                                 "--mousestream",
+                                 "p",
+                                 "--nospeedlimit",
+                                 "--keymaster",
+                                 "--debugmode",
+                                 "--dcts",
+                                 "--spdump",
+                                 "--instrument",
+                                 "--proxy",
+                                 "1.2.3.4",
+                                 "5",
+                                 "--proxyauthentication",
+                                 "u",
+                                 "w",
+                                 "--locale",
+                                 "de_DE",
+                                 "application.xml"});
+  Parsed parsed = Parse(argv);
+  ASSERT_EQ(parsed.result, 1);
+  P expected = Defaults();
+  expected.locale = parsed.parameters.locale;
+  parsed.parameters.renderPlane = reinterpret_cast<platform::RenderPlane*>(&parsed);
+  parsed.parameters.memoryLimit = parsed.parameters.pixelFormat = 1;
+  parsed.parameters.extraFlag = parsed.parameters.scaleToFit = false;
+  service->InitParameters(parsed.parameters);
+  EXPECT_EQ(memcmp(&parsed.parameters, &expected, sizeof(P)), 0);
+  EXPECT_STREQ(expected.extensionsDir, "/mtd_cmmlib/morvelzor30/EDK");
+  EXPECT_TRUE(expected.createOutputPlane && expected.scaleToFit && expected.extraFlag);
+  EXPECT_EQ(expected.bgAlpha, 255);
+  EXPECT_EQ(expected.traceFps + expected.gcHeapLimit + expected.graphicsMemThreshold, 5094u);
+  EXPECT_EQ(expected.proxyPort, 80);
 }
 
 TEST_F(CommandLine, TakesSizesAndRectangles) {

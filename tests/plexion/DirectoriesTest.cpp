@@ -1,7 +1,7 @@
 // Where the service says its files are.
 
 #include "qx/plexion/StageWindowImpl.h"
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {

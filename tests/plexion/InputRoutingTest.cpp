@@ -1,7 +1,7 @@
 // Who gets keys and pointer events as windows play, pause, end and go away.
 
 #include "qx/plexion/StageWindowImpl.h"
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {

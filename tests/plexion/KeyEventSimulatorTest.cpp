@@ -1,3 +1,5 @@
+// Key ups and repeats that the device does not send, tick by tick.
+
 #include <gtest/gtest.h>
 
 #include <atomic>

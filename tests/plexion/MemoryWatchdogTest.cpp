@@ -1,3 +1,5 @@
+// A window's memory limit and its counts.
+
 #include <gtest/gtest.h>
 
 #include <cstdint>

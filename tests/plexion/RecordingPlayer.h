@@ -1,3 +1,5 @@
+// A player instance that remembers its keys.
+
 #ifndef TESTS_PLEXION_RECORDINGPLAYER_H_
 #define TESTS_PLEXION_RECORDINGPLAYER_H_
 

@@ -1,11 +1,12 @@
 // The service object itself: its life, what it reads from the host, the banner, plain values.
 
+#include "tests/support/ServiceTest.h"
+
 #include <cmath>
 #include <cstring>
 
 #include "qx/platform/IShell.h"
 #include "qx/plexion/StageWindow.h"
-#include "tests/plexion/ServiceFixture.h"
 
 namespace qx {
 namespace plexion {

@@ -1,7 +1,7 @@
 // The two meanings of "go".
 
 #include "qx/plexion/parts/ShellCommands.h"
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {

@@ -1,3 +1,5 @@
+// Every way of copying beside the rule, pixel by pixel.
+
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>

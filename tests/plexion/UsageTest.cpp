@@ -3,7 +3,7 @@
 #include <set>
 #include <sstream>
 
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {

@@ -1,3 +1,5 @@
+// The fixture of suites that look into windows.
+
 #ifndef TESTS_PLEXION_WINDOWFIXTURE_H_
 #define TESTS_PLEXION_WINDOWFIXTURE_H_
 
@@ -5,7 +7,7 @@
 #include <vector>
 
 #include "qx/plexion/StageWindowImpl.h"
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {

@@ -2,7 +2,7 @@
 
 #include "qx/plexion/StageWindow.h"
 #include "qx/plexion/StageWindowImpl.h"
-#include "tests/plexion/ServiceFixture.h"
+#include "tests/support/ServiceTest.h"
 
 namespace qx {
 namespace plexion {

@@ -16,13 +16,6 @@ std::string FindingsOf(const std::function<void(SimDevice&, SimHost&)>& tell) {
       .findings;
 }
 
-TEST(InvariantsTest, ATextOfNobodyIsFound) {
-  EXPECT_NE(FindingsOf([](SimDevice& device, SimHost&) {
-              device.kernel.Printf("Debug: here\n");
-            }).find("prints 'Debug: here\n', which is none of its texts"),
-            std::string::npos);
-}
-
 TEST(InvariantsTest, LocksAgainstTheDocumentedOrderAreFoundWithoutAnOpponent) {
   const auto takesBoth = [](SimDevice& device, SimHost&) {
     device.kernel.NameNextMutexes({"stateLock1", "geometryLock1"});

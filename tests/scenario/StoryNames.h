@@ -1,3 +1,5 @@
+// Stories as parameters of a suite.
+
 #ifndef TESTS_SCENARIO_STORYNAMES_H_
 #define TESTS_SCENARIO_STORYNAMES_H_
 

@@ -1,3 +1,5 @@
+// The fixture of suites of the device itself.
+
 #ifndef TESTS_SUPPORT_STORYTEST_H_
 #define TESTS_SUPPORT_STORYTEST_H_
 
@@ -11,11 +13,11 @@
 
 namespace plexion_sim {
 
-/// Base of every test that plays on the simulated device. A story is written as
+/// Base of the tests of the device itself. A story is written as
 ///
-///   class WindowTest : public ServiceTest {};
-///   STORY(WindowTest, EndsWhenItsContentEnds) {
-///     auto* window = host->OpenWindow({"movie.mvx"});
+///   class KernelTest : public StoryTest {};
+///   STORY(KernelTest, TimeJumpsToTheNextWakeUp) {
+///     device->kernel.Sleep(kMillisecond);
 ///     ...
 ///   }
 ///
@@ -30,10 +32,8 @@ class StoryTest : public ::testing::Test {
   virtual SimOptions Options() { return SimOptions(); }
   /// Before the story, outside the simulated threads: scripts, modules to remove.
   virtual void Prepare() {}
-  /// On the thread "host", around the story.
-  virtual void Begin() {}
+  /// On the thread "host".
   virtual void Tell() {}
-  virtual void End() {}
   /// After the story: take expected findings, look at the journal.
   virtual void Check() {}
 
@@ -43,12 +43,7 @@ class StoryTest : public ::testing::Test {
     if (seed != nullptr) options.seed = std::strtoull(seed, nullptr, 10);
     device = std::make_unique<SimDevice>(options);
     Prepare();
-    device->Run([this] {
-      Begin();
-      Tell();
-      End();
-    });
-    Drop();
+    device->Run([this] { Tell(); });
     device->Finish();
     Check();
     EXPECT_EQ(device->kernel.GetFindings().ToText(), "") << "seed " << options.seed;
@@ -61,21 +56,6 @@ class StoryTest : public ::testing::Test {
   std::unique_ptr<SimDevice> device;
 
  protected:
-  /// Forgets what lives on the device, when the story has ended or was given up.
-  virtual void Drop() {}
-
-  /// The console shows this line.
-  void ExpectPrinted(const std::string& line) {
-    for (const std::string& printed : device->kernel.PrintedLines()) {
-      if (printed == line) return;
-    }
-    ADD_FAILURE() << "not printed: '" << line << "'; printed was:\n"
-                  << device->kernel.PrintedText();
-  }
-  void ExpectNotPrinted(const std::string& part) {
-    EXPECT_EQ(device->kernel.PrintedText().find(part), std::string::npos)
-        << device->kernel.PrintedText();
-  }
   Faults& faults() { return device->kernel.GetFaults(); }
 };
 
