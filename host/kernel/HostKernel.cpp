@@ -1,3 +1,5 @@
+// The host kernel on POSIX threads.
+
 #include "host/kernel/HostKernel.h"
 
 #include <malloc.h>

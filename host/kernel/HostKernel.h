@@ -1,3 +1,5 @@
+// The host kernel on POSIX threads.
+
 #ifndef HOST_KERNEL_HOSTKERNEL_H_
 #define HOST_KERNEL_HOSTKERNEL_H_
 

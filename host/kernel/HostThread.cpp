@@ -1,3 +1,5 @@
+// Threads for modules.
+
 #include "host/kernel/HostThread.h"
 
 namespace plexion_host {
@@ -5,7 +7,7 @@ namespace plexion_host {
 HostThread::~HostThread() { Join(IQXKernel::kInfinite); }
 
 bool HostThread::Start(const char* name, Procedure procedure, void* argument) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (started_ || procedure == nullptr) return false;
   name_ = std::string(name != nullptr ? name : "").substr(0, 15);
   procedure_ = procedure;
@@ -25,13 +27,13 @@ void* HostThread::Run(void* self) {
 
 bool HostThread::Join(const IQXKernel::Time& timeout) {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!started_) return true;
     if (pthread_equal(thread_, pthread_self()) != 0) return false;
   }
   // Not under the mutex: several threads may wait, each with its own time-out.
   if (!ended_.Wait(timeout)) return false;
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (started_) {
     // The procedure has returned, so this is short.
     pthread_join(thread_, nullptr);

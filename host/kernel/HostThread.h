@@ -1,11 +1,13 @@
+// Threads for modules.
+
 #ifndef HOST_KERNEL_HOSTTHREAD_H_
 #define HOST_KERNEL_HOSTTHREAD_H_
 
 #include <pthread.h>
 
-#include <mutex>
 #include <string>
 
+#include "host/base/Mutex.h"
 #include "host/kernel/Synchronisation.h"
 
 namespace plexion_host {
@@ -28,9 +30,9 @@ class HostThread final : public IQXKernel::Thread {
  private:
   static void* Run(void* self);
 
-  std::mutex mutex_;  // guards what follows up to the event
-  bool started_ = false;
-  pthread_t thread_{};
+  Mutex mutex_;
+  bool started_ GUARDED_BY(mutex_) = false;
+  pthread_t thread_ GUARDED_BY(mutex_) = {};
   // Written before the thread starts, read by it.
   std::string name_;
   Procedure procedure_ = nullptr;

@@ -1,3 +1,5 @@
+// Which file a module name stands for.
+
 #include "host/kernel/ModuleFiles.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,5 @@
+// Which file a module name stands for.
+
 #ifndef HOST_KERNEL_MODULEFILES_H_
 #define HOST_KERNEL_MODULEFILES_H_
 

@@ -1,3 +1,5 @@
+// Modules by name: loaded at the first acquisition, unloaded at the last release.
+
 #include "host/kernel/ModuleLoader.h"
 
 #include <dlfcn.h>
@@ -5,6 +7,8 @@
 #include <stdlib.h>
 
 #include <utility>
+
+#include "host/base/Check.h"
 
 namespace plexion_host {
 namespace {
@@ -35,7 +39,8 @@ ModuleLoader::ModuleLoader(IQXKernel& kernel, ModuleFiles files)
     : kernel_(kernel), files_(std::move(files)) {}
 
 void ModuleLoader::AddBuiltIn(const std::string& name, IQXModule* module) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
+  PLEXION_CHECK(module != nullptr, "a module of the host itself is there");
   Entry& entry = entries_[name];
   entry.state = State::kLoaded;
   entry.builtIn = true;
@@ -43,7 +48,7 @@ void ModuleLoader::AddBuiltIn(const std::string& name, IQXModule* module) {
 }
 
 IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   Entry& entry = entries_[name];  // map nodes stay where they are
   while (entry.state == State::kLoading || entry.state == State::kUnloading) {
     if (entry.worker == std::this_thread::get_id()) {
@@ -51,21 +56,21 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
                                              : "it is asked for while it unloads";
       return nullptr;
     }
-    settled_.wait(lock);
+    settled_.Wait(lock);
   }
   if (entry.state == State::kAbsent) {
     entry.state = State::kLoading;
     entry.worker = std::this_thread::get_id();
-    lock.unlock();
+    lock.Unlock();
     Entry loaded;
     const bool succeeded = Load(name, loaded);
-    lock.lock();
+    lock.Lock();
     entry.error = loaded.error;
     entry.module = loaded.module;
     entry.source = loaded.source;
     entry.unload = loaded.unload;
     entry.state = succeeded ? State::kLoaded : State::kAbsent;
-    settled_.notify_all();
+    settled_.NotifyAll();
     if (!succeeded) {
       error = entry.error;
       return nullptr;
@@ -102,7 +107,7 @@ bool ModuleLoader::Load(const std::string& name, Entry& loaded) {
 
 void ModuleLoader::Release(IQXModule* module) {
   if (module == nullptr) return;
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   Entry* entry = nullptr;
   for (auto& [name, candidate] : entries_) {
     if (candidate.module == module && candidate.users > 0) entry = &candidate;
@@ -112,19 +117,19 @@ void ModuleLoader::Release(IQXModule* module) {
 
   entry->state = State::kUnloading;
   entry->worker = std::this_thread::get_id();
-  lock.unlock();
+  lock.Unlock();
   entry->unload(module);
   CloseLibrary(entry->source);
-  lock.lock();
+  lock.Lock();
   entry->module = nullptr;
   entry->source = nullptr;
   entry->unload = nullptr;
   entry->state = State::kAbsent;
-  settled_.notify_all();
+  settled_.NotifyAll();
 }
 
 ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, std::string& error) {
-  const std::lock_guard<std::mutex> lock(librariesMutex_);
+  const MutexLock lock(librariesMutex_);
   std::unique_ptr<Library>& library = libraries_[file];
   if (library == nullptr) {
     auto opened = std::make_unique<Library>();
@@ -152,7 +157,8 @@ ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, std::s
 void ModuleLoader::CloseLibrary(Library* library) {
   void* handle = nullptr;
   {
-    const std::lock_guard<std::mutex> lock(librariesMutex_);
+    const MutexLock lock(librariesMutex_);
+    PLEXION_CHECK(library->users > 0, "a library is closed as often as it was opened");
     if (--library->users > 0) return;
     handle = library->handle;
     libraries_.erase(library->file);
@@ -170,19 +176,19 @@ std::string ModuleLoader::FolderOf(const std::string& name) {
 }
 
 bool ModuleLoader::IsBuiltIn(const std::string& name) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto entry = entries_.find(name);
   return entry != entries_.end() && entry->second.builtIn;
 }
 
 std::string ModuleLoader::GetError(const std::string& name) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto entry = entries_.find(name);
   return entry != entries_.end() ? entry->second.error : std::string();
 }
 
 bool ModuleLoader::ShouldReport(const std::string& name) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   Entry& entry = entries_[name];
   const bool first = !entry.reported;
   entry.reported = true;
@@ -190,7 +196,7 @@ bool ModuleLoader::ShouldReport(const std::string& name) {
 }
 
 std::vector<std::string> ModuleLoader::GetLoaded() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   std::vector<std::string> names;
   for (const auto& [name, entry] : entries_) {
     if (entry.users > 0 && !entry.builtIn) names.push_back(name);

@@ -1,14 +1,15 @@
+// Modules by name: loaded at the first acquisition, unloaded at the last release.
+
 #ifndef HOST_KERNEL_MODULELOADER_H_
 #define HOST_KERNEL_MODULELOADER_H_
 
-#include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/kernel/ModuleFiles.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/IQXModule.h"
@@ -75,12 +76,12 @@ class ModuleLoader {
   IQXKernel& kernel_;
   const ModuleFiles files_;
 
-  std::mutex mutex_;  // guards entries_
-  std::condition_variable settled_;
-  std::map<std::string, Entry> entries_;
+  Mutex mutex_;
+  Condition settled_;
+  std::map<std::string, Entry> entries_ GUARDED_BY(mutex_);
 
-  std::mutex librariesMutex_;  // guards libraries_; never held while mutex_ is taken
-  std::map<std::string, std::unique_ptr<Library>> libraries_;
+  Mutex librariesMutex_;  // never held while mutex_ is taken
+  std::map<std::string, std::unique_ptr<Library>> libraries_ GUARDED_BY(librariesMutex_);
 };
 
 }  // namespace plexion_host

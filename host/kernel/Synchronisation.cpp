@@ -1,3 +1,5 @@
+// Time, mutexes and events for modules.
+
 #include "host/kernel/Synchronisation.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// Time, mutexes and events for modules.
+
 #ifndef HOST_KERNEL_SYNCHRONISATION_H_
 #define HOST_KERNEL_SYNCHRONISATION_H_
 

@@ -1,3 +1,5 @@
+// The launcher from command line to exit code.
+
 #ifndef HOST_LAUNCHER_LAUNCHER_H_
 #define HOST_LAUNCHER_LAUNCHER_H_
 

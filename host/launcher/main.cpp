@@ -1,3 +1,5 @@
+// The process's entry.
+
 #include <fcntl.h>
 #include <unistd.h>
 

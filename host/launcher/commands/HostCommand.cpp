@@ -1,20 +1,10 @@
+// A row of the operator's commands, and how its words are checked.
+
 #include "host/launcher/commands/HostCommand.h"
 
-#include <cerrno>
-#include <cstdlib>
+#include "host/base/Text.h"
 
 namespace plexion_host {
-namespace {
-
-bool ReadNumber(const std::string& word, const ArgumentRule& rule, long& number) {
-  char* end = nullptr;
-  errno = 0;
-  number = std::strtol(word.c_str(), &end, 10);
-  const bool whole = !word.empty() && *end == '\0' && errno == 0 && word[0] != ' ';
-  return whole && number >= rule.least && number <= rule.most;
-}
-
-}  // namespace
 
 std::string UsageOf(const CommandRule& rule) {
   std::string usage = rule.name;
@@ -39,14 +29,16 @@ bool CheckArguments(const CommandRule& rule, const std::vector<std::string>& wor
       error = std::string(argument.name) + " is missing" + usage;
       return false;
     }
-    long number = 0;
-    if (argument.kind == ArgumentRule::Kind::kNumber && !ReadNumber(words[i], argument, number)) {
+    const auto number = argument.kind == ArgumentRule::Kind::kNumber
+                            ? ReadWholeNumber(words[i], argument.least, argument.most)
+                            : 0;
+    if (!number) {
       error = "'" + words[i] + "' is no " + argument.name + " (expected a whole number from " +
               std::to_string(argument.least) + " to " + std::to_string(argument.most) + ")" + usage;
       return false;
     }
     arguments.texts.push_back(words[i]);
-    arguments.numbers.push_back(number);
+    arguments.numbers.push_back(*number);
   }
   return true;
 }

@@ -1,3 +1,5 @@
+// A row of the operator's commands, and how its words are checked.
+
 #ifndef HOST_LAUNCHER_COMMANDS_HOSTCOMMAND_H_
 #define HOST_LAUNCHER_COMMANDS_HOSTCOMMAND_H_
 

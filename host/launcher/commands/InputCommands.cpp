@@ -1,3 +1,5 @@
+// The operator's keys and clicks.
+
 #include "host/launcher/commands/HostCommand.h"
 
 namespace plexion_host {

@@ -1,3 +1,5 @@
+// The operator's commands that work on the launcher itself.
+
 #include <cinttypes>
 #include <ctime>
 

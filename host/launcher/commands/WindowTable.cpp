@@ -1,3 +1,5 @@
+// The windows as a table for people.
+
 #include "host/launcher/commands/WindowTable.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The windows as a table for people.
+
 #ifndef HOST_LAUNCHER_COMMANDS_WINDOWTABLE_H_
 #define HOST_LAUNCHER_COMMANDS_WINDOWTABLE_H_
 

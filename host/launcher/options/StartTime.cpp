@@ -1,3 +1,5 @@
+// --start-at: a time of day or of the calendar, and the moment it means.
+
 #include "host/launcher/options/StartTime.h"
 
 #include <cstdlib>

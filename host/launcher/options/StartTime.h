@@ -1,3 +1,5 @@
+// --start-at: a time of day or of the calendar, and the moment it means.
+
 #ifndef HOST_LAUNCHER_OPTIONS_STARTTIME_H_
 #define HOST_LAUNCHER_OPTIONS_STARTTIME_H_
 
