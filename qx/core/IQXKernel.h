@@ -102,7 +102,8 @@ class IQXKernel {
   virtual const char** GetArgv() = 0;
 
   /// Fills `directory` with the folder of the executable or, when `moduleName` is not null, of that
-  /// module. Returns  false when it is not known; `directory` is then unchanged.
+  /// module.
+  /// Returns  false when it is not known; `directory` is then unchanged.
   virtual bool GetBinDirectory(QXString& directory, const char* moduleName) = 0;
 
   // Byte and text operations with the meaning of their C namesakes. Sizes are bytes, lengths are

@@ -1,6 +1,7 @@
 #ifndef QX_CORE_QXARRAY_H_
 #define QX_CORE_QXARRAY_H_
 
+#include "qx/core/Check.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/QXMem.h"
 
@@ -25,9 +26,15 @@ class QXArray {
 
   unsigned Count() const { return count; }
   bool IsEmpty() const { return count == 0; }
-  /// No range check.
-  T& operator[](unsigned long index) { return data[index]; }
-  const T& operator[](unsigned long index) const { return data[index]; }
+  /// `index` must be below Count().
+  T& operator[](unsigned long index) {
+    QX_CHECK(index < count, "an index below the count");
+    return data[index];
+  }
+  const T& operator[](unsigned long index) const {
+    QX_CHECK(index < count, "an index below the count");
+    return data[index];
+  }
 
   /// Makes room for `room` elements at once and leaves the array empty.
   void Reserve(unsigned long room) {
@@ -37,7 +44,7 @@ class QXArray {
 
   /// Sets the element count. Growing beyond the capacity clears every new slot; growing within it
   /// uncovers slots as they are. The capacity grows to the smallest multiple of twice the old one
-  /// that exceeds `newCount` (kept: from 8, a size of exactly 16 makes room for 32).
+  /// that exceeds `newCount` (from 8, a size of exactly 16 makes room for 32: hosts share these arrays, and see it).
   void SetSize(unsigned long newCount) {
     if (capacity < newCount && !Grow(newCount)) return;
     count = static_cast<unsigned>(newCount);
@@ -61,16 +68,18 @@ class QXArray {
     data[index] = value;
   }
 
-  /// Appends at the end. Returns  false when there was no room to be had.
+  /// Appends at the end.
+  /// Returns  false when there was no room to be had.
   bool Append(const T& element) {
     const unsigned long before = count;
     InsertAt(before, element);
     return count != before;
   }
 
-  /// Removes one element. An index at or beyond the last one removes the last (kept: callers never
-  /// pass one, and there is no range check to pay for). The array must not be empty.
+  /// Removes one element. An index at or beyond the last one removes the last, which hosts that count
+  /// from 1 rely on. The array must not be empty.
   void RemoveAt(unsigned long index) {
+    QX_CHECK(count > 0, "an array with something to remove");
     const unsigned long last = count - 1UL;
     if (index < last) {
       if (bitwiseMovable) {
@@ -106,6 +115,7 @@ class QXArray {
 
   bool Grow(unsigned long needed) {
     const unsigned long room = QXMem_GrownRoom(capacity, needed);
+    QX_CHECK(room >= needed, "growth to what is needed at least");
     if (room > kMaxRoom) return false;
     T* block = static_cast<T*>(QXMem_Malloc(room * sizeof(T)));
     if (block == nullptr) return false;

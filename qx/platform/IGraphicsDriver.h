@@ -115,7 +115,8 @@ class IGraphicsDriver : public IQXModule {
                                          plexion::StageWindow* window) = 0;
 
   /// `defaultPlacement`: the size was not asked for, so the driver may choose another. `name` is
-  /// copied. Owns     the caller; give it back to DestroyOutputPlane.
+  /// copied.
+  /// Owns     the caller; give it back to DestroyOutputPlane.
   virtual OutputPlane* CreateOutputPlane(const plexion::Rect& rect, bool defaultPlacement,
                                          RenderPlane* renderPlane, plexion::StageWindow* window,
                                          const char* name) = 0;

@@ -12,8 +12,9 @@ class IShellCommand {
  public:
   virtual ~IShellCommand() {}
   /// Runs the command; `argv[0]` is the command word, so `argc` counts it. The words are valid
-  /// during the call only. Returns  QXError_OK, or what went wrong. Messages go to the kernel's
-  /// Printf. Thread   the shell's.
+  /// during the call only. Messages go to the kernel's Printf.
+  /// Returns  QXError_OK, or what went wrong.
+  /// Thread   the shell's.
   virtual QXError Execute(unsigned long argc, char** argv) = 0;
 };
 

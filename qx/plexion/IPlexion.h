@@ -63,8 +63,8 @@ class IPlexion : public IQXModule {
   /// "kStatusPlaying" and so on; null for a value that is no status. Static text.
   virtual const char* StageWindowStatusToString(StageWindowStatus status) = 0;
 
-  // Directories. Each replaces `out`. Returns false when there is none to be had; the user's
-  // answers true even then (kept), and `out` is what it was.
+  // Directories. Each replaces `out`. Returns false when there is none to be had; the user's answers
+  // true even then, and `out` is what it was: applications ask for it without looking at the answer.
   virtual bool GetPlexionDataDirectory(QXString& out) = 0;
   virtual bool GetPlexionBinDirectory(QXString& out) = 0;
   virtual bool GetPlexionBaseDirectory(QXString& out) = 0;
@@ -105,8 +105,8 @@ class IPlexionSets : public IPlexion {
   virtual int ShowUsage(const char* programName, unsigned long maxStageWindows) = 0;
 
   /// Makes a configured window for each content of the command line (argv[0] is skipped) and
-  /// appends them to `set`. The first form allows one window. Returns  QXError_OK; QXError_Usage
-  /// for a wrong command line; QXError_Generic when a window could
+  /// appends them to `set`. The first form allows one window.
+  /// Returns  QXError_OK; QXError_Usage for a wrong command line; QXError_Generic when a window could
   ///          not be made. Windows made before an error stay in `set`: destroy the set in any case.
   /// Owns     `argv` is borrowed by the windows and must outlive them.
   virtual QXError CreateAndConfigureStageWindowSet(StageWindowSet& set, int argc,

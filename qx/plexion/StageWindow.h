@@ -77,7 +77,7 @@ class StageWindow {
 
   /// Moves the output plane; the outcome arrives as kInfoWindowMoved or kInfoWindowMoveFailed.
   /// Units    screen pixels.
-  /// Returns  always false (kept: callers rely on the notification).
+  /// Returns  always false: the outcome is the notification's alone to tell.
   virtual bool MoveTo(const Point& point) = 0;
   /// Resizes the output plane, and the render plane in proportion. `deferred`: between two frames,
   /// on the player's thread. The outcome arrives as kInfoWindowResized or one of the two failures;
@@ -135,7 +135,7 @@ class StageWindow {
   virtual void UpdateProxyParameters(const char* host, unsigned short port, const char* user,
                                      const char* password) = 0;
 
-  /// Observers hear in the order of registration. Registering one twice counts once.
+  /// Observers hear in the order of registration. Registering one twice counts once; null is none.
   virtual void RegisterNotifier(StageWindowNotifier* notifier) = 0;
   virtual void UnregisterNotifier(StageWindowNotifier* notifier) = 0;
 

@@ -38,8 +38,8 @@ class IMorvelRuntimeLib : public IQXModule {
   virtual MorvelInstance* CreateMorvelInstance(plexion::StageWindow* window) = 0;
 
   /// Stops and destroys an instance. Returns only when its threads have ended and no callback is
-  /// under way: the window is gone right after. Thread   not the instance's own. The caller holds
-  /// no lock of the window.
+  /// under way: the window is gone right after.
+  /// Thread   not the instance's own. The caller holds no lock of the window.
   virtual void DestroyMorvelInstance(MorvelInstance* instance) = 0;
 };
 

@@ -62,8 +62,8 @@ struct MorvelLoadSettings {
 class MorvelInstance {
  public:
   /// Takes what it needs from `parameters`, which is gone when this returns; pointers to borrowed
-  /// texts of the window's parameters are not kept either. Returns  false when the parameters
-  /// cannot work; the status is then an error that says why.
+  /// texts of the window's parameters are not kept either.
+  /// Returns  false when the parameters cannot work; the status is then an error that says why.
   virtual bool Configure(const MorvelInstanceParameters& parameters) = 0;
 
   /// Settings of the next load; may be changed while the status is kStatusConfigured. Never null;
