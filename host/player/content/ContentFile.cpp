@@ -1,3 +1,5 @@
+// Opens and reads a content's file.
+
 #include "host/player/content/ContentFile.h"
 
 #include <errno.h>

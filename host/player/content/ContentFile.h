@@ -1,3 +1,5 @@
+// A content's file or folder, opened without waiting for it.
+
 #ifndef HOST_PLAYER_CONTENT_CONTENTFILE_H_
 #define HOST_PLAYER_CONTENT_CONTENTFILE_H_
 

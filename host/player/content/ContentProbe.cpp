@@ -1,3 +1,5 @@
+// The one table of signatures.
+
 #include "host/player/content/ContentProbe.h"
 
 #include <stdio.h>

@@ -1,3 +1,5 @@
+// What content is, by its first bytes.
+
 #ifndef HOST_PLAYER_CONTENT_CONTENTPROBE_H_
 #define HOST_PLAYER_CONTENT_CONTENTPROBE_H_
 

@@ -1,3 +1,5 @@
+// Finds the engine of a content, and loads its library.
+
 #include "host/player/engines/EngineSource.h"
 
 #include "host/base/ModuleHandle.h"
@@ -33,7 +35,7 @@ InstalledEngines::~InstalledEngines() {
 }
 
 IEngineModule* InstalledEngines::Acquire(IEngineModule*& slot, const char* moduleName) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   IQXKernel* kernel = IQXKernel::GetKernel();
   if (slot == nullptr && kernel != nullptr) {
     slot = static_cast<IEngineModule*>(kernel->AcquireModule(moduleName));

@@ -1,9 +1,11 @@
+// Which engine plays what.
+
 #ifndef HOST_PLAYER_ENGINES_ENGINESOURCE_H_
 #define HOST_PLAYER_ENGINES_ENGINESOURCE_H_
 
 #include <memory>
-#include <mutex>
 
+#include "host/base/Mutex.h"
 #include "host/player/ContentAddress.h"
 #include "host/player/Engine.h"
 
@@ -43,9 +45,10 @@ class InstalledEngines final : public EngineSource {
   /// Null when the library is not on the kernel's module path.
   IEngineModule* Acquire(IEngineModule*& slot, const char* moduleName);
 
-  std::mutex mutex_;
-  IEngineModule* media_ = nullptr;        // guarded by mutex_
-  IEngineModule* application_ = nullptr;  // guarded by mutex_
+  // Written once each, under the mutex; the destructor is alone.
+  Mutex mutex_;
+  IEngineModule* media_ = nullptr;
+  IEngineModule* application_ = nullptr;
 };
 
 }  // namespace plexion_host::player

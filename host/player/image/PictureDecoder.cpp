@@ -1,3 +1,5 @@
+// Tells the formats of pictures apart, and checks what decoders have found.
+
 #include "host/player/image/PictureDecoder.h"
 
 #include <string.h>

@@ -1,3 +1,5 @@
+// Pictures that the player decodes itself.
+
 #ifndef HOST_PLAYER_IMAGE_PICTUREDECODER_H_
 #define HOST_PLAYER_IMAGE_PICTUREDECODER_H_
 

@@ -1,3 +1,5 @@
+// Turns the times of frames into ticks of one length.
+
 #include "host/player/image/PictureTimes.h"
 
 #include <algorithm>

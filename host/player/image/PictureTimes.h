@@ -1,3 +1,5 @@
+// When each frame of an animation is shown.
+
 #ifndef HOST_PLAYER_IMAGE_PICTURETIMES_H_
 #define HOST_PLAYER_IMAGE_PICTURETIMES_H_
 

@@ -1,3 +1,5 @@
+// Counts frames, and says so in a line.
+
 #include "host/player/instance/PlayStatistics.h"
 
 #include <stdio.h>

@@ -1,3 +1,5 @@
+// What an instrumented run counts.
+
 #ifndef HOST_PLAYER_INSTANCE_PLAYSTATISTICS_H_
 #define HOST_PLAYER_INSTANCE_PLAYSTATISTICS_H_
 

@@ -1,3 +1,5 @@
+// The player's time as the system has it.
+
 #include "host/player/instance/PlayerClock.h"
 
 #include <chrono>

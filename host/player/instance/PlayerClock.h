@@ -1,3 +1,5 @@
+// The player's time, which tests replace.
+
 #ifndef HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_
 #define HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_
 

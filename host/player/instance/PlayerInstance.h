@@ -1,3 +1,5 @@
+// One content that plays: its thread, its status, its planes.
+
 #ifndef HOST_PLAYER_INSTANCE_PLAYERINSTANCE_H_
 #define HOST_PLAYER_INSTANCE_PLAYERINSTANCE_H_
 

@@ -1,3 +1,5 @@
+// Makes instances, and answers for the library as a whole.
+
 #include "host/player/instance/PlayerRuntime.h"
 
 #include <stdio.h>

@@ -1,3 +1,5 @@
+// The module IMorvelRuntimeLib.
+
 #ifndef HOST_PLAYER_INSTANCE_PLAYERRUNTIME_H_
 #define HOST_PLAYER_INSTANCE_PLAYERRUNTIME_H_
 

@@ -165,7 +165,7 @@ bool PlayerInstance::OpenAndLoad(EngineError& error) {
   if (!ResolveContentAddress(settings_.contentUrl, base, content_, error.message)) return false;
   error.status = qx::plexion::kErrorStartupFailure;
   if (!ReadMorvelVars(settings_, error.message)) return false;
-  TellOfSettings(content_.name, settings_);
+  ReportSettings(content_.name, settings_);
 
   ReportProgress(0);
   std::unique_ptr<Engine> engine = engines_.OpenEngine(content_, *this, error);

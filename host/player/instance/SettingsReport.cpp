@@ -1,3 +1,5 @@
+// Lists the settings of an instance.
+
 #include "host/player/instance/SettingsReport.h"
 
 #include <stdint.h>
@@ -68,7 +70,7 @@ void PrintAll(const std::string& name, const PlayerSettings& settings) {
 
 }  // namespace
 
-void TellOfSettings(const std::string& name, const PlayerSettings& settings) {
+void ReportSettings(const std::string& name, const PlayerSettings& settings) {
   if (!settings.qlrArgs.empty()) {
     Print(name + ": --qlrargs has no effect: this platform has no debug launcher");
   }
