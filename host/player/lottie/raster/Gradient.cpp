@@ -35,16 +35,16 @@ HWY_INLINE V Channel(const Gradient::Piece* pieces, int count, int channel, V t)
   return hn::MulAdd(slope, t, base);
 }
 
+template <bool kClamp>
 HWY_INLINE hn::Vec<hn::RebindToUnsigned<Floats>> Pack(V blue, V green, V red, V alpha,
                                                       bool opaque) {
   const Floats d;
-  const hn::RebindToSigned<Floats> di;
   const hn::RebindToUnsigned<Floats> du;
   const V full = hn::Set(d, 255.0f);
   const auto byte = [&](V v) {
-    return hn::BitCast(du, hn::NearestInt(hn::Min(hn::Max(v, hn::Zero(d)), full)));
+    if (kClamp) v = hn::Min(hn::Max(v, hn::Zero(d)), full);
+    return hn::BitCast(du, hn::NearestInt(v));
   };
-  (void)di;
   if (opaque) {
     return hn::Or(hn::Or(hn::Set(du, 0xff000000u), hn::ShiftLeft<16>(byte(red))),
                   hn::Or(hn::ShiftLeft<8>(byte(green)), byte(blue)));
@@ -93,18 +93,88 @@ HWY_INLINE void RowBy(const RowOfT& row, const Gradient::Piece* pieces, int coun
                                 hn::GatherIndex(d, pieces->base + c, index));
       }
     }
-    hn::StoreU(Pack(channel[0], channel[1], channel[2], channel[3], opaque), du, pixels + i);
+    hn::StoreU(Pack<true>(channel[0], channel[1], channel[2], channel[3], opaque), du, pixels + i);
+  }
+}
+
+/// The same for what most gradients are: tame, of few pieces, without a focus of its own.
+template <bool kRadial, bool kOpaque, int kCount>
+HWY_INLINE void PlainRow(const RowOfT& row, const Gradient::Piece* pieces, int n,
+                         uint32_t* pixels) {
+  const Floats d;
+  const hn::RebindToUnsigned<Floats> du;
+  constexpr int kChannels = kOpaque ? 3 : 4;
+  const int lanes = static_cast<int>(hn::Lanes(d));
+  const V first = hn::Set(d, row.first);
+  const V last = hn::Set(d, row.last);
+  V base[kCount][kChannels];
+  V slope[kCount][kChannels];
+  V offset[kCount];
+  for (int p = 0; p < kCount; ++p) {
+    offset[p] = hn::Set(d, pieces[p].offset);
+    for (int c = 0; c < kChannels; ++c) {
+      base[p][c] = hn::Set(d, pieces[p].base[c]);
+      slope[p][c] = hn::Set(d, pieces[p].slope[c]);
+    }
+  }
+  for (int i = 0; i < n; i += lanes) {
+    const V column = hn::Iota(d, static_cast<float>(i));
+    V t = hn::MulAdd(hn::Set(d, row.xStep), column, hn::Set(d, row.x));
+    if (kRadial) {
+      const V y = hn::MulAdd(hn::Set(d, row.yStep), column, hn::Set(d, row.y));
+      t = hn::Sqrt(hn::MulAdd(t, t, hn::Mul(y, y)));
+    }
+    t = hn::Min(hn::Max(t, first), last);
+    V channel[4];
+    for (int c = 0; c < kChannels; ++c) {
+      V from = base[0][c];
+      V times = slope[0][c];
+      for (int p = 1; p < kCount; ++p) {
+        const auto beyond = hn::Ge(t, offset[p]);
+        from = hn::IfThenElse(beyond, base[p][c], from);
+        times = hn::IfThenElse(beyond, slope[p][c], times);
+      }
+      channel[c] = hn::MulAdd(times, t, from);
+    }
+    const V alpha = kOpaque ? first : channel[3];
+    hn::StoreU(Pack<false>(channel[0], channel[1], channel[2], alpha, kOpaque), du, pixels + i);
+  }
+}
+
+template <bool kRadial, bool kOpaque>
+void PlainRowOf(const RowOfT& row, const Gradient::Piece* pieces, int count, int n,
+                uint32_t* pixels) {
+  switch (count) {
+    case 1:
+      return PlainRow<kRadial, kOpaque, 1>(row, pieces, n, pixels);
+    case 2:
+      return PlainRow<kRadial, kOpaque, 2>(row, pieces, n, pixels);
+    default:
+      return PlainRow<kRadial, kOpaque, 3>(row, pieces, n, pixels);
+  }
+}
+
+template <bool kRadial>
+void AnyRow(const RowOfT& row, const Gradient::Piece* pieces, int count, bool opaque, int n,
+            uint32_t* pixels) {
+  const bool focused = kRadial && row.spread != 1;
+  if (!row.tame || focused || count > 3) {
+    RowBy<kRadial>(row, pieces, count, opaque, n, pixels);
+  } else if (opaque) {
+    PlainRowOf<kRadial, true>(row, pieces, count, n, pixels);
+  } else {
+    PlainRowOf<kRadial, false>(row, pieces, count, n, pixels);
   }
 }
 
 void LinearRow(const RowOfT& row, const Gradient::Piece* pieces, int count, bool opaque, int n,
                uint32_t* pixels) {
-  RowBy<false>(row, pieces, count, opaque, n, pixels);
+  AnyRow<false>(row, pieces, count, opaque, n, pixels);
 }
 
 void RadialRow(const RowOfT& row, const Gradient::Piece* pieces, int count, bool opaque, int n,
                uint32_t* pixels) {
-  RowBy<true>(row, pieces, count, opaque, n, pixels);
+  AnyRow<true>(row, pieces, count, opaque, n, pixels);
 }
 
 }  // namespace plexion_host::movie::HWY_NAMESPACE
@@ -237,6 +307,10 @@ Gradient::Result Gradient::Prepare(const Paint& paint) {
                         std::abs(pieces_.back().base[2] + slope[2] * last_ - before[2]) > 0.25f ||
                         std::abs(pieces_.back().base[3] + slope[3] * last_ - before[3]) > 0.25f;
   if (endsHard) pieces_.push_back(Constant(last_, before));
+  constexpr float kSteep = 1e5f;
+  tame_ = std::all_of(pieces_.begin(), pieces_.end(), [](const Piece& piece) {
+    return std::all_of(piece.slope, piece.slope + 4, [](float s) { return std::abs(s) < kSteep; });
+  });
   return Result::kRows;
 }
 
@@ -253,6 +327,7 @@ void Gradient::Row(int x, int y, int n, uint32_t* pixels) const {
   row.spread = spread_;
   row.first = first_;
   row.last = last_;
+  row.tame = tame_;
   const int count = static_cast<int>(pieces_.size());
   if (radial_) {
     HWY_DYNAMIC_DISPATCH(RadialRow)(row, pieces_.data(), count, opaque_, n, pixels);
