@@ -12,6 +12,7 @@
 #include "host/player/lottie/document/MovieFile.h"
 #include "host/player/lottie/document/Reader.h"
 #include "host/player/lottie/document/Theme.h"
+#include "host/player/lottie/scene/Backdrop.h"
 #include "host/player/lottie/scene/DataFiles.h"
 #include "host/player/lottie/scene/Images.h"
 #include "host/player/lottie/scene/NotDrawn.h"
@@ -35,7 +36,7 @@ constexpr unsigned kCheckedAt = 80;
 class LottieEngine final : public Engine {
  public:
   explicit LottieEngine(EngineHost& host)
-      : host_(host), movie_(host.Memory()), images_(host.Memory()) {}
+      : host_(host), movie_(host.Memory()), images_(host.Memory()), backdrop_(host.Memory()) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     try {
@@ -188,6 +189,9 @@ class LottieEngine final : public Engine {
       return true;
     }
     if (evaluated_ && holds_.Holds(time_)) return true;
+    // Only now, so that the same moment can be drawn again.
+    if (listShown_) std::swap(shown_, list_);
+    listShown_ = false;
     try {
       if (scripts_) scripts_->BeginFrame();
       holds_ =
@@ -214,20 +218,28 @@ class LottieEngine final : public Engine {
     const bool under = scene_->BlendsWithBackground();
     const uint32_t background = under ? 0 : uint32_t{target.bgAlpha} << 24;
     const auto stopped = [this] { return host_.Cancelled(); };
+    int64_t area = 0;
+    for (int i = 0; i < damage_.Count(); ++i) area += AreaOf(damage_[i]);
+    const size_t below =
+        backdrop_.Prepare(list_, plane.width, plane.height, background, area, painter_, stopped);
     bool whole = true;
     for (int i = 0; i < damage_.Count() && whole; ++i) {
       const IntRect rect = damage_[i].Cut(plane.Bounds());
-      for (int y = rect.top; y < rect.bottom; ++y) {
-        std::fill(plane.Row(y) + rect.left, plane.Row(y) + rect.right, background);
+      if (below > 0) {
+        backdrop_.CopyTo(plane, rect);
+      } else {
+        for (int y = rect.top; y < rect.bottom; ++y) {
+          std::fill(plane.Row(y) + rect.left, plane.Row(y) + rect.right, background);
+        }
       }
-      whole = painter_.Paint(list_, plane, rect, stopped);
+      whole = painter_.Paint(list_, below, list_.size(), plane, rect, stopped);
       if (under) LayBackground(plane, rect, target.bgAlpha);
     }
     const IntRect dirty = damage_.All().Cut(plane.Bounds());
     result.drawn = true;
     result.dirty = {uint32_t(dirty.left), uint32_t(dirty.top), uint32_t(dirty.Width()),
                     uint32_t(dirty.Height())};
-    shown_ = list_;
+    listShown_ = true;
     damage_.Clear();
     drawn_ = whole;
   }
@@ -262,7 +274,9 @@ class LottieEngine final : public Engine {
   bool evaluated_ = false;
   bool drawn_ = false;        ///< shown_ is what the plane shows
   movie::DisplayList list_;   ///< of the moment
-  movie::DisplayList shown_;  ///< of the last Draw
+  movie::DisplayList shown_;  ///< of the last Draw, unless listShown_
+  bool listShown_ = false;    ///< list_ has been drawn
+  movie::Backdrop backdrop_;
   movie::ListComparison comparison_;
   movie::Damage damage_;
   movie::Painter painter_;

@@ -248,6 +248,21 @@ TEST_F(LottieEngineTest, FillsAPlaneOfTheSameShapeAndCentresInAnother) {
   EXPECT_EQ(0u, tall.At(4, 22));
 }
 
+TEST_F(LottieEngineTest, ShowsNothingBesideTheStage) {
+  std::string movie = kSquare;  // the square reaches over the left edge
+  movie.replace(movie.find("[5,5]"), 5, "[0,5]");
+  const TemporaryFile file(movie);
+  parameters_.bgAlpha = 0;
+  Open(file.Path());
+  FakePlane wide(60, 10);
+  ASSERT_TRUE(player_->SetRenderPlane(&wide));
+  clock_.Settle();
+  EXPECT_EQ(0u, wide.At(19, 5));
+  EXPECT_EQ(kRed, wide.At(20, 5));
+  EXPECT_EQ(kRed, wide.At(24, 5));
+  EXPECT_EQ(0u, wide.At(25, 5));
+}
+
 TEST_F(LottieEngineTest, TakesFileAddressesAndPathsUnderABase) {
   const TemporaryFile file(kSquare);
   Open("file://" + file.Path());

@@ -65,11 +65,11 @@ MaskMode ModeOf(Mask::Mode mode) {
 
 }  // namespace
 
-bool Painter::Paint(const DisplayList& list, const Surface& target, const IntRect& clip,
-                    const std::function<bool()>& stopped) {
+bool Painter::Paint(const DisplayList& list, size_t from, size_t to, const Surface& target,
+                    const IntRect& clip, const std::function<bool()>& stopped) {
   stopped_ = &stopped;
   stop_ = false;
-  PaintItems(list, 0, list.size(), {target, 0, 0}, clip.Cut(target.Bounds()));
+  PaintItems(list, from, to, {target, 0, 0}, clip.Cut(target.Bounds()));
   stopped_ = nullptr;
   return !stop_;
 }

@@ -17,11 +17,11 @@ namespace plexion_host::movie {
 /// Life     keeps its memory from list to list. Errors: throws std::bad_alloc. Thread: one.
 class Painter {
  public:
-  /// Draws what of `list` lies in `clip` over what is there. `stopped` is asked now and then; once
-  /// it says so, the rest is left out.
+  /// Draws what of the items `from` to `to` of `list` lies in `clip` over what is there. `stopped` is
+  /// asked now and then; once it says so, the rest is left out.
   /// Returns  false when it was stopped.
-  bool Paint(const DisplayList& list, const Surface& target, const IntRect& clip,
-             const std::function<bool()>& stopped);
+  bool Paint(const DisplayList& list, size_t from, size_t to, const Surface& target,
+             const IntRect& clip, const std::function<bool()>& stopped);
 
   size_t PoolBytes() const { return pool_.Bytes(); }
   void Trim() { pool_.Trim(); }

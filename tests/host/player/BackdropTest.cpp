@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include "host/player/lottie/scene/Backdrop.h"
+#include "tests/host/player/PlainHost.h"
+
+namespace plexion_host::movie {
+namespace {
+
+constexpr int kWidth = 40, kHeight = 20;
+constexpr uint32_t kBlack = 0xFF000000;
+
+/// A gradient in a group over all of the plane, and a square over it that moves.
+class BackdropTest : public ::testing::Test {
+ protected:
+  BackdropTest() {
+    wide_.path.AddRect({0, 0, kWidth, kHeight});
+    wide_.gradient = true;
+    wide_.x2 = kWidth;
+    wide_.stops.resize(2);
+    wide_.stops[1].offset = 1;
+    wide_.stops[1].colour = {1, 0.5f, 0, 0.75f};
+    square_.path.AddRect({0, 0, 5, 5});
+    square_.colour = {0, 0, 1, 1};
+  }
+
+  void SetFrame(int frame, uint64_t bottom) {
+    const IntRect plane = {0, 0, kWidth, kHeight};
+    list_.assign(4, DrawItem());
+    list_[0].kind = DrawItem::Kind::kGroup;
+    list_[0].bounds = plane;
+    list_[0].end = 2;
+    list_[1].op = &wide_;
+    list_[1].bounds = plane;
+    list_[1].look = bottom;
+    list_[1].opacity = 1.0f / static_cast<float>(bottom);
+    list_[2].kind = DrawItem::Kind::kEnd;
+    list_[3].op = &square_;
+    list_[3].matrix.e = frame % 30;
+    list_[3].look = static_cast<uint64_t>(frame);
+    list_[3].bounds = {frame % 30, 0, frame % 30 + 5, 5};
+    for (size_t i = 0; i < list_.size(); ++i) list_[i].key = i + 1;
+  }
+
+  /// Draws with the backdrop; the picture must be as without it. Returns  the items it held.
+  size_t Draw(Backdrop& backdrop) {
+    const auto stopped = [] { return false; };
+    std::vector<uint32_t> with(kWidth * kHeight, kBlack), without = with;
+    const Surface one = {with.data(), kWidth, kHeight, kWidth * 4};
+    const Surface other = {without.data(), kWidth, kHeight, kWidth * 4};
+    const size_t held =
+        backdrop.Prepare(list_, kWidth, kHeight, kBlack, kWidth * kHeight, painter_, stopped);
+    if (held > 0) backdrop.CopyTo(one, one.Bounds());
+    painter_.Paint(list_, held, list_.size(), one, one.Bounds(), stopped);
+    painter_.Paint(list_, 0, list_.size(), other, other.Bounds(), stopped);
+    EXPECT_EQ(without, with);
+    return held;
+  }
+
+  ShapeOp wide_, square_;
+  DisplayList list_;
+  Painter painter_;
+};
+
+TEST_F(BackdropTest, HoldsWhatLastsAndLetsGoOfItWhenItChanges) {
+  Backdrop backdrop(nullptr);
+  for (uint64_t bottom = 1; bottom <= 2; ++bottom) {
+    for (int frame = 0; frame < 30; ++frame) {
+      SetFrame(frame, bottom);
+      const size_t held = Draw(backdrop);
+      EXPECT_TRUE(frame > 0 || held == 0) << "it has just changed";
+      EXPECT_TRUE(frame <= 12 || held == 3) << "the whole group, and no more; it is " << held;
+    }
+  }
+}
+
+TEST_F(BackdropTest, GivesUpOnWhatNeverLasts) {
+  Backdrop backdrop(nullptr);
+  int held = 0;
+  for (int frame = 0; frame < 600; ++frame) {
+    SetFrame(frame, 1 + static_cast<uint64_t>(frame) / 10);
+    held += Draw(backdrop) > 0 ? 1 : 0;
+  }
+  EXPECT_LT(held, 30);
+}
+
+TEST_F(BackdropTest, LeavesScarceMemoryToOthers) {
+  constexpr unsigned long kPlane = kWidth * kHeight * 4;
+  player::LimitedMemory memory(kPlane * 6);
+  Backdrop backdrop(&memory);
+  void* others = memory.Alloc(kPlane * 3, nullptr, 0);
+  for (int frame = 0; frame < 30; ++frame) {
+    SetFrame(frame, 1);
+    EXPECT_EQ(0u, Draw(backdrop));
+  }
+  memory.Free(others, nullptr, 0);
+  for (int frame = 0; frame < 20; ++frame) {
+    SetFrame(frame, 1);
+    const size_t held = Draw(backdrop);
+    EXPECT_TRUE(frame <= 12 || held == 3) << held;
+  }
+  others = memory.Alloc(kPlane * 9 / 2, nullptr, 0);
+  ASSERT_NE(nullptr, others);
+  EXPECT_EQ(0u, Draw(backdrop));
+  memory.Free(others, nullptr, 0);
+}
+
+}  // namespace
+}  // namespace plexion_host::movie
