@@ -20,7 +20,7 @@ using ::testing::HasSubstr;
 
 std::string Number(uint32_t value, int bytes) {
   std::string text;
-  for (int i = 0; i < bytes; ++i) text += static_cast<char>(uint64_t{value} >> (8 * i) & 255);
+  for (int i = 0; i < bytes; ++i, value >>= 8) text += static_cast<char>(value & 255);
   return text;
 }
 
