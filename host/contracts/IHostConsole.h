@@ -17,6 +17,9 @@ class IHostConsole : public IQXModule {
   virtual void BeginCapture() = 0;
   /// Ends it and returns what was printed.
   virtual std::string EndCapture() = 0;
+  /// To standard output as it is, whatever becomes of what modules print: the answer to somebody who
+  /// typed there.
+  virtual void PrintPlain(const std::string& text) = 0;
   /// A line editor that owns the terminal's last line sets this: `before` is called ahead of each
   /// piece of output, `after` behind it, on the printing thread. Null functions take it back.
   virtual void SetTerminalHooks(void (*before)(void*), void (*after)(void*), void* context) = 0;

@@ -19,6 +19,8 @@ namespace {
 
 // Null while the thread does not capture. One for all consoles: a thread prints for one at a time.
 thread_local std::unique_ptr<std::string> captured;
+// The line that the thread has not ended yet, for the log.
+thread_local std::string openLine;
 
 /// Written at once: a pipe that takes anything takes this much, a terminal less.
 constexpr size_t kPieceBytes = 512;
@@ -48,8 +50,14 @@ void Console::Print(const std::string& text) {
     captured->append(Printable(text));
     return;
   }
-  Write(&Console::output_, text);
+  if (log_ != nullptr && log_->Settings().takesModuleTexts) {
+    LogModuleText(text);
+  } else {
+    Write(&Console::output_, text);
+  }
 }
+
+void Console::PrintPlain(const std::string& text) { Write(&Console::output_, text); }
 
 void Console::PrintFormat(const char* format, va_list arguments) {
   char small[1024];
@@ -67,6 +75,27 @@ void Console::PrintFormat(const char* format, va_list arguments) {
 }
 
 void Console::PrintError(const std::string& text) { Write(&Console::error_, text); }
+
+void Console::SetLog(const LogSettings& settings) {
+  log_ = std::make_unique<OperatorLog>(settings);
+}
+
+void Console::Log(const LogRecord& record) {
+  if (log_ != nullptr) {
+    Write(&Console::error_, log_->Line(record));
+  } else if (record.level <= LogLevel::kWarning) {
+    Write(&Console::error_, "plexion: " + WithoutPasswords(record.text) + "\n");
+  }
+}
+
+void Console::LogModuleText(const std::string& text) {
+  openLine += text;
+  for (size_t end = openLine.find('\n'); end != std::string::npos; end = openLine.find('\n')) {
+    const std::string line = openLine.substr(0, end);
+    openLine.erase(0, end + 1);
+    if (!line.empty()) Log({LevelOfModuleText(line), line});
+  }
+}
 
 void Console::BeginCapture() { captured = std::make_unique<std::string>(); }
 

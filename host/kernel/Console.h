@@ -6,11 +6,13 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
 #include "host/contracts/IHostConsole.h"
+#include "host/kernel/OperatorLog.h"
 
 namespace plexion_host {
 
@@ -25,6 +27,10 @@ namespace plexion_host {
 /// Nobody who prints waits for whoever reads: what a pipe or a stopped terminal does not take at once
 /// is kept, up to kMaxKept bytes, and written by a thread of its own as it is read; what comes beyond
 /// that is dropped, and how much is said when there is room again.
+///
+/// With a log (SetLog) what is said of the run becomes lines of it on standard error, with time and
+/// level; without one messages are "plexion: TEXT" there, and modules' texts go to standard output byte
+/// for byte as they are.
 ///
 /// Thread   any.
 class Console final : public IHostConsole {
@@ -42,12 +48,20 @@ class Console final : public IHostConsole {
   void PrintFormat(const char* format, va_list arguments);
   void PrintError(const std::string& text);
 
+  /// From now on there is a log. Once, before other threads print.
+  void SetLog(const LogSettings& settings);
+  bool HasLog() const { return log_ != nullptr; }
+  /// A record of the log. Without a log warnings and errors are "plexion: TEXT", and the others are
+  /// left out.
+  void Log(const LogRecord& record);
+
   /// Waits until what was kept has been written, as long as its reader takes something every now and
   /// then; what a reader does not take for so long is dropped.
   void Flush(std::chrono::milliseconds patience = std::chrono::milliseconds(500));
 
   void BeginCapture() override;
   std::string EndCapture() override;
+  void PrintPlain(const std::string& text) override;
   /// Hooks run under the console's lock, which a thread may take again: a hook may print.
   void SetTerminalHooks(void (*before)(void*), void (*after)(void*), void* context) override;
   bool IsLineOpen() override;
@@ -60,6 +74,8 @@ class Console final : public IHostConsole {
     size_t dropped = 0;  // bytes since `kept` was full
   };
 
+  /// Text of a module for the log: whole lines go, the rest waits for its end.
+  void LogModuleText(const std::string& text);
   void Write(Stream Console::*which, const std::string& text) EXCLUDES(mutex_);
   void CallHook(void (*hook)(void*)) REQUIRES(mutex_);
   /// Writes what is kept as it is taken, until nothing is.
@@ -67,6 +83,8 @@ class Console final : public IHostConsole {
   /// Writes what the reader takes now, from the front of `stream.kept`.
   static void WriteSome(Stream& stream);
   void StartWriter() REQUIRES(mutex_);
+
+  std::unique_ptr<OperatorLog> log_;  // constant once others print
 
   RecursiveMutex mutex_;  // also the order of output
   Stream output_ GUARDED_BY(mutex_);

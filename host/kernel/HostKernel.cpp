@@ -35,8 +35,7 @@ IQXModule* HostKernel::AcquireModule(const char* name) {
   std::string error;
   IQXModule* const module = modules_.Acquire(name, error);
   if (module == nullptr && modules_.ShouldReport(name)) {
-    console_.PrintError("plexion: module " + std::string(name) + " is not available: " + error +
-                        "\n");
+    console_.Log({LogLevel::kError, "module " + std::string(name) + " is not available: " + error});
   }
   return module;
 }

@@ -3,6 +3,8 @@
 
 #include "host/launcher/Launcher.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -56,6 +58,21 @@ HostKernel& MakeKernel(const std::vector<std::string>& arguments, const Launcher
   return *kernel;
 }
 
+/// What goes on for long has a log: programmes and playlists, whatever the journal reads, and what
+/// somebody asked one of.
+void OpenLog(const LauncherOptions& options, Console& console) {
+  const bool asked = options.logLevel || options.logJson;
+  const bool journal = GoesToJournal(STDERR_FILENO);
+  const bool programme = !options.programme.empty();
+  if (!asked && !journal && !programme && !options.signage) return;
+  LogSettings settings;
+  settings.level = options.logLevel.value_or(LogLevel::kInfo);
+  if (journal) settings.style = LogSettings::Style::kJournal;
+  if (options.logJson) settings.style = LogSettings::Style::kJson;
+  settings.takesModuleTexts = asked || journal || programme;
+  console.SetLog(settings);
+}
+
 void ExportSettings(const LauncherOptions& options) {
   // For modules, which have no other way to the launcher's own options.
   const std::string& path = options.dataDirectory;
@@ -72,6 +89,7 @@ class Launcher {
       : line_(std::move(line)), kernel_(MakeKernel(arguments, line_.options)) {}
 
   int Run() {
+    OpenLog(line_.options, kernel_.GetConsole());
     WatchEnd();
     const bool ready = OpenShell() && LoadService() && ReadContents() && OpenWindows() &&
                        StartContents() && OpenDisplay() && OpenInput();

@@ -44,8 +44,12 @@ QXError Shell::Start() {
   settings.inputFd = inputFd_;
   settings.outputFd = outputFd_;
   settings.historyPath = History::DefaultPath();
-  settings.print = [](const std::string& text) {
-    IQXKernel::GetKernel()->Printf("%s", text.c_str());
+  settings.print = [console = console_](const std::string& text) {
+    if (console != nullptr) {
+      console->PrintPlain(text);
+    } else {
+      IQXKernel::GetKernel()->Printf("%s", text.c_str());
+    }
   };
   settings.console = console_;
   reader_ = std::make_unique<InputReader>(commands_, std::move(settings));

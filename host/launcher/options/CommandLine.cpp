@@ -153,6 +153,13 @@ class OptionTable {
         [&to](Text text) { return ReadMemoryLimit(text, to.memoryLimitBytes); });
     AddText("--shellsocket", "PATH", "Take the operator's commands from a Unix socket, too",
             to.shellSocket);
+    Add("--log-level", "LEVEL",
+        "Log with time and level what happened: error, warning, info or debug, and what is worse",
+        [&to](Text text) {
+          to.logLevel = ReadLogLevel(text);
+          return std::string(to.logLevel ? "" : "error, warning, info or debug");
+        });
+    app.add_flag("--log-json", to.logJson, "Log each line as a JSON object");
     AddText("--datadir", "DIR", "Folder to use in place of /mtd_down/halvex/plexion",
             to.dataDirectory);
     Add("--modulemap", "NAME:FILE", "Load a platform module from this library", [&to](Text text) {

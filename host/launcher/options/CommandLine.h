@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/contracts/IHostDisplay.h"
+#include "host/kernel/OperatorLog.h"
 #include "host/launcher/options/StartTime.h"
 #include "qx/plexion/InputTypes.h"
 
@@ -48,8 +49,10 @@ struct LauncherOptions {
   bool signage = false;
   bool loop = false;
   std::optional<StartTime> startAt;
-  int64_t loadTimeoutMs = 15000;  ///< with signage: a content that takes longer is left out
-  std::string shellSocket;        ///< empty: none
+  int64_t loadTimeoutMs = 15000;     ///< with signage: a content that takes longer is left out
+  std::string shellSocket;           ///< empty: none
+  std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
+  bool logJson = false;
   /// The service's own, anywhere on the command line, as the service looks for them.
   bool pause = false;
   bool useShell = false;

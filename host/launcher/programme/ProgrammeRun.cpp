@@ -5,9 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cinttypes>
-#include <cstdlib>
-#include <ctime>
 
 #include "host/base/Text.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -33,13 +30,6 @@ std::string StampOf(const std::string& path) {
   if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return {};
   return std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec) +
          "/" + std::to_string(status.st_size) + "/" + std::to_string(status.st_ino);
-}
-
-std::string Seconds(int64_t ms) {
-  char text[48];
-  std::snprintf(text, sizeof text, "%" PRId64 ".%d s", ms / 1000,
-                static_cast<int>(ms % 1000 / 100));
-  return text;
 }
 
 /// Zones that are alike but for what plays in them.
@@ -126,17 +116,18 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
   auto programme = std::make_shared<Programme>();
   std::string error;
   if (!OpenProgramme(path_, calendar_, *programme, error)) {
-    Log("warning", "the changed programme is wrong, the old one goes on: " + error);
+    session_.Log(LogLevel::kWarning,
+                 "the changed programme is wrong, the old one goes on: " + error);
     return;
   }
   const bool sameZones = SameZones(*programme, *programme_);
   programme_ = std::move(programme);
   if (!sameZones) {
-    Log("info", "the programme has changed its zones, and begins anew");
+    session_.Log(LogLevel::kInfo, "the programme has changed its zones, and begins anew");
     MakeZones();
     return;
   }
-  Log("info", "the programme has changed; it counts from the end of what is on");
+  session_.Log(LogLevel::kInfo, "the programme has changed; it counts from the end of what is on");
   for (const Playing& playing : zones_) {
     playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_,
                            programme_->defaultDurationMs, programme_->name, programme_->showReason);
@@ -145,37 +136,30 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
 }
 
 void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {
-  const std::string where = "zone " + PrintableWord(zone) + ": ";
-  const std::string content = PrintableWord(news.content);
-  switch (news.kind) {
-    case ZoneNews::Kind::kShown:
-      Log("info", where + "shows " + content + " (" + news.reason + ", playlist " +
-                      PrintableWord(news.playlist) + ")" +
-                      (news.playedMs > 0 ? ", after " + Seconds(news.playedMs) : ""));
-      break;
-    case ZoneNews::Kind::kNothing:
-      Log("error", where + news.reason);
-      break;
-    default:
-      Log("warning", where + "skips " + content + ": " + PrintableWord(news.reason));
-  }
-}
-
-/// With the time for a terminal or a file; with the level alone for the journal, which has its own
-/// clock.
-void ProgrammeRun::Log(const char* level, const std::string& text) const {
-  if (std::getenv("JOURNAL_STREAM") != nullptr) {
-    const char* const number = level[0] == 'e' ? "<3>" : level[0] == 'w' ? "<4>" : "<6>";
-    session_.kernel.GetConsole().PrintError(number + text + "\n");
+  if (news.kind == ZoneNews::Kind::kShown) {
+    ShownContent shown;
+    shown.zone = zone;
+    shown.content = news.content;
+    shown.reason = news.reason;
+    shown.playlist = news.playlist;
+    if (news.durationMs) shown.lasts = milliseconds(*news.durationMs);
+    shown.before = news.before;
+    shown.beforeLasted = milliseconds(news.playedMs);
+    session_.LogShown(shown);
     return;
   }
-  const std::time_t now = std::time(nullptr);
-  tm parts{};
-  char time[48] = "";
-  if (localtime_r(&now, &parts) != nullptr) {
-    std::strftime(time, sizeof time, "%Y-%m-%d %H:%M:%S ", &parts);
+  const std::string where = "zone " + PrintableWord(zone) + ": ";
+  std::vector<LogField> fields = {{"zone", zone}, {"reason", news.reason}};
+  if (news.kind == ZoneNews::Kind::kNothing) {
+    fields.push_back({"event", "nothing"});
+    session_.Log(LogLevel::kError, where + PrintableWord(news.reason), fields);
+    return;
   }
-  session_.kernel.GetConsole().PrintError(time + std::string(level) + " " + text + "\n");
+  fields.push_back({"event", "skipped"});
+  fields.push_back({"content", news.content});
+  session_.Log(LogLevel::kWarning,
+               where + "skips " + PrintableWord(news.content) + ": " + PrintableWord(news.reason),
+               fields);
 }
 
 }  // namespace plexion_host

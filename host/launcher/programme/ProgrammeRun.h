@@ -32,7 +32,6 @@ class ProgrammeRun {
 
   void MakeZones();
   void Print(const std::string& zone, const ZoneNews& news) const;
-  void Log(const char* level, const std::string& text) const;
   void LookAtDocument(int64_t nowMs);
   qx::platform::OutputPlane* PlaneAbove(const std::string& zone) const;
 

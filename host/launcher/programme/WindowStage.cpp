@@ -162,6 +162,11 @@ void WindowStage::Open(Content& content, const Item& item) {
   parameters.outputRect = rect_;
   parameters.memoryLimit = session_.options.memoryLimitBytes;
   (void)item;
+  // The platform's own folder, which nobody named: not to be missed where there is none.
+  std::error_code fault;
+  if (parameters.extensionsDir != nullptr && !fs::is_directory(parameters.extensionsDir, fault)) {
+    parameters.extensionsDir = "";
+  }
   if (content.window->Configure(parameters) && content.window->LoadMVXAsync()) {
     content.phase = Phase::kLoading;
     return;

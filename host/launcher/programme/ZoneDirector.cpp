@@ -203,8 +203,11 @@ void ZoneDirector::Show(Slot& slot, const char* reason, const ZoneTime& now) {
   stage_.Show(current_.number, previous.number, transition);
   reasonShown_ = false;
   if (news_) {
-    news_({ZoneNews::Kind::kShown, current_.item.content, reason, current_.playlist,
-           previous.number == 0 ? 0 : now.steadyMs - previous.shownAtMs});
+    ZoneNews news{ZoneNews::Kind::kShown, current_.item.content, reason, current_.playlist,
+                  previous.number == 0 ? 0 : now.steadyMs - previous.shownAtMs};
+    if (previous.number != 0) news.before = previous.item.content;
+    if (current_.endAtMs) news.durationMs = *current_.endAtMs - now.steadyMs;
+    news_(news);
   }
   // What is paused for an interruption is not dropped.
   if (previous.number != 0 && previous.number != resumed_.number) stage_.Drop(previous.number);

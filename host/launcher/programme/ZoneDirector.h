@@ -43,7 +43,9 @@ struct ZoneNews {
   std::string content;
   std::string reason;  ///< "schedule", "next", "start", "operator", or what went wrong
   std::string playlist;
-  int64_t playedMs = 0;  ///< of the content before it
+  int64_t playedMs = 0;                    ///< of the content before it
+  std::string before = {};                 ///< that content; empty: none
+  std::optional<int64_t> durationMs = {};  ///< as planned; none: until it ends
 };
 
 struct ZoneTime {

@@ -2,6 +2,8 @@
 
 #include "host/launcher/run/Session.h"
 
+#include <filesystem>
+
 #include "host/base/ModuleHandle.h"
 #include "host/base/Text.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -9,8 +11,48 @@
 
 namespace plexion_host {
 
-void Session::Error(const std::string& message) const {
-  kernel.GetConsole().PrintError("plexion: " + message + "\n");
+void Session::Log(LogLevel level, const std::string& text, std::vector<LogField> fields) const {
+  kernel.GetConsole().Log({level, text, std::move(fields)});
+}
+
+std::string ShowDuration(std::chrono::milliseconds duration) {
+  const int64_t tenths = (duration.count() + 50) / 100;
+  std::string text = tenths >= 600 ? std::to_string(tenths / 600) + " min " : "";
+  text += std::to_string(tenths % 600 / 10);
+  if (tenths < 600 && tenths % 10 != 0) text += "." + std::to_string(tenths % 10);
+  return text + " s";
+}
+
+namespace {
+
+/// As short as it can be said: a document's contents are named from its own folder on.
+std::string ShownName(const std::string& content) {
+  if (content.find("://") != std::string::npos) return PrintableWord(content);
+  return PrintableWord(std::filesystem::path(content).lexically_normal().string());
+}
+
+}  // namespace
+
+void Session::LogShown(const ShownContent& shown) const {
+  std::string text = shown.zone.empty() ? "" : "zone " + PrintableWord(shown.zone) + ": ";
+  text += "shows " + ShownName(shown.content);
+  if (shown.lasts) text += " for " + ShowDuration(*shown.lasts);
+  text += " (" + shown.reason;
+  if (!shown.playlist.empty()) text += ", playlist " + PrintableWord(shown.playlist);
+  text += ")";
+  if (!shown.before.empty()) {
+    text += "; " + ShownName(shown.before) + " was on for " + ShowDuration(shown.beforeLasted);
+  }
+  std::vector<LogField> fields = {
+      {"event", "shown"}, {"content", shown.content}, {"reason", shown.reason}};
+  if (!shown.zone.empty()) fields.push_back({"zone", shown.zone});
+  if (!shown.playlist.empty()) fields.push_back({"playlist", shown.playlist});
+  if (shown.lasts) fields.push_back({"ms", std::to_string(shown.lasts->count()), true});
+  if (!shown.before.empty()) {
+    fields.push_back({"before", shown.before});
+    fields.push_back({"beforeMs", std::to_string(shown.beforeLasted.count()), true});
+  }
+  Log(LogLevel::kInfo, text, std::move(fields));
 }
 
 void Session::ContentError(const std::string& content, const Ending& ending) {
@@ -20,8 +62,10 @@ void Session::ContentError(const std::string& content, const Ending& ending) {
   for (const std::string& named : {content, content.substr(content.rfind('/') + 1)}) {
     if (cause.compare(0, named.size() + 2, named + ": ") == 0) cause.erase(0, named.size() + 2);
   }
-  Error(PrintableWord(content) + ": " + (name != nullptr ? name : "unknown status") +
-        (cause.empty() ? "" : ": " + cause));
+  Log(LogLevel::kError,
+      PrintableWord(content) + ": " + (name != nullptr ? name : "unknown status") +
+          (cause.empty() ? "" : ": " + cause),
+      {{"event", "failed"}, {"content", content}, {"reason", cause}});
   someContentFailed = true;
 }
 

@@ -4,8 +4,11 @@
 #define HOST_LAUNCHER_RUN_SESSION_H_
 
 #include <atomic>
+#include <chrono>
 #include <future>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/HostKernel.h"
@@ -15,6 +18,20 @@
 #include "host/launcher/run/WindowList.h"
 
 namespace plexion_host {
+
+/// A change of what is on.
+struct ShownContent {
+  std::string zone;  ///< empty: there are none
+  std::string content;
+  std::string reason;                                ///< "start", "next", "schedule", "operator"
+  std::string playlist;                              ///< empty: none with a name
+  std::optional<std::chrono::milliseconds> lasts{};  ///< as planned; none: until it ends
+  std::string before;                                ///< what was on; empty: nothing
+  std::chrono::milliseconds beforeLasted{0};
+};
+
+/// "8 s", "1 min 30 s", "12.3 s".
+std::string ShowDuration(std::chrono::milliseconds duration);
 
 /// What the parts of a run share. Everything outlives the run.
 struct Session {
@@ -42,8 +59,12 @@ struct Session {
   /// Waits for that word. Before it nothing may be shown.
   bool WaitForDisplay() { return displayOpen_.get(); }
 
-  /// "plexion: MESSAGE" on standard error.
-  void Error(const std::string& message) const;
+  /// One thing that happened, for the log; see Console::Log.
+  void Log(LogLevel level, const std::string& text, std::vector<LogField> fields = {}) const;
+  /// The same for what went wrong.
+  void Error(const std::string& message) const { Log(LogLevel::kError, message); }
+  /// A content is on from now on: one line.
+  void LogShown(const ShownContent& shown) const;
   /// Tells of a content that ended in an error, and remembers that there was one.
   void ContentError(const std::string& content, const Ending& ending);
   /// 0,0 when there is no screen.

@@ -148,6 +148,15 @@ void SignageRun::Switch(const OpenWindow& next, const OpenWindow* previous) {
 
 void SignageRun::Play(const OpenWindow& current) {
   session_.OnFirstPlay();
+  const StatusBoard::Clock::time_point now = StatusBoard::Clock::now();
+  ShownContent shown;
+  shown.content = current.line->content;
+  shown.reason = before_.empty() ? "start" : "next";
+  shown.before = before_;
+  shown.beforeLasted = std::chrono::duration_cast<std::chrono::milliseconds>(now - shownAt_);
+  session_.LogShown(shown);
+  before_ = current.line->content;
+  shownAt_ = now;
   const bool completed = current.window->PlayForLFD();
   const Ending ending = EndingOf(current);
   const bool failed = !completed || ending.status != qx::plexion::kStatusComplete;

@@ -53,6 +53,8 @@ class SignageRun {
   const std::vector<WindowLine>& lines_;
 
   // Of the thread that plays.
+  std::string before_;  // the content that was on last
+  StatusBoard::Clock::time_point shownAt_{};
   bool anySeen_ = false;
   size_t unseenInRow_ = 0;  // contents that ended before a picture of theirs was seen
 

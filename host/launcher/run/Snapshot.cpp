@@ -12,7 +12,7 @@ void Snapshot::Take(const std::string& remark) {
   std::string error = "this graphics driver cannot save pictures";
   failed_ = display_ == nullptr || !display_->SaveSnapshot(file_, error);
   if (failed_) {
-    console_.PrintError("plexion: --snapshot: " + file_ + ": " + error + "\n");
+    console_.Log({LogLevel::kError, "--snapshot: " + file_ + ": " + error});
   } else {
     console_.Print("Snapshot: " + file_ + (remark.empty() ? "" : " (" + remark + ")") + "\n");
   }

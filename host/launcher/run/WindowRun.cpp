@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/base/Check.h"
+#include "host/base/Text.h"
 #include "qx/platform/IGraphicsDriver.h"
 
 namespace plexion_host {
@@ -39,6 +40,7 @@ void WindowRun::RunOne() {
   session_.WaitForDisplay();
   if (loaded && !open.observer->GetEnding() && CreatePlanes(0) && session_.WaitForStartTime()) {
     session_.OnFirstPlay();
+    LogShown(items_[0]);
     open.window->PlayForLFD();
   }
   Finish(0);
@@ -108,6 +110,7 @@ bool WindowRun::Advance(bool mayPlay) {
       moved = true;
     } else if (!ended && item.phase == Phase::kShown && ready && mayPlay) {
       session_.OnFirstPlay();
+      LogShown(item);
       failed = !item.open.window->Play();
       item.phase = Phase::kPlaying;
       moved = true;
@@ -138,14 +141,32 @@ bool WindowRun::CreatePlanes(size_t index) {
   return true;
 }
 
+void WindowRun::LogShown(Item& item) {
+  item.shownAt = StatusBoard::Clock::now();
+  ShownContent shown;
+  shown.content = item.open.line->content;
+  shown.reason = "start";
+  session_.LogShown(shown);
+}
+
 void WindowRun::Finish(size_t index) {
   PLEXION_CHECK(index < items_.size(), "a window of the run ends once");
-  const OpenWindow open = items_[index].open;
+  const Item item = items_[index];
+  const OpenWindow& open = item.open;
   items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
   const Ending ending = EndingOf(open);
   const bool ended = ending.status == qx::plexion::kStatusComplete;
   // Whoever ends the run does not want to hear what it was ended in.
   if (!ended && !session_.windows.IsQuitting()) session_.ContentError(open.line->content, ending);
+  if (item.shownAt && ended) {
+    const auto lasted = std::chrono::duration_cast<std::chrono::milliseconds>(
+        StatusBoard::Clock::now() - *item.shownAt);
+    session_.Log(LogLevel::kInfo,
+                 PrintableWord(open.line->content) + " has ended after " + ShowDuration(lasted),
+                 {{"event", "ended"},
+                  {"content", open.line->content},
+                  {"ms", std::to_string(lasted.count()), true}});
+  }
   if (items_.empty()) session_.OnLastWindow();
   session_.windows.Destroy(open.window);
 }

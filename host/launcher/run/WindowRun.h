@@ -3,6 +3,7 @@
 #ifndef HOST_LAUNCHER_RUN_WINDOWRUN_H_
 #define HOST_LAUNCHER_RUN_WINDOWRUN_H_
 
+#include <optional>
 #include <vector>
 
 #include "host/launcher/run/WindowOpener.h"
@@ -22,6 +23,7 @@ class WindowRun {
     OpenWindow open;
     Phase phase = Phase::kLoading;
     bool refused = false;  ///< the window would not begin to load
+    std::optional<StatusBoard::Clock::time_point> shownAt = {};
   };
 
   /// The service's own way: load (and, paused, wait for "go" with its address), then play.
@@ -31,6 +33,7 @@ class WindowRun {
   bool Advance(bool mayPlay);
   bool MayPlayYet();
   bool CreatePlanes(size_t index);
+  void LogShown(Item& item);
   /// Reports an ending in error, and destroys the window.
   void Finish(size_t index);
 
