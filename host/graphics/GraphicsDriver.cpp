@@ -18,7 +18,7 @@ Dims GraphicsDriver::GetScreenDims() { return screen_->GetDims(); }
 RenderPlane* GraphicsDriver::CreateRenderPlane(const Dims& dims, uint32_t pixelFormat,
                                                StageWindow* window) {
   if (pixelFormat != 0 && pixelFormat != qx::platform::kPixelFormat32) return nullptr;
-  PixelStore store = PixelStore::Make(dims);
+  PixelStore store = PixelStore::MakeShared(dims);
   if (!store) return nullptr;
   auto plane = std::make_unique<MemoryRenderPlane>(std::move(store), window);
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -41,7 +41,7 @@ bool GraphicsDriver::ResizeOutputPlane(OutputPlane*& plane, const Dims& dims, co
 bool GraphicsDriver::ResizeRenderPlane(RenderPlane*& plane, const Dims& dims, StageWindow*) {
   MemoryRenderPlane* const found = FindRenderPlane(plane);
   if (found == nullptr) return false;
-  PixelStore store = PixelStore::Make(dims);
+  PixelStore store = PixelStore::MakeShared(dims);
   if (!store) return false;
   const uint64_t bytes = store.Bytes();
   found->GetSurface().Replace(std::move(store), false);

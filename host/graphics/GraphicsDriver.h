@@ -17,7 +17,9 @@ namespace plexion_host {
 /// needs no display loop; without one the screen is simply not presented.
 ///
 /// A plane that is resized stays the same object: its storage is swapped under its pixel lock,
-/// since the size may change on a host's thread while the player draws.
+/// since the size may change on a host's thread while the player draws. A render plane is shared memory,
+/// which only the player's process for that content gets to know; an output plane, which is what is
+/// seen, is not.
 class GraphicsDriver : public qx::platform::IGraphicsDriver {
  public:
   explicit GraphicsDriver(std::shared_ptr<Screen> screen) : screen_(std::move(screen)) {}

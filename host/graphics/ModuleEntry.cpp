@@ -1,5 +1,5 @@
-// The library's two modules, "IGraphicsDriver" and "IHostDisplay": two sides of one screen, which
-// lives as long as either is loaded.
+// The library's modules: "IGraphicsDriver" and "IHostDisplay", two sides of one screen, which lives as
+// long as either is loaded, and "IHostPlanes".
 
 #include <memory>
 #include <mutex>
@@ -7,6 +7,7 @@
 #include "host/contracts/HostModule.h"
 #include "host/graphics/Display.h"
 #include "host/graphics/GraphicsDriver.h"
+#include "host/graphics/SharedMemory.h"
 
 namespace plexion_host {
 namespace {
@@ -35,8 +36,16 @@ class DisplayModule final : public Display {
   DisplayModule() : Display(SharedScreen()) {}
 };
 
+class PlanesModule final : public IHostPlanes {
+ public:
+  bool FindShared(const void* pixels, SharedPixels& shared) override {
+    return FindSharedMemory(pixels, shared);
+  }
+};
+
 }  // namespace
 }  // namespace plexion_host
 
 PLEXION_HOST_MODULE(IGraphicsDriver, plexion_host::GraphicsDriverModule)
 PLEXION_HOST_MODULE(IHostDisplay, plexion_host::DisplayModule)
+PLEXION_HOST_MODULE(IHostPlanes, plexion_host::PlanesModule)

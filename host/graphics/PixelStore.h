@@ -12,6 +12,7 @@
 #include <memory>
 #include <utility>
 
+#include "host/graphics/SharedMemory.h"
 #include "qx/plexion/Geometry.h"
 
 namespace plexion_host {
@@ -25,10 +26,13 @@ inline bool DimsAreSane(const qx::plexion::Dims& dims) {
 }
 
 struct FreePixels {
-  size_t mapped = 0;  ///< bytes of a mapping; 0: a block of the heap
+  size_t mapped = 0;    ///< bytes of a mapping; 0: a block of the heap
+  bool shared = false;  ///< the mapping comes from MapSharedMemory
   void operator()(void* block) const {
     if (mapped == 0) {
       std::free(block);
+    } else if (shared) {
+      UnmapSharedMemory(block, mapped);
     } else {
       munmap(block, mapped);
     }
@@ -52,6 +56,20 @@ class PixelStore {
     const size_t misplaced = reinterpret_cast<uintptr_t>(block) % kAlignment;
     store.pixels_ = reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(block) +
                                                 (misplaced == 0 ? 0 : kAlignment - misplaced));
+    store.dims_ = dims;
+    return store;
+  }
+
+  /// The same, in memory that another process can be given to draw into. Where the system has none of
+  /// that kind it is memory of this process alone.
+  static PixelStore MakeShared(const qx::plexion::Dims& dims) {
+    PixelStore store;
+    if (!DimsAreSane(dims)) return store;
+    const size_t bytes = size_t{dims.width} * dims.height * sizeof(uint32_t);
+    void* const pixels = MapSharedMemory(bytes);
+    if (pixels == nullptr) return Make(dims);
+    store.block_ = Block(pixels, FreePixels{bytes, true});
+    store.pixels_ = static_cast<uint32_t*>(pixels);
     store.dims_ = dims;
     return store;
   }

@@ -51,6 +51,7 @@ HostKernel& MakeKernel(const std::vector<std::string>& arguments, const Launcher
   files.map = options.moduleMap;
   // Private interfaces of this host, in the libraries of the public ones.
   files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"},
+                           {"IHostPlanes", "IGraphicsDriver"},
                            {"IHostInput", "IUserInputDriver"},
                            {"IHostShell", "IShell"}};
   static HostKernel* const kernel = new HostKernel(arguments, std::move(files));

@@ -1,6 +1,10 @@
 // Planes as the service uses them.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
@@ -10,6 +14,7 @@
 
 #include "host/graphics/GraphicsDriver.h"
 #include "host/graphics/Screen.h"
+#include "host/graphics/SharedMemory.h"
 #include "tests/host/FakeStageWindow.h"
 
 namespace plexion_host {
@@ -39,6 +44,47 @@ class PlanesTest : public ::testing::Test {
   std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(Dims{640, 480});
   GraphicsDriver driver_{screen_};
 };
+
+TEST_F(PlanesTest, RenderPlanesAreSealedMemoryThatAnotherProcessCanDrawInto) {
+  constexpr size_t kBytes = size_t{320} * 200 * 4;
+  RenderPlane* plane = driver_.CreateRenderPlane({320, 200}, 1, nullptr);
+  SharedPixels shared;
+  const void* const first = plane->LockPixels(false);
+  ASSERT_TRUE(FindSharedMemory(first, shared));
+  EXPECT_EQ(kBytes, shared.bytes);
+  EXPECT_EQ(F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL, fcntl(shared.descriptor, F_GET_SEALS));
+  // What would end the launcher by a signal at its next copy.
+  EXPECT_NE(0, ftruncate(shared.descriptor, 0));
+  EXPECT_NE(0, ftruncate(shared.descriptor, kBytes + 1));
+  struct stat status = {};
+  ASSERT_EQ(0, fstat(shared.descriptor, &status));
+  EXPECT_GE(static_cast<size_t>(status.st_blocks) * 512, kBytes) << "its pages are there";
+  void* const others =
+      mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_SHARED, shared.descriptor, 0);
+  ASSERT_NE(MAP_FAILED, others);
+  static_cast<uint32_t*>(others)[320 * 7 + 5] = 0xff123456;
+  munmap(others, kBytes);
+  plane->UnlockPixels();
+  EXPECT_EQ(0xff123456u, PixelAt(plane, 5, 7));
+
+  ASSERT_TRUE(driver_.ResizeRenderPlane(plane, {64, 48}, nullptr));
+  SharedPixels resized;
+  ASSERT_TRUE(FindSharedMemory(plane->LockPixels(false), resized));
+  plane->UnlockPixels();
+  EXPECT_NE(shared.id, resized.id) << "though it may lie at the same address";
+  EXPECT_EQ(size_t{64} * 48 * 4, resized.bytes);
+
+  // What is on the screen is nobody else's.
+  OutputPlane* output = driver_.CreateOutputPlane({0, 0, 64, 48}, false, plane, nullptr, "seen");
+  EXPECT_FALSE(FindSharedMemory(output->LockPixels(true), shared));
+  output->UnlockPixels();
+  const void* const last = plane->LockPixels(true);
+  plane->UnlockPixels();
+  driver_.DestroyOutputPlane(output);
+  driver_.DestroyRenderPlane(plane);
+  EXPECT_FALSE(FindSharedMemory(last, shared));
+  EXPECT_NE(0, fcntl(resized.descriptor, F_GETFD)) << "the descriptor is closed";
+}
 
 TEST_F(PlanesTest, RefusesSizesThatNoPlaneCanHave) {
   const Dims refused[] = {{0, 10},    {10, 0},          {16385, 1},
