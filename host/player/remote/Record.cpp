@@ -1,0 +1,64 @@
+// Fills and copies records.
+
+#include "host/player/remote/Record.h"
+
+#include <string.h>
+
+#include <algorithm>
+
+namespace plexion_host::player::remote {
+
+namespace {
+
+constexpr size_t kHead = offsetof(Record, text);
+
+bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+}  // namespace
+
+Record MakeRecord(Kind kind) {
+  Record record;
+  record.kind = static_cast<uint32_t>(kind);
+  return record;
+}
+
+void PutText(Record& record, std::string_view text) {
+  constexpr std::string_view kCut = "...";
+  size_t bytes = text.size();
+  if (bytes > kMostText) {
+    bytes = kMostText - kCut.size();
+    while (bytes > 0 && IsContinuation(text[bytes])) --bytes;
+  }
+  memcpy(record.text, text.data(), bytes);
+  if (bytes < text.size()) {
+    memcpy(record.text + bytes, kCut.data(), kCut.size());
+    bytes += kCut.size();
+  }
+  record.textBytes = static_cast<uint32_t>(bytes);
+}
+
+std::string_view TextOf(const Record& record) {
+  return {record.text, std::min<size_t>(record.textBytes, kMostText)};
+}
+
+void CopyRecord(const Record& from, Record& to) {
+  memcpy(static_cast<void*>(&to), &from, kHead);
+  // What was copied decides how much more is, not what stands there now.
+  const size_t bytes = std::min<size_t>(to.textBytes, kMostText);
+  to.textBytes = static_cast<uint32_t>(bytes);
+  memcpy(to.text, from.text, bytes);
+}
+
+uint64_t BitsOf(double number) {
+  uint64_t bits = 0;
+  memcpy(&bits, &number, sizeof bits);
+  return bits;
+}
+
+double NumberOf(uint64_t bits) {
+  double number = 0;
+  memcpy(&number, &bits, sizeof number);
+  return number;
+}
+
+}  // namespace plexion_host::player::remote
