@@ -16,9 +16,9 @@ using namespace plexion_host::player;  // NOLINT(google-build-using-namespace): 
 using namespace plexion_host::player::application;  // NOLINT(google-build-using-namespace): of one
                                                     // file
 
-class NothingPlays final : public PlayedSource {
+class NothingPlays final : public EmbeddedSource {
  public:
-  PlayedPixels Render(Element&, double, double) override { return {}; }
+  EmbeddedPixels Render(Element&, double, double) override { return {}; }
 };
 
 void RequireTree(const Element& element, unsigned depth, size_t& count) {
@@ -45,7 +45,7 @@ void RequireRefusal(const DocumentError& error, const std::string& text) {
 /// Drawn whole, then once more as if nothing had changed: then nothing is drawn.
 void Draw(Stage& stage) {
   const DrawingHost host = {[] { return false; }, [](const Element&, const std::string&) {}};
-  static TextSetter texts(host);
+  static TextLayouts texts(host);
   texts.Keep([](uint32_t) { return false; });
   NothingPlays played;
   Painter painter(stage, texts, played, nullptr, host);

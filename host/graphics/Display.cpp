@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "host/graphics/PngFile.h"
+#include "host/graphics/pixels/PngFile.h"
 
 namespace plexion_host {
 

@@ -13,7 +13,7 @@
 
 #include "host/contracts/IHostDisplay.h"
 #include "host/graphics/Screen.h"
-#include "host/graphics/SdlWindow.h"
+#include "host/graphics/window/SdlWindow.h"
 
 namespace plexion_host {
 

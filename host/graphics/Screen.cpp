@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/graphics/PixelRows.h"
+#include "host/graphics/pixels/PixelRows.h"
 
 namespace plexion_host {
 

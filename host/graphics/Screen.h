@@ -9,9 +9,9 @@
 #include <mutex>
 #include <vector>
 
-#include "host/graphics/PixelStore.h"
 #include "host/graphics/Planes.h"
-#include "host/graphics/Region.h"
+#include "host/graphics/pixels/PixelStore.h"
+#include "host/graphics/pixels/Region.h"
 
 namespace plexion_host {
 

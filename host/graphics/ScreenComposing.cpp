@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/graphics/PixelRows.h"
 #include "host/graphics/Screen.h"
+#include "host/graphics/pixels/PixelRows.h"
 
 namespace plexion_host {
 

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <utility>
 
-#include "host/graphics/PixelRows.h"
-#include "host/graphics/Scaler.h"
+#include "host/graphics/pixels/PixelRows.h"
+#include "host/graphics/pixels/Scaler.h"
 
 namespace plexion_host {
 

@@ -8,8 +8,8 @@
 #include <mutex>
 #include <vector>
 
-#include "host/graphics/PixelStore.h"
-#include "host/graphics/Region.h"
+#include "host/graphics/pixels/PixelStore.h"
+#include "host/graphics/pixels/Region.h"
 #include "qx/platform/IGraphicsDriver.h"
 
 namespace plexion_host {

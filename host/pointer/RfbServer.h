@@ -16,7 +16,7 @@
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostInput.h"
 #include "host/pointer/ScreenFeed.h"
-#include "host/pointer/ViewerGate.h"
+#include "host/pointer/viewer/Gate.h"
 
 struct _rfbClientRec;
 struct _rfbScreenInfo;

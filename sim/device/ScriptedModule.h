@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "sim/device/SimKernel.h"
+#include "sim/kernel/SimKernel.h"
 
 namespace plexion_sim {
 

@@ -8,10 +8,10 @@
 
 #include "sim/device/SimFiles.h"
 #include "sim/device/SimGraphics.h"
-#include "sim/device/SimKernel.h"
 #include "sim/device/SimPlatform.h"
 #include "sim/device/SimPlayer.h"
 #include "sim/device/SimShell.h"
+#include "sim/kernel/SimKernel.h"
 
 namespace plexion_sim {
 

@@ -7,7 +7,7 @@
 #include <map>
 #include <vector>
 
-#include "sim/device/Scheduler.h"
+#include "sim/schedule/Scheduler.h"
 
 namespace plexion_sim {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "host/launcher/programme/LocalTime.h"
-#include "host/launcher/programme/Programme.h"
-#include "host/launcher/programme/Recurrence.h"
+#include "host/launcher/programme/document/Programme.h"
+#include "host/launcher/programme/time/LocalTime.h"
+#include "host/launcher/programme/time/Recurrence.h"
 
 namespace plexion_host {
 

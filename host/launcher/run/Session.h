@@ -13,7 +13,7 @@
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/HostKernel.h"
 #include "host/launcher/options/CommandLine.h"
-#include "host/launcher/run/ControlThread.h"
+#include "host/launcher/process/ControlThread.h"
 #include "host/launcher/run/Snapshot.h"
 #include "host/launcher/run/WindowList.h"
 

@@ -12,16 +12,16 @@
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
-#include "host/player/application/Notices.h"
 #include "host/player/application/document/Document.h"
+#include "host/player/application/embedded/EmbeddedElements.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/paint/FontFolders.h"
 #include "host/player/application/paint/Painter.h"
 #include "host/player/application/paint/Picture.h"
-#include "host/player/application/paint/TextSetter.h"
-#include "host/player/application/played/PlayedElements.h"
+#include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/script/ScriptHost.h"
 #include "host/player/application/stage/Animations.h"
+#include "host/player/application/stage/Notices.h"
 
 namespace plexion_host::player::application {
 
@@ -77,8 +77,8 @@ class ApplicationEngine final : public Engine {
         animations_(stage_),
         texts_(ForDrawing()),
         pictures_(host.Memory(), [this] { return host_.Cancelled(); }),
-        played_(stage_, base_, host, engines, notices_),
-        painter_(stage_, texts_, played_, host.Memory(), ForDrawing()) {}
+        embedded_(stage_, base_, host, engines, notices_),
+        painter_(stage_, texts_, embedded_, host.Memory(), ForDrawing()) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     std::vector<ScriptReference> scripts;
@@ -97,7 +97,7 @@ class ApplicationEngine final : public Engine {
     LoadStaleResources();
     // What the first picture shows is there with it; what takes too long comes when it can.
     TakePlayed(0, false);
-    played_.WaitUntilLoaded(kLongestFirstWait);
+    embedded_.WaitUntilLoaded(kLongestFirstWait);
     if (host_.Cancelled()) {
       error.message = "loading was stopped";
       return false;
@@ -215,7 +215,7 @@ class ApplicationEngine final : public Engine {
       if (host_.Cancelled()) return;
       element->resourceStale = false;
       if (element->kind != ElementKind::kImage) {
-        played_.Restart(handle);
+        embedded_.Restart(handle);
         continue;
       }
       element->resource = nullptr;
@@ -233,7 +233,7 @@ class ApplicationEngine final : public Engine {
     if (file.IsOpen()) picture = pictures_.Open(file, error);
     if (picture == nullptr) {
       element.failure = error;
-      pending_.push_back({element.handle, PlayedEvent::kFailed, error});
+      pending_.push_back({element.handle, EmbeddedEvent::kFailed, error});
       notices_.Tell(element, error);
       return;
     }
@@ -282,17 +282,18 @@ class ApplicationEngine final : public Engine {
     for (int round = 0; round < kMostRounds && !settled_; ++round) {
       LoadStaleResources();
       TakePlayed(now_, step.playing);
-      const std::vector<PlayedEvent> events = std::exchange(pending_, {});
+      const std::vector<EmbeddedEvent> events = std::exchange(pending_, {});
       settled_ = events.empty();
-      for (const PlayedEvent& event : events) {
-        if (!script_->DispatchPlayed(event, error)) return false;
+      for (const EmbeddedEvent& event : events) {
+        if (!script_->DispatchEmbedded(event, error)) return false;
       }
     }
     return true;
   }
 
   void TakePlayed(double now, bool playing) {
-    for (PlayedEvent& event : played_.Advance(now, playing)) pending_.push_back(std::move(event));
+    for (EmbeddedEvent& event : embedded_.Advance(now, playing))
+      pending_.push_back(std::move(event));
   }
 
   bool DispatchInput(const InputEvent& event, EngineError& error) {
@@ -328,7 +329,7 @@ class ApplicationEngine final : public Engine {
       return step.position + 1;
     }
     const double next = std::min(
-        {script_->GetTimers().NextMoment(), animations_.NextMoment(now_), played_.NextMoment()});
+        {script_->GetTimers().NextMoment(), animations_.NextMoment(now_), embedded_.NextMoment()});
     if (!isfinite(next)) return kNoFrame;
     // The first frame at which it is due, not the one before.
     const double position = ceil(next * stage_.framesPerSecond - kTolerance);
@@ -347,17 +348,17 @@ class ApplicationEngine final : public Engine {
   Notices notices_;
   Stage stage_;
   Animations animations_;
-  TextSetter texts_;
+  TextLayouts texts_;
   std::string documentName_;
   BaseFolder documentFolder_;
   BaseFolder base_;
   BaseFolder extensions_;
   PictureCache pictures_;
-  PlayedElements played_;
+  EmbeddedElements embedded_;
   Painter painter_;
   std::unique_ptr<ScriptHost> script_;
   std::vector<InputEvent> inputs_;
-  std::vector<PlayedEvent> pending_;  ///< not told to the script yet
+  std::vector<EmbeddedEvent> pending_;  ///< not told to the script yet
   StageFit fit_;
   double now_ = 0;
   uint64_t nextFrame_ = 0;

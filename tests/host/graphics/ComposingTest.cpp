@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/graphics/GraphicsDriver.h"
-#include "host/graphics/PixelRows.h"
 #include "host/graphics/Screen.h"
+#include "host/graphics/pixels/PixelRows.h"
 #include "tests/host/graphics/ReferencePicture.h"
 
 namespace plexion_host {

@@ -12,7 +12,7 @@
 
 #include "host/graphics/Display.h"
 #include "host/graphics/GraphicsDriver.h"
-#include "host/graphics/PngFile.h"
+#include "host/graphics/pixels/PngFile.h"
 
 namespace plexion_host {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <future>
 
-#include "host/launcher/run/ControlThread.h"
+#include "host/launcher/process/ControlThread.h"
 
 namespace plexion_host {
 namespace {

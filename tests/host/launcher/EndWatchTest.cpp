@@ -10,7 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "host/launcher/run/EndWatch.h"
+#include "host/launcher/process/EndWatch.h"
 
 namespace plexion_host {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "host/player/lottie/scene/Backdrop.h"
+#include "host/player/lottie/paint/Backdrop.h"
 #include "tests/host/player/PlainHost.h"
 
 namespace plexion_host::movie {

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "host/pointer/ViewerMessages.h"
-#include "host/pointer/ViewerProtocol.h"
+#include "host/pointer/viewer/Messages.h"
+#include "host/pointer/viewer/Protocol.h"
 
 namespace plexion_host {
 namespace {

@@ -5,8 +5,8 @@
 #include <fstream>
 
 #include "host/calendar/Calendar.h"
-#include "host/launcher/programme/FieldReader.h"
-#include "host/launcher/programme/Programme.h"
+#include "host/launcher/programme/document/FieldReader.h"
+#include "host/launcher/programme/document/Programme.h"
 
 namespace plexion_host {
 namespace {

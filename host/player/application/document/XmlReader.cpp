@@ -8,6 +8,7 @@
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
+#include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {
 

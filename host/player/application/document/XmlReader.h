@@ -11,7 +11,6 @@
 namespace plexion_host::player::application {
 
 constexpr size_t kLargestDocument = 1024 * 1024;
-constexpr unsigned kDeepestNesting = 32;
 
 /// Where something stands in a document; both count from 1, columns in characters.
 struct XmlPlace {

@@ -87,7 +87,7 @@ bool LooksTheSame(const DisplayItem& a, const DisplayItem& b) {
 
 class Builder {
  public:
-  Builder(Stage& stage, TextSetter& texts, const StageFit& fit, qx::plexion::Dims dims)
+  Builder(Stage& stage, TextLayouts& texts, const StageFit& fit, qx::plexion::Dims dims)
       : stage_(stage), texts_(texts), fit_(fit) {
     const size_t plane = std::max<size_t>(size_t{dims.width} * dims.height * sizeof(uint32_t), 1);
     // Each may be as large as the plane, and all of them are open at once.
@@ -211,7 +211,7 @@ class Builder {
   }
 
   Box ContentBox(const Element& element) {
-    if (element.kind == ElementKind::kText) return texts_.Set(element).ink;
+    if (element.kind == ElementKind::kText) return texts_.LayOut(element).ink;
     Box box = {0, 0, element.width, element.height};
     if (element.kind == ElementKind::kRectangle && !element.stroke.none) {
       const double half = element.strokeWidth / 2;
@@ -272,7 +272,7 @@ class Builder {
   }
 
   Stage& stage_;
-  TextSetter& texts_;
+  TextLayouts& texts_;
   const StageFit& fit_;
   Rectangle plane_;
   size_t mostLayers_;
@@ -282,7 +282,7 @@ class Builder {
 
 }  // namespace
 
-DisplayList BuildDisplayList(Stage& stage, TextSetter& texts, const StageFit& fit,
+DisplayList BuildDisplayList(Stage& stage, TextLayouts& texts, const StageFit& fit,
                              qx::plexion::Dims dims) {
   return Builder(stage, texts, fit, dims).Build();
 }

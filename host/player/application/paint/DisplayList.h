@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/player/application/paint/TextSetter.h"
-#include "host/player/application/stage/Placement.h"
+#include "host/player/application/paint/Placement.h"
+#include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 #include "qx/plexion/Geometry.h"
 
@@ -57,7 +57,7 @@ struct DisplayList {
 /// Lists what of the stage is seen on a plane of `dims`. An element larger than kLargestSeen is
 /// refused; so is a layer when too many lie inside of each other, whose elements are then
 /// transparent one by one.
-DisplayList BuildDisplayList(Stage& stage, TextSetter& texts, const StageFit& fit,
+DisplayList BuildDisplayList(Stage& stage, TextLayouts& texts, const StageFit& fit,
                              qx::plexion::Dims dims);
 
 /// Adds the pixels in which the two may differ.

@@ -1,4 +1,4 @@
-// Gives a text setter the fonts of folders.
+// Gives the text layouts the fonts of folders.
 #ifndef HOST_PLAYER_APPLICATION_PAINT_FONTFOLDERS_H_
 #define HOST_PLAYER_APPLICATION_PAINT_FONTFOLDERS_H_
 
@@ -7,9 +7,9 @@
 #include <functional>
 #include <string>
 
-#include "host/player/application/Notices.h"
 #include "host/player/application/files/BaseFolder.h"
-#include "host/player/application/paint/TextSetter.h"
+#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/stage/Notices.h"
 
 namespace plexion_host::player::application {
 
@@ -19,7 +19,7 @@ constexpr size_t kMostFonts = 200;
 class FontFolders {
  public:
   /// `cancelled` is asked before each file: a font may take long to read.
-  FontFolders(TextSetter& texts, Notices& notices, std::function<bool()> cancelled)
+  FontFolders(TextLayouts& texts, Notices& notices, std::function<bool()> cancelled)
       : texts_(texts), notices_(notices), cancelled_(std::move(cancelled)) {}
 
   /// Of a folder of the application, and of those in it: only files that are there themselves, no
@@ -30,7 +30,7 @@ class FontFolders {
   bool AddOfDevice(const std::string& folder);
 
  private:
-  TextSetter& texts_;
+  TextLayouts& texts_;
   Notices& notices_;
   const std::function<bool()> cancelled_;
   size_t count_ = 0;

@@ -85,7 +85,7 @@ void PaintRectangle(cairo_t* cairo, const Element& element, double opacity) {
   }
 }
 
-void PaintPicture(cairo_t* cairo, const Element& element, const PlayedPixels& picture,
+void PaintPicture(cairo_t* cairo, const Element& element, const EmbeddedPixels& picture,
                   double opacity) {
   if (element.width <= 0 || element.height <= 0) return;
   double scaleX = element.width / picture.width;
@@ -286,41 +286,42 @@ void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
     PaintPicture(cairo, element, {picture.pixels.As<uint32_t>(), picture.width, picture.height},
                  item.opacity);
   } else {
-    const PlayedPixels pixels = played_.Render(element, element.width * PixelsAcross(item.matrix),
-                                               element.height * PixelsDown(item.matrix));
+    const EmbeddedPixels pixels =
+        embedded_.Render(element, element.width * PixelsAcross(item.matrix),
+                         element.height * PixelsDown(item.matrix));
     if (pixels.pixels != nullptr) PaintPicture(cairo, element, pixels, item.opacity);
   }
   cairo_restore(cairo);
 }
 
 void Painter::PaintText(cairo_t* cairo, const DisplayItem& item) {
-  const TextSetter::Setting& setting = texts_.Set(*item.element);
-  if (setting.layout == nullptr) return;
+  const TextLayouts::Placed& placed = texts_.LayOut(*item.element);
+  if (placed.layout == nullptr) return;
   SetColour(cairo, item.element->color, item.opacity);
   if (item.element->text.size() > kLongText) {
     const double letter = item.element->size;
-    PaintLongText(cairo, setting,
+    PaintLongText(cairo, placed,
                   letter * letter * PixelsAcross(item.matrix) * PixelsDown(item.matrix));
     return;
   }
-  cairo_move_to(cairo, setting.x, setting.y);
-  pango_cairo_show_layout(cairo, setting.layout);
+  cairo_move_to(cairo, placed.x, placed.y);
+  pango_cairo_show_layout(cairo, placed.layout);
 }
 
-void Painter::PaintLongText(cairo_t* cairo, const TextSetter::Setting& setting,
+void Painter::PaintLongText(cairo_t* cairo, const TextLayouts::Placed& placed,
                             double letterPixels) {
   const int most = static_cast<int>(
       std::clamp(kMostPixelsAtOnce / letterPixels, 4.0, static_cast<double>(kMostLettersAtOnce)));
   const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
-      pango_layout_get_iter(setting.layout), pango_layout_iter_free);
+      pango_layout_get_iter(placed.layout), pango_layout_iter_free);
   do {
     PangoGlyphItem* run = pango_layout_iter_get_run_readonly(iter.get());
     if (run == nullptr) continue;
     PangoRectangle place;
     pango_layout_iter_get_run_extents(iter.get(), nullptr, &place);
-    double x = setting.x + static_cast<double>(place.x) / PANGO_SCALE;
+    double x = placed.x + static_cast<double>(place.x) / PANGO_SCALE;
     const double y =
-        setting.y + static_cast<double>(pango_layout_iter_get_baseline(iter.get())) / PANGO_SCALE;
+        placed.y + static_cast<double>(pango_layout_iter_get_baseline(iter.get())) / PANGO_SCALE;
     for (int first = 0; first < run->glyphs->num_glyphs; first += most) {
       if (host_.cancelled()) return;
       PangoGlyphString part = *run->glyphs;
@@ -344,7 +345,7 @@ void Painter::PaintCounter(cairo_t* cairo, const std::string& counter) {
   cairo_paint(cairo);
   cairo_set_source_rgba(cairo, 1, 1, 1, 1);
   cairo_move_to(cairo, kCounterBounds.x + 8, kCounterBounds.y + 4);
-  pango_cairo_show_layout(cairo, texts_.SetLine("Monospace", 15, counter));
+  pango_cairo_show_layout(cairo, texts_.LayOutLine("Monospace", 15, counter));
 }
 
 }  // namespace plexion_host::player::application

@@ -10,37 +10,37 @@
 
 #include "host/player/Engine.h"
 #include "host/player/application/paint/DisplayList.h"
-#include "host/player/application/paint/TextSetter.h"
-#include "host/player/application/stage/Placement.h"
+#include "host/player/application/paint/Placement.h"
+#include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 
 namespace plexion_host::player::application {
 
-/// Pixels that a played element shows: 0xAARRGGBB, alpha multiplied in.
-struct PlayedPixels {
+/// Pixels that an embedded element shows: 0xAARRGGBB, alpha multiplied in.
+struct EmbeddedPixels {
   const uint32_t* pixels = nullptr;
   uint32_t width = 0;
   uint32_t height = 0;
 };
 
 /// Gives a movie or media element its picture of the moment.
-class PlayedSource {
+class EmbeddedSource {
  public:
-  virtual ~PlayedSource() = default;
+  virtual ~EmbeddedSource() = default;
   /// `width` and `height` are what the element covers of the plane; the picture is as large as its
   /// fit into that wants it. Nothing to be seen: no pixels.
-  virtual PlayedPixels Render(Element& element, double width, double height) = 0;
+  virtual EmbeddedPixels Render(Element& element, double width, double height) = 0;
 };
 
 /// Draws a stage into a plane. Keeps the list of what it drew last, and draws anew only where the
 /// list of what is to be seen now differs.
 class Painter {
  public:
-  Painter(Stage& stage, TextSetter& texts, PlayedSource& played,
+  Painter(Stage& stage, TextLayouts& texts, EmbeddedSource& embedded,
           qx::plexion::MemoryWatchdog* watchdog, DrawingHost host)
       : stage_(stage),
         texts_(texts),
-        played_(played),
+        embedded_(embedded),
         watchdog_(watchdog),
         host_(std::move(host)) {}
   Painter(const Painter&) = delete;
@@ -56,12 +56,12 @@ class Painter {
   void PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_region_t* region);
   void PaintElement(cairo_t* cairo, const DisplayItem& item);
   void PaintText(cairo_t* cairo, const DisplayItem& item);
-  void PaintLongText(cairo_t* cairo, const TextSetter::Setting& setting, double letterPixels);
+  void PaintLongText(cairo_t* cairo, const TextLayouts::Placed& placed, double letterPixels);
   void PaintCounter(cairo_t* cairo, const std::string& counter);
 
   Stage& stage_;
-  TextSetter& texts_;
-  PlayedSource& played_;
+  TextLayouts& texts_;
+  EmbeddedSource& embedded_;
   qx::plexion::MemoryWatchdog* watchdog_;
   const DrawingHost host_;
   DisplayList drawn_;

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "host/base/Check.h"
+#include "host/player/application/paint/Placement.h"
 #include "host/player/application/script/library/Libraries.h"
-#include "host/player/application/stage/Placement.h"
 
 namespace plexion_host::player::application {
 
@@ -111,10 +111,10 @@ bool ScriptHost::DispatchEventCode(unsigned long code, EngineError& error) {
   return handlers_.Call("event", push, error);
 }
 
-bool ScriptHost::DispatchPlayed(const PlayedEvent& event, EngineError& error) {
-  const char* name = event.kind == PlayedEvent::kReady   ? "ready"
-                     : event.kind == PlayedEvent::kEnded ? "ended"
-                                                         : "failed";
+bool ScriptHost::DispatchEmbedded(const EmbeddedEvent& event, EngineError& error) {
+  const char* name = event.kind == EmbeddedEvent::kReady   ? "ready"
+                     : event.kind == EmbeddedEvent::kEnded ? "ended"
+                                                           : "failed";
   const Element* element = context_.stage.FindByHandle(event.element);
   // It may have been removed by a handler of an earlier event of this moment.
   if (element == nullptr) return true;

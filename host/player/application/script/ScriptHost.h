@@ -10,11 +10,10 @@
 #include <vector>
 
 #include "host/player/Engine.h"
-#include "host/player/application/Notices.h"
 #include "host/player/application/document/Document.h"
+#include "host/player/application/embedded/EmbeddedElements.h"
 #include "host/player/application/files/BaseFolder.h"
-#include "host/player/application/paint/TextSetter.h"
-#include "host/player/application/played/PlayedElements.h"
+#include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/script/AnimationCallbacks.h"
 #include "host/player/application/script/ElementObjects.h"
 #include "host/player/application/script/EventHandlers.h"
@@ -22,6 +21,7 @@
 #include "host/player/application/script/Timers.h"
 #include "host/player/application/script/sandbox/Script.h"
 #include "host/player/application/stage/Animations.h"
+#include "host/player/application/stage/Notices.h"
 #include "host/player/application/stage/Stage.h"
 
 namespace plexion_host::player::application {
@@ -30,7 +30,7 @@ namespace plexion_host::player::application {
 struct ScriptContext {
   Stage& stage;
   Animations& animations;
-  TextSetter& texts;
+  TextLayouts& texts;
   const BaseFolder& base;
   const BaseFolder& extensions;  ///< not open when there are none
   EngineHost& host;
@@ -64,7 +64,7 @@ class ScriptHost {
   bool DispatchPointer(const char* action, double x, double y, int button, EngineError& error);
   bool DispatchScroll(const char* direction, unsigned delta, EngineError& error);
   bool DispatchEventCode(unsigned long code, EngineError& error);
-  bool DispatchPlayed(const PlayedEvent& event, EngineError& error);
+  bool DispatchEmbedded(const EmbeddedEvent& event, EngineError& error);
 
   EventHandlers& Handlers() { return handlers_; }
   Timers& GetTimers() { return timers_; }

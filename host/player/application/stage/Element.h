@@ -36,6 +36,10 @@ enum Fit { kFitContain, kFitCover, kFitFill };
 /// What a movie or media element is doing, for the script.
 enum class PlayState { kIdle, kLoading, kReady, kPlaying, kEnded, kFailed };
 
+/// Of elements in each other, in documents and by scripts: drawing and looking for elements call
+/// themselves for each level.
+constexpr unsigned kDeepestNesting = 32;
+
 class Resource;
 
 /// One thing on the stage. Elements form trees; a child's place is relative to its parent's top

@@ -5,15 +5,12 @@
 #include <utility>
 
 #include "host/base/Check.h"
-#include "host/player/application/document/XmlReader.h"
 #include "host/player/application/stage/Easing.h"
 
 namespace plexion_host::player::application {
 
 namespace {
 
-// The limit on nesting holds for scripts as well: drawing and looking for elements call themselves
-// for each level.
 unsigned DepthOf(const Element& element) {
   unsigned depth = 1;
   for (const Element* at = element.parent; at != nullptr; at = at->parent) ++depth;

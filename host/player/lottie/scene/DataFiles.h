@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/player/lottie/document/Model.h"
-#include "host/player/lottie/scene/Images.h"
+#include "host/player/lottie/paint/Images.h"
 
 namespace plexion_host::movie {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "host/player/lottie/compositing/BlendMode.h"
-#include "host/player/lottie/scene/Images.h"
-#include "host/player/lottie/scene/LayerEffects.h"
+#include "host/player/lottie/paint/Images.h"
+#include "host/player/lottie/paint/LayerEffects.h"
 #include "host/player/lottie/scene/Scene.h"
 
 namespace plexion_host::movie {

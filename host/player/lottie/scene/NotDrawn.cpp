@@ -5,7 +5,7 @@
 
 #include "host/player/lottie/compositing/BlendMode.h"
 #include "host/player/lottie/document/Reader.h"
-#include "host/player/lottie/scene/LayerEffects.h"
+#include "host/player/lottie/paint/LayerEffects.h"
 
 namespace plexion_host::movie {
 

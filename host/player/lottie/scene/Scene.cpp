@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/player/lottie/scene/Images.h"
-#include "host/player/lottie/scene/LayerEffects.h"
+#include "host/player/lottie/paint/Images.h"
+#include "host/player/lottie/paint/LayerEffects.h"
 #include "host/player/lottie/shapes/StyleValues.h"
 
 namespace plexion_host::movie {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/player/lottie/scene/DisplayList.h"
+#include "host/player/lottie/paint/DisplayList.h"
 
 namespace plexion_host::movie {
 

@@ -3,7 +3,7 @@
 
 #include <math.h>
 
-#include "host/player/lottie/shapes/Outline.h"
+#include "host/player/lottie/timeline/Outline.h"
 
 namespace plexion_host::movie {
 

@@ -1,7 +1,7 @@
 #ifndef HOST_PLAYER_LOTTIE_SHAPES_FIGURES_H_
 #define HOST_PLAYER_LOTTIE_SHAPES_FIGURES_H_
 
-#include "host/player/lottie/shapes/Outline.h"
+#include "host/player/lottie/timeline/Outline.h"
 
 /// Figures as contours, with the corners in the order and the handles that designers' tools give
 /// them: trimming starts at the first corner.

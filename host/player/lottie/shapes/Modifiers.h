@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "host/player/lottie/shapes/Outline.h"
+#include "host/player/lottie/timeline/Outline.h"
 
 /// What changes contours before they are filled or stroked. Each operation reads `from` and appends
 /// to `to`, another list; where the document is silent they do what the players of the format do.

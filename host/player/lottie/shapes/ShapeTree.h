@@ -9,7 +9,7 @@
 #include "host/player/lottie/raster/Paint.h"
 #include "host/player/lottie/raster/Path.h"
 #include "host/player/lottie/shapes/Modifiers.h"
-#include "host/player/lottie/shapes/Outline.h"
+#include "host/player/lottie/timeline/Outline.h"
 #include "host/player/lottie/timeline/Transforms.h"
 
 namespace plexion_host::movie {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/player/lottie/document/Model.h"
-#include "host/player/lottie/shapes/Outline.h"
+#include "host/player/lottie/timeline/Outline.h"
 
 /// What properties are worth at a moment.
 

@@ -84,10 +84,10 @@ bool PushFact(lua_State* state, const Element& element, const std::string& name)
   } else if (name == "textWidth" && element.kind == ElementKind::kText) {
     // Laying out a long text takes its time.
     Script::Of(state).CheckTime(state);
-    lua_pushnumber(state, self.Context().texts.Set(element).logical.width);
+    lua_pushnumber(state, self.Context().texts.LayOut(element).logical.width);
   } else if (name == "textHeight" && element.kind == ElementKind::kText) {
     Script::Of(state).CheckTime(state);
-    lua_pushnumber(state, self.Context().texts.Set(element).logical.height);
+    lua_pushnumber(state, self.Context().texts.LayOut(element).logical.height);
   } else {
     return false;
   }

@@ -1,7 +1,7 @@
 // The stage as a script sees it: its elements, and scenes that give way to each other.
+#include "host/player/application/paint/Placement.h"
 #include "host/player/application/script/library/ElementAccess.h"
 #include "host/player/application/script/library/Libraries.h"
-#include "host/player/application/stage/Placement.h"
 
 namespace plexion_host::player::application {
 

@@ -1,0 +1,219 @@
+// A window, and how a picture gets into it.
+
+#include "host/graphics/window/SdlWindow.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "host/graphics/pixels/Scaler.h"
+#include "host/graphics/window/DisplayLoss.h"
+
+namespace plexion_host {
+
+using qx::plexion::Dims;
+
+namespace {
+
+constexpr qx::plexion::Dims kDefaultDims{1280, 720};
+
+struct FreeSurface {
+  void operator()(SDL_Surface* surface) const { SDL_FreeSurface(surface); }
+};
+using Surface32 = std::unique_ptr<SDL_Surface, FreeSurface>;
+
+// A view of our pixels for SDL's copy, which knows every format that a window may have.
+Surface32 ViewOf(const PixelStore& picture) {
+  return Surface32(SDL_CreateRGBSurfaceWithFormatFrom(
+      const_cast<uint32_t*>(picture.Pixels()), static_cast<int>(picture.Dims().width),
+      static_cast<int>(picture.Dims().height), 32, static_cast<int>(picture.PitchBytes()),
+      SDL_PIXELFORMAT_RGB888));
+}
+
+SDL_Rect ToSdl(const Box& box) { return {box.x1, box.y1, box.x2 - box.x1, box.y2 - box.y1}; }
+
+constexpr char kExpectedDisplay[] =
+    "; expected an X11 or Wayland session (DISPLAY or WAYLAND_DISPLAY), or the display mode "
+    "headless";
+
+// SDL falls back to drivers that show nothing. Somebody who wants one of them names it.
+bool DrawsForNobody() {
+  const char* const named = std::getenv("SDL_VIDEODRIVER");
+  if (named != nullptr && *named != '\0') return false;
+  const char* const driver = SDL_GetCurrentVideoDriver();
+  return std::strcmp(driver, "offscreen") == 0 || std::strcmp(driver, "dummy") == 0 ||
+         std::strcmp(driver, "evdev") == 0;
+}
+
+void SetHints() {
+  SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+  SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+  SDL_SetHint(SDL_HINT_QUIT_ON_LAST_WINDOW_CLOSE, "0");
+  SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
+}
+
+}  // namespace
+
+std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const std::string& title,
+                                           std::string& error) {
+  SetHints();
+  if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+    error = std::string("cannot open a display: ") + SDL_GetError() + kExpectedDisplay;
+    return nullptr;
+  }
+  if (DrawsForNobody()) {
+    error = std::string("cannot open a display: none found") + kExpectedDisplay;
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    return nullptr;
+  }
+  if (std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0) WatchDisplayConnection();
+  // Without a renderer behind it the window's surface is plain shared memory: it is there at once,
+  // and needs neither a GPU nor a hundred megabytes of its driver. A bare console has no other way.
+  const bool console = std::strcmp(SDL_GetCurrentVideoDriver(), "KMSDRM") == 0;
+  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, console ? "1" : "0");
+  Dims wanted = dims;
+  if (wanted.width == 0) {
+    wanted = kDefaultDims;
+    SDL_DisplayMode mode;
+    if (fullscreen && SDL_GetDesktopDisplayMode(0, &mode) == 0 && mode.w > 0 && mode.h > 0) {
+      wanted = {static_cast<uint32_t>(mode.w), static_cast<uint32_t>(mode.h)};
+    }
+  }
+  const Uint32 flags = fullscreen ? static_cast<Uint32>(SDL_WINDOW_FULLSCREEN_DESKTOP)
+                                  : static_cast<Uint32>(SDL_WINDOW_RESIZABLE);
+  SDL_Window* const window =
+      SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
+                       static_cast<int>(wanted.width), static_cast<int>(wanted.height), flags);
+  if (window == nullptr || SDL_GetWindowSurface(window) == nullptr) {
+    error = std::string("cannot open a window of ") + std::to_string(wanted.width) + "x" +
+            std::to_string(wanted.height) + ": " + SDL_GetError();
+    if (window != nullptr) SDL_DestroyWindow(window);
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    return nullptr;
+  }
+  if (fullscreen) SDL_ShowCursor(SDL_DISABLE);
+  SDL_StopTextInput();
+  dims = wanted;
+  return std::unique_ptr<SdlWindow>(new SdlWindow(window, wanted, fullscreen));
+}
+
+SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, bool fullscreen)
+    : window_(window),
+      dims_(dims),
+      fullscreen_(fullscreen),
+      wakeEvent_(SDL_RegisterEvents(1)),
+      canSleep_(std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0 ||
+                std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0) {}
+
+SdlWindow::~SdlWindow() {
+  SDL_DestroyWindow(window_);
+  SDL_QuitSubSystem(SDL_INIT_VIDEO);
+}
+
+uint32_t* SdlWindow::Canvas(const Dims& dims) {
+  SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+  if (surface == nullptr || SDL_MUSTLOCK(surface)) return nullptr;
+  const bool sameSize = surface->w == static_cast<int>(dims.width) &&
+                        surface->h == static_cast<int>(dims.height) &&
+                        surface->pitch == surface->w * static_cast<int>(sizeof(uint32_t));
+  const bool sameFormat = surface->format->format == SDL_PIXELFORMAT_RGB888 ||
+                          surface->format->format == SDL_PIXELFORMAT_ARGB8888;
+  return sameSize && sameFormat ? static_cast<uint32_t*>(surface->pixels) : nullptr;
+}
+
+void SdlWindow::Show(const PixelStore& picture, const Region& damage) {
+  SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+  if (surface == nullptr) return;  // between two sizes; an exposure follows
+  const SDL_Rect place = PictureRect(surface->w, surface->h);
+  if (place.w != static_cast<int>(picture.Dims().width) ||
+      place.h != static_cast<int>(picture.Dims().height)) {
+    ShowScaled(picture, damage, surface, place);
+    return;
+  }
+  const bool isCanvas = picture.Pixels() == surface->pixels;
+  const Surface32 view = isCanvas ? nullptr : ViewOf(picture);
+  if (view == nullptr && !isCanvas) return;
+  std::vector<SDL_Rect> shown;
+  for (const Box& box : damage) {
+    SDL_Rect from = ToSdl(box);
+    SDL_Rect to = from;
+    to.x += place.x;
+    to.y += place.y;
+    if (!isCanvas) SDL_BlitSurface(view.get(), &from, surface, &to);
+    shown.push_back(to);
+  }
+  if (!barsPainted_) {
+    barsPainted_ = true;
+    SDL_UpdateWindowSurface(window_);
+  } else if (!shown.empty()) {
+    SDL_UpdateWindowSurfaceRects(window_, shown.data(), static_cast<int>(shown.size()));
+  }
+}
+
+void SdlWindow::ShowScaled(const PixelStore& picture, const Region& damage, SDL_Surface* surface,
+                           const SDL_Rect& place) {
+  const Dims size{static_cast<uint32_t>(place.w), static_cast<uint32_t>(place.h)};
+  if (scaled_.Dims().width != size.width || scaled_.Dims().height != size.height) {
+    scaled_ = PixelStore::Make(size);
+  }
+  if (!scaled_) return;
+  const qx::plexion::Rect from{0, 0, picture.Dims().width, picture.Dims().height};
+  const qx::plexion::Rect to{0, 0, size.width, size.height};
+  const int64_t spread = ScaleSpread(from, to);
+  std::vector<SDL_Rect> shown;
+  const Surface32 view = ViewOf(scaled_);
+  if (view == nullptr) return;
+  for (const Box& box : damage) {
+    const auto map = [](int32_t value, uint32_t whole, uint32_t scaledWhole) {
+      return int64_t{value} * scaledWhole / whole;
+    };
+    Box clip;
+    clip.x1 =
+        static_cast<int32_t>(std::max<int64_t>(0, map(box.x1, from.width, to.width) - spread));
+    clip.y1 =
+        static_cast<int32_t>(std::max<int64_t>(0, map(box.y1, from.height, to.height) - spread));
+    clip.x2 = static_cast<int32_t>(
+        std::min<int64_t>(to.width, map(box.x2, from.width, to.width) + spread));
+    clip.y2 = static_cast<int32_t>(
+        std::min<int64_t>(to.height, map(box.y2, from.height, to.height) + spread));
+    ScalePixels({picture.Pixels(), picture.PitchBytes(), picture.Dims()}, from,
+                {scaled_.Pixels(), scaled_.PitchBytes(), size}, to, clip);
+    SDL_Rect source = ToSdl(clip);
+    SDL_Rect target = source;
+    target.x += place.x;
+    target.y += place.y;
+    SDL_BlitSurface(view.get(), &source, surface, &target);
+    shown.push_back(target);
+  }
+  if (!barsPainted_) {
+    barsPainted_ = true;
+    SDL_UpdateWindowSurface(window_);
+  } else if (!shown.empty()) {
+    SDL_UpdateWindowSurfaceRects(window_, shown.data(), static_cast<int>(shown.size()));
+  }
+}
+
+SDL_Rect SdlWindow::PictureRect(int width, int height) const {
+  const double scale = std::min(static_cast<double>(width) / dims_.width,
+                                static_cast<double>(height) / dims_.height);
+  const int w = std::max(1, static_cast<int>(std::lround(dims_.width * scale)));
+  const int h = std::max(1, static_cast<int>(std::lround(dims_.height * scale)));
+  return {(width - w) / 2, (height - h) / 2, w, h};
+}
+
+void SdlWindow::MapPosition(int x, int y, DisplayEvent& event) const {
+  int width = 1;
+  int height = 1;
+  SDL_GetWindowSize(window_, &width, &height);
+  const SDL_Rect place = PictureRect(width, height);
+  const auto map = [](int value, int start, int size, uint32_t whole) {
+    return static_cast<int32_t>(
+        std::floor(static_cast<double>(value - start) * whole / std::max(size, 1)));
+  };
+  event.x = map(x, place.x, place.w, dims_.width);
+  event.y = map(y, place.y, place.h, dims_.height);
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,427 @@
+// From a document's text to a programme, with line, path and expectation for what is wrong.
+#include <algorithm>
+#include <set>
+
+#include "host/base/Text.h"
+#include "host/launcher/programme/document/FieldReader.h"
+#include "host/launcher/programme/document/Programme.h"
+#include "host/launcher/programme/time/LocalTime.h"
+
+namespace plexion_host {
+namespace {
+
+constexpr uint32_t kLargestSide = 16384;
+constexpr int64_t kShortestItemMs = 100;
+constexpr int32_t kDayMs = 24 * 3600 * 1000;
+constexpr size_t kMostZones = 32;
+
+const char* const kDayNames[] = {"mon", "tue", "wed", "thu", "fri", "sat", "sun"};
+const char* const kRuleDays[] = {"MO", "TU", "WE", "TH", "FR", "SA", "SU"};
+
+class Reader {
+ public:
+  Reader(const std::string& folder, ICalendar& calendar, Programme& programme, std::string& error)
+      : folder_(folder), calendar_(calendar), programme_(programme), error_(error) {}
+
+  void Read(const JsonNode& root) {
+    FieldReader fields(root, "", error_);
+    if (const auto name = fields.Text("name")) programme_.name = *name;
+    if (const auto zone = fields.Text("timezone")) {
+      programme_.timeZone = *zone;
+      if (calendar_.OpenZone(*zone) < 0) {
+        fields.Fail(*root.Find("timezone"), "timezone",
+                    "\"" + *zone + "\" is not known; expected a name like \"Europe/Rome\"");
+      }
+    }
+    if (const JsonNode* const screen = fields.Object("screen")) ReadScreen(*screen);
+    if (const auto ms = fields.Duration("duration", kShortestItemMs)) {
+      programme_.defaultDurationMs = *ms;
+    }
+    if (const auto show = fields.Flag("showReason")) programme_.showReason = *show;
+    if (const JsonNode* const playlists = fields.Object("playlists")) ReadPlaylists(*playlists);
+    if (const JsonNode* const zones = fields.Array("zones")) ReadZones(*zones);
+    if (const JsonNode* const schedule = fields.Array("schedule")) ReadSchedule(*schedule);
+    if (const auto fallback = fields.Text("fallback")) programme_.fallback = *fallback;
+    fields.Any("$schema");  // editors read it
+    fields.Require("playlists", root.Find("playlists") != nullptr,
+                   "an object of playlists by name");
+    fields.Finish();
+    if (programme_.zones.empty()) {
+      Zone zone;
+      zone.name = "main";
+      programme_.zones.push_back(std::move(zone));
+    }
+    CheckNames(fields, root);
+  }
+
+ private:
+  void ReadScreen(const JsonNode& node) {
+    FieldReader fields(node, "screen", error_);
+    if (const auto size = fields.Text("size")) {
+      const std::vector<std::string> sides = SplitAt(*size, 'x');
+      std::optional<int64_t> width;
+      std::optional<int64_t> height;
+      if (sides.size() == 2) {
+        width = ReadWholeNumber(sides[0], 1, kLargestSide);
+        height = ReadWholeNumber(sides[1], 1, kLargestSide);
+      }
+      if (!width || !height) {
+        fields.Fail(*node.Find("size"), "screen.size",
+                    "\"" + *size + "\" is no size; expected WIDTHxHEIGHT like \"1920x1080\"");
+      } else {
+        programme_.width = static_cast<uint32_t>(*width);
+        programme_.height = static_cast<uint32_t>(*height);
+      }
+    }
+    fields.Finish();
+  }
+
+  /// A playlist is a list of items; a folder's name; or an object with either and more.
+  void ReadPlaylists(const JsonNode& node) {
+    for (const auto& [name, value] : node.members) {
+      Playlist playlist;
+      playlist.name = name;
+      const std::string path = "playlists." + name;
+      if (value.kind == JsonNode::Kind::kArray) {
+        ReadItems(value, path, playlist);
+      } else if (value.kind == JsonNode::Kind::kText) {
+        playlist.folder = Beside(value.text);
+      } else {
+        FieldReader fields(value, path, error_);
+        if (const JsonNode* const items = fields.Array("items")) {
+          ReadItems(*items, path + ".items", playlist);
+        }
+        if (const auto folder = fields.Text("folder")) playlist.folder = Beside(*folder);
+        if (const auto align = fields.Duration("align", 1000)) playlist.alignMs = *align;
+        fields.Require("items", !playlist.items.empty() || !playlist.folder.empty(),
+                       "a list of items, or \"folder\"");
+        fields.Finish();
+      }
+      programme_.playlists.push_back(std::move(playlist));
+    }
+  }
+
+  void ReadItems(const JsonNode& node, const std::string& path, Playlist& playlist) {
+    for (size_t i = 0; i < node.elements.size(); ++i) {
+      const JsonNode& element = node.elements[i];
+      Item item;
+      item.line = element.line;
+      if (element.kind == JsonNode::Kind::kText) {
+        item.content = Beside(element.text);
+      } else {
+        ReadItem(element, FieldReader::Element(path, i), item);
+      }
+      playlist.items.push_back(std::move(item));
+    }
+  }
+
+  void ReadItem(const JsonNode& node, const std::string& path, Item& item) {
+    FieldReader fields(node, path, error_);
+    if (const auto content = fields.Text("content")) item.content = Beside(*content);
+    if (const auto playlist = fields.Text("playlist")) item.playlist = *playlist;
+    item.durationMs = fields.Duration("duration", kShortestItemMs);
+    // What has a duration is repeated until that is over, unless it says how often.
+    if (item.durationMs) item.passes = 0;
+    if (const auto passes = fields.Number("passes", 0, 1000000)) {
+      item.passes = static_cast<uint64_t>(*passes);
+    }
+    item.fit = ReadFit(fields);
+    item.volume = ReadVolume(fields);
+    item.transition = ReadTransition(fields);
+    if (const JsonNode* const variables = fields.Object("variables")) {
+      item.variables = ReadVariables(*variables, path + ".variables");
+    }
+    fields.Require("content", item.content.empty() != item.playlist.empty(),
+                   "it, or \"playlist\", and not both");
+    if (item.passes == 0 && !item.durationMs) {
+      fields.Fail(node, path, "it has no end: \"passes\" is 0; expected a \"duration\" as well");
+    }
+    fields.Finish();
+  }
+
+  std::string ReadVariables(const JsonNode& node, const std::string& path) {
+    std::string text;
+    for (const auto& [name, value] : node.members) {
+      FieldReader fields(node, path, error_);
+      if (value.kind != JsonNode::Kind::kText) {
+        fields.Fail(value, path + "." + name,
+                    std::string("it is ") + KindName(value.kind) + "; expected a text");
+        return text;
+      }
+      if (!text.empty()) text += '&';
+      text += Encoded(name) + "=" + Encoded(value.text);
+    }
+    return text;
+  }
+
+  static std::string Encoded(const std::string& text) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char character : text) {
+      const auto byte = static_cast<unsigned char>(character);
+      const bool plain = (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
+                         (byte >= 'A' && byte <= 'Z') || byte == '-' || byte == '_' || byte == '.';
+      if (plain) {
+        encoded += character;
+      } else {
+        encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+      }
+    }
+    return encoded;
+  }
+
+  static std::optional<Fit> ReadFit(FieldReader& fields) {
+    const auto word = fields.Word("fit", {"contain", "cover", "stretch", "none"});
+    if (!word) return std::nullopt;
+    return static_cast<Fit>(*word);
+  }
+
+  static std::optional<double> ReadVolume(FieldReader& fields) {
+    const auto percent = fields.Number("volume", 0, 100);
+    if (!percent) return std::nullopt;
+    return *percent / 100;
+  }
+
+  /// "fade", or {"kind": "fade", "duration": "500ms"}.
+  std::optional<Transition> ReadTransition(FieldReader& fields) {
+    constexpr int64_t kUsualMs = 500;
+    const JsonNode* const node = fields.Any("transition");
+    if (node == nullptr) return std::nullopt;
+    JsonNode whole;
+    if (node->kind == JsonNode::Kind::kText) {
+      whole.kind = JsonNode::Kind::kObject;
+      whole.line = node->line;
+      whole.members.emplace_back("kind", *node);
+    } else {
+      whole = *node;
+    }
+    FieldReader inner(whole, fields.PathOf("transition"), error_);
+    Transition transition;
+    const auto kind = inner.Word("kind", {"cut", "fade"});
+    inner.Require("kind", kind.has_value(), "cut or fade");
+    if (kind) transition.kind = static_cast<Transition::Kind>(*kind);
+    if (transition.kind != Transition::Kind::kCut) transition.durationMs = kUsualMs;
+    if (const auto ms = inner.Duration("duration", 0)) transition.durationMs = *ms;
+    inner.Finish();
+    return transition;
+  }
+
+  void ReadZones(const JsonNode& node) {
+    if (node.elements.size() > kMostZones) {
+      FieldReader(node.elements[0], "zones", error_)
+          .Fail(node, "zones",
+                "there are " + std::to_string(node.elements.size()) + "; expected at most " +
+                    std::to_string(kMostZones));
+      return;
+    }
+    for (size_t i = 0; i < node.elements.size(); ++i) {
+      const std::string path = FieldReader::Element("zones", i);
+      FieldReader fields(node.elements[i], path, error_);
+      Zone zone;
+      if (const auto name = fields.Text("name")) zone.name = *name;
+      fields.Require("name", !zone.name.empty(), "a name of its own");
+      if (const JsonNode* const rect = fields.Array("rect")) ReadRect(*rect, path, zone, fields);
+      if (const auto fit = ReadFit(fields)) zone.fit = *fit;
+      if (const auto volume = ReadVolume(fields)) zone.volume = *volume;
+      if (const auto transition = ReadTransition(fields)) zone.transition = *transition;
+      if (const auto playlist = fields.Text("playlist")) zone.playlist = *playlist;
+      fields.Finish();
+      if (programme_.FindZone(zone.name) != nullptr) {
+        fields.Fail(node.elements[i], path, "there are two zones \"" + zone.name + "\"");
+      }
+      programme_.zones.push_back(std::move(zone));
+    }
+  }
+
+  static void ReadRect(const JsonNode& node, const std::string& path, Zone& zone,
+                       FieldReader& fields) {
+    const char* const expected =
+        "expected [x, y, width, height], each pixels or a text like \"50%\"";
+    if (node.elements.size() != 4) {
+      fields.Fail(node, path + ".rect", expected);
+      return;
+    }
+    Length* const lengths[] = {&zone.x, &zone.y, &zone.width, &zone.height};
+    for (size_t i = 0; i < 4; ++i) {
+      const JsonNode& element = node.elements[i];
+      Length length;
+      bool good = element.kind == JsonNode::Kind::kNumber;
+      if (good) length.value = element.number;
+      if (element.kind == JsonNode::Kind::kText && !element.text.empty() &&
+          element.text.back() == '%') {
+        char* end = nullptr;
+        length.value = std::strtod(element.text.c_str(), &end);
+        length.percent = true;
+        good = end == element.text.c_str() + element.text.size() - 1 && end != element.text.c_str();
+      }
+      const bool side = i >= 2;
+      good = good && length.value >= (side ? 0.001 : -double{kLargestSide}) &&
+             length.value <= kLargestSide;
+      if (!good) {
+        fields.Fail(element, FieldReader::Element(path + ".rect", i), expected);
+        return;
+      }
+      *lengths[i] = length;
+    }
+  }
+
+  void ReadSchedule(const JsonNode& node) {
+    for (size_t i = 0; i < node.elements.size(); ++i) {
+      const JsonNode& element = node.elements[i];
+      FieldReader fields(element, FieldReader::Element("schedule", i), error_);
+      Entry entry;
+      entry.line = element.line;
+      if (const auto playlist = fields.Text("playlist")) entry.playlist = *playlist;
+      fields.Require("playlist", !entry.playlist.empty(), "a playlist's name");
+      if (const auto zone = fields.Text("zone")) entry.zone = *zone;
+      ReadDays(fields, element, entry);
+      ReadTimes(fields, element, entry);
+      if (const auto priority = fields.Number("priority", -100, 100)) {
+        entry.priority = static_cast<int>(*priority);
+      }
+      if (const auto word = fields.Word("interrupt", {"cut", "after-item", "resume"})) {
+        entry.interruption = static_cast<Interruption>(*word);
+      }
+      fields.Finish();
+      programme_.schedule.push_back(std::move(entry));
+    }
+  }
+
+  void ReadDays(FieldReader& fields, const JsonNode& element, Entry& entry) {
+    if (const JsonNode* const days = fields.Array("days")) {
+      std::string list;
+      for (const JsonNode& day : days->elements) {
+        const auto* const found = std::find(std::begin(kDayNames), std::end(kDayNames), day.text);
+        if (found == std::end(kDayNames)) {
+          fields.Fail(day, fields.PathOf("days"), "expected mon, tue, wed, thu, fri, sat, sun");
+          return;
+        }
+        list += (list.empty() ? "" : ",") + std::string(kRuleDays[found - kDayNames]);
+      }
+      if (list.empty()) fields.Fail(*days, fields.PathOf("days"), "it is empty; expected a day");
+      entry.rule = "FREQ=WEEKLY;BYDAY=" + list;
+    }
+    if (const auto rule = fields.Text("rule")) {
+      if (!entry.rule.empty()) {
+        fields.Fail(element, fields.PathOf("rule"), "\"days\" is there as well; expected one");
+      }
+      std::string why;
+      if (!calendar_.IsRule(*rule, why))
+        fields.Fail(*element.Find("rule"), fields.PathOf("rule"), why);
+      entry.rule = *rule;
+    }
+    const auto date = [&](const char* name, int32_t& day) {
+      const auto text = fields.Text(name);
+      if (!text) return;
+      const auto read = ReadDate(*text);
+      if (read) day = *read;
+      if (!read) {
+        fields.Fail(*element.Find(name), fields.PathOf(name),
+                    "\"" + *text + "\" is no date; expected YYYY-MM-DD");
+      }
+    };
+    date("firstDate", entry.firstDay);
+    date("lastDate", entry.lastDay);
+    if (entry.firstDay > entry.lastDay) {
+      fields.Fail(element, fields.PathOf("lastDate"), "it lies before \"firstDate\"");
+    }
+  }
+
+  static void ReadTimes(FieldReader& fields, const JsonNode& element, Entry& entry) {
+    const auto time = [&](const char* name, int32_t& ms) {
+      const auto text = fields.Text(name);
+      if (!text) return;
+      const auto read = ReadTimeOfDay(*text);
+      if (read) ms = *read;
+      if (!read) {
+        fields.Fail(
+            *element.Find(name), fields.PathOf(name),
+            "\"" + *text + "\" is no time of day; expected HH:MM or HH:MM:SS, 00:00 to 24:00");
+      }
+    };
+    time("from", entry.fromMs);
+    time("to", entry.toMs);
+    if (entry.fromMs == kDayMs) entry.fromMs = 0;
+  }
+
+  /// Names that are used must be there, and no playlist may hold itself.
+  void CheckNames(FieldReader& fields, const JsonNode& root) {
+    const auto known = [&](const std::string& name) {
+      return name.empty() || programme_.FindPlaylist(name) != nullptr;
+    };
+    const auto missing = [&](const std::string& name) {
+      std::vector<std::string> names;
+      for (const Playlist& playlist : programme_.playlists) names.push_back(playlist.name);
+      return "there is no playlist \"" + name + "\"; expected " + Join(names);
+    };
+    JsonNode at = root;
+    if (!known(programme_.fallback)) fields.Fail(root, "fallback", missing(programme_.fallback));
+    for (size_t i = 0; i < programme_.zones.size(); ++i) {
+      const std::string& name = programme_.zones[i].playlist;
+      if (!known(name))
+        fields.Fail(root, FieldReader::Element("zones", i) + ".playlist", missing(name));
+    }
+    for (size_t i = 0; i < programme_.schedule.size(); ++i) {
+      const Entry& entry = programme_.schedule[i];
+      const std::string path = FieldReader::Element("schedule", i);
+      at.line = entry.line;
+      if (!known(entry.playlist)) fields.Fail(at, path + ".playlist", missing(entry.playlist));
+      if (!entry.zone.empty() && programme_.FindZone(entry.zone) == nullptr) {
+        fields.Fail(at, path + ".zone", "there is no zone \"" + entry.zone + "\"");
+      }
+    }
+    std::set<std::string> clean;
+    for (const Playlist& playlist : programme_.playlists) {
+      for (const Item& item : playlist.items) {
+        at.line = item.line;
+        if (!known(item.playlist))
+          fields.Fail(at, "playlists." + playlist.name, missing(item.playlist));
+      }
+      std::set<std::string> above;
+      if (HoldsItself(playlist, above, clean)) {
+        fields.Fail(root, "playlists." + playlist.name,
+                    "it holds itself, by way of the playlists in it");
+      }
+    }
+  }
+
+  /// `clean` are those that are known not to: each is looked into once.
+  bool HoldsItself(const Playlist& playlist, std::set<std::string>& above,
+                   std::set<std::string>& clean) const {
+    if (clean.count(playlist.name) != 0) return false;
+    if (!above.insert(playlist.name).second) return true;
+    for (const Item& item : playlist.items) {
+      const Playlist* const inner = programme_.FindPlaylist(item.playlist);
+      if (inner != nullptr && HoldsItself(*inner, above, clean)) return true;
+    }
+    above.erase(playlist.name);
+    clean.insert(playlist.name);
+    return false;
+  }
+
+  std::string Beside(const std::string& name) const {
+    const bool absolute = name.empty() || name[0] == '/' || name.find("://") != std::string::npos;
+    return absolute || folder_.empty() ? name : folder_ + "/" + name;
+  }
+
+  const std::string& folder_;
+  ICalendar& calendar_;
+  Programme& programme_;
+  std::string& error_;
+};
+
+}  // namespace
+
+bool ReadProgramme(const std::string& text, const std::string& folder, ICalendar& calendar,
+                   Programme& programme, std::string& error) {
+  error.clear();
+  JsonNode root;
+  if (!ReadJsonTree(text, root, error)) return false;
+  Programme read;
+  Reader(folder, calendar, read, error).Read(root);
+  if (!error.empty()) return false;
+  programme = std::move(read);
+  return true;
+}
+
+}  // namespace plexion_host

@@ -1,0 +1,147 @@
+// Finds where elements lie, and which lies in front at a point.
+#include "host/player/application/paint/Placement.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "host/base/Check.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+bool IsInside(double x, double y, double width, double height, double radius) {
+  if (!(x >= 0 && y >= 0 && x < width && y < height)) return false;
+  radius = std::min(radius, std::min(width, height) / 2);
+  // Only at the corners can a point be in the box and not in the shape.
+  const double outX = std::max({radius - x, x - (width - radius), 0.0});
+  const double outY = std::max({radius - y, y - (height - radius), 0.0});
+  return hypot(outX, outY) <= radius || outX == 0 || outY == 0;
+}
+
+/// `x` and `y` are the element's own.
+bool IsHit(const Element& element, TextLayouts& texts, double x, double y) {
+  const bool inside = IsInside(x, y, element.width, element.height, element.radius);
+  switch (element.kind) {
+    case ElementKind::kRectangle: {
+      if (inside && !element.fill.none) return true;
+      if (element.stroke.none || element.strokeWidth <= 0) return false;
+      const double half = element.strokeWidth / 2;
+      const double innerRadius = std::max(element.radius - half, 0.0);
+      return IsInside(x + half, y + half, element.width + element.strokeWidth,
+                      element.height + element.strokeWidth,
+                      element.radius > 0 ? element.radius + half : 0) &&
+             !IsInside(x - half, y - half, element.width - element.strokeWidth,
+                       element.height - element.strokeWidth, innerRadius);
+    }
+    case ElementKind::kText: {
+      const Box& box = texts.LayOut(element).logical;
+      return IsInside(x - box.x, y - box.y, box.width, box.height, 0);
+    }
+    case ElementKind::kGroup:
+      return false;
+    default:
+      // Whether or not it is loaded: a button does not wait for its picture.
+      return inside && !element.src.empty();
+  }
+}
+
+Element* FindAt(Element& element, TextLayouts& texts, const cairo_matrix_t& matrix, double x,
+                double y);
+
+Element* FindAmongChildren(Element& element, TextLayouts& texts, const cairo_matrix_t& matrix,
+                           double x, double y) {
+  const std::vector<Element*> ordered = InOrder(element);
+  // From front to back, the first that is hit.
+  for (auto at = ordered.rbegin(); at != ordered.rend(); ++at) {
+    if (Element* found = FindAt(**at, texts, matrix, x, y)) return found;
+  }
+  return nullptr;
+}
+
+Element* FindAt(Element& element, TextLayouts& texts, const cairo_matrix_t& outer, double x,
+                double y) {
+  if (!element.visible || element.opacity <= 0 || element.scale <= 0) return nullptr;
+  const cairo_matrix_t matrix = PlacementOf(element, outer);
+  cairo_matrix_t inverse = matrix;
+  // A scale of next to nothing leaves no point to hit.
+  if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) return nullptr;
+  double ownX = x;
+  double ownY = y;
+  cairo_matrix_transform_point(&inverse, &ownX, &ownY);
+  if (element.kind != ElementKind::kGroup) {
+    return IsHit(element, texts, ownX, ownY) ? &element : nullptr;
+  }
+  if (element.clip && !IsInside(ownX, ownY, element.width, element.height, element.radius)) {
+    return nullptr;
+  }
+  return FindAmongChildren(element, texts, matrix, x, y);
+}
+
+}  // namespace
+
+StageFit StageFit::Of(const Stage& stage, qx::plexion::Dims plane) {
+  PLEXION_CHECK(stage.width > 0 && stage.height > 0, "a document without a size is refused");
+  StageFit fit;
+  fit.scaleX = static_cast<double>(plane.width) / stage.width;
+  fit.scaleY = static_cast<double>(plane.height) / stage.height;
+  const double scale = std::min(fit.scaleX, fit.scaleY);
+  const double spareX = plane.width - scale * stage.width;
+  const double spareY = plane.height - scale * stage.height;
+  if (spareX <= 1 && spareY <= 1) return fit;
+  return {scale, scale, floor(spareX / 2), floor(spareY / 2)};
+}
+
+cairo_matrix_t PlacementOf(const Element& element, const cairo_matrix_t& outer) {
+  cairo_matrix_t matrix = outer;
+  cairo_matrix_translate(&matrix, element.x, element.y);
+  if (element.rotation != 0 || element.scale != 1) {
+    const double pivotX = element.pivotX * element.width;
+    const double pivotY = element.pivotY * element.height;
+    cairo_matrix_translate(&matrix, pivotX, pivotY);
+    cairo_matrix_rotate(&matrix, element.rotation * kPi / 180);
+    // A scale of nothing cannot be undone, which the drawing library takes for an error.
+    const double scale = std::max(element.scale, 1e-6);
+    cairo_matrix_scale(&matrix, scale, scale);
+    cairo_matrix_translate(&matrix, -pivotX, -pivotY);
+  }
+  return matrix;
+}
+
+cairo_matrix_t SceneMatrixOf(const Stage& stage, const StageFit& fit, bool leaving) {
+  cairo_matrix_t matrix;
+  cairo_matrix_init(&matrix, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
+  const Transition& transition = stage.CurrentTransition();
+  if (stage.LeavingScene() != nullptr && transition.kind == TransitionKind::kSlide) {
+    // Both move together: one leaves as far as the other still has to come.
+    const double way = leaving ? stage.TransitionProgress() : stage.TransitionProgress() - 1;
+    cairo_matrix_translate(&matrix, transition.directionX * way * stage.width,
+                           transition.directionY * way * stage.height);
+  }
+  return matrix;
+}
+
+std::vector<Element*> InOrder(const Element& group) {
+  std::vector<Element*> ordered;
+  ordered.reserve(group.children.size());
+  for (const auto& child : group.children) ordered.push_back(child.get());
+  std::stable_sort(ordered.begin(), ordered.end(),
+                   [](const Element* a, const Element* b) { return a->order < b->order; });
+  return ordered;
+}
+
+Element* ElementAt(Stage& stage, TextLayouts& texts, double x, double y) {
+  if (!(x >= 0 && y >= 0 && x < stage.width && y < stage.height)) return nullptr;
+  cairo_matrix_t still;
+  cairo_matrix_init_identity(&still);
+  const cairo_matrix_t scene = SceneMatrixOf(stage, StageFit(), false);
+  if (Element* found = FindAmongChildren(stage.Overlay(), texts, still, x, y)) return found;
+  if (Element* found = FindAmongChildren(*stage.CurrentScene(), texts, scene, x, y)) return found;
+  return FindAmongChildren(stage.Backdrop(), texts, still, x, y);
+}
+
+}  // namespace plexion_host::player::application

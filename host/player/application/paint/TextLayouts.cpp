@@ -1,0 +1,307 @@
+// Lays out texts with Pango within bounds, and says what no font can show.
+#include "host/player/application/paint/TextLayouts.h"
+
+#include <fontconfig/fontconfig.h>
+#include <math.h>
+#include <pango/pangocairo.h>
+#include <pango/pangofc-fontmap.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "host/base/Check.h"
+#include "host/base/Text.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+/// The library's time for a line grows with the square of a word that cannot be broken, and for a
+/// letter with the square of the marks on it: a text of 64 KB took minutes.
+constexpr int kLongestWord = 128;
+constexpr int kMostMarks = 30;
+/// Of a text without a limit of its own; each line costs as much as a hundred letters. Texts that
+/// are too short for so many are laid out without it.
+constexpr int kMostLines = 2000;
+/// Of texts whose layouts are kept; each takes about a hundred times as much.
+constexpr size_t kMostKeptBytes = size_t{1024} * 1024;
+
+double Units(int pango) { return static_cast<double>(pango) / PANGO_SCALE; }
+int PangoUnits(double units) { return static_cast<int>(lround(units * PANGO_SCALE)); }
+
+PangoFontDescription* Describe(const Element& element) {
+  PangoFontDescription* font = pango_font_description_new();
+  pango_font_description_set_family(font, element.font.c_str());
+  pango_font_description_set_absolute_size(font, element.size * PANGO_SCALE);
+  pango_font_description_set_weight(font, static_cast<PangoWeight>(lround(element.weight)));
+  pango_font_description_set_style(font, element.italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+  return font;
+}
+
+/// The text as it is laid out: words that are very long may be broken where they should not, and
+/// more marks on one letter than any language has are left out.
+std::string LaidOut(const std::string& text, bool& marksCut) {
+  int letters = 0;
+  int marks = 0;
+  bool changed = false;
+  std::string laid;
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view before = rest;
+    const char32_t letter = TakeCodePoint(rest).value_or(U'\uFFFD');
+    const bool isMark = letter >= 0x300 && g_unichar_ismark(letter) != FALSE;
+    marks = isMark ? marks + 1 : 0;
+    letters = letter <= U' ' ? 0 : letters + 1;
+    if (marks > kMostMarks) {
+      marksCut = changed = true;
+      continue;
+    }
+    if (letters > kLongestWord && !isMark) {
+      laid += "\xe2\x80\x8b";  // a blank without width
+      letters = 1;
+      changed = true;
+    }
+    laid += before.substr(0, before.size() - rest.size());
+  }
+  return changed ? laid : text;
+}
+
+/// As font names are compared: without blanks, capitals like small letters.
+std::string Folded(std::string_view family) {
+  std::string folded;
+  for (const char c : family) {
+    if (c != ' ') folded += static_cast<char>(c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c);
+  }
+  return folded;
+}
+
+bool IsGeneric(const std::string& folded) {
+  constexpr std::string_view kGeneric[] = {"sans",      "sans-serif", "serif",   "mono",  "cursive",
+                                           "monospace", "system-ui",  "fantasy", "emoji", "math"};
+  return std::find(std::begin(kGeneric), std::end(kGeneric), folded) != std::end(kGeneric);
+}
+
+/// The system's fonts, read once for all applications; kept for as long as the process lives.
+FcConfig* SystemFonts() {
+  static FcConfig* const fonts = FcInitLoadConfigAndFonts();
+  return fonts;
+}
+
+}  // namespace
+
+void TextLayouts::Release::operator()(void* object) const { g_object_unref(object); }
+
+TextLayouts::TextLayouts(DrawingHost host) : host_(std::move(host)) {
+  FcConfig* config = FcConfigReference(SystemFonts());
+  fontConfig_ = config;
+  fontMap_ = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
+  pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(fontMap_), config);
+  context_ = pango_font_map_create_context(fontMap_);
+  // Glyphs stand where the stage says, at every size of the plane alike.
+  pango_context_set_round_glyph_positions(context_, FALSE);
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
+  cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+  pango_cairo_context_set_font_options(context_, options);
+  cairo_font_options_destroy(options);
+}
+
+TextLayouts::~TextLayouts() {
+  layouts_.clear();
+  line_.reset();
+  g_object_unref(context_);
+  g_object_unref(fontMap_);
+  FcConfigDestroy(static_cast<FcConfig*>(fontConfig_));
+}
+
+void TextLayouts::OwnFonts() {
+  if (fontConfig_ != SystemFonts()) return;
+  // Fonts of its own are nobody else's business.
+  FcConfigDestroy(static_cast<FcConfig*>(fontConfig_));
+  fontConfig_ = FcInitLoadConfigAndFonts();
+  pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(fontMap_), static_cast<FcConfig*>(fontConfig_));
+}
+
+bool TextLayouts::AddFont(OpenFile file) {
+  PLEXION_CHECK(file.IsOpen(), "the font's file is open");
+  if (!AddFont(file.Path())) return false;
+  fontFiles_.push_back(std::move(file));
+  return true;
+}
+
+bool TextLayouts::AddFont(const std::string& path) {
+  OwnFonts();
+  FcConfig* config = static_cast<FcConfig*>(fontConfig_);
+  const FcFontSet* before = FcConfigGetFonts(config, FcSetApplication);
+  const int countBefore = before == nullptr ? 0 : before->nfont;
+  const bool added =
+      FcConfigAppFontAddFile(config, reinterpret_cast<const FcChar8*>(path.c_str())) == FcTrue;
+  const FcFontSet* after = FcConfigGetFonts(config, FcSetApplication);
+  families_.clear();
+  pango_fc_font_map_config_changed(PANGO_FC_FONT_MAP(fontMap_));
+  return added && after != nullptr && after->nfont > countBefore;
+}
+
+void TextLayouts::CheckFamilies(const Element& element) {
+  if (!checkedFonts_.insert(element.font).second) return;
+  if (families_.empty()) {
+    FcPattern* all = FcPatternCreate();
+    FcObjectSet* wanted = FcObjectSetBuild(FC_FAMILY, nullptr);
+    FcFontSet* fonts = FcFontList(static_cast<FcConfig*>(fontConfig_), all, wanted);
+    for (int i = 0; fonts != nullptr && i < fonts->nfont; ++i) {
+      FcChar8* family = nullptr;
+      for (int n = 0; FcPatternGetString(fonts->fonts[i], FC_FAMILY, n, &family) == FcResultMatch;
+           ++n) {
+        families_.insert(Folded(reinterpret_cast<const char*>(family)));
+      }
+    }
+    if (fonts != nullptr) FcFontSetDestroy(fonts);
+    FcObjectSetDestroy(wanted);
+    FcPatternDestroy(all);
+  }
+  for (const std::string& family : SplitAt(element.font, ',')) {
+    const std::string folded = Folded(family);
+    if (IsGeneric(folded) || families_.count(folded) != 0) return;
+  }
+  PangoFontDescription* wanted = Describe(element);
+  std::string instead = "another one";
+  if (PangoFont* font = pango_context_load_font(context_, wanted)) {
+    PangoFontDescription* found = pango_font_describe(font);
+    if (const char* family = pango_font_description_get_family(found)) instead = family;
+    pango_font_description_free(found);
+    g_object_unref(font);
+  }
+  pango_font_description_free(wanted);
+  host_.refuse(element, "there is no font \"" + element.font + "\"; \"" + instead +
+                            "\" is taken in its place");
+}
+
+void TextLayouts::CheckLetters(const Element& element, PangoLayout* layout) {
+  if (pango_layout_get_unknown_glyphs_count(layout) == 0) return;
+  const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
+      pango_layout_get_iter(layout), pango_layout_iter_free);
+  do {
+    const PangoGlyphItem* run = pango_layout_iter_get_run_readonly(iter.get());
+    for (int i = 0; run != nullptr && i < run->glyphs->num_glyphs; ++i) {
+      const PangoGlyph glyph = run->glyphs->glyphs[i].glyph;
+      if ((glyph & PANGO_GLYPH_UNKNOWN_FLAG) == 0 || glyph == PANGO_GLYPH_INVALID_INPUT) continue;
+      char code[16];
+      snprintf(code, sizeof code, "U+%04X", glyph & ~PANGO_GLYPH_UNKNOWN_FLAG);
+      host_.refuse(element, std::string("no font has the letter ") + code + "; a box is drawn");
+      return;
+    }
+  } while (pango_layout_iter_next_run(iter.get()) != FALSE);
+}
+
+const TextLayouts::Placed& TextLayouts::LayOut(const Element& element) {
+  PLEXION_CHECK(element.kind == ElementKind::kText, "only texts are laid out");
+  static const Placed kNothing;
+  if (host_.cancelled()) return kNothing;
+  const auto found = layouts_.find(element.handle);
+  if (found != layouts_.end() && found->second.revision == element.revision) {
+    return found->second.placed;
+  }
+  if (keptBytes_ + element.text.size() > kMostKeptBytes) {
+    layouts_.clear();
+    keptBytes_ = 0;
+  }
+  Kept& kept = layouts_[element.handle];
+  keptBytes_ += element.text.size() - kept.bytes;
+  kept.bytes = element.text.size();
+  CheckFamilies(element);
+  Lay(element, kept);
+  CheckLetters(element, kept.layout.get());
+  Place(element, kept);
+  return kept.placed;
+}
+
+void TextLayouts::Lay(const Element& element, Kept& kept) {
+  if (kept.layout == nullptr) kept.layout.reset(pango_layout_new(context_));
+  PangoLayout* layout = kept.layout.get();
+  PangoFontDescription* font = Describe(element);
+  pango_layout_set_font_description(layout, font);
+  pango_font_description_free(font);
+  bool marksCut = false;
+  const std::string text = LaidOut(element.text, marksCut);
+  if (marksCut) {
+    host_.refuse(element, "more than " + std::to_string(kMostMarks) + " marks on one letter");
+  }
+  pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+
+  PangoAttrList* attributes = pango_attr_list_new();
+  if (element.letterSpacing != 0) {
+    pango_attr_list_insert(attributes,
+                           pango_attr_letter_spacing_new(PangoUnits(element.letterSpacing)));
+  }
+  if (!element.features.empty()) {
+    pango_attr_list_insert(attributes, pango_attr_font_features_new(element.features.c_str()));
+  }
+  pango_layout_set_attributes(layout, attributes);
+  pango_attr_list_unref(attributes);
+
+  const bool bounded = element.width > 0;
+  const bool wraps = bounded && element.wrap == kWrapWord;
+  pango_layout_set_width(layout, bounded ? PangoUnits(element.width) : -1);
+  pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
+  pango_layout_set_line_spacing(layout, static_cast<float>(element.lineSpacing));
+  pango_layout_set_alignment(layout, element.align == kAlignCenter  ? PANGO_ALIGN_CENTER
+                                     : element.align == kAlignRight ? PANGO_ALIGN_RIGHT
+                                                                    : PANGO_ALIGN_LEFT);
+  // What does not fit ends in an ellipsis: after one line, or after as many as are allowed.
+  const bool endless = wraps && element.lines <= 0 && text.size() > kMostLines;
+  const bool limited = bounded && (!wraps || element.lines > 0 || endless);
+  pango_layout_set_ellipsize(layout, limited ? PANGO_ELLIPSIZE_END : PANGO_ELLIPSIZE_NONE);
+  pango_layout_set_height(layout, endless                      ? -kMostLines
+                                  : wraps && element.lines > 0 ? -static_cast<int>(element.lines)
+                                                               : -1);
+  if (endless && pango_layout_is_ellipsized(layout) != FALSE) {
+    host_.refuse(element, "it has more than " + std::to_string(kMostLines) + " lines");
+  }
+}
+
+void TextLayouts::Place(const Element& element, Kept& kept) {
+  PangoLayout* layout = kept.layout.get();
+  const bool bounded = element.width > 0;
+  PangoRectangle ink;
+  PangoRectangle logical;
+  pango_layout_get_extents(layout, &ink, &logical);
+  Placed& placed = kept.placed;
+  placed.layout = layout;
+  placed.x = 0;
+  if (!bounded && element.align != kAlignLeft) {
+    placed.x = -Units(logical.width) * (element.align == kAlignCenter ? 0.5 : 1);
+  }
+  switch (element.valign) {
+    case kAlignMiddle:
+      placed.y = (element.height - Units(logical.height)) / 2;
+      break;
+    case kAlignBottom:
+      placed.y = element.height - Units(logical.height);
+      break;
+    case kAlignBaseline:
+      placed.y = -Units(pango_layout_get_baseline(layout));
+      break;
+    default:
+      placed.y = 0;
+      break;
+  }
+  placed.logical = {placed.x + Units(logical.x), placed.y + Units(logical.y), Units(logical.width),
+                    Units(logical.height)};
+  placed.ink = {placed.x + Units(ink.x), placed.y + Units(ink.y), Units(ink.width),
+                Units(ink.height)};
+  kept.revision = element.revision;
+}
+
+PangoLayout* TextLayouts::LayOutLine(const char* font, double size, const std::string& text) {
+  if (line_ == nullptr) line_.reset(pango_layout_new(context_));
+  PangoFontDescription* description = pango_font_description_new();
+  pango_font_description_set_family(description, font);
+  pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
+  pango_layout_set_font_description(line_.get(), description);
+  pango_font_description_free(description);
+  pango_layout_set_text(line_.get(), text.data(), static_cast<int>(text.size()));
+  return line_.get();
+}
+
+}  // namespace plexion_host::player::application
