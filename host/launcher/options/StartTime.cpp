@@ -71,20 +71,15 @@ std::chrono::system_clock::time_point Resolve(const StartTime& startTime,
   using std::chrono::system_clock;
   if (!startTime.timeOfDay) return system_clock::time_point(milliseconds(startTime.milliseconds));
   const std::time_t nowSeconds = system_clock::to_time_t(now);
-  const auto at = [&](int daysAhead) {
-    std::tm day{};
-    localtime_r(&nowSeconds, &day);
-    const auto seconds = static_cast<int>(startTime.milliseconds / kMsPerSecond);
-    day.tm_mday += daysAhead;
-    day.tm_hour = seconds / 3600;
-    day.tm_min = seconds / 60 % 60;
-    day.tm_sec = seconds % 60;
-    day.tm_isdst = -1;  // the day's own, which may differ from today's
-    return system_clock::from_time_t(std::mktime(&day)) +
-           milliseconds(startTime.milliseconds % kMsPerSecond);
-  };
-  const system_clock::time_point today = at(0);
-  return today >= now ? today : at(1);
+  std::tm day{};
+  localtime_r(&nowSeconds, &day);
+  const auto seconds = static_cast<int>(startTime.milliseconds / kMsPerSecond);
+  day.tm_hour = seconds / 3600;
+  day.tm_min = seconds / 60 % 60;
+  day.tm_sec = seconds % 60;
+  day.tm_isdst = -1;  // that moment's own, which may differ from this one's
+  return system_clock::from_time_t(std::mktime(&day)) +
+         milliseconds(startTime.milliseconds % kMsPerSecond);
 }
 
 }  // namespace plexion_host

@@ -20,8 +20,8 @@ struct StartTime {
 /// Returns  an empty text, or what was expected.
 std::string ReadStartTime(const std::string& text, std::optional<StartTime>& startTime);
 
-/// The moment that `startTime` means, seen from `now`. A time of day that has passed means
-/// tomorrow's; a Unix time that has passed stays in the past.
+/// The moment that `startTime` means, seen from `now`. A time of day is today's, also when it has
+/// passed: after a power cut at noon a display that begins at seven begins at once.
 std::chrono::system_clock::time_point Resolve(const StartTime& startTime,
                                               std::chrono::system_clock::time_point now);
 

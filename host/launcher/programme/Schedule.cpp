@@ -72,6 +72,14 @@ DayPart Schedule::At(const Zone& zone, Moment moment) {
   return part;
 }
 
+bool Schedule::Holds(const Entry* entry, Moment moment) {
+  if (entry == nullptr) return true;
+  for (Rule& rule : rules_) {
+    if (rule.entry == entry) return Around(rule, moment).begin <= moment;
+  }
+  return false;
+}
+
 std::vector<DayPart> Schedule::Day(const Zone& zone, int32_t day) {
   std::vector<DayPart> parts;
   const Moment end = clock_.Of(day + 1, 0);

@@ -30,6 +30,10 @@ class Schedule {
   /// one further down in the document.
   DayPart At(const Zone& zone, Moment moment);
 
+  /// Whether an entry's own time lasts at `moment`, whichever counts then. What is no entry always
+  /// does.
+  bool Holds(const Entry* entry, Moment moment);
+
   /// All day parts of a zone from midnight to midnight of a day.
   std::vector<DayPart> Day(const Zone& zone, int32_t day);
 

@@ -55,8 +55,12 @@ struct ZoneTime {
 
 /// What plays, for people and machines.
 struct ZoneStatus {
+  uint64_t number = 0;  ///< the stage's; 0: nothing, or the plain picture
   std::string content;  ///< empty: the plain picture
   std::string playlist;
+  std::string reason;  ///< why the plain picture is on
+  size_t item = 0;     ///< its place in the playlist, from 1
+  size_t items = 0;
   int64_t shownMs = 0;  ///< how long it has been seen
   bool paused = false;
   std::string next;  ///< the content that comes next, as far as it is known
@@ -68,18 +72,26 @@ struct ZoneStatus {
 ///     and shown at it, unless the entry waits for the end of the item.
 ///   - A part that is entered in its middle begins with the item that would be on by now, where all
 ///     of its items have durations; else with the first.
+///   - What a part of higher priority interrupts with "resume" stands still and goes on when its own
+///     part counts again; if that is over by then, it is dropped. Interruptions nest.
+///   - A part that waits for the end of the item waits for no item that has none.
 ///   - A content that fails, or is not ready after kLoadLimitMs, is named, skipped, and asked again
-///     after kRetryMs. What is on stays on meanwhile. When a whole round fails, the fallback plays;
-///     when that fails too, the plain picture is shown.
+///     after kRetryMs. What is on stays on meanwhile. When a whole round fails, the fallback plays
+///     until one of them can be played; when that fails too, the plain picture is shown.
+///   - A pass of a playlist that is aligned begins at each multiple of its time since midnight; what
+///     is on then ends. A pass that is over sooner begins again.
 ///   - A clock that steps changes what is on only if another part counts then. Durations do not
 ///     follow the clock.
-///   - A new programme takes effect at the end of the item that is on.
+///   - A new programme takes effect at the end of the item that is on, or at once if it has none.
+///   - The operator's pause holds until it is taken back, whatever part counts meanwhile.
 class ZoneDirector {
  public:
   static constexpr int64_t kLeadMs = 15000;
   static constexpr int64_t kLoadLimitMs = 30000;
   static constexpr int64_t kRetryMs = 60000;
   static constexpr int64_t kEmptyRetryMs = 5000;
+  /// How long the last picture of what is over stays when nothing else can be played.
+  static constexpr int64_t kLastPictureMs = 10000;
 
   /// `news` is called for each change; may be empty.
   ZoneDirector(std::shared_ptr<const Programme> programme, ICalendar& calendar, std::string zone,
@@ -101,6 +113,9 @@ class ZoneDirector {
   void Next(const ZoneTime& now);
   void Previous(const ZoneTime& now);
   void SetPaused(bool paused, const ZoneTime& now);
+  /// The playlist goes on with its item of that content, whole or its file's name alone.
+  /// Returns  false when there is none.
+  bool PlayItem(const std::string& name, const ZoneTime& now);
   /// One content once, then the programme goes on.
   void PlayOnce(const Item& item, const ZoneTime& now);
 
@@ -118,23 +133,48 @@ class ZoneDirector {
     int64_t loadBeganMs = 0;
     int64_t shownAtMs = 0;
     std::optional<int64_t> endAtMs;
-    int64_t durationLeftMs = 0;  ///< not 0: entered in its middle
+    int64_t endedAtMs = 0;       ///< when it came to an end of its own
+    int64_t durationLeftMs = 0;  ///< not 0: entered in its middle, or interrupted
+    bool once = false;           ///< the operator's, or an item no more
+    Moment passEnd = kNever;     ///< when the next pass of an aligned playlist begins
+  };
+  /// What was on when a part of higher priority began.
+  struct Interrupted {
+    Slot slot;
+    const Entry* entry;
+    std::string playlist;
   };
 
   const Zone& ZoneOf() const { return *programme_->FindZone(zone_); }
   void UsePart(const DayPart& part, const ZoneTime& now);
+  void TakePart(const DayPart& part);
+  bool ComeBack(const DayPart& part, const ZoneTime& now);
+  void Interrupt(const ZoneTime& now);
+  void DropInterrupted();
+  void DropWaiting();
   void ReadItems();
-  void EnterPart(const ZoneTime& now, Slot& slot);
-  /// The next item that may be tried; none when all have failed of late.
-  std::optional<size_t> Following(size_t index, const ZoneTime& now) const;
-  bool Load(Slot& slot, const std::string& playlist, const Item& item, size_t index,
+  void FindCurrentAgain();
+  /// Loads the item of `part` that would be on at `moment`.
+  void EnterPart(const DayPart& part, Moment moment, const ZoneTime& now, Slot& slot);
+  int64_t SinceBegin(const DayPart& part, Moment moment) const;
+  /// The next item that may be tried, or the one before; none when all have failed of late.
+  std::optional<size_t> Following(const std::vector<Item>& items, size_t index,
+                                  const ZoneTime& now) const;
+  std::optional<size_t> Preceding(size_t index, const ZoneTime& now) const;
+  bool MayBeTried(const Item& item, const ZoneTime& now) const;
+  void Load(Slot& slot, const std::string& playlist, const Item& item, size_t index,
             const ZoneTime& now);
   void Drop(Slot& slot);
   void Show(Slot& slot, const char* reason, const ZoneTime& now);
   void Fail(Slot& slot, const std::string& why, const ZoneTime& now);
   void CheckDeadline(Slot& slot, const ZoneTime& now);
+  void ShowWhatIsDue(const ZoneTime& now);
   void PrepareNext(const ZoneTime& now);
+  bool PrepareAsked(const ZoneTime& now);
+  bool PrepareOwnAgain(const ZoneTime& now);
   void PrepareBoundary(const ZoneTime& now);
+  void PreparePass(const ZoneTime& now);
+  void SetPassEnd(const ZoneTime& now);
   void FallBack(const ZoneTime& now);
   bool CurrentIsOver(const ZoneTime& now) const;
   void TakePending(const ZoneTime& now);
@@ -159,15 +199,19 @@ class ZoneDirector {
   Slot next_;      ///< of the playlist
   Slot boundary_;  ///< of the next day part
   DayPart boundaryPart_;
-  Slot resumed_;  ///< paused by an interruption, to go on afterwards
-  const Entry* resumedFor_ = nullptr;
+  Slot pass_;                             ///< the first of an aligned playlist's next pass
+  std::vector<Interrupted> interrupted_;  ///< each by a part of higher priority than its own
+  std::optional<Moment> waitsUntil_;      ///< a part waits for the end of the item until then
   std::map<std::string, int64_t> failedUntilMs_;
   uint64_t lastNumber_ = 0;
   bool paused_ = false;
   int64_t pausedAtMs_ = 0;
   bool reasonShown_ = false;
+  std::string reason_;  ///< of the plain picture
   int64_t retryAtMs_ = 0;
-  std::optional<Item> once_;
+  std::optional<Item> once_;    ///< asked for by the operator
+  std::optional<size_t> jump_;  ///< likewise, in items_
+  bool operatorActed_ = false;  ///< what is shown next is shown for the operator
 };
 
 }  // namespace plexion_host

@@ -130,7 +130,8 @@ bool Session::WaitForStartTime() {
   const auto now = std::chrono::system_clock::now();
   const auto start = Resolve(*options.startAt, now);
   if (start < now && !windows.IsQuitting()) {
-    Error("--start-at: that moment has passed; beginning at once");
+    Error(std::string("--start-at: that moment has passed") +
+          (options.startAt->timeOfDay ? " today" : "") + "; beginning at once");
   }
   return !windows.Board().WaitUntil(start, [this] { return windows.IsQuitting(); });
 }
