@@ -8,6 +8,10 @@
 #include "qx/core/IQXModule.h"
 #include "qx/plexion/Geometry.h"
 
+namespace qx::platform {
+class OutputPlane;
+}
+
 namespace plexion_host {
 
 enum class DisplayMode { kAuto, kWindow, kFullscreen, kHeadless };
@@ -60,6 +64,13 @@ struct PresentedFrame {
   std::vector<qx::plexion::Rect> damage;  ///< what differs from the frame before
 };
 
+/// What was seen of one output plane. Health is what was presented, not what a player says of itself.
+struct PlaneHealth {
+  uint64_t frames = 0;   ///< presented frames in which something of it was drawn anew
+  int64_t drawnNs = 0;   ///< CLOCK_MONOTONIC of the last of them; 0: none yet
+  uint64_t picture = 0;  ///< a hash of its pixels; 0 unless it was asked for
+};
+
 /// Hears of each presented frame. Thread: the display's (main); must return soon; content goes on
 /// being drawn meanwhile, the picture handed out does not change during the call.
 class IFrameObserver {
@@ -100,6 +111,15 @@ class IHostDisplay : public IQXModule {
   virtual void RemoveEventSink(IDisplayEventSink* sink) = 0;
   virtual void AddFrameObserver(IFrameObserver* observer) = 0;
   virtual void RemoveFrameObserver(IFrameObserver* observer) = 0;
+
+  /// Of a plane of this display's driver. The hash is taken now, in a few milliseconds for a large
+  /// plane. Returns  false for a plane that it does not know.
+  virtual bool GetPlaneHealth(const qx::platform::OutputPlane* /*plane*/, bool /*withPicture*/,
+                              PlaneHealth& /*health*/) {
+    return false;
+  }
+  /// Presents the picture once more, though nothing of it has changed: a sign of life.
+  virtual void RequestFrame() {}
 
   /// Frames presented so far.
   virtual uint64_t GetFrameCount() = 0;

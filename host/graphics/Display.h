@@ -82,6 +82,11 @@ class Display : public IHostDisplay {
   void RemoveEventSink(IDisplayEventSink* sink) override { sinks_.Remove(sink); }
   void AddFrameObserver(IFrameObserver* observer) override { observers_.Add(observer); }
   void RemoveFrameObserver(IFrameObserver* observer) override { observers_.Remove(observer); }
+  bool GetPlaneHealth(const qx::platform::OutputPlane* plane, bool withPicture,
+                      PlaneHealth& health) override {
+    return screen_->GetHealth(plane, withPicture, health);
+  }
+  void RequestFrame() override { screen_->DamageCorner(); }
   uint64_t GetFrameCount() override { return frameCount_; }
 
  private:

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "host/contracts/IHostDisplay.h"
 #include "host/graphics/GraphicsCharge.h"
 #include "host/graphics/Surface.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -78,7 +79,11 @@ class ScreenPlane final : public SurfacePlane<qx::platform::OutputPlane> {
 
   Screen& screen_;
   const std::string name_;
-  Placement placement_;  ///< under the screen's state lock
+  // Under the screen's state lock.
+  Placement placement_;
+  bool drawn_ = false;     ///< since it was composed last
+  bool composed_ = false;  ///< with what was drawn, and not presented yet
+  PlaneHealth health_;
 };
 
 }  // namespace plexion_host

@@ -154,6 +154,7 @@ void Screen::Damage(ScreenPlane& plane, const Rect& region) {
     const std::lock_guard<std::mutex> lock(stateMutex_);
     const Rect& rect = plane.placement_.rect;
     if (!plane.placement_.CanBeSeen()) return;
+    plane.drawn_ = true;
     const Rect wider{
         region.x, region.y,
         static_cast<uint32_t>(std::min<int64_t>(region.width + 2 * spread, INT32_MAX)),

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <vector>
 
+#include "host/contracts/IHostDisplay.h"
 #include "host/graphics/Planes.h"
 #include "host/graphics/pixels/PixelStore.h"
 #include "host/graphics/pixels/Region.h"
@@ -73,6 +74,11 @@ class Screen {
   /// What is there is taken along. The pixels must stay until this or SetDims is called again.
   void UseCanvas(uint32_t* pixels);
 
+  /// What was seen of a plane. Returns  false when it is not of this screen.
+  bool GetHealth(const qx::platform::OutputPlane* plane, bool withPicture, PlaneHealth& health);
+  /// Makes the next frame due, though nothing has changed.
+  void DamageCorner();
+
   using Presenter = std::function<void(const PixelStore& picture, const Region& damage)>;
   /// Composes what is due and hands the whole picture over, with the part that differs from the one
   /// handed over before. The picture does not change during the call.
@@ -98,6 +104,7 @@ class Screen {
   void NotifyWork();
 
   void ComposeDue();
+  void NotePresented();
   void Compose(const std::vector<Layer>& layers, const Region& damage);
   void Draw(const Layer& layer, const Job& job);
 

@@ -39,6 +39,7 @@ bool Screen::Present(const Presenter& presenter) {
   presenting_ = true;
   presenter(picture_, changed);
   presenting_ = false;
+  NotePresented();
   return true;
 }
 
@@ -60,7 +61,9 @@ void Screen::ComposeDue() {
       generation = storageGeneration_;
       layers.reserve(stack_.size());
       for (const auto& plane : stack_) {
-        if (plane->placement_.CanBeSeen()) layers.push_back({plane, plane->placement_});
+        if (!plane->placement_.CanBeSeen()) continue;
+        layers.push_back({plane, plane->placement_});
+        plane->composed_ = plane->composed_ || std::exchange(plane->drawn_, false);
       }
     }
     Compose(layers, damage);

@@ -20,6 +20,7 @@
 #include "host/launcher/programme/ProgrammeCommand.h"
 #include "host/launcher/programme/ProgrammeRun.h"
 #include "host/launcher/render/ContentCommand.h"
+#include "host/launcher/run/HealthWatch.h"
 #include "host/launcher/run/SignageRun.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IMouseStream.h"
@@ -150,6 +151,7 @@ class Launcher {
 
   const CommandLine line_;
   HostKernel& kernel_;
+  const ServiceManager manager_;
   EndWatch end_;
   std::atomic<int> code_{kExitCompleted};
   std::string error_;  // of the main thread
@@ -180,7 +182,9 @@ class Launcher {
 
 void Launcher::WatchEnd() {
   kernel_.AddBuiltIn("IHostWindows", &windows_);
+  session_.manager = &manager_;
   windows_.SetQuitHandler([this] {
+    manager_.SayStopping();
     end_.EndWithin(EndWatch::kAfterRequest);
     control_.RequestQuit();
   });
@@ -345,8 +349,12 @@ void Launcher::ShowContents() {
   if (display_) display_->AddEventSink(&closeWatch_);
   displaySaid_ = true;
   session_.SetDisplayOpen(true);
+  manager_.SayReady();
+  std::optional<HealthWatch> health;
+  if (manager_.IsThere() || kernel_.GetConsole().HasLog()) health.emplace(session_, manager_);
   if (display_) display_->Run();
   contents_.Join();
+  health.reset();
   if (display_) display_->RemoveEventSink(&closeWatch_);
 }
 

@@ -140,6 +140,16 @@ bool CopyRowIsOpaque(uint32_t* __restrict destination, const uint32_t* __restric
   return all == kAlphaMask;
 }
 
+uint64_t HashRow(const uint32_t* pixels, size_t count, uint64_t hash) {
+  constexpr uint64_t kOdd =
+      0x9E3779B97F4A7C15U;  // of the golden ratio: spreads each bit over the word
+  for (size_t i = 0; i < count; ++i) {
+    hash = (hash ^ pixels[i]) * kOdd;
+    hash ^= hash >> 32U;
+  }
+  return hash;
+}
+
 void FillRow(uint32_t* destination, uint32_t pixel, size_t count) {
   std::fill_n(destination, count, pixel);
 }

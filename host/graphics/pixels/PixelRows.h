@@ -31,6 +31,9 @@ void CopyRow(uint32_t* destination, const uint32_t* source, size_t count);
 /// memory for both.
 bool CopyRowIsOpaque(uint32_t* destination, const uint32_t* source, size_t count);
 
+/// A hash of `count` pixels behind `hash`, quick rather than safe from who wants two alike.
+uint64_t HashRow(const uint32_t* pixels, size_t count, uint64_t hash);
+
 void FillRow(uint32_t* destination, uint32_t pixel, size_t count);
 
 }  // namespace plexion_host

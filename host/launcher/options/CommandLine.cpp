@@ -160,6 +160,10 @@ class OptionTable {
           return std::string(to.logLevel ? "" : "error, warning, info or debug");
         });
     app.add_flag("--log-json", to.logJson, "Log each line as a JSON object");
+    Add("--frozen-after", "MS",
+        "Name a video or movie that plays and whose picture has not changed for so long; else "
+        "60000, 0: never",
+        [&to](Text text) { return ReadTime(text, 0, to.frozenAfterMs); });
     AddText("--datadir", "DIR", "Folder to use in place of /mtd_down/halvex/plexion",
             to.dataDirectory);
     Add("--modulemap", "NAME:FILE", "Load a platform module from this library", [&to](Text text) {

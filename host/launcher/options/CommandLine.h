@@ -53,6 +53,7 @@ struct LauncherOptions {
   std::string shellSocket;           ///< empty: none
   std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
   bool logJson = false;
+  int64_t frozenAfterMs = 60000;  ///< a moving content whose picture stands still; 0: never said
   /// The service's own, anywhere on the command line, as the service looks for them.
   bool pause = false;
   bool useShell = false;

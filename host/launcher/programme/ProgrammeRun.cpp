@@ -91,6 +91,7 @@ void ProgrammeRun::Run() {
   MakeZones();
   while (!session_.windows.IsQuitting()) {
     ZoneTime now = Now();
+    session_.turnAtMs = now.steadyMs;
     LookAtDocument(now.steadyMs);
     int64_t next = now.steadyMs + kLongestSleepMs;
     for (const Playing& playing : zones_) {
@@ -103,6 +104,7 @@ void ProgrammeRun::Run() {
                          [](const Playing& playing) { return playing.stage->HasNewsLocked(); });
     });
   }
+  session_.turnAtMs = -1;
   session_.OnLastWindow();
   zones_.clear();
 }

@@ -53,6 +53,7 @@ void Session::LogShown(const ShownContent& shown) const {
     fields.push_back({"beforeMs", std::to_string(shown.beforeLasted.count()), true});
   }
   Log(LogLevel::kInfo, text, std::move(fields));
+  if (manager != nullptr) manager->SayStatus(text);
 }
 
 void Session::ContentError(const std::string& content, const Ending& ending) {

@@ -14,6 +14,7 @@
 #include "host/kernel/HostKernel.h"
 #include "host/launcher/options/CommandLine.h"
 #include "host/launcher/process/ControlThread.h"
+#include "host/launcher/process/ServiceManager.h"
 #include "host/launcher/run/Snapshot.h"
 #include "host/launcher/run/WindowList.h"
 
@@ -49,6 +50,10 @@ struct Session {
   IHostDisplay* display = nullptr;  ///< null with a graphics driver that needs no display loop
   Snapshot* snapshot = nullptr;
   std::atomic<bool> someContentFailed{false};
+  /// When the run's loop came round last, in milliseconds of the steady clock; negative: it has none
+  /// that comes round by itself.
+  std::atomic<int64_t> turnAtMs{-1};
+  const ServiceManager* manager = nullptr;  ///< may be null; set before the run
   /// Windows of one line begin together, unless one takes longer than this to load: a stalled network
   /// must not keep the others from playing.
   std::chrono::milliseconds waitForOthers{2000};

@@ -158,6 +158,48 @@ TEST_F(DisplayTest, AnUpdateAppearsInOneFrame) {
   EXPECT_FALSE(screen_->HasWork());
 }
 
+TEST_F(DisplayTest, HealthIsWhatWasPresented) {
+  const auto present = [this] { return screen_->Present([](const PixelStore&, const Region&) {}); };
+  PlaneHealth health;
+  ASSERT_TRUE(display_.GetPlaneHealth(plane_, true, health));
+  EXPECT_EQ(0U, health.frames);
+  EXPECT_EQ(0, health.drawnNs);
+  const uint64_t empty = health.picture;
+  EXPECT_NE(0U, empty);
+  Show(0xff000044u);
+  Dims dims{};
+  std::vector<uint32_t> pixels;
+  display_.CopyScreen(dims, pixels);
+  display_.GetPlaneHealth(plane_, true, health);
+  EXPECT_EQ(0U, health.frames) << "drawn and composed is not presented";
+  EXPECT_NE(empty, health.picture);
+  EXPECT_TRUE(present());
+  display_.GetPlaneHealth(plane_, true, health);
+  EXPECT_EQ(1U, health.frames);
+  EXPECT_GT(health.drawnNs, 0);
+  const PlaneHealth before = health;
+  // A sign of life, and a neighbour's frame, are none of its.
+  display_.RequestFrame();
+  EXPECT_TRUE(present());
+  OutputPlane* const other = driver_.CreateOutputPlane({5, 5, 1, 1}, false, nullptr, nullptr, "");
+  other->ShowRegion({0, 0, 1, 1});
+  EXPECT_TRUE(present());
+  display_.GetPlaneHealth(plane_, true, health);
+  EXPECT_EQ(before.frames, health.frames);
+  EXPECT_EQ(before.drawnNs, health.drawnNs);
+  EXPECT_EQ(before.picture, health.picture) << "the same picture has the same hash";
+  // Hidden, it is drawn for nobody.
+  plane_->SetVisible(false);
+  present();
+  Show(0xff000055u);
+  EXPECT_FALSE(present());
+  display_.GetPlaneHealth(plane_, false, health);
+  EXPECT_EQ(before.frames, health.frames);
+  EXPECT_EQ(0U, health.picture);
+  driver_.DestroyOutputPlane(other);
+  EXPECT_FALSE(display_.GetPlaneHealth(other, false, health));
+}
+
 TEST_F(DisplayTest, APictureTakenDoesNotSwallowTheFrame) {
   Show(0xff000033u);
   Dims dims{};

@@ -1,0 +1,60 @@
+// What the service manager that started the launcher hears of it.
+
+#include "host/launcher/process/ServiceManager.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/base/Text.h"
+#include "host/kernel/OperatorLog.h"
+
+namespace plexion_host {
+namespace {
+
+std::string TakeVariable(const char* name) {
+  const char* const value = std::getenv(name);
+  std::string text = value != nullptr ? value : "";
+  unsetenv(name);
+  return text;
+}
+
+}  // namespace
+
+ServiceManager::ServiceManager() : address_(TakeVariable("NOTIFY_SOCKET")) {
+  const auto timeoutUs = ReadWholeNumber(TakeVariable("WATCHDOG_USEC"), 1, INT64_MAX);
+  const std::string process = TakeVariable("WATCHDOG_PID");
+  const bool path = !address_.empty() && (address_[0] == '/' || address_[0] == '@');
+  if (!path || address_.size() >= sizeof(sockaddr_un::sun_path)) return;
+  socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const bool meant = process.empty() || process == std::to_string(getpid()) ||
+                     process == std::to_string(getppid());
+  if (!timeoutUs || !meant) return;
+  watchdogPeriod_ = std::chrono::milliseconds(*timeoutUs / 2000);
+}
+
+ServiceManager::~ServiceManager() {
+  if (socket_ >= 0) close(socket_);
+}
+
+void ServiceManager::SayStatus(const std::string& text) const {
+  if (IsThere()) Say("STATUS=" + PrintableWord(WithoutPasswords(text)));
+}
+
+void ServiceManager::Say(const std::string& message) const {
+  if (socket_ < 0) return;
+  sockaddr_un to{};
+  to.sun_family = AF_UNIX;
+  std::memcpy(to.sun_path, address_.data(), address_.size());
+  if (to.sun_path[0] == '@') to.sun_path[0] = '\0';  // a name that is no file
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size());
+  // A manager that does not listen is not waited for: its watchdog then says the rest.
+  (void)sendto(socket_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+               reinterpret_cast<const sockaddr*>(&to), size);
+}
+
+}  // namespace plexion_host

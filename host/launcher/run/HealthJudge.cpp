@@ -1,0 +1,109 @@
+// Whether what is presented says that the display lives.
+
+#include "host/launcher/run/HealthJudge.h"
+
+#include <algorithm>
+#include <cctype>
+#include <set>
+
+namespace plexion_host {
+namespace {
+
+/// A movie that has changed this often moves; one that is a still picture never does.
+constexpr uint64_t kMovingFrames = 10;
+
+const char* const kVideos[] = {"mp4", "m4v",  "mkv", "webm", "mov", "avi", "ts",   "m2ts",
+                               "mpg", "mpeg", "ogv", "wmv",  "flv", "3gp", "m3u8", "mpd"};
+const char* const kMovies[] = {"mvx", "json", "lottie", "gif"};
+
+}  // namespace
+
+Motion MotionOf(const std::string& content) {
+  if (content.compare(0, 7, "rtsp://") == 0) return Motion::kVideo;
+  const bool address = content.find("://") != std::string::npos;
+  const std::string path = address ? content.substr(0, content.find_first_of("?#")) : content;
+  const size_t dot = path.rfind('.');
+  const size_t slash = path.rfind('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return Motion::kNone;
+  std::string ending = path.substr(dot + 1);
+  for (char& letter : ending) letter = static_cast<char>(std::tolower(letter));
+  const auto is = [&](const char* one) { return ending == one; };
+  if (std::any_of(std::begin(kVideos), std::end(kVideos), is)) return Motion::kVideo;
+  if (std::any_of(std::begin(kMovies), std::end(kMovies), is)) return Motion::kMovie;
+  return Motion::kNone;
+}
+
+HealthJudge::Verdict HealthJudge::Judge(const Sample& sample) {
+  Verdict verdict;
+  verdict.windows = sample.windows;
+  std::set<unsigned> there;
+  for (WindowHealth& window : verdict.windows) {
+    if (!window.plays || !window.visible) continue;
+    there.insert(window.number);
+    Look(window, sample.nowMs, verdict);
+  }
+  for (auto place = seen_.begin(); place != seen_.end();) {
+    place = there.count(place->first) == 0 ? seen_.erase(place) : std::next(place);
+  }
+  if (presentedMs_ < 0 || sample.presented != presented_) {
+    presented_ = sample.presented;
+    presentedMs_ = sample.nowMs;
+  }
+  verdict.wantsFrame = sample.nowMs > presentedMs_;
+  if (sample.nowMs - presentedMs_ >= kSilenceMs) {
+    verdict.reason = "the display has presented nothing for " +
+                     std::to_string((sample.nowMs - presentedMs_) / 1000) + " s";
+  } else if (sample.turnAtMs >= 0 && sample.nowMs - sample.turnAtMs >= kSilenceMs) {
+    verdict.reason = "the programme has not been looked at for " +
+                     std::to_string((sample.nowMs - sample.turnAtMs) / 1000) + " s";
+  } else if (AllVideosStand(sample)) {
+    verdict.reason = "every video has stood still for " +
+                     std::to_string(2 * frozenAfterMs_ / 1000) + " s while it says that it plays";
+  }
+  verdict.alive = verdict.reason.empty();
+  return verdict;
+}
+
+void HealthJudge::Look(WindowHealth& window, int64_t nowMs, Verdict& verdict) {
+  const auto [place, isNew] = seen_.try_emplace(window.number);
+  Seen& seen = place->second;
+  if (isNew || seen.content != window.content) {
+    seen = {window.content, window.picture, nowMs, window.frames, nowMs, false};
+  }
+  if (seen.frames != window.frames) {
+    seen.frames = window.frames;
+    seen.drawnMs = nowMs;
+  }
+  if (seen.picture != window.picture) {
+    if (seen.told) {
+      verdict.changes.push_back(
+          {window.number, window.content, false, true, nowMs - seen.changedMs});
+    }
+    seen.picture = window.picture;
+    seen.changedMs = nowMs;
+    seen.told = false;
+  }
+  const Motion motion = MotionOf(window.content);
+  const bool moves =
+      motion == Motion::kVideo || (motion == Motion::kMovie && window.frames >= kMovingFrames);
+  const int64_t stillMs = nowMs - seen.changedMs;
+  window.frozen = moves && frozenAfterMs_ > 0 && stillMs >= frozenAfterMs_;
+  if (!window.frozen || seen.told) return;
+  seen.told = true;
+  verdict.changes.push_back(
+      {window.number, window.content, true, nowMs - seen.drawnMs < frozenAfterMs_ / 2, stillMs});
+}
+
+bool HealthJudge::AllVideosStand(const Sample& sample) const {
+  if (frozenAfterMs_ == 0) return false;
+  bool any = false;
+  for (const auto& [number, seen] : seen_) {
+    if (MotionOf(seen.content) != Motion::kVideo) continue;
+    any = true;
+    // A video of one picture is drawn all the time, and lives.
+    if (sample.nowMs - seen.drawnMs < 2 * frozenAfterMs_) return false;
+  }
+  return any;
+}
+
+}  // namespace plexion_host
