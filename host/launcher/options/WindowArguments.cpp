@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/launcher/options/NearestName.h"
+#include "host/base/NearestName.h"
 #include "qx/plexion/CommandLineGrammar.h"
 
 namespace plexion_host {

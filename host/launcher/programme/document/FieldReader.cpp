@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "host/base/NearestName.h"
 #include "host/base/Text.h"
-#include "host/launcher/options/NearestName.h"
 
 namespace plexion_host {
 namespace {

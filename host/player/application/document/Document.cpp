@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "host/base/Check.h"
+#include "host/base/NearestName.h"
+#include "host/base/Text.h"
 
 namespace plexion_host::player::application {
 
@@ -44,15 +46,22 @@ std::string Wrong(const XmlAttribute& attribute, const std::string& expected) {
          std::string(attribute.value.substr(0, 100)) + "\"; expected " + expected;
 }
 
-std::string Unknown(const XmlAttribute& attribute, const std::string& expected) {
-  return "unknown attribute \"" + std::string(attribute.name.substr(0, 100)) + "\"; expected " +
-         expected;
+/// "; expected one of a, b", or the one that was probably meant.
+std::string Meant(const std::string& typed, const std::vector<std::string>& names) {
+  const std::string nearest = NearestName(typed, names);
+  if (!nearest.empty()) return "; did you mean \"" + nearest + "\"?";
+  return std::string("; expected ") + (names.size() > 1 ? "one of " : "") + Join(names);
 }
 
-std::string AttributeNames(ElementKind kind) {
-  std::string names = "id";
+std::string Unknown(const XmlAttribute& attribute, const std::vector<std::string>& names) {
+  return "unknown attribute \"" + std::string(attribute.name.substr(0, 100)) + "\"" +
+         Meant(std::string(attribute.name), names);
+}
+
+std::vector<std::string> AttributeNames(ElementKind kind) {
+  std::vector<std::string> names = {"id"};
   for (const Property* each = kProperties; each->name != nullptr; ++each) {
-    if (FindProperty(kind, each->name) == each) names += std::string(", ") + each->name;
+    if (FindProperty(kind, each->name) == each) names.emplace_back(each->name);
   }
   return names;
 }
@@ -115,9 +124,7 @@ class StageBuilder final : public XmlHandler {
       case What::kLeaf:
         return IsBlank(closed.text) ? "" : SetContent(*closed.element, closed.text);
       case What::kRoot:
-        return stage_.Scenes().empty()
-                   ? "there is no scene; expected at least one <scene id=\"...\">"
-                   : "";
+        return CloseRoot();
       case What::kGroup:
         break;
     }
@@ -146,6 +153,17 @@ class StageBuilder final : public XmlHandler {
     return "";
   }
 
+  std::string CloseRoot() {
+    if (stage_.Scenes().empty()) {
+      return "there is no scene; expected at least one <scene id=\"...\">";
+    }
+    if (stage_.fallback.empty() || stage_.FindScene(stage_.fallback) != nullptr) return "";
+    std::vector<std::string> scenes;
+    for (const auto& scene : stage_.Scenes()) scenes.push_back(scene->id);
+    return "fallback is \"" + stage_.fallback + "\", which is no scene" +
+           Meant(stage_.fallback, scenes);
+  }
+
   std::string ReadRootAttribute(const XmlAttribute& attribute) {
     const std::string_view name = attribute.name;
     if (name == "width" || name == "height") {
@@ -165,10 +183,16 @@ class StageBuilder final : public XmlHandler {
       return ReadColour(attribute.value, stage_.background) ? ""
                                                             : Wrong(attribute, kColourExpected);
     }
+    if (name == "fallback") {
+      stage_.fallback = attribute.value;
+      return stage_.fallback.empty() ? Wrong(attribute, "the id of a scene") : "";
+    }
     // What names a schema is for editors.
     const bool known =
         name == "title" || name.compare(0, 5, "xmlns") == 0 || name.compare(0, 4, "xsi:") == 0;
-    return known ? "" : Unknown(attribute, "width, height, rate, background or title");
+    return known
+               ? ""
+               : Unknown(attribute, {"width", "height", "rate", "background", "fallback", "title"});
   }
 
   /// Children of the root.
@@ -196,7 +220,7 @@ class StageBuilder final : public XmlHandler {
     }
     Open script = {What::kScript};
     for (const XmlAttribute& attribute : attributes) {
-      if (attribute.name != "src") return Unknown(attribute, "src");
+      if (attribute.name != "src") return Unknown(attribute, {"src"});
       script.file = attribute.value;
     }
     open_.push_back(std::move(script));
@@ -214,7 +238,7 @@ class StageBuilder final : public XmlHandler {
   std::string OpenScene(const Attributes& attributes) {
     std::string id;
     for (const XmlAttribute& attribute : attributes) {
-      if (attribute.name != "id") return Unknown(attribute, "id");
+      if (attribute.name != "id") return Unknown(attribute, {"id"});
       id = attribute.value;
     }
     if (id.empty()) return "has no id; expected id=\"...\"";
@@ -258,7 +282,7 @@ class StageBuilder final : public XmlHandler {
       return error;
     }
     const Property* property = FindProperty(element.kind, attribute.name);
-    if (property == nullptr) return Unknown(attribute, "one of " + AttributeNames(element.kind));
+    if (property == nullptr) return Unknown(attribute, AttributeNames(element.kind));
     std::string error;
     if (stage_.SetFromText(element, *property, attribute.value, error)) return "";
     // In a document the place is the message's; a script is told the property's name.

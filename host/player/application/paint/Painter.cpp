@@ -280,7 +280,8 @@ void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
   } else if (element.kind == ElementKind::kText) {
     PaintText(cairo, item);
   } else if (element.resource == nullptr) {
-    if (!element.failure.empty()) PaintPlaceholder(cairo, element, item.opacity);
+    if (!element.failure.empty() && host_.marksMissing)
+      PaintPlaceholder(cairo, element, item.opacity);
   } else if (element.kind == ElementKind::kImage) {
     StillPicture& picture = static_cast<Picture&>(*element.resource).still;
     PaintPicture(cairo, element, {picture.pixels.As<uint32_t>(), picture.width, picture.height},

@@ -31,6 +31,8 @@ struct DrawingHost {
   std::function<bool()> cancelled;
   /// An element that cannot be drawn as it is, and why. May come with every picture.
   std::function<void(const Element&, const std::string&)> refuse;
+  /// What cannot be shown is drawn as a crossed box, for its author; else it is left out.
+  bool marksMissing = false;
 };
 
 /// Sets text in type with the fonts of the system and some more. Layouts are kept until the text

@@ -3,16 +3,16 @@
 
 namespace plexion_host::player::application {
 
-bool AnimationCallbacks::CallFinished(const std::vector<int>& tokens, EngineError& error) {
-  lua_State* state = script_.State();
+void AnimationCallbacks::CallFinished(const std::vector<int>& tokens) {
   for (const int token : tokens) {
-    if (token == LUA_NOREF) continue;
-    lua_rawgeti(state, LUA_REGISTRYINDEX, token);
-    // Forgotten before it is called: the call may fail, and does not come back then.
-    luaL_unref(state, LUA_REGISTRYINDEX, token);
-    if (!script_.Call(0, error)) return false;
+    if (token != LUA_NOREF) waiting_.push_back(token);
   }
-  return true;
+  size_t called = 0;
+  for (; called < waiting_.size() && calls_.AreOpen(); ++called) {
+    calls_.RunReference("animate", waiting_[called]);
+    luaL_unref(script_.State(), LUA_REGISTRYINDEX, waiting_[called]);
+  }
+  waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<ptrdiff_t>(called));
 }
 
 void AnimationCallbacks::Drop(const std::vector<int>& tokens) {

@@ -4,23 +4,26 @@
 
 #include <vector>
 
-#include "host/player/application/script/sandbox/Script.h"
+#include "host/player/application/script/HandlerCalls.h"
 
 namespace plexion_host::player::application {
 
 /// An animation's token is the reference of its function in the script's registry, or LUA_NOREF.
 class AnimationCallbacks {
  public:
-  explicit AnimationCallbacks(Script& script) : script_(script) {}
+  AnimationCallbacks(Script& script, HandlerCalls& calls) : script_(script), calls_(calls) {}
 
-  /// Calls and forgets the functions of animations that have come to their end.
-  /// Returns  false with `error` when one fails.
-  bool CallFinished(const std::vector<int>& tokens, EngineError& error);
+  /// Calls and forgets the functions of animations that have come to their end. Those that cannot be
+  /// called now come first the next time: a movement that begins the next one would else be the last.
+  void CallFinished(const std::vector<int>& tokens);
+  bool IsWaiting() const { return !waiting_.empty(); }
   /// Forgets those of animations that never will.
   void Drop(const std::vector<int>& tokens);
 
  private:
   Script& script_;
+  HandlerCalls& calls_;
+  std::vector<int> waiting_;
 };
 
 }  // namespace plexion_host::player::application

@@ -11,9 +11,9 @@ namespace {
 
 constexpr size_t kMostHandlers = 1000;
 
-constexpr std::string_view kEvents[] = {"start",   "frame",  "keydown",  "keyup",
-                                        "pointer", "scroll", "activate", "deactivate",
-                                        "event",   "ready",  "ended",    "failed"};
+constexpr std::string_view kEvents[] = {"start",  "frame",    "keydown",    "keyup", "pointer",
+                                        "scroll", "activate", "deactivate", "event", "ready",
+                                        "ended",  "failed",   "error"};
 
 }  // namespace
 
@@ -41,24 +41,22 @@ void EventHandlers::Add(lua_State* state, const std::string& event) {
   handlers.push_back(luaL_ref(state, LUA_REGISTRYINDEX));
 }
 
-bool EventHandlers::Call(const std::string& event, const std::function<void(lua_State*)>& push,
-                         EngineError& error) {
+bool EventHandlers::Call(const std::string& event, const std::function<void(lua_State*)>& push) {
   const auto found = handlers_.find(event);
   if (found == handlers_.end()) return true;
   // A copy: a handler that adds another one would move the list under the loop.
   const std::vector<int> references = found->second;
-  return script_.Protect(
-      [&](lua_State* state) {
-        push(state);
-        const int arguments = lua_gettop(state);
-        luaL_checkstack(state, arguments + 1, "arguments");
-        for (const int reference : references) {
-          lua_rawgeti(state, LUA_REGISTRYINDEX, reference);
-          for (int i = 1; i <= arguments; ++i) lua_pushvalue(state, i);
-          lua_call(state, arguments, 0);
-        }
-      },
-      error);
+  bool good = true;
+  for (const int reference : references) {
+    // Each by itself: one that fails keeps nothing from the others.
+    const bool ran = calls_.Run(event, [&](lua_State* state) {
+      lua_rawgeti(state, LUA_REGISTRYINDEX, reference);
+      push(state);
+      lua_call(state, lua_gettop(state) - 1, 0);
+    });
+    good = ran && good;
+  }
+  return good;
 }
 
 }  // namespace plexion_host::player::application

@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/player/application/script/sandbox/Script.h"
+#include "host/player/application/script/HandlerCalls.h"
 
 namespace plexion_host::player::application {
 
@@ -16,7 +16,7 @@ namespace plexion_host::player::application {
 /// no way to take a handler back.
 class EventHandlers {
  public:
-  explicit EventHandlers(Script& script) : script_(script) {}
+  explicit EventHandlers(HandlerCalls& calls) : calls_(calls) {}
 
   static bool IsEvent(std::string_view name);
   static std::string EventNames();
@@ -26,12 +26,11 @@ class EventHandlers {
   bool Has(const std::string& event) const { return handlers_.count(event) != 0; }
   /// Calls every handler of an event, in the order in which they came, with what `push` puts on the
   /// stack. Handlers that are added meanwhile hear of the next event.
-  /// Returns  false with `error` when one fails; the others are then not called.
-  bool Call(const std::string& event, const std::function<void(lua_State*)>& push,
-            EngineError& error);
+  /// Returns  false when one fails, which is told; the others are called all the same.
+  bool Call(const std::string& event, const std::function<void(lua_State*)>& push);
 
  private:
-  Script& script_;
+  HandlerCalls& calls_;
   std::unordered_map<std::string, std::vector<int>> handlers_;
 };
 

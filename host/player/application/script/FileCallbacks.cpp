@@ -24,8 +24,9 @@ void FileCallbacks::Add(lua_State* state, const std::string& name) {
   callbacks_.push_back({name, luaL_ref(state, LUA_REGISTRYINDEX)});
 }
 
-bool FileCallbacks::CallChanged(EngineError& error) {
-  if (watch_ == nullptr) return true;
+void FileCallbacks::CallChanged() {
+  // The watch keeps the names for as long as the script rests.
+  if (watch_ == nullptr || !calls_.AreOpen()) return;
   for (const std::string& name : watch_->TakeChanged()) {
     // By index: a callback may watch more files.
     for (size_t i = 0; i < callbacks_.size(); ++i) {
@@ -36,10 +37,9 @@ bool FileCallbacks::CallChanged(EngineError& error) {
         lua_pushlstring(state, name.data(), name.size());
         lua_call(state, 1, 0);
       };
-      if (!script_.Protect(call, error)) return false;
+      calls_.Run("file", call);
     }
   }
-  return true;
 }
 
 }  // namespace plexion_host::player::application

@@ -8,22 +8,21 @@
 
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/files/FileWatch.h"
-#include "host/player/application/script/sandbox/Script.h"
+#include "host/player/application/script/HandlerCalls.h"
 
 namespace plexion_host::player::application {
 
 /// The watching thread begins with the first file, so that most applications have none.
 class FileCallbacks {
  public:
-  FileCallbacks(Script& script, const BaseFolder& base, EngineHost& host)
-      : script_(script), base_(base), host_(host) {}
+  FileCallbacks(HandlerCalls& calls, const BaseFolder& base, EngineHost& host)
+      : calls_(calls), base_(base), host_(host) {}
 
   /// Takes the function on top of the stack. Raises an error in the script when the file cannot be
   /// watched.
   void Add(lua_State* state, const std::string& name);
   /// Calls what belongs to files that have changed since, each with the file's name.
-  /// Returns  false with `error` when one fails.
-  bool CallChanged(EngineError& error);
+  void CallChanged();
 
  private:
   struct Callback {
@@ -31,7 +30,7 @@ class FileCallbacks {
     int reference;
   };
 
-  Script& script_;
+  HandlerCalls& calls_;
   const BaseFolder& base_;
   EngineHost& host_;
   std::vector<Callback> callbacks_;

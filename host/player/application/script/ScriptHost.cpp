@@ -19,10 +19,12 @@ ScriptHost::ScriptHost(ScriptContext context, ScriptLimits limits)
     : context_(std::move(context)),
       script_(std::move(limits), context_.host.Memory()),
       elements_(context_.stage),
-      handlers_(script_),
-      timers_(script_),
-      files_(script_, context_.base, context_.host),
-      animationEnds_(script_) {
+      errors_(context_.host),
+      calls_(script_, errors_),
+      handlers_(calls_),
+      timers_(script_, calls_),
+      files_(calls_, context_.base, context_.host),
+      animationEnds_(script_, calls_) {
   // The libraries find their way back to here from any state.
   script_.owner = this;
 }
@@ -36,7 +38,7 @@ ScriptHost& ScriptHost::Of(lua_State* state) {
 void ScriptHost::BeginMoment(double now) {
   now_ = now;
   traces_ = 0;
-  script_.BeginMoment();
+  calls_.BeginMoment(now);
 }
 
 bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::string& documentName,
@@ -66,63 +68,65 @@ bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::str
   return true;
 }
 
-bool ScriptHost::Dispatch(const std::string& event, EngineError& error) {
-  return handlers_.Call(
-      event, [](lua_State*) {}, error);
+bool ScriptHost::Dispatch(const std::string& event) {
+  return handlers_.Call(event, [](lua_State*) {});
 }
 
-bool ScriptHost::DispatchFrame(EngineError& error) {
-  return handlers_.Call(
-      "frame", [this](lua_State* state) { lua_pushnumber(state, now_); }, error);
+void ScriptHost::DispatchErrors() {
+  if (!calls_.AreOpen()) return;
+  // An error in one of these handlers is told and goes no further.
+  for (const ScriptErrors::Failure& failure : errors_.Take()) {
+    handlers_.Call("error", [&](lua_State* state) {
+      lua_pushlstring(state, failure.message.data(), failure.message.size());
+      lua_pushlstring(state, failure.event.data(), failure.event.size());
+    });
+  }
+  errors_.Take();
 }
 
-bool ScriptHost::DispatchKey(const std::string& event, unsigned long code, EngineError& error) {
-  const auto push = [code](lua_State* state) {
+void ScriptHost::DispatchFrame() {
+  handlers_.Call("frame", [this](lua_State* state) { lua_pushnumber(state, now_); });
+}
+
+void ScriptHost::DispatchKey(const std::string& event, unsigned long code) {
+  handlers_.Call(event, [code](lua_State* state) {
     lua_pushstring(state, KeyName(code).c_str());
     lua_pushinteger(state, static_cast<lua_Integer>(code));
-  };
-  return handlers_.Call(event, push, error);
+  });
 }
 
-bool ScriptHost::DispatchPointer(const char* action, double x, double y, int button,
-                                 EngineError& error) {
-  const auto push = [&](lua_State* state) {
+void ScriptHost::DispatchPointer(const char* action, double x, double y, int button) {
+  handlers_.Call("pointer", [&](lua_State* state) {
     lua_pushstring(state, action);
     lua_pushnumber(state, x);
     lua_pushnumber(state, y);
     lua_pushinteger(state, button);
     ElementObjects::PushOrNil(state, ElementAt(context_.stage, context_.texts, x, y));
-  };
-  return handlers_.Call("pointer", push, error);
+  });
 }
 
-bool ScriptHost::DispatchScroll(const char* direction, unsigned delta, EngineError& error) {
-  const auto push = [&](lua_State* state) {
+void ScriptHost::DispatchScroll(const char* direction, unsigned delta) {
+  handlers_.Call("scroll", [&](lua_State* state) {
     lua_pushstring(state, direction);
     lua_pushinteger(state, delta);
-  };
-  return handlers_.Call("scroll", push, error);
+  });
 }
 
-bool ScriptHost::DispatchEventCode(unsigned long code, EngineError& error) {
-  const auto push = [code](lua_State* state) {
+void ScriptHost::DispatchEventCode(unsigned long code) {
+  handlers_.Call("event", [code](lua_State* state) {
     lua_pushinteger(state, static_cast<lua_Integer>(code));
-  };
-  return handlers_.Call("event", push, error);
+  });
 }
 
-bool ScriptHost::DispatchEmbedded(const EmbeddedEvent& event, EngineError& error) {
+void ScriptHost::DispatchEmbedded(const EmbeddedEvent& event) {
   const char* name = event.kind == EmbeddedEvent::kReady   ? "ready"
                      : event.kind == EmbeddedEvent::kEnded ? "ended"
                                                            : "failed";
-  const Element* element = context_.stage.FindByHandle(event.element);
-  // It may have been removed by a handler of an earlier event of this moment.
-  if (element == nullptr) return true;
-  const auto push = [&](lua_State* state) {
-    ElementObjects::Push(state, *element);
+  handlers_.Call(name, [&](lua_State* state) {
+    // It may have been removed by an earlier handler of this moment.
+    ElementObjects::PushOrNil(state, context_.stage.FindByHandle(event.element));
     lua_pushlstring(state, event.reason.data(), event.reason.size());
-  };
-  return handlers_.Call(name, push, error);
+  });
 }
 
 }  // namespace plexion_host::player::application

@@ -18,6 +18,8 @@
 #include "host/player/application/script/ElementObjects.h"
 #include "host/player/application/script/EventHandlers.h"
 #include "host/player/application/script/FileCallbacks.h"
+#include "host/player/application/script/HandlerCalls.h"
+#include "host/player/application/script/ScriptErrors.h"
 #include "host/player/application/script/Timers.h"
 #include "host/player/application/script/sandbox/Script.h"
 #include "host/player/application/stage/Animations.h"
@@ -42,8 +44,8 @@ struct ScriptContext {
 /// Runs an application's scripts and tells them what happens; the functions that they leave behind
 /// are kept by subject: event handlers, timers, and callbacks of files and animations.
 ///
-/// Each operation that runs the script returns false with `error` when that fails; the script must
-/// then not be run again. Time is the application's own: seconds of play.
+/// Scripts that fail while they are run for the first time leave an application that never began; what
+/// fails later is told, and everything goes on. Time is the application's own: seconds of play.
 class ScriptHost {
  public:
   ScriptHost(ScriptContext context, ScriptLimits limits);
@@ -57,14 +59,20 @@ class ScriptHost {
   /// A moment of the application begins.
   void BeginMoment(double now);
 
-  // What happens, for the script.
-  bool Dispatch(const std::string& event, EngineError& error);
-  bool DispatchFrame(EngineError& error);
-  bool DispatchKey(const std::string& event, unsigned long code, EngineError& error);
-  bool DispatchPointer(const char* action, double x, double y, int button, EngineError& error);
-  bool DispatchScroll(const char* direction, unsigned delta, EngineError& error);
-  bool DispatchEventCode(unsigned long code, EngineError& error);
-  bool DispatchEmbedded(const EmbeddedEvent& event, EngineError& error);
+  // What happens, for the script. Errors are told and kept for DispatchErrors.
+  /// Returns  false when a handler failed.
+  bool Dispatch(const std::string& event);
+  void DispatchFrame();
+  void DispatchKey(const std::string& event, unsigned long code);
+  void DispatchPointer(const char* action, double x, double y, int button);
+  void DispatchScroll(const char* direction, unsigned delta);
+  void DispatchEventCode(unsigned long code);
+  /// An element that has been removed meanwhile is nil.
+  void DispatchEmbedded(const EmbeddedEvent& event);
+  /// What has failed since the last call; while the script rests it is kept.
+  void DispatchErrors();
+  bool HasErrors() const { return !errors_.IsEmpty(); }
+  HandlerCalls& Calls() { return calls_; }
 
   EventHandlers& Handlers() { return handlers_; }
   Timers& GetTimers() { return timers_; }
@@ -83,6 +91,8 @@ class ScriptHost {
   const ScriptContext context_;
   Script script_;
   ElementObjects elements_;
+  ScriptErrors errors_;
+  HandlerCalls calls_;
   EventHandlers handlers_;
   Timers timers_;
   FileCallbacks files_;

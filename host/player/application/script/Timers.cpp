@@ -35,27 +35,27 @@ bool Timers::Cancel(int id) {
   return true;
 }
 
-bool Timers::CallDue(double now, EngineError& error) {
-  lua_State* state = script_.State();
+void Timers::CallDue(double now) {
   for (Timer& timer : timers_) timer.isNew = false;
-  for (;;) {
+  while (calls_.AreOpen()) {
     // Looked for anew each time: whatever is called may start and cancel others.
     auto next = timers_.end();
     for (auto at = timers_.begin(); at != timers_.end(); ++at) {
       if (at->isNew || at->due > now + kTolerance) continue;
       if (next == timers_.end() || at->due < next->due) next = at;
     }
-    if (next == timers_.end()) return true;
-    lua_rawgeti(state, LUA_REGISTRYINDEX, next->reference);
+    if (next == timers_.end()) return;
+    const int reference = next->reference;
     if (next->period > 0) {
       // Periods that nobody had time for are left out.
       const double missed = floor((now + kTolerance - next->due) / next->period);
       next->due += next->period * (missed + 1);
+      calls_.RunReference("timer", reference);
     } else {
-      luaL_unref(state, LUA_REGISTRYINDEX, next->reference);
       timers_.erase(next);
+      calls_.RunReference("timer", reference);
+      luaL_unref(script_.State(), LUA_REGISTRYINDEX, reference);
     }
-    if (!script_.Call(0, error)) return false;
   }
 }
 

@@ -4,14 +4,14 @@
 
 #include <vector>
 
-#include "host/player/application/script/sandbox/Script.h"
+#include "host/player/application/script/HandlerCalls.h"
 
 namespace plexion_host::player::application {
 
 /// Time is the application's own: seconds of play, as the caller tells them.
 class Timers {
  public:
-  explicit Timers(Script& script) : script_(script) {}
+  Timers(Script& script, HandlerCalls& calls) : script_(script), calls_(calls) {}
 
   /// Takes the function on top of the stack, to be called after `seconds`, and again after every
   /// `period` when that is not 0.
@@ -21,8 +21,7 @@ class Timers {
   bool Cancel(int id);
   /// Calls all that are due, the longest overdue first. A timer that one of them starts is not
   /// called before the next time.
-  /// Returns  false with `error` when one fails.
-  bool CallDue(double now, EngineError& error);
+  void CallDue(double now);
   /// Seconds at which the next one is due; infinity when there is none.
   double NextMoment() const;
 
@@ -36,6 +35,7 @@ class Timers {
   };
 
   Script& script_;
+  HandlerCalls& calls_;
   std::vector<Timer> timers_;
   int nextId_ = 1;
 };

@@ -115,6 +115,11 @@ void Animations::Stop(uint32_t element) {
   }
 }
 
+void Animations::StopAll() {
+  for (const Animation& animation : animations_) dropped_.push_back(animation.token);
+  animations_.clear();
+}
+
 void Animations::SetProgress(Element& element, const Animation& animation, double fraction) {
   const double eased = Ease(animation.timing.easing, fraction);
   for (const Track& track : animation.tracks) {

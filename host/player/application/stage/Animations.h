@@ -39,6 +39,7 @@ class Animations {
              const AnimationTiming& timing, int token, double now);
   /// Ends all movements of an element where they are.
   void Stop(uint32_t element);
+  void StopAll();
   /// Sets all properties to what they are at `now`. Returns the tokens of what has come to its end,
   /// in the order of their ends.
   std::vector<int> Advance(double now);

@@ -45,6 +45,8 @@ class Stage {
   uint32_t height = 720;
   double framesPerSecond = 30;
   Colour background;
+  /// The scene to be shown when the application cannot start; empty: none.
+  std::string fallback;
 
   Element& Backdrop() { return *backdrop_; }
   Element& Overlay() { return *overlay_; }

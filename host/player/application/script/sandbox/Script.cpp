@@ -92,7 +92,20 @@ void* Script::Allocate(void* script, void* block, size_t oldSize, size_t newSize
   return fresh;
 }
 
-void Script::OnCount(lua_State* state, lua_Debug*) { Of(state).CheckTime(state); }
+void Script::OnCount(lua_State* state, lua_Debug*) {
+  Of(state).CheckTime(state);
+  // A coroutine that was stopped in an earlier moment goes on at its old pace.
+  if (lua_gethookcount(state) < kInstructionsBetweenChecks) {
+    lua_sethook(state, OnCount, LUA_MASKCOUNT, kInstructionsBetweenChecks);
+  }
+}
+
+void Script::BeginMoment() {
+  spent_ = 0;
+  if (!stuck_) return;
+  stuck_ = false;
+  latePlace_.clear();
+}
 
 bool Script::IsLate() {
   if (!stuck_ && !cancelled_) {

@@ -28,8 +28,8 @@ struct ScriptLimits {
 /// A Lua state that cannot get out: no files, no processes, no native code, no bytecode, no
 /// finalizers, a heap with a limit, and an end to whatever takes too long.
 ///
-/// A script that has taken too long, or needs too much memory, is not called again: every error is
-/// the end of the application.
+/// An error ends the call at hand and leaves the state as it is: the next call finds what the ones
+/// before it have made. A script that has taken too long is not called again in the same moment.
 /// Thread   one at a time.
 class Script {
  public:
@@ -56,7 +56,10 @@ class Script {
   /// Runs `body` as a call of its own, in which errors may be raised. The stack is empty.
   bool Protect(const std::function<void(lua_State*)>& body, EngineError& error);
   /// A new moment of the application: the script has all of its time again.
-  void BeginMoment() { spent_ = 0; }
+  void BeginMoment();
+  /// It has used its time of this moment up, or the content is to end: calls fail at once.
+  bool IsStopped() const { return stuck_ || cancelled_; }
+  bool IsStuck() const { return stuck_; }
 
   /// Raises an error in the script when its time is over. For loops outside of Lua.
   void CheckTime(lua_State* state);

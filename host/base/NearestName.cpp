@@ -1,6 +1,6 @@
-// Finds the option that somebody who mistyped one has probably meant.
+// Finds the name that somebody who mistyped one has probably meant.
 
-#include "host/launcher/options/NearestName.h"
+#include "host/base/NearestName.h"
 
 #include <algorithm>
 

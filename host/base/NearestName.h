@@ -1,5 +1,6 @@
-#ifndef HOST_LAUNCHER_OPTIONS_NEARESTNAME_H_
-#define HOST_LAUNCHER_OPTIONS_NEARESTNAME_H_
+// Which of several names somebody who mistyped one has probably meant.
+#ifndef HOST_BASE_NEARESTNAME_H_
+#define HOST_BASE_NEARESTNAME_H_
 
 #include <string>
 #include <vector>
@@ -13,4 +14,4 @@ std::string NearestName(const std::string& typed, const std::vector<std::string>
 
 }  // namespace plexion_host
 
-#endif  // HOST_LAUNCHER_OPTIONS_NEARESTNAME_H_
+#endif  // HOST_BASE_NEARESTNAME_H_

@@ -1,0 +1,43 @@
+// Tells errors of handlers, each no more often than a log can bear.
+#include "host/player/application/script/ScriptErrors.h"
+
+#include <iterator>
+#include <utility>
+
+#include "host/base/Text.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr char kPrefix[] = "TallyScript: ";
+
+}  // namespace
+
+void ScriptErrors::Add(const std::string& event, const EngineError& error, double now) {
+  std::string message = error.message;
+  if (message.compare(0, sizeof kPrefix - 1, kPrefix) == 0) message.erase(0, sizeof kPrefix - 1);
+  if (failures_.size() < kMostKept) failures_.push_back({event, message});
+
+  auto found = told_.find(message);
+  if (found == told_.end() && told_.size() >= kMostTold) {
+    // What has been quiet makes room; a script that makes a new message each time gets none.
+    for (auto at = told_.begin(); at != told_.end();) {
+      at = now - at->second.at >= kQuietSeconds ? told_.erase(at) : std::next(at);
+    }
+    if (told_.size() >= kMostTold) return;
+  }
+  const bool isNew = found == told_.end();
+  Told& told = isNew ? told_[message] : found->second;
+  ++told.since;
+  if (!isNew && now - told.at < kQuietSeconds) return;
+  std::string text = kPrefix + message + " (in a handler of \"" + event + "\"";
+  if (told.since > 1) text += ", " + std::to_string(told.since) + " times since it was told";
+  text += "; the application goes on)";
+  told = {now, 0};
+  host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, PrintableWord(text));
+}
+
+std::vector<ScriptErrors::Failure> ScriptErrors::Take() { return std::exchange(failures_, {}); }
+
+}  // namespace plexion_host::player::application
