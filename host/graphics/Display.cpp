@@ -47,7 +47,7 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
   Close();
   cleared_ = options.clear;
   {
-    const std::lock_guard<std::mutex> lock(wakeMutex_);
+    const MutexLock lock(wakeMutex_);
     quitRequested_ = false;
   }
   switch (options.mode) {
@@ -78,7 +78,7 @@ bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::st
     return false;
   }
   window->SetCanvasLost([this] { screen_->UseCanvas(nullptr); });
-  const std::lock_guard<std::mutex> lock(wakeMutex_);
+  const MutexLock lock(wakeMutex_);
   window_ = std::move(window);
   kind_ = fullscreen ? Kind::kFullscreen : Kind::kWindow;
   return true;
@@ -96,26 +96,26 @@ std::string Display::Describe() {
 void Display::Close() {
   screen_->UseCanvas(nullptr);
   std::unique_ptr<SdlWindow> closing;
-  const std::lock_guard<std::mutex> lock(wakeMutex_);
+  const MutexLock lock(wakeMutex_);
   closing = std::move(window_);
   kind_ = Kind::kHeadless;
 }
 
 void Display::RequestQuit() {
   {
-    const std::lock_guard<std::mutex> lock(wakeMutex_);
+    const MutexLock lock(wakeMutex_);
     quitRequested_ = true;
   }
   Wake();
 }
 
 void Display::Wake() {
-  const std::lock_guard<std::mutex> lock(wakeMutex_);
+  const MutexLock lock(wakeMutex_);
   if (window_ != nullptr) {
     window_->Wake();
   } else if (!wakeRequested_) {
     wakeRequested_ = true;
-    wakeUp_.notify_all();
+    wakeUp_.NotifyAll();
   }
 }
 

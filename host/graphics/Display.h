@@ -5,12 +5,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/graphics/Screen.h"
 #include "host/graphics/window/SdlWindow.h"
@@ -22,12 +21,12 @@ template <class Listener>
 class Listeners {
  public:
   void Add(Listener* listener) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    const RecursiveMutexLock lock(mutex_);
     listeners_.push_back(listener);
   }
   /// Waits for a call under way, unless made from inside it.
   void Remove(Listener* listener) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    const RecursiveMutexLock lock(mutex_);
     for (Listener*& place : listeners_) {
       if (place == listener) place = nullptr;
     }
@@ -35,7 +34,7 @@ class Listeners {
   }
   template <class Call>
   void ForEach(const Call& call) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    const RecursiveMutexLock lock(mutex_);
     ++depth_;
     for (size_t i = 0; i < listeners_.size(); ++i) {
       if (listeners_[i] != nullptr) call(*listeners_[i]);
@@ -44,7 +43,7 @@ class Listeners {
   }
 
  private:
-  void Sweep() {
+  void Sweep() REQUIRES(mutex_) {
     size_t kept = 0;
     for (Listener* listener : listeners_) {
       if (listener != nullptr) listeners_[kept++] = listener;
@@ -52,9 +51,9 @@ class Listeners {
     listeners_.resize(kept);
   }
 
-  std::recursive_mutex mutex_;
-  std::vector<Listener*> listeners_;
-  int depth_ = 0;
+  RecursiveMutex mutex_;  // also held while they are called
+  std::vector<Listener*> listeners_ GUARDED_BY(mutex_);
+  int depth_ GUARDED_BY(mutex_) = 0;
 };
 
 /// Module "IHostDisplay": presents a Screen, in a window, on the whole display or to nobody.
@@ -108,11 +107,10 @@ class Display : public IHostDisplay {
   bool cleared_ = true;           ///< the main thread's: the window's pixels are ours to replace
   Clock::time_point nextSlot_{};  ///< the main thread's: no presentation before this
 
-  std::mutex wakeMutex_;
-  std::condition_variable wakeUp_;
-  // Under wakeMutex_.
-  bool wakeRequested_ = false;
-  bool quitRequested_ = false;
+  Mutex wakeMutex_;
+  Condition wakeUp_;
+  bool wakeRequested_ GUARDED_BY(wakeMutex_) = false;
+  bool quitRequested_ GUARDED_BY(wakeMutex_) = false;
 
   std::atomic<uint64_t> frameCount_{0};
   Listeners<IDisplayEventSink> sinks_;

@@ -21,21 +21,22 @@ void Display::Run() {
 }
 
 void Display::RunHeadless() {
-  std::unique_lock<std::mutex> lock(wakeMutex_);
+  MutexLock lock(wakeMutex_);
   while (!quitRequested_) {
     wakeRequested_ = false;
-    lock.unlock();
+    lock.Unlock();
     bool due = screen_->HasWork();
     if (due && Clock::now() >= nextSlot_) {
       Present();
       due = screen_->HasWork();
     }
-    lock.lock();
+    lock.Lock();
     if (due) {
       // More damage until the slot comes is presented with it, so only the end matters now.
-      wakeUp_.wait_until(lock, nextSlot_, [this] { return quitRequested_; });
+      wakeUp_.WaitUntil(lock, nextSlot_, [this]() REQUIRES(wakeMutex_) { return quitRequested_; });
     } else {
-      wakeUp_.wait(lock, [this] { return quitRequested_ || wakeRequested_; });
+      wakeUp_.Wait(lock,
+                   [this]() REQUIRES(wakeMutex_) { return quitRequested_ || wakeRequested_; });
     }
   }
 }
@@ -45,7 +46,7 @@ void Display::RunWindow() {
     sinks_.ForEach([&event](IDisplayEventSink& sink) { sink.OnDisplayEvent(event); });
   };
   const auto quitRequested = [this] {
-    const std::lock_guard<std::mutex> lock(wakeMutex_);
+    const MutexLock lock(wakeMutex_);
     return quitRequested_;
   };
   if (cleared_) ShowAll();

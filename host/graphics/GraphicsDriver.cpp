@@ -21,7 +21,7 @@ RenderPlane* GraphicsDriver::CreateRenderPlane(const Dims& dims, uint32_t pixelF
   PixelStore store = PixelStore::MakeShared(dims);
   if (!store) return nullptr;
   auto plane = std::make_unique<MemoryRenderPlane>(std::move(store), window);
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   renderPlanes_.push_back(std::move(plane));
   return renderPlanes_.back().get();
 }
@@ -51,7 +51,7 @@ bool GraphicsDriver::ResizeRenderPlane(RenderPlane*& plane, const Dims& dims, St
 
 void GraphicsDriver::DestroyRenderPlane(RenderPlane* plane) {
   std::unique_ptr<MemoryRenderPlane> gone;
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto place = std::find_if(renderPlanes_.begin(), renderPlanes_.end(),
                                   [plane](const auto& mine) { return mine.get() == plane; });
   if (place == renderPlanes_.end()) return;
@@ -64,7 +64,7 @@ void GraphicsDriver::DestroyOutputPlane(OutputPlane* plane) {
 }
 
 MemoryRenderPlane* GraphicsDriver::FindRenderPlane(const RenderPlane* plane) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   for (const auto& mine : renderPlanes_) {
     if (mine.get() == plane) return mine.get();
   }

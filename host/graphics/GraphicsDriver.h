@@ -4,9 +4,9 @@
 #define HOST_GRAPHICS_GRAPHICSDRIVER_H_
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/graphics/Planes.h"
 #include "host/graphics/Screen.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -44,8 +44,8 @@ class GraphicsDriver : public qx::platform::IGraphicsDriver {
   MemoryRenderPlane* FindRenderPlane(const qx::platform::RenderPlane* plane);
 
   const std::shared_ptr<Screen> screen_;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<MemoryRenderPlane>> renderPlanes_;  ///< under mutex_
+  Mutex mutex_;
+  std::vector<std::unique_ptr<MemoryRenderPlane>> renderPlanes_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host

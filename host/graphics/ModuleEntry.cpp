@@ -2,12 +2,12 @@
 // long as either is loaded, and "IHostPlanes".
 
 #include <memory>
-#include <mutex>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/HostModule.h"
 #include "host/graphics/Display.h"
 #include "host/graphics/GraphicsDriver.h"
-#include "host/graphics/SharedMemory.h"
+#include "host/graphics/pixels/SharedMemory.h"
 
 namespace plexion_host {
 namespace {
@@ -15,9 +15,9 @@ namespace {
 constexpr qx::plexion::Dims kOffScreenDims{1280, 720};
 
 std::shared_ptr<Screen> SharedScreen() {
-  static std::mutex mutex;
+  static Mutex mutex;
   static std::weak_ptr<Screen> shared;
-  const std::lock_guard<std::mutex> lock(mutex);
+  const MutexLock lock(mutex);
   std::shared_ptr<Screen> screen = shared.lock();
   if (screen == nullptr) {
     screen = std::make_shared<Screen>(kOffScreenDims);

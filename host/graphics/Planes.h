@@ -51,14 +51,21 @@ struct Placement {
   bool CanBeSeen() const { return visible && alpha != 0; }
 };
 
-/// An output plane: a surface with a place in the screen's stack. All about the place is kept and
-/// guarded by the screen.
+/// What the screen keeps of an output plane.
+struct PlaneState {
+  Placement placement;
+  bool drawn = false;     ///< since it was composed last
+  bool composed = false;  ///< with what was drawn, and not presented yet
+  PlaneHealth health;
+};
+
+/// An output plane: a surface with a place in the screen's stack. All about the place is the screen's.
 class ScreenPlane final : public SurfacePlane<qx::platform::OutputPlane> {
  public:
   ScreenPlane(Screen& screen, PixelStore store, const qx::plexion::Rect& rect,
               qx::plexion::StageWindow* window, std::string name)
       : SurfacePlane(std::move(store), window), screen_(screen), name_(std::move(name)) {
-    placement_.rect = rect;
+    state_.placement.rect = rect;
   }
 
   void ShowRegion(const qx::plexion::Rect& region) override;
@@ -79,11 +86,7 @@ class ScreenPlane final : public SurfacePlane<qx::platform::OutputPlane> {
 
   Screen& screen_;
   const std::string name_;
-  // Under the screen's state lock.
-  Placement placement_;
-  bool drawn_ = false;     ///< since it was composed last
-  bool composed_ = false;  ///< with what was drawn, and not presented yet
-  PlaneHealth health_;
+  PlaneState state_;  ///< reached by Screen::StateOf only
 };
 
 }  // namespace plexion_host

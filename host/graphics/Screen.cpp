@@ -28,16 +28,16 @@ PixelStore MakePicture(const Dims& dims) {
 Screen::Screen(const Dims& dims) : picture_(MakePicture(dims)), dims_(picture_.Dims()) {}
 
 Dims Screen::GetDims() const {
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   return dims_;
 }
 
 bool Screen::SetDims(const Dims& dims) {
-  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  const RecursiveMutexLock composeLock(composeMutex_);
   if (picture_.Dims().width == dims.width && picture_.Dims().height == dims.height) return true;
   PixelStore picture = MakePicture(dims);
   if (!picture) return false;
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   picture_ = std::move(picture);
   canvas_ = nullptr;
   dims_ = dims;
@@ -48,7 +48,7 @@ bool Screen::SetDims(const Dims& dims) {
 }
 
 void Screen::SetWorkListener(std::function<void()> listener) {
-  const std::lock_guard<std::mutex> lock(listenerMutex_);
+  const MutexLock lock(listenerMutex_);
   workListener_ = std::move(listener);
 }
 
@@ -58,13 +58,13 @@ ScreenPlane* Screen::AddPlane(const Rect& rect, qx::plexion::StageWindow* window
   if (!store) return nullptr;
   auto plane = std::make_shared<ScreenPlane>(*this, std::move(store), rect, window,
                                              name == nullptr ? "" : name);
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   stack_.push_back(plane);  // transparent: nothing on the screen changes yet
   return plane.get();
 }
 
 bool Screen::Has(const qx::platform::OutputPlane* plane) const {
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   return Find(plane) != stack_.end();
 }
 
@@ -73,12 +73,12 @@ bool Screen::ResizePlane(ScreenPlane& plane, const Dims& dims, const Rect& rect)
   if (!store) return false;
   const uint64_t bytes = store.Bytes();
   {
-    const std::lock_guard<std::recursive_mutex> pixelLock(plane.GetSurface().GetMutex());
+    const RecursiveMutexLock pixelLock(plane.GetSurface().GetMutex());
     plane.GetSurface().Replace(std::move(store), true);
-    const std::lock_guard<std::mutex> lock(stateMutex_);
-    DamagePlace(plane.placement_);
-    plane.placement_.rect = {rect.x, rect.y, dims.width, dims.height};
-    DamagePlace(plane.placement_);
+    const MutexLock lock(stateMutex_);
+    DamagePlace(StateOf(plane).placement);
+    StateOf(plane).placement.rect = {rect.x, rect.y, dims.width, dims.height};
+    DamagePlace(StateOf(plane).placement);
     ++storageGeneration_;
   }
   plane.GetCharge().Change(bytes);
@@ -89,12 +89,12 @@ bool Screen::ResizePlane(ScreenPlane& plane, const Dims& dims, const Rect& rect)
 void Screen::RemovePlane(ScreenPlane& plane) {
   std::shared_ptr<ScreenPlane> keep;
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     const auto place = Find(&plane);
     if (place == stack_.end()) return;
     keep = *place;
     stack_.erase(place);
-    DamagePlace(plane.placement_);
+    DamagePlace(StateOf(plane).placement);
   }
   // A composition under way may hold on to the plane a little longer; the window may not.
   keep->GetCharge().Settle();
@@ -102,17 +102,17 @@ void Screen::RemovePlane(ScreenPlane& plane) {
   NotifyWork();
 }
 
-Placement Screen::GetPlacement(const ScreenPlane& plane) const {
-  const std::lock_guard<std::mutex> lock(stateMutex_);
-  return plane.placement_;
+Placement Screen::GetPlacement(ScreenPlane& plane) const {
+  const MutexLock lock(stateMutex_);
+  return StateOf(plane).placement;
 }
 
 void Screen::Change(ScreenPlane& plane, const std::function<void(Placement&)>& change) {
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
-    const Placement before = plane.placement_;
-    change(plane.placement_);
-    const Placement& after = plane.placement_;
+    const MutexLock lock(stateMutex_);
+    const Placement before = StateOf(plane).placement;
+    change(StateOf(plane).placement);
+    const Placement& after = StateOf(plane).placement;
     if (before.alpha == after.alpha && before.visible == after.visible &&
         before.rect.x == after.rect.x && before.rect.y == after.rect.y) {
       return;
@@ -125,7 +125,7 @@ void Screen::Change(ScreenPlane& plane, const std::function<void(Placement&)>& c
 
 bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above) {
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     if (other == &plane) return true;
     const auto from = Find(&plane);
     if (from == stack_.end() || (other != nullptr && Find(other) == stack_.end())) return false;
@@ -136,14 +136,14 @@ bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other,
     if (other != nullptr) to = Find(other) + (above ? 1 : 0);
     const auto place = stack_.insert(to, std::move(moved));
     if (place - stack_.begin() == oldIndex) return true;
-    DamagePlace(plane.placement_);
+    DamagePlace(StateOf(plane).placement);
   }
   NotifyWork();
   return true;
 }
 
 unsigned Screen::GetStackingIndex(const ScreenPlane& plane) const {
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   return static_cast<unsigned>(Find(&plane) - stack_.begin());
 }
 
@@ -151,10 +151,11 @@ void Screen::Damage(ScreenPlane& plane, const Rect& region) {
   // Scaling spreads a pixel beyond the place that the region names.
   const int64_t spread = plane.GetSurface().GetSpread();
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
-    const Rect& rect = plane.placement_.rect;
-    if (!plane.placement_.CanBeSeen()) return;
-    plane.drawn_ = true;
+    const MutexLock lock(stateMutex_);
+    PlaneState& state = StateOf(plane);
+    if (!state.placement.CanBeSeen()) return;
+    state.drawn = true;
+    const Rect& rect = state.placement.rect;
     const Rect wider{
         region.x, region.y,
         static_cast<uint32_t>(std::min<int64_t>(region.width + 2 * spread, INT32_MAX)),
@@ -170,20 +171,20 @@ void Screen::Damage(ScreenPlane& plane, const Rect& region) {
 }
 
 void Screen::BeginUpdate() {
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   ++updateDepth_;
 }
 
 void Screen::EndUpdate() {
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     if (updateDepth_ == 0 || --updateDepth_ > 0) return;
   }
   NotifyWork();
 }
 
 bool Screen::HasWork() const {
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   return updateDepth_ == 0 && !(damage_.Empty() && unpresented_.Empty());
 }
 
@@ -202,7 +203,7 @@ void Screen::DamagePlace(const Placement& placement) {
 }
 
 void Screen::NotifyWork() {
-  const std::lock_guard<std::mutex> lock(listenerMutex_);
+  const MutexLock lock(listenerMutex_);
   if (workListener_) workListener_();
 }
 

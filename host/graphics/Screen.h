@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/graphics/Planes.h"
 #include "host/graphics/pixels/PixelStore.h"
@@ -53,7 +53,7 @@ class Screen {
                    const qx::plexion::Rect& rect);
   void RemovePlane(ScreenPlane& plane);
 
-  Placement GetPlacement(const ScreenPlane& plane) const;
+  Placement GetPlacement(ScreenPlane& plane) const;
   void Change(ScreenPlane& plane, const std::function<void(Placement&)>& change);
   bool Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above);
   unsigned GetStackingIndex(const ScreenPlane& plane) const;
@@ -98,34 +98,37 @@ class Screen {
   };
 
   using Stack = std::vector<std::shared_ptr<ScreenPlane>>;
-  Stack::const_iterator Find(const qx::platform::OutputPlane* plane) const;
-  void AddDamage(const Box& box);
-  void DamagePlace(const Placement& placement);
+  Stack::const_iterator Find(const qx::platform::OutputPlane* plane) const REQUIRES(stateMutex_);
+  /// The only way to it, so that the compiler sees the lock.
+  PlaneState& StateOf(ScreenPlane& plane) const REQUIRES(stateMutex_) { return plane.state_; }
+  void AddDamage(const Box& box) REQUIRES(stateMutex_);
+  void DamagePlace(const Placement& placement) REQUIRES(stateMutex_);
   void NotifyWork();
 
-  void ComposeDue();
+  void ComposeDue() REQUIRES(composeMutex_);
   void NotePresented();
-  void Compose(const std::vector<Layer>& layers, const Region& damage);
-  void Draw(const Layer& layer, const Job& job);
+  void Compose(const std::vector<Layer>& layers, const Region& damage) REQUIRES(composeMutex_);
+  void Draw(const Layer& layer, const Job& job) REQUIRES(composeMutex_);
 
   // Held while the picture is composed, presented or read. Recursive: a frame's observer may ask
   // for a copy of the screen.
-  mutable std::recursive_mutex composeMutex_;
-  PixelStore picture_;
-  uint32_t* canvas_ = nullptr;  ///< where the picture is when it is not its own
-  bool presenting_ = false;
+  mutable RecursiveMutex composeMutex_;
+  PixelStore picture_ GUARDED_BY(composeMutex_);
+  uint32_t* canvas_ GUARDED_BY(composeMutex_) =
+      nullptr;  ///< where the picture is when it is not its own
+  bool presenting_ GUARDED_BY(composeMutex_) = false;
 
   // Innermost lock, held for a few assignments at a time.
-  mutable std::mutex stateMutex_;
-  qx::plexion::Dims dims_;
-  Stack stack_;         ///< bottom to top
-  Region damage_;       ///< to be composed
-  Region unpresented_;  ///< composed since the last presentation
-  int updateDepth_ = 0;
-  uint64_t storageGeneration_ = 0;  ///< counts planes' changes of size
+  mutable Mutex stateMutex_;
+  qx::plexion::Dims dims_ GUARDED_BY(stateMutex_);
+  Stack stack_ GUARDED_BY(stateMutex_);         ///< bottom to top
+  Region damage_ GUARDED_BY(stateMutex_);       ///< to be composed
+  Region unpresented_ GUARDED_BY(stateMutex_);  ///< composed since the last presentation
+  int updateDepth_ GUARDED_BY(stateMutex_) = 0;
+  uint64_t storageGeneration_ GUARDED_BY(stateMutex_) = 0;  ///< counts planes' changes of size
 
-  std::mutex listenerMutex_;            ///< held while the listener is called
-  std::function<void()> workListener_;  ///< under listenerMutex_
+  Mutex listenerMutex_;  ///< held while the listener is called
+  std::function<void()> workListener_ GUARDED_BY(listenerMutex_);
 };
 
 }  // namespace plexion_host

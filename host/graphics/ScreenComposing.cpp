@@ -16,7 +16,7 @@ constexpr int kMaxAttempts = 3;
 }  // namespace
 
 void Screen::UseCanvas(uint32_t* pixels) {
-  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  const RecursiveMutexLock composeLock(composeMutex_);
   if (pixels == canvas_) return;
   const Dims dims = GetDims();
   PixelStore next = pixels != nullptr ? PixelStore::Over(pixels, dims) : PixelStore::Make(dims);
@@ -27,12 +27,12 @@ void Screen::UseCanvas(uint32_t* pixels) {
 }
 
 bool Screen::Present(const Presenter& presenter) {
-  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  const RecursiveMutexLock composeLock(composeMutex_);
   if (presenting_) return false;
   ComposeDue();
   Region changed;
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     if (updateDepth_ > 0 || unpresented_.Empty()) return false;
     std::swap(changed, unpresented_);
   }
@@ -44,7 +44,7 @@ bool Screen::Present(const Presenter& presenter) {
 }
 
 void Screen::Read(const std::function<void(const PixelStore& picture)>& reader) {
-  const std::lock_guard<std::recursive_mutex> composeLock(composeMutex_);
+  const RecursiveMutexLock composeLock(composeMutex_);
   if (!presenting_) ComposeDue();
   reader(picture_);
 }
@@ -55,19 +55,20 @@ void Screen::ComposeDue() {
     Region damage;
     uint64_t generation = 0;
     {
-      const std::lock_guard<std::mutex> lock(stateMutex_);
+      const MutexLock lock(stateMutex_);
       if (updateDepth_ > 0 || damage_.Empty()) return;
       std::swap(damage, damage_);
       generation = storageGeneration_;
       layers.reserve(stack_.size());
       for (const auto& plane : stack_) {
-        if (!plane->placement_.CanBeSeen()) continue;
-        layers.push_back({plane, plane->placement_});
-        plane->composed_ = plane->composed_ || std::exchange(plane->drawn_, false);
+        PlaneState& state = StateOf(*plane);
+        if (!state.placement.CanBeSeen()) continue;
+        layers.push_back({plane, state.placement});
+        state.composed = state.composed || std::exchange(state.drawn, false);
       }
     }
     Compose(layers, damage);
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     unpresented_.Add(damage);
     // A plane that got another size in between was read with the old placement: again, with the
     // damage that came with the new one.
@@ -91,7 +92,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
       Region opaque;
       {
         Surface& surface = layers[i].plane->GetSurface();
-        const std::lock_guard<std::recursive_mutex> pixelLock(surface.GetMutex());
+        const RecursiveMutexLock pixelLock(surface.GetMutex());
         for (const Box& row : surface.OpaqueRows(0, static_cast<int32_t>(placement.rect.height))) {
           opaque.Add(ClipRect({0, static_cast<uint32_t>(row.y1), placement.rect.width,
                                static_cast<uint32_t>(row.y2 - row.y1)},
@@ -117,7 +118,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
 void Screen::Draw(const Layer& layer, const Job& job) {
   if (job.blend.Empty() && job.copy.Empty()) return;
   Surface& surface = layer.plane->GetSurface();
-  const std::lock_guard<std::recursive_mutex> pixelLock(surface.GetMutex());
+  const RecursiveMutexLock pixelLock(surface.GetMutex());
   const PixelStore& store = surface.Store();
   const int32_t left = static_cast<int32_t>(layer.placement.rect.x);
   const int32_t top = static_cast<int32_t>(layer.placement.rect.y);

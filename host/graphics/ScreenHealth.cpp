@@ -1,6 +1,7 @@
 // What was seen of each plane, and signs of life.
 
 #include <chrono>
+#include <utility>
 
 #include "host/graphics/Screen.h"
 #include "host/graphics/pixels/PixelRows.h"
@@ -11,12 +12,12 @@ void Screen::NotePresented() {
   const int64_t nowNs = std::chrono::duration_cast<std::chrono::nanoseconds>(
                             std::chrono::steady_clock::now().time_since_epoch())
                             .count();
-  const std::lock_guard<std::mutex> lock(stateMutex_);
+  const MutexLock lock(stateMutex_);
   for (const auto& plane : stack_) {
-    if (!plane->composed_) continue;
-    plane->composed_ = false;
-    ++plane->health_.frames;
-    plane->health_.drawnNs = nowNs;
+    PlaneState& state = StateOf(*plane);
+    if (!std::exchange(state.composed, false)) continue;
+    ++state.health.frames;
+    state.health.drawnNs = nowNs;
   }
 }
 
@@ -24,15 +25,15 @@ bool Screen::GetHealth(const qx::platform::OutputPlane* plane, bool withPicture,
                        PlaneHealth& health) {
   std::shared_ptr<ScreenPlane> found;
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     const auto place = Find(plane);
     if (place == stack_.end()) return false;
     found = *place;
-    health = found->health_;
+    health = StateOf(*found).health;
   }
   if (!withPicture) return true;
   Surface& surface = found->GetSurface();
-  const std::lock_guard<std::recursive_mutex> pixelLock(surface.GetMutex());
+  const RecursiveMutexLock pixelLock(surface.GetMutex());
   const PixelStore& store = surface.Store();
   health.picture = 1;  // 0 is of no picture
   for (size_t y = 0; y < store.Dims().height; ++y) {
@@ -43,7 +44,7 @@ bool Screen::GetHealth(const qx::platform::OutputPlane* plane, bool withPicture,
 
 void Screen::DamageCorner() {
   {
-    const std::lock_guard<std::mutex> lock(stateMutex_);
+    const MutexLock lock(stateMutex_);
     AddDamage(ClipRect({0, 0, 1, 1}, 0, 0, dims_));
   }
   NotifyWork();

@@ -36,22 +36,22 @@ Surface::Surface(PixelStore store)
     : store_(std::move(store)), opaqueRow_(store_.Dims().height, 0) {}
 
 Dims Surface::GetDims() {
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   return store_.Dims();
 }
 
 uint32_t Surface::GetPitch() {
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   return store_.PitchBytes();
 }
 
 void* Surface::LockPixels(bool forReading) {
-  mutex_.lock();
+  mutex_.Lock();
   if (!forReading) ForgetOpacity();
   return store_.Pixels();
 }
 
-void Surface::UnlockPixels() { mutex_.unlock(); }
+void Surface::UnlockPixels() { mutex_.Unlock(); }
 
 bool Surface::StretchCopy(qx::platform::Plane* source, const Rect& sourceRect,
                           const Rect& destinationRect) {
@@ -67,7 +67,7 @@ bool Surface::StretchCopy(qx::platform::Plane* source, const Rect& sourceRect,
       pixels = aligned.Pixels();
       pitch = aligned.PitchBytes();
     }
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    const RecursiveMutexLock lock(mutex_);
     if (sourceRect.width == destinationRect.width && sourceRect.height == destinationRect.height) {
       CopyRows(static_cast<const uint8_t*>(pixels), pitch, sourceDims, sourceRect, destinationRect);
       spread_ = 0;
@@ -99,7 +99,7 @@ void Surface::CopyRows(const uint8_t* source, uint32_t sourcePitch, const Dims& 
   const size_t count = static_cast<size_t>(to.x2 - to.x1);
   const bool wholeRows = to.x1 == 0 && to.x2 == static_cast<int32_t>(store_.Dims().width);
   const bool withinPlane = source == reinterpret_cast<const uint8_t*>(store_.Pixels());
-  const auto copyRow = [&](int32_t y) {
+  const auto copyRow = [&](int32_t y) REQUIRES(mutex_) {
     const uint8_t* row = source + static_cast<size_t>(y - dy) * sourcePitch;
     uint32_t* const destination = store_.Row(static_cast<size_t>(y)) + to.x1;
     const uint32_t* const pixels = reinterpret_cast<const uint32_t*>(row) + (to.x1 - dx);
@@ -138,7 +138,7 @@ bool Surface::Scale(const uint32_t* source, uint32_t sourcePitch, const Dims& so
 }
 
 void Surface::Replace(PixelStore store, bool keepPicture) {
-  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const RecursiveMutexLock lock(mutex_);
   const PixelStore old = std::move(store_);
   store_ = std::move(store);
   opaqueRow_.assign(store_.Dims().height, 0);

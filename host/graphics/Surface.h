@@ -5,9 +5,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/graphics/pixels/PixelStore.h"
 #include "host/graphics/pixels/Region.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -27,8 +27,9 @@ class Surface final : public qx::platform::DrawingContext {
 
   qx::plexion::Dims GetDims();
   uint32_t GetPitch();
-  void* LockPixels(bool forReading);
-  void UnlockPixels();
+  // Whoever has the plane pairs these, which the compiler cannot see through its interface.
+  void* LockPixels(bool forReading) NO_THREAD_SAFETY_ANALYSIS;
+  void UnlockPixels() NO_THREAD_SAFETY_ANALYSIS;
 
   // DrawingContext. Equal sizes: rows are copied, as far as they lie in both planes. Otherwise
   // smooth scaling; the source rectangle must then lie in its plane. False for a source whose
@@ -43,26 +44,28 @@ class Surface final : public qx::platform::DrawingContext {
   /// How far beyond its own place a source pixel has been spread by the last copy.
   int32_t GetSpread() const { return spread_; }
 
-  std::recursive_mutex& GetMutex() { return mutex_; }
-  /// Under the lock: the pixels themselves.
-  const PixelStore& Store() const { return store_; }
-  /// Under the lock: the rows from `first` to before `last` that have no transparent pixel, as
+  RecursiveMutex& GetMutex() RETURN_CAPABILITY(mutex_) { return mutex_; }
+  const PixelStore& Store() const REQUIRES(mutex_) { return store_; }
+  /// The rows from `first` to before `last` that have no transparent pixel, as
   /// boxes of full width.
-  Region OpaqueRows(int32_t first, int32_t last) const;
-  bool RowIsKnownOpaque(int32_t y) const { return opaqueRow_[static_cast<size_t>(y)] != 0; }
+  Region OpaqueRows(int32_t first, int32_t last) const REQUIRES(mutex_);
+  bool RowIsKnownOpaque(int32_t y) const REQUIRES(mutex_) {
+    return opaqueRow_[static_cast<size_t>(y)] != 0;
+  }
 
  private:
   void CopyRows(const uint8_t* source, uint32_t sourcePitch, const qx::plexion::Dims& sourceDims,
-                const qx::plexion::Rect& sourceRect, const qx::plexion::Rect& destinationRect);
+                const qx::plexion::Rect& sourceRect, const qx::plexion::Rect& destinationRect)
+      REQUIRES(mutex_);
   bool Scale(const uint32_t* source, uint32_t sourcePitch, const qx::plexion::Dims& sourceDims,
-             const qx::plexion::Rect& sourceRect, const qx::plexion::Rect& destinationRect);
-  void NoteWritten(const Box& box);
-  void ForgetOpacity();
+             const qx::plexion::Rect& sourceRect, const qx::plexion::Rect& destinationRect)
+      REQUIRES(mutex_);
+  void NoteWritten(const Box& box) REQUIRES(mutex_);
+  void ForgetOpacity() REQUIRES(mutex_);
 
-  std::recursive_mutex mutex_;
-  // Under mutex_.
-  PixelStore store_;
-  std::vector<uint8_t> opaqueRow_;  ///< 1: the whole row is known to be opaque
+  RecursiveMutex mutex_;
+  PixelStore store_ GUARDED_BY(mutex_);
+  std::vector<uint8_t> opaqueRow_ GUARDED_BY(mutex_);  ///< 1: the whole row is known to be opaque
 
   std::atomic<int32_t> spread_{0};
 };

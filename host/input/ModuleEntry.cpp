@@ -38,9 +38,9 @@ class SharedInput {
   UserInput& Get() { return *input_; }
 
   static std::shared_ptr<SharedInput> Share() {
-    static std::mutex mutex;
+    static Mutex mutex;
     static std::weak_ptr<SharedInput> shared;
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     std::shared_ptr<SharedInput> input = shared.lock();
     if (input == nullptr) {
       input = std::make_shared<SharedInput>();

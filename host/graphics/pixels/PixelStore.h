@@ -12,7 +12,7 @@
 #include <memory>
 #include <utility>
 
-#include "host/graphics/SharedMemory.h"
+#include "host/graphics/pixels/SharedMemory.h"
 #include "qx/plexion/Geometry.h"
 
 namespace plexion_host {

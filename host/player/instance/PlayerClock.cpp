@@ -16,14 +16,14 @@ class SteadyClock final : public PlayerClock {
         .count();
   }
 
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
-                 const bool& woken, Time deadline) override {
+  void WaitUntil(Mutex&, MutexLock& lock, Condition& wake, const bool& woken,
+                 Time deadline) override {
     if (deadline == IQXKernel::kInfinite) {
-      wake.wait(lock, [&woken] { return woken; });
+      wake.Wait(lock, [&woken] { return woken; });
       return;
     }
     const std::chrono::steady_clock::time_point until{std::chrono::nanoseconds(deadline)};
-    wake.wait_until(lock, until, [&woken] { return woken; });
+    wake.WaitUntil(lock, until, [&woken] { return woken; });
   }
 };
 

@@ -3,9 +3,7 @@
 #ifndef HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_
 #define HOST_PLAYER_INSTANCE_PLAYERCLOCK_H_
 
-#include <condition_variable>
-#include <mutex>
-
+#include "host/base/Mutex.h"
 #include "qx/core/IQXKernel.h"
 
 namespace plexion_host::player {
@@ -20,9 +18,9 @@ class PlayerClock {
   /// Nanoseconds; never goes back.
   virtual Time Now() = 0;
   /// Returns when `woken` is true or `deadline` has come (IQXKernel::kInfinite: never). Whoever
-  /// sets `woken` holds the mutex of `lock` and notifies `wake`.
-  virtual void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
-                         const bool& woken, Time deadline) = 0;
+  /// sets `woken` holds `mutex`, which `lock` has, and notifies `wake`.
+  virtual void WaitUntil(Mutex& mutex, MutexLock& lock, Condition& wake, const bool& woken,
+                         Time deadline) REQUIRES(mutex) = 0;
 };
 
 /// CLOCK_MONOTONIC. Has no state; lives as long as the process.

@@ -24,14 +24,14 @@ void PlayerInstance::ReportProgress(unsigned percent) {
 }
 
 void PlayerInstance::RequestFrame() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  frameRequested_ = true;
+  const MutexLock lock(mutex_);
+  requests_.frame = true;
   WakeLocked();
 }
 
 void PlayerInstance::Complete() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  completeRequested_ = true;
+  const MutexLock lock(mutex_);
+  requests_.complete = true;
   WakeLocked();
 }
 
@@ -39,7 +39,7 @@ void PlayerInstance::Fail(const EngineError& error) {
   Command command;
   command.kind = Command::kFail;
   command.error = error;
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   commands_.push_back(std::move(command));
   WakeLocked();
 }
@@ -49,7 +49,7 @@ void PlayerInstance::Notify(Status event, const std::string& message) {
   command.kind = Command::kNotify;
   command.event = event;
   command.error.message = message;
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   commands_.push_back(std::move(command));
   WakeLocked();
 }

@@ -84,7 +84,7 @@ void PlayerInstance::AdvanceTo(uint64_t position) {
 }
 
 bool PlayerInstance::HasPlane() {
-  std::lock_guard<std::mutex> planeLock(planeMutex_);
+  const MutexLock planeLock(planeMutex_);
   return plane_ != nullptr;
 }
 
@@ -93,7 +93,7 @@ void PlayerInstance::DrawFrame() {
   bool newPlane = false;
   const Time began = clock_.Now();
   {
-    std::lock_guard<std::mutex> planeLock(planeMutex_);
+    const MutexLock planeLock(planeMutex_);
     if (plane_ == nullptr || (!pictureChanged_ && !drawEverything_)) return;
     LockedPixels pixels(plane_);
     if (pixels.Get() == nullptr) {

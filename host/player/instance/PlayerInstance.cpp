@@ -27,16 +27,16 @@ PlayerInstance::PlayerInstance(qx::plexion::StageWindow* window, EngineSource& e
 
 PlayerInstance::~PlayerInstance() {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     quit_ = true;
     cancelled_ = true;
     WakeLocked();
   }
-  if (thread_.joinable()) thread_.join();
+  thread_.Join();
 }
 
 bool PlayerInstance::Configure(const qx::core::morvellib::MorvelInstanceParameters& parameters) {
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   if (status_ != qx::plexion::kStatusUnconfigured) return false;
   notifier_ = parameters.notifier;
   if (notifier_ == nullptr) {
@@ -53,7 +53,7 @@ bool PlayerInstance::Configure(const qx::core::morvellib::MorvelInstanceParamete
   status_ = qx::plexion::kStatusConfigured;
   woken_ = true;
   try {
-    thread_ = std::thread([this] { RunThread(); });
+    thread_ = NamedThread("PlexionPlayer", [this] { RunThread(); });
   } catch (const std::system_error&) {
     status_ = qx::plexion::kErrorStartupFailure;
     return false;
@@ -68,7 +68,7 @@ qx::core::morvellib::MorvelLoadSettings* PlayerInstance::GetLoadSettings() {
 bool PlayerInstance::LoadMVX() {
   std::string contentUrl = loadSettings_.contentUrl.Utf8();
   std::string zorBase = loadSettings_.zorBase.Utf8();
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (status_ != qx::plexion::kStatusConfigured) return false;
   status_ = qx::plexion::kStatusLoading;
   contentUrl_ = std::move(contentUrl);
@@ -97,7 +97,7 @@ bool PlayerInstance::Pause() {
 bool PlayerInstance::Terminate(StageWindowStatus status) {
   if (!qx::plexion::IsTerminalStatus(status)) return false;
   // May be the player's own thread, inside an engine: nothing but flags may change here.
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (qx::plexion::IsTerminalStatus(status_) || qx::plexion::IsTerminalStatus(endAs_)) return false;
   endAs_ = status;
   cancelled_ = true;
@@ -108,12 +108,12 @@ bool PlayerInstance::Terminate(StageWindowStatus status) {
 }
 
 StageWindowStatus PlayerInstance::GetStageWindowStatus() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return status_;
 }
 
 qx::plexion::Dims PlayerInstance::GetMVXAuthoredStageDims() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return authoredDims_;
 }
 
@@ -122,8 +122,8 @@ bool PlayerInstance::SetRenderPlane(qx::platform::RenderPlane* plane) {
   const qx::plexion::Dims dims = plane->GetDims();
   if (dims.width == 0 || dims.height == 0) return false;
   {
-    std::lock_guard<std::mutex> planeLock(planeMutex_);
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock planeLock(planeMutex_);
+    const MutexLock lock(mutex_);
     if (qx::plexion::IsTerminalStatus(status_)) return false;
     plane_ = plane;
     drawEverything_ = true;
@@ -137,8 +137,8 @@ bool PlayerInstance::ResetRenderPlane(qx::platform::RenderPlane* plane) {
 }
 
 void PlayerInstance::RequestInterFrameNotification() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  interFrameRequested_ = true;
+  const MutexLock lock(mutex_);
+  requests_.interFrame = true;
   WakeLocked();
 }
 
@@ -147,14 +147,14 @@ void PlayerInstance::UpdateProxyParameters(const char* host, unsigned short port
   Command command;
   command.kind = Command::kProxy;
   command.proxy = {TextOf(host), port, TextOf(user), TextOf(password)};
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (qx::plexion::IsTerminalStatus(status_)) return;
   commands_.push_back(std::move(command));
   WakeLocked();
 }
 
 bool PlayerInstance::Post(Command command) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (status_ < qx::plexion::kStatusLoading || status_ > qx::plexion::kStatusPaused) return false;
   commands_.push_back(std::move(command));
   WakeLocked();
@@ -163,7 +163,7 @@ bool PlayerInstance::Post(Command command) {
 
 void PlayerInstance::PostInput(const InputEvent& event) {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (commands_.size() >= kMostWaitingInputs) return;
   }
   Command command;
@@ -174,7 +174,7 @@ void PlayerInstance::PostInput(const InputEvent& event) {
 
 void PlayerInstance::WakeLocked() {
   woken_ = true;
-  wake_.notify_one();
+  wake_.NotifyOne();
 }
 
 }  // namespace plexion_host::player

@@ -4,13 +4,12 @@
 #define HOST_PLAYER_INSTANCE_PLAYERINSTANCE_H_
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
 #include "host/player/Engine.h"
 #include "host/player/PlayerSettings.h"
 #include "host/player/Timeline.h"
@@ -85,6 +84,13 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
     EngineError error;                                // kFail; kNotify uses its message
   };
 
+  /// What the thread is asked for, each once however often it was asked.
+  struct Requests {
+    bool frame = false;
+    bool complete = false;
+    bool interFrame = false;
+  };
+
   // EngineHost; PlayerEngineHost.cpp.
   qx::plexion::MemoryWatchdog* Memory() override;
   const PlayerSettings& Settings() override;
@@ -98,14 +104,14 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   // Posting; PlayerInstance.cpp.
   bool Post(Command command);
   void PostInput(const InputEvent& event);
-  void WakeLocked();
+  void WakeLocked() REQUIRES(mutex_);
 
   // The player's thread; PlayerThread.cpp.
   void RunThread();
   bool WaitForWork();
   void DoWork();
   bool TakeCommand(Command& command);
-  bool TakeFlag(bool& flag);
+  bool TakeFlag(bool Requests::*flag);
   bool IsEnding();
   void Execute(Command& command);
   void PrepareEngine();
@@ -135,36 +141,33 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   PlayerClock& clock_;
   qx::core::morvellib::MorvelInstanceNotifier* notifier_ = nullptr;
   qx::plexion::MemoryWatchdog* watchdog_ = nullptr;
-  std::thread thread_;
+  NamedThread thread_;
 
   // Written by the player's thread while it loads, read by it and by the engine.
   PlayerSettings settings_;
 
-  // Guarded by the window's stateLock: its caller is the window alone.
+  // Used under the stateLock of the window alone, which is its only caller.
   qx::core::morvellib::MorvelLoadSettings loadSettings_;
 
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  // Guarded by mutex_.
-  bool woken_ = false;
-  bool quit_ = false;
-  bool frameRequested_ = false;
-  bool completeRequested_ = false;
-  bool interFrameRequested_ = false;
-  std::deque<Command> commands_;
-  std::string contentUrl_;  // of the load at hand
-  std::string zorBase_;
-  Status status_ = qx::plexion::kStatusUnconfigured;
-  Status endAs_ = qx::plexion::kStatusUnconfigured;  // terminal once Terminate was called
-  qx::plexion::Dims authoredDims_ = {0, 0};
+  Mutex mutex_;
+  Condition wake_;
+  bool woken_ GUARDED_BY(mutex_) = false;
+  bool quit_ GUARDED_BY(mutex_) = false;
+  Requests requests_ GUARDED_BY(mutex_);
+  std::deque<Command> commands_ GUARDED_BY(mutex_);
+  std::string contentUrl_ GUARDED_BY(mutex_);  // of the load at hand
+  std::string zorBase_ GUARDED_BY(mutex_);
+  Status status_ GUARDED_BY(mutex_) = qx::plexion::kStatusUnconfigured;
+  /// Terminal once Terminate was called.
+  Status endAs_ GUARDED_BY(mutex_) = qx::plexion::kStatusUnconfigured;
+  qx::plexion::Dims authoredDims_ GUARDED_BY(mutex_) = {0, 0};
 
   // As endAs_ and quit_, readable inside an allocation.
   std::atomic<bool> cancelled_{false};
 
-  std::mutex planeMutex_;
-  // Guarded by planeMutex_.
-  qx::platform::RenderPlane* plane_ = nullptr;
-  bool drawEverything_ = true;
+  Mutex planeMutex_;
+  qx::platform::RenderPlane* plane_ GUARDED_BY(planeMutex_) = nullptr;
+  bool drawEverything_ GUARDED_BY(planeMutex_) = true;
 
   // The player's thread only.
   std::unique_ptr<Engine> engine_;

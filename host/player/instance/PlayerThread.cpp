@@ -1,7 +1,5 @@
 // The player's thread: takes commands, loads, ends. What belongs to a single frame is in
 // PlayerFrames.cpp.
-#include <pthread.h>
-
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -15,7 +13,6 @@ namespace plexion_host::player {
 using qx::plexion::StageWindowStatus;
 
 void PlayerInstance::RunThread() {
-  pthread_setname_np(pthread_self(), "PlexionPlayer");
   while (WaitForWork()) {
     try {
       DoWork();
@@ -30,8 +27,8 @@ void PlayerInstance::RunThread() {
 
 bool PlayerInstance::WaitForWork() {
   const Time deadline = NextDeadline();
-  std::unique_lock<std::mutex> lock(mutex_);
-  if (!woken_) clock_.WaitUntil(lock, wake_, woken_, deadline);
+  MutexLock lock(mutex_);
+  if (!woken_) clock_.WaitUntil(mutex_, lock, wake_, woken_, deadline);
   woken_ = false;
   return !quit_;
 }
@@ -41,13 +38,13 @@ void PlayerInstance::DoWork() {
   while (!IsEnding() && TakeCommand(command)) Execute(command);
   if (finished_) return;
 
-  if (!IsEnding() && TakeFlag(interFrameRequested_)) {
+  if (!IsEnding() && TakeFlag(&Requests::interFrame)) {
     notifier_->OnMorvelInstanceInterFrameNotification();
   }
   if (!IsEnding()) {
     // Read before the frame is shown: what is requested meanwhile comes round again.
-    const bool complete = TakeFlag(completeRequested_);
-    if (TakeFlag(frameRequested_)) advanceWanted_ = true;
+    const bool complete = TakeFlag(&Requests::complete);
+    if (TakeFlag(&Requests::frame)) advanceWanted_ = true;
     ShowDueFrame();
     if (complete && !finished_) Finish(qx::plexion::kStatusComplete, std::string());
   }
@@ -55,20 +52,20 @@ void PlayerInstance::DoWork() {
 }
 
 bool PlayerInstance::TakeCommand(Command& command) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (commands_.empty()) return false;
   command = std::move(commands_.front());
   commands_.pop_front();
   return true;
 }
 
-bool PlayerInstance::TakeFlag(bool& flag) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return std::exchange(flag, false);
+bool PlayerInstance::TakeFlag(bool Requests::*flag) {
+  const MutexLock lock(mutex_);
+  return std::exchange(requests_.*flag, false);
 }
 
 bool PlayerInstance::IsEnding() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return quit_ || (!finished_ && qx::plexion::IsTerminalStatus(endAs_));
 }
 
@@ -146,7 +143,7 @@ void PlayerInstance::RunLoad() {
   ReportProgress(100);
   timeline_ = Timeline(facts_.framesPerSecond, facts_.frameCount, settings_.loops, settings_.speed);
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     authoredDims_ = facts_.stageDims;
   }
   SetStatusAndAnnounce(qx::plexion::kStatusLoaded);
@@ -156,7 +153,7 @@ void PlayerInstance::RunLoad() {
 
 bool PlayerInstance::OpenAndLoad(EngineError& error) {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     settings_.contentUrl = contentUrl_;
     settings_.zorBase = zorBase_;
   }
@@ -180,7 +177,7 @@ bool PlayerInstance::OpenAndLoad(EngineError& error) {
 
 void PlayerInstance::SetStatusAndAnnounce(StageWindowStatus status) {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     status_ = status;
   }
   Announce(status);
@@ -199,7 +196,7 @@ void PlayerInstance::Announce(StageWindowStatus status, const char* message) {
 void PlayerInstance::FinishAsAsked(const std::string& message) {
   StageWindowStatus status;
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     // On the way out nobody listens any more.
     if (quit_) return;
     status = endAs_;
@@ -219,8 +216,8 @@ void PlayerInstance::Finish(StageWindowStatus status, const std::string& message
                                    statistics_.Describe().c_str());
   }
   {
-    std::lock_guard<std::mutex> planeLock(planeMutex_);
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock planeLock(planeMutex_);
+    const MutexLock lock(mutex_);
     plane_ = nullptr;
     status_ = status;
     commands_.clear();

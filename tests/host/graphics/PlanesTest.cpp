@@ -14,7 +14,7 @@
 
 #include "host/graphics/GraphicsDriver.h"
 #include "host/graphics/Screen.h"
-#include "host/graphics/SharedMemory.h"
+#include "host/graphics/pixels/SharedMemory.h"
 #include "tests/host/FakeStageWindow.h"
 
 namespace plexion_host {

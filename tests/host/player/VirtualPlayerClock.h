@@ -12,43 +12,43 @@ namespace plexion_host::player {
 class VirtualPlayerClock final : public PlayerClock {
  public:
   Time Now() override {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     return now_;
   }
 
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
-                 const bool& woken, Time deadline) override {
+  void WaitUntil(Mutex& mutex, MutexLock& lock, Condition& wake, const bool& woken,
+                 Time deadline) override {
     {
-      std::lock_guard<std::mutex> own(mutex_);
+      const MutexLock own(mutex_);
       if (deadline <= now_) return;
       ++waits_;
-      waiter_ = {lock.mutex(), &wake, &woken, deadline};
-      changed_.notify_all();
+      waiter_ = {&mutex, &wake, &woken, deadline};
+      changed_.NotifyAll();
     }
-    wake.wait(lock, [&] { return woken || Reached(deadline); });
-    std::lock_guard<std::mutex> own(mutex_);
+    wake.Wait(lock, [&] { return woken || Reached(deadline); });
+    const MutexLock own(mutex_);
     waiter_ = {};
-    changed_.notify_all();
+    changed_.NotifyAll();
   }
 
   /// Waits until the player sleeps and nothing is left for it to do at this moment.
   void Settle() {
-    std::unique_lock<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     for (;;) {
-      changed_.wait(lock, [this] { return waiter_.mutex != nullptr; });
+      changed_.Wait(lock, [this]() REQUIRES(mutex_) { return waiter_.mutex != nullptr; });
       const Waiter waiter = waiter_;
       // The player's mutex comes before this clock's.
-      lock.unlock();
+      lock.Unlock();
       bool asleep = false;
       {
-        std::lock_guard<std::mutex> players(*waiter.mutex);
-        std::lock_guard<std::mutex> own(mutex_);
+        const MutexLock players(*waiter.mutex);
+        const MutexLock own(mutex_);
         asleep = waiter_.mutex != nullptr && !*waiter.woken && waiter_.deadline > now_;
-        if (!asleep) waiter.wake->notify_all();
+        if (!asleep) waiter.wake->NotifyAll();
       }
-      lock.lock();
+      lock.Lock();
       if (asleep) return;
-      changed_.wait_for(lock, std::chrono::milliseconds(1));
+      changed_.WaitOnceUntil(lock, std::chrono::steady_clock::now() + std::chrono::milliseconds(1));
     }
   }
 
@@ -57,7 +57,7 @@ class VirtualPlayerClock final : public PlayerClock {
     const Time target = Now() + duration;
     for (;;) {
       Settle();
-      std::lock_guard<std::mutex> lock(mutex_);
+      const MutexLock lock(mutex_);
       const Time next = std::min(target, waiter_.deadline);
       if (next >= target) {
         now_ = target;
@@ -72,7 +72,7 @@ class VirtualPlayerClock final : public PlayerClock {
   void Jump(Time duration) {
     Settle();
     {
-      std::lock_guard<std::mutex> lock(mutex_);
+      const MutexLock lock(mutex_);
       now_ += duration;
     }
     Settle();
@@ -80,39 +80,39 @@ class VirtualPlayerClock final : public PlayerClock {
 
   /// Time that passes while the player works; call it on the player's thread.
   void Spend(Time duration) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     now_ += duration;
   }
 
   /// How often the player has gone to sleep.
   int Waits() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     return waits_;
   }
   Time Deadline() {
     Settle();
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     return waiter_.deadline;
   }
 
  private:
   struct Waiter {
-    std::mutex* mutex = nullptr;
-    std::condition_variable* wake = nullptr;
+    Mutex* mutex = nullptr;
+    Condition* wake = nullptr;
     const bool* woken = nullptr;
     Time deadline = 0;
   };
 
   bool Reached(Time deadline) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     return now_ >= deadline;
   }
 
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  Time now_ = 1000000000;
-  int waits_ = 0;
-  Waiter waiter_;
+  Mutex mutex_;
+  Condition changed_;
+  Time now_ GUARDED_BY(mutex_) = 1000000000;
+  int waits_ GUARDED_BY(mutex_) = 0;
+  Waiter waiter_ GUARDED_BY(mutex_);
 };
 
 }  // namespace plexion_host::player

@@ -1,7 +1,7 @@
 // Sealed shared memory for pixels, and who has which.
 
-#ifndef HOST_GRAPHICS_SHAREDMEMORY_H_
-#define HOST_GRAPHICS_SHAREDMEMORY_H_
+#ifndef HOST_GRAPHICS_PIXELS_SHAREDMEMORY_H_
+#define HOST_GRAPHICS_PIXELS_SHAREDMEMORY_H_
 
 #include <cstddef>
 
@@ -25,4 +25,4 @@ bool FindSharedMemory(const void* memory, SharedPixels& shared);
 
 }  // namespace plexion_host
 
-#endif  // HOST_GRAPHICS_SHAREDMEMORY_H_
+#endif  // HOST_GRAPHICS_PIXELS_SHAREDMEMORY_H_

@@ -1,6 +1,6 @@
 // Makes sealed shared memory, and remembers the descriptors by address.
 
-#include "host/graphics/SharedMemory.h"
+#include "host/graphics/pixels/SharedMemory.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
