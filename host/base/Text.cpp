@@ -134,6 +134,22 @@ void AppendUtf8(std::string& text, char32_t codePoint) {
   }
 }
 
+std::string EncodePercent(std::string_view text) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool plain = (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
+                       (byte >= 'A' && byte <= 'Z') || byte == '-' || byte == '_' || byte == '.';
+    if (plain) {
+      encoded += character;
+    } else {
+      encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+    }
+  }
+  return encoded;
+}
+
 std::string Printable(std::string_view text) { return Escaped(text, true); }
 
 std::string PrintableWord(std::string_view text) { return Escaped(text, false); }

@@ -21,6 +21,10 @@ std::vector<std::string> SplitAt(std::string_view text, char separator);
 /// The words with `separator` in between.
 std::string Join(const std::vector<std::string>& words, const char* separator = ", ");
 
+/// `text` as a part of an address or a variable: what is no letter, digit, "-", "_" or "." becomes
+/// %NN.
+std::string EncodePercent(std::string_view text);
+
 /// Takes one code point off the front of `text`.
 /// Returns  none, with one byte taken, where there is no valid UTF-8. `text` must not be empty.
 std::optional<char32_t> TakeCodePoint(std::string_view& text);

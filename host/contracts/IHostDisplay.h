@@ -87,6 +87,10 @@ class IFrameObserver {
 ///          called from any thread at any time.
 class IHostDisplay : public IQXModule {
  public:
+  /// Gives the screen the size that Open with these options will, as far as that is known without a
+  /// display, so that contents can be prepared for it meanwhile. Before Open, or not at all.
+  /// Returns  false when only Open can tell: in full screen the display's own size counts.
+  virtual bool Plan(const DisplayOptions& /*options*/) { return true; }
   /// Returns  false with the reason in `error`.
   virtual bool Open(const DisplayOptions& options, std::string& error) = 0;
   /// "window 1280x720", "headless 1280x720", for people.

@@ -35,6 +35,15 @@ Display::~Display() {
   screen_->SetWorkListener(nullptr);
 }
 
+bool Display::Plan(const DisplayOptions& options) {
+  const bool unspecified = options.width == 0 && options.height == 0;
+  if (unspecified && options.mode == DisplayMode::kFullscreen) return false;
+  const Dims dims = unspecified ? kDefaultDims : Dims{options.width, options.height};
+  // What is out of range, or too much, is refused by Open, in words.
+  if (DimsAreSane(dims)) screen_->SetDims(dims);
+  return true;
+}
+
 bool Display::Open(const DisplayOptions& options, std::string& error) {
   const Dims wanted{options.width, options.height};
   const bool unspecified = wanted.width == 0 && wanted.height == 0;

@@ -65,6 +65,7 @@ class Display : public IHostDisplay {
   explicit Display(std::shared_ptr<Screen> screen);
   ~Display() override;
 
+  bool Plan(const DisplayOptions& options) override;
   bool Open(const DisplayOptions& options, std::string& error) override;
   std::string Describe() override;
   bool IsHeadless() override { return kind_.load() == Kind::kHeadless; }

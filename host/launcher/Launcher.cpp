@@ -93,8 +93,8 @@ class Launcher {
   int Run() {
     OpenLog(line_.options, kernel_.GetConsole());
     WatchEnd();
-    const bool ready = OpenShell() && LoadService() && ReadContents() && OpenWindows() &&
-                       StartContents() && OpenDisplay() && OpenInput();
+    const bool ready = OpenShell() && LoadService() && ReadContents() && FindScreen() &&
+                       OpenWindows() && StartContents() && OpenDisplay() && OpenInput();
     if (ready) ShowContents();
     EndContents();
     CloseInput();
@@ -121,6 +121,8 @@ class Launcher {
   bool LoadService();
   bool ReadContents();
   bool ReadProgrammeFile();
+  /// Contents are made for the screen's size. Where only the display knows it, it is opened first.
+  bool FindScreen();
   bool OpenWindows();
   /// The contents' thread runs beside all that the main thread does for the display, so that they
   /// load while it is being opened.
@@ -171,6 +173,7 @@ class Launcher {
   bool displaySaid_ = false;
   ModuleHandle<qx::platform::IGraphicsDriver> driver_;
   ModuleHandle<IHostDisplay> display_;
+  DisplayOptions displayOptions_;
   bool displayOpen_ = false;
   std::optional<Snapshot> snapshot_;
   ModuleHandle<IQXModule> userInput_;
@@ -243,6 +246,7 @@ bool Launcher::ReadContents() {
   WindowLines lines = SplitWindows(line_.windowArguments, kMaxStageWindows, LauncherOptionNames());
   if (!lines.error.empty()) return FailUsage(lines.error);
   lines_ = std::move(lines.windows);
+  GiveVariables(line_.contentOptions, lines_);
   for (const WindowLine& line : lines_) {
     // The service has the last word, before the first content is opened.
     if (opener_.Check(line)) continue;
@@ -290,19 +294,27 @@ void Launcher::PlayContents() {
   if (session_.WaitForDisplay() && session_.display != nullptr) session_.display->RequestQuit();
 }
 
-bool Launcher::OpenDisplay() {
+bool Launcher::FindScreen() {
   end_.SetStep("the display");
   driver_ = Acquire<qx::platform::IGraphicsDriver>("IGraphicsDriver");
   if (!driver_) return Fail(kExitCannotWork, "module IGraphicsDriver is not available: " + error_);
   // A device's own driver may bring its display loop with it.
   display_ = Acquire<IHostDisplay>("IHostDisplay");
-  DisplayOptions options = line_.options.display;
-  for (const WindowLine& line : lines_) options.clear = options.clear && !line.keepScreen;
-  if (programme_ && options.width == 0) {
-    options.width = programme_->width;
-    options.height = programme_->height;
+  displayOptions_ = line_.options.display;
+  for (const WindowLine& line : lines_) {
+    displayOptions_.clear = displayOptions_.clear && !line.keepScreen;
   }
-  if (display_ && !display_->Open(options, error_)) {
+  if (programme_ && displayOptions_.width == 0) {
+    displayOptions_.width = programme_->width;
+    displayOptions_.height = programme_->height;
+  }
+  return !display_ || display_->Plan(displayOptions_) || OpenDisplay();
+}
+
+bool Launcher::OpenDisplay() {
+  if (displayOpen_) return true;
+  end_.SetStep("the display");
+  if (display_ && !display_->Open(displayOptions_, error_)) {
     return Fail(kExitCannotWork, "no display: " + error_);
   }
   displayOpen_ = true;

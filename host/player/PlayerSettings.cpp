@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/contracts/ContentFit.h"
 #include "host/player/ContentAddress.h"
 #include "qx/core/morvellib/MorvelInstanceParameters.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -57,6 +58,10 @@ bool ReadVariable(std::string_view item, PlayerSettings& settings, std::string& 
   }
   if (name == "speed" && !ReadSpeed(value, settings.speed)) {
     error = "variable speed is \"" + value + "\"; expected a factor from 0.01 to 100";
+    return false;
+  }
+  if (name == kFitVariable && !ReadFit(value)) {
+    error = "variable fit is \"" + value + "\"; expected " + kFitsExpected;
     return false;
   }
   settings.variables.emplace_back(std::move(name), std::move(value));

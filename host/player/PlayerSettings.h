@@ -61,7 +61,8 @@ struct PlayerSettings {
 PlayerSettings CopySettings(const qx::core::morvellib::MorvelInstanceParameters& parameters);
 
 /// Takes "loop=3&speed=0.5&title=50%25" apart into `settings`. `loop` is a count, 0 or "forever";
-/// `speed` is a factor from 0.01 to 100; every other name is the content's own.
+/// `speed` is a factor from 0.01 to 100, `fit` one of Fit's names; every other name is the content's
+/// own.
 /// Returns  false with `error` saying which variable is wrong and what was expected.
 bool ReadMorvelVars(PlayerSettings& settings, std::string& error);
 

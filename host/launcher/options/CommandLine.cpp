@@ -144,6 +144,15 @@ class OptionTable {
         "With --signage: leave out what is not ready after so long, and ask for it again later; "
         "else 15000",
         [&to](Text text) { return ReadTime(text, 1, to.loadTimeoutMs); });
+    Add("--fit", "MODE",
+        "How contents fill the screen or their rectangle: contain, cover, stretch or none. For the "
+        "contents behind it; behind all of them for those that have none of their own; else "
+        "contain",
+        [&to](Text text) {
+          to.fit = ReadFit(text);
+          return to.fit ? std::string() : std::string(kFitsExpected);
+        })
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     Add("--start-at", "TIME", "Begin to play at HH:MM:SS[.mmm] or a Unix time",
         [&to](Text text) { return ReadStartTime(text, to.startAt); });
     Add("--key-mode", "MODE",
@@ -223,9 +232,13 @@ bool Contains(const std::vector<std::string>& arguments, const char* word) {
   return std::find(arguments.begin() + 1, arguments.end(), word) != arguments.end();
 }
 
+/// Options of the launcher that are for single contents, and the variables that carry them.
+constexpr std::pair<const char*, const char*> kContentOptions[] = {{"--fit", kFitVariable}};
+
 /// Hands each argument to the launcher's parser or to the service's.
 void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
-            std::vector<std::string>& own, std::vector<std::string>& service) {
+            std::vector<std::string>& own, CommandLine& line) {
+  std::vector<std::string>& service = line.windowArguments;
   for (size_t i = 1; i < arguments.size();) {
     const std::string& argument = arguments[i];
     const size_t equals = argument.find('=');
@@ -243,6 +256,12 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
     const auto first = arguments.begin() + static_cast<std::ptrdiff_t>(i);
     const auto last = first + static_cast<std::ptrdiff_t>(std::min(taken, arguments.size() - i));
     if (option != nullptr) own.insert(own.end(), first, last);
+    for (const auto& [name, variable] : kContentOptions) {
+      if (option == nullptr || option->get_name() != name) continue;
+      const std::string value =
+          equals == std::string::npos ? *(last - 1) : argument.substr(equals + 1);
+      line.contentOptions.push_back({service.size(), variable, value});
+    }
     if (option == nullptr || option->get_name() == "--modulemap") {
       service.insert(service.end(), first, last);
     }
@@ -259,7 +278,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
   CLI::App app;
   const OptionTable table(app, reading);
   std::vector<std::string> own;
-  Divide(app, arguments, own, line.windowArguments);
+  Divide(app, arguments, own, line);
   try {
     std::reverse(own.begin(), own.end());  // the parser takes them from the back
     app.parse(own);

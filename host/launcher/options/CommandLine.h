@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "host/contracts/ContentFit.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/OperatorLog.h"
 #include "host/launcher/options/StartTime.h"
+#include "host/launcher/options/WindowArguments.h"
 #include "qx/plexion/InputTypes.h"
 
 namespace plexion_host {
@@ -54,6 +56,7 @@ struct LauncherOptions {
   std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
   bool logJson = false;
   int64_t frozenAfterMs = 60000;  ///< a moving content whose picture stands still; 0: never said
+  std::optional<Fit> fit;  ///< of a programme's zones that do not say; windows have their own
   /// The service's own, anywhere on the command line, as the service looks for them.
   bool pause = false;
   bool useShell = false;
@@ -66,6 +69,8 @@ struct CommandLine {
   LauncherOptions options;
   /// What is left for the service: its options and the contents, without the program's name.
   std::vector<std::string> windowArguments;
+  /// Options of the launcher that belong to contents, with their places among `windowArguments`.
+  std::vector<ContentOption> contentOptions;
 };
 
 /// Takes the launcher's options out of a command line. `arguments` begins with the program's name.

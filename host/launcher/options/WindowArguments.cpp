@@ -5,8 +5,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <map>
 
 #include "host/base/NearestName.h"
+#include "host/base/Text.h"
 #include "qx/plexion/CommandLineGrammar.h"
 
 namespace plexion_host {
@@ -112,6 +114,7 @@ WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWi
     line.content = parameters.contentPath;
     line.keymap = TextOf(parameters.keymap);
     line.mouseStream = TextOf(parameters.mouseStream);
+    line.variables = TextOf(parameters.morvelVars);
     line.locale = TextOf(parameters.locale);
     line.keyMaster = parameters.keyMaster;
     lines.windows.push_back(line);
@@ -119,6 +122,29 @@ WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWi
   }
   if (lines.windows.empty()) lines.error = "no content is named";
   return lines;
+}
+
+void GiveVariables(const std::vector<ContentOption>& options, std::vector<WindowLine>& windows) {
+  size_t all = 0;
+  for (const WindowLine& window : windows) all += window.arguments.size();
+  size_t end = 0;
+  for (WindowLine& window : windows) {
+    end += window.arguments.size();
+    std::map<std::string, std::string> given;
+    for (const ContentOption& option : options) {
+      if (option.position == all) given[option.variable] = option.value;
+    }
+    // What stands in front takes the place of what stands behind everything.
+    for (const ContentOption& option : options) {
+      if (option.position < end) given[option.variable] = option.value;
+    }
+    std::string text;
+    for (const auto& [variable, value] : given) {
+      text += variable + "=" + EncodePercent(value) + "&";
+    }
+    window.variables = window.variables.empty() && !text.empty() ? text.substr(0, text.size() - 1)
+                                                                 : text + window.variables;
+  }
 }
 
 std::string WindowOptionHelp() {

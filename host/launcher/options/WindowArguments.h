@@ -13,10 +13,18 @@ struct WindowLine {
   std::string content;
   std::string keymap;  ///< empty: not given; so are those below
   std::string mouseStream;
-  std::string locale;  ///< of this window or an earlier one: the service keeps it from one to
-                       ///< the next
+  std::string variables;  ///< all of the content's, name=value&...
+  std::string locale;     ///< of this window or an earlier one: the service keeps it from one to
+                          ///< the next
   bool keyMaster = false;
   bool keepScreen = false;  ///< --noclearscreen
+};
+
+/// An option of the launcher that is for single contents, as one of their variables.
+struct ContentOption {
+  size_t position;  ///< how many of the windows' arguments stand in front of it
+  std::string variable;
+  std::string value;
 };
 
 struct WindowLines {
@@ -35,6 +43,11 @@ size_t ServiceValueCount(const std::vector<std::string>& arguments, size_t index
 /// unknown option may have been meant to be, besides the service's.
 WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWindows,
                          const std::vector<std::string>& otherOptions = {});
+
+/// Puts the options into the windows' variables, in front of what those say themselves. An option
+/// counts for the contents behind it, until the next of its name; behind the last content, for those
+/// that have none. `windows` are what SplitWindows made of the same command line.
+void GiveVariables(const std::vector<ContentOption>& options, std::vector<WindowLine>& windows);
 
 /// Every option of a window with its values, one a line: the service's own list leaves some out.
 std::string WindowOptionHelp();

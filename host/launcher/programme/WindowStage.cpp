@@ -122,9 +122,9 @@ WindowStage::Content* WindowStage::Find(uint64_t number) {
 
 std::string WindowStage::VariablesOf(const Item& item) const {
   // The player's own names: what an item says in its variables comes last and counts.
-  const Fit fit = item.fit ? *item.fit : zone_.fit;
-  const char* const fits[] = {"contain", "cover", "stretch", "none"};
-  std::string text = std::string("fit=") + fits[static_cast<int>(fit)];
+  const Fit ofAll = session_.options.fit.value_or(Fit::kContain);
+  const Fit fit = item.fit.value_or(zone_.fit.value_or(ofAll));
+  std::string text = std::string(kFitVariable) + "=" + NameOf(fit);
   const double volume = zone_.volume * (item.volume ? *item.volume : 1);
   text += "&volume=" + std::to_string(static_cast<int>(std::lround(volume * 100)));
   // A picture lasts as long as its item, or as the programme says; its end is the director's.

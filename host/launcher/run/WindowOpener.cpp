@@ -21,6 +21,22 @@ bool WindowOpener::Read(const WindowLine& line, StageWindowParameters& parameter
   return understood && parameters.contentPath != nullptr;
 }
 
+void WindowOpener::Place(const WindowLine& line, StageWindowParameters& parameters) {
+  if (!line.variables.empty()) parameters.morvelVars = line.variables.c_str();
+  const auto given = [](const qx::plexion::Dims& dims) {
+    return dims.width != 0 || dims.height != 0;
+  };
+  if (given(parameters.contentDims) || given(parameters.outputDims)) return;
+  qx::plexion::Rect& rect = parameters.outputRect;
+  if (rect.width == 0 && rect.height == 0) {
+    const qx::plexion::Dims screen = session_.GetScreenDims();
+    rect.width = screen.width;
+    rect.height = screen.height;
+  }
+  // Drawn at the size at which it is shown: nothing is scaled twice.
+  parameters.contentDims = {rect.width, rect.height};
+}
+
 bool WindowOpener::Check(const WindowLine& line) {
   StageWindowParameters parameters{};
   return Read(line, parameters);
@@ -28,8 +44,10 @@ bool WindowOpener::Check(const WindowLine& line) {
 
 std::optional<OpenWindow> WindowOpener::Open(const WindowLine& line) {
   StageWindowParameters parameters{};
+  const bool understood = Read(line, parameters);
+  if (understood) Place(line, parameters);
   StageWindow* const window =
-      Read(line, parameters) ? session_.service->CreateStageWindow(parameters) : nullptr;
+      understood ? session_.service->CreateStageWindow(parameters) : nullptr;
   if (window == nullptr) {
     unreported_.push_back(&line);
     if (anyOpened_) ReportFailures();
@@ -59,7 +77,9 @@ void WindowOpener::Report(const WindowLine& line) {
   const OpenWindow opened = Take(window, line);
   StageWindowParameters parameters{};
   Ending ending{qx::plexion::kErrorNotEnoughMemory, "it could not be configured at first"};
-  if (!Read(line, parameters) || !window->Configure(parameters)) {
+  const bool understood = Read(line, parameters);
+  if (understood) Place(line, parameters);
+  if (!understood || !window->Configure(parameters)) {
     ending = {window->GetStageWindowStatus(), ""};
     if (const auto reported = opened.observer->GetEnding()) ending = *reported;
   }

@@ -38,6 +38,8 @@ class WindowOpener {
 
  private:
   bool Read(const WindowLine& line, qx::plexion::StageWindowParameters& parameters);
+  /// Gives the content the screen, or its rectangle, to take its place in, unless its sizes are named.
+  void Place(const WindowLine& line, qx::plexion::StageWindowParameters& parameters);
   OpenWindow Take(qx::plexion::StageWindow* window, const WindowLine& line);
   void Report(const WindowLine& line);
   /// Which runtime is missing and what to do about it; empty when none is.

@@ -132,12 +132,12 @@ StepResult Application::Advance(const FrameStep& step) {
 }
 
 DrawResult Application::Draw(const DrawTarget& target) {
-  fit_ = StageFit::Of(stage_, target.dims);
+  fit_ = StageFit::Of(stage_.width, stage_.height, target.dims, FitOf(host_.Settings()));
   const std::string counter = host_.Settings().debugMode
                                   ? "drawn " + std::to_string(draws_ + 1) + "  " +
                                         ShowNumber(floor(now_ * 100) / 100) + " s"
                                   : "";
-  const DrawResult result = painter_.Draw(target, counter);
+  const DrawResult result = painter_.Draw(target, fit_, counter);
   if (result.drawn) ++draws_;
   drawnRevision_ = stage_.Revision();
   // Rarely, and only when there is something to be found.
@@ -301,8 +301,8 @@ void Application::TakePlayed(double now, bool playing) {
 }
 
 void Application::DispatchInput(const InputEvent& event) {
-  const double x = (event.x - fit_.offsetX) / fit_.scaleX;
-  const double y = (event.y - fit_.offsetY) / fit_.scaleY;
+  const double x = (event.x - fit_.x) / fit_.scaleX;
+  const double y = (event.y - fit_.y) / fit_.scaleY;
   switch (event.kind) {
     case InputEvent::kKeyDown:
       return script_->DispatchKey("keydown", event.code);

@@ -8,6 +8,7 @@
 #include <new>
 #include <optional>
 
+#include "host/player/StageFit.h"
 #include "host/player/lottie/document/AssetFolder.h"
 #include "host/player/lottie/document/MovieFile.h"
 #include "host/player/lottie/document/Reader.h"
@@ -165,21 +166,9 @@ class LottieEngine final : public Engine {
     return true;
   }
 
-  /// The stage fills the plane; only where that would distort it by more than a pixel's rounding it
-  /// keeps its shape, centred on the background.
   Matrix Placement(const qx::plexion::Dims& plane) const {
-    const int64_t across = int64_t{plane.width} * stageDims_.height;
-    const int64_t down = int64_t{plane.height} * stageDims_.width;
-    const int64_t rounding = std::max(stageDims_.width, stageDims_.height);
-    double scaleX = double{plane.width * 1.0} / movie_.width;
-    double scaleY = double{plane.height * 1.0} / movie_.height;
-    if (std::abs(across - down) > rounding) scaleX = scaleY = std::min(scaleX, scaleY);
-    return {scaleX,
-            0,
-            0,
-            scaleY,
-            (plane.width - scaleX * movie_.width) / 2,
-            (plane.height - scaleY * movie_.height) / 2};
+    const StageFit fit = StageFit::Of(movie_.width, movie_.height, plane, FitOf(host_.Settings()));
+    return {fit.scaleX, 0, 0, fit.scaleY, double(fit.x), double(fit.y)};
   }
 
   /// Works out the moment's list and what in it differs from what was drawn last.

@@ -72,6 +72,7 @@ bool MediaEngine::ReadSettings(const ContentAddress& content, EngineError& error
       !access_.UseCertificates(settings.sslCertsDir, settings.sslClientCertTable, error)) {
     return false;
   }
+  painter_.SetFit(FitOf(settings));
   request_.volume = options_.volume;
   request_.muted = options_.muted;
   request_.noSpeedLimit = settings.noSpeedLimit;

@@ -97,6 +97,27 @@ TEST_F(WindowArgumentsTest, FindsTheWordsForEachMistake) {
   }
 }
 
+TEST_F(WindowArgumentsTest, GivesContentsTheOptionsInFrontOfThem) {
+  const auto variables = [](const std::vector<ContentOption>& options) {
+    WindowLines lines =
+        SplitWindows({"--bgalpha", "0", "a", "b", "--morvelvars", "loop=2", "c"}, 3);
+    GiveVariables(options, lines.windows);
+    Words all;
+    for (const WindowLine& line : lines.windows) all.push_back(line.variables);
+    return all;
+  };
+  EXPECT_THAT(variables({}), ElementsAre("", "", "loop=2"));
+  EXPECT_THAT(variables({{0, "fit", "cover"}}),
+              ElementsAre("fit=cover", "fit=cover", "fit=cover&loop=2"));
+  EXPECT_THAT(variables({{3, "fit", "cover"}}), ElementsAre("", "fit=cover", "fit=cover&loop=2"));
+  EXPECT_THAT(variables({{2, "fit", "cover"}, {3, "fit", "none"}}),
+              ElementsAre("fit=cover", "fit=none", "fit=none&loop=2"));
+  EXPECT_THAT(variables({{7, "fit", "a&b"}}),
+              ElementsAre("fit=a%26b", "fit=a%26b", "fit=a%26b&loop=2"));
+  EXPECT_THAT(variables({{4, "fit", "none"}, {7, "fit", "cover"}}),
+              ElementsAre("fit=cover", "fit=cover", "fit=none&loop=2"));
+}
+
 TEST_F(WindowArgumentsTest, NamesTheOptionThatWasProbablyMeant) {
   const std::pair<const char*, const char*> cases[] = {
       {"--bgalhpa", "'--bgalpha'"},      {"--Locale", "'--locale'"},

@@ -75,6 +75,12 @@ class TestFrame {
   std::vector<uint8_t> memory_;
 };
 
+/// All of a frame, scaled to `dims`.
+FrameCut Whole(const Dims& own, const Dims& dims) {
+  const StageFit fit = StageFit::Of(own.width, own.height, dims, Fit::kStretch);
+  return FrameCut::Of(own, fit, fit.Visible(dims));
+}
+
 int FarthestChannel(uint32_t pixel, const Colour& colour) {
   int farthest = std::abs(static_cast<int>(pixel >> 24) - 255);
   const double wanted[] = {colour.blue, colour.green, colour.red};
@@ -103,7 +109,7 @@ TEST(YuvConversionTest, GivesTheColoursOfEveryKindOfFrameInEverySize) {
           // A pixel beside the rows must stay as it is.
           const uint32_t pitch = (dims.width + 1) * 4;
           std::vector<uint32_t> pixels(size_t{dims.width + 1} * dims.height, 0x01020304u);
-          ASSERT_TRUE(conversion.Paint(frame.Get(), pixels.data(), pitch, dims))
+          ASSERT_TRUE(conversion.Paint(frame.Get(), Whole(kOwn, dims), pixels.data(), pitch))
               << gst_video_format_to_string(format) << " " << colorimetry;
           int farthest = 0;
           for (uint32_t y = 0; y < dims.height; ++y) {
@@ -131,11 +137,51 @@ TEST(YuvConversionTest, RepeatsChromaAndKeepsItsPlace) {
   frame.Set(2, 1, 2, 240);
   uint32_t pixels[64] = {};
   YuvConversion conversion(nullptr);
-  ASSERT_TRUE(conversion.Paint(frame.Get(), pixels, 8 * 4, {8, 8}));
+  ASSERT_TRUE(conversion.Paint(frame.Get(), Whole({8, 8}, {8, 8}), pixels, 8 * 4));
   for (int y = 0; y < 8; ++y) {
     for (int x = 0; x < 8; ++x) {
       const bool red = (pixels[y * 8 + x] >> 16 & 0xFF) > 200;
       EXPECT_EQ(x / 2 == 1 && y / 2 == 2, red) << x << "," << y;
+    }
+  }
+}
+
+TEST(YuvConversionTest, CutsWhatReachesOutOfThePlane) {
+  // Brighter to the right and below, so that a place tells itself apart from its neighbours.
+  constexpr Dims kOwn = {128, 96};
+  constexpr auto kLuma = [](double x, double y) { return 20 + x + y / 2; };
+  for (const GstVideoFormat format : {GST_VIDEO_FORMAT_I420, GST_VIDEO_FORMAT_NV12}) {
+    TestFrame frame(format, "1:3:0:0", kOwn);
+    frame.Fill({0.5, 0.5, 0.5});
+    for (int y = 0; y < 96; ++y) {
+      for (int x = 0; x < 128; ++x) frame.Set(0, x, y, static_cast<int>(kLuma(x, y)));
+    }
+    for (const Dims plane :
+         {Dims{64, 96}, Dims{128, 40}, Dims{300, 500}, Dims{31, 11}, Dims{7, 301}}) {
+      for (const Fit how : {Fit::kCover, Fit::kNone}) {
+        const StageFit fit = StageFit::Of(kOwn.width, kOwn.height, plane, how);
+        const FrameCut cut = FrameCut::Of(kOwn, fit, fit.Visible(plane));
+        const uint32_t width = cut.seen.width;
+        std::vector<uint32_t> pixels(size_t{width} * cut.seen.height);
+        YuvConversion conversion(nullptr);
+        ASSERT_TRUE(conversion.Paint(frame.Get(), cut, pixels.data(), width * 4));
+        const qx::plexion::Rect seen = fit.Visible(plane);
+        double farthest = 0;
+        for (uint32_t y = 1; y + 1 < cut.seen.height; ++y) {
+          for (uint32_t x = 1; x + 1 < width; ++x) {
+            const double ownX = (double(seen.x) + x + 0.5 - fit.x) / fit.scaleX - 0.5;
+            const double ownY = (double(seen.y) + y + 0.5 - fit.y) / fit.scaleY - 0.5;
+            if (ownX < 0 || ownY < 0 || ownX > 127 || ownY > 95) continue;
+            const double value = pixels[size_t{y} * width + x] & 0xFF;
+            farthest = std::max(farthest, std::abs(value - kLuma(ownX, ownY)));
+          }
+        }
+        // One pixel of the frame, or of the plane where that is coarser, and rounding.
+        EXPECT_LE(farthest, 2.5 + 1.5 / std::min(1.0, fit.scaleX))
+            << plane.width << "x" << plane.height << " " << NameOf(how);
+        EXPECT_LE(cut.scaled.width, plane.width + 8 * std::max(1.0, fit.scaleX))
+            << "not more than is seen";
+      }
     }
   }
 }
@@ -170,7 +216,7 @@ TEST(YuvConversionTest, LeavesOtherKindsToTheFramework) {
   uint32_t pixels[16 * 16] = {};
   const auto paints = [&pixels](TestFrame& frame) {
     YuvConversion conversion(nullptr);
-    return conversion.Paint(frame.Get(), pixels, 16 * 4, {16, 16});
+    return conversion.Paint(frame.Get(), Whole({16, 16}, {16, 16}), pixels, 16 * 4);
   };
   TestFrame packed(GST_VIDEO_FORMAT_YUY2, "bt709", {16, 16});
   EXPECT_FALSE(paints(packed));

@@ -9,12 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "host/contracts/ContentFit.h"
 #include "host/contracts/ICalendar.h"
 
 namespace plexion_host {
-
-/// How a content takes its place in a zone.
-enum class Fit { kContain, kCover, kStretch, kNone };
 
 /// How one content follows another.
 struct Transition {
@@ -59,7 +57,7 @@ struct Playlist {
 struct Zone {
   std::string name;
   Length x, y, width{100, true}, height{100, true};
-  Fit fit = Fit::kContain;
+  std::optional<Fit> fit;
   double volume = 1;
   Transition transition;
   std::string playlist;  ///< what plays when the schedule says nothing; empty: the fallback

@@ -125,7 +125,7 @@ class Reader {
     if (const auto passes = fields.Number("passes", 0, 1000000)) {
       item.passes = static_cast<uint64_t>(*passes);
     }
-    item.fit = ReadFit(fields);
+    item.fit = ReadFitOf(fields);
     item.volume = ReadVolume(fields);
     item.transition = ReadTransition(fields);
     if (const JsonNode* const variables = fields.Object("variables")) {
@@ -149,28 +149,12 @@ class Reader {
         return text;
       }
       if (!text.empty()) text += '&';
-      text += Encoded(name) + "=" + Encoded(value.text);
+      text += EncodePercent(name) + "=" + EncodePercent(value.text);
     }
     return text;
   }
 
-  static std::string Encoded(const std::string& text) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string encoded;
-    for (const char character : text) {
-      const auto byte = static_cast<unsigned char>(character);
-      const bool plain = (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
-                         (byte >= 'A' && byte <= 'Z') || byte == '-' || byte == '_' || byte == '.';
-      if (plain) {
-        encoded += character;
-      } else {
-        encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
-      }
-    }
-    return encoded;
-  }
-
-  static std::optional<Fit> ReadFit(FieldReader& fields) {
+  static std::optional<Fit> ReadFitOf(FieldReader& fields) {
     const auto word = fields.Word("fit", {"contain", "cover", "stretch", "none"});
     if (!word) return std::nullopt;
     return static_cast<Fit>(*word);
@@ -221,7 +205,7 @@ class Reader {
       if (const auto name = fields.Text("name")) zone.name = *name;
       fields.Require("name", !zone.name.empty(), "a name of its own");
       if (const JsonNode* const rect = fields.Array("rect")) ReadRect(*rect, path, zone, fields);
-      if (const auto fit = ReadFit(fields)) zone.fit = *fit;
+      zone.fit = ReadFitOf(fields);
       if (const auto volume = ReadVolume(fields)) zone.volume = *volume;
       if (const auto transition = ReadTransition(fields)) zone.transition = *transition;
       if (const auto playlist = fields.Text("playlist")) zone.playlist = *playlist;

@@ -59,6 +59,7 @@ void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, 
   settings_.loops = static_cast<uint64_t>(loops);
   settings_.loopsGiven = true;
   settings_.speed = speed;
+  ForgetFit(settings_);
   try {
     loader_ = NamedThread("PlexionLoad", [this, name] { Load(name); });
   } catch (const std::system_error&) {

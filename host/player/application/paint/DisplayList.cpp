@@ -97,7 +97,7 @@ class Builder {
 
   DisplayList Build() {
     cairo_matrix_t still;
-    cairo_matrix_init(&still, fit_.scaleX, 0, 0, fit_.scaleY, fit_.offsetX, fit_.offsetY);
+    cairo_matrix_init(&still, fit_.scaleX, 0, 0, fit_.scaleY, fit_.x, fit_.y);
     const Box whole = {0, 0, static_cast<double>(stage_.width), static_cast<double>(stage_.height)};
     Around around = {still};
     around.clip.box = Intersection(plane_, Extents::Of(whole, still).Pixels());

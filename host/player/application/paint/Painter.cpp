@@ -144,12 +144,12 @@ double PixelsDown(const cairo_matrix_t& matrix) { return hypot(matrix.xy, matrix
 
 }  // namespace
 
-DrawResult Painter::Draw(const DrawTarget& target, const std::string& counter) {
+DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit,
+                         const std::string& counter) {
   PLEXION_CHECK(target.pixels != nullptr && target.dims.width > 0 && target.dims.height > 0,
                 "there is a plane");
   PLEXION_CHECK(target.pitchBytes >= target.dims.width * sizeof(uint32_t), "rows do not overlap");
   DrawResult result;
-  const StageFit fit = StageFit::Of(stage_, target.dims);
   const bool everything = target.everything || drawnDims_.width != target.dims.width ||
                           drawnDims_.height != target.dims.height;
   DisplayList list = BuildDisplayList(stage_, texts_, fit, target.dims);
@@ -221,7 +221,7 @@ void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) 
   cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
 
   cairo_matrix_t still;
-  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
+  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.x, fit.y);
   cairo_set_matrix(cairo, &still);
   cairo_rectangle(cairo, 0, 0, stage_.width, stage_.height);
   cairo_clip(cairo);

@@ -46,8 +46,9 @@ class Painter {
   Painter(const Painter&) = delete;
   Painter& operator=(const Painter&) = delete;
 
-  /// `counter` is drawn on top of everything in a corner, when there is one.
-  DrawResult Draw(const DrawTarget& target, const std::string& counter);
+  /// `fit` is where the stage lies in the target. `counter` is drawn on top of everything in a
+  /// corner, when there is one.
+  DrawResult Draw(const DrawTarget& target, const StageFit& fit, const std::string& counter);
 
  private:
   void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "host/base/Check.h"
-
 namespace plexion_host::player::application {
 
 namespace {
@@ -84,18 +82,6 @@ Element* FindAt(Element& element, TextLayouts& texts, const cairo_matrix_t& oute
 
 }  // namespace
 
-StageFit StageFit::Of(const Stage& stage, qx::plexion::Dims plane) {
-  PLEXION_CHECK(stage.width > 0 && stage.height > 0, "a document without a size is refused");
-  StageFit fit;
-  fit.scaleX = static_cast<double>(plane.width) / stage.width;
-  fit.scaleY = static_cast<double>(plane.height) / stage.height;
-  const double scale = std::min(fit.scaleX, fit.scaleY);
-  const double spareX = plane.width - scale * stage.width;
-  const double spareY = plane.height - scale * stage.height;
-  if (spareX <= 1 && spareY <= 1) return fit;
-  return {scale, scale, floor(spareX / 2), floor(spareY / 2)};
-}
-
 cairo_matrix_t PlacementOf(const Element& element, const cairo_matrix_t& outer) {
   cairo_matrix_t matrix = outer;
   cairo_matrix_translate(&matrix, element.x, element.y);
@@ -114,7 +100,7 @@ cairo_matrix_t PlacementOf(const Element& element, const cairo_matrix_t& outer) 
 
 cairo_matrix_t SceneMatrixOf(const Stage& stage, const StageFit& fit, bool leaving) {
   cairo_matrix_t matrix;
-  cairo_matrix_init(&matrix, fit.scaleX, 0, 0, fit.scaleY, fit.offsetX, fit.offsetY);
+  cairo_matrix_init(&matrix, fit.scaleX, 0, 0, fit.scaleY, fit.x, fit.y);
   const Transition& transition = stage.CurrentTransition();
   if (stage.LeavingScene() != nullptr && transition.kind == TransitionKind::kSlide) {
     // Both move together: one leaves as far as the other still has to come.

@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "host/player/StageFit.h"
 #include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 #include "qx/plexion/Geometry.h"
@@ -13,18 +14,6 @@
 /// Where elements lie: on the plane, for drawing, and under a point, for the pointer.
 
 namespace plexion_host::player::application {
-
-/// How the stage lies in the plane.
-struct StageFit {
-  double scaleX = 1;
-  double scaleY = 1;
-  double offsetX = 0;
-  double offsetY = 0;
-
-  /// The stage fills the plane; only where that would distort it by more than the rounding of a
-  /// pixel does it keep its shape, with bars.
-  static StageFit Of(const Stage& stage, qx::plexion::Dims plane);
-};
 
 /// From an element's own units to those that `outer` leads to.
 cairo_matrix_t PlacementOf(const Element& element, const cairo_matrix_t& outer);

@@ -74,12 +74,21 @@ void FillAround(const DrawTarget& target, const Rect& inside) {
   }
 }
 
-GstStructure* Quality() {
+/// How frames are converted, and which part of them.
+GstStructure* Quality(const Rect& part) {
+  const auto number = [](uint32_t value) { return static_cast<gint>(value); };
   // Bayer dithering, the converter's default, would cost its fast paths.
   return gst_structure_new(
       "plexion", GST_VIDEO_CONVERTER_OPT_DITHER_METHOD, GST_TYPE_VIDEO_DITHER_METHOD,
       GST_VIDEO_DITHER_NONE, GST_VIDEO_CONVERTER_OPT_RESAMPLER_METHOD,
-      GST_TYPE_VIDEO_RESAMPLER_METHOD, GST_VIDEO_RESAMPLER_METHOD_LINEAR, nullptr);
+      GST_TYPE_VIDEO_RESAMPLER_METHOD, GST_VIDEO_RESAMPLER_METHOD_LINEAR,
+      GST_VIDEO_CONVERTER_OPT_SRC_X, G_TYPE_INT, number(part.x), GST_VIDEO_CONVERTER_OPT_SRC_Y,
+      G_TYPE_INT, number(part.y), GST_VIDEO_CONVERTER_OPT_SRC_WIDTH, G_TYPE_INT, number(part.width),
+      GST_VIDEO_CONVERTER_OPT_SRC_HEIGHT, G_TYPE_INT, number(part.height), nullptr);
+}
+
+std::string NoMemoryFor(size_t bytes) {
+  return "no memory for " + std::to_string(bytes) + " bytes of pixels";
 }
 
 }  // namespace
@@ -111,65 +120,95 @@ Dims FramePainter::StageDims() const {
           static_cast<uint32_t>(std::max(1L, std::lround(height * factor)))};
 }
 
-Rect FramePainter::PlaceIn(const Dims& plane) const {
-  const Dims stage = StageDims();
-  const int64_t across = int64_t{plane.width} * stage.height;
-  const int64_t down = int64_t{plane.height} * stage.width;
-  if (std::abs(across - down) <= int64_t{std::max(stage.width, stage.height)}) {
-    return {0, 0, plane.width, plane.height};
-  }
-  Rect place = {0, 0, plane.width, plane.height};
-  if (across > down) {
-    place.width = std::max<uint32_t>(1, static_cast<uint32_t>(down / stage.height));
-    place.x = (plane.width - place.width) / 2;
-  } else {
-    place.height = std::max<uint32_t>(1, static_cast<uint32_t>(across / stage.width));
-    place.y = (plane.height - place.height) / 2;
-  }
-  return place;
-}
-
-bool FramePainter::Run(Conversion& conversion, const GstVideoFrame& source,
+bool FramePainter::Run(Conversion& conversion, const GstVideoFrame& source, const Rect& part,
                        GstVideoFrame& destination) {
   // The converter keeps the rows of the frame before when they are so few that it needs them all at
   // once.
   constexpr int kFewRows = 8;
-  const bool few =
-      GST_VIDEO_FRAME_HEIGHT(&source) < kFewRows || GST_VIDEO_FRAME_HEIGHT(&destination) < kFewRows;
-  if (few || conversion.converter == nullptr ||
+  const bool few = part.height < kFewRows || GST_VIDEO_FRAME_HEIGHT(&destination) < kFewRows;
+  const Rect& before = conversion.part;
+  const bool samePart = before.x == part.x && before.y == part.y && before.width == part.width &&
+                        before.height == part.height;
+  if (few || !samePart || conversion.converter == nullptr ||
       !gst_video_info_is_equal(&conversion.from, &source.info) ||
       !gst_video_info_is_equal(&conversion.to, &destination.info)) {
     conversion.from = source.info;
     conversion.to = destination.info;
+    conversion.part = part;
     conversion.converter.reset(
-        gst_video_converter_new(&conversion.from, &conversion.to, Quality()));
+        gst_video_converter_new(&conversion.from, &conversion.to, Quality(part)));
     if (conversion.converter == nullptr) return false;
   }
   gst_video_converter_frame(conversion.converter.get(), &source, &destination);
   return true;
 }
 
-bool FramePainter::PaintTransparent(const GstVideoFrame& source, uint32_t* pixels,
-                                    uint32_t pitchBytes, const Dims& dims, DrawResult& result) {
+bool FramePainter::Destination(const FrameCut& cut, uint32_t* pixels, uint32_t pitchBytes,
+                               const GstVideoFrame& source, GstVideoFrame& frame,
+                               DrawResult& result) {
+  if (cut.IsWhole()) {
+    frame = FrameOver(pixels, pitchBytes, cut.scaled, source.info);
+    return true;
+  }
+  const uint32_t pitch = cut.scaled.width * static_cast<uint32_t>(sizeof(uint32_t));
+  const size_t bytes = size_t{pitch} * cut.scaled.height;
+  if (scaled_.Size() != bytes && !scaled_.Resize(watchdog_, bytes)) {
+    result.failure = NoMemoryFor(bytes);
+    return false;
+  }
+  frame = FrameOver(scaled_.As<uint32_t>(), pitch, cut.scaled, source.info);
+  return true;
+}
+
+void FramePainter::CopySeen(const FrameCut& cut, uint32_t* pixels, uint32_t pitchBytes) {
+  if (cut.IsWhole()) return;
+  const uint32_t pitch = cut.scaled.width * static_cast<uint32_t>(sizeof(uint32_t));
+  for (uint32_t y = 0; y < cut.seen.height; ++y) {
+    const uint32_t* const row = RowOf(scaled_.As<uint32_t>(), pitch, cut.skip.y + y) + cut.skip.x;
+    std::copy(row, row + cut.seen.width, RowOf(pixels, pitchBytes, y));
+  }
+}
+
+bool FramePainter::PaintTransparent(const GstVideoFrame& source, const FrameCut& cut,
+                                    uint32_t* pixels, uint32_t pitchBytes, DrawResult& result) {
   const Dims own = {static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&source)),
                     static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&source))};
-  if (own.width == dims.width && own.height == dims.height) {
-    GstVideoFrame plane = FrameOver(pixels, pitchBytes, dims, source.info);
-    if (!Run(direct_, source, plane)) return false;
-    Premultiply(pixels, pitchBytes, dims);
+  const Rect all = {0, 0, own.width, own.height};
+  if (own.width == cut.seen.width && own.height == cut.seen.height && cut.IsWhole()) {
+    GstVideoFrame plane = FrameOver(pixels, pitchBytes, own, source.info);
+    if (!Run(direct_, source, all, plane)) return false;
+    Premultiply(pixels, pitchBytes, own);
     return true;
   }
   const size_t bytes = size_t{own.width} * own.height * sizeof(uint32_t);
   if (scratch_.Size() != bytes && !scratch_.Resize(watchdog_, bytes)) {
-    result.failure = "no memory for " + std::to_string(bytes) + " bytes of pixels";
+    result.failure = NoMemoryFor(bytes);
     return true;
   }
   const uint32_t ownPitch = own.width * static_cast<uint32_t>(sizeof(uint32_t));
   GstVideoFrame whole = FrameOver(scratch_.As<uint32_t>(), ownPitch, own, source.info);
-  if (!Run(direct_, source, whole)) return false;
+  if (!Run(direct_, source, all, whole)) return false;
   Premultiply(scratch_.As<uint32_t>(), ownPitch, own);
-  GstVideoFrame plane = FrameOver(pixels, pitchBytes, dims, source.info);
-  return Run(resize_, whole, plane);
+  GstVideoFrame destination;
+  if (!Destination(cut, pixels, pitchBytes, source, destination, result)) return true;
+  if (!Run(resize_, whole, cut.source, destination)) return false;
+  CopySeen(cut, pixels, pitchBytes);
+  return true;
+}
+
+bool FramePainter::Paint(const GstVideoFrame& source, const FrameCut& cut, const DrawTarget& target,
+                         uint32_t* pixels, DrawResult& result) {
+  if (GST_VIDEO_FORMAT_INFO_HAS_ALPHA(info_.finfo)) {
+    if (!PaintTransparent(source, cut, pixels, target.pitchBytes, result)) return false;
+    if (result.failure.empty()) LayBackground(pixels, target.pitchBytes, cut.seen, target.bgAlpha);
+    return true;
+  }
+  if (video_.Paint(source, cut, pixels, target.pitchBytes)) return true;
+  GstVideoFrame destination;
+  if (!Destination(cut, pixels, target.pitchBytes, source, destination, result)) return true;
+  if (!Run(direct_, source, cut.source, destination)) return false;
+  CopySeen(cut, pixels, target.pitchBytes);
+  return true;
 }
 
 DrawResult FramePainter::Draw(const DrawTarget& target) {
@@ -180,21 +219,14 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
     result.failure = "a decoded frame cannot be read";
     return result;
   }
-  const Rect place = PlaceIn(target.dims);
-  const Dims placeDims = {place.width, place.height};
-  uint32_t* pixels = RowOf(target.pixels, target.pitchBytes, place.y) + place.x;
-  bool painted = false;
-  if (GST_VIDEO_FORMAT_INFO_HAS_ALPHA(info_.finfo)) {
-    painted = PaintTransparent(source, pixels, target.pitchBytes, placeDims, result);
-    if (painted && result.failure.empty()) {
-      LayBackground(pixels, target.pitchBytes, placeDims, target.bgAlpha);
-    }
-  } else if (video_.Paint(source, pixels, target.pitchBytes, placeDims)) {
-    painted = true;
-  } else {
-    GstVideoFrame plane = FrameOver(pixels, target.pitchBytes, placeDims, source.info);
-    painted = Run(direct_, source, plane);
-  }
+  const Dims stage = StageDims();
+  const StageFit place = StageFit::Of(stage.width, stage.height, target.dims, fit_);
+  const Rect seen = place.Visible(target.dims);
+  const FrameCut cut = FrameCut::Of({static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&source)),
+                                     static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&source))},
+                                    place, seen);
+  uint32_t* const pixels = RowOf(target.pixels, target.pitchBytes, seen.y) + seen.x;
+  const bool painted = Paint(source, cut, target, pixels, result);
   gst_video_frame_unmap(&source);
   if (!painted) {
     result.failure = std::string("frames of format ") +
@@ -203,9 +235,9 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
   }
   if (!result.failure.empty()) return result;
   result.drawn = true;
-  result.dirty = place;
+  result.dirty = seen;
   if (target.everything) {
-    FillAround(target, place);
+    FillAround(target, seen);
     result.dirty = {0, 0, target.dims.width, target.dims.height};
   }
   return result;

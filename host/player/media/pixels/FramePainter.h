@@ -4,6 +4,7 @@
 #define HOST_PLAYER_MEDIA_PIXELS_FRAMEPAINTER_H_
 
 #include "host/player/Engine.h"
+#include "host/player/StageFit.h"
 #include "host/player/WatchedMemory.h"
 #include "host/player/media/framework/GstPointers.h"
 #include "host/player/media/pixels/YuvConversion.h"
@@ -34,25 +35,32 @@ class FramePainter {
   /// say.
   GstClockTime RunningTime() const { return runningTime_; }
 
+  /// How frames lie in the plane; contain until told.
+  void SetFit(Fit fit) { fit_ = fit; }
   /// The frame's size in square pixels, brought down to at most 4096 a side.
   qx::plexion::Dims StageDims() const;
 
   DrawResult Draw(const DrawTarget& target);
 
  private:
-  /// Where the stage lies in a plane: all of it, unless that would distort the picture by more than
-  /// a pixel's rounding.
-  qx::plexion::Rect PlaceIn(const qx::plexion::Dims& plane) const;
-  bool PaintTransparent(const GstVideoFrame& source, uint32_t* pixels, uint32_t pitchBytes,
-                        const qx::plexion::Dims& dims, DrawResult& result);
+  bool Paint(const GstVideoFrame& source, const FrameCut& cut, const DrawTarget& target,
+             uint32_t* pixels, DrawResult& result);
+  bool PaintTransparent(const GstVideoFrame& source, const FrameCut& cut, uint32_t* pixels,
+                        uint32_t pitchBytes, DrawResult& result);
+  /// The plane's pixels, or others of as many as the cut is scaled to, when not all are seen.
+  bool Destination(const FrameCut& cut, uint32_t* pixels, uint32_t pitchBytes,
+                   const GstVideoFrame& source, GstVideoFrame& frame, DrawResult& result);
+  void CopySeen(const FrameCut& cut, uint32_t* pixels, uint32_t pitchBytes);
 
   /// A conversion, kept for as long as both sides stay the same.
   struct Conversion {
     GstVideoInfo from;
     GstVideoInfo to;
+    qx::plexion::Rect part;  ///< of the source
     VideoConverterPointer converter;
   };
-  bool Run(Conversion& conversion, const GstVideoFrame& source, GstVideoFrame& destination);
+  bool Run(Conversion& conversion, const GstVideoFrame& source, const qx::plexion::Rect& part,
+           GstVideoFrame& destination);
 
   qx::plexion::MemoryWatchdog* watchdog_;
   GstBufferPointer frame_;
@@ -62,6 +70,8 @@ class FramePainter {
   Conversion direct_ = {};
   Conversion resize_ = {};
   WatchedBuffer scratch_;
+  WatchedBuffer scaled_;  ///< of a cut, as long as there is one
+  Fit fit_ = Fit::kContain;
 };
 
 }  // namespace plexion_host::player

@@ -72,6 +72,13 @@ struct YuvConversion::Planes {
     if (plane == 0) return frame;
     return {Half(frame.width), layout == k422 ? frame.height : Half(frame.height)};
   }
+  /// Leaves out what lies left of and above a pixel; both even.
+  void Skip(uint32_t x, uint32_t y) {
+    for (int i = 0; i < count; ++i) {
+      const uint32_t column = i == 0 || IsInterleaved(i) ? x : x / 2;
+      data[i] = Row(i, y) + column;
+    }
+  }
   const uint8_t* Row(int plane, uint32_t y) const {
     const uint32_t row = plane == 0 || layout == k422 ? y : y / 2;
     return data[plane] + static_cast<ptrdiff_t>(row) * stride[plane];
@@ -83,8 +90,8 @@ struct YuvConversion::Planes {
   int stride[3] = {};  ///< bytes
 };
 
-bool YuvConversion::Paint(const GstVideoFrame& source, uint32_t* pixels, uint32_t pitchBytes,
-                          const Dims& dims) {
+bool YuvConversion::Paint(const GstVideoFrame& source, const FrameCut& cut, uint32_t* pixels,
+                          uint32_t pitchBytes) {
   Planes planes(source);
   YuvMatrix matrix;
   // Fields of an interlaced frame have chroma of their own.
@@ -92,11 +99,13 @@ bool YuvConversion::Paint(const GstVideoFrame& source, uint32_t* pixels, uint32_
       !FindMatrix(source.info.colorimetry, matrix)) {
     return false;
   }
-  const Dims own = {static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&source)),
-                    static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&source))};
-  const bool sameSize = own.width == dims.width && own.height == dims.height;
-  if (!sameSize && !Scale(planes, own, dims)) return false;
+  planes.Skip(cut.source.x, cut.source.y);
+  const Dims own = {cut.source.width, cut.source.height};
+  const bool sameSize = own.width == cut.scaled.width && own.height == cut.scaled.height;
+  if (!sameSize && !Scale(planes, own, cut.scaled)) return false;
+  planes.Skip(cut.skip.x, cut.skip.y);
 
+  const Dims& dims = cut.seen;
   const uint32_t half = Half(dims.width);
   const bool interleaved = planes.layout == Planes::kInterleaved420;
   if (interleaved && chromaRow_.Size() != size_t{half} * 2 &&

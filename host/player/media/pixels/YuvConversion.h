@@ -6,7 +6,7 @@
 #include <gst/video/video.h>
 
 #include "host/player/WatchedMemory.h"
-#include "qx/plexion/Geometry.h"
+#include "host/player/media/pixels/FrameCut.h"
 
 namespace plexion_host::player {
 
@@ -22,11 +22,11 @@ class YuvConversion {
   /// `watchdog` accounts for the scaled planes; null: nobody does.
   explicit YuvConversion(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
 
-  /// Writes `dims` opaque pixels 0xAARRGGBB, rows `pitchBytes` apart.
+  /// Writes what is seen of `cut` as opaque pixels 0xAARRGGBB, rows `pitchBytes` apart.
   /// Returns  false, and nothing is written, when the frame is of another kind or there is no
   ///          memory for its scaled planes.
-  bool Paint(const GstVideoFrame& source, uint32_t* pixels, uint32_t pitchBytes,
-             const qx::plexion::Dims& dims);
+  bool Paint(const GstVideoFrame& source, const FrameCut& cut, uint32_t* pixels,
+             uint32_t pitchBytes);
 
  private:
   struct Planes;
