@@ -225,7 +225,7 @@ class Windows(Story):
         code, _, err = self.launch("--snapshot", "good.png", "--snapshot-at", "500", "missing.mvx",
                                    "blue-second.mvx", "empty.mvx")
         self.assertEqual(1, code)
-        self.assertIn(" error missing.mvx: kErrorInvalidURL", err)
+        self.assertIn("plexion: missing.mvx: kErrorInvalidURL", err)
         self.assertIn("plexion: empty.mvx: kErrorCorruptMovie", err)
         self.assertNotIn("blue-second.mvx", err)
         self.assertEqual((0, 0, 255), self.pixel("good.png", SIZE // 2, SIZE // 2))
