@@ -31,14 +31,18 @@ ServiceManager::ServiceManager() : address_(TakeVariable("NOTIFY_SOCKET")) {
   const bool path = !address_.empty() && (address_[0] == '/' || address_[0] == '@');
   if (!path || address_.size() >= sizeof(sockaddr_un::sun_path)) return;
   socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const bool meant = process.empty() || process == std::to_string(getpid()) ||
-                     process == std::to_string(getppid());
+  underCompositor_ = process == std::to_string(getppid());
+  const bool meant = process.empty() || process == std::to_string(getpid()) || underCompositor_;
   if (!timeoutUs || !meant) return;
   watchdogPeriod_ = std::chrono::milliseconds(*timeoutUs / 2000);
 }
 
 ServiceManager::~ServiceManager() {
   if (socket_ >= 0) close(socket_);
+}
+
+void ServiceManager::SayReady() const {
+  Say(underCompositor_ ? "READY=1\nMAINPID=" + std::to_string(getpid()) : "READY=1");
 }
 
 void ServiceManager::SayStatus(const std::string& text) const {

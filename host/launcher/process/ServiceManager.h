@@ -12,7 +12,8 @@ namespace plexion_host {
 /// names. Without one nothing is said.
 ///
 /// A kiosk compositor may stand between the manager and the launcher: the watchdog is then meant for
-/// the compositor's process, and the launcher, its child, answers in its place (NotifyAccess=all).
+/// the compositor's process, and the launcher, its child, answers in its place (NotifyAccess=all). It
+/// says as well that it is the process that matters, so that it is the one that is asked to end.
 ///
 /// Thread   Say any; it waits for nobody.
 class ServiceManager {
@@ -28,7 +29,7 @@ class ServiceManager {
   /// How often the watchdog wants to be petted: half of its time-out; 0: there is none.
   std::chrono::milliseconds WatchdogPeriod() const { return watchdogPeriod_; }
 
-  void SayReady() const { Say("READY=1"); }
+  void SayReady() const;
   void SayStopping() const { Say("STOPPING=1"); }
   void PetWatchdog() const { Say("WATCHDOG=1"); }
   /// One line that "systemctl status" shows.
@@ -40,6 +41,7 @@ class ServiceManager {
   int socket_ = -1;
   std::string address_;
   std::chrono::milliseconds watchdogPeriod_{0};
+  bool underCompositor_ = false;
 };
 
 }  // namespace plexion_host

@@ -62,7 +62,10 @@ TEST_F(ServiceManagerTest, HearsOfReadinessStatusAndLife) {
 }
 
 TEST_F(ServiceManagerTest, TheWatchdogIsOursOrOurCompositors) {
-  EXPECT_GT(Make(name_, "2000000", std::to_string(getppid()))->WatchdogPeriod().count(), 0);
+  const auto child = Make(name_, "2000000", std::to_string(getppid()));
+  EXPECT_GT(child->WatchdogPeriod().count(), 0);
+  child->SayReady();
+  EXPECT_EQ(Heard(), "READY=1\nMAINPID=" + std::to_string(getpid()));
   EXPECT_GT(Make(name_, "2000000", "")->WatchdogPeriod().count(), 0);
   EXPECT_EQ(Make(name_, "2000000", "1999999999")->WatchdogPeriod().count(), 0);
   EXPECT_EQ(Make(name_, "soon", "")->WatchdogPeriod().count(), 0);
