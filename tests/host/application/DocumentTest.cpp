@@ -57,7 +57,7 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
       {InScene("<text x=1/>"),
        "a.xml:3:9: <text>: the tag is wrong at '1'; expected NAME=\"VALUE\" after a blank"},
       {InScene("<text x='1'y='2'/>"), "a.xml:3:12: <text>: the tag is wrong at 'y'"},
-      {InScene("<text align='middle'/>"), "expected one of left, center, right"},
+      {InScene("<text align='middle'/>"), "expected one of left, center, right, start, end"},
       {InScene("<text visible='yes'/>"), "expected true or false"},
       {InScene("<rectangle fill='red'/>"), "expected a colour (#rgb, #rrggbb, #rrggbbaa) or none"},
       {InScene("<rectangle text='a'/>"),
@@ -65,7 +65,15 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
       {InScene("<circle/>"), "<circle> is not known in <scene>; expected group, rectangle"},
       {InScene("<group>words</group>"), "<group>: text outside of a <text> element"},
       {InScene("<text text='a'>b</text>"), "text both as an attribute and between the tags"},
-      {InScene("<text><group/></text>"), "<group> inside of <text>"},
+      {InScene("<text><group/></text>"),
+       "<group> inside of <text>; expected no element there but <span>"},
+      {InScene("<text><span colour='#fff'>a</span></text>"),
+       "a.xml:3:7: <span>: unknown attribute \"colour\"; did you mean \"color\"?"},
+      {InScene("<text><span weight='50'>a</span></text>"),
+       "attribute \"weight\" is \"50\"; expected a number from 100 to 1000"},
+      {InScene("<group><span/></group>"), "<span> is not known in <group>"},
+      {"<application fallback='sory'><scene id='s'/><scene id='sorry'/></application>",
+       "fallback is \"sory\", which is no scene; did you mean \"sorry\"?"},
       {InScene("<text>a & b</text>"), "a.xml:3:10: <text>: a lone &; expected &amp;"},
       {InScene("<text>a &b c</text>"), "a.xml:3:11: <text>: a lone &"},
       {InScene("<text>a < 1</text>"), "a lone <; expected an element or &lt;"},
@@ -133,8 +141,28 @@ TEST(Document, ReadsWhatItDescribes) {
   EXPECT_EQ("two lines & \xe2\x82\xac", text->text);
   EXPECT_EQ((Colour{0xaa, 0xbb, 0xcc, 255, false}), text->color);
   EXPECT_EQ(-5.5, text->parent->x);
+  EXPECT_TRUE(text->spans.empty());
   ASSERT_EQ(1u, scripts.size());
   EXPECT_EQ(7u, scripts[0].line) << "so that messages of the script lead to the document";
+}
+
+TEST(Document, SpansKeepTheirWordsWhenLinesAreFolded) {
+  Stage stage;
+  std::vector<ScriptReference> scripts;
+  DocumentError error;
+  ASSERT_TRUE(
+      ReadDocument("<application><scene id='s'><text id='t'>\n  Gate\n"
+                   "  <span weight='700'>B<span italic='true'>1\n   2</span></span>\n"
+                   "  now</text></scene></application>",
+                   stage, scripts, error))
+      << Describe("a.xml", error);
+  const Element* text = stage.FindById("t");
+  EXPECT_EQ("Gate B1 2 now", text->text);
+  ASSERT_EQ(2u, text->spans.size());
+  EXPECT_EQ("B1 2",
+            text->text.substr(text->spans[0].begin, text->spans[0].end - text->spans[0].begin));
+  EXPECT_EQ("1 2",
+            text->text.substr(text->spans[1].begin, text->spans[1].end - text->spans[1].begin));
 }
 
 TEST(Document, SchemaAndGuideKnowEveryAttribute) {

@@ -9,6 +9,7 @@
 #include "host/base/Check.h"
 #include "host/base/NearestName.h"
 #include "host/base/Text.h"
+#include "host/player/application/stage/SpanProperties.h"
 
 namespace plexion_host::player::application {
 
@@ -16,6 +17,9 @@ namespace {
 
 constexpr char kElementNames[] = "group, rectangle, text, image, movie or media";
 constexpr char kBlanks[] = " \t\r\n";
+/// Where spans begin and end in a text that is being read: characters that no document has.
+constexpr char kSpanBegin = '\x01';
+constexpr char kSpanEnd = '\x02';
 constexpr char kTextElsewhere[] = "text outside of a <text> element";
 constexpr char kColourExpected[] = "a colour (#rgb, #rrggbb, #rrggbbaa) or none";
 
@@ -93,10 +97,15 @@ class StageBuilder final : public XmlHandler {
       case What::kGroup:
         return OpenElement(name, attributes, *parent.element);
       case What::kLeaf:
+      case What::kSpan:
+        if (name == "span" && TextAround().element->kind == ElementKind::kText) {
+          return OpenSpan(attributes);
+        }
         break;
     }
-    return "<" + std::string(name) + "> inside of <" + NameOf(parent.element->kind) +
-           ">; expected no element there";
+    return "<" + std::string(name) + "> inside of <" + NameOf(TextAround().element->kind) +
+           ">; expected no element there" +
+           (TextAround().element->kind == ElementKind::kText ? " but <span>" : "");
   }
 
   std::string OnText(std::string_view text, XmlPlace place) override {
@@ -106,6 +115,10 @@ class StageBuilder final : public XmlHandler {
       // The script's lines count as the document's, so that a message leads to the right place.
       if (in.text.empty()) in.line = place.line;
       in.text += text;
+      return "";
+    }
+    if (in.what == What::kSpan) {
+      TextAround().text += text;
       return "";
     }
     if (in.what == What::kLeaf && in.element->kind == ElementKind::kText) {
@@ -122,7 +135,10 @@ class StageBuilder final : public XmlHandler {
       case What::kScript:
         return CloseScript(closed);
       case What::kLeaf:
-        return IsBlank(closed.text) ? "" : SetContent(*closed.element, closed.text);
+        return IsBlank(closed.text) ? "" : SetContent(closed);
+      case What::kSpan:
+        TextAround().text += kSpanEnd;
+        break;
       case What::kRoot:
         return CloseRoot();
       case What::kGroup:
@@ -132,14 +148,37 @@ class StageBuilder final : public XmlHandler {
   }
 
  private:
-  enum class What { kRoot, kScript, kGroup, kLeaf };
+  enum class What { kRoot, kScript, kGroup, kLeaf, kSpan };
   struct Open {
     What what;
     Element* element = nullptr;  ///< of a group (which backdrop, scene and overlay are) or leaf
     std::string text = {};       ///< between its tags, of a script or text element
     std::string file = {};       ///< of a script
     unsigned line = 1;           ///< of a script's text
+    std::vector<TextSpan> spans = {};  ///< of a text, in the order in which they begin
   };
+
+  /// The text element that a span stands in, or the leaf at hand.
+  Open& TextAround() {
+    size_t at = open_.size() - 1;
+    while (open_[at].what == What::kSpan) --at;
+    return open_[at];
+  }
+
+  std::string OpenSpan(const Attributes& attributes) {
+    TextSpan span;
+    for (const XmlAttribute& attribute : attributes) {
+      const SpanProperty* property = FindSpanProperty(attribute.name);
+      if (property == nullptr) return Unknown(attribute, SpanPropertyNames());
+      if (!SetSpanFromText(span, *property, attribute.value)) {
+        return Wrong(attribute, Expected(*property));
+      }
+    }
+    TextAround().spans.push_back(std::move(span));
+    TextAround().text += kSpanBegin;
+    open_.push_back({What::kSpan});
+    return "";
+  }
 
   std::string OpenRoot(std::string_view name, const Attributes& attributes) {
     if (name != "application") {
@@ -290,12 +329,32 @@ class StageBuilder final : public XmlHandler {
                                                           : error;
   }
 
-  std::string SetContent(Element& element, const std::string& content) {
-    if (!element.text.empty()) {
+  std::string SetContent(const Open& closed) {
+    if (!closed.element->text.empty()) {
       return "text both as an attribute and between the tags; expected one of them";
     }
+    std::string text;
+    std::vector<TextSpan> spans = closed.spans;
+    std::vector<size_t> inside;
+    size_t next = 0;
+    for (const char c : Folded(closed.text)) {
+      if (c == kSpanBegin) {
+        inside.push_back(next);
+        spans[next++].begin = static_cast<uint32_t>(text.size());
+      } else if (c == kSpanEnd) {
+        spans[inside.back()].end = static_cast<uint32_t>(text.size());
+        inside.pop_back();
+      } else {
+        text += c;
+      }
+    }
     std::string error;
-    stage_.SetFromText(element, *FindProperty(ElementKind::kText, "text"), Folded(content), error);
+    const Property& property = *FindProperty(ElementKind::kText, "text");
+    if (spans.empty()) {
+      stage_.SetFromText(*closed.element, property, text, error);
+    } else {
+      stage_.SetSpans(*closed.element, text, std::move(spans), error);
+    }
     return error;
   }
 

@@ -296,17 +296,43 @@ void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
 }
 
 void Painter::PaintText(cairo_t* cairo, const DisplayItem& item) {
-  const TextLayouts::Placed& placed = texts_.LayOut(*item.element);
+  const Element& element = *item.element;
+  const TextLayouts::Placed& placed = texts_.LayOut(element);
   if (placed.layout == nullptr) return;
-  SetColour(cairo, item.element->color, item.opacity);
-  if (item.element->text.size() > kLongText) {
-    const double letter = item.element->size;
+  // The library knows nothing of an opacity on top of the colours of spans.
+  const bool merged = !element.spans.empty() && item.opacity < 1;
+  if (merged) cairo_push_group(cairo);
+  SetColour(cairo, element.color, merged ? 1 : item.opacity);
+  if (!placed.shifts.empty() || (!element.spans.empty() && element.text.size() > kLongText)) {
+    PaintLines(cairo, placed);
+  } else if (element.text.size() > kLongText) {
+    const double letter = element.size;
     PaintLongText(cairo, placed,
                   letter * letter * PixelsAcross(item.matrix) * PixelsDown(item.matrix));
-    return;
+  } else {
+    cairo_move_to(cairo, placed.x, placed.y);
+    pango_cairo_show_layout(cairo, placed.layout);
   }
-  cairo_move_to(cairo, placed.x, placed.y);
-  pango_cairo_show_layout(cairo, placed.layout);
+  if (!merged) return;
+  cairo_pop_group_to_source(cairo);
+  cairo_paint_with_alpha(cairo, item.opacity);
+}
+
+void Painter::PaintLines(cairo_t* cairo, const TextLayouts::Placed& placed) {
+  const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
+      pango_layout_get_iter(placed.layout), pango_layout_iter_free);
+  size_t line = 0;
+  do {
+    if (host_.cancelled()) return;
+    PangoRectangle place;
+    pango_layout_iter_get_line_extents(iter.get(), nullptr, &place);
+    const double shift = line < placed.shifts.size() ? placed.shifts[line] : 0;
+    const int baseline = pango_layout_iter_get_baseline(iter.get());
+    cairo_move_to(cairo, placed.x + shift + static_cast<double>(place.x) / PANGO_SCALE,
+                  placed.y + static_cast<double>(baseline) / PANGO_SCALE);
+    pango_cairo_show_layout_line(cairo, pango_layout_iter_get_line_readonly(iter.get()));
+    ++line;
+  } while (pango_layout_iter_next_line(iter.get()) != FALSE);
 }
 
 void Painter::PaintLongText(cairo_t* cairo, const TextLayouts::Placed& placed,

@@ -57,6 +57,8 @@ class Painter {
   void PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_region_t* region);
   void PaintElement(cairo_t* cairo, const DisplayItem& item);
   void PaintText(cairo_t* cairo, const DisplayItem& item);
+  /// One after the other, for a layout whose lines are moved.
+  void PaintLines(cairo_t* cairo, const TextLayouts::Placed& placed);
   void PaintLongText(cairo_t* cairo, const TextLayouts::Placed& placed, double letterPixels);
   void PaintCounter(cairo_t* cairo, const std::string& counter);
 

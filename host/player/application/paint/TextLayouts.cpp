@@ -17,10 +17,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-/// The library's time for a line grows with the square of a word that cannot be broken, and for a
-/// letter with the square of the marks on it: a text of 64 KB took minutes.
-constexpr int kLongestWord = 128;
-constexpr int kMostMarks = 30;
 /// Of a text without a limit of its own; each line costs as much as a hundred letters. Texts that
 /// are too short for so many are laid out without it.
 constexpr int kMostLines = 2000;
@@ -29,42 +25,15 @@ constexpr size_t kMostKeptBytes = size_t{1024} * 1024;
 
 double Units(int pango) { return static_cast<double>(pango) / PANGO_SCALE; }
 int PangoUnits(double units) { return static_cast<int>(lround(units * PANGO_SCALE)); }
-
-PangoFontDescription* Describe(const Element& element) {
-  PangoFontDescription* font = pango_font_description_new();
-  pango_font_description_set_family(font, element.font.c_str());
-  pango_font_description_set_absolute_size(font, element.size * PANGO_SCALE);
-  pango_font_description_set_weight(font, static_cast<PangoWeight>(lround(element.weight)));
-  pango_font_description_set_style(font, element.italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
-  return font;
+Box BoxOf(const PangoRectangle& from) {
+  return {Units(from.x), Units(from.y), Units(from.width), Units(from.height)};
 }
 
-/// The text as it is laid out: words that are very long may be broken where they should not, and
-/// more marks on one letter than any language has are left out.
-std::string LaidOut(const std::string& text, bool& marksCut) {
-  int letters = 0;
-  int marks = 0;
-  bool changed = false;
-  std::string laid;
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::string_view before = rest;
-    const char32_t letter = TakeCodePoint(rest).value_or(U'\uFFFD');
-    const bool isMark = letter >= 0x300 && g_unichar_ismark(letter) != FALSE;
-    marks = isMark ? marks + 1 : 0;
-    letters = letter <= U' ' ? 0 : letters + 1;
-    if (marks > kMostMarks) {
-      marksCut = changed = true;
-      continue;
-    }
-    if (letters > kLongestWord && !isMark) {
-      laid += "\xe2\x80\x8b";  // a blank without width
-      letters = 1;
-      changed = true;
-    }
-    laid += before.substr(0, before.size() - rest.size());
-  }
-  return changed ? laid : text;
-}
+/// Shrinking is looked for in so many steps, and only for texts that are quickly laid out.
+constexpr int kShrinkSteps = 7;
+constexpr size_t kLongestShrunk = 2000;
+/// The library keeps the name of each language that it was ever told.
+constexpr size_t kMostLanguages = 100;
 
 /// As font names are compared: without blanks, capitals like small letters.
 std::string Folded(std::string_view family) {
@@ -164,15 +133,13 @@ void TextLayouts::CheckFamilies(const Element& element) {
     const std::string folded = Folded(family);
     if (IsGeneric(folded) || families_.count(folded) != 0) return;
   }
-  PangoFontDescription* wanted = Describe(element);
   std::string instead = "another one";
-  if (PangoFont* font = pango_context_load_font(context_, wanted)) {
+  if (PangoFont* font = pango_context_load_font(context_, FontOf(element, 1).get())) {
     PangoFontDescription* found = pango_font_describe(font);
     if (const char* family = pango_font_description_get_family(found)) instead = family;
     pango_font_description_free(found);
     g_object_unref(font);
   }
-  pango_font_description_free(wanted);
   host_.refuse(element, "there is no font \"" + element.font + "\"; \"" + instead +
                             "\" is taken in its place");
 }
@@ -219,35 +186,22 @@ const TextLayouts::Placed& TextLayouts::LayOut(const Element& element) {
 void TextLayouts::Lay(const Element& element, Kept& kept) {
   if (kept.layout == nullptr) kept.layout.reset(pango_layout_new(context_));
   PangoLayout* layout = kept.layout.get();
-  PangoFontDescription* font = Describe(element);
-  pango_layout_set_font_description(layout, font);
-  pango_font_description_free(font);
-  bool marksCut = false;
-  const std::string text = LaidOut(element.text, marksCut);
-  if (marksCut) {
+  const PreparedText prepared = PrepareText(element);
+  if (prepared.marksCut) {
     host_.refuse(element, "more than " + std::to_string(kMostMarks) + " marks on one letter");
   }
+  const std::string& text = prepared.text;
   pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
-
-  PangoAttrList* attributes = pango_attr_list_new();
-  if (element.letterSpacing != 0) {
-    pango_attr_list_insert(attributes,
-                           pango_attr_letter_spacing_new(PangoUnits(element.letterSpacing)));
-  }
-  if (!element.features.empty()) {
-    pango_attr_list_insert(attributes, pango_attr_font_features_new(element.features.c_str()));
-  }
-  pango_layout_set_attributes(layout, attributes);
-  pango_attr_list_unref(attributes);
-
   const bool bounded = element.width > 0;
   const bool wraps = bounded && element.wrap == kWrapWord;
   pango_layout_set_width(layout, bounded ? PangoUnits(element.width) : -1);
   pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
   pango_layout_set_line_spacing(layout, static_cast<float>(element.lineSpacing));
-  pango_layout_set_alignment(layout, element.align == kAlignCenter  ? PANGO_ALIGN_CENTER
-                                     : element.align == kAlignRight ? PANGO_ALIGN_RIGHT
-                                                                    : PANGO_ALIGN_LEFT);
+  // The library's left and right turn with the direction of a text; ours do so when asked.
+  pango_layout_set_alignment(layout, element.align == kAlignCenter ? PANGO_ALIGN_CENTER
+                                     : element.align == kAlignEnd  ? PANGO_ALIGN_RIGHT
+                                                                   : PANGO_ALIGN_LEFT);
+  SetSize(element, prepared.spans, *layout, ShrunkScale(element, prepared, *layout));
   // What does not fit ends in an ellipsis: after one line, or after as many as are allowed.
   const bool endless = wraps && element.lines <= 0 && text.size() > kMostLines;
   const bool limited = bounded && (!wraps || element.lines > 0 || endless);
@@ -260,24 +214,132 @@ void TextLayouts::Lay(const Element& element, Kept& kept) {
   }
 }
 
+void TextLayouts::SetSize(const Element& element, const std::vector<TextSpan>& spans,
+                          PangoLayout& layout, double scale) {
+  pango_layout_set_font_description(&layout, FontOf(element, scale).get());
+  const auto attributes = AttributesOf(element, spans, scale);
+  if (!element.lang.empty()) {
+    languages_.insert(element.lang);
+    if (languages_.size() <= kMostLanguages) {
+      pango_attr_list_insert(
+          attributes.get(),
+          pango_attr_language_new(pango_language_from_string(element.lang.c_str())));
+    } else {
+      languages_.erase(element.lang);
+      host_.refuse(element, "more than " + std::to_string(kMostLanguages) + " languages");
+    }
+  }
+  pango_layout_set_attributes(&layout, attributes.get());
+}
+
+double TextLayouts::ShrunkScale(const Element& element, const PreparedText& prepared,
+                                PangoLayout& layout) {
+  if (element.shrink <= 0 || element.shrink >= element.size || element.width <= 0) return 1;
+  double smallest = element.shrink / element.size;
+  if (prepared.text.size() > kLongestShrunk) return smallest;
+  const auto fits = [&](double scale) {
+    SetSize(element, prepared.spans, layout, scale);
+    int width = 0;
+    int height = 0;
+    pango_layout_get_size(&layout, &width, &height);
+    if (width > PangoUnits(element.width) + 1) return false;
+    if (element.height > 0 && height > PangoUnits(element.height) + 1) return false;
+    return element.lines <= 0 || pango_layout_get_line_count(&layout) <= element.lines;
+  };
+  // A line that does not break says how long it is only when it may be longer than the element.
+  pango_layout_set_ellipsize(&layout, PANGO_ELLIPSIZE_NONE);
+  pango_layout_set_height(&layout, -1);
+  if (element.wrap != kWrapWord) pango_layout_set_width(&layout, -1);
+  double largest = 1;
+  if (fits(1)) {
+    smallest = 1;
+  } else {
+    for (int step = 0; step < kShrinkSteps; ++step) {
+      const double middle = (smallest + largest) / 2;
+      (fits(middle) ? smallest : largest) = middle;
+    }
+  }
+  pango_layout_set_width(&layout, PangoUnits(element.width));
+  return smallest;
+}
+
+void TextLayouts::MoveLines(const Element& element, Kept& kept) {
+  Placed& placed = kept.placed;
+  placed.shifts.clear();
+  PangoLayout* layout = kept.layout.get();
+  if (element.align != kAlignLeft && element.align != kAlignRight) return;
+  PangoRectangle whole;
+  pango_layout_get_extents(layout, nullptr, &whole);
+  const double right = element.width > 0 ? element.width : Units(whole.x + whole.width);
+  const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
+      pango_layout_get_iter(layout), pango_layout_iter_free);
+  bool moved = false;
+  do {
+    PangoRectangle line;
+    pango_layout_iter_get_line_extents(iter.get(), nullptr, &line);
+    const double shift =
+        element.align == kAlignLeft ? -Units(line.x) : right - Units(line.x + line.width);
+    placed.shifts.push_back(shift);
+    moved = moved || fabs(shift) > 0.01;
+  } while (pango_layout_iter_next_line(iter.get()) != FALSE);
+  if (!moved) placed.shifts.clear();
+}
+
+void TextLayouts::MeasureLines(const Kept& kept, Box& ink, Box& logical) {
+  PangoRectangle inkOfAll;
+  PangoRectangle logicalOfAll;
+  pango_layout_get_extents(kept.layout.get(), &inkOfAll, &logicalOfAll);
+  ink = BoxOf(inkOfAll);
+  logical = BoxOf(logicalOfAll);
+  const std::vector<double>& shifts = kept.placed.shifts;
+  if (shifts.empty()) return;
+  double inkEnds[2] = {HUGE_VAL, -HUGE_VAL};
+  double ends[2] = {HUGE_VAL, -HUGE_VAL};
+  const auto add = [](double(&to)[2], const PangoRectangle& line, double shift) {
+    to[0] = std::min(to[0], Units(line.x) + shift);
+    to[1] = std::max(to[1], Units(line.x + line.width) + shift);
+  };
+  const std::unique_ptr<PangoLayoutIter, void (*)(PangoLayoutIter*)> iter(
+      pango_layout_get_iter(kept.layout.get()), pango_layout_iter_free);
+  size_t line = 0;
+  do {
+    PangoRectangle lineInk;
+    PangoRectangle lineLogical;
+    pango_layout_iter_get_line_extents(iter.get(), &lineInk, &lineLogical);
+    if (lineInk.width > 0) add(inkEnds, lineInk, shifts[line]);
+    add(ends, lineLogical, shifts[line]);
+  } while (pango_layout_iter_next_line(iter.get()) != FALSE && ++line < shifts.size());
+  if (inkEnds[1] > inkEnds[0]) {
+    ink.x = inkEnds[0];
+    ink.width = inkEnds[1] - inkEnds[0];
+  }
+  logical.x = ends[0];
+  logical.width = ends[1] - ends[0];
+}
+
 void TextLayouts::Place(const Element& element, Kept& kept) {
   PangoLayout* layout = kept.layout.get();
-  const bool bounded = element.width > 0;
-  PangoRectangle ink;
-  PangoRectangle logical;
-  pango_layout_get_extents(layout, &ink, &logical);
   Placed& placed = kept.placed;
   placed.layout = layout;
   placed.x = 0;
-  if (!bounded && element.align != kAlignLeft) {
-    placed.x = -Units(logical.width) * (element.align == kAlignCenter ? 0.5 : 1);
+  MoveLines(element, kept);
+  Box ink;
+  Box logical;
+  MeasureLines(kept, ink, logical);
+  // Without a width, the text lies at its point as it is aligned.
+  if (element.width <= 0) {
+    const bool turned = pango_layout_get_direction(layout, 0) == PANGO_DIRECTION_RTL;
+    const bool atEnd = element.align == kAlignRight || (element.align == kAlignEnd && !turned) ||
+                       (element.align == kAlignStart && turned);
+    if (element.align == kAlignCenter) placed.x = -logical.width / 2;
+    if (atEnd) placed.x = -(logical.x + logical.width);
   }
   switch (element.valign) {
     case kAlignMiddle:
-      placed.y = (element.height - Units(logical.height)) / 2;
+      placed.y = (element.height - logical.height) / 2;
       break;
     case kAlignBottom:
-      placed.y = element.height - Units(logical.height);
+      placed.y = element.height - logical.height;
       break;
     case kAlignBaseline:
       placed.y = -Units(pango_layout_get_baseline(layout));
@@ -286,10 +348,8 @@ void TextLayouts::Place(const Element& element, Kept& kept) {
       placed.y = 0;
       break;
   }
-  placed.logical = {placed.x + Units(logical.x), placed.y + Units(logical.y), Units(logical.width),
-                    Units(logical.height)};
-  placed.ink = {placed.x + Units(ink.x), placed.y + Units(ink.y), Units(ink.width),
-                Units(ink.height)};
+  placed.logical = {placed.x + logical.x, placed.y + logical.y, logical.width, logical.height};
+  placed.ink = {placed.x + ink.x, placed.y + ink.y, ink.width, ink.height};
   kept.revision = element.revision;
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/player/application/files/BaseFolder.h"
+#include "host/player/application/paint/TextStyle.h"
 #include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {
@@ -59,6 +60,8 @@ class TextLayouts {
     double y = 0;
     Box logical;  ///< of the lines, from the element's top left corner
     Box ink;      ///< of what is coloured
+    /// How far each line lies from where the layout has it; empty: all lie there.
+    std::vector<double> shifts;
   };
   /// Returns  what holds until the next call. Without a layout when the content is to end.
   const Placed& LayOut(const Element& element);
@@ -91,6 +94,12 @@ class TextLayouts {
   };
 
   void Lay(const Element& element, Kept& kept);
+  void SetSize(const Element& element, const std::vector<TextSpan>& spans, PangoLayout& layout,
+               double scale);
+  /// What a text's size is multiplied with so that it fits, down to the one that it may have.
+  double ShrunkScale(const Element& element, const PreparedText& prepared, PangoLayout& layout);
+  static void MoveLines(const Element& element, Kept& kept);
+  static void MeasureLines(const Kept& kept, Box& ink, Box& logical);
   void Place(const Element& element, Kept& kept);
   void OwnFonts();
   void CheckFamilies(const Element& element);
@@ -99,7 +108,8 @@ class TextLayouts {
   const DrawingHost host_;
   void* fontConfig_ = nullptr;  ///< the system's, until a font is added
   std::vector<OpenFile> fontFiles_;
-  std::set<std::string> families_;      ///< of all fonts; empty until they are asked for
+  std::set<std::string> families_;  ///< of all fonts; empty until they are asked for
+  std::set<std::string> languages_;
   std::set<std::string> checkedFonts_;  ///< values of `font` that were looked for
   PangoFontMap* fontMap_ = nullptr;
   PangoContext* context_ = nullptr;

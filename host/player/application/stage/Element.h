@@ -28,7 +28,7 @@ constexpr Colour kWhite = {255, 255, 255, 255, false};
 enum class ElementKind { kGroup, kRectangle, kText, kImage, kMovie, kMedia };
 
 // Choices, in the order of their words in the property table.
-enum Align { kAlignLeft, kAlignCenter, kAlignRight };
+enum Align { kAlignLeft, kAlignCenter, kAlignRight, kAlignStart, kAlignEnd };
 enum VerticalAlign { kAlignTop, kAlignMiddle, kAlignBottom, kAlignBaseline };
 enum Wrap { kWrapNone, kWrapWord };
 enum Fit { kFitContain, kFitCover, kFitFill };
@@ -41,6 +41,21 @@ enum class PlayState { kIdle, kLoading, kReady, kPlaying, kEnded, kFailed };
 constexpr unsigned kDeepestNesting = 32;
 
 class Resource;
+
+/// A part of a text in a style of its own; what it does not say is the text's.
+struct TextSpan {
+  uint32_t begin = 0;  ///< bytes of the text
+  uint32_t end = 0;
+  Colour color;  ///< none: the text's
+  std::string font;
+  double size = 0;
+  double weight = 0;
+  bool italic = false;
+  bool underline = false;
+  bool strike = false;
+};
+
+constexpr size_t kMostSpans = 200;
 
 /// One thing on the stage. Elements form trees; a child's place is relative to its parent's top
 /// left corner. Every kind has all members, those that mean nothing to it at their defaults: which
@@ -80,7 +95,10 @@ struct Element {
   std::string text;
   std::string font = "Sans";
   std::string features;
+  std::string lang;
+  std::vector<TextSpan> spans;  ///< of `text`, outer ones first
   double size = 24;
+  double shrink = 0;  ///< not 0: the text may become as small as that, to fit
   double weight = 400;
   bool italic = false;
   Colour color = kWhite;

@@ -67,6 +67,8 @@ constexpr double kLongestText = 65536;
 /// Lists of fonts and their features, and names of files. The font library looks for each family
 /// that is asked for.
 constexpr double kLongestName = 1000;
+/// A language tag, "zh-Hans-CN".
+constexpr double kLongestLanguage = 35;
 
 bool ReadFlag(std::string_view text, bool& flag) {
   flag = text == "true";
@@ -122,7 +124,9 @@ const Property kProperties[] = {
     Number("weight", kText, kPicture, 100, 1000, &Element::weight),
     Flag("italic", kText, kPicture, &Element::italic),
     OfColour("color", kText, &Element::color),
-    Choice("align", kText, "left|center|right", &Element::align),
+    Text("lang", kText, kLongestLanguage, &Element::lang),
+    Number("shrink", kText, kPicture, 0, 2000, &Element::shrink),
+    Choice("align", kText, "left|center|right|start|end", &Element::align),
     Choice("valign", kText, "top|middle|bottom|baseline", &Element::valign),
     Choice("wrap", kText, "none|word", &Element::wrap),
     Number("lines", kText, kPicture, 0, 1000, &Element::lines),

@@ -11,6 +11,9 @@ namespace plexion_host::player::application {
 
 namespace {
 
+/// Of the limit on texts; a span's font is part of it.
+constexpr size_t kSpanBytes = 200;
+
 unsigned DepthOf(const Element& element) {
   unsigned depth = 1;
   for (const Element* at = element.parent; at != nullptr; at = at->parent) ++depth;
@@ -32,12 +35,13 @@ size_t TextBytesOf(const Element& element) {
   for (const Property* property = kProperties; property->name != nullptr; ++property) {
     if (property->text != nullptr) bytes += (element.*property->text).size();
   }
-  return bytes;
+  return bytes + element.spans.size() * kSpanBytes;
 }
 
 // What a clone has of its original. Its handle, place in the tree and players are its own.
 void CopyLook(const Element& from, Element& to) {
   to.id = from.id;
+  to.spans = from.spans;
   for (const Property* property = kProperties; property->name != nullptr; ++property) {
     if (property->number != nullptr) to.*property->number = from.*property->number;
     if (property->flag != nullptr) to.*property->flag = from.*property->flag;
@@ -189,10 +193,37 @@ bool Stage::SetFromText(Element& element, const Property& property, std::string_
   if (property.choice != nullptr) old.*property.choice = element.*property.choice;
   if (!application::SetFromText(element, property, value, error)) return false;
   if (property.text != nullptr) textBytes_ += value.size() - before;
+  // The styles are those of the words that were there.
+  if (property.text == &Element::text) ClearSpans(element);
   const bool same =
       (property.colour != nullptr && old.*property.colour == element.*property.colour) ||
       (property.choice != nullptr && old.*property.choice == element.*property.choice);
   if (!same) Touch(element, property);
+  return true;
+}
+
+void Stage::ClearSpans(Element& element) {
+  textBytes_ -= element.spans.size() * kSpanBytes;
+  element.spans.clear();
+}
+
+bool Stage::SetSpans(Element& element, std::string_view text, std::vector<TextSpan> spans,
+                     std::string& error) {
+  if (spans.size() > kMostSpans) {
+    error = "there are " + std::to_string(spans.size()) + " spans; expected at most " +
+            std::to_string(kMostSpans);
+    return false;
+  }
+  for (const TextSpan& span : spans) {
+    PLEXION_CHECK(span.begin <= span.end && span.end <= text.size(), "spans lie in their text");
+  }
+  if (!HasRoomFor(spans.size() * kSpanBytes, error)) return false;
+  const Property& property = *FindProperty(ElementKind::kText, "text");
+  if (!SetFromText(element, property, text, error)) return false;
+  ClearSpans(element);
+  textBytes_ += spans.size() * kSpanBytes;
+  element.spans = std::move(spans);
+  Touch(element, property);
   return true;
 }
 

@@ -81,6 +81,10 @@ class Stage {
   /// of this property's, or all texts together would be too long; the element is then unchanged.
   bool SetFromText(Element& element, const Property& property, std::string_view value,
                    std::string& error);
+  /// A text in several styles; spans lie in it. Returns  false with `error`; the element is then
+  /// unchanged.
+  bool SetSpans(Element& element, std::string_view text, std::vector<TextSpan> spans,
+                std::string& error);
   /// To be called after a property has been set otherwise.
   void Touch(Element& element, const Property& property);
   void TouchPicture(Element& element);
@@ -94,6 +98,7 @@ class Stage {
  private:
   std::unique_ptr<Element> Make(ElementKind kind, std::string& error);
   void Forget(Element& element);
+  void ClearSpans(Element& element);
   bool HasRoomFor(size_t bytes, std::string& error) const;
 
   std::unique_ptr<Element> backdrop_;

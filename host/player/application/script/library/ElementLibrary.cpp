@@ -5,8 +5,11 @@
 
 #include <utility>
 
+#include "host/base/NearestName.h"
+#include "host/base/Text.h"
 #include "host/player/application/script/library/ElementAccess.h"
 #include "host/player/application/script/library/Libraries.h"
+#include "host/player/application/stage/SpanProperties.h"
 
 namespace plexion_host::player::application {
 
@@ -105,9 +108,72 @@ int GetField(lua_State* state) {
   return 1;
 }
 
+/// One part of a text: its words, or a table with the words first and what they look like.
+void ReadSpan(lua_State* state, std::string& text, std::vector<TextSpan>& spans) {
+  const int part = lua_gettop(state);
+  const auto begin = static_cast<uint32_t>(text.size());
+  if (lua_type(state, part) != LUA_TTABLE) {
+    text += CheckName(state, part);
+    return;
+  }
+  lua_rawgeti(state, part, 1);
+  text += CheckName(state, -1);
+  lua_pop(state, 1);
+  TextSpan span;
+  span.begin = begin;
+  span.end = static_cast<uint32_t>(text.size());
+  lua_pushnil(state);
+  while (lua_next(state, part) != 0) {
+    if (lua_type(state, -2) == LUA_TSTRING) {
+      const std::string name = lua_tostring(state, -2);
+      const SpanProperty* property = FindSpanProperty(name);
+      if (property == nullptr) {
+        const std::string nearest = NearestName(name, SpanPropertyNames());
+        Raise(state, "a span has no \"" + name + "\"; expected " +
+                         (nearest.empty() ? "one of " + Join(SpanPropertyNames()) : nearest));
+      }
+      // Numbers and flags as documents write them.
+      const std::string value = luaL_tolstring(state, -1, nullptr);
+      lua_pop(state, 1);
+      if (!SetSpanFromText(span, *property, value)) {
+        Raise(state,
+              name + " is \"" + value.substr(0, 100) + "\"; expected " + Expected(*property));
+      }
+    }
+    lua_pop(state, 1);
+  }
+  spans.push_back(std::move(span));
+}
+
+/// element.spans = {"Gate ", {"B12", color = "#ffcc00", weight = 700}, " now"}
+void SetSpans(lua_State* state, Element& element, int index) {
+  if (element.kind != ElementKind::kText) {
+    Raise(state, std::string("a ") + NameOf(element.kind) + " has no property \"spans\"");
+  }
+  luaL_checktype(state, index, LUA_TTABLE);
+  std::string text;
+  std::vector<TextSpan> spans;
+  const auto count = static_cast<lua_Integer>(lua_rawlen(state, index));
+  for (lua_Integer i = 1; i <= count; ++i) {
+    if (spans.size() > kMostSpans) break;  // refused below
+    if (static_cast<double>(text.size()) > FindProperty(ElementKind::kText, "text")->highest) break;
+    lua_rawgeti(state, index, i);
+    ReadSpan(state, text, spans);
+    lua_pop(state, 1);
+  }
+  std::string error;
+  if (!ScriptHost::Of(state).Context().stage.SetSpans(element, text, std::move(spans), error)) {
+    Raise(state, error);
+  }
+}
+
 int SetField(lua_State* state) {
   Element& element = ScriptHost::Of(state).Elements().Check(state, 1);
   const std::string name = CheckName(state, 2);
+  if (name == "spans") {
+    SetSpans(state, element, 3);
+    return 0;
+  }
   SetProperty(state, element, CheckProperty(state, element, name), 3);
   return 0;
 }
@@ -198,7 +264,13 @@ std::string CheckName(lua_State* state, int index) {
 const Property& CheckProperty(lua_State* state, const Element& element, const std::string& name) {
   const Property* property = FindProperty(element.kind, name);
   if (property == nullptr) {
-    Raise(state, std::string("a ") + NameOf(element.kind) + " has no property \"" + name + "\"");
+    std::vector<std::string> names;
+    for (const Property* each = kProperties; each->name != nullptr; ++each) {
+      if (FindProperty(element.kind, each->name) == each) names.emplace_back(each->name);
+    }
+    const std::string nearest = NearestName(name, names);
+    Raise(state, std::string("a ") + NameOf(element.kind) + " has no property \"" + name + "\"" +
+                     (nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?"));
   }
   return *property;
 }
@@ -214,6 +286,8 @@ void SetProperties(lua_State* state, Element& element, int index) {
       if (!ScriptHost::Of(state).Context().stage.SetId(element, CheckName(state, -1), error)) {
         Raise(state, error);
       }
+    } else if (name == "spans") {
+      SetSpans(state, element, lua_gettop(state));
     } else {
       SetProperty(state, element, CheckProperty(state, element, name), lua_gettop(state));
     }
