@@ -95,6 +95,24 @@ function(plexion_precompile_folder FOLDER)
   endforeach()
 endfunction()
 
+# plexion_vector_sources(SOURCE...): sources of this folder's libraries that are written with Highway, one
+# copy for each kind of vector; the library links PkgConfig::HIGHWAY.
+function(plexion_vector_sources)
+  # For processors without any vectors, Highway has plain loops that look like vectors of four. It does
+  # not trust g++ before 12.3 with them, which vectorises such loops wrongly at times: so it must not.
+  set(options -DHWY_BROKEN_EMU128=0 -fno-tree-vectorize)
+  if(PLEXION_SANITIZE)
+    # The sanitizers take minutes for each kind of vector. One has all the paths.
+    list(APPEND options -DHWY_COMPILE_ONLY_STATIC)
+    if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+      list(APPEND options -mssse3)
+    endif()
+  endif()
+  set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${options}"
+    # A header that was precompiled for other vectors cannot be used.
+    SKIP_PRECOMPILE_HEADERS ON)
+endfunction()
+
 # Three gathering targets: what ./play needs, what the sanitizer runs of ./test need, and the fuzzers.
 add_custom_target(plexion-all)
 add_custom_target(fast-tests)

@@ -1,22 +1,96 @@
-// Rows of video, converted by vector code.
+// Rows of video, converted by vectors of every kind, chosen at run time.
 
 #include "host/player/media/pixels/YuvRows.h"
 
 #include <algorithm>
 #include <cmath>
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "host/player/media/pixels/YuvRows.cpp"
+#include <hwy/foreach_target.h>
+// After foreach_target.h, which includes this file once more for each target.
+#include <hwy/highway.h>
 
+#ifndef PLEXION_YUVROWS_ONCE
+#define PLEXION_YUVROWS_ONCE
 namespace plexion_host::player {
-
-namespace {
 
 // Samples get 6 bits behind the point, coefficients have 13; a product keeps its upper 16 of 31
 // bits, rounded, and so has 4. The largest sum, full luma and full chroma of BT.2020, is 8840.
 constexpr int kSampleBits = 6;
 constexpr int kSumBits = 4;
+
+}  // namespace plexion_host::player
+#endif  // PLEXION_YUVROWS_ONCE
+
+HWY_BEFORE_NAMESPACE();
+namespace plexion_host::player::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+/// Returns  the pixels done; the caller does the rest, fewer than two vectors of bytes.
+size_t Convert(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint32_t* pixels, size_t count,
+               const YuvMatrix& matrix) {
+  const hn::ScalableTag<int16_t> words;
+  const hn::RebindToUnsigned<decltype(words)> unsignedWords;
+  const hn::Rebind<uint8_t, decltype(words)> samples;
+  // One chroma sample for each word, and so two pixels: the even ones and the odd ones.
+  const size_t step = hn::Lanes(words);
+  using Words = hn::Vec<decltype(words)>;
+
+  const Words luma = hn::Set(words, matrix.luma);
+  const Words lumaOffset = hn::Set(words, matrix.lumaOffset);
+  const Words redV = hn::Set(words, matrix.redV);
+  const Words greenU = hn::Set(words, matrix.greenU);
+  const Words greenV = hn::Set(words, matrix.greenV);
+  const Words blueU = hn::Set(words, matrix.blueU);
+  const Words middle = hn::Set(words, int16_t{128});
+  const Words half = hn::Set(words, int16_t{1 << (kSumBits - 1)});
+  const Words least = hn::Zero(words);
+  const Words most = hn::Set(words, int16_t{255});
+  const Words lowByte = most;
+  const Words opaque = hn::BitCast(words, hn::Set(unsignedWords, uint16_t{0xFF00}));
+
+  const auto centred = [&](Words sample, Words offset)
+                           HWY_ATTR { return hn::ShiftLeft<kSampleBits>(hn::Sub(sample, offset)); };
+  const auto channel = [&](Words sum) HWY_ATTR {
+    return hn::Min(hn::Max(hn::ShiftRight<kSumBits>(sum), least), most);
+  };
+  size_t i = 0;
+  for (; i + 2 * step <= count; i += 2 * step) {
+    const Words us = centred(hn::PromoteTo(words, hn::LoadU(samples, u + i / 2)), middle);
+    const Words vs = centred(hn::PromoteTo(words, hn::LoadU(samples, v + i / 2)), middle);
+    const Words red = hn::MulFixedPoint15(vs, redV);
+    const Words green = hn::Add(hn::MulFixedPoint15(us, greenU), hn::MulFixedPoint15(vs, greenV));
+    const Words blue = hn::MulFixedPoint15(us, blueU);
+    const hn::Repartition<uint8_t, decltype(words)> bytes;
+    const Words ys = hn::BitCast(words, hn::LoadU(bytes, y + i));
+    const Words evenSample = hn::And(ys, lowByte);
+    const Words oddSample = hn::BitCast(words, hn::ShiftRight<8>(hn::BitCast(unsignedWords, ys)));
+    const Words even = hn::Add(hn::MulFixedPoint15(centred(evenSample, lumaOffset), luma), half);
+    const Words odd = hn::Add(hn::MulFixedPoint15(centred(oddSample, lumaOffset), luma), half);
+    // A pixel is two words: green and blue, opaque and red.
+    const auto greenBlue = [&](Words y16) HWY_ATTR {
+      return hn::BitCast(unsignedWords, hn::Or(hn::ShiftLeft<8>(channel(hn::Add(y16, green))),
+                                               channel(hn::Add(y16, blue))));
+    };
+    const auto alphaRed = [&](Words y16) HWY_ATTR {
+      return hn::BitCast(unsignedWords, hn::Or(opaque, channel(hn::Add(y16, red))));
+    };
+    hn::StoreInterleaved4(greenBlue(even), alphaRed(even), greenBlue(odd), alphaRed(odd),
+                          unsignedWords, reinterpret_cast<uint16_t*>(pixels + i));
+  }
+  return i;
+}
+
+}  // namespace plexion_host::player::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace plexion_host::player {
+
+HWY_EXPORT(Convert);
+
+namespace {
 
 int32_t Product(int32_t sample, int32_t coefficient) {
   return ((sample * (1 << kSampleBits)) * coefficient + (1 << 14)) >> 15;
@@ -25,78 +99,6 @@ int32_t Product(int32_t sample, int32_t coefficient) {
 uint32_t Channel(int32_t sum) {
   return static_cast<uint32_t>(std::clamp((sum + (1 << (kSumBits - 1))) >> kSumBits, 0, 255));
 }
-
-#if defined(__x86_64__)
-
-#define PLEXION_AVX2 __attribute__((target("avx2")))
-
-PLEXION_AVX2 inline __m256i Samples(__m256i words, int16_t offset) {
-  return _mm256_slli_epi16(_mm256_sub_epi16(words, _mm256_set1_epi16(offset)), kSampleBits);
-}
-
-/// Sums of 32 pixels, the lower and upper 8 of each half, as 32 bytes in order.
-PLEXION_AVX2 inline __m256i Bytes(__m256i low, __m256i high) {
-  const __m256i half = _mm256_set1_epi16(1 << (kSumBits - 1));
-  return _mm256_packus_epi16(_mm256_srai_epi16(_mm256_add_epi16(low, half), kSumBits),
-                             _mm256_srai_epi16(_mm256_add_epi16(high, half), kSumBits));
-}
-
-/// Returns  the pixels done, a multiple of 32.
-PLEXION_AVX2 size_t ConvertAvx2(const uint8_t* y, const uint8_t* u, const uint8_t* v,
-                                uint32_t* pixels, size_t count, const YuvMatrix& matrix) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i opaque = _mm256_set1_epi8(-1);
-  const __m256i luma = _mm256_set1_epi16(matrix.luma);
-  const __m256i redV = _mm256_set1_epi16(matrix.redV);
-  const __m256i greenU = _mm256_set1_epi16(matrix.greenU);
-  const __m256i greenV = _mm256_set1_epi16(matrix.greenV);
-  const __m256i blueU = _mm256_set1_epi16(matrix.blueU);
-  size_t i = 0;
-  for (; i + 32 <= count; i += 32) {
-    const __m256i ys = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + i));
-    const __m256i us = Samples(
-        _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(u + i / 2))), 128);
-    const __m256i vs = Samples(
-        _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(v + i / 2))), 128);
-    const __m256i low =
-        _mm256_mulhrs_epi16(Samples(_mm256_unpacklo_epi8(ys, zero), matrix.lumaOffset), luma);
-    const __m256i high =
-        _mm256_mulhrs_epi16(Samples(_mm256_unpackhi_epi8(ys, zero), matrix.lumaOffset), luma);
-    const __m256i red = _mm256_mulhrs_epi16(vs, redV);
-    const __m256i green =
-        _mm256_add_epi16(_mm256_mulhrs_epi16(us, greenU), _mm256_mulhrs_epi16(vs, greenV));
-    const __m256i blue = _mm256_mulhrs_epi16(us, blueU);
-    // Each chroma sample stands for two pixels.
-    const __m256i b = Bytes(_mm256_add_epi16(low, _mm256_unpacklo_epi16(blue, blue)),
-                            _mm256_add_epi16(high, _mm256_unpackhi_epi16(blue, blue)));
-    const __m256i g = Bytes(_mm256_add_epi16(low, _mm256_unpacklo_epi16(green, green)),
-                            _mm256_add_epi16(high, _mm256_unpackhi_epi16(green, green)));
-    const __m256i r = Bytes(_mm256_add_epi16(low, _mm256_unpacklo_epi16(red, red)),
-                            _mm256_add_epi16(high, _mm256_unpackhi_epi16(red, red)));
-    const __m256i bgLow = _mm256_unpacklo_epi8(b, g);
-    const __m256i bgHigh = _mm256_unpackhi_epi8(b, g);
-    const __m256i raLow = _mm256_unpacklo_epi8(r, opaque);
-    const __m256i raHigh = _mm256_unpackhi_epi8(r, opaque);
-    // Pixels 0-3 and 16-19, 4-7 and 20-23, and so on.
-    const __m256i first = _mm256_unpacklo_epi16(bgLow, raLow);
-    const __m256i second = _mm256_unpackhi_epi16(bgLow, raLow);
-    const __m256i third = _mm256_unpacklo_epi16(bgHigh, raHigh);
-    const __m256i fourth = _mm256_unpackhi_epi16(bgHigh, raHigh);
-    auto* const out = reinterpret_cast<__m256i*>(pixels + i);
-    _mm256_storeu_si256(out, _mm256_permute2x128_si256(first, second, 0x20));
-    _mm256_storeu_si256(out + 1, _mm256_permute2x128_si256(third, fourth, 0x20));
-    _mm256_storeu_si256(out + 2, _mm256_permute2x128_si256(first, second, 0x31));
-    _mm256_storeu_si256(out + 3, _mm256_permute2x128_si256(third, fourth, 0x31));
-  }
-  return i;
-}
-
-bool HasAvx2() {
-  static const bool has = __builtin_cpu_supports("avx2") != 0;
-  return has;
-}
-
-#endif
 
 int16_t Fixed(double value) { return static_cast<int16_t>(std::lround(value * (1 << 13))); }
 
@@ -131,11 +133,9 @@ void ConvertYuvRowPortable(const uint8_t* y, const uint8_t* u, const uint8_t* v,
 
 void ConvertYuvRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint32_t* pixels,
                    size_t count, const YuvMatrix& matrix) {
-  size_t done = 0;
-#if defined(__x86_64__)
-  if (HasAvx2()) done = ConvertAvx2(y, u, v, pixels, count, matrix);
-#endif
+  const size_t done = HWY_DYNAMIC_DISPATCH(Convert)(y, u, v, pixels, count, matrix);
   ConvertYuvRowPortable(y + done, u + done / 2, v + done / 2, pixels + done, count - done, matrix);
 }
 
 }  // namespace plexion_host::player
+#endif  // HWY_ONCE
