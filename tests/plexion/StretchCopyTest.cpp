@@ -187,11 +187,15 @@ TEST(StretchCopy, ReadsNothingBehindTheLastPixel) {
   munmap(memory, 2 * page);
 }
 
-#if defined(__x86_64__)
 TEST(StretchCopy, UsesWhatTheProcessorHas) {
+#if defined(__x86_64__)
   EXPECT_EQ(BestStretchKernel() == StretchKernel::kAvx2, __builtin_cpu_supports("avx2") != 0);
-}
+#elif defined(__ARM_NEON)
+  EXPECT_EQ(BestStretchKernel(), StretchKernel::kNeon);
+#else
+  EXPECT_EQ(BestStretchKernel(), StretchKernel::kPlain);
 #endif
+}
 
 TEST(StretchCopy, IgnoresMissingPlanes) {
   Surface surface({8, 8}, 0, 1);

@@ -5,20 +5,14 @@
 
 #include <string.h>
 
-#include <atomic>
-
 #include "qx/core/Check.h"
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
+#include "qx/plexion/parts/StretchRow.h"
 
 namespace qx {
 namespace plexion {
 
 namespace {
 
-constexpr uint32_t kOne = 0x10000;
 constexpr uint64_t kWrap = 0x100000000;
 
 /// One axis of a copy: which source position each destination pixel takes.
@@ -86,136 +80,14 @@ class Runs {
   unsigned current_ = 0;
 };
 
-// Pixels are addressed as bytes, since a driver's rows may begin anywhere: where a pitch is no
-// multiple of four, every other row lies across the machine's words.
-
-constexpr size_t kPixelBytes = sizeof(uint32_t);
-
-uint32_t LoadPixel(const unsigned char* row, uint32_t column) {
-  uint32_t pixel;
-  memcpy(&pixel, row + column * kPixelBytes, kPixelBytes);
-  return pixel;
-}
-
-void StorePixel(unsigned char* row, size_t column, uint32_t pixel) {
-  memcpy(row + column * kPixelBytes, &pixel, kPixelBytes);
-}
-
-/// What every row of a copy has in common, and one row's addresses.
-struct Row {
-  const unsigned char* source;
-  uint32_t sourcePixels;       ///< that may be read
-  unsigned char* destination;  ///< of the run's first pixel
-};
-
-void CopyRunPlain(const Row& row, uint32_t fixed, uint32_t step, size_t count) {
-  const unsigned char* source = row.source;
-  unsigned char* out = row.destination;
-  for (; count >= 8; count -= 8, out += 8 * kPixelBytes) {
-    // Eight independent loads: no index waits for the one before.
-    const uint32_t p0 = LoadPixel(source, fixed >> 16);
-    const uint32_t p1 = LoadPixel(source, (fixed + step) >> 16);
-    const uint32_t p2 = LoadPixel(source, (fixed + 2 * step) >> 16);
-    const uint32_t p3 = LoadPixel(source, (fixed + 3 * step) >> 16);
-    const uint32_t p4 = LoadPixel(source, (fixed + 4 * step) >> 16);
-    const uint32_t p5 = LoadPixel(source, (fixed + 5 * step) >> 16);
-    const uint32_t p6 = LoadPixel(source, (fixed + 6 * step) >> 16);
-    const uint32_t p7 = LoadPixel(source, (fixed + 7 * step) >> 16);
-    StorePixel(out, 0, p0);
-    StorePixel(out, 1, p1);
-    StorePixel(out, 2, p2);
-    StorePixel(out, 3, p3);
-    StorePixel(out, 4, p4);
-    StorePixel(out, 5, p5);
-    StorePixel(out, 6, p6);
-    StorePixel(out, 7, p7);
-    fixed += 8 * step;
-  }
-  for (; count > 0; --count, fixed += step, out += kPixelBytes) {
-    StorePixel(out, 0, LoadPixel(source, fixed >> 16));
-  }
-}
-
-#if defined(__x86_64__)
-
-/// Loads the neighbourhood that eight pixels come from and permutes it: for steps of up to two
-/// pixels it is one or two vectors wide. Gathers would be slower than single loads here.
-__attribute__((target("avx2"))) void CopyRunAvx2(const Row& row, uint32_t fixed, uint32_t step,
-                                                 size_t count) {
-  const bool wide = step > kOne;
-  const uint32_t window = wide ? 16 : 8;
-  if (step > 2 * kOne || row.sourcePixels < window) {
-    CopyRunPlain(row, fixed, step, count);
-    return;
-  }
-  // Near the right edge the window stays inside the row and the indices grow instead.
-  const uint32_t lastWindow = row.sourcePixels - window;
-  const __m256i lanes = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
-                                           _mm256_set1_epi32(static_cast<int>(step)));
-  unsigned char* out = row.destination;
-  for (; count >= 8; count -= 8, out += 8 * kPixelBytes, fixed += 8 * step) {
-    const uint32_t at = fixed >> 16;
-    const uint32_t base = at < lastWindow ? at : lastWindow;
-    const __m256i position =
-        _mm256_add_epi32(lanes, _mm256_set1_epi32(static_cast<int>(fixed - (base << 16))));
-    const __m256i index = _mm256_srli_epi32(position, 16);
-    const __m256i_u* from = reinterpret_cast<const __m256i_u*>(row.source + base * kPixelBytes);
-    __m256i pixels = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from), index);
-    if (wide) {
-      const __m256i upper = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from + 1), index);
-      // Bit 3 of the index says which half; the blend looks at the sign.
-      const __m256i half = _mm256_slli_epi32(index, 28);
-      pixels = _mm256_castps_si256(_mm256_blendv_ps(
-          _mm256_castsi256_ps(pixels), _mm256_castsi256_ps(upper), _mm256_castsi256_ps(half)));
-    }
-    _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(out), pixels);
-  }
-  CopyRunPlain({row.source, row.sourcePixels, out}, fixed, step, count);
-}
-
-/// Asked of the processor directly: the compiler's own test would add an import.
-bool CpuHasAvx2() {
-  uint32_t a = 0;
-  uint32_t b = 0;
-  uint32_t c = 0;
-  uint32_t d = 0;
-  const auto cpuid = [&](uint32_t leaf) {
-    __asm__ volatile("cpuid" : "=a"(a), "=b"(b), "=c"(c), "=d"(d) : "a"(leaf), "c"(0));
-  };
-  cpuid(0);
-  if (a < 7) return false;
-  cpuid(1);
-  constexpr uint32_t kOsxsave = 1u << 27;
-  constexpr uint32_t kAvx = 1u << 28;
-  if ((c & kOsxsave) == 0 || (c & kAvx) == 0) return false;
-  // The operating system must save the wide registers, too.
-  uint32_t low = 0;
-  uint32_t high = 0;
-  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-  constexpr uint32_t kXmmAndYmm = 6;
-  if ((low & kXmmAndYmm) != kXmmAndYmm) return false;
-  cpuid(7);
-  constexpr uint32_t kAvx2 = 1u << 5;
-  return (b & kAvx2) != 0;
-}
-
-#endif
-
-void CopyRun(StretchKernel kernel, const Row& row, const Axis& x, Span run) {
+void CopyRun(StretchKernel kernel, const StretchRow& row, const Axis& x, Span run) {
   const uint32_t fixed = x.FixedAt(run.begin);
   const auto count = static_cast<size_t>(run.end - run.begin);
   if (x.step == kOne) {
     memcpy(row.destination, row.source + (fixed >> 16) * kPixelBytes, count * kPixelBytes);
-    return;
+  } else {
+    StretchRowPixels(kernel, row, fixed, x.step, count);
   }
-#if defined(__x86_64__)
-  if (kernel == StretchKernel::kAvx2) {
-    CopyRunAvx2(row, fixed, x.step, count);
-    return;
-  }
-#endif
-  (void)kernel;
-  CopyRunPlain(row, fixed, x.step, count);
 }
 
 struct Pixels {
@@ -254,21 +126,6 @@ void CopyInside(StretchKernel kernel, const Pixels& source, unsigned char* desti
 }
 
 }  // namespace
-
-StretchKernel BestStretchKernel() {
-#if defined(__x86_64__)
-  // Remembered: under a hypervisor the question alone costs as much as a few rows.
-  static std::atomic<int> known(-1);
-  int best = known.load(std::memory_order_relaxed);
-  if (best < 0) {
-    best = static_cast<int>(CpuHasAvx2() ? StretchKernel::kAvx2 : StretchKernel::kPlain);
-    known.store(best, std::memory_order_relaxed);
-  }
-  return static_cast<StretchKernel>(best);
-#else
-  return StretchKernel::kPlain;
-#endif
-}
 
 void StretchCopy32(const void* source, uint32_t sourcePitchBytes, Rect sourceRect, Dims sourceDims,
                    void* destination, uint32_t destinationPitchBytes, Rect destinationRect,

@@ -11,7 +11,8 @@ namespace plexion {
 /// Ways to copy a row; all give the same pixels.
 enum class StretchKernel {
   kPlain,  ///< runs everywhere
-  kAvx2,   ///< eight pixels a step, for steps of up to two source pixels
+  kAvx2,   ///< x86: eight pixels a step, for steps of up to two source pixels
+  kNeon,   ///< ARM: four pixels a step, for such steps
 };
 
 /// The fastest one that this processor and its operating system support.
