@@ -68,7 +68,12 @@ bool ReadSigned(Texts& texts, const char*& text, int64_t& value) {
   const char* const digits = text + (*text == '+' || *text == '-' ? 1 : 0);
   if (!IsDigit(*digits)) return false;
   char* end = nullptr;
-  value = texts.StrToL(text, &end, 10);
+  // A long of 32 bits holds half of what a field does: the upper half is read without a sign.
+  if (sizeof(long) == sizeof(uint32_t) && *text != '-') {
+    value = static_cast<int64_t>(texts.StrToUL(text, &end, 10));
+  } else {
+    value = texts.StrToL(text, &end, 10);
+  }
   text = end;
   return true;
 }
