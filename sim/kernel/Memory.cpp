@@ -43,7 +43,9 @@ void* SimKernel::Allocate(unsigned long bytes, const char* file, int line) {
     if (journal_.IsOn()) Note("Allocate", std::to_string(bytes) + " -> null");
     return nullptr;
   }
-  if (bytes > (1UL << 40)) return nullptr;
+  // More than any device has, and small enough to take the guards.
+  constexpr uint64_t kMostBytes = std::min(uint64_t{1} << 40, uint64_t{~0UL / 4});
+  if (bytes > kMostBytes) return nullptr;
   auto* memory = static_cast<char*>(std::malloc(kFrontGuard + bytes + kBackGuard));
   if (memory == nullptr) return nullptr;
   char* block = memory + kFrontGuard;

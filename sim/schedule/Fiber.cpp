@@ -136,9 +136,11 @@ Fiber::Fiber(Entry entry, void* argument)
   context->uc_stack.ss_sp = stack_;
   context->uc_stack.ss_size = stackBytes_;
   context->uc_link = nullptr;
-  const auto address = reinterpret_cast<uintptr_t>(this);
+  // Its arguments are ints; a pointer may take two of them.
+  const uint64_t address = reinterpret_cast<uintptr_t>(this);
   makecontext(context, reinterpret_cast<void (*)()>(+[](unsigned high, unsigned low) {
-                Start(reinterpret_cast<void*>((static_cast<uintptr_t>(high) << 32) | low));
+                const uint64_t self = (uint64_t{high} << 32) | low;
+                Start(reinterpret_cast<void*>(static_cast<uintptr_t>(self)));
               }),
               2, static_cast<unsigned>(address >> 32), static_cast<unsigned>(address));
   context_ = context;

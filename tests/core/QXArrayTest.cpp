@@ -95,10 +95,11 @@ TEST_P(QXArrays, StayAsTheyWereWithoutMemory) {
 }
 
 TEST_P(QXArrays, RefuseSizesBeyondTheirFields) {
+  if (sizeof(unsigned long) == 4) GTEST_SKIP() << "no size is beyond them";
   QXArray<uint32_t> array(GetParam());
   array.Append(5u);
   kernel.Restart();
-  array.SetSize(0x100000001UL);
+  array.SetSize(static_cast<unsigned long>(0x100000001ULL));
   EXPECT_EQ(kernel.allocations, 0u);
   EXPECT_EQ(array.Count(), 1u);
 }

@@ -10,7 +10,7 @@ namespace tests {
 
 /// The dynamic part of a shared library, read from its file: what a program that loads it sees.
 struct ElfFile {
-  /// Empty lists and a text in `error` when `path` is no 64-bit library.
+  /// Empty lists and a text in `error` when `path` is no library.
   static ElfFile Read(const std::string& path);
 
   std::vector<std::string> exported;   ///< defined symbols, sorted

@@ -88,10 +88,14 @@ TEST_F(MemoryWatchdog, CountsWhatThirtyTwoBitsCannotHoldAsOverTheLimit) {
   const unsigned allocations = kernel.allocations;
   // Alone, and together with what is in use, these are small numbers in 32 bits.
   const uint64_t kSizes[] = {0x100000000ull, 0x100000190ull, 0xFFFFFFFFull, ~0ull};
+  int refused = 0;
   for (const uint64_t size : kSizes) {
-    EXPECT_EQ(watchdog.Alloc(static_cast<unsigned long>(size), nullptr, 0), nullptr) << size;
+    const auto asked = static_cast<unsigned long>(size);
+    if (asked != size && size != ~0ull) continue;  // cannot be asked for where a long has 32 bits
+    EXPECT_EQ(watchdog.Alloc(asked, nullptr, 0), nullptr) << size;
+    ++refused;
   }
-  EXPECT_EQ(player.terminations, 4);
+  EXPECT_EQ(player.terminations, refused);
   EXPECT_EQ(kernel.allocations, allocations);
   EXPECT_EQ(watchdog.GetBytesUsed(), 600ul);
   watchdog.Free(block, nullptr, 0);
