@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Pixels.h"
 #include "host/graphics/pixels/PixelRows.h"
 
 namespace plexion_host {
@@ -14,12 +15,11 @@ using qx::plexion::Rect;
 
 namespace {
 
-constexpr uint32_t kBlack = 0xff000000u;
 constexpr size_t kMaxDamageRects = 24;
 
 PixelStore MakePicture(const Dims& dims) {
   PixelStore picture = PixelStore::Make(dims);
-  if (picture) FillRow(picture.Pixels(), kBlack, size_t{dims.width} * dims.height);
+  if (picture) FillRow(picture.Pixels(), kOpaqueBlack, size_t{dims.width} * dims.height);
   return picture;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Pixels.h"
 #include "host/graphics/Screen.h"
 #include "host/graphics/pixels/PixelRows.h"
 
@@ -11,7 +12,6 @@ namespace plexion_host {
 using qx::plexion::Dims;
 
 namespace {
-constexpr uint32_t kBlack = 0xff000000u;
 constexpr int kMaxAttempts = 3;
 }  // namespace
 
@@ -108,7 +108,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
   }
   for (const Box& box : remaining) {
     for (int32_t y = box.y1; y < box.y2; ++y) {
-      FillRow(picture_.Row(static_cast<size_t>(y)) + box.x1, kBlack,
+      FillRow(picture_.Row(static_cast<size_t>(y)) + box.x1, kOpaqueBlack,
               static_cast<size_t>(box.x2 - box.x1));
     }
   }

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/base/Check.h"
+#include "host/base/Pixels.h"
 #include "host/pointer/RemoteInput.h"
 
 extern "C" {
@@ -93,7 +94,7 @@ void RfbServer::MakeScreen() {
   settings_.display->CopyScreen(dims_, picture_);
   if (picture_.empty()) {
     dims_ = kDimsWithoutScreen;
-    picture_.assign(size_t{dims_.width} * dims_.height, 0xFF000000u);
+    picture_.assign(size_t{dims_.width} * dims_.height, kOpaqueBlack);
   }
   screen_ = rfbGetScreen(nullptr, nullptr, static_cast<int>(dims_.width),
                          static_cast<int>(dims_.height), 8, 3, 4);

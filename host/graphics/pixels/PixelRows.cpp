@@ -7,12 +7,13 @@
 
 #if defined(__x86_64__)
 #include <immintrin.h>
+
+#include "host/base/Pixels.h"
 #endif
 
 namespace plexion_host {
 namespace {
 
-constexpr uint32_t kAlphaMask = 0xff000000u;
 constexpr uint32_t kPairMask = 0x00ff00ffu;
 
 // Two channels at a time, each in the low byte of a 16-bit half: x * a / 255 rounded.
@@ -39,7 +40,7 @@ inline uint32_t BlendPixel(uint32_t destination, uint32_t source, uint32_t plane
   const uint32_t rest = 255u - (alphaGreen >> 16);
   redBlue = AddPair(redBlue, ScalePair(destination & kPairMask, rest));
   alphaGreen = AddPair(alphaGreen, ScalePair((destination >> 8) & kPairMask, rest));
-  return kAlphaMask | (alphaGreen << 8) | redBlue;
+  return kOpaqueBlack | (alphaGreen << 8) | redBlue;
 }
 
 #if defined(__x86_64__)
@@ -54,7 +55,7 @@ __attribute__((target("avx2"))) inline __m256i Scale16(__m256i value, __m256i fa
 __attribute__((target("avx2"))) void BlendRowAvx2(uint32_t* destination, const uint32_t* source,
                                                   size_t count, uint8_t planeAlpha) {
   const __m256i zero = _mm256_setzero_si256();
-  const __m256i alphaMask = _mm256_set1_epi32(static_cast<int>(kAlphaMask));
+  const __m256i alphaMask = _mm256_set1_epi32(static_cast<int>(kOpaqueBlack));
   const __m256i full = _mm256_set1_epi16(255);
   const __m256i plane = _mm256_set1_epi16(planeAlpha);
   // Byte 3 of each pixel, widened to the four 16-bit lanes of that pixel.
@@ -106,7 +107,7 @@ void BlendRowPortable(uint32_t* destination, const uint32_t* source, size_t coun
     const uint32_t s = source[i];
     if (s == 0) continue;
     destination[i] =
-        planeAlpha == 255 && s >= kAlphaMask ? s : BlendPixel(destination[i], s, planeAlpha);
+        planeAlpha == 255 && s >= kOpaqueBlack ? s : BlendPixel(destination[i], s, planeAlpha);
   }
 }
 
@@ -119,9 +120,9 @@ bool RowIsOpaque(const uint32_t* pixels, size_t count) {
   // In blocks: long enough for vector code, short enough to stop early at the first hole.
   for (size_t start = 0; start < count; start += 256) {
     const size_t stop = std::min(count, start + 256);
-    uint32_t all = kAlphaMask;
+    uint32_t all = kOpaqueBlack;
     for (size_t i = start; i < stop; ++i) all &= pixels[i];
-    if (all != kAlphaMask) return false;
+    if (all != kOpaqueBlack) return false;
   }
   return true;
 }
@@ -132,12 +133,12 @@ void CopyRow(uint32_t* destination, const uint32_t* source, size_t count) {
 
 bool CopyRowIsOpaque(uint32_t* __restrict destination, const uint32_t* __restrict source,
                      size_t count) {
-  uint32_t all = kAlphaMask;
+  uint32_t all = kOpaqueBlack;
   for (size_t i = 0; i < count; ++i) {
     all &= source[i];
     destination[i] = source[i];
   }
-  return all == kAlphaMask;
+  return all == kOpaqueBlack;
 }
 
 uint64_t HashRow(const uint32_t* pixels, size_t count, uint64_t hash) {

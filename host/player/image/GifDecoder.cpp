@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 
+#include "host/base/Pixels.h"
 #include "host/player/image/PictureDecoder.h"
 
 namespace plexion_host::player {
@@ -9,7 +10,6 @@ namespace plexion_host::player {
 namespace {
 
 constexpr uint64_t kHundredthUs = 10000;
-constexpr uint32_t kOpaqueBlack = 0xFF000000;
 
 /// Reads bytes in order; past the end there are zeros, and Failed says so.
 class ByteReader {

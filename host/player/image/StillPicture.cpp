@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/base/Pixels.h"
 #include "host/player/image/JpegDecoder.h"
 
 namespace plexion_host::player {
@@ -13,16 +14,6 @@ namespace plexion_host::player {
 namespace {
 
 constexpr uint32_t kLargestSide = 16384;
-
-uint32_t Premultiplied(uint32_t pixel) {
-  const uint32_t alpha = pixel >> 24;
-  if (alpha == 255) return pixel;
-  uint32_t multiplied = alpha << 24;
-  for (unsigned shift = 0; shift < 24; shift += 8) {
-    multiplied |= ((pixel >> shift & 255) * alpha + 127) / 255 << shift;
-  }
-  return multiplied;
-}
 
 std::unique_ptr<PictureDecoder> Open(const PictureSource& source, std::string& reason) {
   if (IsJpeg(source.bytes, source.size)) return OpenJpeg(source, reason);
@@ -103,10 +94,7 @@ bool DecodeStillPicture(const uint8_t* bytes, size_t size, const StillLimits& li
     return false;
   }
   picture.incomplete = decoded == Decoded::kPart;
-  uint32_t* pixel = picture.pixels.As<uint32_t>();
-  for (size_t left = size_t{picture.width} * picture.height; left > 0; --left, ++pixel) {
-    *pixel = Premultiplied(*pixel);
-  }
+  PremultiplyRow(picture.pixels.As<uint32_t>(), size_t{picture.width} * picture.height);
   return true;
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "host/base/Pixels.h"
 #include "host/player/LeavableTask.h"
 #include "host/player/image/PictureDecoder.h"
 #include "host/player/image/PictureSize.h"
@@ -107,16 +108,6 @@ void Draw(Drawing& drawing) {
   g_object_unref(handle);
 }
 
-uint32_t Unmultiply(uint32_t pixel) {
-  const uint32_t alpha = pixel >> 24;
-  if (alpha == 255 || alpha == 0) return pixel;
-  uint32_t whole = alpha << 24;
-  for (const int shift : {16, 8, 0}) {
-    whole |= std::min(((pixel >> shift & 0xFF) * 255 + alpha / 2) / alpha, 255u) << shift;
-  }
-  return whole;
-}
-
 class SvgDecoder final : public PictureDecoder {
  public:
   explicit SvgDecoder(std::shared_ptr<Drawing> drawing) : drawing_(std::move(drawing)) {
@@ -126,7 +117,7 @@ class SvgDecoder final : public PictureDecoder {
   }
 
   Decoded Decode(size_t, uint32_t* pixels) override {
-    std::transform(drawing_->pixels.begin(), drawing_->pixels.end(), pixels, Unmultiply);
+    std::transform(drawing_->pixels.begin(), drawing_->pixels.end(), pixels, Unpremultiplied);
     return Decoded::kAll;
   }
 

@@ -8,6 +8,7 @@
 #include <new>
 #include <optional>
 
+#include "host/base/Pixels.h"
 #include "host/player/StageFit.h"
 #include "host/player/lottie/document/AssetFolder.h"
 #include "host/player/lottie/document/MovieFile.h"
@@ -222,7 +223,9 @@ class LottieEngine final : public Engine {
         }
       }
       whole = painter_.Paint(list_, below, list_.size(), plane, rect, stopped);
-      if (under) LayBackground(plane, rect, target.bgAlpha);
+      for (int y = rect.top; under && y < rect.bottom; ++y) {
+        LayBlackBelow(plane.Row(y) + rect.left, size_t(rect.Width()), target.bgAlpha);
+      }
     }
     const IntRect dirty = damage_.All().Cut(plane.Bounds());
     result.drawn = true;
@@ -231,19 +234,6 @@ class LottieEngine final : public Engine {
     listShown_ = true;
     damage_.Clear();
     drawn_ = whole;
-  }
-
-  /// Black has no colour to add: only the alpha that shows through the content changes.
-  static void LayBackground(const movie::Surface& plane, const IntRect& rect, uint8_t bgAlpha) {
-    if (bgAlpha == 0) return;
-    for (int y = rect.top; y < rect.bottom; ++y) {
-      uint32_t* row = plane.Row(y);
-      for (int x = rect.left; x < rect.right; ++x) {
-        const uint32_t alpha = row[x] >> 24;
-        const uint32_t through = ((255 - alpha) * bgAlpha + 127) / 255;
-        row[x] = (row[x] & 0x00FFFFFFu) | ((alpha + through) << 24);
-      }
-    }
   }
 
   EngineHost& host_;

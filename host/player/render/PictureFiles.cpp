@@ -11,33 +11,11 @@
 
 #include <algorithm>
 
+#include "host/base/Pixels.h"
+
 namespace plexion_host::player {
 
 namespace {
-
-constexpr uint32_t kOpaque = 0xFF000000;
-
-uint32_t Unmultiplied(uint32_t pixel) {
-  const uint32_t alpha = pixel >> 24;
-  if (alpha == 255) return pixel;
-  if (alpha == 0) return 0;
-  uint32_t result = alpha << 24;
-  for (const int shift : {16, 8, 0}) {
-    const uint32_t value = ((pixel >> shift & 0xFF) * 255 + alpha / 2) / alpha;
-    result |= std::min(value, 255u) << shift;
-  }
-  return result;
-}
-
-uint32_t Over(uint32_t pixel, uint32_t background) {
-  const uint32_t left = 255 - (pixel >> 24);
-  uint32_t result = kOpaque;
-  for (const int shift : {16, 8, 0}) {
-    const uint32_t below = ((background >> shift & 0xFF) * left + 127) / 255;
-    result |= std::min((pixel >> shift & 0xFF) + below, 255u) << shift;
-  }
-  return result;
-}
 
 std::string Reason(const std::string& path) {
   return "cannot write '" + path + "': " + strerror(errno);
@@ -80,7 +58,7 @@ class WholeFile {
 
 void PreparePixels(std::vector<uint32_t>& pixels, bool hasBackground, uint32_t background) {
   for (uint32_t& pixel : pixels) {
-    pixel = hasBackground ? Over(pixel, background) : Unmultiplied(pixel);
+    pixel = hasBackground ? OverOpaque(pixel, background) : Unpremultiplied(pixel);
   }
 }
 

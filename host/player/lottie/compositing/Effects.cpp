@@ -17,22 +17,18 @@ using Bytes = std::array<uint8_t, 256>;
 float Unit(float v) { return v > 0 ? std::min(v, 1.0f) : 0; }
 uint8_t Byte(float unit) { return static_cast<uint8_t>(std::lrint(Unit(unit) * 255)); }
 
-/// A pixel taken apart, not premultiplied.
+/// A straight pixel, taken apart.
 struct Parts {
   uint32_t red, green, blue, alpha;
 };
 
 Parts PartsOf(uint32_t pixel) {
-  const uint32_t alpha = pixel >> 24;
-  const auto whole = [alpha](uint32_t part) {
-    return std::min((part * 255 + alpha / 2) / alpha, 255u);
-  };
-  return {whole(pixel >> 16 & 255), whole(pixel >> 8 & 255), whole(pixel & 255), alpha};
+  const uint32_t straight = Unpremultiplied(pixel);
+  return {straight >> 16 & 255, straight >> 8 & 255, straight & 255, straight >> 24};
 }
 
 uint32_t PixelOf(const Parts& parts) {
-  return parts.alpha << 24 | TimesByte(parts.red, parts.alpha) << 16 |
-         TimesByte(parts.green, parts.alpha) << 8 | TimesByte(parts.blue, parts.alpha);
+  return Premultiplied(parts.alpha << 24 | parts.red << 16 | parts.green << 8 | parts.blue);
 }
 
 /// Calls `change(pixel)` for all that is not transparent.

@@ -3,6 +3,8 @@
 
 #include <stdint.h>
 
+#include "host/base/Pixels.h"
+
 /// Loops over a row of pixels, in the widest vectors that the processor has. `n` may be 0.
 /// Products of two bytes are rounded to the nearest of 255.
 
@@ -25,17 +27,6 @@ void BlendPixels(uint32_t* target, const uint32_t* source, uint8_t cover, int n)
 void BlendPixels(uint32_t* target, const uint32_t* source, const uint8_t* cover, int n);
 /// The target times the cover.
 void ScaleRow(uint32_t* target, const uint8_t* cover, int n);
-
-/// a * b / 255, rounded.
-inline uint32_t TimesByte(uint32_t a, uint32_t b) {
-  const uint32_t t = a * b + 128;
-  return (t + (t >> 8)) >> 8;
-}
-/// Each byte of `pixel` times `b` / 255.
-inline uint32_t PixelTimes(uint32_t pixel, uint32_t b) {
-  return TimesByte(pixel >> 24, b) << 24 | TimesByte(pixel >> 16 & 255, b) << 16 |
-         TimesByte(pixel >> 8 & 255, b) << 8 | TimesByte(pixel & 255, b);
-}
 
 }  // namespace plexion_host::movie
 

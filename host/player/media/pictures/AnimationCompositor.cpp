@@ -6,22 +6,20 @@
 
 #include <algorithm>
 
+#include "host/base/Pixels.h"
+
 namespace plexion_host::player {
 
 using qx::plexion::Rect;
 
 namespace {
 
-constexpr uint32_t kOpaque = 0xFF000000;
-
-uint32_t Share(uint32_t value, uint32_t part) { return (value * part + 127) / 255; }
-
-/// `top` over `below`, neither multiplied by its alpha.
+/// `top` over `below`, both straight.
 uint32_t Over(uint32_t top, uint32_t below) {
   const uint32_t topAlpha = top >> 24;
   if (topAlpha == 255) return top;
   if (topAlpha == 0) return below;
-  const uint32_t shining = Share(below >> 24, 255 - topAlpha);
+  const uint32_t shining = TimesByte(below >> 24, 255 - topAlpha);
   const uint32_t alpha = topAlpha + shining;
   uint32_t mixed = alpha << 24;
   for (const int shift : {16, 8, 0}) {
@@ -105,9 +103,9 @@ bool AnimationCompositor::IsWhole(size_t frame) const {
 /// Whether no pixel is or ever becomes transparent.
 bool AnimationCompositor::StaysOpaque() {
   const uint32_t* pixels = canvas_.As<uint32_t>();
-  uint32_t all = kOpaque;
+  uint32_t all = kOpaqueBlack;
   for (size_t i = 0; i < canvas_.Size() / sizeof(uint32_t); ++i) all &= pixels[i];
-  if (all != kOpaque) return false;
+  if (all != kOpaqueBlack) return false;
   for (size_t i = 0; i < facts_.frames.size(); ++i) {
     const PictureFrame& frame = facts_.frames[i];
     if (frame.after == PictureFrame::After::kClear) return false;
