@@ -36,10 +36,10 @@ Timeline::Time Timeline::DeadlineOf(uint64_t position) const {
   return origin_ + static_cast<Time>(offset);
 }
 
-bool Timeline::EndsAt(uint64_t position) const { return position >= EndPosition(); }
-
 uint64_t Timeline::EndPosition() const {
-  return frames_ == 0 || loops_ == 0 ? UINT64_MAX : frames_ * loops_;
+  // More passes than can be counted are passes without end.
+  const bool endless = frames_ == 0 || loops_ == 0 || loops_ > UINT64_MAX / frames_;
+  return endless ? UINT64_MAX : frames_ * loops_;
 }
 
 }  // namespace plexion_host::player

@@ -31,9 +31,7 @@ class Timeline {
 
   uint64_t FrameOf(uint64_t position) const { return frames_ == 0 ? position : position % frames_; }
   uint64_t PassOf(uint64_t position) const { return frames_ == 0 ? 0 : position / frames_; }
-  /// True when all passes are over at `position`.
-  bool EndsAt(uint64_t position) const;
-  /// The first position at which EndsAt holds, or UINT64_MAX.
+  /// The first position at which all passes are over; UINT64_MAX: there is none.
   uint64_t EndPosition() const;
 
  private:

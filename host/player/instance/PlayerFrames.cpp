@@ -34,15 +34,15 @@ class LockedPixels {
 
 void PlayerInstance::ShowDueFrame() {
   if (engine_ == nullptr) return;
-  if (timeline_.IsRunning()) {
+  if (pacer_.IsRunning()) {
     AdvanceWithClock();
   } else if (advanceWanted_) {
-    AdvanceTo(position_);
+    AdvanceTo(pacer_.Position());
   }
   if (finished_) return;
   DrawFrame();
   StartPlayingWhenPossible();
-  if (timeline_.IsRunning() && timeline_.EndsAt(position_)) {
+  if (pacer_.HasFinished()) {
     Finish(qx::plexion::kStatusComplete, std::string());
     return;
   }
@@ -50,35 +50,25 @@ void PlayerInstance::ShowDueFrame() {
 }
 
 void PlayerInstance::AdvanceWithClock() {
-  const uint64_t end = timeline_.EndPosition();
-  uint64_t due = settings_.noSpeedLimit ? std::min(std::max(position_ + 1, nextPosition_), end)
-                                        : std::min(timeline_.PositionAt(clock_.Now()), end);
-  if (due == kNoFrame) due = position_;
-  if (due > nextPosition_) {
-    statistics_.FramesSkipped(std::min(due, end - 1) - nextPosition_);
-  }
+  const uint64_t end = pacer_.EndPosition();
+  const uint64_t due = pacer_.DueAt(clock_.Now());
+  const uint64_t skipped = pacer_.SkippedBefore(due);
+  if (skipped > 0) statistics_.FramesSkipped(skipped);
   if (due < end) {
-    if (due >= nextPosition_ || advanceWanted_) AdvanceTo(due);
+    if (pacer_.IsNew(due) || advanceWanted_) AdvanceTo(due);
     return;
   }
   // Over. The last frame is shown in any case, however late.
-  if (nextPosition_ < end) {
+  if (pacer_.IsNew(end - 1)) {
     AdvanceTo(end - 1);
     DrawFrame();
   }
-  position_ = end;
+  pacer_.Finish();
 }
 
 void PlayerInstance::AdvanceTo(uint64_t position) {
   advanceWanted_ = false;
-  position_ = position;
-  FrameStep step;
-  step.frame = timeline_.FrameOf(position);
-  step.pass = timeline_.PassOf(position);
-  step.position = position;
-  step.playing = timeline_.IsRunning();
-  const StepResult result = engine_->Advance(step);
-  nextPosition_ = std::max(result.nextPosition, position + 1);
+  const StepResult result = pacer_.Step(*engine_, position);
   pictureChanged_ = pictureChanged_ || result.changed;
   if (!result.changed) statistics_.FrameUnchanged();
 }
@@ -121,8 +111,7 @@ void PlayerInstance::DrawFrame() {
     return;
   }
   const Time ended = clock_.Now();
-  const bool late = !settings_.noSpeedLimit && timeline_.DeadlineOf(nextPosition_) < ended;
-  statistics_.FrameDrawn(began, ended, late);
+  statistics_.FrameDrawn(began, ended, pacer_.IsLate(ended));
   qx::plexion::StageWindowStatusData data = {};
   data.rect = &result.dirty;
   notifier_->OnMorvelInstanceNotification(qx::plexion::kInfoRenderPlaneUpdated, &data);
@@ -153,7 +142,7 @@ void PlayerInstance::StartPlayingWhenPossible() {
   SetStatusAndAnnounce(qx::plexion::kStatusPlaying);
   engine_->SetPlaying(true);
   const Time now = clock_.Now();
-  timeline_.Start(now);
+  pacer_.Start(now);
   statistics_.StartSample(now);
   if ((settings_.traceFlags & qx::plexion::kTraceFrameRate) != 0) {
     nextSample_ = now + SamplePeriod();
@@ -161,7 +150,7 @@ void PlayerInstance::StartPlayingWhenPossible() {
 }
 
 void PlayerInstance::StopPlaying() {
-  timeline_.Stop(clock_.Now());
+  pacer_.Stop(clock_.Now());
   nextSample_ = IQXKernel::kInfinite;
   engine_->SetPlaying(false);
   SetStatusAndAnnounce(qx::plexion::kStatusPaused);
@@ -183,10 +172,8 @@ void PlayerInstance::TraceFrameRate() {
 }
 
 PlayerInstance::Time PlayerInstance::NextDeadline() {
-  if (engine_ == nullptr || !timeline_.IsRunning()) return IQXKernel::kInfinite;
-  const uint64_t next = std::min(nextPosition_, timeline_.EndPosition());
-  if (settings_.noSpeedLimit && next != kNoFrame && facts_.framesPerSecond > 0) return 0;
-  return std::min(timeline_.DeadlineOf(next), nextSample_);
+  if (engine_ == nullptr || !pacer_.IsRunning()) return IQXKernel::kInfinite;
+  return std::min(pacer_.NextDeadline(), nextSample_);
 }
 
 }  // namespace plexion_host::player

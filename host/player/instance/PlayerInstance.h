@@ -11,8 +11,8 @@
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
 #include "host/player/Engine.h"
+#include "host/player/EnginePacer.h"
 #include "host/player/PlayerSettings.h"
-#include "host/player/Timeline.h"
 #include "host/player/engines/EngineSource.h"
 #include "host/player/instance/PlayStatistics.h"
 #include "host/player/instance/PlayerClock.h"
@@ -173,14 +173,12 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   std::unique_ptr<Engine> engine_;
   ContentAddress content_;
   ContentFacts facts_;
-  Timeline timeline_;
+  EnginePacer pacer_;
   PlayStatistics statistics_;
   bool finished_ = false;       // a terminal status was announced
   bool playWanted_ = false;     // Play came, the clock waits for a render plane
   bool advanceWanted_ = false;  // an input or RequestFrame came
   bool pictureChanged_ = false;
-  uint64_t position_ = 0;
-  uint64_t nextPosition_ = 0;
   Time nextSample_ = IQXKernel::kInfinite;
   bool overThreshold_ = false;  // of graphics memory
   unsigned reportedPercent_ = 0;

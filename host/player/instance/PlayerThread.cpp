@@ -80,11 +80,11 @@ void PlayerInstance::Execute(Command& command) {
       RunLoad();
       break;
     case Command::kPlay:
-      playWanted_ = !timeline_.IsRunning();
+      playWanted_ = !pacer_.IsRunning();
       break;
     case Command::kPause:
       playWanted_ = false;
-      if (timeline_.IsRunning()) StopPlaying();
+      if (pacer_.IsRunning()) StopPlaying();
       break;
     case Command::kInput:
       if (engine_ == nullptr) break;
@@ -141,7 +141,7 @@ void PlayerInstance::RunLoad() {
   }
   statistics_.LoadEnds(clock_.Now());
   ReportProgress(100);
-  timeline_ = Timeline(facts_.framesPerSecond, facts_.frameCount, settings_.loops, settings_.speed);
+  pacer_ = EnginePacer(facts_, settings_);
   {
     const MutexLock lock(mutex_);
     authoredDims_ = facts_.stageDims;
@@ -208,7 +208,7 @@ void PlayerInstance::Finish(StageWindowStatus status, const std::string& message
   if (finished_) return;
   finished_ = true;
   playWanted_ = false;
-  timeline_.Stop(clock_.Now());
+  pacer_.Stop(clock_.Now());
   // The content's memory is back at the watchdog before anybody hears of the end.
   engine_.reset();
   if (settings_.instrument) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "host/player/EnginePacer.h"
 #include "host/player/Timeline.h"
 
 namespace plexion_host::player {
@@ -40,14 +41,15 @@ TEST(TimelineTest, CountsPassesAndKnowsTheEnd) {
   const Timeline thrice(10, 4, 3, 1);
   EXPECT_EQ(3u, thrice.FrameOf(7));
   EXPECT_EQ(1u, thrice.PassOf(7));
-  EXPECT_FALSE(thrice.EndsAt(11));
-  EXPECT_TRUE(thrice.EndsAt(12));
+  EXPECT_EQ(12u, thrice.EndPosition());
 
   const Timeline endless(10, 4, 0, 1);
-  EXPECT_FALSE(endless.EndsAt(1000000000000));
+  EXPECT_EQ(UINT64_MAX, endless.EndPosition());
+  const Timeline uncountable(10, 4, UINT64_MAX / 2, 1);
+  EXPECT_EQ(UINT64_MAX, uncountable.EndPosition());
   const Timeline unbounded(10, 0, 1, 1);
   EXPECT_EQ(77u, unbounded.FrameOf(77));
-  EXPECT_FALSE(unbounded.EndsAt(1000000000000));
+  EXPECT_EQ(UINT64_MAX, unbounded.EndPosition());
 }
 
 TEST(TimelineTest, HasNoDeadlinesWithoutAPace) {
@@ -55,6 +57,88 @@ TEST(TimelineTest, HasNoDeadlinesWithoutAPace) {
   timeline.Start(0);
   EXPECT_EQ(IQXKernel::kInfinite, timeline.DeadlineOf(1));
   EXPECT_EQ(0u, timeline.PositionAt(kSecond));
+}
+
+/// Says what comes next, and keeps what it was asked.
+class StepEngine final : public Engine {
+ public:
+  bool Load(const ContentAddress&, ContentFacts&, EngineError&) override { return true; }
+  StepResult Advance(const FrameStep& step) override {
+    steps.push_back(step);
+    StepResult result;
+    result.nextPosition = next;
+    return result;
+  }
+  DrawResult Draw(const DrawTarget&) override { return {}; }
+
+  uint64_t next = 0;
+  std::vector<FrameStep> steps;
+};
+
+EnginePacer PacerOf(double framesPerSecond, uint64_t frames, uint64_t loops, bool noSpeedLimit) {
+  ContentFacts facts;
+  facts.framesPerSecond = framesPerSecond;
+  facts.frameCount = frames;
+  PlayerSettings settings;
+  settings.loops = loops;
+  settings.noSpeedLimit = noSpeedLimit;
+  return EnginePacer(facts, settings);
+}
+
+TEST(EnginePacerTest, LeavesOutWhatIsLateAndCountsIt) {
+  StepEngine engine;
+  EnginePacer pacer = PacerOf(10, 4, 2, false);
+  pacer.Step(engine, 0);
+  EXPECT_EQ(IQXKernel::kInfinite, pacer.NextDeadline()) << "not started";
+  pacer.Start(kSecond);
+  EXPECT_EQ(kSecond + kSecond / 10, pacer.NextDeadline());
+  EXPECT_FALSE(pacer.IsNew(pacer.DueAt(kSecond + kSecond / 20)));
+
+  const uint64_t due = pacer.DueAt(kSecond + kSecond / 2);
+  EXPECT_EQ(5u, due);
+  EXPECT_EQ(4u, pacer.SkippedBefore(due)) << "1 to 4";
+  pacer.Step(engine, due);
+  EXPECT_EQ(1u, engine.steps.back().frame);
+  EXPECT_EQ(1u, engine.steps.back().pass);
+  EXPECT_FALSE(pacer.IsLate(kSecond + kSecond / 2));
+  EXPECT_TRUE(pacer.IsLate(kSecond + kSecond));
+
+  EXPECT_EQ(pacer.EndPosition(), pacer.DueAt(100 * kSecond));
+  EXPECT_EQ(1u, pacer.SkippedBefore(8)) << "6; the last frame is shown in any case";
+  pacer.Finish();
+  EXPECT_EQ(IQXKernel::kInfinite, pacer.NextDeadline());
+  EXPECT_EQ(5u, pacer.DueAt(200 * kSecond)) << "what stays is the last frame shown";
+}
+
+TEST(EnginePacerTest, WhatStandsStillIsNotAskedAndEndsInTime) {
+  StepEngine engine;
+  EnginePacer pacer = PacerOf(10, 4, 1, false);
+  engine.next = kNoFrame;
+  pacer.Step(engine, 0);
+  pacer.Start(0);
+  EXPECT_FALSE(pacer.IsNew(pacer.DueAt(kSecond / 4)));
+  EXPECT_EQ(4 * kSecond / 10, pacer.NextDeadline());
+}
+
+TEST(EnginePacerTest, WithoutALimitEachFrameIsDueAtOnce) {
+  StepEngine engine;
+  EnginePacer pacer = PacerOf(10, 3, 1, true);
+  pacer.Step(engine, 0);
+  pacer.Start(0);
+  for (const uint64_t position : {1u, 2u}) {
+    EXPECT_EQ(0, pacer.NextDeadline());
+    EXPECT_EQ(position, pacer.DueAt(0));
+    pacer.Step(engine, position);
+  }
+  EXPECT_EQ(pacer.EndPosition(), pacer.DueAt(0));
+  EXPECT_FALSE(pacer.IsLate(1000 * kSecond));
+
+  EnginePacer still = PacerOf(10, 0, 1, true);
+  engine.next = kNoFrame;
+  still.Step(engine, 0);
+  still.Start(0);
+  EXPECT_EQ(0u, still.DueAt(0)) << "nothing to come, and no end to hurry to";
+  EXPECT_EQ(IQXKernel::kInfinite, still.NextDeadline());
 }
 
 }  // namespace

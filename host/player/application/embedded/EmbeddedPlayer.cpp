@@ -60,6 +60,8 @@ void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, 
   settings_.loopsGiven = true;
   settings_.speed = speed;
   ForgetFit(settings_);
+  // Its time is the application's, which has no end to hurry to.
+  settings_.noSpeedLimit = false;
   try {
     loader_ = NamedThread("PlexionLoad", [this, name] { Load(name); });
   } catch (const std::system_error&) {
@@ -124,8 +126,7 @@ EmbeddedPlayer::State EmbeddedPlayer::TakeLoaded() {
   PLEXION_CHECK(!loader_.IsJoinable(), "the engine is the loading thread's while that runs");
   state_ = engine_ == nullptr ? State::kFailed : State::kReady;
   if (engine_ != nullptr) {
-    timeline_ =
-        Timeline(facts_.framesPerSecond, facts_.frameCount, settings_.loops, settings_.speed);
+    pacer_ = EnginePacer(facts_, settings_);
     engine_->SetVolume(volume_);
   }
   return state_;
@@ -144,40 +145,30 @@ void EmbeddedPlayer::SetVolume(double volume) {
 
 bool EmbeddedPlayer::Advance(double seconds, bool playing) {
   if (state_ != State::kReady) return false;
-  const auto now = static_cast<Timeline::Time>(llround(seconds * kNanoseconds));
+  const auto now = static_cast<EnginePacer::Time>(llround(seconds * kNanoseconds));
   if (playing != playing_) {
     playing_ = playing;
     engine_->SetPlaying(playing);
-    playing ? timeline_.Start(now) : timeline_.Stop(now);
+    playing ? pacer_.Start(now) : pacer_.Stop(now);
   }
   const bool requested = frameRequested_.exchange(false);
   if (completeRequested_.exchange(false)) ended_ = true;
-  uint64_t due = position_;
-  if (facts_.framesPerSecond > 0 && !ended_ && timeline_.IsRunning()) {
-    due = std::max(timeline_.PositionAt(now), position_);
-    if (due >= timeline_.EndPosition()) {
-      due = timeline_.EndPosition() - 1;
-      ended_ = true;
-    }
+  uint64_t due = ended_ ? pacer_.Position() : pacer_.DueAt(now);
+  if (due == pacer_.EndPosition()) {
+    --due;
+    ended_ = true;
   }
   // Nothing to be seen before then, so the engine is not even asked.
-  if (due < nextPosition_ && !requested) return false;
-  FrameStep step;
-  step.frame = timeline_.FrameOf(due);
-  step.pass = timeline_.PassOf(due);
-  step.position = position_ = due;
-  step.playing = playing;
-  const StepResult result = engine_->Advance(step);
-  nextPosition_ = ended_ ? kNoFrame : std::max(result.nextPosition, due + 1);
+  if (!pacer_.IsNew(due) && !requested) return false;
+  const StepResult result = pacer_.Step(*engine_, due);
+  if (ended_) pacer_.Finish();
   changed_ = changed_ || result.changed;
   return result.changed;
 }
 
 double EmbeddedPlayer::NextMoment() const {
-  if (state_ != State::kReady || ended_ || !timeline_.IsRunning()) return kNever;
-  // What stands still comes to its end all the same.
-  const uint64_t next = std::min(nextPosition_, timeline_.EndPosition());
-  const Timeline::Time deadline = timeline_.DeadlineOf(next);
+  if (state_ != State::kReady || ended_) return kNever;
+  const EnginePacer::Time deadline = pacer_.NextDeadline();
   return deadline == IQXKernel::kInfinite ? kNever : static_cast<double>(deadline) / kNanoseconds;
 }
 

@@ -11,7 +11,7 @@
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
 #include "host/player/Engine.h"
-#include "host/player/Timeline.h"
+#include "host/player/EnginePacer.h"
 #include "host/player/WatchedMemory.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/paint/Painter.h"
@@ -88,7 +88,7 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   ContentFacts facts_;
   std::unique_ptr<Engine> engine_;
 
-  Timeline timeline_;
+  EnginePacer pacer_;
   WatchedBuffer pixels_;
   qx::plexion::Dims pixelDims_ = {0, 0};
   double volume_ = 1;
@@ -96,8 +96,6 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   bool playing_ = false;
   bool ended_ = false;
   bool endTaken_ = false;
-  uint64_t position_ = 0;
-  uint64_t nextPosition_ = 0;
 
   std::atomic<bool> cancelled_{false};
   std::atomic<bool> frameRequested_{false};

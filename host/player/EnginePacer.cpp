@@ -1,0 +1,61 @@
+// Which frame of an engine is due, by its timeline and by what the engine says of the next one.
+
+#include "host/player/EnginePacer.h"
+
+#include <algorithm>
+
+#include "host/base/Check.h"
+
+namespace plexion_host::player {
+
+EnginePacer::EnginePacer(const ContentFacts& facts, const PlayerSettings& settings)
+    : timeline_(facts.framesPerSecond, facts.frameCount, settings.loops, settings.speed),
+      clocked_(facts.framesPerSecond > 0),
+      noSpeedLimit_(settings.noSpeedLimit) {}
+
+uint64_t EnginePacer::DueAt(Time now) const {
+  if (!clocked_ || finished_ || !IsRunning()) return position_;
+  const uint64_t wanted = noSpeedLimit_ ? std::max(position_ + 1, nextPosition_)
+                                        : std::max(position_, timeline_.PositionAt(now));
+  const uint64_t due = std::min(wanted, EndPosition());
+  // With nothing to come and no end there is no later position to go to.
+  return due == kNoFrame ? position_ : due;
+}
+
+uint64_t EnginePacer::SkippedBefore(uint64_t position) const {
+  if (position <= nextPosition_) return 0;
+  return std::min(position, EndPosition() - 1) - nextPosition_;
+}
+
+StepResult EnginePacer::Step(Engine& engine, uint64_t position) {
+  PLEXION_CHECK(position >= position_, "time does not go back");
+  PLEXION_CHECK(position < EndPosition(), "there is a frame at the position");
+  FrameStep step;
+  step.frame = timeline_.FrameOf(position);
+  step.pass = timeline_.PassOf(position);
+  step.position = position_ = position;
+  step.playing = IsRunning();
+  const StepResult result = engine.Advance(step);
+  // An engine that names a position that is over would be asked for it without end.
+  nextPosition_ = finished_ ? kNoFrame : std::max(result.nextPosition, position + 1);
+  return result;
+}
+
+void EnginePacer::Finish() {
+  finished_ = true;
+  nextPosition_ = kNoFrame;
+}
+
+EnginePacer::Time EnginePacer::NextDeadline() const {
+  if (finished_ || !IsRunning()) return IQXKernel::kInfinite;
+  // What stands still comes to its end all the same.
+  const uint64_t next = std::min(nextPosition_, EndPosition());
+  if (noSpeedLimit_ && clocked_ && next != kNoFrame) return 0;
+  return timeline_.DeadlineOf(next);
+}
+
+bool EnginePacer::IsLate(Time now) const {
+  return !noSpeedLimit_ && timeline_.DeadlineOf(nextPosition_) < now;
+}
+
+}  // namespace plexion_host::player
