@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/base/Pixels.h"
+
 namespace plexion_host::player {
 
 using qx::plexion::Dims;
@@ -29,34 +31,15 @@ GstVideoFrame FrameOver(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims,
   return frame;
 }
 
-uint32_t* RowOf(uint32_t* pixels, uint32_t pitchBytes, uint32_t y) {
-  return reinterpret_cast<uint32_t*>(reinterpret_cast<uint8_t*>(pixels) + size_t{pitchBytes} * y);
-}
-
-uint32_t Scaled(uint32_t value, uint32_t alpha) { return (value * alpha + 127) / 255; }
-
 void Premultiply(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims) {
   for (uint32_t y = 0; y < dims.height; ++y) {
-    uint32_t* row = RowOf(pixels, pitchBytes, y);
-    for (uint32_t x = 0; x < dims.width; ++x) {
-      const uint32_t pixel = row[x];
-      const uint32_t alpha = pixel >> 24;
-      if (alpha == 255) continue;
-      row[x] = alpha << 24 | Scaled(pixel >> 16 & 0xFF, alpha) << 16 |
-               Scaled(pixel >> 8 & 0xFF, alpha) << 8 | Scaled(pixel & 0xFF, alpha);
-    }
+    PremultiplyRow(RowAt(pixels, pitchBytes, y), dims.width);
   }
 }
 
-/// Black has no colour to add: only the alpha that shows through the picture changes.
 void LayBackground(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims, uint8_t bgAlpha) {
-  if (bgAlpha == 0) return;
   for (uint32_t y = 0; y < dims.height; ++y) {
-    uint32_t* row = RowOf(pixels, pitchBytes, y);
-    for (uint32_t x = 0; x < dims.width; ++x) {
-      const uint32_t alpha = row[x] >> 24;
-      row[x] = (row[x] & 0x00FFFFFFu) | (alpha + Scaled(255 - alpha, bgAlpha)) << 24;
-    }
+    LayBlackBelow(RowAt(pixels, pitchBytes, y), dims.width, bgAlpha);
   }
 }
 
@@ -64,7 +47,7 @@ void LayBackground(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims, uint
 void FillAround(const DrawTarget& target, const Rect& inside) {
   const uint32_t background = static_cast<uint32_t>(target.bgAlpha) << 24;
   for (uint32_t y = 0; y < target.dims.height; ++y) {
-    uint32_t* row = RowOf(target.pixels, target.pitchBytes, y);
+    uint32_t* row = RowAt(target.pixels, target.pitchBytes, y);
     if (y < inside.y || y >= inside.y + inside.height) {
       std::fill(row, row + target.dims.width, background);
       continue;
@@ -164,8 +147,8 @@ void FramePainter::CopySeen(const FrameCut& cut, uint32_t* pixels, uint32_t pitc
   if (cut.IsWhole()) return;
   const uint32_t pitch = cut.scaled.width * static_cast<uint32_t>(sizeof(uint32_t));
   for (uint32_t y = 0; y < cut.seen.height; ++y) {
-    const uint32_t* const row = RowOf(scaled_.As<uint32_t>(), pitch, cut.skip.y + y) + cut.skip.x;
-    std::copy(row, row + cut.seen.width, RowOf(pixels, pitchBytes, y));
+    const uint32_t* const row = RowAt(scaled_.As<uint32_t>(), pitch, cut.skip.y + y) + cut.skip.x;
+    std::copy(row, row + cut.seen.width, RowAt(pixels, pitchBytes, y));
   }
 }
 
@@ -225,7 +208,7 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
   const FrameCut cut = FrameCut::Of({static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&source)),
                                      static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&source))},
                                     place, seen);
-  uint32_t* const pixels = RowOf(target.pixels, target.pitchBytes, seen.y) + seen.x;
+  uint32_t* const pixels = RowAt(target.pixels, target.pitchBytes, seen.y) + seen.x;
   const bool painted = Paint(source, cut, target, pixels, result);
   gst_video_frame_unmap(&source);
   if (!painted) {

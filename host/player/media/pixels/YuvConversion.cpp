@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "host/base/Pixels.h"
 #include "host/player/media/pixels/YuvRows.h"
 
 namespace plexion_host::player {
@@ -113,8 +114,7 @@ bool YuvConversion::Paint(const GstVideoFrame& source, const FrameCut& cut, uint
     return false;
   }
   for (uint32_t y = 0; y < dims.height; ++y) {
-    auto* const out =
-        reinterpret_cast<uint32_t*>(reinterpret_cast<uint8_t*>(pixels) + size_t{pitchBytes} * y);
+    auto* const out = RowAt(pixels, pitchBytes, y);
     const uint8_t* u = planes.Row(1, y);
     const uint8_t* v = nullptr;
     if (interleaved) {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/base/Pixels.h"
+
 namespace plexion_host::player {
 
 using qx::plexion::Rect;
@@ -26,9 +28,8 @@ void Fill(const DrawTarget& target, const Rect& area, uint32_t colour) {
   const uint32_t right = std::min(area.x + area.width, target.dims.width);
   const uint32_t bottom = std::min(area.y + area.height, target.dims.height);
   for (uint32_t y = area.y; y < bottom; ++y) {
-    uint32_t* row = reinterpret_cast<uint32_t*>(reinterpret_cast<uint8_t*>(target.pixels) +
-                                                size_t{target.pitchBytes} * y);
-    if (area.x < right) std::fill(row + area.x, row + right, 0xFF000000u | colour);
+    uint32_t* row = RowAt(target.pixels, target.pitchBytes, y);
+    if (area.x < right) std::fill(row + area.x, row + right, kOpaqueBlack | colour);
   }
 }
 
