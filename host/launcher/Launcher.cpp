@@ -12,9 +12,11 @@
 #include "host/base/Check.h"
 #include "host/base/ModuleHandle.h"
 #include "host/base/NamedThread.h"
+#include "host/base/Text.h"
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
 #include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
 #include "host/launcher/process/TempFolder.h"
 #include "host/launcher/programme/ProgrammeCommand.h"
@@ -105,7 +107,15 @@ class Launcher {
   }
 
   int ShowHelp() {
-    kernel_.GetConsole().Print(LauncherHelp());
+    const std::string& topic = line_.helpTopic;
+    const std::string page = HelpPage(topic);
+    if (page.empty()) {
+      FailUsage("--help: '" + topic + "' is no topic; expected all or one of " +
+                Join(HelpTopics()));
+      return kExitUsage;
+    }
+    kernel_.GetConsole().Print(page);
+    if (topic != "all") return kExitCompleted;
     kernel_.AddBuiltIn("IHostWindows", &windows_);
     const auto service = Acquire<qx::plexion::IPlexionSets>("IPlexion");
     if (!service) return kExitCompleted;
@@ -422,6 +432,8 @@ bool Launcher::Fail(ExitCode code, const std::string& reason) {
 }
 
 bool Launcher::FailUsage(const std::string& reason) {
+  // First and last: what is above the usage has often left the screen, what is below a script's log.
+  session_.Error(reason);
   kernel_.GetConsole().Print(ShortUsage());
   return Fail(kExitUsage, reason);
 }
@@ -441,6 +453,7 @@ int RunLauncher(const std::vector<std::string>& arguments) {
   if (line.kind == CommandLine::Kind::kVersion || line.kind == CommandLine::Kind::kWrong) {
     Console console;
     const bool wrong = line.kind == CommandLine::Kind::kWrong;
+    if (wrong) console.PrintError("plexion: " + line.error + "\n");
     console.Print(wrong ? ShortUsage() : "Plexion " PLEXION_VERSION "\n");
     if (wrong) console.PrintError("plexion: " + line.error + "\n");
     return wrong ? kExitUsage : kExitCompleted;

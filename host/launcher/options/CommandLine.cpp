@@ -13,10 +13,6 @@
 namespace plexion_host {
 namespace {
 
-constexpr char kUsage[] =
-    "usage: plexion [launcher options] [window options] CONTENT [[window options] CONTENT ...]\n"
-    "       plexion render|check CONTENT ...: frames as files, and what they cost\n";
-
 constexpr int64_t kMostMilliseconds = 999999999999;  // 31 years
 
 // One value each. They return an empty text, or what was expected.
@@ -111,7 +107,7 @@ std::string ReadModuleMap(const std::string& pair, std::map<std::string, std::st
 /// What a command line says, as far as the options themselves go.
 struct Reading {
   LauncherOptions options;
-  bool help = false;
+  std::string help;  // the topic
   bool version = false;
   std::string error;  // the first
 };
@@ -123,6 +119,7 @@ class OptionTable {
     app.set_help_flag("");
     LauncherOptions& to = reading.options;
     using Text = const std::string&;
+    topic_ = "display";
     Add("--display", "MODE",
         "auto, window, fullscreen or headless; auto takes a window where there is a display",
         [&to](Text text) { return ReadDisplayMode(text, to.display.mode); });
@@ -132,14 +129,15 @@ class OptionTable {
     AddText("--snapshot", "FILE", "Save the composed screen as PNG", to.snapshotFile);
     Add("--snapshot-at", "MS", "... so long after play begins; otherwise when the content ends",
         [&to](Text text) { return ReadTime(text, 0, to.snapshotAtMs); });
+    topic_ = "playing";
     Add("--exit-after", "MS", "End all content after so long",
         [&to](Text text) { return ReadTime(text, 0, to.exitAfterMs); });
     AddText("--programme", "FILE",
             "Play a programme: a document, a folder or a list of contents, see docs/programme.md",
             to.programme);
-    app.add_flag("--signage", to.signage,
-                 "Play the contents one after the other, each ready before the last one ends");
-    app.add_flag("--loop", to.loop, "With --signage: begin again after the last content");
+    AddFlag("--signage", to.signage,
+            "Play the contents one after the other, each ready before the last one ends");
+    AddFlag("--loop", to.loop, "With --signage: begin again after the last content");
     Add("--load-timeout", "MS",
         "With --signage: leave out what is not ready after so long, and ask for it again later; "
         "else 15000",
@@ -155,24 +153,29 @@ class OptionTable {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     Add("--start-at", "TIME", "Begin to play at HH:MM:SS[.mmm] or a Unix time",
         [&to](Text text) { return ReadStartTime(text, to.startAt); });
+    topic_ = "operator";
     Add("--key-mode", "MODE",
         "direct, simulate-key-up[,DELAY] or auto-repeat[,DELAY,INTERVAL], in milliseconds",
         [&to](Text text) { return ReadKeyMode(text, to.keyMode); });
+    topic_ = "system";
     Add("--memory-limit", "BYTES[K|M]", "Let the content of each window allocate this much at most",
         [&to](Text text) { return ReadMemoryLimit(text, to.memoryLimitBytes); });
+    topic_ = "operator";
     AddText("--shellsocket", "PATH", "Take the operator's commands from a Unix socket, too",
             to.shellSocket);
+    topic_ = "log";
     Add("--log-level", "LEVEL",
         "Log with time and level what happened: error, warning, info or debug, and what is worse",
         [&to](Text text) {
           to.logLevel = ReadLogLevel(text);
           return std::string(to.logLevel ? "" : "error, warning, info or debug");
         });
-    app.add_flag("--log-json", to.logJson, "Log each line as a JSON object");
+    AddFlag("--log-json", to.logJson, "Log each line as a JSON object");
     Add("--frozen-after", "MS",
         "Name a video or movie that plays and whose picture has not changed for so long; else "
         "60000, 0: never",
         [&to](Text text) { return ReadTime(text, 0, to.frozenAfterMs); });
+    topic_ = "system";
     AddText("--datadir", "DIR", "Folder to use in place of /mtd_down/halvex/plexion",
             to.dataDirectory);
     Add("--modulemap", "NAME:FILE", "Load a platform module from this library", [&to](Text text) {
@@ -184,8 +187,11 @@ class OptionTable {
           return std::string();
         })
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_flag("-h,--help", reading.help, "This text");
-    app.add_flag("--version", reading.version, "The version");
+    AddFlag("--version", reading.version, "The version");
+    app.add_option("-h,--help", reading.help, "Help, on one topic or \"all\"")
+        ->type_name("[TOPIC]")
+        ->expected(0, 1)
+        ->group(topic_);
   }
 
  private:
@@ -204,7 +210,7 @@ class OptionTable {
       }
       return true;
     };
-    return app_.add_option(name, each, help)->type_name(value)->expected(1);
+    return app_.add_option(name, each, help)->type_name(value)->expected(1)->group(topic_);
   }
   void AddText(const std::string& name, const std::string& value, const std::string& help,
                std::string& to) {
@@ -214,8 +220,13 @@ class OptionTable {
     });
   }
 
+  void AddFlag(const std::string& name, bool& to, const std::string& help) {
+    app_.add_flag(name, to, help)->group(topic_);
+  }
+
   CLI::App& app_;
   Reading& reading_;
+  std::string topic_;  // of the options that are being added
 };
 
 /// What is wrong with the options together; empty when nothing is.
@@ -248,8 +259,10 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
                                           : nullptr;
     size_t taken = 1;
     if (option != nullptr) {
-      const bool hasValue = option->get_expected_min() > 0 && equals == std::string::npos;
-      if (hasValue) taken = 2;
+      const bool mayHave = i + 1 < arguments.size() && arguments[i + 1].compare(0, 1, "-") != 0;
+      const bool hasValue =
+          option->get_expected_min() > 0 || (option->get_expected_max() > 0 && mayHave);
+      if (hasValue && equals == std::string::npos) taken = 2;
     } else {
       taken = 1 + ServiceValueCount(arguments, i);
     }
@@ -290,8 +303,10 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
   line.options = reading.options;
   line.options.pause = Contains(arguments, "--pause");
   line.options.useShell = Contains(arguments, "--useshell");
-  if (reading.help) {
+  const CLI::Option* const help = app.get_option("--help");
+  if (help->count() > 0) {
     line.kind = CommandLine::Kind::kHelp;
+    line.helpTopic = reading.help;
   } else if (reading.version) {
     line.kind = CommandLine::Kind::kVersion;
   } else {
@@ -301,21 +316,21 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
   return line;
 }
 
-std::string LauncherHelp() {
+std::vector<OptionHelp> LauncherOptionHelp() {
   Reading reading;
   CLI::App app;
   const OptionTable table(app, reading);
-  app.get_formatter()->column_width(32);
-  std::string text = app.help();
-  // The formatter's own first line speaks of the launcher's options only.
-  const size_t options = text.find("Options:");
-  if (options != std::string::npos) text.erase(0, options);
-  return kUsage + ("\nLauncher " + text) + "\nWindow options, each before its content:\n" +
-         WindowOptionHelp();
-}
-
-std::string ShortUsage() {
-  return std::string(kUsage) + "       plexion --help lists every option\n";
+  std::vector<OptionHelp> all;
+  for (const CLI::Option* const option : app.get_options()) {
+    OptionHelp help;
+    for (const std::string& name : option->get_snames()) help.name += "-" + name + ", ";
+    for (const std::string& name : option->get_lnames()) help.name += "--" + name;
+    if (option->get_expected_max() > 0) help.name += " " + option->get_type_name();
+    help.topic = option->get_group();
+    help.text = option->get_description();
+    all.push_back(help);
+  }
+  return all;
 }
 
 std::vector<std::string> LauncherOptionNames() {

@@ -65,7 +65,8 @@ struct LauncherOptions {
 struct CommandLine {
   enum class Kind { kRun, kHelp, kVersion, kWrong };
   Kind kind = Kind::kRun;
-  std::string error;  ///< kWrong: what is wrong, and what would be right
+  std::string helpTopic;  ///< kHelp: as typed; empty: none
+  std::string error;      ///< kWrong: what is wrong, and what would be right
   LauncherOptions options;
   /// What is left for the service: its options and the contents, without the program's name.
   std::vector<std::string> windowArguments;
@@ -79,12 +80,8 @@ struct CommandLine {
 /// "--modulemap" belongs to both: the kernel needs it, the service checks it.
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments);
 
-/// The launcher's options for people, and the words with which every line begins. The service prints
-/// its own.
-std::string LauncherHelp();
-
-/// How a line looks, and where the options are: for lines that are wrong. At most three lines.
-std::string ShortUsage();
+/// What people are told of the launcher's own options.
+std::vector<OptionHelp> LauncherOptionHelp();
 
 /// The launcher's options, dashes included.
 std::vector<std::string> LauncherOptionNames();

@@ -147,13 +147,13 @@ void GiveVariables(const std::vector<ContentOption>& options, std::vector<Window
   }
 }
 
-std::string WindowOptionHelp() {
-  std::string text;
+std::vector<OptionHelp> WindowOptionHelp() {
+  std::vector<OptionHelp> all;
   for (const auto& option : grammar::kOptions<Texts>) {
-    text += std::string("  --") + option.name + (*option.values == '\0' ? "" : " ") +
-            option.values + "\n";
+    const char* const blank = *option.values == '\0' ? "" : " ";
+    all.push_back({std::string("--") + option.name + blank + option.values, "", ""});
   }
-  return text;
+  return all;
 }
 
 std::vector<const char*> AsArgv(const char* program, const std::vector<std::string>& arguments) {

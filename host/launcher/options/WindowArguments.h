@@ -49,8 +49,14 @@ WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWi
 /// that have none. `windows` are what SplitWindows made of the same command line.
 void GiveVariables(const std::vector<ContentOption>& options, std::vector<WindowLine>& windows);
 
-/// Every option of a window with its values, one a line: the service's own list leaves some out.
-std::string WindowOptionHelp();
+/// What people are told of one option.
+struct OptionHelp {
+  std::string name;   ///< with its value: "--screen WxH"
+  std::string topic;  ///< the page of the help that it is on; empty: not known
+  std::string text;
+};
+/// Every option of a window, by name and values: the service's own list leaves some out.
+std::vector<OptionHelp> WindowOptionHelp();
 
 /// The arguments as a vector of the C kind, with `program` in front and null behind. They stay in
 /// the vectors given, which must outlive it.

@@ -156,6 +156,12 @@ class BadInput(Story):
                 (["--screen=", "red.mvx"], "--screen: "),
                 (["--loop", "red.mvx"], "it needs --signage")]:
             self.expect(arguments, 2, message, usage=True)
+        _, _, err = self.launch("--signge", "red.mvx")
+        told = "plexion: unknown option '--signge'; is '--signage' meant?"
+        self.assertEqual([told, told], err.splitlines(), "first and last")
+        code, out, err = self.launch("--help", "nonsense")
+        self.assertEqual(2, code)
+        self.assertIn("'nonsense' is no topic; expected all or one of commands, display", err)
 
     def test_content_that_cannot_be_played_exits_1_with_its_cause(self):
         for name, status, cause in [("missing.mvx", "kErrorInvalidURL", "No such file"),

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "host/launcher/options/CommandLine.h"
+#include "host/launcher/options/Help.h"
 
 namespace plexion_host {
 namespace {
@@ -107,20 +110,32 @@ TEST(CommandLineTest, HelpAndVersionComeBeforeEverythingElse) {
   EXPECT_EQ(CommandLine::Kind::kHelp, Parse({"--help", "--display", "nonsense"}).kind);
   EXPECT_EQ(CommandLine::Kind::kHelp, Parse({"-h"}).kind);
   EXPECT_EQ(CommandLine::Kind::kVersion, Parse({"a.mvx", "--version"}).kind);
-  const std::string help = LauncherHelp();
-  for (const char* const option :
-       {"--display", "--screen", "--snapshot", "--snapshot-at", "--exit-after", "--signage",
-        "--loop", "--start-at", "--key-mode", "--shellsocket", "--datadir", "--modulemap",
-        "--modulepath", "--help", "--version"}) {
-    EXPECT_THAT(help, HasSubstr(std::string("  ") + (option == std::string("--help") ? "-h," : "") +
-                                option));
+  EXPECT_EQ("display", Parse({"--help", "display"}).helpTopic);
+  EXPECT_EQ("all", Parse({"a.mvx", "-h", "all"}).helpTopic);
+  EXPECT_EQ("log", Parse({"--help=log"}).helpTopic);
+  EXPECT_EQ("", Parse({"--display", "window", "--help"}).helpTopic);
+}
+
+TEST(HelpTest, EachPageFitsAScreenAndTogetherTheyHaveEveryOption) {
+  std::vector<std::string> topics = HelpTopics();
+  std::string pages;
+  topics.emplace_back("");
+  for (const std::string& topic : topics) {
+    const std::string page = HelpPage(topic);
+    ASSERT_FALSE(page.empty()) << topic;
+    EXPECT_LE(std::count(page.begin(), page.end(), '\n'), 24) << page;
+    std::istringstream lines(page);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 79U) << line;
+    if (!topic.empty()) pages += page;
   }
-  // All of the window's too, those that the service's own list leaves out included.
-  for (const char* const option :
-       {"--gcheaplimit <megabytes>", "--base", "--morvelvars", "--qlrargs", "--keymaster\n",
-        "--mastershellkey", "--outputrect x,y,w,h"}) {
-    EXPECT_THAT(help, HasSubstr(std::string("\n  ") + option));
+  for (const std::vector<OptionHelp>& list : {LauncherOptionHelp(), WindowOptionHelp()}) {
+    for (const OptionHelp& option : list) {
+      const std::string name = option.name.substr(0, option.name.find(' '));
+      EXPECT_THAT(pages, HasSubstr("\n  " + name)) << "on some page";
+      EXPECT_THAT(HelpPage("all"), HasSubstr("\n  " + name));
+    }
   }
+  EXPECT_EQ("", HelpPage("nonsense"));
   const std::string usage = ShortUsage();
   EXPECT_LE(std::count(usage.begin(), usage.end(), '\n'), 3);
 }
