@@ -20,6 +20,9 @@ struct DisplayOptions {
   DisplayMode mode = DisplayMode::kAuto;
   uint32_t width = 0;  ///< screen size; 0,0: 1280x720, in full screen the display's own
   uint32_t height = 0;
+  /// The picture is turned clockwise by 0, 90, 180 or 270 degrees, and the pointer back. The size
+  /// above is the display's: the screen, and all that is said of it, is turned with its contents.
+  uint32_t rotation = 0;
   std::string title = "Plexion";
   bool clear = true;  ///< a window is black before the first content
 };
@@ -104,6 +107,13 @@ class IHostDisplay : public IQXModule {
   /// appear in one frame. Nests. Keep it short.
   virtual void BeginUpdate() = 0;
   virtual void EndUpdate() = 0;
+
+  /// Lets only what lies in `clip`, in pixels of the screen, be seen of a plane of this display's
+  /// driver; null: all of it again.
+  /// Returns  false for a plane that it does not know, and from displays that cannot.
+  virtual bool ClipPlane(qx::platform::OutputPlane* /*plane*/, const qx::plexion::Rect* /*clip*/) {
+    return false;
+  }
 
   /// The composed screen as it would be presented now, rows of `width` pixels without padding.
   virtual void CopyScreen(qx::plexion::Dims& dims, std::vector<uint32_t>& pixels) = 0;

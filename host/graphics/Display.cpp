@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "host/graphics/pixels/PngFile.h"
+#include "host/graphics/pixels/Turn.h"
 
 namespace plexion_host {
 
@@ -13,6 +14,8 @@ using qx::plexion::Dims;
 namespace {
 
 constexpr Dims kDefaultDims{1280, 720};
+
+unsigned QuartersOf(const DisplayOptions& options) { return options.rotation / 90 % 4; }
 
 bool IsSet(const char* name) {
   const char* const value = std::getenv(name);
@@ -40,7 +43,7 @@ bool Display::Plan(const DisplayOptions& options) {
   if (unspecified && options.mode == DisplayMode::kFullscreen) return false;
   const Dims dims = unspecified ? kDefaultDims : Dims{options.width, options.height};
   // What is out of range, or too much, is refused by Open, in words.
-  if (DimsAreSane(dims)) screen_->SetDims(dims);
+  if (DimsAreSane(dims)) screen_->SetDims(TurnedDims(dims, QuartersOf(options)));
   return true;
 }
 
@@ -71,7 +74,8 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
     case DisplayMode::kHeadless:
       break;
   }
-  if (screen_->SetDims(unspecified ? kDefaultDims : wanted)) return true;
+  const Dims dims = unspecified ? kDefaultDims : wanted;
+  if (screen_->SetDims(TurnedDims(dims, QuartersOf(options)))) return true;
   error = "no memory for a screen of " + std::to_string(wanted.width) + "x" +
           std::to_string(wanted.height);
   return false;
@@ -79,9 +83,10 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
 
 bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::string& error) {
   Dims dims{options.width, options.height};
-  std::unique_ptr<SdlWindow> window = SdlWindow::Open(fullscreen, dims, options.title, error);
+  std::unique_ptr<SdlWindow> window =
+      SdlWindow::Open(fullscreen, dims, QuartersOf(options), options.title, error);
   if (window == nullptr) return false;
-  if (!screen_->SetDims(dims)) {
+  if (!screen_->SetDims(TurnedDims(dims, QuartersOf(options)))) {
     error = "no memory for a screen of " + std::to_string(dims.width) + "x" +
             std::to_string(dims.height);
     return false;

@@ -78,6 +78,10 @@ class Display : public IHostDisplay {
   void CopyScreen(qx::plexion::Dims& dims, std::vector<uint32_t>& pixels) override;
   bool SaveSnapshot(const std::string& path, std::string& error) override;
 
+  bool ClipPlane(qx::platform::OutputPlane* plane, const qx::plexion::Rect* clip) override {
+    return screen_->Clip(plane, clip);
+  }
+
   void AddEventSink(IDisplayEventSink* sink) override { sinks_.Add(sink); }
   void RemoveEventSink(IDisplayEventSink* sink) override { sinks_.Remove(sink); }
   void AddFrameObserver(IFrameObserver* observer) override { observers_.Add(observer); }

@@ -3,7 +3,9 @@
 #ifndef HOST_GRAPHICS_PLANES_H_
 #define HOST_GRAPHICS_PLANES_H_
 
+#include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -47,7 +49,16 @@ struct Placement {
   unsigned char alpha = 255;
   bool visible = true;
   bool active = false;
+  std::optional<qx::plexion::Rect> clip;  ///< on the screen; nothing of the plane is seen outside
 
+  /// What of it lies on the screen and may be seen.
+  Box Seen(const qx::plexion::Dims& screen) const {
+    Box seen = ClipRect(rect, 0, 0, screen);
+    if (!clip) return seen;
+    const Box inside = ClipRect(*clip, 0, 0, screen);
+    return {std::max(seen.x1, inside.x1), std::max(seen.y1, inside.y1),
+            std::min(seen.x2, inside.x2), std::min(seen.y2, inside.y2)};
+  }
   bool CanBeSeen() const { return visible && alpha != 0; }
 };
 

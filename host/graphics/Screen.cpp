@@ -113,14 +113,35 @@ void Screen::Change(ScreenPlane& plane, const std::function<void(Placement&)>& c
     const Placement before = StateOf(plane).placement;
     change(StateOf(plane).placement);
     const Placement& after = StateOf(plane).placement;
-    if (before.alpha == after.alpha && before.visible == after.visible &&
-        before.rect.x == after.rect.x && before.rect.y == after.rect.y) {
+    const auto sameClip = [](const auto& one, const auto& other) {
+      if (!one || !other) return one.has_value() == other.has_value();
+      return one->x == other->x && one->y == other->y && one->width == other->width &&
+             one->height == other->height;
+    };
+    if (sameClip(before.clip, after.clip) && before.alpha == after.alpha &&
+        before.visible == after.visible && before.rect.x == after.rect.x &&
+        before.rect.y == after.rect.y) {
       return;
     }
     DamagePlace(before);
     DamagePlace(after);
   }
   NotifyWork();
+}
+
+bool Screen::Clip(const qx::platform::OutputPlane* plane, const Rect* clip) {
+  std::shared_ptr<ScreenPlane> found;
+  {
+    const MutexLock lock(stateMutex_);
+    const auto place = Find(plane);
+    if (place == stack_.end()) return false;
+    found = *place;
+  }
+  Change(*found, [clip](Placement& placement) {
+    placement.clip.reset();
+    if (clip != nullptr) placement.clip = *clip;
+  });
+  return true;
 }
 
 bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above) {
@@ -199,7 +220,7 @@ void Screen::AddDamage(const Box& box) {
 }
 
 void Screen::DamagePlace(const Placement& placement) {
-  if (placement.CanBeSeen()) AddDamage(ClipRect(placement.rect, 0, 0, dims_));
+  if (placement.CanBeSeen()) AddDamage(placement.Seen(dims_));
 }
 
 void Screen::NotifyWork() {

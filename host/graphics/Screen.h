@@ -55,6 +55,9 @@ class Screen {
 
   Placement GetPlacement(ScreenPlane& plane) const;
   void Change(ScreenPlane& plane, const std::function<void(Placement&)>& change);
+  /// Lets only what lies in `clip`, on the screen, be seen of the plane; null: all of it again.
+  /// Returns  false for a plane that is not in the stack.
+  bool Clip(const qx::platform::OutputPlane* plane, const qx::plexion::Rect* clip);
   bool Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above);
   unsigned GetStackingIndex(const ScreenPlane& plane) const;
   void Damage(ScreenPlane& plane, const qx::plexion::Rect& region);

@@ -83,7 +83,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
   Region remaining = damage;
   for (size_t i = layers.size(); i-- > 0 && !remaining.Empty();) {
     const Placement& placement = layers[i].placement;
-    Region covered(ClipRect(placement.rect, 0, 0, screen));
+    Region covered(placement.Seen(screen));
     covered.Intersect(remaining);
     if (covered.Empty()) continue;
     if (placement.alpha == 255) {

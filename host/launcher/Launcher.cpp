@@ -318,6 +318,8 @@ bool Launcher::FindScreen() {
     displayOptions_.width = programme_->width;
     displayOptions_.height = programme_->height;
   }
+  const uint32_t rotation = programme_ ? programme_->rotation : 0;
+  displayOptions_.rotation = line_.options.rotation.value_or(rotation);
   return !display_ || display_->Plan(displayOptions_) || OpenDisplay();
 }
 

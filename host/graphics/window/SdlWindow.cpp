@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/graphics/pixels/Scaler.h"
+#include "host/graphics/pixels/Turn.h"
 #include "host/graphics/window/DisplayLoss.h"
 
 namespace plexion_host {
@@ -56,8 +57,8 @@ void SetHints() {
 
 }  // namespace
 
-std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const std::string& title,
-                                           std::string& error) {
+std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, unsigned quarters,
+                                           const std::string& title, std::string& error) {
   SetHints();
   if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
     error = std::string("cannot open a display: ") + SDL_GetError() + kExpectedDisplay;
@@ -96,12 +97,13 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, const st
   if (fullscreen) SDL_ShowCursor(SDL_DISABLE);
   SDL_StopTextInput();
   dims = wanted;
-  return std::unique_ptr<SdlWindow>(new SdlWindow(window, wanted, fullscreen));
+  return std::unique_ptr<SdlWindow>(new SdlWindow(window, wanted, quarters, fullscreen));
 }
 
-SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, bool fullscreen)
+SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, unsigned quarters, bool fullscreen)
     : window_(window),
       dims_(dims),
+      quarters_(quarters),
       fullscreen_(fullscreen),
       wakeEvent_(SDL_RegisterEvents(1)),
       canSleep_(std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0 ||
@@ -112,7 +114,7 @@ SdlWindow::~SdlWindow() {
   SDL_QuitSubSystem(SDL_INIT_VIDEO);
 }
 
-uint32_t* SdlWindow::Canvas(const Dims& dims) {
+uint32_t* SdlWindow::CanvasOf(const Dims& dims) {
   SDL_Surface* const surface = SDL_GetWindowSurface(window_);
   if (surface == nullptr || SDL_MUSTLOCK(surface)) return nullptr;
   const bool sameSize = surface->w == static_cast<int>(dims.width) &&
@@ -124,6 +126,36 @@ uint32_t* SdlWindow::Canvas(const Dims& dims) {
 }
 
 void SdlWindow::Show(const PixelStore& picture, const Region& damage) {
+  if (quarters_ == 0) {
+    ShowUpright(picture, damage);
+  } else {
+    ShowTurned(picture, damage);
+  }
+}
+
+void SdlWindow::ShowTurned(const PixelStore& picture, const Region& damage) {
+  uint32_t* const canvas = CanvasOf(dims_);
+  PixelStore over = canvas != nullptr ? PixelStore::Over(canvas, dims_) : PixelStore();
+  bool whole = false;
+  if (canvas != nullptr) {
+    turned_ = PixelStore();
+  } else if (!turned_) {
+    turned_ = PixelStore::Make(dims_);
+    whole = true;
+  }
+  PixelStore& target = canvas != nullptr ? over : turned_;
+  if (!target) return;
+  const Dims own = picture.Dims();
+  const Region all(Box{0, 0, static_cast<int32_t>(own.width), static_cast<int32_t>(own.height)});
+  Region turned;
+  for (const Box& box : whole ? all : damage) {
+    TurnPixels(picture, box, quarters_, target);
+    turned.Add(TurnedBox(box, own, quarters_));
+  }
+  ShowUpright(target, turned);
+}
+
+void SdlWindow::ShowUpright(const PixelStore& picture, const Region& damage) {
   SDL_Surface* const surface = SDL_GetWindowSurface(window_);
   if (surface == nullptr) return;  // between two sizes; an exposure follows
   const SDL_Rect place = PictureRect(surface->w, surface->h);
@@ -214,6 +246,7 @@ void SdlWindow::MapPosition(int x, int y, DisplayEvent& event) const {
   };
   event.x = map(x, place.x, place.w, dims_.width);
   event.y = map(y, place.y, place.h, dims_.height);
+  UnturnPoint(TurnedDims(dims_, quarters_), quarters_, event.x, event.y);
 }
 
 }  // namespace plexion_host

@@ -24,18 +24,22 @@ namespace plexion_host {
 /// Thread   the one that opened it (SDL wants the main thread); Wake any.
 class SdlWindow {
  public:
-  /// `dims` is the screen's size; 0,0 takes the display's in full screen and comes back as what was
-  /// taken. Null with the reason in `error`.
+  /// `dims` is the window's size; 0,0 takes the display's in full screen and comes back as what was
+  /// taken. The picture is turned by `quarters` before it is shown, and has its size before that.
+  /// Null with the reason in `error`.
   static std::unique_ptr<SdlWindow> Open(bool fullscreen, qx::plexion::Dims& dims,
-                                         const std::string& title, std::string& error);
+                                         unsigned quarters, const std::string& title,
+                                         std::string& error);
   ~SdlWindow();
   SdlWindow(const SdlWindow&) = delete;
   SdlWindow& operator=(const SdlWindow&) = delete;
 
   /// The window's own pixels when a picture of `dims` can be made right in them: rows of
   /// 0x..RRGGBB without padding. They stay until the handler below is called. Null when the window
-  /// has another size or format.
-  uint32_t* Canvas(const qx::plexion::Dims& dims);
+  /// has another size or format, or the picture is turned.
+  uint32_t* Canvas(const qx::plexion::Dims& dims) {
+    return quarters_ == 0 ? CanvasOf(dims) : nullptr;
+  }
   /// Called before the window's pixels go.
   void SetCanvasLost(std::function<void()> handler) { canvasLost_ = std::move(handler); }
 
@@ -50,8 +54,11 @@ class SdlWindow {
   void Wake();
 
  private:
-  SdlWindow(SDL_Window* window, const qx::plexion::Dims& dims, bool fullscreen);
+  SdlWindow(SDL_Window* window, const qx::plexion::Dims& dims, unsigned quarters, bool fullscreen);
 
+  uint32_t* CanvasOf(const qx::plexion::Dims& dims);
+  void ShowTurned(const PixelStore& picture, const Region& damage);
+  void ShowUpright(const PixelStore& picture, const Region& damage);
   bool WaitForOne(SDL_Event& event, int timeoutMs) const;
   bool Handle(const SDL_Event& event, const Handler& handler);
   /// Where the picture stands in a surface of this size.
@@ -61,7 +68,8 @@ class SdlWindow {
                   const SDL_Rect& place);
 
   SDL_Window* const window_;
-  const qx::plexion::Dims dims_;
+  const qx::plexion::Dims dims_;  ///< of the picture as it is shown
+  const unsigned quarters_;
   const bool fullscreen_;
   const Uint32 wakeEvent_;
   /// Whether the video system can sleep until an event comes. Where it cannot, SDL would look every
@@ -69,6 +77,7 @@ class SdlWindow {
   const bool canSleep_;
   std::atomic<bool> wakePosted_{false};
   std::function<void()> canvasLost_;
+  PixelStore turned_;  ///< where it cannot be turned right into the window
   PixelStore scaled_;
   bool barsPainted_ = false;
 };

@@ -126,6 +126,14 @@ class OptionTable {
     Add("--screen", "WxH",
         "Size of the screen in pixels; else 1280x720, or in full screen the display's",
         [&to](Text text) { return ReadScreen(text, to.display); });
+    Add("--rotate", "DEGREES",
+        "Turn the screen clockwise by 90, 180 or 270; else what a programme says, else 0",
+        [&to](Text text) {
+          const auto degrees = ReadWholeNumber(text, 0, 270);
+          if (!degrees || *degrees % 90 != 0) return "0, 90, 180 or 270";
+          to.rotation = static_cast<uint32_t>(*degrees);
+          return "";
+        });
     AddText("--snapshot", "FILE", "Save the composed screen as PNG", to.snapshotFile);
     Add("--snapshot-at", "MS", "... so long after play begins; otherwise when the content ends",
         [&to](Text text) { return ReadTime(text, 0, to.snapshotAtMs); });
@@ -138,6 +146,10 @@ class OptionTable {
     AddFlag("--signage", to.signage,
             "Play the contents one after the other, each ready before the last one ends");
     AddFlag("--loop", to.loop, "With --signage: begin again after the last content");
+    Add("--transition", "KIND[,MS[,DIRECTION]]",
+        "How contents of --signage and --programme follow each other: cut, fade, push or wipe; "
+        "left, right, up or down; else cut",
+        [&to](Text text) { return ReadTransition(text, to.transition); });
     Add("--load-timeout", "MS",
         "With --signage: leave out what is not ready after so long, and ask for it again later; "
         "else 15000",

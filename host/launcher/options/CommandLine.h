@@ -13,6 +13,7 @@
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/OperatorLog.h"
 #include "host/launcher/options/StartTime.h"
+#include "host/launcher/options/Transition.h"
 #include "host/launcher/options/WindowArguments.h"
 #include "qx/plexion/InputTypes.h"
 
@@ -57,6 +58,8 @@ struct LauncherOptions {
   bool logJson = false;
   int64_t frozenAfterMs = 60000;  ///< a moving content whose picture stands still; 0: never said
   std::optional<Fit> fit;  ///< of a programme's zones that do not say; windows have their own
+  std::optional<uint32_t> rotation;  ///< degrees; none: what a programme says, else 0
+  Transition transition;             ///< of a playlist, and of a programme that says nothing
   /// The service's own, anywhere on the command line, as the service looks for them.
   bool pause = false;
   bool useShell = false;

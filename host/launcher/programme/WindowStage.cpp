@@ -198,7 +198,7 @@ int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
     EndChange();
     return next;
   }
-  Draw(change_, static_cast<double>(since) / static_cast<double>(lasts));
+  change_.motion->Draw(static_cast<double>(since) / static_cast<double>(lasts));
   return std::min(next, now.steadyMs + kFrameMs);
 }
 
@@ -277,10 +277,12 @@ void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& tra
     session_.OnFirstPlay();
     content->window->Play();
   }
-  change_ = {number, previous, transition, std::nullopt};
-  const bool gradual = transition.kind != Transition::Kind::kCut && transition.durationMs > 0;
-  if (gradual && below != nullptr) {
-    Draw(change_, 0);
+  const bool unsaid = transition.kind == Transition::Kind::kUnsaid;
+  change_ = {number, previous, unsaid ? session_.options.transition : transition, std::nullopt, {}};
+  if (change_.transition.IsGradual() && plane != nullptr && below != nullptr) {
+    change_.motion =
+        std::make_unique<PlaneTransition>(session_.display, change_.transition, *plane, *below);
+    change_.motion->Draw(0);
   } else {
     EndChange();
   }
@@ -290,18 +292,11 @@ void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& tra
   }
 }
 
-/// How the two planes are seen at a share of the way.
-void WindowStage::Draw(Change& change, double share) {
-  Content* const next = Find(change.next);
-  if (next == nullptr) return;
-  const OneFrame frame(session_.display);
-  next->window->SetAlpha(static_cast<unsigned char>(std::lround(share * 255)));
-}
-
 void WindowStage::EndChange() {
   if (change_.next == 0) return;
   const Change change = std::exchange(change_, Change());
   const OneFrame frame(session_.display);
+  if (change.motion != nullptr) change.motion->End();
   if (Content* const next = Find(change.next)) {
     if (next->window != nullptr) next->window->SetAlpha(255);
   }

@@ -14,6 +14,7 @@
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
 #include "host/launcher/programme/ZoneDirector.h"
+#include "host/launcher/run/PlaneTransition.h"
 #include "host/launcher/run/Session.h"
 
 namespace plexion_host {
@@ -107,13 +108,13 @@ class WindowStage final : public ZoneStage {
     uint64_t previous = 0;  ///< 0: nothing, or gone already
     Transition transition;
     std::optional<int64_t> beganMs;
+    std::unique_ptr<PlaneTransition> motion;  ///< none for a cut
   };
 
   Content* Find(uint64_t number);
   void Open(Content& content, const Item& item);
   void Prepare(Content& content, int64_t nowMs);
   void Step(ZoneDirector& director, Content& content, const ZoneTime& now);
-  void Draw(Change& change, double share);
   void EndChange();
   void Destroy(Content& content);
   std::string VariablesOf(const Item& item) const;

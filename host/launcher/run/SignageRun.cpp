@@ -12,6 +12,7 @@ namespace {
 
 // A content without pictures (sound alone) never draws; it is not waited for longer than this.
 constexpr std::chrono::seconds kFirstPictureWait{1};
+constexpr std::chrono::milliseconds kFramePeriod{16};
 
 }  // namespace
 
@@ -30,7 +31,10 @@ bool SignageRun::Run() {
     Switch(*current, previous ? &*previous : nullptr);
     std::optional<OpenWindow> next;
     NamedThread preparation("PlexionSignage", [&] {
-      if (previous) session_.windows.Destroy(previous->window);
+      if (previous) {
+        Blend(*previous);
+        session_.windows.Destroy(previous->window);
+      }
       next = PrepareNext(&*current);
     });
     Play(*current);
@@ -139,11 +143,34 @@ void SignageRun::SkipLate(const OpenWindow& next) {
 
 void SignageRun::Switch(const OpenWindow& next, const OpenWindow* previous) {
   const OneFrame frame(session_.display);
-  if (qx::platform::OutputPlane* const plane = next.window->GetOutputPlane()) {
-    plane->SetAbove(nullptr);
+  qx::platform::OutputPlane* const plane = next.window->GetOutputPlane();
+  if (plane != nullptr) plane->SetAbove(nullptr);
+  qx::platform::OutputPlane* const below =
+      previous != nullptr ? previous->window->GetOutputPlane() : nullptr;
+  if (session_.options.transition.IsGradual() && plane != nullptr && below != nullptr) {
+    motion_ = std::make_unique<PlaneTransition>(session_.display, session_.options.transition,
+                                                *plane, *below);
+    motion_->Draw(0);
+    return;
   }
   next.window->SetAlpha(255);
   if (previous != nullptr) previous->window->SetVisible(false);
+}
+
+void SignageRun::Blend(const OpenWindow& previous) {
+  const std::unique_ptr<PlaneTransition> motion = std::move(motion_);
+  if (motion == nullptr) return;
+  const auto began = StatusBoard::Clock::now();
+  const std::chrono::milliseconds lasts(session_.options.transition.durationMs);
+  for (auto now = began; now < began + lasts; now = StatusBoard::Clock::now()) {
+    motion->Draw(std::chrono::duration<double>(now - began) / lasts);
+    const bool quits = session_.windows.Board().WaitUntil(
+        now + kFramePeriod, [this] { return session_.windows.IsQuitting(); });
+    if (quits) break;
+  }
+  const OneFrame frame(session_.display);
+  motion->End();
+  previous.window->SetVisible(false);
 }
 
 void SignageRun::Play(const OpenWindow& current) {

@@ -4,10 +4,12 @@
 #define HOST_LAUNCHER_RUN_SIGNAGERUN_H_
 
 #include <deque>
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include "host/launcher/run/LateWindows.h"
+#include "host/launcher/run/PlaneTransition.h"
 #include "host/launcher/run/WindowOpener.h"
 
 namespace plexion_host {
@@ -15,8 +17,8 @@ namespace plexion_host {
 /// Plays contents one after the other without a gap. Runs on the service thread.
 ///
 /// While one plays, a second thread opens the next, loads it, and has its first picture drawn on a
-/// plane below the current one, fully transparent. The switch is one frame: the next becomes
-/// opaque and the old one is hidden. The old window is destroyed afterwards, so the time that takes
+/// plane below the current one, fully transparent. The switch is one frame, unless there is a
+/// transition: the next becomes opaque and the old one is hidden. The old window is destroyed afterwards, so the time that takes
 /// is not seen; until a next one is ready, the last picture of the old one stays.
 ///
 /// A content that is not ready after --load-timeout is named and left out, and asked for again: in
@@ -45,7 +47,9 @@ class SignageRun {
   Outcome Prepare(const OpenWindow& next, const OpenWindow* current);
   Outcome Load(const OpenWindow& next);
   void SkipLate(const OpenWindow& next);
+  /// In one frame, or the first of a transition, which Blend then goes through.
   void Switch(const OpenWindow& next, const OpenWindow* previous);
+  void Blend(const OpenWindow& previous);
   /// Plays to the end. Notes whether the content could be seen.
   void Play(const OpenWindow& current);
 
@@ -57,6 +61,9 @@ class SignageRun {
   StatusBoard::Clock::time_point shownAt_{};
   bool anySeen_ = false;
   size_t unseenInRow_ = 0;  // contents that ended before a picture of theirs was seen
+
+  // Made by the one that plays, before the other is there, and gone through by that.
+  std::unique_ptr<PlaneTransition> motion_;
 
   // Of the one that prepares; read by the other when that one has ended.
   WindowOpener opener_;

@@ -41,8 +41,9 @@ class WindowTest : public ::testing::Test, public IDisplayEventSink, public IFra
     if (quitAtFrame_) display_.RequestQuit();
   }
 
-  void Open(uint32_t width, uint32_t height, bool clear = true) {
+  void Open(uint32_t width, uint32_t height, bool clear = true, uint32_t rotation = 0) {
     DisplayOptions options;
+    options.rotation = rotation;
     options.clear = clear;
     options.mode = DisplayMode::kWindow;
     options.width = width;
@@ -144,6 +145,52 @@ TEST_F(WindowTest, AnotherWindowSizeScalesThePictureBetweenBars) {
   EXPECT_THAT(positions,
               ::testing::ElementsAre(std::pair{0, 0}, std::pair{32, 24}, std::pair{63, 47},
                                      std::pair{-18, 0}, std::pair{81, 47}));
+}
+
+TEST_F(WindowTest, ATurnedScreenTurnsThePointerBack) {
+  // A mark at the top left of the screen, and where it stands in the window.
+  struct Case {
+    uint32_t degrees;
+    qx::plexion::Dims screen;
+    int x, y;
+  };
+  for (const Case& each :
+       {Case{90, {48, 64}, 63, 0}, Case{180, {64, 48}, 63, 47}, Case{270, {48, 64}, 0, 47}}) {
+    SCOPED_TRACE(each.degrees);
+    window_ = nullptr;
+    events_.clear();
+    Open(64, 48, true, each.degrees);
+    const qx::plexion::Dims screen = driver_.GetScreenDims();
+    EXPECT_EQ(each.screen.width, screen.width);
+    EXPECT_EQ(each.screen.height, screen.height);
+    SDL_Event move{};
+    move.type = SDL_MOUSEMOTION;
+    move.motion.x = each.x;
+    move.motion.y = each.y;
+    SDL_PushEvent(&move);
+    Draw(0xff102030u);
+    auto* const pixels = static_cast<uint32_t*>(plane_->LockPixels(false));
+    pixels[0] = 0xffffffffu;
+    plane_->UnlockPixels();
+    quitAtFrame_ = true;
+    display_.Run();
+    EXPECT_EQ(0xffffffu, WindowPixel(each.x, each.y));
+    EXPECT_EQ(0x102030u, WindowPixel(32, 24));
+    ASSERT_FALSE(events_.empty());
+    EXPECT_EQ(0, events_.front().x);
+    EXPECT_EQ(0, events_.front().y);
+    // Only a part of it is drawn anew.
+    auto* const again = static_cast<uint32_t*>(plane_->LockPixels(false));
+    again[1] = 0xff00ff00u;
+    plane_->UnlockPixels();
+    plane_->ShowRegion({1, 0, 1, 1});
+    display_.Run();
+    EXPECT_EQ(0xffffffu, WindowPixel(each.x, each.y));
+    const int step = each.degrees == 90 ? 1 : each.degrees == 270 ? -1 : 0;
+    EXPECT_EQ(0x00ff00u, WindowPixel(each.x - (step == 0 ? 1 : 0), each.y + step));
+    driver_.DestroyOutputPlane(std::exchange(plane_, nullptr));
+    display_.Close();
+  }
 }
 
 TEST_F(WindowTest, TellsWhatSomebodyDoesAtTheWindow) {

@@ -11,15 +11,9 @@
 
 #include "host/contracts/ContentFit.h"
 #include "host/contracts/ICalendar.h"
+#include "host/launcher/options/Transition.h"
 
 namespace plexion_host {
-
-/// How one content follows another.
-struct Transition {
-  enum class Kind { kCut, kFade };
-  Kind kind = Kind::kCut;
-  int64_t durationMs = 0;
-};
 
 /// What an entry of higher priority does to what plays.
 enum class Interruption {
@@ -82,6 +76,7 @@ struct Programme {
   std::string timeZone;  ///< "Europe/Rome"; empty: the system's
   uint32_t width = 0;    ///< of the screen; 0: the display's own
   uint32_t height = 0;
+  uint32_t rotation = 0;              ///< degrees clockwise: 0, 90, 180 or 270
   int64_t defaultDurationMs = 10000;  ///< of what has no end of its own
   std::vector<Zone> zones;            ///< bottom first; never empty
   std::vector<Playlist> playlists;

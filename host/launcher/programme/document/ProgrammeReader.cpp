@@ -73,6 +73,12 @@ class Reader {
         programme_.height = static_cast<uint32_t>(*height);
       }
     }
+    if (const auto degrees = fields.Number("rotation", 0, 270)) {
+      programme_.rotation = static_cast<uint32_t>(*degrees);
+      if (*degrees != programme_.rotation || programme_.rotation % 90 != 0) {
+        fields.Fail(*node.Find("rotation"), "screen.rotation", "expected 0, 90, 180 or 270");
+      }
+    }
     fields.Finish();
   }
 
@@ -127,7 +133,7 @@ class Reader {
     }
     item.fit = ReadFitOf(fields);
     item.volume = ReadVolume(fields);
-    item.transition = ReadTransition(fields);
+    item.transition = ReadTransitionOf(fields);
     if (const JsonNode* const variables = fields.Object("variables")) {
       item.variables = ReadVariables(*variables, path + ".variables");
     }
@@ -166,9 +172,8 @@ class Reader {
     return *percent / 100;
   }
 
-  /// "fade", or {"kind": "fade", "duration": "500ms"}.
-  std::optional<Transition> ReadTransition(FieldReader& fields) {
-    constexpr int64_t kUsualMs = 500;
+  /// "fade", or {"kind": "push", "duration": "500ms", "direction": "up"}.
+  std::optional<Transition> ReadTransitionOf(FieldReader& fields) {
     const JsonNode* const node = fields.Any("transition");
     if (node == nullptr) return std::nullopt;
     JsonNode whole;
@@ -181,11 +186,16 @@ class Reader {
     }
     FieldReader inner(whole, fields.PathOf("transition"), error_);
     Transition transition;
-    const auto kind = inner.Word("kind", {"cut", "fade"});
-    inner.Require("kind", kind.has_value(), "cut or fade");
-    if (kind) transition.kind = static_cast<Transition::Kind>(*kind);
-    if (transition.kind != Transition::Kind::kCut) transition.durationMs = kUsualMs;
-    if (const auto ms = inner.Duration("duration", 0)) transition.durationMs = *ms;
+    const auto kind = inner.Word("kind", {"cut", "fade", "push", "wipe"});
+    inner.Require("kind", kind.has_value(), "cut, fade, push or wipe");
+    if (kind) transition.kind = static_cast<Transition::Kind>(*kind + 1);
+    if (transition.kind != Transition::Kind::kCut) transition.durationMs = Transition::kUsualMs;
+    if (const auto ms = inner.Duration("duration", 0)) {
+      transition.durationMs = std::min(*ms, Transition::kLongestMs);
+    }
+    if (const auto direction = inner.Word("direction", {"left", "right", "up", "down"})) {
+      transition.direction = static_cast<Transition::Direction>(*direction);
+    }
     inner.Finish();
     return transition;
   }
@@ -207,7 +217,7 @@ class Reader {
       if (const JsonNode* const rect = fields.Array("rect")) ReadRect(*rect, path, zone, fields);
       zone.fit = ReadFitOf(fields);
       if (const auto volume = ReadVolume(fields)) zone.volume = *volume;
-      if (const auto transition = ReadTransition(fields)) zone.transition = *transition;
+      if (const auto transition = ReadTransitionOf(fields)) zone.transition = *transition;
       if (const auto playlist = fields.Text("playlist")) zone.playlist = *playlist;
       fields.Finish();
       if (programme_.FindZone(zone.name) != nullptr) {
