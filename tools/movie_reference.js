@@ -58,11 +58,26 @@ async function draw(page, job) {
   }, [path.basename(job.movie), job.width, job.height]);
   if (count < 0) throw new Error('it does not load');
   fs.mkdirSync(job.out, {recursive: true});
+  let last = -1;
   for (const frame of job.frames) {
-    await page.evaluate((frame) => new Promise((done) => {
-      window.movie.goToAndStop(frame, true);
+    await page.evaluate(([last, frame]) => new Promise(async (done) => {
+      // As one who watches it sees it: after a jump lottie-web keeps some of what was before.
+      for (let each = last + 1; each <= frame; ++each) window.movie.goToAndStop(each, true);
+      // Chromium may keep what it painted of a mask before: what is drawn is a copy that it has not seen.
+      const box = document.getElementById('box');
+      window.drawn = window.drawn || box.firstChild;
+      box.replaceChildren(window.drawn.cloneNode(true));
+      // A mask that does not say where it is cuts thick strokes off, a tenth of their path's box away.
+      for (const mask of box.querySelectorAll('mask:not([maskUnits])')) {
+        mask.setAttribute('maskUnits', 'userSpaceOnUse');
+        for (const [name, value] of [['x', -50000], ['y', -50000], ['width', 100000], ['height', 100000]]) {
+          mask.setAttribute(name, value);
+        }
+      }
+      await Promise.all([...box.querySelectorAll('image')].map((image) => image.decode().catch(() => {})));
       requestAnimationFrame(() => requestAnimationFrame(done));
-    }), frame);
+    }), [last, frame]);
+    last = frame;
     await page.screenshot({path: path.join(job.out, `frame-${frame}.png`), omitBackground: true, timeout: 20000});
   }
 }
