@@ -62,7 +62,7 @@ class AnyScene final : public IScriptScene {
   double KeyTime(const SceneNode&, int key) override { return key; }
   void KeyValue(const SceneNode&, int, ScriptValue& value) override { value = list_; }
   Matrix MatrixOf(const SceneNode&, double) override { return {2, 0, 0, 0, 5, 5}; }
-  bool SourceRectOf(const SceneNode&, double, double*) override { return false; }
+  bool SourceRectOf(const SceneNode&, double, double*, double&) override { return false; }
   int MarkerCount(const SceneNode&) override { return 1; }
   ScriptMarker MarkerAt(const SceneNode&, int) override { return {1, 2, "m"}; }
 

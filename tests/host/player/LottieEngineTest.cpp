@@ -156,6 +156,7 @@ TEST_F(LottieEngineTest, RunsTheExpressionsOfTexts) {
       {"value + value + value", "textIndex < textTotal ? selectorValue : 0", {false, false, true}},
       {"thisLayer.text.sourceText.key(2).value", "[0, 0, 0]", {true, true, true}},
       {"numKeys == 2 && time == 0 ? 'AA' : 'A'", "0", {true, true, false}},
+      {"sourceRectAtTime().width > 0 ? 'AAA' : 'AA'", "0", {true, true, false}},
       {"noSuchThing()", "0", {true, false, false}},
   };
   for (const auto& row : kTable) {
@@ -172,6 +173,44 @@ TEST_F(LottieEngineTest, RunsTheExpressionsOfTexts) {
     player_.reset();
   }
   EXPECT_EQ(1u, window_.Count(kInfoUnsupportedPlaceholderRendered)) << "of what does not exist";
+}
+
+TEST_F(LottieEngineTest, FitsAShapeToAnothersBoxAtAnyTime) {
+  // The text has one letter at the beginning, three from frame 4 on.
+  const std::string bar = R"({"ty":4,"ip":0,"op":5,"st":0,"ks":{},"shapes":[{"ty":"rc",
+  "p":{"a":0,"k":[0,0],"x":"const r = thisComp.layer('Words').sourceRectAtTime(TIME); [r.left + r.width / 2, 15]"},
+  "s":{"a":0,"k":[0,0],"x":"const r = thisComp.layer('Words').sourceRectAtTime(TIME); [r.width, r.height]"},
+  "r":{"a":0,"k":0}},{"ty":"fl","c":{"a":0,"k":[0,0,1,1]},"o":{"a":0,"k":100}}]},)";
+  for (const bool later : {false, true}) {
+    for (const bool above : {false, true}) {
+      SCOPED_TRACE(later ? "later" : "now");
+      std::string movie = TextMovie("value", "0");
+      std::string layer = bar;
+      for (size_t at; (at = layer.find("TIME")) != std::string::npos;) {
+        layer.replace(at, 4, later ? "0.4" : "time");
+      }
+      movie.replace(movie.find("\"h\":10"), 6, "\"h\":20");
+      const std::string list = R"("layers":[)";
+      if (above) {
+        movie.insert(movie.find(list) + list.size(), layer);
+      } else {
+        layer.pop_back();
+        movie.insert(movie.rfind(']'), "," + layer);
+      }
+      const TemporaryFile file(movie);
+      parameters_.bgAlpha = 0;
+      Open(file.Path());
+      FakePlane plane(30, 20);
+      ASSERT_TRUE(player_->SetRenderPlane(&plane));
+      clock_.Settle();
+      EXPECT_EQ(0u, window_.Count(kInfoUnsupportedPlaceholderRendered));
+      EXPECT_EQ(0xFF0000FFu, plane.At(5, 15));
+      EXPECT_EQ(later ? 0xFF0000FFu : 0u, plane.At(25, 15));
+      EXPECT_EQ(kRed, plane.At(5, 5)) << "the text is as it is now";
+      EXPECT_EQ(0u, plane.At(25, 5));
+      player_.reset();
+    }
+  }
 }
 
 TEST_F(LottieEngineTest, LetsExpressionsReadDataBesideTheMovie) {

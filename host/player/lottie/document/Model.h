@@ -50,6 +50,7 @@ struct Property {
   std::string_view expression;   ///< empty: none
   std::string_view slot;         ///< empty: none
   uint32_t number = 0;           ///< counts all properties of a movie
+  int index = 0;                 ///< "ix": as expressions may call it
   bool turns = false;            ///< three angles that take the short way round
 };
 
@@ -75,6 +76,7 @@ struct PathProperty {
   Span<PathSegment> segments;
   std::string_view expression;
   uint32_t number = 0;
+  int index = 0;  ///< "ix"
 };
 
 /// Null members were not in the document and have their usual value.

@@ -56,6 +56,12 @@ const JsonValue* FirstOf(const JsonValue* list) {
   return list->count > 0 ? &list->elements[0] : nullptr;
 }
 
+/// "ix", by which expressions find a property in its group; 0: none.
+int IndexOf(const JsonValue& value) {
+  const JsonValue* index = value.Find("ix");
+  return index != nullptr ? static_cast<int>(std::clamp(index->Number(0), 0.0, 1e6)) : 0;
+}
+
 bool AreKeys(const JsonValue& value) {
   return value.IsArray() && value.count > 0 && value.elements[0].IsObject();
 }
@@ -136,6 +142,7 @@ const Property* PropertyReader::Read(const JsonValue* value, uint32_t dims, doub
   if (const JsonValue* own = value->Find("x")) expression = own;
   Property* property = arena_.New<Property>();
   property->number = count_++;
+  property->index = IndexOf(*value);
   property->slot = slotName.empty() ? slotName : arena_.CopyText(slotName);
   const JsonValue* content = value->IsObject() ? value->Find("k") : value;
   if (value->IsObject() && expression != nullptr && expression->IsText() && expression->count > 0) {
@@ -295,6 +302,7 @@ PathData PropertyReader::ReadPathData(const JsonValue& value, const JsonValue* c
 const PathProperty* PropertyReader::ReadPath(const JsonValue* value, const JsonValue* closed) {
   PathProperty* property = arena_.New<PathProperty>();
   property->number = count_++;
+  if (value != nullptr) property->index = IndexOf(*value);
   const JsonValue* expression = value != nullptr ? value->Find("x") : nullptr;
   value = Slotted(value);
   if (value == nullptr) return property;

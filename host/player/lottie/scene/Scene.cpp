@@ -26,6 +26,18 @@ Constancy Outward(const Constancy& inside, const Layer& layer) {
   return outside;
 }
 
+/// Says that something is under way, for as long as it lives.
+class Busy {
+ public:
+  explicit Busy(bool& flag) : flag_(flag) { flag_ = true; }
+  ~Busy() { flag_ = false; }
+  Busy(const Busy&) = delete;
+  Busy& operator=(const Busy&) = delete;
+
+ private:
+  bool& flag_;
+};
+
 }  // namespace
 
 bool LayerUse::Flat() const {
@@ -293,10 +305,14 @@ void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
 
 void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {
   const Layer& layer = *use.layer_;
-  if (use.shapes_ != nullptr) {
-    use.shapes_->Evaluate(At(use, time, constancy));
-  } else if (use.text_ != nullptr) {
-    use.text_->Evaluate(At(use, time, constancy));
+  if (use.shapes_ != nullptr || use.text_ != nullptr) {
+    const Busy busy(use.contentBusy_);
+    const Moment moment = At(use, time, constancy);
+    if (use.shapes_ != nullptr) {
+      use.shapes_->Evaluate(moment);
+    } else {
+      use.text_->Evaluate(moment);
+    }
   } else if (use.content_ != nullptr) {
     Constancy inside;
     double inner = (time - layer.start) / layer.stretch;

@@ -74,6 +74,7 @@ class LayerUse {
   // At the moment.
   Constancy constancy_;  ///< of all below
   bool evaluated_ = false;
+  bool contentBusy_ = false;  ///< its shapes or its text are being worked out
   bool visible_ = false;
   Matrix matrix_;
   float opacity_ = 1;
@@ -95,6 +96,10 @@ class Scene {
   Constancy Evaluate(double frame, const Matrix& toPlane, int width, int height, DisplayList& list);
 
   const CompositionUse& Root() const { return *root_; }
+  /// The box around what a shape or text layer shows at a time of its composition, in its own plane:
+  /// left, top, width, height. `cost` grows by the points that were looked at.
+  /// Returns  false when it shows nothing, or is being worked out itself.
+  bool SourceRect(const LayerUse& layer, double time, double rect[4], double& cost);
   /// True when something blends with what lies below it all.
   bool BlendsWithBackground() const { return blends_; }
 

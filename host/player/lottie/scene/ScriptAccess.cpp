@@ -191,22 +191,35 @@ SceneNode PartOfData(const SceneNode& node, std::string_view part) {
 ScriptAccess::ScriptAccess(const Movie& movie, qx::plexion::MemoryWatchdog* watchdog)
     : movie_(movie), expressions_(watchdog) {}
 
-int ScriptAccess::Compiled(std::string_view source) {
+int ScriptAccess::Compiled(std::string_view source, const void* owner) {
   const auto [entry, fresh] = compiled_.try_emplace(source.data(), Expressions::kNone);
   if (!fresh) return entry->second;
   std::string error;
   const int compiled = entry->second = expressions_.Compile(source, error);
-  constexpr size_t kMostTold = 8;
-  if (compiled == Expressions::kNone && failures_.size() < kMostTold) failures_.push_back(error);
+  if (compiled == Expressions::kNone) Note(owner, error);
   return compiled;
 }
 
-void ScriptAccess::TellFailures(const std::function<void(const std::string&)>& tell) {
-  for (const std::string& failure : failures_) tell("an expression is not used: " + failure);
-  failures_.clear();
-  int expression = 0;
+void ScriptAccess::Note(const void* owner, const std::string& why) {
+  constexpr size_t kMostTold = 8;
+  if (failures_.size() >= kMostTold) return;
+  const auto* use = static_cast<const LayerUse*>(owner);
+  const std::string layer = use != nullptr ? "layer " + Quoted(use->Model().name) + ": " : "";
+  failures_.push_back(layer + "an expression is not used: " + why);
+}
+
+bool ScriptAccess::Evaluate(int expression, const void* owner, const ExpressionSite& site,
+                            const ScriptValue& keyed, ScriptValue& result) {
+  if (expressions_.Evaluate(expression, *this, site, keyed, result)) return true;
+  int failed = 0;
   std::string why;
-  while (expressions_.TakeFailure(expression, why)) tell("an expression is not used: " + why);
+  while (expressions_.TakeFailure(failed, why)) Note(owner, why);
+  return false;
+}
+
+void ScriptAccess::TellFailures(const std::function<void(const std::string&)>& tell) {
+  for (const std::string& failure : failures_) tell(failure);
+  failures_.clear();
 }
 
 ExpressionSite ScriptAccess::SiteOf(const SceneNode& property, const LayerUse* owner,
@@ -219,14 +232,14 @@ ExpressionSite ScriptAccess::SiteOf(const SceneNode& property, const LayerUse* o
 }
 
 bool ScriptAccess::Run(const Property& property, const void* owner, double time, float* values) {
-  const int expression = Compiled(property.expression);
+  const int expression = Compiled(property.expression, owner);
   if (expression == Expressions::kNone || property.dims > ScriptValue::kMostNumbers) return false;
   ScriptValue keyed, result;
   ToValue(values, property.dims, keyed);
   ExpressionSite site =
       SiteOf(PropertyNode(&property, owner), static_cast<const LayerUse*>(owner), time);
   site.seed = property.number;
-  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, site, keyed, result)) return false;
   for (size_t i = 0; i < std::min<size_t>(property.dims, result.numbers.size()); ++i) {
     values[i] = static_cast<float>(std::clamp(result.numbers[i], -1e9, 1e9));
   }
@@ -235,14 +248,14 @@ bool ScriptAccess::Run(const Property& property, const void* owner, double time,
 
 bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, double time,
                            Outline& outline) {
-  const int expression = Compiled(property.expression);
+  const int expression = Compiled(property.expression, owner);
   if (expression == Expressions::kNone) return false;
   ScriptValue keyed, result;
   ToValue(outline.vertices.data(), outline.vertices.size(), outline.closed, keyed);
   ExpressionSite site =
       SiteOf(PathNode(&property, owner), static_cast<const LayerUse*>(owner), time);
   site.seed = property.number;
-  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, site, keyed, result)) return false;
   if (result.kind == ScriptValue::Kind::kPath) FromValue(result, outline);
   return true;
 }
@@ -251,14 +264,14 @@ bool ScriptAccess::RunText(const JsonValue& source, const void* owner, double ti
                            std::string& text) {
   const JsonValue* script = source.Find("x");
   if (script == nullptr || script->Text().empty()) return false;
-  const int expression = Compiled(script->Text());
+  const int expression = Compiled(script->Text(), owner);
   if (expression == Expressions::kNone) return false;
   ScriptValue keyed, result;
   keyed.kind = ScriptValue::Kind::kText;
   keyed.text = text;
   const ExpressionSite site =
       SiteOf(TextNode(&source, owner), static_cast<const LayerUse*>(owner), time);
-  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, site, keyed, result)) return false;
   text = result.text;
   std::replace(text.begin(), text.end(), '\n', '\r');
   return true;
@@ -266,7 +279,7 @@ bool ScriptAccess::RunText(const JsonValue& source, const void* owner, double ti
 
 bool ScriptAccess::RunSelector(std::string_view source, const void* owner, double time, int index,
                                int total, double percent[3]) {
-  const int expression = Compiled(source);
+  const int expression = Compiled(source, owner);
   if (expression == Expressions::kNone) return false;
   const auto* use = static_cast<const LayerUse*>(owner);
   ExpressionSite site = SiteOf(PartOfLayer(*use, "t"), use, time);
@@ -275,7 +288,7 @@ bool ScriptAccess::RunSelector(std::string_view source, const void* owner, doubl
   ScriptValue keyed, result;
   keyed.kind = ScriptValue::Kind::kVector;
   keyed.numbers.assign(site.selectorValue, site.selectorValue + 3);
-  if (!expressions_.Evaluate(expression, *this, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, site, keyed, result)) return false;
   std::copy_n(result.numbers.begin(), std::min<size_t>(3, result.numbers.size()), percent);
   return true;
 }
@@ -357,6 +370,13 @@ NodeNames ScriptAccess::NamesOf(const SceneNode& node) {
     }
     case NodeKind::kMask:
       return {As<Mask>(node).name, {}, {}, 0};
+    case NodeKind::kProperty:
+      if (TextAt(node) != nullptr) return {};
+      return {
+          {},
+          {},
+          {},
+          IsOdd(node.what) ? FromOdd<PathProperty>(node.what)->index : As<Property>(node).index};
     default:
       return {};
   }
@@ -582,7 +602,17 @@ Matrix ScriptAccess::MatrixOf(const SceneNode& layer, double seconds) {
   return UseOf(layer).MatrixAt(seconds * movie_.frameRate, this, ignored);
 }
 
-bool ScriptAccess::SourceRectOf(const SceneNode& node, double, double box[4]) {
+bool ScriptAccess::SourceRectOf(const SceneNode& node, double seconds, double box[4],
+                                double& cost) {
+  const LayerUse& use = UseOf(node);
+  const LayerKind kind = use.Model().kind;
+  if (kind == LayerKind::kShape || kind == LayerKind::kText) {
+    try {
+      return scene_ != nullptr && scene_->SourceRect(use, seconds * movie_.frameRate, box, cost);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
   const LayerFacts facts = FactsOfLayer(node);
   if (facts.width <= 0 || facts.height <= 0) return false;
   box[0] = box[1] = 0;

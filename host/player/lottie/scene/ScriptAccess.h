@@ -17,7 +17,7 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   ScriptAccess(const Movie& movie, qx::plexion::MemoryWatchdog* watchdog);
 
   /// The scene whose properties are evaluated; borrowed.
-  void SetScene(const Scene& scene) { scene_ = &scene; }
+  void SetScene(Scene& scene) { scene_ = &scene; }
   void BeginFrame() { expressions_.BeginFrame(); }
   /// Tells of expressions that have failed since the last call.
   void TellFailures(const std::function<void(const std::string&)>& tell);
@@ -47,18 +47,22 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   double KeyTime(const SceneNode& property, int key) override;
   void KeyValue(const SceneNode& property, int key, ScriptValue& value) override;
   Matrix MatrixOf(const SceneNode& layer, double seconds) override;
-  bool SourceRectOf(const SceneNode& layer, double seconds, double box[4]) override;
+  bool SourceRectOf(const SceneNode& layer, double seconds, double box[4], double& cost) override;
   int MarkerCount(const SceneNode& composition) override;
   ScriptMarker MarkerAt(const SceneNode& composition, int position) override;
 
  private:
-  int Compiled(std::string_view source);
+  int Compiled(std::string_view source, const void* owner);
+  bool Evaluate(int expression, const void* owner, const ExpressionSite& site,
+                const ScriptValue& keyed, ScriptValue& result);
+  /// Remembers why an expression of a layer is not used, to be told.
+  void Note(const void* owner, const std::string& why);
   ExpressionSite SiteOf(const SceneNode& property, const LayerUse* owner, double time) const;
   SceneNode PartOfLayer(const LayerUse& use, std::string_view part) const;
 
   const Movie& movie_;
   Expressions expressions_;
-  const Scene* scene_ = nullptr;
+  Scene* scene_ = nullptr;
   std::unordered_map<const char*, int> compiled_;  ///< by where the source lies
   std::vector<std::string> failures_;
 };

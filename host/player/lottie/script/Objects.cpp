@@ -420,8 +420,11 @@ duk_ret_t SourceRect(duk_context* context) {
   machine.Charge(context, 64);
   const SceneNode layer = machine.ThisNode(context, false);
   double box[4] = {0, 0, 0, 0};
+  double cost = 0;
   machine.Scene().SourceRectOf(
-      layer, duk_is_number(context, 0) ? duk_get_number(context, 0) : machine.NowOf(layer), box);
+      layer, duk_is_number(context, 0) ? duk_get_number(context, 0) : machine.NowOf(layer), box,
+      cost);
+  machine.Charge(context, cost);
   static constexpr const char* kSides[] = {"left", "top", "width", "height"};
   duk_push_object(context);
   for (int i = 0; i < 4; ++i) {

@@ -11,6 +11,7 @@ namespace plexion_host::movie {
 const char* const kPrelude = R"JS(function (global) {
   'use strict';
   var charge = $$charge, repetitionsOf = $$repetitions, apply = Function.prototype.apply;
+  var slice = String.prototype.slice, has = Object.prototype.hasOwnProperty;
   function size(list) {
     var length = list.length;
     if (typeof length !== 'number') throw new TypeError('expected a list');
@@ -87,6 +88,61 @@ const char* const kPrelude = R"JS(function (global) {
   };
   global.$$call = function (f, items) { return apply.call(f, undefined, items); };
   global.$$invoke = function (owner, name, items) { return apply.call(owner[name], owner, items); };
+  global.$$named = function (text, names) {
+    if (typeof text !== 'string') return text;
+    var at = 0, end = text.length, owner, value;
+    charge(end);
+    function fail() {
+      throw new TypeError('eval() takes thisLayer, thisComp or thisProperty and what stands below it');
+    }
+    function blanks() { while (at < end && text.charCodeAt(at) <= 32) ++at; }
+    function word() {
+      var from = at;
+      while (at < end) {
+        var c = text.charCodeAt(at);
+        if (!(c > 47 && c < 58 || c > 64 && c < 91 || c > 96 && c < 123 || c === 95 || c === 36)) break;
+        ++at;
+      }
+      if (at === from) fail();
+      return slice.call(text, from, at);
+    }
+    function argument(closing) {
+      blanks();
+      var quote = text.charCodeAt(at), from, given;
+      if (quote === 34 || quote === 39) {
+        for (from = ++at; at < end && text.charCodeAt(at) !== quote; ++at) if (text.charCodeAt(at) === 92) fail();
+        given = slice.call(text, from, at++);
+      } else {
+        given = +word();
+        if (given !== given) fail();
+      }
+      blanks();
+      if (text.charCodeAt(at++) !== closing) fail();
+      return given;
+    }
+    blanks();
+    var first = word();
+    if (!has.call(names, first)) fail();
+    value = names[first];
+    for (blanks(); at < end; blanks()) {
+      charge(1);
+      var sign = text.charCodeAt(at++);
+      if (sign === 46) {
+        blanks();
+        owner = value;
+        value = value[word()];
+      } else if (sign === 91) {
+        owner = value;
+        value = value[argument(93)];
+      } else if (sign === 40) {
+        value = apply.call(value, owner, [argument(41)]);
+        owner = undefined;
+      } else {
+        fail();
+      }
+    }
+    return value;
+  };
   global.$$assign = function (target) {
     for (var i = 1; i < arguments.length; ++i) {
       var from = arguments[i];

@@ -136,9 +136,11 @@ class IScriptScene {
 
   /// From a layer's own plane to its composition's, parents included.
   virtual Matrix MatrixOf(const SceneNode& layer, double seconds) = 0;
-  /// The box around what a layer shows, in its own plane: left, top, width, height.
+  /// The box around what a layer shows, in its own plane: left, top, width, height. `cost` grows by
+  /// the points that were looked at. May evaluate other expressions.
   /// Returns  false when that is not known.
-  virtual bool SourceRectOf(const SceneNode& layer, double seconds, double box[4]) = 0;
+  virtual bool SourceRectOf(const SceneNode& layer, double seconds, double box[4],
+                            double& cost) = 0;
   /// Markers of a composition, or of the movie when it is the outermost one.
   virtual int MarkerCount(const SceneNode& composition) = 0;
   virtual ScriptMarker MarkerAt(const SceneNode& composition, int position) = 0;

@@ -267,12 +267,18 @@ duk_ret_t PushKey(duk_context* context, const SceneNode& property, int key) {
   if (value == nullptr) return 0;
   machine.PushValue(context, *value);
   duk_to_object(context, -1);
+  // Defined rather than assigned: a path has a "value" that only can be read.
+  const auto define = [context](const char* name) {
+    duk_push_string(context, name);
+    duk_swap_top(context, -2);
+    duk_def_prop(context, -3, DUK_DEFPROP_HAVE_VALUE | DUK_DEFPROP_SET_CONFIGURABLE);
+  };
   duk_push_number(context, key + 1);
-  duk_put_prop_string(context, -2, "index");
+  define("index");
   duk_push_number(context, machine.Scene().KeyTime(property, key));
-  duk_put_prop_string(context, -2, "time");
+  define("time");
   machine.PushValue(context, *value);
-  duk_put_prop_string(context, -2, "value");
+  define("value");
   return 1;
 }
 

@@ -182,8 +182,9 @@ void Translator::Run() {
   std::string body;
   while (Current().kind != TokenKind::kEnd) body += Statement();
   std::string variables = "var $$r";
+  // Exporters declare what they find; a name that they did not is an error where movies are watched.
   for (const std::string& name : assigned_) {
-    if (declared_.count(name) == 0) variables += "," + name;
+    if (lists_ && declared_.count(name) == 0) variables += "," + name;
   }
   for (int i = 1; i <= functions_.back().temporaries; ++i) variables += ",$$0_" + std::to_string(i);
   out_.code = variables + ";" + body + (lists_ ? "return $$r;" : "return $bm_rt;");
@@ -567,6 +568,11 @@ Translator::Piece Translator::Call(const std::string& callee, const std::string&
   if (callee == "posterizeTime") {
     out_.names.insert({"time", "value", "valueAtTime"});
     return {"(time=posterizeTime(" + items + "),value=valueAtTime(time))"};
+  }
+  if (callee == "eval") {
+    out_.names.insert({"thisLayer", "thisComp", "thisProperty"});
+    return {"$$named([" + items +
+            "][0],{thisLayer:thisLayer,thisComp:thisComp,thisProperty:thisProperty})"};
   }
   if (!spread) return {callee + "(" + items + ")"};
   if (owner.empty()) return {"$$call(" + callee + "," + items + ")"};

@@ -12,7 +12,7 @@ namespace plexion_host::movie {
 
 struct Translation {
   /// Statements of a function that returns the expression's value. They call $$t() for a step, and
-  /// $$n, $$list, $$call, $$invoke, $$assign and $$regexp of the engine's prelude.
+  /// $$n, $$list, $$call, $$invoke, $$assign, $$named and $$regexp of the engine's prelude.
   std::string code;
   /// Every free name that the source mentions: what it may want from its surroundings.
   std::set<std::string, std::less<>> names;
@@ -24,7 +24,8 @@ struct Translation {
 /// expression as its author typed it: its value is that of the last statement, and its operators
 /// work on lists of numbers as well.
 ///
-/// Block variables become variables of their function; classes, generators, accessors and
+/// eval() becomes a look-up of what a text names ("thisLayer.parent"): rigs walk along their bones
+/// by it. Block variables become variables of their function; classes, generators, accessors and
 /// assignments to patterns are refused.
 ///
 /// Returns  false with what is wrong in which line. Throws std::bad_alloc.

@@ -101,6 +101,12 @@ TEST_F(ExpressionsTest, GivesWhatTheLanguageSays) {
       {"width + inPoint + outPoint", "72.5"},
       {"numKeys + key(2).value + key(3).time + nearestKey(1.9).index", "99"},
       {"thisProperty.key(1).index", "1"},
+      {"let chain = 'thisLayer'; while (eval([chain][0]).hasParent) chain += '.parent'; "
+       "eval(chain).index + eval(chain)('ADBE Transform Group')('ADBE Position')[1]",
+       "55"},
+      {"eval(` thisComp . layer( 'Box' )[\"effect\"]('Speed')(1)`) + eval(3)", "15"},
+      {"eval('nothing.parent')", "TypeError: eval() takes"},
+      {"eval('thisLayer.constructor.constructor(\"while(1);\")')", "it gives "},
       {"valueAtTime(1.2)", "18"},
       {"velocity", "90"},
       {"speedAtTime(3)", "30"},
@@ -125,6 +131,12 @@ TEST_F(ExpressionsTest, GivesWhatTheLanguageSays) {
     SCOPED_TRACE(row.source);
     EXPECT_EQ(Number(row.source).substr(0, std::string(row.value).size()), row.value);
   }
+}
+
+TEST_F(ExpressionsTest, ExportersHaveToDeclareWhatIsAssigned) {
+  // Where movies are watched such a name is an error, so their authors see the value of the keys.
+  EXPECT_EQ(Number("var $bm_rt; try { v = 3; $bm_rt = v; } catch (e) { $bm_rt = 4; }"), "4");
+  EXPECT_EQ(Number("v = 3; v"), "3") << "as the author typed it";
 }
 
 TEST_F(ExpressionsTest, CountsListsAsAuthorsDo) {
@@ -193,6 +205,9 @@ TEST_F(ExpressionsTest, GivesTextsAndPaths) {
                    "p.points()[2][1] + p.pointOnPath(0.5)[0] + (p.isClosed() ? 100 : 0)"),
             "120");
   EXPECT_EQ(Value("5", scene_.path), "it gives no path");
+  scene_.path->keys = {{1, scene_.path->value}};
+  EXPECT_EQ(Value("key(1).index == 1 && key(1).time == 1 ? key(1).value : 0", scene_.path).size(),
+            Value("value", scene_.path).size());
 }
 
 TEST_F(ExpressionsTest, HasTheSameChanceEachTime) {

@@ -152,7 +152,7 @@ class FakeScene : public IScriptScene {
     value = At(node)->keys.at(static_cast<size_t>(key)).value;
   }
   Matrix MatrixOf(const SceneNode&, double) override { return {2, 0, 0, 2, 100, 50}; }
-  bool SourceRectOf(const SceneNode&, double, double rect[4]) override {
+  bool SourceRectOf(const SceneNode&, double, double rect[4], double&) override {
     std::copy_n(std::begin({-5.0, -7.0, 10.0, 14.0}), 4, rect);
     return true;
   }
