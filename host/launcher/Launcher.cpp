@@ -15,6 +15,7 @@
 #include "host/base/Text.h"
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
+#include "host/contracts/Isolation.h"
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
@@ -49,8 +50,7 @@ class CloseWatch final : public IDisplayEventSink {
 /// Lives as long as the process: a library that cannot be unloaded keeps the pointer.
 HostKernel& MakeKernel(const std::vector<std::string>& arguments, const LauncherOptions& options) {
   ModuleFiles files;
-  files.path =
-      ModulePath(ExecutableFolder(), options.modulePath, std::getenv("PLEXION_MODULE_PATH"));
+  files.path = ModulePath(ExecutableFolder(), {}, std::getenv("PLEXION_MODULE_PATH"));
   files.map = options.moduleMap;
   // Private interfaces of this host, in the libraries of the public ones.
   files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"},
@@ -84,6 +84,15 @@ void ExportSettings(const LauncherOptions& options) {
   if (!path.empty()) {
     setenv(kDataDirectoryVariable, std::filesystem::absolute(path, error).c_str(), 1);
   }
+  setenv(kIsolationVariable, options.isolation ? "on" : "off", 1);
+  // Contents' processes find the engines where this one does.
+  const char* const variable = "PLEXION_MODULE_PATH";
+  const std::string modules =
+      Join(ModulePath(std::string(), options.modulePath, getenv(variable)), ":");
+  setenv(variable, modules.c_str(), 1);
+  std::string map;
+  for (const auto& [name, file] : options.moduleMap) map += name + ":" + file + "\n";
+  setenv(kModuleMapVariable, map.c_str(), 1);
 }
 
 /// One run of the launcher.

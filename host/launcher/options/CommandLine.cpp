@@ -95,6 +95,11 @@ std::string ReadMemoryLimit(std::string text, uint32_t& bytes) {
   return {};
 }
 
+std::string ReadOnOff(const std::string& text, bool& on) {
+  on = text == "on";
+  return on || text == "off" ? "" : "on or off";
+}
+
 std::string ReadModuleMap(const std::string& pair, std::map<std::string, std::string>& map) {
   const size_t colon = pair.find(':');
   // Repeated colons are skipped, as the service's own check of this option does.
@@ -172,6 +177,11 @@ class OptionTable {
     topic_ = "system";
     Add("--memory-limit", "BYTES[K|M]", "Let the content of each window allocate this much at most",
         [&to](Text text) { return ReadMemoryLimit(text, to.memoryLimitBytes); });
+    Add("--isolation", "on|off",
+        "Play each content in a process of its own, so that a crash or a hang ends nothing else; "
+        "else "
+        "off",
+        [&to](Text text) { return ReadOnOff(text, to.isolation); });
     topic_ = "operator";
     AddText("--shellsocket", "PATH", "Take the operator's commands from a Unix socket, too",
             to.shellSocket);

@@ -48,6 +48,7 @@ struct LauncherOptions {
   std::vector<std::string> modulePath;
   std::optional<KeyMode> keyMode;
   uint32_t memoryLimitBytes = 0;  ///< of each window; 0: none
+  bool isolation = false;         ///< each content in a process of its own
   std::string programme;          ///< a document, a folder or a list; empty: none
   bool signage = false;
   bool loop = false;

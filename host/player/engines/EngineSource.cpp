@@ -4,7 +4,6 @@
 
 #include "host/base/ModuleHandle.h"
 #include "host/contracts/IHostWindows.h"
-#include "host/player/content/ContentProbe.h"
 #include "host/player/lottie/LottieEngine.h"
 
 namespace plexion_host::player {
@@ -18,14 +17,14 @@ EngineError MissingEngine(const std::string& what, const char* engine, const cha
               "not installed)"};
 }
 
+}  // namespace
+
 bool IsHostPaused() {
   IQXKernel* const kernel = IQXKernel::GetKernel();
   if (kernel == nullptr) return false;
   const ModuleHandle<IHostWindows> windows("IHostWindows");
   return windows && windows->IsPausePending();
 }
-
-}  // namespace
 
 InstalledEngines::~InstalledEngines() {
   IQXKernel* kernel = IQXKernel::GetKernel();
@@ -49,13 +48,16 @@ void InstalledEngines::Prepare(const ContentAddress& content) {
   if (!content.url.empty() || IsHostPaused()) return;
   ProbeResult probe;
   EngineError ignored;
-  if (!ProbeContent(content, probe, ignored)) return;
+  if (ProbeContent(content, probe, ignored)) PrepareFor(probe.kind, probe.description);
+}
+
+void InstalledEngines::PrepareFor(ContentKind kind, const std::string& format) {
   IEngineModule* module = nullptr;
-  if (probe.kind == ContentKind::kMedia) module = Acquire(media_, kMediaEngineModule);
-  if (probe.kind == ContentKind::kApplication) {
+  if (kind == ContentKind::kMedia) module = Acquire(media_, kMediaEngineModule);
+  if (kind == ContentKind::kApplication) {
     module = Acquire(application_, kApplicationEngineModule);
   }
-  if (module != nullptr) module->Prepare(probe.description);
+  if (module != nullptr) module->Prepare(format);
 }
 
 std::unique_ptr<Engine> InstalledEngines::OpenEngine(const ContentAddress& content,

@@ -4,12 +4,17 @@
 #define HOST_PLAYER_ENGINES_ENGINESOURCE_H_
 
 #include <memory>
+#include <string>
 
 #include "host/base/Mutex.h"
 #include "host/player/ContentAddress.h"
 #include "host/player/Engine.h"
+#include "host/player/content/ContentProbe.h"
 
 namespace plexion_host::player {
+
+/// Whether the operator's "go" is still to come, who may then want other content.
+bool IsHostPaused();
 
 /// Finds the engine for a piece of content.
 class EngineSource {
@@ -40,6 +45,8 @@ class InstalledEngines final : public EngineSource {
                                      EngineError& error) override;
   /// Loads the module of a local content's engine and has it prepare itself.
   void Prepare(const ContentAddress& content) override;
+  /// The same for content whose kind is known already; `format` as in ProbeResult.
+  void PrepareFor(ContentKind kind, const std::string& format);
 
  private:
   /// Null when the library is not on the kernel's module path.

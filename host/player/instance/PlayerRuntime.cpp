@@ -3,16 +3,44 @@
 #include "host/player/instance/PlayerRuntime.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 
+#include <memory>
 #include <new>
+#include <string>
+#include <string_view>
 
+#include "host/contracts/Isolation.h"
 #include "host/player/instance/PlayerClock.h"
 #include "host/player/instance/PlayerInstance.h"
+#include "host/player/remote/RemoteEngines.h"
+#include "qx/core/QXString.h"
 #include "qx/core/morvellib/MorvelInstanceParameters.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_host::player {
+
+namespace {
+
+/// The program that plays one content stands beside this library.
+std::string ContentProgram() {
+  QXString folder;
+  IQXKernel::GetKernel()->GetBinDirectory(folder, "IMorvelRuntimeLib");
+  return std::string(folder.Utf8()) + "/" + remote::kProgramName;
+}
+
+std::unique_ptr<EngineSource> MakeEngines() {
+  const char* const isolation = getenv(kIsolationVariable);
+  if (isolation == nullptr || std::string_view(isolation) != "on") {
+    return std::make_unique<InstalledEngines>();
+  }
+  return std::make_unique<remote::RemoteEngines>(ContentProgram());
+}
+
+}  // namespace
+
+PlayerRuntime::PlayerRuntime() : engines_(MakeEngines()) {}
 
 void PlayerRuntime::GetVersion(char* buffer, unsigned long size) {
   snprintf(buffer, size, "Plexion player %s", PLEXION_VERSION);
@@ -59,7 +87,7 @@ void PlayerRuntime::FillInstanceParameters(
 
 qx::core::morvellib::MorvelInstance* PlayerRuntime::CreateMorvelInstance(
     qx::plexion::StageWindow* window) {
-  return new (std::nothrow) PlayerInstance(window, engines_, SteadyPlayerClock());
+  return new (std::nothrow) PlayerInstance(window, *engines_, SteadyPlayerClock());
 }
 
 void PlayerRuntime::DestroyMorvelInstance(qx::core::morvellib::MorvelInstance* instance) {

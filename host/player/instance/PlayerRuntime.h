@@ -3,15 +3,18 @@
 #ifndef HOST_PLAYER_INSTANCE_PLAYERRUNTIME_H_
 #define HOST_PLAYER_INSTANCE_PLAYERRUNTIME_H_
 
+#include <memory>
+
 #include "host/player/engines/EngineSource.h"
 #include "qx/core/morvellib/IMorvelRuntimeLib.h"
 
 namespace plexion_host::player {
 
 /// The reference host's player runtime: makes an instance for each window and lends all of them the
-/// installed engines.
+/// engines: installed ones, or with isolation those in processes of their own.
 class PlayerRuntime final : public qx::core::morvellib::IMorvelRuntimeLib {
  public:
+  PlayerRuntime();
   void GetVersion(char* buffer, unsigned long size) override;
   uint32_t GetDefaultPixelFormat() override;
   void FillInstanceParameters(qx::core::morvellib::MorvelInstanceParameters& instanceParameters,
@@ -21,7 +24,7 @@ class PlayerRuntime final : public qx::core::morvellib::IMorvelRuntimeLib {
   void DestroyMorvelInstance(qx::core::morvellib::MorvelInstance* instance) override;
 
  private:
-  InstalledEngines engines_;
+  const std::unique_ptr<EngineSource> engines_;
 };
 
 }  // namespace plexion_host::player

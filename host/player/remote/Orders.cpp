@@ -154,6 +154,7 @@ Record ContentRecord(Kind kind, const ContentOrder& order) {
   Record record = MakeRecord(kind);
   record.words[0] = static_cast<uint64_t>(order.kind);
   record.words[1] = order.network ? 1 : 0;
+  record.words[2] = order.memoryBytes;
   return record;
 }
 
@@ -164,6 +165,7 @@ bool ReadContent(const Record& record, Kind kind, ContentOrder& order, std::stri
   }
   order.kind = static_cast<ContentKind>(record.words[0]);
   order.network = record.words[1] == 1;
+  order.memoryBytes = record.words[2];
   return true;
 }
 

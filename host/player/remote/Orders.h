@@ -49,6 +49,7 @@ bool ReadVolume(const Record& record, double& volume, std::string& fault);
 struct ContentOrder {
   ContentKind kind = ContentKind::kUnknown;
   bool network = false;
+  uint64_t memoryBytes = UINT64_MAX;  ///< that the content may allocate
 };
 Record ContentRecord(Kind kind, const ContentOrder& order);
 bool ReadContent(const Record& record, Kind kind, ContentOrder& order, std::string& fault);

@@ -44,9 +44,7 @@ std::string_view TextOf(const Record& record) {
 void CopyRecord(const Record& from, Record& to) {
   memcpy(static_cast<void*>(&to), &from, kHead);
   // What was copied decides how much more is, not what stands there now.
-  const size_t bytes = std::min<size_t>(to.textBytes, kMostText);
-  to.textBytes = static_cast<uint32_t>(bytes);
-  memcpy(to.text, from.text, bytes);
+  memcpy(to.text, from.text, std::min<size_t>(to.textBytes, kMostText));
 }
 
 uint64_t BitsOf(double number) {

@@ -17,15 +17,16 @@ namespace plexion_host::player::remote {
 enum class Kind : uint32_t {
   // Orders without an answer, over the socket, in the order in which they are sent.
   kText = 1,  ///< a piece of a text; the next other order gets all pieces since the last one
-  kPrepare,   ///< content of a kind will come: words[0] = ContentKind; text: its format
+  kPrepare,   ///< content of a kind will come: words as of kLoad; text: its format
   kSettings,  ///< text: see SettingsText.h
-  kInput,     ///< see PutInput
+  kAddress,   ///< text: see SettingsText.h
+  kInput,     ///< see InputRecord
   kProxy,     ///< text: see SettingsText.h
   kPlaying,   ///< words[0]: 0 or 1
   kVolume,    ///< words[0]: the bits of a double from 0 to 1
   kPlane,  ///< with the memory's descriptor; words: width, height, pitch in bytes, memory's bytes
   // Orders with an answer, by way of the page.
-  kLoad = 32,  ///< words: ContentKind, may use the network; text: see SettingsText.h
+  kLoad = 32,  ///< words: ContentKind, may use the network, bytes of memory
   kAdvance,    ///< words: frame, pass, position, playing
   kDraw,       ///< words: background alpha, everything
   // Answers, by way of the page.

@@ -1,0 +1,203 @@
+// The loop of a content's process.
+
+#include "host/content/ContentServer.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <new>
+#include <utility>
+
+#include "host/player/remote/SettingsText.h"
+
+namespace plexion_host::content {
+
+namespace {
+
+using namespace player::remote;
+using player::ContentKind;
+using player::EngineError;
+
+}  // namespace
+
+ContentServer::ContentServer(CallPage& page) : page_(page), host_(kSocketDescriptor, page) {}
+
+int ContentServer::Run() {
+  host_.Send(MakeRecord(Kind::kReady));
+  pollfd waits[] = {{kSocketDescriptor, POLLIN, 0}, {kOrderBellDescriptor, POLLIN, 0}};
+  for (;;) {
+    if (poll(waits, 2, -1) < 0 && errno != EINTR) return 1;
+    uint64_t rings = 0;
+    const bool rung =
+        waits[1].revents != 0 && read(kOrderBellDescriptor, &rings, sizeof rings) == sizeof rings;
+    // What was sent before the bell was rung comes first.
+    if (!TakeOrders()) break;
+    if (!rung) continue;
+    Record order;
+    CopyRecord(page_.order, order);
+    Answer(order);
+  }
+  engine_.reset();
+  return 0;
+}
+
+bool ContentServer::TakeOrders() {
+  for (;;) {
+    Record order;
+    iovec part = {&order, sizeof order};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t bytes = recvmsg(kSocketDescriptor, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (bytes < 0 && errno == EINTR) continue;
+    if (bytes < 0) return errno == EAGAIN;
+    if (bytes != sizeof order) return false;
+    int descriptor = -1;
+    const cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    if (header != nullptr && header->cmsg_type == SCM_RIGHTS) {
+      memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
+    }
+    if (!TakeOrder(order, descriptor) && fault_.empty()) fault_ = "an order cannot be followed";
+  }
+}
+
+bool ContentServer::TakeOrder(const Record& order, int descriptor) {
+  const auto kind = static_cast<Kind>(order.kind);
+  if (kind == Kind::kText) {
+    text_ += TextOf(order);
+    return text_.size() <= kMostSettingsText;
+  }
+  const std::string text = std::exchange(text_, {}) + std::string(TextOf(order));
+  switch (kind) {
+    case Kind::kPrepare: {
+      ContentOrder content;
+      if (!ReadContent(order, kind, content, fault_)) return false;
+      Prepare(content.kind, text);
+      return true;
+    }
+    case Kind::kSettings:
+      return ReadSettings(text, host_.ChangeSettings());
+    case Kind::kAddress:
+      return ReadAddress(text, address_);
+    case Kind::kInput: {
+      player::InputEvent input;
+      if (!ReadInput(order, input, fault_)) return false;
+      if (engine_ != nullptr) engine_->OnInput(input);
+      return true;
+    }
+    case Kind::kProxy: {
+      player::ProxySettings proxy;
+      if (!ReadProxy(text, proxy)) return false;
+      player::PlayerSettings& settings = host_.ChangeSettings();
+      settings.proxy = proxy.host;
+      settings.proxyPort = proxy.port;
+      settings.proxyUser = proxy.user;
+      settings.proxyPassword = proxy.password;
+      if (engine_ != nullptr) engine_->OnProxy(proxy);
+      return true;
+    }
+    case Kind::kPlaying: {
+      bool playing = false;
+      if (!ReadFlag(order, kind, playing, fault_)) return false;
+      if (engine_ != nullptr) engine_->SetPlaying(playing);
+      return true;
+    }
+    case Kind::kVolume: {
+      double volume = 1;
+      if (!ReadVolume(order, volume, fault_)) return false;
+      if (engine_ != nullptr) engine_->SetVolume(volume);
+      return true;
+    }
+    case Kind::kPlane: {
+      PlaneMemory plane;
+      if (ReadPlane(order, plane, fault_)) return memory_.Map(plane, descriptor);
+      if (descriptor >= 0) close(descriptor);
+      return false;
+    }
+    default:
+      return false;
+  }
+}
+
+void ContentServer::Answer(const Record& order) {
+  Record answer;
+  try {
+    if (!fault_.empty()) {
+      answer = Misunderstood(std::exchange(fault_, {}));
+    } else if (static_cast<Kind>(order.kind) == Kind::kLoad) {
+      answer = Load(order);
+    } else if (engine_ == nullptr) {
+      answer = Misunderstood("an order before there is content");
+    } else if (static_cast<Kind>(order.kind) == Kind::kAdvance) {
+      answer = Advance(order);
+    } else {
+      answer = Draw(order);
+    }
+  } catch (const std::bad_alloc&) {
+    // As a player in the launcher would: the content ends, its window says why.
+    answer = ErrorRecord(Kind::kFailed, {qx::plexion::kErrorNotEnoughMemory, "out of memory"});
+  } catch (const std::exception& exception) {
+    answer = ErrorRecord(Kind::kFailed, {qx::plexion::kErrorFatalPlaybackError, exception.what()});
+  }
+  answer.serial = order.serial;
+  CopyRecord(answer, page_.answer);
+  const uint64_t one = 1;
+  const ssize_t written = write(kAnswerBellDescriptor, &one, sizeof one);
+  (void)written;  // a bell that is full rings
+}
+
+Record ContentServer::Misunderstood(const std::string& fault) {
+  return ErrorRecord(Kind::kFailed, {qx::plexion::kErrorFatalPlaybackError,
+                                     "the content's process does not understand: " + fault});
+}
+
+void ContentServer::Prepare(ContentKind kind, const std::string& format) {
+  engines_.PrepareFor(kind, format);
+}
+
+Record ContentServer::Load(const Record& order) {
+  ContentOrder content;
+  std::string fault;
+  if (!ReadContent(order, Kind::kLoad, content, fault)) return Misunderstood(fault);
+  host_.GetMemory().SetLimit(content.memoryBytes);
+  EngineError error;
+  // Its libraries are opened while this process may still open everything.
+  engine_ = engines_.OpenEngine(address_, host_, error);
+  host_.Send(ProtectedRecord(""));
+  player::ContentFacts facts;
+  if (engine_ == nullptr || !engine_->Load(address_, facts, error)) {
+    engine_.reset();
+    return ErrorRecord(Kind::kFailed, error);
+  }
+  return LoadedRecord(facts);
+}
+
+Record ContentServer::Advance(const Record& order) {
+  player::FrameStep step;
+  std::string fault;
+  if (!ReadStep(order, step, fault)) return Misunderstood(fault);
+  host_.BeginFrame();
+  return AdvancedRecord(engine_->Advance(step));
+}
+
+Record ContentServer::Draw(const Record& order) {
+  DrawOrder draw;
+  std::string fault;
+  if (!ReadDraw(order, draw, fault)) return Misunderstood(fault);
+  if (!memory_.IsMapped()) return Misunderstood("nothing to draw into");
+  player::DrawTarget target;
+  target.pixels = memory_.Pixels();
+  target.pitchBytes = memory_.Plane().pitchBytes;
+  target.dims = memory_.Plane().dims;
+  target.bgAlpha = draw.bgAlpha;
+  target.everything = draw.everything;
+  return DrawnRecord(engine_->Draw(target));
+}
+
+}  // namespace plexion_host::content

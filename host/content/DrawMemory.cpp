@@ -1,0 +1,34 @@
+// Maps what was handed over.
+
+#include "host/content/DrawMemory.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace plexion_host::content {
+
+bool DrawMemory::Map(const player::remote::PlaneMemory& plane, int descriptor) {
+  Unmap();
+  struct stat status = {};
+  // Memory that may shrink could end this process at any write.
+  const bool sound = descriptor >= 0 && fstat(descriptor, &status) == 0 &&
+                     static_cast<uint64_t>(status.st_size) >= plane.bytes &&
+                     (fcntl(descriptor, F_GET_SEALS) & F_SEAL_SHRINK) != 0;
+  void* const pixels =
+      sound ? mmap(nullptr, plane.bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0)
+            : MAP_FAILED;
+  if (descriptor >= 0) close(descriptor);
+  if (pixels == MAP_FAILED) return false;
+  pixels_ = static_cast<uint32_t*>(pixels);
+  plane_ = plane;
+  return true;
+}
+
+void DrawMemory::Unmap() {
+  if (pixels_ != nullptr) munmap(pixels_, plane_.bytes);
+  pixels_ = nullptr;
+}
+
+}  // namespace plexion_host::content

@@ -1,0 +1,161 @@
+// The connection to one content's process, and what the system says of it.
+
+#include "host/player/remote/ContentProcess.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "host/base/Check.h"
+
+namespace plexion_host::player::remote {
+
+namespace {
+
+constexpr int kGlanceMs = 20;
+constexpr std::chrono::milliseconds kPatienceForRoom{2000};
+
+/// Reads a small file of the system about a process. Returns  its bytes, without a zero at the end.
+std::string ReadSystemFile(pid_t id, const char* name) {
+  char path[64];
+  snprintf(path, sizeof path, "/proc/%d/%s", static_cast<int>(id), name);
+  const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+  char text[1024];
+  const ssize_t bytes = file ? read(file.Get(), text, sizeof text) : 0;
+  return {text, bytes > 0 ? static_cast<size_t>(bytes) : 0};
+}
+
+void Ring(int bell) {
+  const uint64_t one = 1;
+  const ssize_t written = write(bell, &one, sizeof one);
+  (void)written;  // a bell that is full rings
+}
+
+bool TakeRing(int bell) {
+  uint64_t count = 0;
+  return read(bell, &count, sizeof count) == sizeof count;
+}
+
+}  // namespace
+
+void Descriptor::Close() {
+  if (number_ >= 0) close(number_);
+  number_ = -1;
+}
+
+ContentProcess::~ContentProcess() {
+  siginfo_t end;
+  if (!TakeEnd(end)) {
+    Kill();
+    // Nothing can keep it now, and an uncollected one would stay in the system's list.
+    if (id_ > 0) waitid(P_PIDFD, static_cast<id_t>(handle_.Get()), &end, WEXITED);
+  }
+  if (page_ != nullptr) munmap(page_, sizeof(CallPage));
+}
+
+bool ContentProcess::Send(const Record& order, int descriptor) {
+  iovec part = {const_cast<Record*>(&order), sizeof order};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  msghdr message = {};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  if (descriptor >= 0) {
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+  }
+  for (;;) {
+    const ssize_t sent = sendmsg(socket_.Get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent == static_cast<ssize_t>(sizeof order)) return true;
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent >= 0 || errno != EAGAIN || !WaitForRoom()) return false;
+  }
+}
+
+bool ContentProcess::WaitForRoom() {
+  pollfd socket = {socket_.Get(), POLLOUT, 0};
+  const auto deadline = std::chrono::steady_clock::now() + kPatienceForRoom;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (poll(&socket, 1, kGlanceMs) > 0) return (socket.revents & POLLOUT) != 0;
+  }
+  return false;
+}
+
+bool ContentProcess::SendText(const Record& order, std::string_view text, int descriptor) {
+  while (text.size() > kMostText) {
+    Record piece = MakeRecord(Kind::kText);
+    PutText(piece, text.substr(0, kMostText));
+    if (!Send(piece)) return false;
+    text.remove_prefix(kMostText);
+  }
+  Record last = order;
+  PutText(last, text);
+  return Send(last, descriptor);
+}
+
+CallEnd ContentProcess::Call(Record order, Record& answer, const std::function<bool()>& glance) {
+  order.serial = ++serial_;
+  CopyRecord(order, page_->order);
+  Ring(orderBell_.Get());
+  pollfd waits[] = {{answerBell_.Get(), POLLIN, 0}, {handle_.Get(), POLLIN, 0}};
+  for (;;) {
+    const int ready = poll(waits, 2, kGlanceMs);
+    if (ready > 0 && waits[0].revents != 0 && TakeRing(answerBell_.Get())) {
+      CopyRecord(page_->answer, answer);
+      return answer.serial == serial_ ? CallEnd::kAnswered : CallEnd::kLied;
+    }
+    if (ready > 0 && waits[1].revents != 0) return CallEnd::kEnded;
+    if (ready <= 0 && !glance()) return CallEnd::kGaveUp;
+  }
+}
+
+void ContentProcess::Kill() {
+  if (handle_) syscall(SYS_pidfd_send_signal, handle_.Get(), SIGKILL, nullptr, 0);
+}
+
+bool ContentProcess::TakeEnd(siginfo_t& end) {
+  end = {};
+  if (!handle_ || collected_) return true;
+  const int result = waitid(P_PIDFD, static_cast<id_t>(handle_.Get()), &end, WEXITED | WNOHANG);
+  // Where children of the launcher are collected by the system, there is nothing to be learned.
+  collected_ = result != 0 ? errno == ECHILD : end.si_pid != 0;
+  return collected_;
+}
+
+uint64_t ContentProcess::AnonymousBytes() const {
+  unsigned long long resident = 0;
+  unsigned long long shared = 0;
+  const std::string text = ReadSystemFile(id_, "statm");
+  if (sscanf(text.c_str(), "%*u %llu %llu", &resident, &shared) != 2 || shared > resident) return 0;
+  return (resident - shared) * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+int64_t ContentProcess::WorkedNanoseconds() const {
+  clockid_t clock = 0;
+  timespec time = {};
+  if (clock_getcpuclockid(id_, &clock) != 0 || clock_gettime(clock, &time) != 0) return -1;
+  return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+}
+
+bool ContentProcess::IsWorking() const {
+  // "12 (name) R ...": the name may hold anything, also brackets.
+  const std::string text = ReadSystemFile(id_, "stat");
+  const size_t bracket = text.rfind(')');
+  return bracket != std::string::npos && text.compare(bracket, 3, ") R") == 0;
+}
+
+}  // namespace plexion_host::player::remote

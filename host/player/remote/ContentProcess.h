@@ -1,0 +1,113 @@
+// One content's process, as its player has it.
+
+#ifndef HOST_PLAYER_REMOTE_CONTENTPROCESS_H_
+#define HOST_PLAYER_REMOTE_CONTENTPROCESS_H_
+
+#include <signal.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "host/player/remote/Link.h"
+
+namespace plexion_host::player::remote {
+
+/// A descriptor that closes with its owner.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() { Close(); }
+  Descriptor(Descriptor&& other) noexcept : number_(other.number_) { other.number_ = -1; }
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+      Close();
+      number_ = other.number_;
+      other.number_ = -1;
+    }
+    return *this;
+  }
+  int Get() const { return number_; }
+  explicit operator bool() const { return number_ >= 0; }
+  void Close();
+
+ private:
+  int number_ = -1;
+};
+
+/// How an order with an answer came out.
+enum class CallEnd {
+  kAnswered,
+  kEnded,     ///< the process is gone
+  kLied,      ///< it answered something else than it was asked
+  kGaveUp,    ///< `glance` did not want to wait any longer
+  kNotTaken,  ///< it has not read what it was sent before
+};
+
+/// One process: its connection, and its life. Whoever holds it last ends it by force; a decoder that does
+/// not stop is not waited for.
+///
+/// Thread   Send and Call: one thread at a time, the player's. Kill, Id, AnonymousBytes: any. TakeEnd:
+///          the one that collects processes.
+class ContentProcess {
+ public:
+  /// Starts one. `program` is a path. Must be called on a thread that lives as long as the process is to:
+  /// the system ends it with the thread that started it.
+  /// Returns  null with the reason in `error`.
+  static std::shared_ptr<ContentProcess> Start(const std::string& program, std::string& error);
+  ~ContentProcess();
+
+  /// An order without an answer; `descriptor`, when not negative, goes with it.
+  /// Returns  false when the process is gone, or has not read for so long that no more fits.
+  bool Send(const Record& order, int descriptor = -1);
+  /// The same, with a text of any length.
+  bool SendText(const Record& order, std::string_view text, int descriptor = -1);
+
+  /// An order with an answer. While it waits, `glance` is asked every 20 ms whether to wait on.
+  CallEnd Call(Record order, Record& answer, const std::function<bool()>& glance);
+
+  /// Tells the process that the content is to end.
+  void Cancel() { page_->cancelled = 1; }
+  /// Moves on while the process loads content.
+  uint32_t LifeSigns() const { return page_->alive; }
+
+  void Kill();
+  /// Collects the process without waiting. Returns  false as long as it is there.
+  bool TakeEnd(siginfo_t& end);
+
+  pid_t Id() const { return id_; }
+  int Socket() const { return socket_.Get(); }
+  int Output() const { return output_.Get(); }
+  int Handle() const { return handle_.Get(); }
+
+  /// Memory of its own that the process has in use: resident and anonymous, so neither libraries nor
+  /// planes. 0 when it is gone.
+  uint64_t AnonymousBytes() const;
+  /// Processor time that it has used, in nanoseconds; -1 when it is gone.
+  int64_t WorkedNanoseconds() const;
+  /// It computes, or would if it were given a processor: it neither sleeps nor stands still.
+  bool IsWorking() const;
+
+ private:
+  ContentProcess() = default;
+
+  bool WaitForRoom();
+
+  pid_t id_ = 0;
+  Descriptor handle_;  ///< a pidfd
+  Descriptor socket_;
+  Descriptor output_;  ///< what it prints, through a pipe
+  Descriptor orderBell_;
+  Descriptor answerBell_;
+  CallPage* page_ = nullptr;
+  uint32_t serial_ = 0;
+  bool collected_ = false;
+};
+
+}  // namespace plexion_host::player::remote
+
+#endif  // HOST_PLAYER_REMOTE_CONTENTPROCESS_H_

@@ -1,0 +1,315 @@
+// The thread that starts, hears and collects contents' processes.
+
+#include "host/player/remote/ContentProcesses.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "host/base/Check.h"
+#include "host/base/Text.h"
+#include "host/player/remote/ProcessEnd.h"
+#include "qx/core/IQXKernel.h"
+
+namespace plexion_host::player::remote {
+
+namespace {
+
+constexpr std::chrono::milliseconds kMemoryPeriod{250};
+constexpr int kGentleMs = 500;
+/// Records and lines that content may say a second, and at once.
+constexpr double kCreditPerSecond = 2000;
+constexpr double kMostCredit = 8000;
+constexpr double kBytesOfCredit = 20;  // of a line, each costs as much as a record
+/// From one process before the others have their turn.
+constexpr int kMostInTurn = 64;
+constexpr size_t kMostLine = 4096;
+/// Waiting processes cost memory; more contents than that are opened at once rarely.
+constexpr size_t kMostWaiting = 4;
+
+void Add(const Descriptor& epoll, int descriptor) {
+  epoll_event event = {};
+  event.events = EPOLLIN;
+  event.data.fd = descriptor;
+  epoll_ctl(epoll.Get(), EPOLL_CTL_ADD, descriptor, &event);
+}
+
+bool IsFor(const ContentOrder& a, const ContentOrder& b) {
+  return a.kind == b.kind && a.network == b.network;
+}
+
+}  // namespace
+
+ContentProcesses::ContentProcesses(std::string program)
+    : program_(std::move(program)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+  Add(epoll_, wake_.Fd());
+  thread_ = NamedThread("PlexionContent", [this] { Run(); });
+}
+
+ContentProcesses::~ContentProcesses() {
+  Post([this] { quit_ = true; });
+  thread_.Join();
+  for (const ChildPointer& child : children_) {
+    PLEXION_CHECK(child->listener == nullptr, "a process is released before its player goes");
+  }
+}
+
+void ContentProcesses::Post(Job job) {
+  {
+    const MutexLock lock(mutex_);
+    jobs_.push_back(std::move(job));
+  }
+  wake_.Set();
+}
+
+void ContentProcesses::PostAndWait(const Job& job) {
+  bool done = false;
+  Post([&] {
+    job();
+    const MutexLock lock(mutex_);
+    done = true;
+    changed_.NotifyAll();
+  });
+  MutexLock lock(mutex_);
+  changed_.Wait(lock, [&done] { return done; });
+}
+
+void ContentProcesses::Prepare(const ContentOrder& order, const std::string& format) {
+  Post([this, order, format] {
+    const auto waiting = std::count_if(children_.begin(), children_.end(),
+                                       [](const ChildPointer& child) { return !child->taken; });
+    ChildPointer child = FindWaiting({});
+    if (child == nullptr && static_cast<size_t>(waiting) >= kMostWaiting) return;
+    std::string ignored;  // whoever takes one hears of it
+    if (child == nullptr) child = StartChild(ignored);
+    if (child != nullptr) PrepareChild(*child, order, format);
+  });
+}
+
+std::shared_ptr<ContentProcess> ContentProcesses::Take(const ContentOrder& order,
+                                                       ProcessListener& listener,
+                                                       std::string& error) {
+  std::shared_ptr<ContentProcess> process;
+  PostAndWait([&] {
+    ChildPointer child = FindWaiting(order);
+    if (child == nullptr) child = FindWaiting({});
+    if (child == nullptr) child = StartChild(error);
+    if (child == nullptr) return;
+    child->taken = true;
+    child->listener = &listener;
+    process = child->process;
+  });
+  return process;
+}
+
+void ContentProcesses::Release(const std::shared_ptr<ContentProcess>& process, bool gently) {
+  PostAndWait([&] {
+    for (const ChildPointer& child : children_) {
+      if (child->process == process) child->listener = nullptr;
+    }
+  });
+  if (gently) {
+    shutdown(process->Socket(), SHUT_WR);
+    pollfd end = {process->Handle(), POLLIN, 0};
+    poll(&end, 1, kGentleMs);
+  }
+  process->Kill();
+  if (!gently) return;
+  // What it printed is to be read before its window says more.
+  PostAndWait([&] {
+    for (const ChildPointer& child : children_) {
+      if (child->process == process) ReadOutput(*child);
+    }
+  });
+}
+
+void ContentProcesses::Run() {
+  while (!quit_) {
+    const bool busy = std::any_of(children_.begin(), children_.end(),
+                                  [](const ChildPointer& child) { return child->taken; });
+    epoll_event events[16];
+    const int count =
+        epoll_wait(epoll_.Get(), events, 16, busy ? static_cast<int>(kMemoryPeriod.count()) : -1);
+    for (int i = 0; i < count; ++i) {
+      const int descriptor = events[i].data.fd;
+      if (descriptor == wake_.Fd()) {
+        wake_.Clear();
+        RunJobs();
+      } else if (const ChildPointer child = FindBy(descriptor)) {
+        Serve(child, descriptor);
+      }
+    }
+    if (Clock::now() - memoryLooked_ >= kMemoryPeriod) LookAtMemory();
+  }
+  for (const ChildPointer& child : children_) child->process->Kill();
+}
+
+void ContentProcesses::RunJobs() {
+  for (;;) {
+    Job job;
+    {
+      const MutexLock lock(mutex_);
+      if (jobs_.empty()) return;
+      job = std::move(jobs_.front());
+      jobs_.pop_front();
+    }
+    job();
+  }
+}
+
+ContentProcesses::ChildPointer ContentProcesses::StartChild(std::string& error) {
+  const auto child = std::make_shared<Child>();
+  child->process = ContentProcess::Start(program_, error);
+  if (child->process == nullptr) return nullptr;
+  child->credit = kMostCredit;
+  child->credited = Clock::now();
+  Add(epoll_, child->process->Socket());
+  Add(epoll_, child->process->Output());
+  Add(epoll_, child->process->Handle());
+  children_.push_back(child);
+  return child;
+}
+
+ContentProcesses::ChildPointer ContentProcesses::FindWaiting(const ContentOrder& order) {
+  for (const ChildPointer& child : children_) {
+    if (!child->taken && IsFor(child->order, order)) return child;
+  }
+  return nullptr;
+}
+
+void ContentProcesses::PrepareChild(Child& child, const ContentOrder& order,
+                                    const std::string& format) {
+  child.order = order;
+  // One that does not take it is found out when its content comes.
+  child.process->SendText(ContentRecord(Kind::kPrepare, order), format);
+}
+
+ContentProcesses::ChildPointer ContentProcesses::FindBy(int descriptor) {
+  for (const ChildPointer& child : children_) {
+    const ContentProcess& process = *child->process;
+    if (descriptor == process.Socket() || descriptor == process.Output() ||
+        descriptor == process.Handle()) {
+      return child;
+    }
+  }
+  return nullptr;
+}
+
+void ContentProcesses::Serve(const ChildPointer& child, int descriptor) {
+  if (descriptor == child->process->Output()) {
+    ReadOutput(*child);
+  } else if (descriptor == child->process->Socket()) {
+    ReadEvents(*child);
+  } else {
+    CollectIfEnded(child);
+  }
+}
+
+void ContentProcesses::ReadEvents(Child& child) {
+  const auto now = Clock::now();
+  const std::chrono::duration<double> since = now - child.credited;
+  child.credit = std::min(kMostCredit, child.credit + since.count() * kCreditPerSecond);
+  child.credited = now;
+  for (int i = 0; i < kMostInTurn; ++i) {
+    Record record;
+    iovec part = {&record, sizeof record};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    // No room for control data: descriptors that come along are closed by the system.
+    const ssize_t bytes = recvmsg(child.process->Socket(), &message, MSG_DONTWAIT);
+    if (bytes < 0 && errno == EINTR) continue;
+    if (bytes <= 0) {
+      // Closed, so that there is nothing to be heard any more; its end is another event.
+      if (bytes == 0) epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, child.process->Socket(), nullptr);
+      return;
+    }
+    child.credit -= 1;
+    if (child.credit < 0) return Flooded(child);
+    if (child.listener == nullptr) continue;
+    Event event;
+    std::string fault = "a record of " + std::to_string(bytes) + " bytes";
+    const bool whole = bytes == sizeof record && (message.msg_flags & MSG_TRUNC) == 0;
+    if (whole && ReadEvent(record, event, fault)) {
+      child.listener->OnEvent(event);
+    } else {
+      child.process->Kill();
+      std::exchange(child.listener, nullptr)
+          ->OnEnd({qx::plexion::kErrorFatalPlaybackError,
+                   "the content's process was ended: it sent " + fault});
+    }
+  }
+}
+
+void ContentProcesses::Flooded(Child& child) {
+  child.process->Kill();
+  if (child.listener == nullptr) return;
+  std::exchange(child.listener, nullptr)
+      ->OnEnd({qx::plexion::kErrorFatalPlaybackError,
+               "the content's process was ended: it said more than content may have to say"});
+}
+
+void ContentProcesses::ReadOutput(Child& child) {
+  char bytes[4096];
+  for (int i = 0; i < kMostInTurn && child.outputOpen; ++i) {
+    const ssize_t count = read(child.process->Output(), bytes, sizeof bytes);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return;
+    if (count == 0) {
+      child.outputOpen = false;
+      epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, child.process->Output(), nullptr);
+      PrintLines(child, true);
+      return;
+    }
+    child.printed.append(bytes, static_cast<size_t>(count));
+    PrintLines(child, false);
+    if (child.credit < 0) return Flooded(child);
+  }
+}
+
+void ContentProcesses::PrintLines(Child& child, bool all) {
+  size_t begin = 0;
+  while (begin < child.printed.size()) {
+    size_t end = child.printed.find('\n', begin);
+    const bool whole = end != std::string::npos;
+    if (!whole) end = child.printed.size();
+    if (!whole && !all && end - begin < kMostLine) break;
+    end = std::min(end, begin + kMostLine);
+    child.credit -= 1 + static_cast<double>(end - begin) / kBytesOfCredit;
+    // Whatever content makes a library print, it is one line of text here.
+    const std::string line =
+        PrintableWord(std::string_view(child.printed).substr(begin, end - begin));
+    if (child.credit >= 0) IQXKernel::GetKernel()->Printf("%s\n", line.c_str());
+    begin = end + (end < child.printed.size() && child.printed[end] == '\n' ? 1 : 0);
+  }
+  child.printed.erase(0, begin);
+}
+
+void ContentProcesses::CollectIfEnded(const ChildPointer& child) {
+  siginfo_t end;
+  if (!child->process->TakeEnd(end)) return;
+  // What it said before comes first, whether it was read yet or not.
+  for (int i = 0; i < 4; ++i) ReadEvents(*child);
+  ReadOutput(*child);
+  PrintLines(*child, true);
+  for (const int descriptor :
+       {child->process->Socket(), child->process->Output(), child->process->Handle()}) {
+    epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, descriptor, nullptr);
+  }
+  if (child->listener != nullptr) std::exchange(child->listener, nullptr)->OnEnd(ErrorOfEnd(end));
+  children_.remove(child);
+}
+
+void ContentProcesses::LookAtMemory() {
+  memoryLooked_ = Clock::now();
+  for (const ChildPointer& child : children_) {
+    if (child->listener != nullptr) child->listener->OnMemory(child->process->AnonymousBytes());
+  }
+}
+
+}  // namespace plexion_host::player::remote

@@ -1,0 +1,37 @@
+// What a content's process is born with: where its ends of the connection are, and the page that both
+// sides have.
+
+#ifndef HOST_PLAYER_REMOTE_LINK_H_
+#define HOST_PLAYER_REMOTE_LINK_H_
+
+#include <stdint.h>
+
+#include <atomic>
+
+#include "host/player/remote/Record.h"
+
+namespace plexion_host::player::remote {
+
+/// Descriptors of the process; all others but the standard streams are closed.
+constexpr int kSocketDescriptor = 3;      ///< SOCK_SEQPACKET: orders come, events go
+constexpr int kPageDescriptor = 4;        ///< sealed memory: a CallPage
+constexpr int kOrderBellDescriptor = 5;   ///< eventfd: an order stands in the page
+constexpr int kAnswerBellDescriptor = 6;  ///< eventfd: its answer stands there
+
+/// Orders with an answer, one at a time: the player writes `order` and rings; the process works, writes
+/// `answer` and rings back. That is half of what a socket costs, twice a frame. The process may write
+/// anything anywhere in here at any moment: the player only believes a copy that it has checked.
+struct CallPage {
+  Record order;
+  Record answer;
+  std::atomic<uint32_t> cancelled{0};  ///< by the player: not 0 once the content is to end
+  std::atomic<uint32_t> alive{0};      ///< by the process: moves on while a load does
+};
+static_assert(std::atomic<uint32_t>::is_always_lock_free, "a lock would be in another's hands");
+
+/// The program, in the folder of the player runtime.
+constexpr const char* kProgramName = "plexion-content";
+
+}  // namespace plexion_host::player::remote
+
+#endif  // HOST_PLAYER_REMOTE_LINK_H_

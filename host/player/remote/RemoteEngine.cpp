@@ -1,0 +1,251 @@
+// Orders and answers of one content: loading, moving on, drawing.
+
+#include "host/player/remote/RemoteEngine.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/player/remote/SettingsText.h"
+
+namespace plexion_host::player::remote {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+/// Between the end of a process and the thread that collects it.
+constexpr milliseconds kCollecting{2000};
+
+std::string Seconds(milliseconds time) { return std::to_string(time.count() / 1000) + " s"; }
+
+}  // namespace
+
+RemoteEngine::RemoteEngine(ContentProcesses& processes, EngineHost& host, const ContentOrder& order,
+                           const Patience& patience)
+    : processes_(processes),
+      host_(host),
+      order_(order),
+      patience_(patience),
+      grants_(host.Memory()) {}
+
+RemoteEngine::~RemoteEngine() {
+  if (process_ == nullptr) return;
+  // What an instrumented run counts is told when the engine goes; otherwise nobody waits for that.
+  processes_.Release(process_, host_.Settings().instrument && !IsGone());
+  FreeOwnMemory();
+}
+
+// Loading.
+
+bool RemoteEngine::Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) {
+  error.status = qx::plexion::kErrorStartupFailure;
+  process_ = processes_.Take(order_, *this, error.message);
+  if (process_ == nullptr) return false;
+  Record answer;
+  CallEnd end = SendLoad(content) ? CallLoad(answer) : CallEnd::kNotTaken;
+  std::string fault;
+  if (end == CallEnd::kAnswered && ReadLoaded(answer, facts, fault)) {
+    const MutexLock lock(mutex_);
+    loaded_ = !ended_;
+    if (!loaded_) error = end_;
+    return loaded_;
+  }
+  if (end == CallEnd::kAnswered && !ReadError(answer, error, fault)) end = CallEnd::kLied;
+  if (end != CallEnd::kAnswered) error = ErrorOf(end, fault, patience_.loading);
+  const MutexLock lock(mutex_);
+  gone_ = true;
+  return false;
+}
+
+bool RemoteEngine::SendLoad(const ContentAddress& content) {
+  const std::string settings = WriteSettings(host_.Settings());
+  const std::string address = WriteAddress(content);
+  return settings.size() <= kMostSettingsText && address.size() <= kMostSettingsText &&
+         process_->SendText(MakeRecord(Kind::kSettings), settings) &&
+         process_->SendText(MakeRecord(Kind::kAddress), address);
+}
+
+CallEnd RemoteEngine::CallLoad(Record& answer) {
+  ContentOrder order = order_;
+  if (host_.Memory() != nullptr) order.memoryBytes = host_.Memory()->GetBytesAvailable();
+  uint32_t signs = process_->LifeSigns();
+  auto seen = Clock::now();
+  return process_->Call(ContentRecord(Kind::kLoad, order), answer, [&] {
+    host_.ReportProgress(percent_);
+    if (host_.Cancelled()) return false;
+    if (std::exchange(signs, process_->LifeSigns()) != process_->LifeSigns()) seen = Clock::now();
+    return Clock::now() - seen < patience_.loading;
+  });
+}
+
+// Playing.
+
+void RemoteEngine::SendOrGiveUp(bool sent) {
+  if (!sent && !IsGone()) GiveUp(ErrorOf(CallEnd::kNotTaken, "", {}));
+}
+
+void RemoteEngine::SetPlaying(bool playing) {
+  SendOrGiveUp(process_->Send(FlagRecord(Kind::kPlaying, playing)));
+}
+
+void RemoteEngine::OnInput(const InputEvent& event) {
+  const Record record = InputRecord(event);
+  InputEvent known;
+  std::string fault;
+  // A button that no mouse has is a device's own business; content knows none.
+  if (ReadInput(record, known, fault)) SendOrGiveUp(process_->Send(record));
+}
+
+void RemoteEngine::OnProxy(const ProxySettings& proxy) {
+  SendOrGiveUp(process_->SendText(MakeRecord(Kind::kProxy), WriteProxy(proxy)));
+}
+
+void RemoteEngine::SetVolume(double factor) {
+  SendOrGiveUp(process_->Send(VolumeRecord(std::clamp(factor, 0.0, 1.0))));
+}
+
+StepResult RemoteEngine::Advance(const FrameStep& step) {
+  StepResult result;
+  result.nextPosition = kNoFrame;
+  Record answer;
+  std::string fault;
+  if (!Call(StepRecord(step), answer) || ReadAdvanced(answer, result, fault)) return result;
+  GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
+  return {false, kNoFrame};
+}
+
+DrawResult RemoteEngine::Draw(const DrawTarget& target) {
+  DrawResult result;
+  if (IsGone()) return result;
+  if (!ShareMemory(target)) {
+    if (!IsGone()) result.failure = "no memory that its process could draw into";
+    return result;
+  }
+  Record answer;
+  std::string fault;
+  if (!Call(DrawRecord({target.bgAlpha, target.everything}), answer)) return result;
+  if (!ReadDrawn(answer, target.dims, result, fault)) {
+    GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
+    return DrawResult();
+  }
+  if (own_ != nullptr && result.drawn) CopyOwn(target, result.dirty);
+  return result;
+}
+
+bool RemoteEngine::Call(const Record& order, Record& answer) {
+  if (IsGone()) return false;
+  const auto asked = Clock::now();
+  int64_t worked = -1;
+  const CallEnd end = process_->Call(order, answer, [&] {
+    if (host_.Cancelled()) return false;
+    // Not before the first glance: hardly any order takes that long.
+    if (worked < 0) worked = process_->WorkedNanoseconds();
+    return MayGoOn(asked, worked);
+  });
+  if (end == CallEnd::kAnswered) return true;
+  if (end == CallEnd::kGaveUp && host_.Cancelled()) {
+    // The window is ending anyway, and knows why.
+    const MutexLock lock(mutex_);
+    gone_ = true;
+  } else {
+    GiveUp(ErrorOf(end, "", patience_.still));
+  }
+  process_->Kill();
+  return false;
+}
+
+bool RemoteEngine::MayGoOn(Clock::time_point asked, int64_t worked) const {
+  const auto waited = Clock::now() - asked;
+  if (waited < patience_.still) return true;
+  if (waited >= patience_.most || !process_->IsWorking()) return false;
+  return nanoseconds(process_->WorkedNanoseconds() - worked) < patience_.working;
+}
+
+// Ends.
+
+EngineError RemoteEngine::ErrorOf(CallEnd end, const std::string& fault, milliseconds patience) {
+  switch (end) {
+    case CallEnd::kEnded:
+      return TakeEndOfProcess();
+    case CallEnd::kLied:
+      return {qx::plexion::kErrorFatalPlaybackError,
+              "the content's process was ended: it answered with " +
+                  (fault.empty() ? "what was not asked for" : fault)};
+    case CallEnd::kNotTaken:
+      return {qx::plexion::kErrorFatalPlaybackError,
+              "the content's process was ended: it does not take its orders"};
+    default:
+      return {qx::plexion::kErrorFatalPlaybackError,
+              "the content's process was ended: no answer for " + Seconds(patience)};
+  }
+}
+
+EngineError RemoteEngine::TakeEndOfProcess() {
+  MutexLock lock(mutex_);
+  changed_.WaitFor(lock, kCollecting, [this]() REQUIRES(mutex_) { return ended_; });
+  if (ended_) return end_;
+  return {qx::plexion::kErrorFatalPlaybackError, "the content's process is gone"};
+}
+
+void RemoteEngine::GiveUp(const EngineError& error) {
+  {
+    const MutexLock lock(mutex_);
+    if (std::exchange(gone_, true)) return;
+  }
+  host_.Fail(error);
+}
+
+bool RemoteEngine::IsGone() {
+  const MutexLock lock(mutex_);
+  return gone_;
+}
+
+void RemoteEngine::OnEnd(const EngineError& error) {
+  {
+    const MutexLock lock(mutex_);
+    ended_ = true;
+    end_ = error;
+    changed_.NotifyAll();
+    // While it loads, the load itself says so.
+    if (!loaded_) return;
+  }
+  GiveUp(error);
+}
+
+void RemoteEngine::OnMemory(uint64_t bytes) {
+  if (memoryBefore_ == kNotTaken) return;
+  // A refusal ends the window; the process goes with it.
+  grants_.SetUsed(bytes > memoryBefore_ ? bytes - memoryBefore_ : 0);
+}
+
+void RemoteEngine::OnEvent(const Event& event) {
+  switch (event.kind) {
+    case Kind::kProgress:
+      percent_ = std::max(percent_.load(), event.percent);
+      break;
+    case Kind::kFrameWanted:
+      host_.RequestFrame();
+      break;
+    case Kind::kComplete:
+      host_.Complete();
+      break;
+    case Kind::kGaveUp:
+      host_.Fail(event.error);
+      break;
+    case Kind::kNotice:
+      host_.Notify(event.error.status, event.error.message);
+      break;
+    case Kind::kProtected:
+      // What it uses from here on is the content's doing. Once: content could say so again.
+      if (memoryBefore_ == kNotTaken) memoryBefore_ = process_->AnonymousBytes();
+      break;
+    case Kind::kNoMemory:
+      grants_.Refuse(event.bytes);
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace plexion_host::player::remote

@@ -1,0 +1,147 @@
+// Takes the place of plexion-content and does what no honest one does, as PLEXION_HOSTILE says.
+
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "host/player/remote/Answers.h"
+#include "host/player/remote/Link.h"
+
+namespace {
+
+using namespace plexion_host::player;
+using namespace plexion_host::player::remote;
+
+std::string mode;
+CallPage* page = nullptr;
+
+void Send(const Record& record, size_t bytes = sizeof(Record)) {
+  send(kSocketDescriptor, &record, bytes, MSG_NOSIGNAL);
+}
+
+void Ring() {
+  const uint64_t one = 1;
+  if (write(kAnswerBellDescriptor, &one, sizeof one) < 0) _exit(9);
+}
+
+uint32_t WaitForOrder() {
+  uint64_t rings = 0;
+  while (read(kOrderBellDescriptor, &rings, sizeof rings) < 0) usleep(1000);
+  return page->order.serial;
+}
+
+void Answer(Record record, uint32_t serial) {
+  record.serial = serial;
+  CopyRecord(record, page->answer);
+  Ring();
+}
+
+/// What is done instead of loading.
+void MisbehaveAtLoad(uint32_t serial) {
+  if (mode == "crash-at-load") raise(SIGSEGV);
+  if (mode == "leave-at-load") _exit(7);
+  if (mode == "sleep-at-load") pause();
+  if (mode == "wrong-kind") Answer(AdvancedRecord({}), serial);
+  if (mode == "wrong-serial") Answer(LoadedRecord({{8, 8}, 10, 5}), serial + 1);
+  if (mode == "bell-alone") Ring();
+  if (mode == "huge-stage") Answer(LoadedRecord({{4000000000u, 1}, 10, 5}), serial);
+  if (mode == "no-rate") Answer(LoadedRecord({{8, 8}, -1, 5}), serial);
+  if (mode == "complete-as-error") {
+    Record record = ErrorRecord(Kind::kFailed, {});
+    record.words[0] = qx::plexion::kStatusComplete;
+    Answer(record, serial);
+  }
+  // The lie stands: what would be said next is not to take its place.
+  if (page->answer.kind != 0 || mode == "bell-alone") pause();
+}
+
+void Flood() {
+  for (;;) Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "more"));
+}
+
+/// What is done while content plays.
+void MisbehaveAtPlay(uint32_t serial) {
+  if (mode == "crash") raise(SIGSEGV);
+  if (mode == "killed") raise(SIGKILL);
+  if (mode == "stop") raise(SIGSTOP);
+  if (mode == "spin") {
+    for (volatile unsigned i = 0;; i = i + 1) {
+    }
+  }
+  if (mode == "sleep") pause();
+  if (mode == "flood") Flood();
+  if (mode == "short-record") Send(MakeRecord(Kind::kComplete), 10);
+  if (mode == "unknown-event") Send(MakeRecord(static_cast<Kind>(4000)));
+  if (mode == "print") {
+    const std::string line(1000, '\x1b');
+    for (;;) puts(line.c_str());
+  }
+  if (mode == "descriptors") {
+    // With each record one more, which nobody has asked for.
+    Record record = MakeRecord(Kind::kFrameWanted);
+    iovec part = {&record, sizeof record};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    const int descriptor = kPageDescriptor;
+    memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+    for (int i = 0; i < 500; ++i) sendmsg(kSocketDescriptor, &message, MSG_NOSIGNAL);
+  }
+  Answer(AdvancedRecord({true, 0}), serial);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  const char* const wanted = getenv("PLEXION_HOSTILE");
+  if (argc != 2 || wanted == nullptr) return 2;
+  (void)argv;
+  mode = wanted;
+  void* const memory =
+      mmap(nullptr, sizeof(CallPage), PROT_READ | PROT_WRITE, MAP_SHARED, kPageDescriptor, 0);
+  if (memory == MAP_FAILED) return 2;
+  page = static_cast<CallPage*>(memory);
+  if (mode == "gone") return 3;
+  if (mode == "shrink") {
+    // What would end the launcher by a signal at its next look.
+    if (ftruncate(kPageDescriptor, 0) == 0) return 4;
+    mode = "wrong-kind";
+  }
+  uint32_t serial = WaitForOrder();
+  MisbehaveAtLoad(serial);
+  Answer(LoadedRecord({{8, 8}, 10, 5}), serial);
+  for (;;) {
+    serial = WaitForOrder();
+    if (static_cast<Kind>(page->order.kind) == Kind::kAdvance) {
+      MisbehaveAtPlay(serial);
+      continue;
+    }
+    DrawResult drawn = {true, {0, 0, 8, 8}, ""};
+    if (mode == "dirty-outside") drawn.dirty = {4, 4, 8, 8};
+    if (mode == "endless-text") {
+      Record record = DrawnRecord(drawn);
+      record.serial = serial;
+      record.textBytes = UINT32_MAX;
+      memcpy(static_cast<void*>(&page->answer), &record, sizeof record);
+      Ring();
+      continue;
+    }
+    Answer(DrawnRecord(drawn), serial);
+  }
+}

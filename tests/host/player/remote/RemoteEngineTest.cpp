@@ -1,0 +1,328 @@
+// Content in a process of its own: the same pictures, and whatever that process does, its player goes on
+// and says what happened.
+
+#include <dirent.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "host/player/engines/EngineSource.h"
+#include "host/player/remote/RemoteEngine.h"
+#include "host/player/remote/RemoteEngines.h"
+#include "tests/host/player/PlainHost.h"
+#include "tests/host/player/PlayerFixture.h"
+
+namespace plexion_host::player::remote {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::AnyOf;
+using ::testing::HasSubstr;
+
+constexpr char kProgram[] = PLEXION_BIN "/plexion-content";
+
+/// 20 x 10, 10 frames a second, 5 frames: a red square, 5 pixels to the right from frame 3 on.
+constexpr char kSquare[] = R"({"v":"5","fr":10,"ip":0,"op":5,"w":20,"h":10,"layers":[{"ty":4,"ip":0,
+  "op":5,"st":0,"sr":1,"ks":{"o":{"a":0,"k":100},"r":{"a":0,"k":0},"p":{"a":1,"k":[
+  {"t":0,"s":[5,5],"h":1},{"t":3,"s":[10,5],"h":1}]},"a":{"a":0,"k":[0,0]},"s":{"a":0,"k":[100,100]}},
+  "shapes":[{"ty":"gr","it":[{"ty":"rc","p":{"a":0,"k":[0,0]},"s":{"a":0,"k":[10,10]},
+  "r":{"a":0,"k":0}},{"ty":"fl","c":{"a":0,"k":[1,0,0,1]},"o":{"a":0,"k":100},"r":1},
+  {"ty":"tr","p":{"a":0,"k":[0,0]},"a":{"a":0,"k":[0,0]},"s":{"a":0,"k":[100,100]},
+  "r":{"a":0,"k":0},"o":{"a":0,"k":100}}]}]}]})";
+
+/// Hears what an engine says, on any thread.
+class WaitingHost final : public EngineHost {
+ public:
+  qx::plexion::MemoryWatchdog* Memory() override { return memory; }
+  const PlayerSettings& Settings() override { return settings; }
+  bool Cancelled() override { return cancelled; }
+  void ReportProgress(unsigned percent) override { progress = percent; }
+  void RequestFrame() override {}
+  void Complete() override {}
+  void Fail(const EngineError& error) override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (failures_++ == 0) failure_ = error;
+    changed_.notify_all();
+  }
+  void Notify(StageWindowStatus, const std::string&) override { ++notices; }
+
+  EngineError WaitForFailure() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, kPatience, [this] { return failures_ > 0; }));
+    return failure_;
+  }
+  int Failures() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return failures_;
+  }
+
+  PlayerSettings settings;
+  qx::plexion::MemoryWatchdog* memory = nullptr;
+  std::atomic<bool> cancelled{false};
+  unsigned progress = 0;
+  std::atomic<int> notices{0};
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  EngineError failure_;
+  int failures_ = 0;
+};
+
+std::vector<std::string> NamesIn(const char* folder) {
+  std::vector<std::string> names;
+  DIR* const open = opendir(folder);
+  while (const dirent* entry = readdir(open)) names.emplace_back(entry->d_name);
+  closedir(open);
+  return names;
+}
+
+/// Processes that this one has started and not collected.
+size_t Children() {
+  std::ifstream list("/proc/self/task/" + std::to_string(getpid()) + "/children");
+  size_t count = 0;
+  for (const std::string& task : NamesIn("/proc/self/task")) {
+    std::ifstream children("/proc/self/task/" + task + "/children");
+    for (std::string id; children >> id;) ++count;
+  }
+  return count;
+}
+
+size_t Descriptors() { return NamesIn("/proc/self/fd").size(); }
+
+class RemoteEngineTest : public ::testing::Test {
+ protected:
+  RemoteEngineTest() {
+    TestKernel();
+    char path[] = "/tmp/plexion-remote-XXXXXX";
+    close(mkstemp(path));
+    path_ = path;
+    std::ofstream(path_) << kSquare;
+    content_.path = path_;
+    content_.name = "square.mvx";
+    // Of this process's own, which stay.
+    { ContentProcesses first(kProgram); }
+    descriptors_ = Descriptors();
+    EXPECT_EQ(0u, Children());
+  }
+  ~RemoteEngineTest() override {
+    engine_.reset();
+    processes_.reset();
+    EXPECT_EQ(0u, Children()) << "no process is left behind";
+    EXPECT_EQ(descriptors_, Descriptors()) << "no descriptor is left behind";
+    unlink(path_.c_str());
+  }
+
+  void Use(const std::string& program, const Patience& patience = {}) {
+    engine_.reset();
+    processes_ = std::make_unique<ContentProcesses>(program);
+    engine_ = std::make_unique<RemoteEngine>(*processes_, host_,
+                                             ContentOrder{ContentKind::kMovie, false}, patience);
+  }
+  bool Load() { return engine_->Load(content_, facts_, error_); }
+  StepResult Advance(uint64_t frame) { return engine_->Advance({frame, 0, frame, true}); }
+  DrawResult Draw(FakePlane& plane, bool everything = false) {
+    DrawTarget target;
+    target.pixels = static_cast<uint32_t*>(plane.LockPixels(false));
+    target.pitchBytes = plane.GetPitch();
+    target.dims = plane.GetDims();
+    target.everything = everything;
+    const DrawResult result = engine_->Draw(target);
+    plane.UnlockPixels();
+    return result;
+  }
+
+  /// The one process there is, as the system lists it.
+  static pid_t OnlyChild() {
+    for (const std::string& task : NamesIn("/proc/self/task")) {
+      std::ifstream children("/proc/self/task/" + task + "/children");
+      pid_t id = 0;
+      if (children >> id) return id;
+    }
+    return -1;
+  }
+
+  std::string path_;
+  ContentAddress content_;
+  ContentFacts facts_;
+  EngineError error_;
+  WaitingHost host_;
+  size_t descriptors_ = 0;
+  std::unique_ptr<ContentProcesses> processes_;
+  std::unique_ptr<RemoteEngine> engine_;
+};
+
+TEST_F(RemoteEngineTest, DrawsWhatAnEngineOfTheLauncherDraws) {
+  Use(kProgram);
+  ASSERT_TRUE(Load()) << error_.message;
+  PlainHost plain;
+  InstalledEngines installed;
+  const std::unique_ptr<Engine> own = installed.OpenEngine(content_, plain, error_);
+  ContentFacts facts;
+  ASSERT_TRUE(own->Load(content_, facts, error_));
+  EXPECT_TRUE(facts.framesPerSecond == facts_.framesPerSecond &&
+              facts.frameCount == facts_.frameCount &&
+              facts.stageDims.width == facts_.stageDims.width);
+
+  // A plane with padding, whose rows are not the picture's.
+  FakePlane plane(20, 10, 3);
+  FakePlane reference(20, 10, 3);
+  for (uint64_t frame = 0; frame < 5; ++frame) {
+    const StepResult step = Advance(frame);
+    const StepResult expected = own->Advance({frame, 0, frame, true});
+    EXPECT_EQ(expected.changed, step.changed);
+    EXPECT_EQ(expected.nextPosition, step.nextPosition);
+    const DrawResult drawn = Draw(plane, frame == 0);
+    DrawTarget target;
+    target.pixels = static_cast<uint32_t*>(reference.LockPixels(false));
+    target.pitchBytes = reference.GetPitch();
+    target.dims = reference.GetDims();
+    target.everything = frame == 0;
+    const DrawResult other = own->Draw(target);
+    reference.UnlockPixels();
+    EXPECT_EQ(other.drawn, drawn.drawn);
+    EXPECT_EQ(other.dirty.width, drawn.dirty.width);
+    EXPECT_EQ(reference.Pixels(), plane.Pixels()) << "frame " << frame;
+  }
+  EXPECT_EQ(0, host_.Failures());
+}
+
+TEST_F(RemoteEngineTest, ContentThatCannotBePlayedEndsWithItsOwnWords) {
+  Use(kProgram);
+  std::ofstream(path_, std::ios::trunc) << "{\"v\":";
+  EXPECT_FALSE(Load());
+  EXPECT_EQ(kErrorCorruptMovie, error_.status);
+  EXPECT_THAT(error_.message, HasSubstr("byte 5"));
+  content_.path = "/absent";
+  Use(kProgram);
+  EXPECT_FALSE(Load());
+  EXPECT_EQ(kErrorInvalidURL, error_.status);
+}
+
+TEST_F(RemoteEngineTest, AMissingProgramIsNamed) {
+  Use("/absent/plexion-content");
+  EXPECT_FALSE(Load());
+  EXPECT_EQ(kErrorStartupFailure, error_.status);
+  EXPECT_THAT(error_.message, HasSubstr("cannot start /absent/plexion-content: No such file"));
+}
+
+TEST_F(RemoteEngineTest, APreparedProcessIsTheOneThatIsTaken) {
+  Use(kProgram);
+  processes_->Prepare({ContentKind::kMovie, false}, "movie");
+  while (Children() == 0) std::this_thread::yield();
+  const pid_t prepared = OnlyChild();
+  ASSERT_TRUE(Load()) << error_.message;
+  EXPECT_EQ(1u, Children());
+  EXPECT_EQ(prepared, OnlyChild());
+}
+
+TEST_F(RemoteEngineTest, ACrashWhileItPlaysIsTold) {
+  const std::pair<int, const char*> ends[] = {{SIGSEGV, "(SIGSEGV)"}, {SIGKILL, "(SIGKILL)"}};
+  for (const auto& [signal, name] : ends) {
+    WaitingHost host;
+    ContentProcesses processes(kProgram);
+    RemoteEngine engine(processes, host, {ContentKind::kMovie, false});
+    ASSERT_TRUE(engine.Load(content_, facts_, error_)) << error_.message;
+    ASSERT_EQ(1u, Children());
+    kill(OnlyChild(), signal);
+    // Nothing is asked of it meanwhile: its end is noticed all the same.
+    const EngineError failure = host.WaitForFailure();
+    EXPECT_EQ(kErrorFatalPlaybackError, failure.status);
+    EXPECT_THAT(failure.message, AllOf(HasSubstr("crashed"), HasSubstr(name)));
+    EXPECT_EQ(kNoFrame, engine.Advance({1, 0, 1, true}).nextPosition);
+    engine.SetPlaying(false);
+    EXPECT_EQ(1, host.Failures()) << "told once";
+  }
+}
+
+TEST_F(RemoteEngineTest, AProcessThatStandsStillIsEndedInTime) {
+  Patience patience;
+  patience.still = std::chrono::milliseconds(150);
+  Use(kProgram, patience);
+  ASSERT_TRUE(Load());
+  kill(OnlyChild(), SIGSTOP);
+  Advance(1);
+  const EngineError failure = host_.WaitForFailure();
+  EXPECT_EQ(kErrorFatalPlaybackError, failure.status);
+  EXPECT_THAT(failure.message, HasSubstr("no answer for"));
+}
+
+TEST_F(RemoteEngineTest, AWindowThatEndsDoesNotWaitForItsProcess) {
+  Use(kProgram);
+  ASSERT_TRUE(Load());
+  kill(OnlyChild(), SIGSTOP);
+  std::thread later([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    host_.cancelled = true;
+  });
+  Advance(1);
+  later.join();
+  EXPECT_EQ(0, host_.Failures()) << "the window knows why it ends";
+}
+
+/// A process that does what no honest one does.
+class HostileProcessTest : public RemoteEngineTest,
+                           public ::testing::WithParamInterface<const char*> {
+ protected:
+  void SetUp() override {
+    setenv("PLEXION_HOSTILE", GetParam(), 1);
+    Patience patience;
+    patience.still = std::chrono::milliseconds(200);
+    patience.working = std::chrono::milliseconds(300);
+    patience.loading = std::chrono::milliseconds(300);
+    Use(PLEXION_HOSTILE_PROGRAM, patience);
+  }
+};
+
+using HostileLoadTest = HostileProcessTest;
+TEST_P(HostileLoadTest, EndsTheLoadWithAnError) {
+  EXPECT_FALSE(Load());
+  EXPECT_GE(error_.status, kErrorIncompleteConfiguration);
+  EXPECT_FALSE(error_.message.empty());
+}
+INSTANTIATE_TEST_SUITE_P(Modes, HostileLoadTest,
+                         ::testing::Values("gone", "shrink", "crash-at-load", "leave-at-load",
+                                           "sleep-at-load", "wrong-kind", "wrong-serial",
+                                           "bell-alone", "huge-stage", "no-rate",
+                                           "complete-as-error"));
+
+using HostilePlayTest = HostileProcessTest;
+TEST_P(HostilePlayTest, EndsTheContentWithAnError) {
+  ASSERT_TRUE(Load()) << error_.message;
+  FakePlane plane(8, 8);
+  for (int i = 0; i < 1000 && host_.Failures() == 0; ++i) {
+    Advance(static_cast<uint64_t>(i));
+    Draw(plane, i == 0);
+  }
+  const EngineError failure = host_.WaitForFailure();
+  EXPECT_EQ(kErrorFatalPlaybackError, failure.status);
+  EXPECT_THAT(failure.message, HasSubstr("process"));
+  // A flood is cut off early.
+  EXPECT_LT(host_.notices, 20000);
+}
+INSTANTIATE_TEST_SUITE_P(Modes, HostilePlayTest,
+                         ::testing::Values("crash", "killed", "stop", "spin", "sleep", "flood",
+                                           "short-record", "unknown-event", "print",
+                                           "dirty-outside", "endless-text"));
+
+using HostileGiftTest = HostileProcessTest;
+TEST_P(HostileGiftTest, LeavesNoDescriptorInTheLauncher) {
+  ASSERT_TRUE(Load()) << error_.message;
+  const size_t before = Descriptors();
+  Advance(1);
+  Advance(2);
+  EXPECT_EQ(before, Descriptors());
+}
+INSTANTIATE_TEST_SUITE_P(Modes, HostileGiftTest, ::testing::Values("descriptors"));
+
+}  // namespace
+}  // namespace plexion_host::player::remote
