@@ -11,6 +11,8 @@
 #include <new>
 #include <utility>
 
+#include "host/content/sandbox/Sandbox.h"
+#include "host/player/media/sound/SoundOutput.h"
 #include "host/player/remote/SettingsText.h"
 
 namespace plexion_host::content {
@@ -23,7 +25,8 @@ using player::EngineError;
 
 }  // namespace
 
-ContentServer::ContentServer(CallPage& page) : page_(page), host_(kSocketDescriptor, page) {}
+ContentServer::ContentServer(CallPage& page, std::vector<std::string> libraries)
+    : libraries_(std::move(libraries)), page_(page), host_(kSocketDescriptor, page) {}
 
 int ContentServer::Run() {
   host_.Send(MakeRecord(Kind::kReady));
@@ -78,7 +81,7 @@ bool ContentServer::TakeOrder(const Record& order, int descriptor) {
     case Kind::kPrepare: {
       ContentOrder content;
       if (!ReadContent(order, kind, content, fault_)) return false;
-      Prepare(content.kind, text);
+      OpenLibraries(content.kind, text);
       return true;
     }
     case Kind::kSettings:
@@ -157,8 +160,9 @@ Record ContentServer::Misunderstood(const std::string& fault) {
                                      "the content's process does not understand: " + fault});
 }
 
-void ContentServer::Prepare(ContentKind kind, const std::string& format) {
-  engines_.PrepareFor(kind, format);
+void ContentServer::OpenLibraries(ContentKind kind, const std::string& format) {
+  engines_.OpenLibraries(kind, format);
+  opened_ = true;
 }
 
 Record ContentServer::Load(const Record& order) {
@@ -166,11 +170,17 @@ Record ContentServer::Load(const Record& order) {
   std::string fault;
   if (!ReadContent(order, Kind::kLoad, content, fault)) return Misunderstood(fault);
   host_.GetMemory().SetLimit(content.memoryBytes);
+  // Its libraries are opened while this process may still open everything; the content, not before it
+  // may no longer.
+  if (!opened_) OpenLibraries(content.kind, "");
+  Rights rights = RightsFor(content, address_, host_.Settings(),
+                            player::SoundMayBeHeard(player::RealSoundSurroundings()));
+  rights.read.insert(rights.read.end(), libraries_.begin(), libraries_.end());
+  host_.Send(ProtectedRecord(GiveUpRights(rights)));
+
   EngineError error;
-  // Its libraries are opened while this process may still open everything.
-  engine_ = engines_.OpenEngine(address_, host_, error);
-  host_.Send(ProtectedRecord(""));
   player::ContentFacts facts;
+  engine_ = engines_.OpenEngine(address_, host_, error);
   if (engine_ == nullptr || !engine_->Load(address_, facts, error)) {
     engine_.reset();
     return ErrorRecord(Kind::kFailed, error);

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/content/ContentHost.h"
 #include "host/content/DrawMemory.h"
@@ -18,8 +19,8 @@ namespace plexion_host::content {
 /// player's, as the engine sees it.
 class ContentServer {
  public:
-  /// `page` outlives this.
-  explicit ContentServer(player::remote::CallPage& page);
+  /// `page` outlives this. `libraries`: files and folders where engines are.
+  ContentServer(player::remote::CallPage& page, std::vector<std::string> libraries);
 
   /// Returns  the process's exit code.
   int Run();
@@ -33,16 +34,18 @@ class ContentServer {
   player::remote::Record Advance(const player::remote::Record& order);
   player::remote::Record Draw(const player::remote::Record& order);
   player::remote::Record Misunderstood(const std::string& fault);
-  void Prepare(player::ContentKind kind, const std::string& format);
+  void OpenLibraries(player::ContentKind kind, const std::string& format);
 
+  const std::vector<std::string> libraries_;
   player::remote::CallPage& page_;
   ContentHost host_;
   player::InstalledEngines engines_;
   std::unique_ptr<player::Engine> engine_;
   DrawMemory memory_;
   player::ContentAddress address_;
-  std::string text_;   ///< pieces of the next order's text
-  std::string fault_;  ///< an order that could not be understood; the next answer says so
+  bool opened_ = false;  ///< its libraries, for the content that will come
+  std::string text_;     ///< pieces of the next order's text
+  std::string fault_;    ///< an order that could not be understood; the next answer says so
 };
 
 }  // namespace plexion_host::content

@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/base/Text.h"
 #include "host/content/ContentServer.h"
@@ -52,10 +54,13 @@ int main(int argc, char** argv) {
     return 2;
   }
   TieTo(static_cast<pid_t>(strtol(argv[1], nullptr, 10)));
+  const plexion_host::ModuleFiles files = ReadModuleFiles();
+  std::vector<std::string> libraries = files.path;
+  for (const auto& [name, file] : files.map) libraries.push_back(file);
   // As long as the process: a library that cannot be unloaded keeps the pointer.
-  auto* const kernel = new plexion_host::HostKernel({argv[0]}, ReadModuleFiles());
+  auto* const kernel = new plexion_host::HostKernel({argv[0]}, files);
   IQXModule_QXModule_PutKernel(kernel);
-  auto* const server = new plexion_host::content::ContentServer(*page);
+  auto* const server = new plexion_host::content::ContentServer(*page, std::move(libraries));
   const int code = server->Run();
   kernel->GetConsole().Flush();
   // Libraries that were opened have threads, which would still run while the process takes itself

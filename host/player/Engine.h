@@ -176,6 +176,10 @@ class IEngineModule : public IQXModule {
   /// the meantime. `format` is what the content's first bytes say it is, see ProbeResult. Nothing
   /// depends on it being called. Thread: any.
   virtual void Prepare(const std::string& /*format*/) {}
+
+  /// The same on the calling thread, for a process that then gives up rights: when this returns, the
+  /// engine has all that it could not open later, and no thread at work. Thread: any.
+  virtual void OpenLibraries(const std::string& /*format*/) {}
 };
 
 /// Module names of the engines that live in libraries of their own.

@@ -48,16 +48,25 @@ void InstalledEngines::Prepare(const ContentAddress& content) {
   if (!content.url.empty() || IsHostPaused()) return;
   ProbeResult probe;
   EngineError ignored;
-  if (ProbeContent(content, probe, ignored)) PrepareFor(probe.kind, probe.description);
+  if (!ProbeContent(content, probe, ignored)) return;
+  IEngineModule* const module = ModuleFor(probe.kind);
+  if (module != nullptr) module->Prepare(probe.description);
 }
 
-void InstalledEngines::PrepareFor(ContentKind kind, const std::string& format) {
-  IEngineModule* module = nullptr;
-  if (kind == ContentKind::kMedia) module = Acquire(media_, kMediaEngineModule);
-  if (kind == ContentKind::kApplication) {
-    module = Acquire(application_, kApplicationEngineModule);
+void InstalledEngines::OpenLibraries(ContentKind kind, const std::string& format) {
+  IEngineModule* const module = ModuleFor(kind);
+  if (module != nullptr) module->OpenLibraries(format);
+}
+
+IEngineModule* InstalledEngines::ModuleFor(ContentKind kind) {
+  switch (kind) {
+    case ContentKind::kMedia:
+      return Acquire(media_, kMediaEngineModule);
+    case ContentKind::kApplication:
+      return Acquire(application_, kApplicationEngineModule);
+    default:
+      return nullptr;
   }
-  if (module != nullptr) module->Prepare(format);
 }
 
 std::unique_ptr<Engine> InstalledEngines::OpenEngine(const ContentAddress& content,

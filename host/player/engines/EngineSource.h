@@ -45,12 +45,15 @@ class InstalledEngines final : public EngineSource {
                                      EngineError& error) override;
   /// Loads the module of a local content's engine and has it prepare itself.
   void Prepare(const ContentAddress& content) override;
-  /// The same for content whose kind is known already; `format` as in ProbeResult.
-  void PrepareFor(ContentKind kind, const std::string& format);
+  /// The same at once, on this thread, for content whose kind is known; see
+  /// IEngineModule::OpenLibraries. `format` as in ProbeResult.
+  void OpenLibraries(ContentKind kind, const std::string& format);
 
  private:
   /// Null when the library is not on the kernel's module path.
   IEngineModule* Acquire(IEngineModule*& slot, const char* moduleName);
+  /// The module for content of a kind; null also when it needs none.
+  IEngineModule* ModuleFor(ContentKind kind);
 
   // Written once each, under the mutex; the destructor is alone.
   Mutex mutex_;

@@ -52,7 +52,7 @@ constexpr const char* kCommonParts[] = {
 /// Opens libraries in the order in which a first load needs them. The last, which brings a hundred
 /// others along, takes longer than all the rest; and while it is being opened no other library can
 /// be, so what stands before it must be there by then.
-void OpenLibraries(const char* demuxer) {
+void OpenParts(const char* demuxer) {
   for (const char* part : kCommonParts) {
     GstPlugin* plugin = gst_plugin_load_by_name(part == nullptr ? demuxer : part);
     if (plugin != nullptr) gst_object_unref(plugin);
@@ -66,6 +66,13 @@ class MediaModule final : public IEngineModule {
     return std::make_unique<MediaEngine>(host);
   }
 
+  void OpenLibraries(const std::string& format) override {
+    StartFramework();
+    for (const Preparation& preparation : kPreparations) {
+      if (format == preparation.format) OpenParts(preparation.demuxer);
+    }
+  }
+
   void Prepare(const std::string& format) override {
     StartFramework();
     for (const Preparation& preparation : kPreparations) {
@@ -74,8 +81,7 @@ class MediaModule final : public IEngineModule {
       const MutexLock lock(mutex_);
       try {
         if (thread_.IsJoinable()) continue;
-        thread_ =
-            NamedThread("PlexionPrepare", [&preparation] { OpenLibraries(preparation.demuxer); });
+        thread_ = NamedThread("PlexionPrepare", [&preparation] { OpenParts(preparation.demuxer); });
       } catch (const std::system_error&) {
         // Then they are opened when they are needed.
       }

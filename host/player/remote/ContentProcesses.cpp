@@ -236,7 +236,7 @@ void ContentProcesses::ReadEvents(Child& child) {
     std::string fault = "a record of " + std::to_string(bytes) + " bytes";
     const bool whole = bytes == sizeof record && (message.msg_flags & MSG_TRUNC) == 0;
     if (whole && ReadEvent(record, event, fault)) {
-      child.listener->OnEvent(event);
+      Tell(child, event);
     } else {
       child.process->Kill();
       std::exchange(child.listener, nullptr)
@@ -244,6 +244,17 @@ void ContentProcesses::ReadEvents(Child& child) {
                    "the content's process was ended: it sent " + fault});
     }
   }
+}
+
+void ContentProcesses::Tell(Child& child, const Event& event) {
+  if (event.kind != Kind::kProtected) return child.listener->OnEvent(event);
+  // Once: content could say so again.
+  if (std::exchange(child.loads, true)) return;
+  child.listener->OnMemory(child.process->AnonymousBytes());
+  if (event.text == protection_) return;
+  protection_ = event.text;
+  IQXKernel::GetKernel()->Printf("Isolation: each content in a process of its own; %s\n",
+                                 PrintableWord(protection_).c_str());
 }
 
 void ContentProcesses::Flooded(Child& child) {
@@ -308,7 +319,8 @@ void ContentProcesses::CollectIfEnded(const ChildPointer& child) {
 void ContentProcesses::LookAtMemory() {
   memoryLooked_ = Clock::now();
   for (const ChildPointer& child : children_) {
-    if (child->listener != nullptr) child->listener->OnMemory(child->process->AnonymousBytes());
+    if (child->listener == nullptr || !child->loads) continue;
+    child->listener->OnMemory(child->process->AnonymousBytes());
   }
 }
 

@@ -26,7 +26,7 @@ class ProcessListener {
  public:
   virtual ~ProcessListener() = default;
   virtual void OnEvent(const Event& event) = 0;
-  /// Now and then: memory of its own that the process has in use.
+  /// Memory of its own that the process has in use: right before it takes content, and now and then.
   virtual void OnMemory(uint64_t bytes) = 0;
   /// The process has ended by itself, or was ended for what it did. The last call.
   virtual void OnEnd(const EngineError& error) = 0;
@@ -74,6 +74,7 @@ class ContentProcesses {
     ProcessListener* listener = nullptr;
     ContentOrder order;  ///< what it was prepared for; kUnknown: nothing yet
     bool taken = false;
+    bool loads = false;   ///< it is about to take content, or has
     std::string printed;  ///< not a whole line yet
     double credit = 0;    ///< what it may still say now
     Clock::time_point credited;
@@ -94,6 +95,7 @@ class ContentProcesses {
   ChildPointer FindBy(int descriptor);
   void Serve(const ChildPointer& child, int descriptor);
   void ReadEvents(Child& child);
+  void Tell(Child& child, const Event& event);
   void ReadOutput(Child& child);
   void PrintLines(Child& child, bool all);
   void Flooded(Child& child);
@@ -111,6 +113,7 @@ class ContentProcesses {
   // The thread's own.
   std::list<ChildPointer> children_;
   Clock::time_point memoryLooked_;
+  std::string protection_;  ///< told last
   bool quit_ = false;
 
   NamedThread thread_;

@@ -214,7 +214,8 @@ void RemoteEngine::OnEnd(const EngineError& error) {
 }
 
 void RemoteEngine::OnMemory(uint64_t bytes) {
-  if (memoryBefore_ == kNotTaken) return;
+  // What it used before it took the content is not the content's doing.
+  if (memoryBefore_ == kNotTaken) memoryBefore_ = bytes;
   // A refusal ends the window; the process goes with it.
   grants_.SetUsed(bytes > memoryBefore_ ? bytes - memoryBefore_ : 0);
 }
@@ -235,10 +236,6 @@ void RemoteEngine::OnEvent(const Event& event) {
       break;
     case Kind::kNotice:
       host_.Notify(event.error.status, event.error.message);
-      break;
-    case Kind::kProtected:
-      // What it uses from here on is the content's doing. Once: content could say so again.
-      if (memoryBefore_ == kNotTaken) memoryBefore_ = process_->AnonymousBytes();
       break;
     case Kind::kNoMemory:
       grants_.Refuse(event.bytes);
