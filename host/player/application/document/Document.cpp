@@ -15,7 +15,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr char kElementNames[] = "group, rectangle, text, image, movie or media";
 constexpr char kBlanks[] = " \t\r\n";
 /// Where spans begin and end in a text that is being read: characters that no document has.
 constexpr char kSpanBegin = '\x01';
@@ -297,7 +296,7 @@ class StageBuilder final : public XmlHandler {
                           : inGroup                      ? "group"
                                                          : "scene";
       return "<" + std::string(name) + "> is not known in <" + place + ">; expected " +
-             kElementNames;
+             ElementKindNames();
     }
     std::string error;
     Element* element = stage_.Create(kind, parent, error);

@@ -2,11 +2,14 @@
 #include "host/player/application/paint/DisplayList.h"
 
 #include <math.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <unordered_map>
 
 #include "host/base/Check.h"
+#include "host/player/application/paint/Figures.h"
+#include "host/player/lottie/compositing/Effects.h"
 
 namespace plexion_host::player::application {
 
@@ -15,6 +18,9 @@ namespace {
 /// Edges are smoothed over the pixels beside them.
 constexpr double kMargin = 1.5;
 constexpr size_t kMostLayers = 8;
+/// Pixels; more would cost more and look the same.
+constexpr double kMostDeviation = 200;
+constexpr double kFarthestShadow = 4000;
 
 using Rectangle = cairo_rectangle_int_t;
 
@@ -114,6 +120,10 @@ class Builder {
     double opacity = 1;      ///< still to be painted into each element
     double seenOpacity = 1;  ///< with that of the layers, too
     DisplayItem::Clip clip = {};
+    // Inside of effects: what is painted reaches further than what is seen of it.
+    bool isSpread = false;
+    Rectangle seen = {0, 0, 0, 0};  ///< what the effects leave of the plane
+    int spread[4] = {0, 0, 0, 0};   ///< pixels to the left, top, right and bottom
   };
 
   void AddScenes(const Around& around) {
@@ -170,6 +180,14 @@ class Builder {
     around.matrix = PlacementOf(element, around.matrix);
     around.opacity *= element.opacity;
     around.seenOpacity *= element.opacity;
+    if (element.blur > 0 || !element.shadow.none) {
+      AddEffect(element, around);
+    } else {
+      AddPlain(element, around);
+    }
+  }
+
+  void AddPlain(Element& element, const Around& around) {
     if (element.kind != ElementKind::kGroup) {
       AddElement(element, around);
     } else if (element.clip) {
@@ -177,6 +195,102 @@ class Builder {
     } else {
       AddChildren(element, around);
     }
+  }
+
+  /// Everything that is painted of it is painted for the effect, too.
+  void AddEffect(Element& element, Around around) {
+    if (effects_ >= kMostEffects || effectsAround_ >= kMostLayers) {
+      list_.refused.emplace_back(&element, "more than " + std::to_string(kMostEffects) +
+                                               " elements with a shadow or blur, or " +
+                                               std::to_string(kMostLayers) +
+                                               " inside of each other; it has none");
+      AddPlain(element, around);
+      return;
+    }
+    ++effects_;
+    const size_t begin = Push(DisplayItem::Kind::kPushEffect);
+    const Effect effect = EffectOf(element, around.matrix);
+    {
+      DisplayItem& push = list_.items[begin];
+      push.element = &element;
+      push.handle = element.handle;
+      push.matrix = around.matrix;
+      push.effect = effect;
+    }
+    if (!around.isSpread) around.seen = around.clip.box;
+    around.isSpread = true;
+    const int reach[2] = {movie::Blur::Reach(effect.blurX), movie::Blur::Reach(effect.blurY)};
+    const int far[2] = {movie::Blur::Reach(effect.shadowBlurX) + reach[0],
+                        movie::Blur::Reach(effect.shadowBlurY) + reach[1]};
+    const int moved[2] = {static_cast<int>(lround(effect.shadowX)),
+                          static_cast<int>(lround(effect.shadowY))};
+    int most = 0;
+    for (int side = 0; side < 4; ++side) {
+      const int axis = side % 2;
+      const int shadow = effect.hasShadow ? far[axis] + (side < 2 ? -moved[axis] : moved[axis]) : 0;
+      around.spread[side] += std::max(reach[axis], shadow);
+      most = std::max({most, reach[axis], abs(shadow), far[axis]});
+    }
+    // What lies beside the plane may throw its shadow onto it.
+    around.clip.box = Grown(around.clip.box, most);
+    around.clip.rounding = around.clip.rounding * 31 + HashOf(effect);
+    ++effectsAround_;
+    AddPlain(element, around);
+    --effectsAround_;
+    Rectangle source = {0, 0, 0, 0};
+    bool isCut = false;
+    for (size_t i = begin + 1; i < list_.items.size(); ++i) {
+      const DisplayItem& item = list_.items[i];
+      if (item.kind != DisplayItem::Kind::kElement) continue;
+      source = Union(source, item.source);
+      isCut = isCut || item.isCut;
+    }
+    if (!Pop(begin, DisplayItem::Kind::kPopEffect)) return;
+    DisplayItem& push = list_.items[begin];
+    push.isCut = isCut;
+    push.source = Grown(source, std::max(far[0], far[1]));
+  }
+
+  static Rectangle Grown(const Rectangle& box, int by) {
+    if (box.width == 0) return box;
+    return {box.x - by, box.y - by, box.width + 2 * by, box.height + 2 * by};
+  }
+
+  static Effect EffectOf(const Element& element, const cairo_matrix_t& matrix) {
+    const double across = hypot(matrix.xx, matrix.yx);
+    const double down = hypot(matrix.xy, matrix.yy);
+    // Half of it to each side: a blur of 10 makes an edge some 10 units wide.
+    const auto deviation = [](double blur, double scale) {
+      return static_cast<float>(std::min(blur / 2 * scale, kMostDeviation));
+    };
+    Effect effect;
+    effect.blurX = deviation(element.blur, across);
+    effect.blurY = deviation(element.blur, down);
+    effect.hasShadow = !element.shadow.none;
+    if (!effect.hasShadow) return effect;
+    effect.shadow = element.shadow;
+    effect.shadowBlurX = deviation(element.shadowBlur, across);
+    effect.shadowBlurY = deviation(element.shadowBlur, down);
+    double x = element.shadowX;
+    double y = element.shadowY;
+    cairo_matrix_transform_distance(&matrix, &x, &y);
+    effect.shadowX = static_cast<float>(std::clamp(x, -kFarthestShadow, kFarthestShadow));
+    effect.shadowY = static_cast<float>(std::clamp(y, -kFarthestShadow, kFarthestShadow));
+    return effect;
+  }
+
+  /// Not a measure: it is compared and never drawn, as roundings are.
+  static double HashOf(const Effect& effect) {
+    double hash = 1;
+    for (const float value : {effect.blurX, effect.blurY, effect.shadowBlurX, effect.shadowBlurY,
+                              effect.shadowX, effect.shadowY}) {
+      hash = hash * 31 + value;
+    }
+    for (const uint8_t part :
+         {effect.shadow.red, effect.shadow.green, effect.shadow.blue, effect.shadow.alpha}) {
+      hash = hash * 257 + part;
+    }
+    return hash;
   }
 
   void AddClipped(Element& group, Around around) {
@@ -196,13 +310,24 @@ class Builder {
 
   void AddElement(Element& element, const Around& around) {
     const Extents extents = Extents::Of(ContentBox(element), around.matrix);
-    const Rectangle bounds = Intersection(around.clip.box, extents.Pixels());
-    if (bounds.width == 0 || IsTooLarge(element, extents)) return;
+    const Rectangle whole = extents.Pixels();
+    const Rectangle painted = Intersection(around.clip.box, whole);
+    if (painted.width == 0 || IsTooLarge(element, extents)) return;
+    Rectangle bounds = painted;
+    if (around.isSpread) {
+      bounds = {painted.x - around.spread[0], painted.y - around.spread[1],
+                painted.width + around.spread[0] + around.spread[2],
+                painted.height + around.spread[1] + around.spread[3]};
+      bounds = Intersection(around.seen, bounds);
+      if (bounds.width == 0) return;
+    }
     DisplayItem item;
     item.element = &element;
     item.matrix = around.matrix;
     item.opacity = around.opacity;
     item.bounds = bounds;
+    item.source = painted;
+    item.isCut = !SameRectangle(painted, whole);
     item.handle = element.handle;
     item.revision = element.revision;
     item.seenOpacity = around.seenOpacity;
@@ -212,12 +337,8 @@ class Builder {
 
   Box ContentBox(const Element& element) {
     if (element.kind == ElementKind::kText) return texts_.LayOut(element).ink;
-    Box box = {0, 0, element.width, element.height};
-    if (element.kind == ElementKind::kRectangle && !element.stroke.none) {
-      const double half = element.strokeWidth / 2;
-      box = {-half, -half, box.width + element.strokeWidth, box.height + element.strokeWidth};
-    }
-    return box;
+    if (IsFigure(element.kind)) return FigureBox(element);
+    return {0, 0, element.width, element.height};
   }
 
   bool IsTooLarge(const Element& element, const Extents& extents) {
@@ -277,6 +398,8 @@ class Builder {
   Rectangle plane_;
   size_t mostLayers_;
   size_t layers_ = 0;
+  size_t effects_ = 0;
+  size_t effectsAround_ = 0;
   DisplayList list_;
 };
 

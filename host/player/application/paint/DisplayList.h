@@ -20,10 +20,37 @@
 
 namespace plexion_host::player::application {
 
+/// What a blur or shadow does to an element, in pixels of the plane.
+struct Effect {
+  float blurX = 0;  ///< standard deviations
+  float blurY = 0;
+  float shadowBlurX = 0;
+  float shadowBlurY = 0;
+  float shadowX = 0;
+  float shadowY = 0;
+  Colour shadow;
+  bool hasShadow = false;
+
+  bool IsBlurred() const { return blurX > 0 || blurY > 0; }
+  bool operator==(const Effect& other) const {
+    return blurX == other.blurX && blurY == other.blurY && shadowBlurX == other.shadowBlurX &&
+           shadowBlurY == other.shadowBlurY && shadowX == other.shadowX &&
+           shadowY == other.shadowY && shadow == other.shadow && hasShadow == other.hasShadow;
+  }
+};
+
 /// One step of painting. Elements, and what surrounds some of them: each push has its pop, and they
 /// nest.
 struct DisplayItem {
-  enum class Kind : uint8_t { kElement, kPushClip, kPopClip, kPushLayer, kPopLayer };
+  enum class Kind : uint8_t {
+    kElement,
+    kPushClip,
+    kPopClip,
+    kPushLayer,
+    kPopLayer,
+    kPushEffect,
+    kPopEffect
+  };
 
   /// What groups around an element leave of it: a rectangle around that, and how it is rounded.
   struct Clip {
@@ -40,6 +67,10 @@ struct DisplayItem {
   /// Pixels that it may touch, those of smoothed edges with them; of a layer, all of its elements'.
   cairo_rectangle_int_t bounds = {0, 0, 0, 0};
   size_t end = 0;  ///< of a push: where its pop is
+  // Of an effect: what of the element it is made of, which may reach past the plane.
+  Effect effect;
+  cairo_rectangle_int_t source = {0, 0, 0, 0};
+  bool isCut = false;  ///< some of the element lies outside of what it is made of
 
   // For the comparison, of elements.
   uint32_t handle = 0;
@@ -63,6 +94,8 @@ DisplayList BuildDisplayList(Stage& stage, TextLayouts& texts, const StageFit& f
 /// Adds the pixels in which the two may differ.
 void AddDifference(const DisplayList& before, const DisplayList& after, cairo_region_t* region);
 
+/// Elements with a shadow or blur on a plane: each may cost as much as the plane.
+constexpr size_t kMostEffects = 64;
 /// Pixels that an element may have on a side; the drawing library counts not much further.
 constexpr double kLargestSeen = 1e6;
 /// Of all layers that lie inside of each other.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/base/Check.h"
+#include "host/player/application/paint/Figures.h"
 #include "host/player/application/paint/PaintLayer.h"
 #include "host/player/application/paint/Picture.h"
 
@@ -17,7 +18,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 /// More rectangles than this are drawn as one around them all.
 constexpr int kMostRectangles = 24;
 constexpr cairo_rectangle_int_t kCounterBounds = {8, 8, 300, 28};
@@ -26,64 +26,6 @@ constexpr size_t kLongText = 2000;
 /// Letters of such a part, and pixels that they may cover all together.
 constexpr int kMostLettersAtOnce = 500;
 constexpr double kMostPixelsAtOnce = 8e6;
-
-void SetColour(cairo_t* cairo, const Colour& colour, double opacity) {
-  cairo_set_source_rgba(cairo, colour.red / 255.0, colour.green / 255.0, colour.blue / 255.0,
-                        colour.alpha / 255.0 * opacity);
-}
-
-void RoundedBox(cairo_t* cairo, double x, double y, double width, double height, double radius) {
-  // Corners that would meet become half circles.
-  radius = std::min(radius, std::min(width, height) / 2);
-  if (radius <= 0) {
-    cairo_rectangle(cairo, x, y, width, height);
-    return;
-  }
-  cairo_new_sub_path(cairo);
-  cairo_arc(cairo, x + width - radius, y + radius, radius, -kPi / 2, 0);
-  cairo_arc(cairo, x + width - radius, y + height - radius, radius, 0, kPi / 2);
-  cairo_arc(cairo, x + radius, y + height - radius, radius, kPi / 2, kPi);
-  cairo_arc(cairo, x + radius, y + radius, radius, kPi, kPi * 3 / 2);
-  cairo_close_path(cairo);
-}
-
-void SetFill(cairo_t* cairo, const Element& element, double opacity) {
-  if (element.fillEnd.none) {
-    SetColour(cairo, element.fill, opacity);
-    return;
-  }
-  // The line of the gradient goes through the middle and ends where its normal meets the corners.
-  const double angle = element.gradientAngle * kPi / 180;
-  const double x = cos(angle);
-  const double y = sin(angle);
-  const double half = (fabs(x) * element.width + fabs(y) * element.height) / 2;
-  const double middleX = element.width / 2;
-  const double middleY = element.height / 2;
-  cairo_pattern_t* pattern = cairo_pattern_create_linear(middleX - x * half, middleY - y * half,
-                                                         middleX + x * half, middleY + y * half);
-  double offset = 0;
-  for (const Colour* colour : {&element.fill, &element.fillEnd}) {
-    cairo_pattern_add_color_stop_rgba(pattern, offset, colour->red / 255.0, colour->green / 255.0,
-                                      colour->blue / 255.0, colour->alpha / 255.0 * opacity);
-    offset = 1;
-  }
-  cairo_set_source(cairo, pattern);
-  cairo_pattern_destroy(pattern);
-}
-
-void PaintRectangle(cairo_t* cairo, const Element& element, double opacity) {
-  if (!element.fill.none) {
-    RoundedBox(cairo, 0, 0, element.width, element.height, element.radius);
-    SetFill(cairo, element, opacity);
-    cairo_fill(cairo);
-  }
-  if (!element.stroke.none && element.strokeWidth > 0) {
-    RoundedBox(cairo, 0, 0, element.width, element.height, element.radius);
-    SetColour(cairo, element.stroke, opacity);
-    cairo_set_line_width(cairo, element.strokeWidth);
-    cairo_stroke(cairo);
-  }
-}
 
 void PaintPicture(cairo_t* cairo, const Element& element, const EmbeddedPixels& picture,
                   double opacity) {
@@ -175,6 +117,7 @@ DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit,
     cairo_region_intersect_rectangle(region, &plane);
     PaintRegion(target, fit, list, region, counter, result);
   }
+  effects_.KeepThoseOf(list);
   drawn_ = std::move(list);
   drawnDims_ = target.dims;
   return result;
@@ -195,7 +138,7 @@ void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const D
   }
   cairo_clip(cairo);
   PaintGround(cairo, fit, target.bgAlpha);
-  PaintItems(cairo, list, region);
+  PaintItems(cairo, list, 0, list.items.size(), region);
   if (!counter.empty()) PaintCounter(cairo, counter);
   const cairo_status_t status = cairo_status(cairo);
   cairo_destroy(cairo);
@@ -231,17 +174,21 @@ void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) 
   }
 }
 
-void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_region_t* region) {
+void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, size_t begin, size_t end,
+                         const cairo_region_t* region) {
+  const auto isSeen = [region](const DisplayItem& item) {
+    return region == nullptr || Touches(region, item.bounds);
+  };
   std::vector<std::unique_ptr<PaintLayer>> layers;
-  for (size_t i = 0; i < list.items.size() && !host_.cancelled(); ++i) {
+  for (size_t i = begin; i < end && !host_.cancelled(); ++i) {
     const DisplayItem& item = list.items[i];
     cairo_t* on = layers.empty() ? cairo : layers.back()->Cairo();
     switch (item.kind) {
       case DisplayItem::Kind::kElement:
-        if (Touches(region, item.bounds)) PaintElement(on, item);
+        if (isSeen(item)) PaintElement(on, item);
         break;
       case DisplayItem::Kind::kPushClip:
-        if (!Touches(region, item.bounds)) {
+        if (!isSeen(item)) {
           i = item.end;
           break;
         }
@@ -254,11 +201,16 @@ void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_re
         cairo_restore(on);
         break;
       case DisplayItem::Kind::kPushLayer:
-        if (Touches(region, item.bounds)) {
+        if (isSeen(item)) {
           layers.push_back(std::make_unique<PaintLayer>(on, item.bounds, watchdog_));
         } else {
           i = item.end;
         }
+        break;
+      case DisplayItem::Kind::kPushEffect:
+        if (!isSeen(item) || PaintEffect(on, list, i)) i = item.end;
+        break;
+      case DisplayItem::Kind::kPopEffect:
         break;
       case DisplayItem::Kind::kPopLayer:
         PLEXION_CHECK(!layers.empty(), "what is popped was pushed");
@@ -271,12 +223,20 @@ void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_re
   while (!layers.empty()) layers.pop_back();
 }
 
+bool Painter::PaintEffect(cairo_t* cairo, const DisplayList& list, size_t begin) {
+  return effects_.Paint(cairo, list, begin, [&](cairo_t* on, size_t first, size_t last) {
+    PaintItems(on, list, first, last, nullptr);
+  });
+}
+
 void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
   Element& element = *item.element;
   cairo_save(cairo);
   cairo_set_matrix(cairo, &item.matrix);
-  if (element.kind == ElementKind::kRectangle) {
-    PaintRectangle(cairo, element, item.opacity);
+  if (IsFigure(element.kind)) {
+    PaintFigure(cairo, element, item.opacity);
+  } else if (element.kind == ElementKind::kQr) {
+    qrCodes_.Paint(cairo, element, item.opacity);
   } else if (element.kind == ElementKind::kText) {
     PaintText(cairo, item);
   } else if (element.resource == nullptr) {

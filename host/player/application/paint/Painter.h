@@ -10,7 +10,9 @@
 
 #include "host/player/Engine.h"
 #include "host/player/application/paint/DisplayList.h"
+#include "host/player/application/paint/EffectPictures.h"
 #include "host/player/application/paint/Placement.h"
+#include "host/player/application/paint/QrCodes.h"
 #include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 
@@ -42,7 +44,9 @@ class Painter {
         texts_(texts),
         embedded_(embedded),
         watchdog_(watchdog),
-        host_(std::move(host)) {}
+        host_(std::move(host)),
+        effects_(watchdog),
+        qrCodes_(host_) {}
   Painter(const Painter&) = delete;
   Painter& operator=(const Painter&) = delete;
 
@@ -54,7 +58,11 @@ class Painter {
   void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
                    const cairo_region_t* region, const std::string& counter, DrawResult& result);
   void PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha);
-  void PaintItems(cairo_t* cairo, const DisplayList& list, const cairo_region_t* region);
+  /// Those from `begin` to `end`; without a region all of them.
+  void PaintItems(cairo_t* cairo, const DisplayList& list, size_t begin, size_t end,
+                  const cairo_region_t* region);
+  /// True: the element is not to be painted itself.
+  bool PaintEffect(cairo_t* cairo, const DisplayList& list, size_t begin);
   void PaintElement(cairo_t* cairo, const DisplayItem& item);
   void PaintText(cairo_t* cairo, const DisplayItem& item);
   /// One after the other, for a layout whose lines are moved.
@@ -67,6 +75,8 @@ class Painter {
   EmbeddedSource& embedded_;
   qx::plexion::MemoryWatchdog* watchdog_;
   const DrawingHost host_;
+  EffectPictures effects_;
+  QrCodes qrCodes_;
   DisplayList drawn_;
   qx::plexion::Dims drawnDims_ = {0, 0};
 };

@@ -6,39 +6,28 @@
 #include <algorithm>
 #include <vector>
 
+#include "host/player/application/paint/Figures.h"
+
 namespace plexion_host::player::application {
 
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-bool IsInside(double x, double y, double width, double height, double radius) {
-  if (!(x >= 0 && y >= 0 && x < width && y < height)) return false;
-  radius = std::min(radius, std::min(width, height) / 2);
-  // Only at the corners can a point be in the box and not in the shape.
-  const double outX = std::max({radius - x, x - (width - radius), 0.0});
-  const double outY = std::max({radius - y, y - (height - radius), 0.0});
-  return hypot(outX, outY) <= radius || outX == 0 || outY == 0;
-}
-
 /// `x` and `y` are the element's own.
 bool IsHit(const Element& element, TextLayouts& texts, double x, double y) {
-  const bool inside = IsInside(x, y, element.width, element.height, element.radius);
+  const bool inside = IsInRoundedBox(x, y, element.width, element.height, element.radius);
   switch (element.kind) {
-    case ElementKind::kRectangle: {
-      if (inside && !element.fill.none) return true;
-      if (element.stroke.none || element.strokeWidth <= 0) return false;
-      const double half = element.strokeWidth / 2;
-      const double innerRadius = std::max(element.radius - half, 0.0);
-      return IsInside(x + half, y + half, element.width + element.strokeWidth,
-                      element.height + element.strokeWidth,
-                      element.radius > 0 ? element.radius + half : 0) &&
-             !IsInside(x - half, y - half, element.width - element.strokeWidth,
-                       element.height - element.strokeWidth, innerRadius);
-    }
+    case ElementKind::kRectangle:
+    case ElementKind::kLine:
+    case ElementKind::kPolygon:
+    case ElementKind::kArc:
+      return IsFigureHit(element, x, y);
+    case ElementKind::kQr:
+      return inside;
     case ElementKind::kText: {
       const Box& box = texts.LayOut(element).logical;
-      return IsInside(x - box.x, y - box.y, box.width, box.height, 0);
+      return IsInRoundedBox(x - box.x, y - box.y, box.width, box.height, 0);
     }
     case ElementKind::kGroup:
       return false;
@@ -74,7 +63,7 @@ Element* FindAt(Element& element, TextLayouts& texts, const cairo_matrix_t& oute
   if (element.kind != ElementKind::kGroup) {
     return IsHit(element, texts, ownX, ownY) ? &element : nullptr;
   }
-  if (element.clip && !IsInside(ownX, ownY, element.width, element.height, element.radius)) {
+  if (element.clip && !IsInRoundedBox(ownX, ownY, element.width, element.height, element.radius)) {
     return nullptr;
   }
   return FindAmongChildren(element, texts, matrix, x, y);

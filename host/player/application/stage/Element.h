@@ -24,13 +24,28 @@ struct Colour {
 };
 
 constexpr Colour kWhite = {255, 255, 255, 255, false};
+constexpr Colour kBlack = {0, 0, 0, 255, false};
 
-enum class ElementKind { kGroup, kRectangle, kText, kImage, kMovie, kMedia };
+enum class ElementKind {
+  kGroup,
+  kRectangle,
+  kLine,
+  kPolygon,
+  kArc,
+  kText,
+  kQr,
+  kImage,
+  kMovie,
+  kMedia
+};
 
 // Choices, in the order of their words in the property table.
 enum Align { kAlignLeft, kAlignCenter, kAlignRight, kAlignStart, kAlignEnd };
 enum VerticalAlign { kAlignTop, kAlignMiddle, kAlignBottom, kAlignBaseline };
 enum Wrap { kWrapNone, kWrapWord };
+enum LineCap { kCapButt, kCapRound, kCapSquare };
+enum LineJoin { kJoinMiter, kJoinRound, kJoinBevel };
+enum QrLevel { kQrLow, kQrMedium, kQrQuartile, kQrHigh };
 enum Fit { kFitContain, kFitCover, kFitFill };
 
 /// What a movie or media element is doing, for the script.
@@ -83,13 +98,31 @@ struct Element {
   bool visible = true;
   bool clip = false;
 
-  // Rectangle; the radius also rounds images.
+  // What is laid below it, and over all of it.
+  Colour shadow;
+  double shadowX = 0;
+  double shadowY = 4;
+  double shadowBlur = 12;
+  double blur = 0;
+
+  // Rectangle and other figures; the radius also rounds images.
   Colour fill;
   Colour fillEnd;
   double gradientAngle = 90;
   Colour stroke;
   double strokeWidth = 1;
   double radius = 0;
+  std::vector<double> points;  ///< of lines and polygons: x and y in turn
+  int cap = kCapButt;
+  int join = kJoinMiter;
+  // An arc in its box, degrees clockwise from the top; 0 thick: a slice.
+  double from = 0;
+  double to = 360;
+  double thickness = 0;
+  // A QR code of `text`.
+  Colour ground = kWhite;
+  int level = kQrMedium;
+  double quiet = 4;
 
   // Text.
   std::string text;
@@ -132,6 +165,10 @@ class Resource {
 
 const char* NameOf(ElementKind kind);
 const char* NameOf(PlayState state);
+/// All of them, groups first.
+const std::vector<ElementKind>& ElementKinds();
+/// "group, rectangle, ... or media".
+std::string ElementKindNames();
 /// False for a word that names no kind.
 bool ReadElementKind(const std::string& word, ElementKind& kind);
 

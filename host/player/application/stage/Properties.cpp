@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
@@ -17,10 +18,15 @@ constexpr unsigned Bit(ElementKind kind) { return 1u << static_cast<unsigned>(ki
 
 constexpr unsigned kGroup = Bit(ElementKind::kGroup);
 constexpr unsigned kRectangle = Bit(ElementKind::kRectangle);
+constexpr unsigned kLine = Bit(ElementKind::kLine);
+constexpr unsigned kPolygon = Bit(ElementKind::kPolygon);
+constexpr unsigned kArc = Bit(ElementKind::kArc);
+constexpr unsigned kQr = Bit(ElementKind::kQr);
 constexpr unsigned kText = Bit(ElementKind::kText);
 constexpr unsigned kImage = Bit(ElementKind::kImage);
 constexpr unsigned kPlayed = Bit(ElementKind::kMovie) | Bit(ElementKind::kMedia);
-constexpr unsigned kAll = kGroup | kRectangle | kText | kImage | kPlayed;
+constexpr unsigned kFilled = kRectangle | kPolygon | kArc;
+constexpr unsigned kAll = kGroup | kFilled | kLine | kQr | kText | kImage | kPlayed;
 constexpr bool kPlace = true;
 constexpr bool kPicture = false;
 
@@ -63,7 +69,15 @@ constexpr Property Choice(const char* name, unsigned kinds, const char* words,
   return property;
 }
 
+constexpr Property Points(const char* name, unsigned kinds, std::vector<double> Element::*member) {
+  Property property = {name, ValueType::kPoints, kinds, kPicture};
+  property.points = member;
+  return property;
+}
+
 constexpr double kLongestText = 65536;
+/// Of blurs; their cost grows with it as with the size of what is blurred.
+constexpr double kMostBlur = 200;
 /// Lists of fonts and their features, and names of files. The font library looks for each family
 /// that is asked for.
 constexpr double kLongestName = 1000;
@@ -111,13 +125,27 @@ const Property kProperties[] = {
     Number("order", kAll, kPlace, -kFar, kFar, &Element::order),
     Flag("visible", kAll, kPlace, &Element::visible),
     Flag("clip", kGroup, kPlace, &Element::clip),
-    OfColour("fill", kRectangle, &Element::fill),
-    OfColour("fillEnd", kRectangle, &Element::fillEnd),
-    Number("gradientAngle", kRectangle, kPicture, -360, 360, &Element::gradientAngle),
-    OfColour("stroke", kRectangle, &Element::stroke),
-    Number("strokeWidth", kRectangle, kPicture, 0, 1000, &Element::strokeWidth),
+    OfColour("shadow", kAll, &Element::shadow),
+    Number("shadowX", kAll, kPicture, -1000, 1000, &Element::shadowX),
+    Number("shadowY", kAll, kPicture, -1000, 1000, &Element::shadowY),
+    Number("shadowBlur", kAll, kPicture, 0, kMostBlur, &Element::shadowBlur),
+    Number("blur", kAll, kPicture, 0, kMostBlur, &Element::blur),
+    OfColour("fill", kFilled | kQr, &Element::fill),
+    OfColour("fillEnd", kFilled, &Element::fillEnd),
+    Number("gradientAngle", kFilled, kPicture, -360, 360, &Element::gradientAngle),
+    OfColour("stroke", kFilled | kLine, &Element::stroke),
+    Number("strokeWidth", kFilled | kLine, kPicture, 0, 1000, &Element::strokeWidth),
+    Points("points", kLine | kPolygon, &Element::points),
+    Choice("cap", kLine, "butt|round|square", &Element::cap),
+    Choice("join", kLine | kPolygon, "miter|round|bevel", &Element::join),
+    Number("from", kArc, kPicture, -kFar, kFar, &Element::from),
+    Number("to", kArc, kPicture, -kFar, kFar, &Element::to),
+    Number("thickness", kArc, kPicture, 0, kFar, &Element::thickness),
+    OfColour("ground", kQr, &Element::ground),
+    Choice("level", kQr, "low|medium|quartile|high", &Element::level),
+    Number("quiet", kQr, kPicture, 0, 16, &Element::quiet),
     Number("radius", kRectangle | kImage | kPlayed | kGroup, kPicture, 0, kFar, &Element::radius),
-    Text("text", kText, kLongestText, &Element::text),
+    Text("text", kText | kQr, kLongestText, &Element::text),
     Text("font", kText, kLongestName, &Element::font),
     Text("features", kText, kLongestName, &Element::features),
     Number("size", kText, kPicture, 1, 2000, &Element::size),
@@ -195,8 +223,37 @@ std::string ShowNumber(double number) {
   return std::string(text, result.ptr);
 }
 
+bool ReadPoints(std::string_view text, std::vector<double>& points) {
+  points.clear();
+  constexpr char kBetween[] = " ,\t\r\n";
+  for (size_t at = text.find_first_not_of(kBetween); at != std::string_view::npos;) {
+    const size_t end = std::min(text.find_first_of(kBetween, at), text.size());
+    double number = 0;
+    if (points.size() >= 2 * kMostPoints || !ReadNumber(text.substr(at, end - at), number) ||
+        fabs(number) > kFar) {
+      return false;
+    }
+    points.push_back(number);
+    at = text.find_first_not_of(kBetween, end);
+  }
+  return points.size() % 2 == 0;
+}
+
+std::string WritePoints(const std::vector<double>& points) {
+  std::string text;
+  for (size_t i = 0; i < points.size(); ++i) {
+    if (i > 0) text += i % 2 == 0 ? " " : ",";
+    text += ShowNumber(points[i]);
+  }
+  return text;
+}
+
 std::string Expected(const Property& property) {
   switch (property.type) {
+    case ValueType::kPoints:
+      return "at most " + std::to_string(kMostPoints) +
+             " points as \"X,Y X,Y\" with numbers from " + ShowNumber(-kFar) + " to " +
+             ShowNumber(kFar);
     case ValueType::kNumber:
       return "a number from " + ShowNumber(property.lowest) + " to " + ShowNumber(property.highest);
     case ValueType::kFlag:
@@ -234,6 +291,21 @@ bool SetNumber(Element& element, const Property& property, double value, std::st
   return true;
 }
 
+bool SetPoints(Element& element, const Property& property, std::vector<double> points,
+               std::string& error) {
+  PLEXION_CHECK(property.points != nullptr, "the property is a list of points");
+  bool good = points.size() % 2 == 0 && points.size() <= 2 * kMostPoints;
+  // Written so that what is no number is refused, too.
+  for (const double number : points) good = good && fabs(number) <= kFar;
+  if (!good) {
+    error = std::string(property.name) + " has " + std::to_string(points.size()) +
+            " numbers; expected " + Expected(property);
+    return false;
+  }
+  element.*property.points = std::move(points);
+  return true;
+}
+
 bool SetFromText(Element& element, const Property& property, std::string_view value,
                  std::string& error) {
   bool good = false;
@@ -262,6 +334,12 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
       if (good) element.*property.colour = colour;
       break;
     }
+    case ValueType::kPoints: {
+      std::vector<double> points;
+      good = ReadPoints(value, points);
+      if (good) element.*property.points = std::move(points);
+      break;
+    }
     case ValueType::kChoice: {
       int choice = 0;
       good = ReadChoice(property.words, value, choice);
@@ -280,6 +358,14 @@ const char* NameOf(ElementKind kind) {
   switch (kind) {
     case ElementKind::kRectangle:
       return "rectangle";
+    case ElementKind::kLine:
+      return "line";
+    case ElementKind::kPolygon:
+      return "polygon";
+    case ElementKind::kArc:
+      return "arc";
+    case ElementKind::kQr:
+      return "qr";
     case ElementKind::kText:
       return "text";
     case ElementKind::kImage:
@@ -312,14 +398,30 @@ const char* NameOf(PlayState state) {
   return "idle";
 }
 
+const std::vector<ElementKind>& ElementKinds() {
+  static const std::vector<ElementKind> kinds = {
+      ElementKind::kGroup, ElementKind::kRectangle, ElementKind::kLine, ElementKind::kPolygon,
+      ElementKind::kArc,   ElementKind::kText,      ElementKind::kQr,   ElementKind::kImage,
+      ElementKind::kMovie, ElementKind::kMedia};
+  return kinds;
+}
+
 bool ReadElementKind(const std::string& word, ElementKind& kind) {
-  for (const ElementKind each : {ElementKind::kGroup, ElementKind::kRectangle, ElementKind::kText,
-                                 ElementKind::kImage, ElementKind::kMovie, ElementKind::kMedia}) {
+  for (const ElementKind each : ElementKinds()) {
     if (word != NameOf(each)) continue;
     kind = each;
     return true;
   }
   return false;
+}
+
+std::string ElementKindNames() {
+  std::string names;
+  for (const ElementKind each : ElementKinds()) {
+    if (!names.empty()) names += each == ElementKinds().back() ? " or " : ", ";
+    names += NameOf(each);
+  }
+  return names;
 }
 
 }  // namespace plexion_host::player::application

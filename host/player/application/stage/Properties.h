@@ -6,12 +6,13 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {
 
-enum class ValueType { kNumber, kFlag, kText, kColour, kChoice };
+enum class ValueType { kNumber, kFlag, kText, kColour, kChoice, kPoints };
 
 /// One attribute of the document, and one field of an element in a script.
 struct Property {
@@ -27,6 +28,7 @@ struct Property {
   std::string Element::*text = nullptr;
   Colour Element::*colour = nullptr;
   int Element::*choice = nullptr;
+  std::vector<double> Element::*points = nullptr;
   const char* words = nullptr;  ///< the choices, separated by '|'
 };
 
@@ -39,12 +41,18 @@ const Property* FindProperty(ElementKind kind, std::string_view name);
 /// "#rgb", "#rrggbb", "#rrggbbaa" or "none".
 bool ReadColour(std::string_view text, Colour& colour);
 std::string WriteColour(const Colour& colour);
+/// "0,0 20,5 40,0": numbers in pairs, with commas or blanks in between.
+bool ReadPoints(std::string_view text, std::vector<double>& points);
+std::string WritePoints(const std::vector<double>& points);
+constexpr size_t kMostPoints = 2000;
 /// Decimal with a point, in every locale. Everything must be part of the number.
 bool ReadNumber(std::string_view text, double& number);
 std::string ShowNumber(double number);
 
 // Setting. Each returns false with `error` saying what was expected; the element is then unchanged.
 bool SetNumber(Element& element, const Property& property, double value, std::string& error);
+bool SetPoints(Element& element, const Property& property, std::vector<double> points,
+               std::string& error);
 bool SetFromText(Element& element, const Property& property, std::string_view value,
                  std::string& error);
 /// "a number from 0 to 1", "one of left, center, right".

@@ -35,7 +35,7 @@ size_t TextBytesOf(const Element& element) {
   for (const Property* property = kProperties; property->name != nullptr; ++property) {
     if (property->text != nullptr) bytes += (element.*property->text).size();
   }
-  return bytes + element.spans.size() * kSpanBytes;
+  return bytes + element.spans.size() * kSpanBytes + element.points.size() * sizeof(double);
 }
 
 // What a clone has of its original. Its handle, place in the tree and players are its own.
@@ -48,6 +48,7 @@ void CopyLook(const Element& from, Element& to) {
     if (property->text != nullptr) to.*property->text = from.*property->text;
     if (property->colour != nullptr) to.*property->colour = from.*property->colour;
     if (property->choice != nullptr) to.*property->choice = from.*property->choice;
+    if (property->points != nullptr) to.*property->points = from.*property->points;
   }
 }
 
@@ -183,6 +184,10 @@ bool Stage::SetFromText(Element& element, const Property& property, std::string_
                         std::string& error) {
   PLEXION_CHECK(FindProperty(element.kind, property.name) == &property,
                 "the property is one of this kind of element");
+  if (property.points != nullptr) {
+    std::vector<double> points;
+    if (ReadPoints(value, points)) return SetPoints(element, property, std::move(points), error);
+  }
   const size_t before = property.text == nullptr ? 0 : (element.*property.text).size();
   if (property.text != nullptr) {
     if (element.*property.text == value) return true;
@@ -199,6 +204,19 @@ bool Stage::SetFromText(Element& element, const Property& property, std::string_
       (property.colour != nullptr && old.*property.colour == element.*property.colour) ||
       (property.choice != nullptr && old.*property.choice == element.*property.choice);
   if (!same) Touch(element, property);
+  return true;
+}
+
+bool Stage::SetPoints(Element& element, const Property& property, std::vector<double> points,
+                      std::string& error) {
+  const std::vector<double>& old = element.*property.points;
+  if (old == points) return true;
+  const size_t bytes = points.size() * sizeof(double);
+  const size_t before = old.size() * sizeof(double);
+  if (bytes > before && !HasRoomFor(bytes - before, error)) return false;
+  if (!application::SetPoints(element, property, std::move(points), error)) return false;
+  textBytes_ += bytes - before;
+  Touch(element, property);
   return true;
 }
 

@@ -85,6 +85,9 @@ class Stage {
   /// unchanged.
   bool SetSpans(Element& element, std::string_view text, std::vector<TextSpan> spans,
                 std::string& error);
+  /// The points of a figure; they count as its text does.
+  bool SetPoints(Element& element, const Property& property, std::vector<double> points,
+                 std::string& error);
   /// To be called after a property has been set otherwise.
   void Touch(Element& element, const Property& property);
   void TouchPicture(Element& element);

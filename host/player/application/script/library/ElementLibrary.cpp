@@ -37,12 +37,37 @@ void PushProperty(lua_State* state, const Element& element, const Property& prop
     case ValueType::kChoice:
       lua_pushstring(state, ChoiceWord(property, element.*property.choice).c_str());
       break;
+    case ValueType::kPoints: {
+      const std::vector<double>& points = element.*property.points;
+      lua_createtable(state, static_cast<int>(points.size()), 0);
+      for (size_t i = 0; i < points.size(); ++i) {
+        lua_pushnumber(state, points[i]);
+        lua_rawseti(state, -2, static_cast<lua_Integer>(i) + 1);
+      }
+      break;
+    }
   }
 }
 
 [[noreturn]] void RaiseType(lua_State* state, const Property& property, int index) {
   Raise(state, std::string(property.name) + " is a " + luaL_typename(state, index) +
                    " value; expected " + Expected(property));
+}
+
+/// {x, y, x, y, ...}
+void SetPoints(lua_State* state, Element& element, const Property& property, int index) {
+  std::vector<double> points;
+  const auto count = static_cast<lua_Integer>(lua_rawlen(state, index));
+  // One more than are allowed: the message then says that they are too many.
+  for (lua_Integer i = 1; i <= count && points.size() <= 2 * kMostPoints; ++i) {
+    lua_rawgeti(state, index, i);
+    if (lua_type(state, -1) != LUA_TNUMBER) RaiseType(state, property, -1);
+    points.push_back(lua_tonumber(state, -1));
+    lua_pop(state, 1);
+  }
+  std::string error;
+  Stage& stage = ScriptHost::Of(state).Context().stage;
+  if (!stage.SetPoints(element, property, std::move(points), error)) Raise(state, error);
 }
 
 /// Sets a property from the value at `index`; what stays the same is not drawn again.
@@ -59,6 +84,8 @@ void SetProperty(lua_State* state, Element& element, const Property& property, i
     const bool value = lua_toboolean(state, index) != 0;
     const bool before = std::exchange(element.*property.flag, value);
     if (value != before) stage.Touch(element, property);
+  } else if (property.type == ValueType::kPoints && lua_type(state, index) == LUA_TTABLE) {
+    SetPoints(state, element, property, index);
   } else {
     if (lua_isstring(state, index) == 0) RaiseType(state, property, index);
     // A number becomes its text in a copy, so that the script's own value stays a number.

@@ -18,9 +18,7 @@ int Create(lua_State* state) {
   const std::string word = CheckName(state, 1);
   ElementKind kind = ElementKind::kGroup;
   if (!ReadElementKind(word, kind)) {
-    Raise(state, "\"" + word +
-                     "\" is no kind of element; expected group, rectangle, text, image, " +
-                     "movie or media");
+    Raise(state, "\"" + word + "\" is no kind of element; expected " + ElementKindNames());
   }
   Element& parent = ScriptHost::Of(state).Elements().Check(state, 2);
   std::string error;

@@ -1,0 +1,164 @@
+// Makes, keeps and paints blurred pictures and shadows.
+#include "host/player/application/paint/EffectPictures.h"
+
+#include <math.h>
+#include <string.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "host/base/Check.h"
+#include "host/player/application/paint/Figures.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+/// Of all that are kept from one picture to the next.
+constexpr size_t kMostKeptBytes = size_t{128} * 1024 * 1024;
+constexpr double kTolerance = 1e-6;
+
+bool SameShape(const cairo_matrix_t& a, const cairo_matrix_t& b) {
+  return a.xx == b.xx && a.yx == b.yx && a.xy == b.xy && a.yy == b.yy;
+}
+
+/// Whether the items were those of then, each moved by the same way; a cut one must not have moved.
+bool AreSame(const std::vector<DisplayItem>& then, const DisplayItem* now, double dx, double dy) {
+  for (size_t i = 0; i < then.size(); ++i, ++now) {
+    const DisplayItem& before = then[i];
+    if (before.kind != now->kind || before.handle != now->handle ||
+        before.revision != now->revision || before.opacity != now->opacity ||
+        before.merge != now->merge || before.clip.rounding != now->clip.rounding) {
+      return false;
+    }
+    if (now->element == nullptr) continue;
+    if (!SameShape(before.matrix, now->matrix) ||
+        fabs(now->matrix.x0 - before.matrix.x0 - dx) > kTolerance ||
+        fabs(now->matrix.y0 - before.matrix.y0 - dy) > kTolerance) {
+      return false;
+    }
+    if ((before.isCut || now->isCut) && (dx != 0 || dy != 0)) return false;
+    if (before.isCut != now->isCut) return false;
+  }
+  return true;
+}
+
+cairo_surface_t* SurfaceOf(WatchedBuffer& pixels, cairo_format_t format, int width, int height) {
+  return cairo_image_surface_create_for_data(pixels.As<unsigned char>(), format, width, height,
+                                             cairo_format_stride_for_width(format, width));
+}
+
+size_t BytesOf(cairo_format_t format, int width, int height) {
+  return static_cast<size_t>(cairo_format_stride_for_width(format, width)) *
+         static_cast<size_t>(height);
+}
+
+}  // namespace
+
+bool EffectPictures::Make(Kept& kept, const DisplayItem& push, const PaintRange& paint,
+                          size_t begin) {
+  const Effect& effect = push.effect;
+  kept.x = push.source.x;
+  kept.y = push.source.y;
+  kept.width = push.source.width;
+  kept.height = push.source.height;
+  const size_t bytes = BytesOf(CAIRO_FORMAT_ARGB32, kept.width, kept.height);
+  if (!kept.pixels.Resize(watchdog_, bytes)) return false;
+  memset(kept.pixels.Data(), 0, bytes);
+  cairo_surface_t* surface = SurfaceOf(kept.pixels, CAIRO_FORMAT_ARGB32, kept.width, kept.height);
+  cairo_surface_set_device_offset(surface, -kept.x, -kept.y);
+  cairo_t* cairo = cairo_create(surface);
+  paint(cairo, begin + 1, push.end);
+  cairo_destroy(cairo);
+  cairo_surface_flush(surface);
+  cairo_surface_destroy(surface);
+
+  movie::Surface pixels = {kept.pixels.As<uint32_t>(), kept.width, kept.height,
+                           static_cast<size_t>(kept.width) * sizeof(uint32_t)};
+  blur_.Run(pixels, pixels.Bounds(), effect.blurX, effect.blurY);
+  if (effect.hasShadow) {
+    const auto stride =
+        static_cast<size_t>(cairo_format_stride_for_width(CAIRO_FORMAT_A8, kept.width));
+    if (!kept.shadow.Resize(watchdog_, stride * static_cast<size_t>(kept.height))) return false;
+    const movie::Coverage shadow = {kept.shadow.As<uint8_t>(), kept.width, kept.height, stride};
+    for (int y = 0; y < kept.height; ++y) {
+      const uint32_t* from = pixels.Row(y);
+      std::transform(from, from + kept.width, shadow.Row(y),
+                     [](uint32_t pixel) { return static_cast<uint8_t>(pixel >> 24); });
+    }
+    blur_.Run(shadow, shadow.Bounds(), effect.shadowBlurX, effect.shadowBlurY);
+  }
+  if (!effect.IsBlurred()) kept.pixels.Resize(watchdog_, 0);
+  return true;
+}
+
+EffectPictures::Kept* EffectPictures::Find(const DisplayList& list, size_t begin,
+                                           const PaintRange& paint) {
+  const DisplayItem& push = list.items[begin];
+  std::unique_ptr<Kept>& kept = kept_[push.handle];
+  const size_t count = push.end - begin;
+  if (kept != nullptr && kept->items.size() == count) {
+    const DisplayItem& then = kept->items[0];
+    const double dx = push.matrix.x0 - then.matrix.x0;
+    const double dy = push.matrix.y0 - then.matrix.y0;
+    if (then.effect == push.effect && AreSame(kept->items, &list.items[begin], dx, dy)) {
+      return kept.get();
+    }
+  }
+  kept = std::make_unique<Kept>();
+  kept->items.assign(list.items.begin() + static_cast<ptrdiff_t>(begin),
+                     list.items.begin() + static_cast<ptrdiff_t>(push.end));
+  if (Make(*kept, push, paint, begin)) return kept.get();
+  kept_.erase(push.handle);
+  return nullptr;
+}
+
+bool EffectPictures::Paint(cairo_t* cairo, const DisplayList& list, size_t begin,
+                           const PaintRange& paint) {
+  const DisplayItem& push = list.items[begin];
+  PLEXION_CHECK(push.kind == DisplayItem::Kind::kPushEffect && push.end > begin,
+                "an effect has its pop");
+  Kept* kept = Find(list, begin, paint);
+  if (kept == nullptr) return false;
+  // What moves by parts of a pixel keeps its picture: nobody sees that of something blurred.
+  const double x = kept->x + round(push.matrix.x0 - kept->items[0].matrix.x0);
+  const double y = kept->y + round(push.matrix.y0 - kept->items[0].matrix.y0);
+  cairo_save(cairo);
+  cairo_identity_matrix(cairo);
+  if (push.effect.hasShadow) {
+    cairo_surface_t* shadow = SurfaceOf(kept->shadow, CAIRO_FORMAT_A8, kept->width, kept->height);
+    SetColour(cairo, push.effect.shadow, 1);
+    cairo_mask_surface(cairo, shadow, x + round(push.effect.shadowX),
+                       y + round(push.effect.shadowY));
+    cairo_surface_destroy(shadow);
+  }
+  if (push.effect.IsBlurred()) {
+    cairo_surface_t* blurred =
+        SurfaceOf(kept->pixels, CAIRO_FORMAT_ARGB32, kept->width, kept->height);
+    cairo_set_source_surface(cairo, blurred, x, y);
+    cairo_pattern_set_filter(cairo_get_source(cairo), CAIRO_FILTER_NEAREST);
+    cairo_paint(cairo);
+    cairo_surface_destroy(blurred);
+  }
+  cairo_restore(cairo);
+  return push.effect.IsBlurred();
+}
+
+void EffectPictures::KeepThoseOf(const DisplayList& list) {
+  if (kept_.empty()) return;
+  for (const DisplayItem& item : list.items) {
+    if (item.kind != DisplayItem::Kind::kPushEffect) continue;
+    const auto found = kept_.find(item.handle);
+    if (found != kept_.end()) found->second->isListed = true;
+  }
+  size_t bytes = 0;
+  for (auto at = kept_.begin(); at != kept_.end();) {
+    Kept& kept = *at->second;
+    bytes += kept.pixels.Size() + kept.shadow.Size();
+    at = std::exchange(kept.isListed, false) ? std::next(at) : kept_.erase(at);
+  }
+  if (bytes > kMostKeptBytes) kept_.clear();
+}
+
+}  // namespace plexion_host::player::application
