@@ -314,7 +314,7 @@ TEST_F(ApplicationTest, AnApplicationCannotPlayAnother) {
 }
 
 TEST_F(ApplicationTest, ExamplesPlayWithoutAComplaint) {
-  for (const char* name : {"menu-board", "gallery", "clock", "text", "figures"}) {
+  for (const char* name : {"menu-board", "gallery", "clock", "text", "figures", "departures"}) {
     ContentAddress content;
     content.path = std::string(PLEXION_EXAMPLES) + "/" + name;
     engine_ = MakeApplicationEngine(host_, engines_, SystemClocks());

@@ -24,6 +24,22 @@ TEST_F(ApplicationTest, SettingsReachTheScript) {
   EXPECT_NE(error_.message.find("--zorcmdline: the quote ' is never closed"), std::string::npos);
 }
 
+TEST_F(ApplicationTest, ClocksShowTheTimeElsewhere) {
+  wall_ = {1700000000, 0};  // 2023-11-14 22:13:20 UTC
+  ASSERT_TRUE(
+      LoadDocument("<application timezone='Asia/Kolkata'><scene id='s'/><script><![CDATA[\n"
+                   "trace(clock.format('%d %H:%M %Z'), clock.now().offset)\n"
+                   "trace(clock.format('%d %H:%M %z', 'America/New_York'), clock.now('UTC').hour)\n"
+                   "trace(pcall(clock.now, 'Europe/Rom')) trace(pcall(clock.now, '/etc/passwd'))\n"
+                   "trace(pcall(clock.now, ':/etc/localtime')) trace(pcall(clock.now, 'a/../b'))\n"
+                   "]]></script></application>"))
+      << error_.message;
+  EXPECT_EQ("15 03:43 IST\t19800", Trace(0));
+  EXPECT_EQ("14 17:13 -0500\t22", Trace(1));
+  EXPECT_NE(Trace(2).find("there is no time zone \"Europe/Rom\""), std::string::npos) << Trace(2);
+  for (size_t i = 3; i < 6; ++i) EXPECT_EQ(0u, Trace(i).find("false")) << Trace(i);
+}
+
 TEST_F(ApplicationTest, ALocaleThatIsNotInstalledIsToldOnce) {
   host_.settings.locale = "xx_YY";
   ASSERT_TRUE(LoadScript("trace(clock.format('%A')) trace(clock.format('%B'))")) << error_.message;

@@ -10,6 +10,7 @@
 #include "host/base/NearestName.h"
 #include "host/base/Text.h"
 #include "host/player/application/stage/SpanProperties.h"
+#include "host/player/application/stage/TimeZones.h"
 
 namespace plexion_host::player::application {
 
@@ -225,12 +226,18 @@ class StageBuilder final : public XmlHandler {
       stage_.fallback = attribute.value;
       return stage_.fallback.empty() ? Wrong(attribute, "the id of a scene") : "";
     }
+    if (name == "timezone") {
+      stage_.timezone = attribute.value;
+      return TimeZones().Has(stage_.timezone)
+                 ? ""
+                 : Wrong(attribute, "a time zone of this device, such as Europe/Rome");
+    }
     // What names a schema is for editors.
     const bool known =
         name == "title" || name.compare(0, 5, "xmlns") == 0 || name.compare(0, 4, "xsi:") == 0;
-    return known
-               ? ""
-               : Unknown(attribute, {"width", "height", "rate", "background", "fallback", "title"});
+    return known ? ""
+                 : Unknown(attribute, {"width", "height", "rate", "background", "fallback",
+                                       "timezone", "title"});
   }
 
   /// Children of the root.

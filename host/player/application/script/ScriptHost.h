@@ -25,6 +25,7 @@
 #include "host/player/application/stage/Animations.h"
 #include "host/player/application/stage/Notices.h"
 #include "host/player/application/stage/Stage.h"
+#include "host/player/application/stage/TimeZones.h"
 
 namespace plexion_host::player::application {
 
@@ -84,6 +85,7 @@ class ScriptHost {
   static ScriptHost& Of(lua_State* state);
   const ScriptContext& Context() const { return context_; }
   double Now() const { return now_; }
+  TimeZones& Zones() { return zones_; }
   /// The number of a trace within its moment, from 1.
   unsigned CountTrace() { return ++traces_; }
 
@@ -97,6 +99,7 @@ class ScriptHost {
   Timers timers_;
   FileCallbacks files_;
   AnimationCallbacks animationEnds_;
+  TimeZones zones_;
   double now_ = 0;
   unsigned traces_ = 0;
 };

@@ -47,6 +47,8 @@ class Stage {
   Colour background;
   /// The scene to be shown when the application cannot start; empty: none.
   std::string fallback;
+  /// Whose time clocks show; empty: the device's.
+  std::string timezone;
 
   Element& Backdrop() { return *backdrop_; }
   Element& Overlay() { return *overlay_; }

@@ -61,11 +61,20 @@ void SetInteger(lua_State* state, const char* name, lua_Integer value) {
   lua_setfield(state, -2, name);
 }
 
+/// The moment in the zone that the argument names, else in the application's.
+tm ReadClock(lua_State* state, time_t moment, int argument) {
+  ScriptHost& self = ScriptHost::Of(state);
+  const char* zone = luaL_optstring(state, argument, self.Context().stage.timezone.c_str());
+  tm parts = {};
+  if (!self.Zones().Read(moment, zone, parts)) {
+    luaL_error(state, "there is no time zone \"%s\"; expected one such as Europe/Rome", zone);
+  }
+  return parts;
+}
+
 int ClockNow(lua_State* state) {
   const timespec now = ScriptHost::Of(state).Context().wallClock();
-  tm parts = {};
-  // The device's time zone: what a viewer's watch says.
-  localtime_r(&now.tv_sec, &parts);
+  const tm parts = ReadClock(state, now.tv_sec, 1);
   lua_newtable(state);
   SetInteger(state, "year", parts.tm_year + 1900);
   SetInteger(state, "month", parts.tm_mon + 1);
@@ -75,6 +84,7 @@ int ClockNow(lua_State* state) {
   SetInteger(state, "second", parts.tm_sec);
   SetInteger(state, "weekday", parts.tm_wday + 1);
   SetInteger(state, "yearday", parts.tm_yday + 1);
+  SetInteger(state, "offset", parts.tm_gmtoff);
   lua_pushnumber(state, static_cast<double>(now.tv_nsec) / 1e9);
   lua_setfield(state, -2, "fraction");
   return 1;
@@ -103,9 +113,7 @@ class TimeLocale {
 int FormatClock(lua_State* state) {
   const ScriptContext& context = ScriptHost::Of(state).Context();
   const char* pattern = luaL_checkstring(state, 1);
-  const time_t seconds = context.wallClock().tv_sec;
-  tm parts = {};
-  localtime_r(&seconds, &parts);
+  const tm parts = ReadClock(state, context.wallClock().tv_sec, 2);
   const TimeLocale locale(context.host.Settings().locale, context.notices);
   // strftime says 0 both for a text that is too long and for one that is empty.
   char text[512];
