@@ -91,6 +91,7 @@ bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::st
             std::to_string(dims.height);
     return false;
   }
+  // SDL frees the window's pixels when it is resized: nothing may be composed there after that.
   window->SetCanvasLost([this] { screen_->UseCanvas(nullptr); });
   const MutexLock lock(wakeMutex_);
   window_ = std::move(window);
@@ -107,6 +108,7 @@ std::string Display::Describe() {
   return std::string(name) + " " + std::to_string(dims.width) + "x" + std::to_string(dims.height);
 }
 
+// The canvas goes first: it lies in the window.
 void Display::Close() {
   screen_->UseCanvas(nullptr);
   std::unique_ptr<SdlWindow> closing;

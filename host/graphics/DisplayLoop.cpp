@@ -1,5 +1,6 @@
 // The display loop: when the picture is presented, and what the thread waits for in between.
 
+#include "host/base/Check.h"
 #include "host/graphics/Display.h"
 
 namespace plexion_host {
@@ -68,6 +69,7 @@ void Display::RunWindow() {
 
 void Display::Present() {
   const Clock::time_point now = Clock::now();
+  // Composed where the window has its pixels, if it can have them there: no copy.
   if (window_ != nullptr) screen_->UseCanvas(window_->Canvas(screen_->GetDims()));
   const bool presented = screen_->Present([this](const PixelStore& picture, const Region& damage) {
     if (window_ != nullptr) window_->Show(picture, damage);
@@ -89,7 +91,9 @@ void Display::Present() {
   nextSlot_ = now - nextSlot_ < kFramePeriod ? nextSlot_ + kFramePeriod : now + kFramePeriod;
 }
 
+// A window that was covered, resized or opened over an old picture has lost its pixels.
 void Display::ShowAll() {
+  PLEXION_CHECK(window_ != nullptr, "there is a window to show it in");
   screen_->Read([this](const PixelStore& picture) {
     const qx::plexion::Dims dims = picture.Dims();
     window_->Show(picture, Region({0, 0, static_cast<int32_t>(dims.width),

@@ -50,6 +50,7 @@ bool GraphicsDriver::ResizeRenderPlane(RenderPlane*& plane, const Dims& dims, St
 }
 
 void GraphicsDriver::DestroyRenderPlane(RenderPlane* plane) {
+  // Destroyed outside of the lock: giving pages back takes time, and tells the window.
   std::unique_ptr<MemoryRenderPlane> gone;
   const MutexLock lock(mutex_);
   const auto place = std::find_if(renderPlanes_.begin(), renderPlanes_.end(),

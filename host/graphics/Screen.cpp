@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Pixels.h"
 #include "host/graphics/pixels/PixelRows.h"
 
@@ -43,6 +44,7 @@ bool Screen::SetDims(const Dims& dims) {
   dims_ = dims;
   damage_.Clear();
   unpresented_.Clear();
+  // Without planes the new picture is black already, and nothing needs to be presented.
   if (!stack_.empty()) AddDamage(ClipRect({0, 0, dims.width, dims.height}, 0, 0, dims));
   return true;
 }
@@ -71,6 +73,7 @@ bool Screen::Has(const qx::platform::OutputPlane* plane) const {
 bool Screen::ResizePlane(ScreenPlane& plane, const Dims& dims, const Rect& rect) {
   PixelStore store = PixelStore::Make(dims);
   if (!store) return false;
+  // The memory is had before any lock is taken: getting some may take as long as a frame.
   const uint64_t bytes = store.Bytes();
   {
     const RecursiveMutexLock pixelLock(plane.GetSurface().GetMutex());
@@ -147,6 +150,7 @@ bool Screen::Clip(const qx::platform::OutputPlane* plane, const Rect* clip) {
 bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other, bool above) {
   {
     const MutexLock lock(stateMutex_);
+    // Above or below itself is where it is.
     if (other == &plane) return true;
     const auto from = Find(&plane);
     if (from == stack_.end() || (other != nullptr && Find(other) == stack_.end())) return false;
@@ -165,6 +169,8 @@ bool Screen::Restack(ScreenPlane& plane, const qx::platform::OutputPlane* other,
 
 unsigned Screen::GetStackingIndex(const ScreenPlane& plane) const {
   const MutexLock lock(stateMutex_);
+  PLEXION_CHECK(Find(&plane) != stack_.end(),
+                "a plane that is asked for its place is on the screen");
   return static_cast<unsigned>(Find(&plane) - stack_.begin());
 }
 
@@ -199,6 +205,7 @@ void Screen::BeginUpdate() {
 void Screen::EndUpdate() {
   {
     const MutexLock lock(stateMutex_);
+    // An end without a beginning changes nothing: modules pair these by themselves.
     if (updateDepth_ == 0 || --updateDepth_ > 0) return;
   }
   NotifyWork();
@@ -217,6 +224,7 @@ Screen::Stack::const_iterator Screen::Find(const qx::platform::OutputPlane* plan
 void Screen::AddDamage(const Box& box) {
   damage_.Add(box);
   damage_.Simplify(kMaxDamageRects);
+  PLEXION_CHECK(damage_.Count() <= kMaxDamageRects, "a list of damage stays short enough to walk");
 }
 
 void Screen::DamagePlace(const Placement& placement) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Pixels.h"
 #include "host/graphics/Screen.h"
 #include "host/graphics/pixels/PixelRows.h"
@@ -33,9 +34,11 @@ bool Screen::Present(const Presenter& presenter) {
   Region changed;
   {
     const MutexLock lock(stateMutex_);
+    // Asked again under the lock: an update may have begun while this was composed.
     if (updateDepth_ > 0 || unpresented_.Empty()) return false;
     std::swap(changed, unpresented_);
   }
+  PLEXION_CHECK(!presenting_, "one frame is presented at a time");
   presenting_ = true;
   presenter(picture_, changed);
   presenting_ = false;
@@ -83,6 +86,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
   Region remaining = damage;
   for (size_t i = layers.size(); i-- > 0 && !remaining.Empty();) {
     const Placement& placement = layers[i].placement;
+    PLEXION_CHECK(placement.CanBeSeen(), "only planes that can be seen are composed");
     Region covered(placement.Seen(screen));
     covered.Intersect(remaining);
     if (covered.Empty()) continue;
@@ -106,6 +110,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
     }
     jobs[i].blend = std::move(covered);
   }
+  // What no opaque plane covers begins as black; the planes are drawn over it from the bottom up.
   for (const Box& box : remaining) {
     for (int32_t y = box.y1; y < box.y2; ++y) {
       FillRow(picture_.Row(static_cast<size_t>(y)) + box.x1, kOpaqueBlack,

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/graphics/pixels/PixelRows.h"
 #include "host/graphics/pixels/Scaler.h"
 
@@ -47,6 +48,7 @@ uint32_t Surface::GetPitch() {
 
 void* Surface::LockPixels(bool forReading) {
   mutex_.Lock();
+  // Nobody tells which rows are written from here on, so none is known to be opaque any more.
   if (!forReading) ForgetOpacity();
   return store_.Pixels();
 }
@@ -72,6 +74,7 @@ bool Surface::StretchCopy(qx::platform::Plane* source, const Rect& sourceRect,
       CopyRows(static_cast<const uint8_t*>(pixels), pitch, sourceDims, sourceRect, destinationRect);
       spread_ = 0;
       done = true;
+      // A plane cannot be stretched into itself: rows would be read after they were written.
     } else if (pixels != store_.Pixels()) {
       done = Scale(static_cast<const uint32_t*>(pixels), pitch, sourceDims, sourceRect,
                    destinationRect);
@@ -142,6 +145,7 @@ void Surface::Replace(PixelStore store, bool keepPicture) {
   const PixelStore old = std::move(store_);
   store_ = std::move(store);
   opaqueRow_.assign(store_.Dims().height, 0);
+  PLEXION_CHECK(static_cast<bool>(store_), "a plane never is without pixels");
   if (!keepPicture) return;
   const Dims from = old.Dims();
   const Dims to = store_.Dims();
@@ -167,6 +171,7 @@ void Surface::NoteWritten(const Box& box) {
   const bool wholeRows = box.x1 == 0 && box.x2 == static_cast<int32_t>(store_.Dims().width);
   for (int32_t y = box.y1; y < box.y2; ++y) {
     const size_t row = static_cast<size_t>(y);
+    // A part that is opaque says nothing of the rest of a row that was not.
     if (!wholeRows && opaqueRow_[row] == 0) continue;
     opaqueRow_[row] =
         RowIsOpaque(store_.Row(row) + box.x1, static_cast<size_t>(box.x2 - box.x1)) ? 1 : 0;

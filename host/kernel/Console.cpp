@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -60,8 +61,10 @@ void Console::Print(const std::string& text) {
 void Console::PrintPlain(const std::string& text) { Write(&Console::output_, text); }
 
 void Console::PrintFormat(const char* format, va_list arguments) {
+  // Nearly all that is printed fits, and takes no allocation.
   char small[1024];
   va_list again;
+  // The first try uses the arguments up.
   va_copy(again, arguments);
   const int length = std::vsnprintf(small, sizeof(small), format, arguments);
   if (length >= 0 && static_cast<size_t>(length) < sizeof(small)) {
@@ -88,6 +91,7 @@ void Console::Log(const LogRecord& record) {
   }
 }
 
+// Modules print lines in pieces; a record is a whole line.
 void Console::LogModuleText(const std::string& text) {
   openLine += text;
   for (size_t end = openLine.find('\n'); end != std::string::npos; end = openLine.find('\n')) {
@@ -97,6 +101,7 @@ void Console::LogModuleText(const std::string& text) {
   }
 }
 
+// A capture inside of a capture begins anew: commands do not call each other.
 void Console::BeginCapture() { captured = std::make_unique<std::string>(); }
 
 std::string Console::EndCapture() {
@@ -117,6 +122,7 @@ bool Console::IsLineOpen() {
 }
 
 void Console::CallHook(void (*hook)(void*)) {
+  // A hook that prints would otherwise call itself.
   if (hook == nullptr || insideHook_) return;
   insideHook_ = true;
   hook(context_);
@@ -133,6 +139,7 @@ void Console::Write(Stream Console::*which, const std::string& text) {
   const bool now = stream.kept.empty() && CanWrite(stream.fd);
   if (now) CallHook(before_);
   if (stream.kept.size() + printable.size() > kMaxKept) {
+    // All of it or none: half a line could read as another message.
     stream.dropped += printable.size();
   } else {
     stream.kept += printable;
@@ -145,6 +152,8 @@ void Console::Write(Stream Console::*which, const std::string& text) {
 }
 
 void Console::WriteSome(Stream& stream) {
+  PLEXION_CHECK(stream.kept.size() <= kMaxKept + kPieceBytes,
+                "what nobody reads stays within its limit");
   while (!stream.kept.empty() && CanWrite(stream.fd)) {
     const ssize_t written =
         write(stream.fd, stream.kept.data(), std::min(stream.kept.size(), kPieceBytes));
@@ -190,6 +199,7 @@ void Console::WriteKept() {
         return;
       }
     }
+    // Not for ever: whoever ends the console clears what is kept, which no descriptor tells.
     poll(waiting, count, kLookMs);
   }
 }

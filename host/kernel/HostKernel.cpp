@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/kernel/HostThread.h"
 #include "host/kernel/Synchronisation.h"
 #include "qx/core/QXString.h"
@@ -23,6 +24,7 @@ HostKernel::HostKernel(std::vector<std::string> arguments, ModuleFiles files, in
     : console_(outputFd, errorFd),
       modules_(*this, std::move(files)),
       arguments_(std::move(arguments)) {
+  // Modules keep these pointers: the texts are constant from here on.
   for (const std::string& argument : arguments_) argv_.push_back(argument.c_str());
   argv_.push_back(nullptr);
   modules_.AddBuiltIn("IHostConsole", &console_);
@@ -34,6 +36,8 @@ IQXModule* HostKernel::AcquireModule(const char* name) {
   if (name == nullptr) return nullptr;
   std::string error;
   IQXModule* const module = modules_.Acquire(name, error);
+  // Told once for each name: a window asks for what it can do without each time it opens, and a
+  // device that was built without a module would fill its log.
   if (module == nullptr && modules_.ShouldReport(name)) {
     console_.Log({LogLevel::kError, "module " + std::string(name) + " is not available: " + error});
   }
@@ -43,6 +47,7 @@ IQXModule* HostKernel::AcquireModule(const char* name) {
 void HostKernel::ReleaseModule(IQXModule* module) { modules_.Release(module); }
 
 void HostKernel::AddBuiltIn(const std::string& name, IQXModule* module) {
+  PLEXION_CHECK(!name.empty() && module != nullptr, "a built-in module has a name and is there");
   modules_.AddBuiltIn(name, module);
 }
 
@@ -55,6 +60,7 @@ std::string HostKernel::GetModuleError(const std::string& name) { return modules
 std::vector<std::string> HostKernel::GetLoadedModules() { return modules_.GetLoaded(); }
 
 bool HostKernel::GetBinDirectory(QXString& directory, const char* moduleName) {
+  // What is built in has no file of its own: it is where the executable is.
   const bool own = moduleName == nullptr || modules_.IsBuiltIn(moduleName);
   const std::string folder = own ? ExecutableFolder() : modules_.FolderOf(moduleName);
   if (folder.empty()) return false;
@@ -64,6 +70,7 @@ bool HostKernel::GetBinDirectory(QXString& directory, const char* moduleName) {
 
 // Threads, time and synchronisation
 
+// Without memory the answer is null, as modules expect: they are compiled without exceptions.
 IQXKernel::Thread* HostKernel::CreateThread() { return new (std::nothrow) HostThread(); }
 
 void HostKernel::DestroyThread(Thread* thread) { delete static_cast<HostThread*>(thread); }
@@ -87,6 +94,7 @@ IQXKernel::Time HostKernel::GetTime() { return MonotonicNow(); }
 void* HostKernel::Allocate(unsigned long bytes, const char* /*file*/, int /*line*/) {
   void* const block = std::malloc(bytes);
   if (block != nullptr) {
+    // As the allocator rounds it, so that Free finds the same number without a header of ours.
     liveBytes_.fetch_add(static_cast<int64_t>(malloc_usable_size(block)),
                          std::memory_order_relaxed);
   }
@@ -137,6 +145,7 @@ void HostKernel::StrCpy(char* destination, const char* source) { std::strcpy(des
 
 void HostKernel::FormatString(char* buffer, unsigned long size, const char* format, ...) {
   va_list arguments;
+  // Cut to `size` with its zero, which is what the contract promises.
   va_start(arguments, format);
   std::vsnprintf(buffer, size, format, arguments);
   va_end(arguments);

@@ -2,6 +2,8 @@
 
 #include "host/kernel/HostThread.h"
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 HostThread::~HostThread() { Join(IQXKernel::kInfinite); }
@@ -9,6 +11,7 @@ HostThread::~HostThread() { Join(IQXKernel::kInfinite); }
 bool HostThread::Start(const char* name, Procedure procedure, void* argument) {
   const MutexLock lock(mutex_);
   if (started_ || procedure == nullptr) return false;
+  // The system keeps fifteen bytes and refuses a longer name altogether.
   name_ = std::string(name != nullptr ? name : "").substr(0, 15);
   procedure_ = procedure;
   argument_ = argument;
@@ -19,6 +22,7 @@ bool HostThread::Start(const char* name, Procedure procedure, void* argument) {
 
 void* HostThread::Run(void* self) {
   auto* thread = static_cast<HostThread*>(self);
+  PLEXION_CHECK(thread->procedure_ != nullptr, "a thread that runs has something to do");
   if (!thread->name_.empty()) pthread_setname_np(pthread_self(), thread->name_.c_str());
   thread->procedure_(thread, thread->argument_);
   thread->ended_.Signal();
@@ -29,6 +33,7 @@ bool HostThread::Join(const IQXKernel::Time& timeout) {
   {
     const MutexLock lock(mutex_);
     if (!started_) return true;
+    // It would never end.
     if (pthread_equal(thread_, pthread_self()) != 0) return false;
   }
   // Not under the mutex: several threads may wait, each with its own time-out.

@@ -51,6 +51,7 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
   MutexLock lock(mutex_);
   Entry& entry = entries_[name];  // map nodes stay where they are
   while (entry.state == State::kLoading || entry.state == State::kUnloading) {
+    // To wait would be for ever: it is this thread, further up, that loads or unloads it.
     if (entry.worker == std::this_thread::get_id()) {
       error = entry.state == State::kLoading ? "it needs itself in order to load"
                                              : "it is asked for while it unloads";
@@ -76,6 +77,8 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
       return nullptr;
     }
   }
+  PLEXION_CHECK(entry.state == State::kLoaded && entry.module != nullptr,
+                "only what is loaded is held");
   ++entry.users;
   return entry.module;
 }
@@ -83,6 +86,8 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
 bool ModuleLoader::Load(const std::string& name, Entry& loaded) {
   const std::string file = files_.Find(name, loaded.error);
   if (file.empty()) return false;
+  // A name that is mapped twice, or through a link, must not load a second copy: the library has one
+  // kernel pointer and other statics.
   loaded.source = OpenLibrary(Canonical(file), loaded.error);
   if (loaded.source == nullptr) return false;
 
@@ -112,9 +117,12 @@ void ModuleLoader::Release(IQXModule* module) {
   for (auto& [name, candidate] : entries_) {
     if (candidate.module == module && candidate.users > 0) entry = &candidate;
   }
+  // Not ours, or given back already: there is nothing here to unload.
   if (entry == nullptr) return;
   if (--entry->users > 0 || entry->builtIn) return;
 
+  PLEXION_CHECK(entry->unload != nullptr && entry->source != nullptr,
+                "what was loaded can be unloaded");
   entry->state = State::kUnloading;
   entry->worker = std::this_thread::get_id();
   lock.Unlock();
@@ -134,6 +142,8 @@ ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, std::s
   if (library == nullptr) {
     auto opened = std::make_unique<Library>();
     opened->file = file;
+    // Local: modules of different makers may define the same names. Now: what is missing is told by
+    // name here, and does not end the process later.
     opened->handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened->handle == nullptr) {
       const char* const reason = dlerror();

@@ -8,12 +8,15 @@
 #include <cstring>
 #include <ctime>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
 constexpr IQXKernel::Time kNanosecondsPerSecond = 1000000000;
 
 timespec ToTimespec(IQXKernel::Time time) {
+  PLEXION_CHECK(time >= 0, "times of the clock are not before its beginning");
   timespec result{};
   result.tv_sec = static_cast<time_t>(time / kNanosecondsPerSecond);
   result.tv_nsec = static_cast<long>(time % kNanosecondsPerSecond);
@@ -38,12 +41,14 @@ IQXKernel::Time MonotonicNow() {
 IQXKernel::Time DeadlineAfter(IQXKernel::Time duration) {
   const IQXKernel::Time now = MonotonicNow();
   if (duration <= 0) return now;
+  // Callers pass "for ever" as a very long time as well.
   if (duration > IQXKernel::kInfinite - now) return IQXKernel::kInfinite;
   return now + duration;
 }
 
 void SleepFor(IQXKernel::Time duration) {
   if (duration <= 0) return;
+  // Absolute: each signal would lengthen a sleep that begins again by the rest.
   const timespec deadline = ToTimespec(DeadlineAfter(duration));
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
   }
@@ -52,6 +57,7 @@ void SleepFor(IQXKernel::Time duration) {
 HostMutex::HostMutex() {
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);
+  // The contract wants it: a thread that holds a lock of the service calls the service again.
   pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
   Check(pthread_mutex_init(&mutex_, &attributes), "cannot make a mutex");
   pthread_mutexattr_destroy(&attributes);
@@ -69,6 +75,7 @@ HostEvent::HostEvent(bool manualReset) : manualReset_(manualReset) {
   Check(pthread_mutex_init(&mutex_, nullptr), "cannot make an event");
   pthread_condattr_t attributes;
   pthread_condattr_init(&attributes);
+  // A device sets its clock when it finds the network; nobody is to wake, or oversleep, by that.
   pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
   Check(pthread_cond_init(&changed_, &attributes), "cannot make an event");
   pthread_condattr_destroy(&attributes);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "host/base/Check.h"
 #include "host/shell/CommandWords.h"
 #include "host/shell/LineBuffer.h"
 
@@ -52,6 +53,8 @@ QXError CommandTable::Register(const char* name, IShellCommand* command) {
   const auto expected = expected_.find(name);
   if (expected != expected_.end()) expected->second = true;
   changed_.NotifyAll();
+  // The contract: once this returns, nothing of the old command is called any more, and its owner
+  // may destroy it.
   if (replaced != nullptr && replaced != command) WaitUntilNotRunning(lock, replaced);
   return QXError_OK;
 }
@@ -69,6 +72,7 @@ IShellCommand* CommandTable::Unregister(const char* name) {
 
 void CommandTable::WaitUntilNotRunning(MutexLock& lock, const IShellCommand* command) {
   changed_.Wait(lock, [&]() REQUIRES(mutex_) {
+    // A command that takes itself off would wait for its own end.
     return running_ != command || runner_ == std::this_thread::get_id();
   });
 }
@@ -106,6 +110,8 @@ CommandTable::Outcome CommandTable::Run(const std::string& line) {
       return stopped_ || expected == expected_.end() || expected->second;
     });
   }
+  // One command at a time, in whatever order prompt and clients come: commands of modules were
+  // never written for two.
   const std::lock_guard<std::mutex> turn(turn_);
   return Execute(words);
 }
@@ -121,6 +127,7 @@ std::optional<CommandTable::Outcome> CommandTable::TryRun(const std::string& lin
 }
 
 CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
+  PLEXION_CHECK(!words.empty(), "a line without a word is no command");
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
@@ -138,6 +145,7 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
   }
   if (command == nullptr) return words[0] == kHelp ? Help(words) : Unknown(words[0]);
 
+  // What the command prints goes to who typed it, not to the console of the device.
   if (console != nullptr) console->BeginCapture();
   const QXError error = command->Execute(words.size(), argv.data());
   Outcome outcome;
@@ -218,6 +226,7 @@ std::vector<std::string> CommandTable::Complete(const std::string& line) {
       if (described != descriptions_.end()) source = described->second.firstArguments;
     }
   }
+  // Outside of the lock: it asks the service for names of windows.
   if (source) candidates = source();
   candidates.erase(std::remove_if(candidates.begin(), candidates.end(),
                                   [&](const std::string& candidate) {

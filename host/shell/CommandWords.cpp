@@ -46,6 +46,7 @@ bool SplitCommandWords(const std::string& line, std::vector<std::string>& words,
       if (inWord) words.push_back(word);
       word.clear();
       inWord = false;
+      // Only where a word could begin: addresses have such signs inside.
     } else if (c == '#' && !inWord) {
       break;
     } else {

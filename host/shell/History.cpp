@@ -29,6 +29,7 @@ bool WriteWhole(const std::string& path, int flags, const std::string& text) {
 
 std::string History::DefaultPath() {
   const char* const state = std::getenv("XDG_STATE_HOME");
+  // A relative folder in the environment is to be ignored, as the base directory rules say.
   if (state != nullptr && *state == '/') return std::string(state) + "/plexion/shell_history";
   const char* const home = std::getenv("HOME");
   if (home == nullptr || *home != '/') return std::string();
@@ -55,6 +56,7 @@ void History::Load() {
     if (lines_.size() > 2 * kKeptLines) lines_.erase(lines_.begin(), lines_.end() - kKeptLines);
   }
   if (lines_.size() > kKeptLines) lines_.erase(lines_.begin(), lines_.end() - kKeptLines);
+  // Rarely, and not for each line: a device's flash memory wears out by writing.
   if (inFile > 2 * kKeptLines) CutBack();
 }
 
@@ -62,6 +64,7 @@ void History::CutBack() {
   std::string text;
   for (const std::string& line : lines_) text += line + "\n";
   const std::string fresh = path_ + ".new";
+  // A link in its place would have this write over another file of the user's.
   if (!WriteWhole(fresh, O_TRUNC | O_NOFOLLOW, text) || rename(fresh.c_str(), path_.c_str()) != 0) {
     unlink(fresh.c_str());
   }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/shell/LineBuffer.h"
 
 namespace plexion_host {
@@ -22,6 +23,7 @@ void InputReader::ShowLine(void* self) {
 
 InputReader::InputReader(CommandTable& commands, Settings settings)
     : commands_(commands), settings_(std::move(settings)) {
+  // A service is often started without standard input; then nobody types.
   if (wake_.Fd() < 0 || fcntl(settings_.inputFd, F_GETFD) < 0) return;
   prompt_ = OpenPrompt();
   if (prompt_ != nullptr && settings_.console != nullptr) {
@@ -50,6 +52,7 @@ std::unique_ptr<TerminalPrompt> InputReader::OpenPrompt() {
   if (isatty(settings_.inputFd) == 0) return nullptr;
   int output = settings_.outputFd;
   if (isatty(output) == 0) {
+    // Output may be redirected while somebody still types: the prompt belongs to the terminal.
     terminalFd_ = open("/dev/tty", O_WRONLY | O_CLOEXEC | O_NOCTTY);
     if (terminalFd_ < 0) return nullptr;
     output = terminalFd_;
@@ -62,12 +65,14 @@ std::unique_ptr<TerminalPrompt> InputReader::OpenPrompt() {
 }
 
 void InputReader::ReadTerminal() {
+  PLEXION_CHECK(prompt_ != nullptr, "a terminal has a prompt");
   std::string line;
   for (;;) {
     switch (prompt_->ReadLine(line)) {
       case TerminalPrompt::Result::kClosed:
         return;
       case TerminalPrompt::Result::kEndTyped:
+        // The end of input is typed by mistake too easily to end a display by it.
         settings_.print("\"quit\" ends Plexion.\n");
         break;
       case TerminalPrompt::Result::kLine:

@@ -1,5 +1,6 @@
 // The library's entry points: one shell, alive while either of its names is held.
 
+#include "host/base/Check.h"
 #include "host/base/Mutex.h"
 #include "host/shell/Shell.h"
 #include "qx/core/IQXKernel.h"
@@ -18,6 +19,7 @@ plexion_host::Shell* Hold() {
 
 void LetGo() {
   const plexion_host::MutexLock lock(mutex);
+  PLEXION_CHECK(names > 0, "a name is unloaded as often as it was loaded");
   if (--names > 0) return;
   delete shell;
   shell = nullptr;

@@ -23,6 +23,7 @@ Shell::Shell(int inputFd, int outputFd)
 }
 
 Shell::~Shell() {
+  // A line may be waiting for a word that no longer comes.
   commands_.Stop();
   server_.reset();
   reader_.reset();

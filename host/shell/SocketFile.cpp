@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -25,6 +27,8 @@ bool ClearPath(const std::string& path, const sockaddr_un& address, std::string&
     error = path + " exists and is no socket; expected a new name, or an old socket";
     return false;
   }
+  // What a killed process left behind refuses connections; one that is served takes them, or is
+  // too busy to.
   const int probe = NewSocket(SOCK_NONBLOCK);
   const bool answered = probe >= 0 && connect(probe, reinterpret_cast<const sockaddr*>(&address),
                                               sizeof(address)) == 0;
@@ -51,6 +55,7 @@ bool ClearPath(const std::string& path, const sockaddr_un& address, std::string&
 SocketFile::~SocketFile() {
   if (fd_ >= 0) close(fd_);
   struct stat info {};
+  // Only if it still is ours: another process may have taken the name over.
   if (!path_.empty() && lstat(path_.c_str(), &info) == 0 && info.st_dev == device_ &&
       info.st_ino == inode_) {
     unlink(path_.c_str());
@@ -58,6 +63,7 @@ SocketFile::~SocketFile() {
 }
 
 bool SocketFile::Open(const std::string& path, std::string& error) {
+  PLEXION_CHECK(fd_ < 0, "a socket is opened once");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   if (path.empty() || path.size() >= sizeof(address.sun_path)) {

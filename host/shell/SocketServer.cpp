@@ -10,6 +10,8 @@
 #include <sstream>
 #include <vector>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -28,6 +30,7 @@ SocketServer::~SocketServer() {
 }
 
 bool SocketServer::Start(const std::string& path, std::string& error) {
+  PLEXION_CHECK(!thread_.IsJoinable(), "a server is started once");
   if (wake_.Fd() < 0) {
     error = "no event descriptor to be had";
     return false;

@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -82,6 +84,8 @@ std::string TemporaryName(const std::string& path) {
 
 bool WritePng(const std::string& path, const qx::plexion::Dims& dims,
               const std::vector<uint32_t>& pixels, std::string& error) {
+  PLEXION_CHECK(pixels.size() == size_t{dims.width} * dims.height,
+                "there is a pixel for each place");
   const auto fail = [&](const std::string& reason) {
     error = "cannot write '" + path + "': " + reason;
     return false;
@@ -94,6 +98,7 @@ bool WritePng(const std::string& path, const qx::plexion::Dims& dims,
                 (S_ISDIR(there.st_mode) ? "a directory" : "no regular file") +
                 "; expected the name of a file");
   }
+  // Whoever fetches the picture by its name gets the old one or the new one, never half of it.
   const std::string temporary = TemporaryName(path);
   const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (descriptor < 0) return fail(std::strerror(errno));

@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 Box ClipRect(const qx::plexion::Rect& rect, int64_t dx, int64_t dy,
              const qx::plexion::Dims& bounds) {
+  // In 64 bits: 32 of a position and 32 of a size do not overflow.
   const int64_t left = static_cast<int32_t>(rect.x) + dx;
   const int64_t top = static_cast<int32_t>(rect.y) + dy;
   const auto cut = [](int64_t value, uint32_t limit) {
@@ -70,6 +73,7 @@ void Region::Intersect(const Region& other) {
 
 void Region::Simplify(size_t limit) {
   if (Count() <= limit) return;
+  PLEXION_CHECK(limit > 0, "at least one rectangle can be kept");
   const Box all = *pixman_region32_extents(&region_);
   Clear();
   Add(all);

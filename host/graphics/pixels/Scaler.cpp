@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/graphics/pixels/PixelStore.h"
 
 namespace plexion_host {
@@ -40,6 +41,7 @@ PixelStore AverageBlocks(const uint32_t* first, uint32_t pitchBytes, const qx::p
   PixelStore shrunk = PixelStore::Make(
       {(dims.width + blockWidth - 1) / blockWidth, (dims.height + blockHeight - 1) / blockHeight});
   if (!shrunk) return shrunk;
+  PLEXION_CHECK(blockHeight <= kMaxBlock, "sums of bytes stay within 32 bits");
   std::vector<uint32_t> sums(size_t{dims.width} * 4);
   for (uint32_t row = 0; row < shrunk.Dims().height; ++row) {
     const uint32_t top = row * blockHeight;
@@ -54,6 +56,7 @@ PixelStore AverageBlocks(const uint32_t* first, uint32_t pitchBytes, const qx::p
       const uint32_t left = column * blockWidth;
       const uint32_t width = std::min(blockWidth, dims.width - left);
       const uint64_t count = std::max<uint64_t>(uint64_t{width} * height, 1);
+      // One division for a block in place of four; exact for the counts that there are.
       const uint64_t inverse = (uint64_t{1} << 40) / count;
       uint64_t total[4] = {};
       for (size_t i = size_t{left} * 4; i < (size_t{left} + width) * 4; i += 4) {
@@ -82,6 +85,9 @@ bool ScalePixels(const PixelView& source, const qx::plexion::Rect& sourceRect,
       sourceRect.x;
   double stepX = static_cast<double>(sourceRect.width) / destinationRect.width;
   double stepY = static_cast<double>(sourceRect.height) / destinationRect.height;
+  PLEXION_CHECK(uint64_t{sourceRect.x} + sourceRect.width <= source.dims.width &&
+                    uint64_t{sourceRect.y} + sourceRect.height <= source.dims.height,
+                "the source rectangle lies in its picture");
   const uint32_t blockWidth = BlockSide(stepX);
   const uint32_t blockHeight = BlockSide(stepY);
   uint32_t pitchBytes = source.pitchBytes;
@@ -104,6 +110,7 @@ bool ScalePixels(const PixelView& source, const qx::plexion::Rect& sourceRect,
                               pixman_double_to_fixed(stepY));
   if (pixman_image_set_transform(from.get(), &transform) == 0) return false;
   if (pixman_image_set_filter(from.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0) == 0) return false;
+  // Half a pixel beyond the edge is asked for as well; without this it would be transparent.
   pixman_image_set_repeat(from.get(), PIXMAN_REPEAT_PAD);
   const int32_t left = static_cast<int32_t>(destinationRect.x);
   const int32_t top = static_cast<int32_t>(destinationRect.y);

@@ -1,5 +1,6 @@
 // What SDL reports, as display events.
 
+#include "host/base/Check.h"
 #include "host/graphics/window/SdlWindow.h"
 
 namespace plexion_host {
@@ -23,6 +24,7 @@ int ButtonNumber(Uint8 button) {
 }  // namespace
 
 void SdlWindow::Wake() {
+  // One event in the queue is enough, however often there is something to do.
   if (wakePosted_.exchange(true)) return;
   SDL_Event event{};
   event.type = wakeEvent_;
@@ -34,6 +36,7 @@ bool SdlWindow::WaitForOne(SDL_Event& event, int timeoutMs) const {
   if (canSleep_) {
     return (timeoutMs < 0 ? SDL_WaitEvent(&event) : SDL_WaitEventTimeout(&event, timeoutMs)) != 0;
   }
+  // Drivers that cannot wait (on a bare console) are asked a hundred times a second.
   const Uint64 start = SDL_GetTicks64();
   for (;;) {
     if (SDL_PollEvent(&event) != 0) return true;
@@ -48,6 +51,7 @@ bool SdlWindow::WaitForOne(SDL_Event& event, int timeoutMs) const {
 }
 
 bool SdlWindow::WaitForEvents(int timeoutMs, const Handler& handler) {
+  PLEXION_CHECK(window_ != nullptr, "events are those of an open window");
   bool lost = false;
   SDL_Event event;
   for (bool any = WaitForOne(event, timeoutMs); any; any = SDL_PollEvent(&event) != 0) {
@@ -81,6 +85,7 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
       out.kind = event.type == SDL_MOUSEBUTTONDOWN ? DisplayEvent::Kind::kPointerDown
                                                    : DisplayEvent::Kind::kPointerUp;
       out.button = ButtonNumber(event.button.button);
+      // The contract knows three buttons.
       if (out.button == 0) return false;
       MapPosition(event.button.x, event.button.y, out);
       break;
@@ -99,6 +104,7 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
       switch (event.window.event) {
         case SDL_WINDOWEVENT_SIZE_CHANGED:
         case SDL_WINDOWEVENT_EXPOSED:
+          // Before the surface is asked for: that frees the old one.
           if (canvasLost_) canvasLost_();
           if (SDL_Surface* const surface = SDL_GetWindowSurface(window_)) {
             SDL_FillRect(surface, nullptr, SDL_MapRGB(surface->format, 0, 0, 0));
