@@ -62,6 +62,21 @@ std::optional<int64_t> ReadWholeNumber(std::string_view text, int64_t least, int
   return number;
 }
 
+std::string_view Trim(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string LowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& letter : lower) {
+    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+  }
+  return lower;
+}
+
 std::vector<std::string> SplitAt(std::string_view text, char separator) {
   std::vector<std::string> words;
   for (size_t end = text.find(separator); end != std::string_view::npos;

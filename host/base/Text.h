@@ -18,6 +18,12 @@ std::optional<int64_t> ReadWholeNumber(std::string_view text, int64_t least, int
 /// The pieces between the separators: one more than there are separators, some maybe empty.
 std::vector<std::string> SplitAt(std::string_view text, char separator);
 
+/// `text` without blanks, tabs and line ends at its ends; a part of the same memory.
+std::string_view Trim(std::string_view text);
+
+/// The letters A to Z as small ones, whatever the language of the process; all else as it is.
+std::string LowerAscii(std::string_view text);
+
 /// The words with `separator` in between.
 std::string Join(const std::vector<std::string>& words, const char* separator = ", ");
 

@@ -27,10 +27,12 @@ void InputQueue::Push(const InputEvent& event) {
     const bool move = event.kind == InputEvent::Kind::kMove;
     if (move && !waiting_.empty() && waiting_.back().kind == event.kind &&
         waiting_.back().source == event.source) {
+      // Only where the pointer is now counts; a busy content would otherwise lag behind the hand.
       waiting_.back() = event;
       return;
     }
     if (waiting_.size() >= kMaxWaiting) {
+      // Its releases may be among the lost: all that it holds is let go when the rest is through.
       if (!move) overflown_.insert(event.source);
       return;
     }
@@ -49,6 +51,7 @@ void InputQueue::Run() {
     // What was lost came after all that waited then: let go when those are through.
     std::set<InputSource> release;
     if (waiting_.empty()) std::swap(release, overflown_);
+    // Outside of the lock: a content may take its time, and its sources must not wait for it.
     lock.Unlock();
     Dispatch(event);
     for (const InputSource source : release) router_.ReleaseAll(source);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "qx/platform/IGraphicsDriver.h"
 
 namespace plexion_host {
@@ -85,12 +86,14 @@ void InputRouter::KeyDown(InputSource source, uint32_t key) {
 }
 
 void InputRouter::KeyUp(InputSource source, uint32_t key) {
+  // Two sources may hold the same key: for the content it goes up with the last of them.
   if (Of(source).keys.erase(key) == 0 || AnyoneHolds(key)) return;
   windows_.DispatchKeyUp(key);
 }
 
 void InputRouter::PointerMove(InputSource from, int32_t x, int32_t y) {
   Source& source = Of(from);
+  // A press of a button tells its place again.
   if (source.x == x && source.y == y) return;
   source.x = x;
   source.y = y;
@@ -111,6 +114,7 @@ void InputRouter::PointerDown(InputSource from, MouseButton button, int32_t x, i
   if (source.buttons.count(button) != 0) return;
   windows_.WithWindows([&](Windows& windows) {
     StageWindow* target = nullptr;
+    // Until all buttons are up, all goes to where the first went down: a drag may leave its window.
     if (source.grab != 0) {
       target = Numbered(windows, source.grab);
     } else if (HostWindow* const front = FrontAt(windows, x, y)) {
@@ -150,6 +154,7 @@ void InputRouter::Wheel(ScrollWheelDirection direction, uint16_t notches) {
 void InputRouter::ReleaseAll(InputSource from) {
   Source& source = Of(from);
   while (!source.keys.empty()) KeyUp(from, *source.keys.begin());
+  PLEXION_CHECK(source.keys.empty(), "each key that went down goes up");
   while (!source.buttons.empty()) PointerUp(from, *source.buttons.begin(), source.x, source.y);
 }
 

@@ -6,14 +6,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <sstream>
 
+#include "host/base/Text.h"
 #include "host/input/KeyTable.h"
 
 namespace plexion_host {
@@ -22,7 +21,6 @@ namespace {
 enum : unsigned { kCtrl = 1, kShift = 2, kAlt = 4, kMeta = 8 };
 
 constexpr size_t kMaxFileBytes = size_t{1} << 20;
-constexpr char kBlanks[] = " \t\r";
 
 unsigned HeldModifiers(uint16_t modifiers) {
   return ((modifiers & KMOD_CTRL) != 0 ? kCtrl : 0u) |
@@ -61,12 +59,6 @@ uint32_t CharacterOf(int32_t sdlKey, uint16_t modifiers) {
   return capital && letter ? character - 0x20 : character;
 }
 
-std::string Trimmed(const std::string& text) {
-  const size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return std::string();
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 std::string WithoutComment(const std::string& line) {
   for (size_t i = 0; i < line.size(); ++i) {
     if (line[i] == '#' && (i == 0 || line[i - 1] == ' ' || line[i - 1] == '\t')) {
@@ -79,9 +71,7 @@ std::string WithoutComment(const std::string& line) {
 unsigned ModifierByName(const std::string& name) {
   const std::pair<const char*, unsigned> names[] = {
       {"ctrl", kCtrl}, {"shift", kShift}, {"alt", kAlt}, {"meta", kMeta}};
-  std::string lower = name;
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string lower = LowerAscii(name);
   for (const auto& [known, bit] : names) {
     if (lower == known) return bit;
   }
@@ -116,6 +106,7 @@ bool KeyMap::Load(const std::string& path, std::string& error) {
     return false;
   }
   struct stat facts = {};
+  // Of a folder the system itself says what is wrong, when it is read.
   if (fstat(opened, &facts) != 0 || (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode))) {
     error = path + ": no regular file; expected one with lines of text 'KEY = CODE'";
     return false;
@@ -137,6 +128,7 @@ bool KeyMap::Load(const std::string& path, std::string& error) {
 }
 
 bool KeyMap::Parse(const std::string& text, const std::string& name, std::string& error) {
+  // A copy: a file with a mistake changes nothing.
   std::map<Chord, uint32_t> codes = codes_;
   std::map<Chord, int> lines;  // where this file maps what
   std::istringstream stream(text);
@@ -146,7 +138,7 @@ bool KeyMap::Parse(const std::string& text, const std::string& name, std::string
       error = name + ":" + std::to_string(number) + ": " + reason;
       return false;
     };
-    const std::string mapping = Trimmed(WithoutComment(line));
+    const std::string mapping(Trim(WithoutComment(line)));
     if (mapping.empty()) continue;
     // The last '=' that has something on both sides, so that "= = 0x3D" maps the key '='.
     const size_t equals = mapping.rfind('=', mapping.size() - 2);
@@ -155,8 +147,9 @@ bool KeyMap::Parse(const std::string& text, const std::string& name, std::string
     }
     Chord chord{0, 0};
     std::string reason;
-    if (!ParseChord(Trimmed(mapping.substr(0, equals)), chord, reason)) return fail(reason);
-    const std::string value = Trimmed(mapping.substr(equals + 1));
+    if (!ParseChord(std::string(Trim(mapping.substr(0, equals))), chord, reason))
+      return fail(reason);
+    const std::string value(Trim(mapping.substr(equals + 1)));
     const uint32_t code = value == "none" ? 0 : ServiceKeyByName(value);
     if (code == 0 && value != "none") {
       return fail("unknown code '" + value +
@@ -179,7 +172,7 @@ bool KeyMap::ParseChord(const std::string& text, Chord& chord, std::string& erro
   // A '+' at the end is a key of its own: "Ctrl++".
   for (size_t plus;
        (plus = rest.find('+')) != std::string::npos && plus > 0 && plus + 1 < rest.size();) {
-    const std::string name = Trimmed(rest.substr(0, plus));
+    const std::string name(Trim(rest.substr(0, plus)));
     const unsigned modifier = ModifierByName(name);
     if (modifier == 0) {
       if (KeyboardKeyByName(rest) != 0) break;
@@ -187,7 +180,7 @@ bool KeyMap::ParseChord(const std::string& text, Chord& chord, std::string& erro
       return false;
     }
     chord.second |= modifier;
-    rest = Trimmed(rest.substr(plus + 1));
+    rest = std::string(Trim(rest.substr(plus + 1)));
   }
   chord.first = KeyboardKeyByName(rest);
   if (chord.first != 0) return true;

@@ -4,20 +4,13 @@
 
 #include <SDL_keycode.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
 
+#include "host/base/Text.h"
 #include "qx/plexion/KeyCodes.h"
 
 namespace plexion_host {
 namespace {
-
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
 
 /// The code point when `text` is exactly one UTF-8 character, else 0.
 uint32_t SingleCharacter(const std::string& text) {
@@ -146,7 +139,7 @@ const std::vector<DefaultKey>& KeyboardKeys() {
 
 uint32_t ServiceKeyByName(const std::string& name) {
   if (const uint32_t character = SingleCharacter(name)) return character;
-  const std::string lower = Lower(name);
+  const std::string lower = LowerAscii(name);
   for (const ServiceKey& key : ServiceKeys()) {
     if (lower == key.name) return key.code;
   }
@@ -154,9 +147,9 @@ uint32_t ServiceKeyByName(const std::string& name) {
 }
 
 int32_t KeyboardKeyByName(const std::string& name) {
-  const std::string lower = Lower(name);
+  const std::string lower = LowerAscii(name);
   for (const DefaultKey& key : KeyboardKeys()) {
-    if (lower == Lower(key.name)) return key.sdlKey;
+    if (lower == LowerAscii(key.name)) return key.sdlKey;
   }
   // A letter's key is reported by its small letter.
   const uint32_t character = SingleCharacter(name);

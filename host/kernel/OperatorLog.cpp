@@ -70,8 +70,7 @@ void HideInParameters(std::string& text) {
        equals = text.find('=', equals + 1)) {
     size_t start = equals;
     while (start > 0 && IsInName(text[start - 1])) --start;
-    std::string name = text.substr(start, equals - start);
-    for (char& letter : name) letter = static_cast<char>(std::tolower(letter));
+    const std::string name = LowerAscii(std::string_view(text).substr(start, equals - start));
     const bool secret =
         std::any_of(std::begin(kSecretNames), std::end(kSecretNames),
                     [&](std::string_view word) { return name.find(word) != std::string::npos; });

@@ -8,6 +8,7 @@
 #include <set>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "host/pointer/PasswordFile.h"
 #include "host/pointer/StreamAddress.h"
@@ -51,6 +52,7 @@ MouseStream::~MouseStream() {
 bool MouseStream::StartMouseStream(const qx::plexion::StageWindowParameters& parameters) {
   const std::string text = parameters.mouseStream != nullptr ? parameters.mouseStream : "";
   const MutexLock lock(mutex_);
+  // Several windows may name the same address: they are shown by one server, the whole screen.
   if (servers_.count(text) > 0) return true;
   std::string error;
   if (Start(text, std::max(parameters.mouseFeedback, 0), error)) return true;
@@ -92,6 +94,8 @@ bool MouseStream::Start(const std::string& text, int refreshSeconds, std::string
   };
   settings.display = display_;
   settings.input = input_;
+  PLEXION_CHECK(display_ != nullptr && settings.listenSocket >= 0,
+                "a server has a screen and a socket");
   const std::string served = StreamAddress::Describe(settings.listenSocket);
   const size_t passwordBytes = settings.password.size();
   auto server = std::make_unique<RfbServer>(std::move(settings));

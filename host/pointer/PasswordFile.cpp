@@ -10,15 +10,19 @@
 #include <cstdio>
 #include <cstring>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
 bool CheckFile(int fd, const std::string& path, std::string& error) {
+  PLEXION_CHECK(fd >= 0, "there is a file to judge");
   struct stat info {};
   if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
     error = "the password file " + path + " is no regular file";
     return false;
   }
+  // Judged on the open file: its name could lead to another one by the time it is read.
   if (info.st_uid != geteuid() && info.st_uid != 0) {
     error = "the password file " + path + " belongs to another user";
     return false;

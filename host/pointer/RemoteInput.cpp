@@ -2,6 +2,7 @@
 
 #include "host/pointer/RemoteInput.h"
 
+#include "host/base/Check.h"
 #include "host/pointer/KeysymTable.h"
 
 namespace plexion_host {
@@ -29,6 +30,7 @@ void RemoteInput::Key(bool down, uint32_t keysym) {
   const auto held = heldKeys_.find(keysym);
   if (down) {
     const uint32_t key =
+        // A key that repeats stays the key that it was when it went down, whatever Shift does meanwhile.
         held != heldKeys_.end() ? held->second : ServiceKeyOf(*input_, keysym, modifiers_);
     modifiers_ |= ModifierOf(keysym);
     if (key == 0 || (held == heldKeys_.end() && heldKeys_.size() == kMostHeldKeys)) return;
@@ -55,6 +57,7 @@ void RemoteInput::Pointer(unsigned buttons, int x, int y) {
     if ((buttons & ~before & bit) != 0) input_->PointerDown(kSource, kButtons[i], x, y);
     if ((before & ~buttons & bit) != 0) input_->PointerUp(kSource, kButtons[i], x, y);
   }
+  // A notch of the wheel is a button that goes down and up; only the way down counts.
   for (unsigned i = 0; i < 4; ++i) {
     const unsigned bit = 1u << (kFirstWheelBit + i);
     if ((buttons & ~before & bit) != 0) input_->Wheel(kSource, kWheel[i], 1);
@@ -69,6 +72,7 @@ void RemoteInput::ReleaseAll() {
     input_->KeyUp(kSource, key);
   }
   modifiers_ = 0;
+  PLEXION_CHECK(heldKeys_.empty(), "nothing is held any more");
   Pointer(0, x_, y_);
 }
 

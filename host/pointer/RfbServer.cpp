@@ -27,6 +27,7 @@ constexpr qx::plexion::Dims kDimsWithoutScreen{64, 64};
 constexpr int kLibraryWaitMs = 5000;
 constexpr size_t kBesidePictures = size_t{1} << 20;
 
+// The library's own log goes to standard error, with what viewers send in it.
 void SayNothing(const char*, ...) {}
 
 RfbServer* ServerOf(const rfbScreenInfo* screen) {
@@ -129,6 +130,7 @@ void RfbServer::MakeScreen() {
 }
 
 void RfbServer::AllowForPicture() {
+  PLEXION_CHECK(gate_ != nullptr, "the gate is there as long as the picture is served");
   // A viewer asks for the next picture when it has the last one; encoded, none is much larger than
   // its pixels.
   gate_->SetMostWaiting(2 * picture_.size() * sizeof(uint32_t) + kBesidePictures);
@@ -157,10 +159,12 @@ bool RfbServer::IsPictureWanted() {
 }
 
 void RfbServer::Refresh() {
+  PLEXION_CHECK(screen_ != nullptr, "there is a screen to refresh");
   nextRefresh_ = Clock::now() + std::chrono::seconds(settings_.refreshSeconds);
   qx::plexion::Dims dims{};
   const std::vector<qx::plexion::Rect> damage = feed_->Take(dims, next_);
   if (next_.empty()) return;
+  // The library reads the old picture no more: it encodes on this thread.
   picture_.swap(next_);
   char* const pixels = reinterpret_cast<char*>(picture_.data());
   const int width = static_cast<int>(dims.width);
@@ -168,6 +172,7 @@ void RfbServer::Refresh() {
   if (dims.width != dims_.width || dims.height != dims_.height) {
     dims_ = dims;
     AllowForPicture();
+    // It sets its own order of colours, which is not ours.
     rfbNewFramebuffer(screen_, pixels, width, height, 8, 3, 4);
     screen_->serverFormat.redShift = 16;
     screen_->serverFormat.greenShift = 8;
@@ -223,9 +228,12 @@ void RfbServer::AddClients() {
 void RfbServer::OnClientGone(rfbClientPtr record) {
   auto* const client = static_cast<Client*>(record->clientData);
   RfbServer* const server = ServerOf(record->screen);
+  // Its other callbacks may still come for this record.
   record->clientData = nullptr;
   if (client == nullptr) return;
   delete client;  // lets go of its keys and buttons
+  PLEXION_CHECK(server->clients_ > 0, "who goes was counted when it came");
+  // Whatever a lost viewer still held: with the last of them nothing of the stream is down.
   if (--server->clients_ == 0 && server->settings_.input != nullptr) {
     server->settings_.input->ReleaseAll(InputSource::kPointerStream);
   }

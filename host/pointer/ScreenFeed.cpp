@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 using qx::plexion::Dims;
@@ -16,6 +18,7 @@ namespace {
 constexpr size_t kMostRects = 64;
 
 Rect Around(const std::vector<Rect>& rects) {
+  PLEXION_CHECK(!rects.empty(), "there is something to go around");
   uint32_t left = rects[0].x;
   uint32_t top = rects[0].y;
   uint32_t right = left;
@@ -47,6 +50,7 @@ void ScreenFeed::OnFramePresented(const PresentedFrame& frame) {
     if (damage_.size() > kMostRects) damage_ = {Around(damage_)};
     first = first && !damage_.empty();
   }
+  // Outside of the lock, and only for the first: the server looks for all of it when it wakes.
   if (first) wake_();
 }
 

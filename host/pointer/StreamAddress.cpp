@@ -10,6 +10,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/base/Check.h"
+#include "host/base/Text.h"
+
 namespace plexion_host {
 namespace {
 
@@ -17,15 +20,15 @@ constexpr const char* kExpected =
     " (expected ADDRESS:PORT, for example 127.0.0.1:5900 or [::1]:5900)";
 
 bool IsPort(const std::string& text) {
-  if (text.empty() || text.size() > 5) return false;
-  if (text.find_first_not_of("0123456789") != std::string::npos) return false;
-  return std::stoul(text) <= 65535;
+  // 0 is a port that the system chooses, which tests use.
+  return ReadWholeNumber(text, 0, 65535).has_value();
 }
 
 }  // namespace
 
 bool StreamAddress::Parse(const std::string& text, std::string& error) {
   text_ = text;
+  // The last one: an IPv6 address has others before it.
   const size_t colon = text.rfind(':');
   if (colon == std::string::npos || colon == 0) {
     error = "'" + text + "' is no address" + kExpected;
@@ -53,6 +56,7 @@ bool StreamAddress::Parse(const std::string& text, std::string& error) {
     return false;
   }
   length_ = found->ai_addrlen;
+  PLEXION_CHECK(length_ <= sizeof(address_), "every family of addresses fits");
   std::memcpy(&address_, found->ai_addr, length_);
   freeaddrinfo(found);
   return true;
@@ -67,6 +71,7 @@ bool StreamAddress::IsLoopback() const {
   if (address_.ss_family != AF_INET6) return false;
   sockaddr_in6 v6{};
   std::memcpy(&v6, &address_, sizeof(v6));
+  // An IPv4 address in IPv6 form is the same machine, too.
   return IN6_IS_ADDR_LOOPBACK(&v6.sin6_addr) ||
          (IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr) && v6.sin6_addr.s6_addr[12] == 127);
 }
@@ -74,6 +79,7 @@ bool StreamAddress::IsLoopback() const {
 int StreamAddress::Listen(std::string& error) const {
   const int fd = socket(address_.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   const int yes = 1;
+  // Else a display that is started again could not serve for a minute.
   if (fd >= 0) setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
   if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&address_), length_) != 0 ||
       listen(fd, SOMAXCONN) != 0) {

@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "host/base/Check.h"
+#include "host/base/Text.h"
 #include "host/shell/CommandWords.h"
 #include "host/shell/LineBuffer.h"
 
@@ -29,12 +30,6 @@ std::string TakeLastLine(std::string& text) {
   const std::string line = text.substr(start);
   text.erase(start);
   return line;
-}
-
-std::string Joined(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
-  return text;
 }
 
 }  // namespace
@@ -167,8 +162,7 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
 
 CommandTable::Outcome CommandTable::Unknown(const std::string& word) {
   const MutexLock lock(mutex_);
-  return {false, std::string(),
-          "unknown command '" + word + "'; there are " + Joined(NamesLocked())};
+  return {false, std::string(), "unknown command '" + word + "'; there are " + Join(NamesLocked())};
 }
 
 std::vector<std::string> CommandTable::NamesLocked() const {
@@ -185,7 +179,7 @@ CommandTable::Outcome CommandTable::Help(const std::vector<std::string>& words) 
   if (words.size() > 2) return {false, std::string(), "usage: help [COMMAND]"};
   if (words.size() == 2 && std::find(names.begin(), names.end(), words[1]) == names.end()) {
     return {false, std::string(),
-            "help: there is no command '" + words[1] + "'; there are " + Joined(names)};
+            "help: there is no command '" + words[1] + "'; there are " + Join(names)};
   }
   CommandDescription own{"help [COMMAND]", "says what can be typed", {}};
   size_t width = 0;

@@ -20,6 +20,7 @@ class FileObject final : public qx::platform::IFileObject {
     path_.clear();
     if (path == nullptr) return false;
     std::string wanted = path;
+    // The service names folders of a device; on a desk they are below a folder of the developer's.
     if (!dataDirectory_.empty() && IsAtOrBelow(wanted, kInstallBase)) {
       wanted = dataDirectory_ + wanted.substr(std::strlen(kInstallBase));
     }

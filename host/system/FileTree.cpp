@@ -13,6 +13,7 @@
 #include <cstring>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -31,6 +32,7 @@ std::vector<std::string> Components(const std::string& path) {
 
 std::string PathOf(const std::vector<std::string>& components, size_t count) {
   std::string path;
+  PLEXION_CHECK(count <= components.size(), "a path is as long as it was asked for");
   for (size_t i = 0; i < count; ++i) path += "/" + components[i];
   return path;
 }
@@ -123,6 +125,7 @@ class Ground {
 
 // Permissions, quotas, full and read-only file systems: only trying tells.
 bool CanMakeFileIn(int directory) {
+  PLEXION_CHECK(directory >= 0, "there is a directory to try");
   static std::atomic<unsigned> counter{0};
   const std::string probe = ".plexion-write-test-" + std::to_string(getpid()) + "-" +
                             std::to_string(counter.fetch_add(1));
@@ -165,8 +168,10 @@ bool RemoveEntry(int parent, const char* name, int level) {
   if (directory < 0) {
     if (errno == ENOENT) return true;
     const bool notDirectory = errno == ENOTDIR || errno == ELOOP;
+    // A directory that may not be read may still be empty.
     return unlinkat(parent, name, notDirectory ? 0 : AT_REMOVEDIR) == 0 || errno == ENOENT;
   }
+  // What cannot be emptied cannot be removed, which the next line finds out.
   EmptyDirectory(directory, level);
   return unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT;
 }

@@ -11,6 +11,7 @@ namespace plexion_host {
 const char* LocaleUtils::SetLocale(int category, const char* locale) {
   const MutexLock lock(mutex_);
   const char* inForce = nullptr;
+  // The other categories stay: numbers with commas would break what is written for machines.
   if (category == kLocaleMessages && locale != nullptr)
     inForce = std::setlocale(LC_MESSAGES, locale);
   // A locale that is not installed leaves the earlier one in force.

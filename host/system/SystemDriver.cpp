@@ -17,6 +17,7 @@ std::string AsPathComponent(const std::string& name) {
   const bool onlyDots = component.find_first_not_of('.') == std::string::npos;
   for (char& character : component) {
     const auto byte = static_cast<unsigned char>(character);
+    // The name becomes a folder's: it must not lead out of its parent, nor steer a terminal.
     if (byte < 0x20 || byte == 0x7F || character == '/' || onlyDots) character = '_';
   }
   return component;

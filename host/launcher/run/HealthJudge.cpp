@@ -6,6 +6,8 @@
 #include <cctype>
 #include <set>
 
+#include "host/base/Text.h"
+
 namespace plexion_host {
 namespace {
 
@@ -25,8 +27,7 @@ Motion MotionOf(const std::string& content) {
   const size_t dot = path.rfind('.');
   const size_t slash = path.rfind('/');
   if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return Motion::kNone;
-  std::string ending = path.substr(dot + 1);
-  for (char& letter : ending) letter = static_cast<char>(std::tolower(letter));
+  const std::string ending = LowerAscii(std::string_view(path).substr(dot + 1));
   const auto is = [&](const char* one) { return ending == one; };
   if (std::any_of(std::begin(kVideos), std::end(kVideos), is)) return Motion::kVideo;
   if (std::any_of(std::begin(kMovies), std::end(kMovies), is)) return Motion::kMovie;

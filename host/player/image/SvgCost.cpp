@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/Text.h"
 #include "host/player/image/PictureSize.h"
 
 namespace plexion_host::player {
@@ -24,12 +25,6 @@ constexpr size_t kMostDepth = 1000;
 std::string_view Local(std::string_view name) {
   const size_t colon = name.rfind(':');
   return colon == std::string_view::npos ? name : name.substr(colon + 1);
-}
-
-std::string_view Trim(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
 /// Whether an element of this property is drawn apart and put down as a whole.

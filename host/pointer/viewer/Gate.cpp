@@ -121,6 +121,8 @@ void ViewerGate::Run() {
     const bool accepts = Clock::now() >= acceptAfter_;
     waits.assign({{wake_.Fd(), POLLIN, 0}, {accepts ? settings_.listenSocket : -1, POLLIN, 0}});
     for (const Viewer& viewer : viewers_) {
+      // Nothing more is taken from a viewer that has not got its last answer: what it sends waits in
+      // its own system's buffers and not in our memory.
       const bool reads = viewer.toViewer.IsEmpty() && viewer.toServer.IsEmpty() &&
                          viewer.protocol.GetStage() != Stage::kOver;
       waits.push_back({viewer.fd, 0, 0});
@@ -163,6 +165,7 @@ void ViewerGate::Accept() {
     WatchOverPeer(fd);
     viewers_.emplace_back(settings_.rules, fd, Clock::now());
     if (viewers_.size() - CountViewers() <= settings_.limits.atDoor) continue;
+    // The one that has stood there longest goes, so that a crowd that says nothing keeps nobody out.
     viewers_.erase(std::find_if(viewers_.begin(), viewers_.end(),
                                 [](const Viewer& viewer) { return viewer.IsAtDoor(); }));
   }
@@ -175,6 +178,7 @@ size_t ViewerGate::CountViewers() const {
 
 void ViewerGate::Serve(Viewer& viewer, short events, short serverEvents) {
   if (serverEvents != 0) ReadServer(viewer);
+  // What the server still says is read first: a refusal has its reason in it.
   if ((events & (POLLERR | POLLNVAL)) != 0) viewer.gone = true;
   if ((events & (POLLIN | POLLHUP)) != 0) ReadViewer(viewer);
   if (!viewer.gone) WriteServer(viewer);
@@ -209,6 +213,7 @@ void ViewerGate::Advance(Viewer& viewer) {
 }
 
 bool ViewerGate::OpenServerSide(Viewer& viewer) {
+  PLEXION_CHECK(viewer.serverFd < 0, "a viewer has one connection to the server");
   int pair[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, pair) != 0) return false;
   viewer.serverFd = pair[0];
@@ -219,6 +224,7 @@ bool ViewerGate::OpenServerSide(Viewer& viewer) {
 }
 
 void ViewerGate::ReadServer(Viewer& viewer) {
+  PLEXION_CHECK(viewer.serverFd >= 0, "there is a connection to read from");
   char bytes[kServerReadBytes];
   const ssize_t count = recv(viewer.serverFd, bytes, sizeof(bytes), 0);
   if (count > 0) {

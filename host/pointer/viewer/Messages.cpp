@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -17,6 +19,7 @@ constexpr size_t kMostCutTextBytes = size_t{1} << 20;
 constexpr size_t kBytesOfAScreen = 16;
 
 size_t Number(std::string_view bytes, size_t at, size_t count) {
+  PLEXION_CHECK(at + count <= bytes.size(), "the number has come whole");
   size_t value = 0;
   for (size_t i = at; i < at + count; ++i) value = value << 8 | static_cast<uint8_t>(bytes[i]);
   return value;
@@ -25,12 +28,14 @@ size_t Number(std::string_view bytes, size_t at, size_t count) {
 }  // namespace
 
 ViewerMessage MeasureViewerMessage(std::string_view bytes) {
+  PLEXION_CHECK(!bytes.empty(), "a message has a type");
   switch (static_cast<uint8_t>(bytes[0])) {
     case rfbSetPixelFormat:
       return {Kind::kHandOn, sz_rfbSetPixelFormatMsg};
     case rfbSetEncodings: {
       if (bytes.size() < sz_rfbSetEncodingsMsg) return {};
       const size_t count = Number(bytes, 2, 2);
+      // The library would keep as many as it is told.
       if (count > kMostEncodings) return {Kind::kRefuse, 0};
       return {Kind::kHandOn, sz_rfbSetEncodingsMsg + 4 * count};
     }

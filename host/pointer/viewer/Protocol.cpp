@@ -90,6 +90,7 @@ void ViewerProtocol::ReadUpgrade(std::string& toServer, std::string& toViewer) {
     return;
   }
   toViewer += AcceptUpgrade(request);
+  // A viewer need not wait for the answer: what came behind the request is its first frame.
   const std::string rest = held_.substr(end + 4);
   held_.clear();
   Greet(toViewer);
@@ -130,6 +131,7 @@ bool ViewerProtocol::ReadVersion(std::string& toServer) {
     }
   }
   if (held_.size() < kShape.size()) return false;
+  // Three digits, as was checked.
   const int minor = std::stoi(held_.substr(8, 3));
   choosesType_ = minor >= 7;
   toServer += VersionFor(minor);
@@ -142,8 +144,10 @@ bool ViewerProtocol::ReadLogin(std::string& toServer) {
   const uint8_t type = rules_.asksPassword ? rfbSecTypeVncAuth : rfbSecTypeNone;
   const size_t sizes[] = {choosesType_ ? size_t{1} : 0, rules_.asksPassword ? kChallengeBytes : 0,
                           sz_rfbClientInitMsg};
+  PLEXION_CHECK(loginStep_ < 3, "there are three steps to a login");
   const size_t size = sizes[loginStep_];
   if (held_.size() < size) return false;
+  // The server offers one way only. A viewer that names another would get further than it may.
   if (loginStep_ == 0 && choosesType_ && static_cast<uint8_t>(held_[0]) != type) {
     stage_ = Stage::kOver;
     return false;
@@ -173,6 +177,7 @@ bool ViewerProtocol::ReadMessage(std::string& toServer) {
 }
 
 void ViewerProtocol::HandOn(size_t bytes, std::string& toServer) {
+  PLEXION_CHECK(bytes <= held_.size(), "only what has come is handed on");
   toServer.append(held_, 0, bytes);
   held_.erase(0, bytes);
 }

@@ -6,7 +6,9 @@
 #include <gnutls/gnutls.h>
 
 #include <algorithm>
-#include <cctype>
+
+#include "host/base/Check.h"
+#include "host/base/Text.h"
 
 namespace plexion_host {
 namespace {
@@ -24,30 +26,18 @@ constexpr uint8_t kPong = 10;
 constexpr uint8_t kLastPiece = 0x80;
 constexpr uint8_t kMasked = 0x80;
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
-}
-
-std::string_view Trim(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 /// Whether `word` is one of a header's words, which commas separate.
 bool HasWord(std::string_view list, std::string_view word) {
   for (;;) {
     const size_t comma = list.find(',');
-    if (Lower(Trim(list.substr(0, comma))) == word) return true;
+    if (LowerAscii(Trim(list.substr(0, comma))) == word) return true;
     if (comma == std::string_view::npos) return false;
     list.remove_prefix(comma + 1);
   }
 }
 
 void AppendControl(std::string& out, uint8_t opcode, std::string_view payload) {
+  PLEXION_CHECK(payload.size() <= kMostControlBytes, "a control frame has its size in one byte");
   out += static_cast<char>(kLastPiece | opcode);
   out += static_cast<char>(payload.size());
   out += payload;
@@ -84,8 +74,9 @@ bool ParseUpgrade(std::string_view header, UpgradeRequest& request) {
       continue;
     }
     const size_t colon = line.find(':');
+    // A header line that is none is no reason to refuse: servers skip it.
     if (colon == std::string_view::npos) continue;
-    const std::string name = Lower(line.substr(0, colon));
+    const std::string name = LowerAscii(line.substr(0, colon));
     const std::string_view value = Trim(line.substr(colon + 1));
     if (name == "upgrade") {
       upgrades = HasWord(value, "websocket");
@@ -155,6 +146,8 @@ bool FrameReader::Take(std::string_view bytes, std::string& payload, std::string
       bytes.remove_prefix(1);
       if (!ReadHead()) return false;
     } else {
+      PLEXION_CHECK(taken_ <= size_ && mask_.size() == 4,
+                    "a frame is taken up to its end, with four bytes of mask");
       const size_t count = static_cast<size_t>(std::min<uint64_t>(size_ - taken_, bytes.size()));
       std::string& target = opcode_ >= kFarewell ? control_ : payload;
       for (size_t i = 0; i < count; ++i) {
@@ -191,6 +184,7 @@ bool FrameReader::ReadHead() {
 }
 
 bool FrameReader::EndFrame(std::string& answer) {
+  // A farewell is answered by one, and then the connection ends.
   head_.clear();
   inPayload_ = false;
   if (opcode_ == kPing) AppendControl(answer, kPong, control_);

@@ -58,6 +58,14 @@ TEST(Text, WritesEveryCodePointAsItReadsIt) {
   }
 }
 
+TEST(Text, TrimsAndLowersWhatItKnowsOnly) {
+  EXPECT_EQ(Trim(" \t a b\r\n"), "a b");
+  EXPECT_EQ(Trim(" \t\n"), "");
+  EXPECT_EQ(Trim(""), "");
+  EXPECT_EQ(LowerAscii("ABZ az 09 @[\xC3\x84"), "abz az 09 @[\xC3\x84")
+      << "no other letter changes";
+}
+
 TEST(Text, SplitsWithoutLosingEmptyPieces) {
   EXPECT_EQ(SplitAt("a,,b", ','), (std::vector<std::string>{"a", "", "b"}));
   EXPECT_EQ(SplitAt("", ',').size(), 1U);
