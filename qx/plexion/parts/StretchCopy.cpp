@@ -119,7 +119,8 @@ void CopyInside(StretchKernel kernel, const Pixels& source, unsigned char* desti
     if (j > rows.begin && sourceY == previousY) {
       memcpy(out, out - pitch, rowBytes);
     } else {
-      CopyRun(kernel, {source.Row(sourceY), source.width, out}, x, columns);
+      const uint32_t nextY = y.FixedAt(j + 1 < rows.end ? j + 1 : j) >> 16;
+      CopyRun(kernel, {source.Row(sourceY), source.Row(nextY), source.width, out}, x, columns);
     }
     previousY = sourceY;
   }

@@ -75,6 +75,22 @@ __attribute__((target("avx2"))) void CopyAvx2(const StretchRow& row, uint32_t fi
   const __m256i lanes = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
                                            _mm256_set1_epi32(static_cast<int>(step)));
   unsigned char* out = row.destination;
+  if (step == 2 * kOne) {
+    // Every other pixel, from vectors that always lie alike.
+    const unsigned char* from = row.source + (fixed >> 16) * kPixelBytes;
+    const unsigned char* next = row.next + (fixed >> 16) * kPixelBytes;
+    uint32_t left = row.sourcePixels - (fixed >> 16);
+    for (; count >= 8 && left >= 16; count -= 8, left -= 16, out += 8 * kPixelBytes) {
+      __builtin_prefetch(next);
+      const __m256 low = _mm256_loadu_ps(reinterpret_cast<const float*>(from));
+      const __m256 high = _mm256_loadu_ps(reinterpret_cast<const float*>(from + 8 * kPixelBytes));
+      const __m256i even = _mm256_castps_si256(_mm256_shuffle_ps(low, high, 0x88));
+      _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(out), _mm256_permute4x64_epi64(even, 0xD8));
+      from += 16 * kPixelBytes;
+      next += 16 * kPixelBytes;
+      fixed += 8 * step;
+    }
+  }
   for (; count >= 8; count -= 8, out += 8 * kPixelBytes, fixed += 8 * step) {
     const uint32_t at = fixed >> 16;
     const uint32_t base = at < lastWindow ? at : lastWindow;
@@ -84,6 +100,8 @@ __attribute__((target("avx2"))) void CopyAvx2(const StretchRow& row, uint32_t fi
     const __m256i_u* from = reinterpret_cast<const __m256i_u*>(row.source + base * kPixelBytes);
     __m256i pixels = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from), index);
     if (wide) {
+      // Rows are left out, so the processor does not see by itself which one comes next.
+      __builtin_prefetch(row.next + base * kPixelBytes);
       const __m256i upper = _mm256_permutevar8x32_epi32(_mm256_loadu_si256(from + 1), index);
       // Bit 3 of the index says which half; the blend looks at the sign.
       const __m256i half = _mm256_slli_epi32(index, 28);
@@ -92,7 +110,7 @@ __attribute__((target("avx2"))) void CopyAvx2(const StretchRow& row, uint32_t fi
     }
     _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(out), pixels);
   }
-  CopyPlain({row.source, row.sourcePixels, out}, fixed, step, count);
+  CopyPlain({row.source, row.next, row.sourcePixels, out}, fixed, step, count);
 }
 
 /// Asked of the processor directly: the compiler's own test would add an import.
@@ -154,10 +172,25 @@ void CopyNeon(const StretchRow& row, uint32_t fixed, uint32_t step, size_t count
     CopyPlain(row, fixed, step, count);
     return;
   }
+  unsigned char* out = row.destination;
+  if (step == 2 * kOne) {
+    // Every other pixel: the even ones of two vectors.
+    const unsigned char* from = row.source + (fixed >> 16) * kPixelBytes;
+    const unsigned char* next = row.next + (fixed >> 16) * kPixelBytes;
+    uint32_t left = row.sourcePixels - (fixed >> 16);
+    for (; count >= 4 && left >= 8; count -= 4, left -= 8, out += 4 * kPixelBytes) {
+      __builtin_prefetch(next);
+      const uint32x4_t low = vreinterpretq_u32_u8(vld1q_u8(from));
+      const uint32x4_t high = vreinterpretq_u32_u8(vld1q_u8(from + 16));
+      vst1q_u8(out, vreinterpretq_u8_u32(vuzpq_u32(low, high).val[0]));
+      from += 8 * kPixelBytes;
+      next += 8 * kPixelBytes;
+      fixed += 4 * step;
+    }
+  }
   const uint32_t lastWindow = row.sourcePixels - window;
   const uint32_t first[4] = {0, step, 2 * step, 3 * step};
   const uint32x4_t lanes = vld1q_u32(first);
-  unsigned char* out = row.destination;
   for (; count >= 4; count -= 4, out += 4 * kPixelBytes, fixed += 4 * step) {
     const uint32_t at = fixed >> 16;
     const uint32_t base = at < lastWindow ? at : lastWindow;
@@ -167,9 +200,10 @@ void CopyNeon(const StretchRow& row, uint32_t fixed, uint32_t step, size_t count
         vmlaq_n_u32(vdupq_n_u32(0x03020100), vshrq_n_u32(position, 16), 0x04040404);
     const uint8x16_t index = vreinterpretq_u8_u32(bytes);
     const unsigned char* from = row.source + base * kPixelBytes;
+    if (wide) __builtin_prefetch(row.next + base * kPixelBytes);
     vst1q_u8(out, wide ? PickFrom8(from, index) : PickFrom4(from, index));
   }
-  CopyPlain({row.source, row.sourcePixels, out}, fixed, step, count);
+  CopyPlain({row.source, row.next, row.sourcePixels, out}, fixed, step, count);
 }
 
 #endif

@@ -17,6 +17,7 @@ constexpr size_t kPixelBytes = sizeof(uint32_t);
 /// A row of the source, and where its pixels go. Both may begin at any byte.
 struct StretchRow {
   const unsigned char* source;
+  const unsigned char* next;   ///< the row that is read after this one, or the same
   uint32_t sourcePixels;       ///< that may be read
   unsigned char* destination;  ///< of the first pixel that is written
 };
