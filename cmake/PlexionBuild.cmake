@@ -47,6 +47,11 @@ target_link_libraries(plexion_common INTERFACE plexion_warnings plexion_instrume
 target_include_directories(plexion_common INTERFACE ${CMAKE_SOURCE_DIR})
 # Some libraries ask for it; a precompiled header fits only where all do.
 target_compile_options(plexion_common INTERFACE -pthread)
+if(NOT CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  # Elsewhere the compiler may fuse a product and a sum, which rounds once less: pictures would differ from
+  # processor to processor.
+  target_compile_options(plexion_common INTERFACE -ffp-contract=off)
+endif()
 
 # Precompiled headers, one set for each way of compiling. Suites share the test framework's headers and
 # the standard library's in every preset, since parsing those takes longer than the rest of a suite.
@@ -101,6 +106,11 @@ function(plexion_vector_sources)
   # For processors without any vectors, Highway has plain loops that look like vectors of four. It does
   # not trust g++ before 12.3 with them, which vectorises such loops wrongly at times: so it must not.
   set(options -DHWY_BROKEN_EMU128=0 -fno-tree-vectorize)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    # Vectors without a size at compile time cannot stand in arrays, and no display's processor has them;
+    # every one has NEON.
+    list(APPEND options "-DHWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
+  endif()
   if(PLEXION_SANITIZE)
     # The sanitizers take minutes for each kind of vector. One has all the paths.
     list(APPEND options -DHWY_COMPILE_ONLY_STATIC)

@@ -5,11 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-
 #include "host/base/Pixels.h"
-#endif
 
 namespace plexion_host {
 namespace {
@@ -43,62 +39,6 @@ inline uint32_t BlendPixel(uint32_t destination, uint32_t source, uint32_t plane
   return kOpaqueBlack | (alphaGreen << 8) | redBlue;
 }
 
-#if defined(__x86_64__)
-
-__attribute__((target("avx2"))) inline __m256i Scale16(__m256i value, __m256i factor) {
-  const __m256i t = _mm256_add_epi16(_mm256_mullo_epi16(value, factor), _mm256_set1_epi16(128));
-  return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
-}
-
-// Eight pixels at a time. Most content is opaque or empty over long stretches, so groups of eight
-// that are wholly one or the other take no arithmetic.
-__attribute__((target("avx2"))) void BlendRowAvx2(uint32_t* destination, const uint32_t* source,
-                                                  size_t count, uint8_t planeAlpha) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i alphaMask = _mm256_set1_epi32(static_cast<int>(kOpaqueBlack));
-  const __m256i full = _mm256_set1_epi16(255);
-  const __m256i plane = _mm256_set1_epi16(planeAlpha);
-  // Byte 3 of each pixel, widened to the four 16-bit lanes of that pixel.
-  const __m256i alphaOfLow =
-      _mm256_setr_epi8(3, -1, 3, -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1, 3, -1, 3, -1, 3, -1,
-                       3, -1, 7, -1, 7, -1, 7, -1, 7, -1);
-  const __m256i alphaOfHigh = _mm256_add_epi8(
-      alphaOfLow, _mm256_set1_epi16(0x0008));  // pixels 2 and 3 of each half; -1 stays negative
-  size_t i = 0;
-  for (; i + 8 <= count; i += 8) {
-    __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(source + i));
-    if (_mm256_testz_si256(s, s)) continue;
-    __m256i* const out = reinterpret_cast<__m256i*>(destination + i);
-    if (planeAlpha == 255) {
-      if (_mm256_testc_si256(s, alphaMask)) {
-        _mm256_storeu_si256(out, s);
-        continue;
-      }
-    } else {
-      s = _mm256_packus_epi16(Scale16(_mm256_unpacklo_epi8(s, zero), plane),
-                              Scale16(_mm256_unpackhi_epi8(s, zero), plane));
-    }
-    const __m256i d = _mm256_loadu_si256(out);
-    const __m256i restLow = _mm256_sub_epi16(full, _mm256_shuffle_epi8(s, alphaOfLow));
-    const __m256i restHigh = _mm256_sub_epi16(full, _mm256_shuffle_epi8(s, alphaOfHigh));
-    const __m256i under = _mm256_packus_epi16(Scale16(_mm256_unpacklo_epi8(d, zero), restLow),
-                                              Scale16(_mm256_unpackhi_epi8(d, zero), restHigh));
-    _mm256_storeu_si256(out, _mm256_or_si256(_mm256_adds_epu8(s, under), alphaMask));
-  }
-  for (; i < count; ++i) destination[i] = BlendPixel(destination[i], source[i], planeAlpha);
-}
-
-#endif
-
-using BlendFunction = void (*)(uint32_t*, const uint32_t*, size_t, uint8_t);
-
-BlendFunction ChooseBlend() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) return BlendRowAvx2;
-#endif
-  return BlendRowPortable;
-}
-
 }  // namespace
 
 void BlendRowPortable(uint32_t* destination, const uint32_t* source, size_t count,
@@ -109,11 +49,6 @@ void BlendRowPortable(uint32_t* destination, const uint32_t* source, size_t coun
     destination[i] =
         planeAlpha == 255 && s >= kOpaqueBlack ? s : BlendPixel(destination[i], s, planeAlpha);
   }
-}
-
-void BlendRow(uint32_t* destination, const uint32_t* source, size_t count, uint8_t planeAlpha) {
-  static const BlendFunction blend = ChooseBlend();
-  blend(destination, source, count, planeAlpha);
 }
 
 bool RowIsOpaque(const uint32_t* pixels, size_t count) {
