@@ -15,11 +15,11 @@ import argparse
 import os
 import shutil
 import statistics
-import struct
 import subprocess
 import sys
 import tempfile
-import time
+
+from compare_screen import Screen, play
 
 WIDTH, HEIGHT = 1280, 720
 
@@ -30,77 +30,6 @@ def make_clip(path, seconds):
          f"testsrc2=size={WIDTH}x{HEIGHT}:rate=30:duration={seconds}", "-f", "lavfi", "-i",
          f"sine=frequency=440:duration={seconds}", "-c:v", "libx264", "-pix_fmt", "yuv420p",
          "-preset", "fast", "-c:a", "aac", path], check=True)
-
-
-class Screen:
-    """Xvfb whose pixels are a file that can be read at any time."""
-
-    def __init__(self, folder):
-        self.file = os.path.join(folder, "Xvfb_screen0")
-        read, write = os.pipe()
-        self.process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{WIDTH}x{HEIGHT}x24",
-             "-fbdir", folder, "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL)
-        os.close(write)
-        # The number comes in pieces, and Xvfb dies when nobody takes the last one.
-        with os.fdopen(read) as number:
-            self.name = ":" + number.readline().strip()
-        with open(self.file, "rb") as screen:
-            head = screen.read(256)
-        header, colours = struct.unpack(">I", head[:4])[0], struct.unpack(">I", head[76:80])[0]
-        self.offset = header + colours * 12
-        self.pitch = struct.unpack(">I", head[48:52])[0]
-
-    def has_picture(self):
-        """Whether a row in the middle shows several bright colours."""
-        with open(self.file, "rb") as screen:
-            screen.seek(self.offset + self.pitch * (HEIGHT // 2))
-            row = screen.read(self.pitch)
-        pixels = {row[i:i + 3] for i in range(0, WIDTH * 4, 64)}
-        return sum(max(pixel) > 150 for pixel in pixels) >= 3
-
-    def close(self):
-        self.process.terminate()
-        self.process.wait()
-
-
-def clear(screen):
-    """Waits until nothing of the last player is left."""
-    for _ in range(500):
-        if not screen.has_picture():
-            return
-        time.sleep(0.01)
-
-
-def peak_kilobytes(pid):
-    try:
-        with open(f"/proc/{pid}/status") as status:
-            for line in status:
-                if line.startswith("VmHWM:"):
-                    return int(line.split()[1])
-    except OSError:
-        pass
-    return 0
-
-
-def run(command, environment, screen):
-    clear(screen)
-    begin = time.monotonic()
-    process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    first, peak, looked = None, 0, 0.0
-    while True:
-        pid, status, usage = os.wait4(process.pid, os.WNOHANG)
-        if pid:
-            process.returncode = status
-            break
-        now = time.monotonic()
-        if first is None and screen.has_picture():
-            first = now - begin
-        if now - looked > 0.2:
-            peak, looked = max(peak, peak_kilobytes(process.pid)), now
-        time.sleep(0.002 if first is None else 0.05)
-    return usage.ru_utime + usage.ru_stime, (first or float("nan")) * 1000, peak / 1024, status
 
 
 def main():
@@ -115,8 +44,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         clip = os.path.join(folder, "clip.mp4")
         make_clip(clip, options.seconds)
-        screen = Screen(folder)
-        environment = dict(os.environ, DISPLAY=screen.name, GST_PLUGIN_FEATURE_RANK="")
+        screen = Screen(folder, WIDTH, HEIGHT)
         players = {
             "gst-launch": ["gst-launch-1.0", "-q", "playbin", "uri=file://" + clip,
                            "video-sink=ximagesink"],
@@ -136,13 +64,13 @@ def main():
         # One round to warm caches and plugin registries.
         for turn in range(options.rounds + 1):
             for name, command in players.items():
-                result = run(command, environment, screen)
-                if result[3] != 0:
-                    print(f"media_compare: {name} ended with status {result[3]}", file=sys.stderr)
+                result = play(command, screen)
+                if result.first != result.first:
+                    print(f"media_compare: {name} failed, or showed nothing", file=sys.stderr)
                 if turn > 0:
                     results[name].append(result)
         screen.close()
-    medians = {name: [statistics.median(run[i] for run in runs) for i in range(3)]
+    medians = {name: [statistics.median(run[i] for run in runs) for i in (1, 0, 2)]
                for name, runs in results.items()}
     base = medians.get("gst-launch", next(iter(medians.values())))
     print("| player | processor s | ratio | first frame ms | ratio | peak MiB | ratio |")

@@ -1,0 +1,157 @@
+"""A screen whose pixels can be read, and players that run on it, measured."""
+
+import collections
+import os
+import signal
+import struct
+import subprocess
+import time
+
+# Milliseconds to the first picture, seconds of processor time, MiB at their peak.
+Result = collections.namedtuple("Result", "first processor memory")
+
+
+class Screen:
+    """Xvfb whose pixels are a file that can be read at any time."""
+
+    def __init__(self, folder, width, height):
+        self.width, self.height = width, height
+        self.file = os.path.join(folder, "Xvfb_screen0")
+        read, write = os.pipe()
+        self.process = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{width}x{height}x24", "-fbdir", folder, "-nolisten",
+             "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL)
+        os.close(write)
+        # The number comes in pieces, and Xvfb dies when nobody takes the last one.
+        with os.fdopen(read) as number:
+            self.environment = dict(os.environ, DISPLAY=":" + number.readline().strip())
+        self.environment.pop("WAYLAND_DISPLAY", None)
+        with open(self.file, "rb") as screen:
+            head = screen.read(256)
+        header, colours = struct.unpack(">I", head[:4])[0], struct.unpack(">I", head[76:80])[0]
+        self.offset = header + colours * 12
+        self.pitch = struct.unpack(">I", head[48:52])[0]
+
+    def has_picture(self):
+        """Whether one of a few rows shows several bright colours."""
+        with open(self.file, "rb") as screen:
+            for row in (self.height // 2, self.height // 4):
+                screen.seek(self.offset + self.pitch * row)
+                pixels = screen.read(self.pitch)
+                colours = {pixels[i:i + 3] for i in range(0, self.width * 4, 64)}
+                if sum(max(colour) > 150 for colour in colours) >= 3:
+                    return True
+        return False
+
+    def clear(self):
+        """Waits until nothing of the last player is left."""
+        for _ in range(500):
+            if not self.has_picture():
+                return
+            time.sleep(0.01)
+
+    def wait_for_picture(self, seconds):
+        limit = time.monotonic() + seconds
+        while time.monotonic() < limit and not self.has_picture():
+            time.sleep(0.01)
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+        os.unlink(self.file) if os.path.exists(self.file) else None
+
+
+def start(command, screen):
+    return subprocess.Popen(command, env=screen.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                            stderr=subprocess.DEVNULL)
+
+
+def peak_mebibytes(pid):
+    try:
+        with open(f"/proc/{pid}/status", encoding="ascii") as status:
+            for line in status:
+                if line.startswith("VmHWM:"):
+                    return int(line.split()[1]) / 1024
+    except OSError:
+        pass
+    return 0
+
+
+def own_mebibytes(pid):
+    """What the process has for itself, and its part of what it shares with others."""
+    try:
+        with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as maps:
+            for line in maps:
+                if line.startswith("Pss:"):
+                    return int(line.split()[1]) / 1024
+    except OSError:
+        pass
+    return 0
+
+
+def play(command, screen):
+    """Plays to the end."""
+    screen.clear()
+    begin = time.monotonic()
+    process = start(command, screen)
+    first, peak, looked = None, 0, 0.0
+    while True:
+        pid, status, usage = os.wait4(process.pid, os.WNOHANG)
+        if pid:
+            process.returncode = status
+            break
+        now = time.monotonic()
+        if first is None and screen.has_picture():
+            first = now - begin
+        if now - looked > 0.2:
+            peak, looked = max(peak, peak_mebibytes(process.pid)), now
+        if now - begin > 60:
+            process.kill()
+        time.sleep(0.001 if first is None else 0.05)
+    # A player that failed has no figures.
+    seen = first if first is not None and status == 0 else float("nan")
+    return Result(seen * 1000, usage.ru_utime + usage.ru_stime, peak)
+
+
+def until_picture(command, screen):
+    """Runs until the picture is seen and a moment longer."""
+    screen.clear()
+    begin = time.monotonic()
+    process = start(command, screen)
+    first = float("nan")
+    while time.monotonic() - begin < 10:
+        if screen.has_picture():
+            first = time.monotonic() - begin
+            break
+        time.sleep(0.001)
+    time.sleep(0.4)
+    memory = peak_mebibytes(process.pid)
+    process.send_signal(signal.SIGTERM)
+    try:
+        _, _, usage = os.wait4(process.pid, 0)
+    finally:
+        process.returncode = 0
+    return Result(first * 1000, usage.ru_utime + usage.ru_stime, memory)
+
+
+def play_together(commands, screen):
+    """Plays all at once; memory is the peak of their sum, shared parts counted once."""
+    screen.clear()
+    running = {}
+    for command in commands:
+        process = start(command, screen)
+        running[process.pid] = process
+    begin = time.monotonic()
+    processor, peak, failed = 0.0, 0, False
+    while running:
+        peak = max(peak, sum(own_mebibytes(pid) for pid in running))
+        time.sleep(0.15)
+        for pid in list(running):
+            done, status, usage = os.wait4(pid, os.WNOHANG)
+            if done:
+                running.pop(pid).returncode = status
+                processor += usage.ru_utime + usage.ru_stime
+                failed = failed or status != 0
+            elif time.monotonic() - begin > 60:
+                running[pid].kill()
+    return Result(0, float("nan") if failed else processor, peak)
