@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 
 #include "host/base/Check.h"
@@ -109,6 +110,13 @@ std::string ReadModuleMap(const std::string& pair, std::map<std::string, std::st
   return {};
 }
 
+/// A file that is named at the launcher lies where the launcher runs, not beside the content.
+std::string WholeCaptionPath(const std::string& value) {
+  if (value.empty() || value == "on" || value == "off") return value;
+  std::error_code ignored;
+  return std::filesystem::absolute(value, ignored).string();
+}
+
 /// What a command line says, as far as the options themselves go.
 struct Reading {
   LauncherOptions options;
@@ -159,6 +167,15 @@ class OptionTable {
         "With --signage: leave out what is not ready after so long, and ask for it again later; "
         "else 15000",
         [&to](Text text) { return ReadTime(text, 1, to.loadTimeoutMs); });
+    Add("--captions", "on|off|FILE",
+        "Show the captions of videos: of the file beside each (.srt, .vtt, .ass), else those "
+        "inside; "
+        "or those of a file. It counts as --fit does; else off",
+        [&to](Text text) {
+          to.captions = WholeCaptionPath(text);
+          return std::string();
+        })
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     Add("--fit", "MODE",
         "How contents fill the screen or their rectangle: contain, cover, stretch or none. For the "
         "contents behind it; behind all of them for those that have none of their own; else "
@@ -266,7 +283,10 @@ bool Contains(const std::vector<std::string>& arguments, const char* word) {
 }
 
 /// Options of the launcher that are for single contents, and the variables that carry them.
-constexpr std::pair<const char*, const char*> kContentOptions[] = {{"--fit", kFitVariable}};
+constexpr std::pair<const char*, const char*> kContentOptions[] = {{"--fit", kFitVariable},
+                                                                   {"--captions", "captions"}};
+
+bool IsCaptions(std::string_view name) { return name == "--captions"; }
 
 /// Hands each argument to the launcher's parser or to the service's.
 void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
@@ -295,7 +315,8 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
       if (option == nullptr || option->get_name() != name) continue;
       const std::string value =
           equals == std::string::npos ? *(last - 1) : argument.substr(equals + 1);
-      line.contentOptions.push_back({service.size(), variable, value});
+      line.contentOptions.push_back(
+          {service.size(), variable, IsCaptions(name) ? WholeCaptionPath(value) : value});
     }
     if (option == nullptr || option->get_name() == "--modulemap") {
       service.insert(service.end(), first, last);

@@ -58,6 +58,7 @@ struct LauncherOptions {
   std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
   bool logJson = false;
   int64_t frozenAfterMs = 60000;  ///< a moving content whose picture stands still; 0: never said
+  std::string captions;           ///< of a programme, likewise; "on", "off" or a file; empty: off
   std::optional<Fit> fit;  ///< of a programme's zones that do not say; windows have their own
   std::optional<uint32_t> rotation;  ///< degrees; none: what a programme says, else 0
   Transition transition;             ///< of a playlist, and of a programme that says nothing

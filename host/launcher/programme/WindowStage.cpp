@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/base/Text.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -125,6 +126,8 @@ std::string WindowStage::VariablesOf(const Item& item) const {
   const Fit ofAll = session_.options.fit.value_or(Fit::kContain);
   const Fit fit = item.fit.value_or(zone_.fit.value_or(ofAll));
   std::string text = std::string(kFitVariable) + "=" + NameOf(fit);
+  const std::string& captions = item.captions.empty() ? session_.options.captions : item.captions;
+  if (!captions.empty()) text += "&captions=" + EncodePercent(captions);
   const double volume = zone_.volume * (item.volume ? *item.volume : 1);
   text += "&volume=" + std::to_string(static_cast<int>(std::lround(volume * 100)));
   // A picture lasts as long as its item, or as the programme says; its end is the director's.

@@ -160,6 +160,7 @@ bool MediaEngine::Restart() {
   reopen_ = false;
   seekWhenOpen_ = host_.Settings().speed != 1;
   pipeline_->SetState(GST_STATE_READY);
+  if (captions_ != nullptr) captions_->ForgetStream();
   buffering_ = false;
   ApplyState();
   return true;
@@ -189,7 +190,14 @@ bool MediaEngine::UpdateLevels() {
 DrawResult MediaEngine::Draw(const DrawTarget& target) {
   if (kind_ == Kind::kSound) return levels_.Draw(target);
   DrawResult result = painter_.Draw(target);
-  if (kind_ == Kind::kMoving) CountLateness();
+  if (kind_ != Kind::kMoving) return result;
+  const GstClockTime moment = painter_.StreamTime();
+  if (captions_ != nullptr && result.drawn && GST_CLOCK_TIME_IS_VALID(moment)) {
+    const StageFit& place = painter_.Place();
+    captions_->Draw(target, place, place.Visible(target.dims), painter_.FrameDims(),
+                    static_cast<int64_t>(moment / GST_MSECOND));
+  }
+  CountLateness();
   return result;
 }
 

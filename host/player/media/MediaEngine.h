@@ -79,6 +79,7 @@ class MediaEngine final : public Engine {
   MediaOptions options_;
   ContentAddress content_;
   MediaPipeline::Request request_;
+  std::unique_ptr<Captions> captions_;  // the pipeline hands them over: goes after it
   std::unique_ptr<MediaPipeline> pipeline_;
   AnimationCompositor compositor_;
   PictureTimes times_;

@@ -76,6 +76,11 @@ bool MediaEngine::ReadSettings(const ContentAddress& content, EngineError& error
   request_.volume = options_.volume;
   request_.muted = options_.muted;
   request_.noSpeedLimit = settings.noSpeedLimit;
+  if (!options_.captions.empty()) {
+    captions_ = std::make_unique<Captions>(host_);
+    captions_->Open(content, options_.captions);
+    if (captions_->WantStream()) request_.captions = captions_.get();
+  }
   error.status = qx::plexion::kErrorInvalidURL;
   if (content.url.empty()) return AddressOf(content.path, request_.uri, error.message);
   request_.uri = content.url;

@@ -39,6 +39,9 @@ bool ReadMediaOptions(const PlayerSettings& settings, MediaOptions& options, std
     } else if (name == "volume") {
       if (!ReadNumber(value, 0, 100, percent)) expected = "a number from 0 to 100";
       options.volume = percent / 100;
+    } else if (name == "captions") {
+      options.captions = value == "off" ? "" : value;
+      if (value.empty()) expected = "on, off or a file's name";
     } else if (name == "mute") {
       if (!ReadSwitch(value, options.muted)) expected = "1, true, yes, on, 0, false, no or off";
     }

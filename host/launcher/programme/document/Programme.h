@@ -35,6 +35,7 @@ struct Item {
   std::optional<int64_t> durationMs;  ///< none: as long as the content, or the programme's default
   uint64_t passes = 1;                ///< of content with an end; 0: until the duration is over
   std::optional<Fit> fit;
+  std::string captions;          ///< "on", "off" or a file; empty: as for all
   std::optional<double> volume;  ///< factor 0 to 1
   std::optional<Transition> transition;
   std::string variables;  ///< name=value&...

@@ -132,6 +132,7 @@ class Reader {
       item.passes = static_cast<uint64_t>(*passes);
     }
     item.fit = ReadFitOf(fields);
+    item.captions = ReadCaptions(fields);
     item.volume = ReadVolume(fields);
     item.transition = ReadTransitionOf(fields);
     if (const JsonNode* const variables = fields.Object("variables")) {
@@ -164,6 +165,16 @@ class Reader {
     const auto word = fields.Word("fit", {"contain", "cover", "stretch", "none"});
     if (!word) return std::nullopt;
     return static_cast<Fit>(*word);
+  }
+
+  /// true, false, or a file beside the document.
+  std::string ReadCaptions(FieldReader& fields) const {
+    const JsonNode* const node = fields.Any("captions");
+    if (node == nullptr) return {};
+    if (node->kind == JsonNode::Kind::kBool) return node->flag ? "on" : "off";
+    if (node->kind == JsonNode::Kind::kText && !node->text.empty()) return Beside(node->text);
+    fields.Fail(*node, fields.PathOf("captions"), "expected true, false or a file's name");
+    return {};
   }
 
   static std::optional<double> ReadVolume(FieldReader& fields) {

@@ -66,11 +66,16 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
   hurry_ = request.noSpeedLimit;
   if (!MakePictureSink(request, error) || !MakeSoundSink(request, error)) return false;
 
-  // Frames go to our sink as they are decoded, and no subtitle is put on them unasked.
+  // Frames go to our sink as they are decoded, and no subtitle is put on them by others.
   remote_ = request.uri.compare(0, 5, "file:") != 0;
-  gst_util_set_object_arg(G_OBJECT(playbin), "flags",
-                          remote_ ? "video+audio+soft-volume+deinterlace+native-video+buffering"
-                                  : "video+audio+soft-volume+deinterlace+native-video");
+  captions_ = request.captions;
+  std::string flags = "video+audio+soft-volume+deinterlace+native-video";
+  if (remote_) flags += "+buffering";
+  if (captions_ != nullptr) {
+    flags += "+text";
+    MakeCaptionSink();
+  }
+  gst_util_set_object_arg(G_OBJECT(playbin), "flags", flags.c_str());
   g_object_set(playbin, "uri", request.uri.c_str(), "volume", request.volume, "mute",
                static_cast<gboolean>(request.muted), nullptr);
   if (request.turned) g_object_set(playbin, "video-filter", MakeTurner(), nullptr);
@@ -132,6 +137,20 @@ bool MediaPipeline::MakeSoundSink(const Request& request, EngineError& error) {
       OnSound, this, nullptr);
   g_object_set(playbin_.get(), "audio-sink", sink.get(), nullptr);
   return true;
+}
+
+void MediaPipeline::MakeCaptionSink() {
+  GstElement* const sink = gst_element_factory_make("appsink", nullptr);
+  if (sink == nullptr) return;
+  const GstCapsPointer caps(gst_caps_from_string(
+      "text/x-raw, format=(string){ utf8, pango-markup }; application/x-ass; application/x-ssa"));
+  // They come ahead of their time, now and then: nothing waits for them.
+  g_object_set(sink, "caps", caps.get(), "sync", FALSE, "async", FALSE, "wait-on-eos", FALSE,
+               "enable-last-sample", FALSE, nullptr);
+  GstAppSinkCallbacks callbacks = {};
+  callbacks.new_sample = OnCaption;
+  gst_app_sink_set_callbacks(GST_APP_SINK(sink), &callbacks, this, nullptr);
+  g_object_set(playbin_.get(), "text-sink", sink, nullptr);
 }
 
 GstStateChangeReturn MediaPipeline::SetState(GstState state) {
@@ -206,6 +225,7 @@ std::string MediaPipeline::FirstBytes() const {
 }
 
 bool MediaPipeline::SeekToStart(double speed) {
+  if (captions_ != nullptr) captions_->ForgetStream();
   if (gst_element_seek(playbin_.get(), speed, GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH,
                        GST_SEEK_TYPE_SET, 0, GST_SEEK_TYPE_NONE, -1) == FALSE) {
     return false;
@@ -285,6 +305,12 @@ GstFlowReturn MediaPipeline::OnFrame(GstAppSink*, gpointer self) {
   auto* pipeline = static_cast<MediaPipeline*>(self);
   ++pipeline->framesArrived_;
   pipeline->host_.RequestFrame();
+  return GST_FLOW_OK;
+}
+
+GstFlowReturn MediaPipeline::OnCaption(GstAppSink* sink, gpointer self) {
+  GstSamplePointer sample(gst_app_sink_pull_sample(sink));
+  if (sample != nullptr) static_cast<MediaPipeline*>(self)->captions_->Take(std::move(sample));
   return GST_FLOW_OK;
 }
 

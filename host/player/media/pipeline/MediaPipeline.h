@@ -13,6 +13,7 @@
 
 #include "host/base/Mutex.h"
 #include "host/player/Engine.h"
+#include "host/player/media/captions/Captions.h"
 #include "host/player/media/framework/GstPointers.h"
 #include "host/player/media/net/HttpAccess.h"
 #include "host/player/media/net/SourceRules.h"
@@ -34,6 +35,8 @@ class MediaPipeline {
     bool noSpeedLimit = false;
     /// Turn pictures as their orientation tag says; see WantsTurning.
     bool turned = false;
+    /// Takes the captions of a stream in the content; null: nobody wants them. Outlives the pipeline.
+    Captions* captions = nullptr;
   };
 
   MediaPipeline(EngineHost& host, HttpAccess& access) : host_(host), access_(access) {}
@@ -86,8 +89,10 @@ class MediaPipeline {
  private:
   bool MakePictureSink(const Request& request, EngineError& error);
   bool MakeSoundSink(const Request& request, EngineError& error);
+  void MakeCaptionSink();
   static GstBusSyncReply OnMessage(GstBus* bus, GstMessage* message, gpointer self);
   static GstFlowReturn OnFrame(GstAppSink* sink, gpointer self);
+  static GstFlowReturn OnCaption(GstAppSink* sink, gpointer self);
   static GstPadProbeReturn OnPictureEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static GstPadProbeReturn OnSound(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static void OnSource(GstElement* playbin, GstElement* source, gpointer self);
@@ -106,9 +111,10 @@ class MediaPipeline {
   GstElementPointer pictureSink_;
   SoundMeter meter_;
   GstState state_ = GST_STATE_NULL;
-  bool turned_ = false;  // constant after Build
-  bool hurry_ = false;   // likewise
-  bool remote_ = false;  // likewise
+  bool turned_ = false;           // constant after Build
+  bool hurry_ = false;            // likewise
+  bool remote_ = false;           // likewise
+  Captions* captions_ = nullptr;  // likewise
   std::atomic<bool> wantsTurning_{false};
   std::atomic<bool> measuring_{false};
   std::atomic<int> stage_{0};

@@ -87,6 +87,8 @@ bool FramePainter::Show(GstSamplePointer frame) {
   frame_.reset(gst_buffer_ref(buffer));
   runningTime_ = gst_segment_to_running_time(gst_sample_get_segment(frame.get()), GST_FORMAT_TIME,
                                              GST_BUFFER_PTS(buffer));
+  streamTime_ = gst_segment_to_stream_time(gst_sample_get_segment(frame.get()), GST_FORMAT_TIME,
+                                           GST_BUFFER_PTS(buffer));
   return true;
 }
 
@@ -203,11 +205,9 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
     return result;
   }
   const Dims stage = StageDims();
-  const StageFit place = StageFit::Of(stage.width, stage.height, target.dims, fit_);
-  const Rect seen = place.Visible(target.dims);
-  const FrameCut cut = FrameCut::Of({static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&source)),
-                                     static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&source))},
-                                    place, seen);
+  place_ = StageFit::Of(stage.width, stage.height, target.dims, fit_);
+  const Rect seen = place_.Visible(target.dims);
+  const FrameCut cut = FrameCut::Of(FrameDims(), place_, seen);
   uint32_t* const pixels = RowAt(target.pixels, target.pitchBytes, seen.y) + seen.x;
   const bool painted = Paint(source, cut, target, pixels, result);
   gst_video_frame_unmap(&source);

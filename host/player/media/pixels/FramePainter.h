@@ -35,6 +35,15 @@ class FramePainter {
   /// say.
   GstClockTime RunningTime() const { return runningTime_; }
 
+  /// Which moment of the content it is, likewise.
+  GstClockTime StreamTime() const { return streamTime_; }
+  qx::plexion::Dims FrameDims() const {
+    return {static_cast<uint32_t>(GST_VIDEO_INFO_WIDTH(&info_)),
+            static_cast<uint32_t>(GST_VIDEO_INFO_HEIGHT(&info_))};
+  }
+  /// Where the frame of the last Draw lies in its target.
+  const StageFit& Place() const { return place_; }
+
   /// How frames lie in the plane; contain until told.
   void SetFit(Fit fit) { fit_ = fit; }
   /// The frame's size in square pixels, brought down to at most 4096 a side.
@@ -65,6 +74,8 @@ class FramePainter {
   qx::plexion::MemoryWatchdog* watchdog_;
   GstBufferPointer frame_;
   GstClockTime runningTime_ = GST_CLOCK_TIME_NONE;
+  GstClockTime streamTime_ = GST_CLOCK_TIME_NONE;
+  StageFit place_;
   GstVideoInfo info_ = {};
   YuvConversion video_;
   Conversion direct_ = {};
