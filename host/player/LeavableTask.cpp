@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
 
@@ -45,6 +46,8 @@ void StayLoaded() {
 
 TaskEnd RunLeavable(const std::string& name, std::function<void()> work,
                     const std::function<bool()>& givesUp) {
+  PLEXION_CHECK(work != nullptr && givesUp != nullptr,
+                "there is work, and somebody who decides how long");
   if (left >= kMostLeft) return TaskEnd::kNotStarted;
   auto progress = std::make_shared<Progress>();
   NamedThread thread;

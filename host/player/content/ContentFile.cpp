@@ -9,6 +9,8 @@
 
 #include <system_error>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
@@ -23,6 +25,7 @@ ContentFile::~ContentFile() {
 }
 
 bool ContentFile::Open(const std::string& path, EngineError& error) {
+  PLEXION_CHECK(descriptor_ < 0, "a file is opened once in its life");
   error.status = qx::plexion::kErrorInvalidURL;
   // Not blocking: opening a pipe would wait for its writer.
   descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -36,6 +39,7 @@ bool ContentFile::Open(const std::string& path, EngineError& error) {
     return false;
   }
   directory_ = S_ISDIR(status.st_mode);
+  // A device or a pipe may never end, and some do something when they are read.
   if (!directory_ && !S_ISREG(status.st_mode)) {
     error.message = "\"" + path + "\" is neither a file nor a folder";
     return false;
@@ -45,6 +49,7 @@ bool ContentFile::Open(const std::string& path, EngineError& error) {
 }
 
 long ContentFile::Read(void* buffer, size_t bytes, EngineError& error) {
+  PLEXION_CHECK(descriptor_ >= 0, "what is read is open");
   size_t done = 0;
   while (done < bytes) {
     const ssize_t got = read(descriptor_, static_cast<char*>(buffer) + done, bytes - done);

@@ -81,6 +81,8 @@ ProbeResult ProbeBytes(const unsigned char* bytes, size_t count) {
   // A movie may come packed: alone, or in an archive with its pictures.
   if (head.compare(0, 2, "\x1f\x8b"sv) == 0) return {ContentKind::kMovie, "packed movie"};
   if (head.compare(0, 4, "PK\x03\x04"sv) == 0) return {ContentKind::kMovie, "movie archive"};
+  // Before texts: bytes of media may begin with anything that a text begins with, but not the other
+  // way round.
   if (const char* media = MediaName(head)) return {ContentKind::kMedia, media};
 
   size_t first = head.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
@@ -107,6 +109,7 @@ ProbeResult ProbeBytes(const unsigned char* bytes, size_t count) {
 
 bool ProbeContent(const ContentAddress& content, ProbeResult& result, EngineError& error) {
   if (!content.url.empty()) {
+    // Only the media engine speaks to servers; it finds out what it gets when it gets it.
     result = {ContentKind::kMedia, "remote content"};
     return true;
   }

@@ -36,6 +36,7 @@ InstalledEngines::~InstalledEngines() {
 IEngineModule* InstalledEngines::Acquire(IEngineModule*& slot, const char* moduleName) {
   const MutexLock lock(mutex_);
   IQXKernel* kernel = IQXKernel::GetKernel();
+  // Held from the first content on: loading the media framework anew for each would cost a second.
   if (slot == nullptr && kernel != nullptr) {
     slot = static_cast<IEngineModule*>(kernel->AcquireModule(moduleName));
   }
@@ -48,6 +49,7 @@ void InstalledEngines::Prepare(const ContentAddress& content) {
   if (!content.url.empty() || IsHostPaused()) return;
   ProbeResult probe;
   EngineError ignored;
+  // Whoever opens the content tells what is wrong with it.
   if (!ProbeContent(content, probe, ignored)) return;
   IEngineModule* const module = ModuleFor(probe.kind);
   if (module != nullptr) module->Prepare(probe.description);

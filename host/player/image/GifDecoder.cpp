@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 
+#include "host/base/Check.h"
 #include "host/base/Pixels.h"
 #include "host/player/image/PictureDecoder.h"
 
@@ -44,6 +45,7 @@ class CodeReader {
 
   /// Returns  false at the end of the chain or of the file.
   bool Next(unsigned width, unsigned& code) {
+    PLEXION_CHECK(width <= 12, "codes have twelve bits at most, so that four bytes hold them");
     while (bitCount_ < width) {
       if (left_ == 0) {
         left_ = bytes_.Byte();
@@ -114,6 +116,7 @@ class Dictionary {
   unsigned Count() const { return count_; }
 
   void Add(unsigned prefix, unsigned last) {
+    PLEXION_CHECK(count_ < kMostCodes, "the dictionary has room");
     prefix_[count_] = static_cast<uint16_t>(prefix);
     last_[count_] = static_cast<uint8_t>(last);
     ++count_;
@@ -124,6 +127,7 @@ class Dictionary {
   }
   bool Write(unsigned code, PixelWriter& writer) {
     unsigned length = 0;
+    // Each prefix is older than its code, so this ends; the string comes out backwards.
     for (; code >= literals_; code = prefix_[code]) string_[length++] = last_[code];
     string_[length++] = static_cast<uint8_t>(code);
     while (length > 0) {
@@ -214,6 +218,7 @@ void GifDecoder::SkipChain(ByteReader& bytes) {
 }
 
 void GifDecoder::ReadControl(ByteReader& bytes) {
+  // Delays count in hundredths of a second.
   if (bytes.Byte() < 4) return;
   const unsigned flags = bytes.Byte();
   control_.durationUs = bytes.Word() * kHundredthUs;
@@ -238,6 +243,8 @@ void GifDecoder::ReadLoops(ByteReader& bytes) {
 
 void GifDecoder::ReadExtension(ByteReader& bytes) {
   const unsigned kind = bytes.Byte();
+  // A reader of its own: whatever the extension says of its size, the chain of blocks tells where the
+  // next block begins.
   ByteReader inside = bytes;
   if (kind == 0xF9) ReadControl(inside);
   if (kind == 0xFF) ReadLoops(inside);
@@ -281,6 +288,8 @@ bool GifDecoder::ReadFrame(ByteReader& bytes) {
   SkipChain(bytes);
   const bool whole = !bytes.Failed();
   frame.hasAlpha = place.transparent >= 0;
+  // Of a file that was cut off, the first frame is shown as far as it goes; a later one would leave
+  // half a picture behind in every pass.
   if (places_.empty() || whole) {
     facts_.frames.push_back(frame);
     places_.push_back(place);
@@ -319,8 +328,10 @@ bool GifDecoder::Read(std::string& reason) {
 }
 
 Decoded GifDecoder::Decode(size_t frame, uint32_t* pixels) {
+  PLEXION_CHECK(frame < places_.size(), "the frame is one of those that were found");
   const Place& place = places_[frame];
   std::array<uint32_t, 256> palette;
+  // Indices beyond the palette are damage; other viewers show them black as well.
   palette.fill(kOpaqueBlack);
   const uint8_t* colour = source_.bytes + place.palette;
   for (unsigned i = 0; i < place.colours; ++i, colour += 3) {

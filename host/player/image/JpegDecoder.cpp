@@ -9,6 +9,8 @@
 // libjpeg's header needs stdio's before it.
 #include <jpeglib.h>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
@@ -69,6 +71,8 @@ bool ReadDims(Jpeg& jpeg, const PictureSource& source) {
 bool ReadRows(Jpeg& jpeg, const PictureSource& source, unsigned char* pixels, size_t pitch) {
   if (setjmp(jpeg.out) != 0) return false;
   jpeg.Open(source);
+  PLEXION_CHECK(pitch >= size_t{jpeg.decoder.image_width} * sizeof(uint32_t),
+                "a row has room for its pixels");
   jpeg.decoder.out_color_space = JCS_EXT_BGRA;
   jpeg_start_decompress(&jpeg.decoder);
   while (jpeg.decoder.output_scanline < jpeg.decoder.output_height) {
@@ -86,6 +90,7 @@ class JpegDecoder final : public PictureDecoder {
   bool Open(std::string& reason) {
     Jpeg jpeg;
     const bool read = ReadDims(jpeg, source_);
+    // 0 after a jump out of the header.
     facts_.dims = {jpeg.decoder.image_width, jpeg.decoder.image_height};
     jpeg_destroy_decompress(&jpeg.decoder);
     if (!read) reason = std::string("damaged JPEG: ") + jpeg.message;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "host/base/Check.h"
 #include "host/player/image/PictureSize.h"
 
 namespace plexion_host::player {
@@ -27,6 +28,7 @@ bool HasAnimationChunk(const uint8_t* bytes, size_t count) {
     if (StartsWith(bytes, count, at + 4, "IDAT")) return false;
     const size_t length = size_t{bytes[at]} << 24 | size_t{bytes[at + 1]} << 16 |
                           size_t{bytes[at + 2]} << 8 | bytes[at + 3];
+    // Both fit 64 bits: a length that lies leads past the end, and the loop is over.
     at += kFrame + length;
   }
   return false;
@@ -90,10 +92,12 @@ std::unique_ptr<PictureDecoder> OpenPicture(PictureFormat format, const PictureS
   if (format == PictureFormat::kSvg) decoder = OpenSvg(source, error.message);
   if (decoder == nullptr) return nullptr;
   const PictureFacts& facts = decoder->Facts();
+  PLEXION_CHECK(!facts.frames.empty(), "an opened picture has a frame");
   uint64_t most = PixelsOf(facts.dims.width, facts.dims.height);
   for (const PictureFrame& frame : facts.frames) {
     most = std::max(most, PixelsOf(frame.area.width, frame.area.height));
   }
+  // What moves is kept twice, as it is shown and as it is put together.
   const uint64_t allowed = facts.frames.size() > 1 ? kMostMovingPixels : kMostPixels;
   if (most > allowed) {
     error = {qx::plexion::kErrorNotEnoughMemory, TooManyPixels(most, allowed)};

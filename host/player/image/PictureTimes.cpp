@@ -6,6 +6,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
@@ -15,12 +17,14 @@ constexpr uint64_t kInsteadUs = 100000;
 constexpr uint64_t kFinestTickUs = 1000;
 
 uint64_t ShownUs(const PictureFrame& frame) {
+  // As browsers do: files with such times were made for viewers that could not keep them.
   return frame.durationUs <= kShortestUs ? kInsteadUs : frame.durationUs;
 }
 
 }  // namespace
 
 PictureTimes::PictureTimes(const std::vector<PictureFrame>& frames) {
+  PLEXION_CHECK(!frames.empty(), "a picture has a frame");
   uint64_t common = 0;
   for (const PictureFrame& frame : frames) common = std::gcd(common, ShownUs(frame));
   // Odd durations have no long tick in common; a millisecond is fine enough for an eye.
@@ -38,6 +42,7 @@ double PictureTimes::TicksPerSecond() const { return 1e6 / static_cast<double>(t
 size_t PictureTimes::FrameAt(uint64_t tick) const {
   const auto after = std::upper_bound(ends_.begin(), ends_.end(), tick);
   const auto index = static_cast<size_t>(after - ends_.begin());
+  PLEXION_CHECK(!ends_.empty(), "there are times to look in");
   return std::min(index, ends_.size() - 1);
 }
 

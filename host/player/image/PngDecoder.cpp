@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/WatchedMemory.h"
 #include "host/player/image/PictureDecoder.h"
 
@@ -81,6 +82,7 @@ class FrameStream {
     headSize_ += 4;
   }
   bool NextPart() {
+    PLEXION_CHECK(headAt_ == headSize_ && left_ == 0, "a part is read to its end before the next");
     headAt_ = headSize_ = 0;
     if (checksumDue_) PutChecksum();
     checksumDue_ = false;
@@ -177,6 +179,7 @@ bool PngDecoder::TakeControl(const Chunk& chunk) {
   frame_ = PictureFrame();
   frame_.area = {Long(body + 12), Long(body + 16), Long(body + 4), Long(body + 8)};
   const uint32_t parts = Short(body + 22);
+  // A fraction of a second; without a denominator it counts hundredths.
   frame_.durationUs = Short(body + 20) * kSecondUs / (parts == 0 ? 100 : parts);
   frame_.after = body[24] == 1   ? PictureFrame::After::kClear
                  : body[24] == 2 ? PictureFrame::After::kRestore
@@ -196,12 +199,14 @@ void PngDecoder::TakeData(const Chunk& chunk, size_t skipped) {
   if (!open_ || chunk.size < skipped) return;
   pieces_.push_back(
       {static_cast<size_t>(chunk.body - source_.bytes) + skipped, chunk.size - skipped});
+  PLEXION_CHECK(!pixels_.empty(), "pixels belong to a frame that was announced");
   ++pixels_.back().pieces;
 }
 
 void PngDecoder::FinishFrame() {
   if (!open_) return;
   open_ = false;
+  // Announced, but without pixels: there is nothing to show for its time.
   if (pixels_.back().pieces == 0) {
     pixels_.pop_back();
   } else {
@@ -306,6 +311,8 @@ bool DecodeRows(png_structp png, png_infop info, uint32_t* pixels, const qx::ple
 }
 
 Decoded PngDecoder::Decode(size_t frame, uint32_t* pixels) {
+  PLEXION_CHECK(frame < facts_.frames.size() && header_ != nullptr,
+                "the frame is one of those that were found");
   const qx::plexion::Rect& area = facts_.frames[frame].area;
   const Piece* first = pieces_.data() + pixels_[frame].firstPiece;
   FrameStream stream(source_.bytes, palette_, first, first + pixels_[frame].pieces);
@@ -314,6 +321,7 @@ Decoded PngDecoder::Decode(size_t frame, uint32_t* pixels) {
       png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, StopDecoding, IgnoreWarning,
                                source_.watchdog, AllocateForPng, FreeForPng);
   png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+  // Read after a jump: it must be in memory, not in a register.
   volatile uint32_t rows = 0;
   bool whole = false;
   if (info != nullptr) {
@@ -328,6 +336,7 @@ Decoded PngDecoder::Decode(size_t frame, uint32_t* pixels) {
 }  // namespace
 
 std::unique_ptr<PictureDecoder> OpenPng(const PictureSource& source, std::string& reason) {
+  // An animation whose frames are damaged still has the picture for viewers that know none.
   for (const bool animated : {true, false}) {
     auto decoder = std::make_unique<PngDecoder>(source, animated);
     if (decoder->Read(reason)) return decoder;

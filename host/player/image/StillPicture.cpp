@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/base/Check.h"
 #include "host/base/Pixels.h"
 #include "host/player/image/JpegDecoder.h"
 
@@ -45,6 +46,8 @@ bool MakePixels(StillPicture& picture, const StillLimits& limits, std::string& r
     reason = "no memory for its " + dims + " pixels";
     return false;
   }
+  PLEXION_CHECK(picture.pixels.Size() == bytes, "there is memory for each pixel");
+  // What a file that was cut off does not reach stays transparent.
   memset(picture.pixels.Data(), 0, bytes);
   return true;
 }
@@ -81,6 +84,7 @@ bool DecodeStillPicture(const uint8_t* bytes, size_t size, const StillLimits& li
   picture.height = facts.dims.height;
   if (!MakePixels(picture, limits, reason)) return false;
 
+  PLEXION_CHECK(!facts.frames.empty(), "an opened picture has a frame");
   const qx::plexion::Rect& area = facts.frames[0].area;
   Decoded decoded = Decoded::kNothing;
   if (area.x == 0 && area.y == 0 && area.width == picture.width && area.height == picture.height) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Pixels.h"
 #include "host/player/LeavableTask.h"
 #include "host/player/image/PictureDecoder.h"
@@ -45,6 +46,7 @@ bool OwnSize(RsvgHandle* handle, double& width, double& height) {
   gboolean hasBox = FALSE;
   RsvgRectangle box;
   rsvg_handle_get_intrinsic_dimensions(handle, nullptr, nullptr, nullptr, nullptr, &hasBox, &box);
+  // Neither a size nor a view box: as large as what it draws.
   if (hasBox == FALSE) {
     RsvgRectangle logical;
     if (rsvg_handle_get_geometry_for_element(handle, nullptr, &box, &logical, nullptr) == FALSE) {
@@ -141,7 +143,9 @@ std::unique_ptr<PictureDecoder> OpenSvg(const PictureSource& source, std::string
     return nullptr;
   }
   auto drawing = std::make_shared<Drawing>();
+  // A copy: the thread may go on with it when the caller has given the bytes back.
   drawing->text.assign(reinterpret_cast<const char*>(source.bytes), source.size);
+  PLEXION_CHECK(cost.surfaces > 0, "a picture is drawn on a surface at least");
   drawing->mostPixels = kMostSurfaceBytes / sizeof(uint32_t) / cost.surfaces;
   const auto end = std::chrono::steady_clock::now() + kMostTime;
   const auto givesUp = [&] {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/image/PictureDecoder.h"
 
 namespace plexion_host::player {
@@ -34,6 +35,7 @@ class WebpDecoder final : public PictureDecoder {
 bool WebpDecoder::Read(std::string& reason) {
   const WebPData data = {source_.bytes, source_.size};
   WebPDemuxState state = WEBP_DEMUX_PARSE_ERROR;
+  // Partial: of a file that was cut off, the frames before the cut are shown.
   demuxer_.reset(WebPDemuxPartial(&data, &state));
   if (demuxer_ == nullptr || state < WEBP_DEMUX_PARSED_HEADER) {
     reason = state == WEBP_DEMUX_PARSE_ERROR ? "the WebP picture is put together wrongly"
@@ -51,6 +53,7 @@ bool WebpDecoder::Read(std::string& reason) {
 }
 
 void WebpDecoder::TakeFrames() {
+  PLEXION_CHECK(demuxer_ != nullptr, "the picture was opened");
   WebPIterator found = {};
   for (int more = WebPDemuxGetFrame(demuxer_.get(), 1, &found); more != 0;
        more = WebPDemuxNextFrame(&found)) {
@@ -76,6 +79,7 @@ Decoded WebpDecoder::Decode(size_t frame, uint32_t* pixels) {
       WebPDemuxGetFrame(demuxer_.get(), static_cast<int>(frame) + 1, &found) == 0) {
     return Decoded::kNothing;
   }
+  PLEXION_CHECK(frame < facts_.frames.size(), "the frame is one of those that were found");
   const qx::plexion::Rect& area = facts_.frames[frame].area;
   const size_t pitch = size_t{area.width} * sizeof(uint32_t);
   config.output.colorspace = MODE_BGRA;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <new>
 
+#include "host/base/Check.h"
 #include "host/player/render/PictureFiles.h"
 #include "qx/core/IQXKernel.h"
 
@@ -80,6 +81,7 @@ class Output {
       kernel->Printf("%u of %u frames\n", static_cast<unsigned>(written_),
                      static_cast<unsigned>(count_));
     }
+    // An animation begins at its first frame, not at the content's.
     if (written_ == 1) first_ = frame;
     last_ = frame;
     return animation_.Add(At(frame), pixels, error);
@@ -87,6 +89,7 @@ class Output {
 
   bool Finish(std::string& error) {
     if (!animated_) return true;
+    PLEXION_CHECK(written_ > 0, "an animation has a frame");
     const uint64_t step = written_ > 1 ? (last_ - first_) / (written_ - 1) : 1;
     if (!animation_.Finish(At(last_ + std::max<uint64_t>(step, 1)), request_.out, error)) {
       return false;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/content/ContentProbe.h"
 
 namespace plexion_host::player {
@@ -14,6 +15,7 @@ OffscreenContent::~OffscreenContent() {
 
 bool OffscreenContent::Open(const std::string& content, const std::string& morvelVars,
                             EngineError& error) {
+  PLEXION_CHECK(engine_ == nullptr, "one content is opened, once");
   error.status = qx::plexion::kErrorInvalidURL;
   if (!ResolveContentAddress(content, "", address_, error.message)) return false;
   if (address_.path.empty()) {
@@ -50,6 +52,9 @@ bool OffscreenContent::CheckKind(EngineError& error) {
 
 bool OffscreenContent::Draw(uint64_t frame, const qx::plexion::Dims& dims,
                             std::vector<uint32_t>& pixels, bool pixelsAreLast, EngineError& error) {
+  PLEXION_CHECK(engine_ != nullptr, "a content is opened before it is drawn");
+  PLEXION_CHECK(!pixelsAreLast || pixels.size() == size_t{dims.width} * dims.height,
+                "what was drawn last has the same size");
   if (!stepped_) engine_->SetPlaying(true);
   FrameStep step;
   step.playing = true;
@@ -91,6 +96,7 @@ void OffscreenContent::Fail(const EngineError& error) {
 
 void OffscreenContent::Notify(qx::plexion::StageWindowStatus event, const std::string& message) {
   if (event != qx::plexion::kInfoUnsupportedPlaceholderRendered) return;
+  // Frame after frame says the same.
   if (told_.insert(message).second) notDrawn_.push_back(message);
 }
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/base/Pixels.h"
 
 namespace plexion_host::player {
@@ -37,10 +38,12 @@ class WholeFile {
   FILE* Get() const { return file_; }
 
   bool Finish() {
+    PLEXION_CHECK(file_ != nullptr, "a file that could be opened is finished");
     FILE* const file = file_;
     file_ = nullptr;
     const bool written = ferror(file) == 0 && fflush(file) == 0;
     const bool closed = fclose(file) == 0;
+    // Whoever takes pictures from the folder sees whole ones only.
     if (written && closed && rename(temporary_.c_str(), path_.c_str()) == 0) return true;
     const int cause = errno;
     unlink(temporary_.c_str());
@@ -65,6 +68,8 @@ void PreparePixels(std::vector<uint32_t>& pixels, bool hasBackground, uint32_t b
 bool WritePngFile(const std::string& path, const qx::plexion::Dims& dims,
                   const std::vector<uint32_t>& pixels, std::string& error) {
   WholeFile file(path);
+  PLEXION_CHECK(pixels.size() == size_t{dims.width} * dims.height,
+                "there is a pixel for each place");
   png_image image = {};
   image.version = PNG_IMAGE_VERSION;
   image.width = dims.width;
@@ -108,6 +113,7 @@ bool AnimationFile::Begin(const qx::plexion::Dims& dims, std::string& error) {
   encoder_->config.lossless = 1;
   encoder_->config.method = 2;  // a tenth larger than the best, several times as fast
   encoder_->config.quality = 40;
+  // Transparent pixels keep their colours, or frames that should be alike would differ.
   encoder_->config.exact = 1;
   encoder_->webp =
       WebPAnimEncoderNew(static_cast<int>(dims.width), static_cast<int>(dims.height), &options);
@@ -117,6 +123,9 @@ bool AnimationFile::Begin(const qx::plexion::Dims& dims, std::string& error) {
 }
 
 bool AnimationFile::Add(int atMs, const std::vector<uint32_t>& pixels, std::string& error) {
+  PLEXION_CHECK(
+      encoder_ != nullptr && pixels.size() == size_t{encoder_->dims.width} * encoder_->dims.height,
+      "a frame comes after the beginning, as large as was said");
   WebPPicture picture;
   WebPPictureInit(&picture);
   picture.use_argb = 1;

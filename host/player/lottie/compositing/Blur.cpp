@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/compositing/Effects.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -105,6 +106,7 @@ void Blur::Lines(uint8_t* values, size_t stride, int bytesOfPixel, int width, in
                  bool across, float sigma, Edge edge) {
   const int reach = Reach(sigma);
   if (reach == 0 || width <= 0 || height <= 0) return;
+  PLEXION_CHECK(bytesOfPixel == 1 || bytesOfPixel == 4, "strips are made of planes or of pixels");
   const int length = across ? width : height;
   const int count = length + 2 * reach;
   const size_t size = static_cast<size_t>(count) * kStrip;
@@ -155,6 +157,8 @@ void Blur::Lines(uint8_t* values, size_t stride, int bytesOfPixel, int width, in
 
 /// Returns  where the result is: one half of lines_.
 float* Blur::Smooth(int count, float sigma) {
+  PLEXION_CHECK(static_cast<size_t>(count) * kStrip <= lines_.size() / 2,
+                "each half has room for a strip");
   float* const a = lines_.data();
   float* const b = a + lines_.size() / 2;
   // Three boxes; of an even width, one lies half a pixel to the left, one to the right, and the
@@ -171,6 +175,7 @@ void Blur::Run(const Surface& target, const IntRect& rect, float sigmaX, float s
   const IntRect area = rect.Cut(target.Bounds());
   if (area.IsEmpty()) return;
   auto* const first = reinterpret_cast<uint8_t*>(target.Row(area.top) + area.left);
+  // A Gaussian in two directions is one after the other.
   Lines(first, target.strideBytes, 4, area.Width(), area.Height(), true, Bounded(sigmaX), edge);
   Lines(first, target.strideBytes, 4, area.Width(), area.Height(), false, Bounded(sigmaY), edge);
 }

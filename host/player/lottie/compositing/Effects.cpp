@@ -94,6 +94,7 @@ Bytes TableOf(const Levels& levels) {
   const float low = std::min(levels.inputBlack, levels.inputWhite);
   const float high = std::max(levels.inputBlack, levels.inputWhite);
   const float range = levels.inputWhite - levels.inputBlack;
+  // Documents have 0 and less; the limit of such curves is a step.
   const float gamma = levels.gamma > 0 ? levels.gamma : 1e-6f;
   Bytes bytes{};
   for (size_t i = 0; i < 256; ++i) {

@@ -71,6 +71,7 @@ void CoverExpanded(Rasterizer& raster, Stroker& stroker, Path& scratch, const Co
   raster.Cover(target, path, matrix, rule, clip);
   if (pixels == 0 || !std::isfinite(pixels)) return;
   StrokeStyle style;
+  // Half of a stroke lies on either side of its line.
   style.width = 2 * std::abs(pixels);
   stroker.Stroke(path, style, matrix.MaxScale(), scratch);
   raster.Cover(spare, scratch, matrix, FillRule::kNonZero, clip);

@@ -6,6 +6,8 @@
 
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 class SurfacePool::Block {
@@ -34,10 +36,12 @@ SurfacePool::Lease& SurfacePool::Lease::operator=(Lease&& other) noexcept {
 }
 
 SurfacePool::Lease::~Lease() {
+  PLEXION_CHECK(block_ == nullptr || pool_ != nullptr, "a block belongs to a pool");
   if (block_) pool_->GiveBack(std::move(block_));
 }
 
 SurfacePool::Lease SurfacePool::TakeSurface(int width, int height) {
+  PLEXION_CHECK(width >= 0 && height >= 0, "a surface has a size");
   const size_t stride = static_cast<size_t>(width) * 4;
   Lease lease = Take(stride * static_cast<size_t>(height));
   lease.surface = {lease.block_->words.data(), width, height, stride};
@@ -45,6 +49,7 @@ SurfacePool::Lease SurfacePool::TakeSurface(int width, int height) {
 }
 
 SurfacePool::Lease SurfacePool::TakeCoverage(int width, int height) {
+  PLEXION_CHECK(width >= 0 && height >= 0, "a plane has a size");
   const auto stride = static_cast<size_t>(width);
   Lease lease = Take(stride * static_cast<size_t>(height));
   lease.coverage = {reinterpret_cast<uint8_t*>(lease.block_->words.data()), width, height, stride};
@@ -80,6 +85,7 @@ void SurfacePool::GiveBack(std::unique_ptr<Block> block) { free_.push_back(std::
 
 void SurfacePool::Trim() {
   for (size_t i = free_.size(); i-- > 0;) {
+    // Twice unused: one frame without a group does not mean that the next has none.
     if (std::exchange(free_[i]->used, false)) continue;
     bytes_ -= free_[i]->Bytes();
     free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(i));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/raster/Rows.h"
 
 namespace plexion_host::movie {
@@ -78,6 +79,7 @@ void Cells::Sweep(bool evenOdd, ISpans& spans) {
     for (const int i : active_) {
       const Edge& edge = edges_[static_cast<size_t>(i)];
       Render(edge, band);
+      // What reaches into the next band stays; the rest was drawn to its end.
       if (edge.y1 > band.bottom) active_[kept++] = i;
     }
     active_.resize(kept);
@@ -89,6 +91,8 @@ void Cells::Sweep(bool evenOdd, ISpans& spans) {
 }
 
 void Cells::Render(const Edge& edge, const Band& band) {
+  PLEXION_CHECK(edge.y0 < edge.y1 && edge.y0 < band.bottom && edge.y1 > band.top,
+                "a line goes down, through the band");
   // Where it leaves one band it enters the next: both compute the same number.
   const auto at = [&edge](int y) {
     return edge.x0 +
@@ -157,6 +161,7 @@ void Cells::RenderRow(int row, int x0, int x1, int y0, int y1, int direction, in
   int y = y0;
   const auto next = [&] { return std::min(static_cast<int>(at >> 32), y1); };
   if (from < to) {
+    // From the middle of a 1/256, so that rounding errs to neither side along a flat line.
     at += perColumn * (256 - (x0 & 255));
     int below = next();
     deposit(from, below - y, (x0 & 255) + 256);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/raster/Cells.h"
 #include "host/player/lottie/raster/Flatten.h"
 #include "host/player/lottie/raster/Gradient.h"
@@ -24,6 +25,7 @@ class ColourSpans final : public ISpans {
   void Flat(int x, int y, int n, uint8_t cover) override {
     const uint32_t colour = cover == 255 ? colour_ : PixelTimes(colour_, cover);
     uint32_t* const row = target_.Row(y) + x;
+    // Most of most pictures: nothing below is read.
     if (colour >> 24 == 255) {
       FillRow(row, colour, n);
     } else {
@@ -116,6 +118,7 @@ IntRect ClipOf(const IntRect& bounds, const IntRect* clip) {
 class Rasterizer::Engine {
  public:
   uint32_t* Room(int width) {
+    PLEXION_CHECK(width > 0, "spans are made for a clip that is not empty");
     const size_t needed = static_cast<size_t>(width) + std::max(Gradient::kSlack, Sampler::kSlack);
     if (room_.size() < needed) room_.resize(needed);
     return room_.data();

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 namespace {
 
@@ -115,6 +117,7 @@ class Writer {
 }  // namespace
 
 int LinesOfCubic(const double x[4], const double y[4], double tolerance) {
+  PLEXION_CHECK(tolerance > 0, "no number of lines follows a curve exactly");
   // The second differences bound how far a curve is from its chord.
   const auto square = [](double dx, double dy) { return dx * dx + dy * dy; };
   const double bend = std::max(square(x[0] - 2 * x[1] + x[2], y[0] - 2 * y[1] + y[2]),
@@ -138,6 +141,7 @@ void Flatten(const Path& path, const Matrix& matrix, const IntRect& clip, Cells&
     low = {std::min(low.x, at.x), std::min(low.y, at.y)};
     high = {std::max(high.x, at.x), std::max(high.y, at.y)};
   }
+  // NaN is not 0 either: a path with such a number has no inside.
   if (finite != 0) return;
   if (low.x >= clip.right || high.x <= clip.left || low.y >= clip.bottom || high.y <= clip.top) {
     return;

@@ -46,6 +46,7 @@ void Path::Transform(const Matrix& matrix) {
 }
 
 Rect Path::Bounds() const {
+  // Of the handles: curves stay inside of them, and finding out how far they reach costs more.
   if (points.empty()) return {};
   Rect box{points[0].x, points[0].y, points[0].x, points[0].y};
   for (const Point& point : points) {

@@ -11,6 +11,7 @@
 // After foreach_target.h, which includes this file once more for each target.
 #include <hwy/highway.h>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/raster/Rows-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -99,6 +100,7 @@ HWY_EXPORT(BilinearRow);
 HWY_EXPORT(HalveRow);
 
 Surface Image::Level(int level) {
+  PLEXION_CHECK(level >= 0, "sizes are halved, not doubled");
   Surface from = pixels_;
   for (int i = 0; i < level && (from.width > 1 || from.height > 1); ++i) {
     if (static_cast<size_t>(i) < levels_.size()) {
@@ -158,6 +160,8 @@ bool Sampler::Prepare(Image& image, const Matrix& matrix) {
 }
 
 const uint32_t* Sampler::Row(int x, int y, int n, uint32_t* room) const {
+  PLEXION_CHECK(!plain_ || Box().Cut({x, y, x + n, y + 1}).Width() == n,
+                "a row of a picture that is only moved lies in it");
   if (plain_) return source_.Row(y - top_) + (x - left_);
   const double px = x + 0.5;
   const double py = y + 0.5;

@@ -36,6 +36,7 @@ double Curve::Length() const {
 double Curve::ParameterAt(double share) const {
   if (share <= 0) return 0;
   if (share >= 1) return 1;
+  // A table of lengths: speed along a curve varies too much for one step.
   constexpr int kSteps = 32;
   double lengths[kSteps + 1] = {};
   Dot last = points[0];

@@ -87,6 +87,7 @@ void RoundCorners(const OutlineList& from, double radius, OutlineList& to) {
     for (size_t j = 0; j < count; ++j) {
       const Vertex& corner = source.vertices[j];
       const bool end = !source.closed && (j == 0 || j == count - 1);
+      // What bends already, and the ends of an open line, have no corner to round.
       if (end || !Sharp(corner)) {
         result.vertices.push_back(corner);
         continue;
@@ -131,6 +132,7 @@ void Pucker(const OutlineList& from, double percent, OutlineList& to) {
 }
 
 void ZigZag(const OutlineList& from, double size, double ridges, bool smooth, OutlineList& to) {
+  // Each ridge is a point of the path: a document could ask for any number of them.
   constexpr double kMost = 1000;
   const Ridges each = {size, static_cast<int>(std::clamp(round(ridges), 0.0, kMost)), smooth};
   for (size_t i = 0; i < from.Count(); ++i) ZigZagOutline(from[i], each, to.Add());

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/shapes/Curve.h"
 #include "host/player/lottie/shapes/Modifiers.h"
 
@@ -35,6 +36,7 @@ void Append(const Curve& curve, bool fresh, Outline& outline) {
 /// Keeps what lies between two lengths along all contours; `goOn` continues the last one of `to`.
 void Keep(const OutlineList& from, const OutlineLengths& lengths, double start, double end,
           bool goOn, OutlineList& to) {
+  PLEXION_CHECK(!goOn || to.Count() > 0, "there is a contour to go on from");
   Outline* piece = goOn ? &to.Last() : &to.Add();
   double done = 0;
   size_t index = 0;
@@ -45,6 +47,7 @@ void Keep(const OutlineList& from, const OutlineLengths& lengths, double start, 
     bool fresh = true;
     bool whole = outline.closed;
     for (size_t j = 0; j < curves; ++j, ++index) {
+      PLEXION_CHECK(index < lengths.curves.size(), "the lengths are those of these contours");
       const double length = lengths.curves[index];
       if (done + length < start || done > end) {
         whole = false;
@@ -71,6 +74,7 @@ void Keep(const OutlineList& from, const OutlineLengths& lengths, double start, 
   }
 }
 
+// Ranges that meet must meet in the same number, whichever way they were reckoned.
 double Rounded(double share) { return round(share * 10000) * 0.0001; }
 
 }  // namespace

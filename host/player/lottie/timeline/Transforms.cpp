@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -44,6 +46,7 @@ double Heading(const Transform& transform, const Moment& moment) {
   if (keyed == nullptr || keyed->segments.empty()) return 0;
   const double first = keyed->segments[0].from;
   const double last = keyed->segments[keyed->segments.count - 1].to;
+  // From the difference of two places close to each other, as the key says it, without its slope.
   double later = moment.time;
   double earlier = moment.time - 0.01;
   if (moment.time <= first) {
@@ -66,6 +69,7 @@ double Heading(const Transform& transform, const Moment& moment) {
 }
 
 Matrix4 Rotation4(int axis, double degrees) {
+  PLEXION_CHECK(axis >= 0 && axis < 3, "there are three axes");
   const double c = cos(degrees * kDegrees), s = sin(degrees * kDegrees);
   Matrix4 turn;
   // Which two of the three directions change: y and z about x, z and x about y, x and y about z.
@@ -186,6 +190,7 @@ void CopyTransforms::Reset(const Transform* transform, double offset, const Mome
   moment.Numbers(transform->scale, scale, 2);
   for (int i = 0; i < 2; ++i) grow_[i] = scale[i] / 100.0;
   turn_ = moment.Number(transform->rotation, 0);
+  // An offset is a number of the document's; beyond this nothing would be seen of the copies.
   constexpr double kMostSteps = 1000;
   double left = std::min(fabs(offset), kMostSteps);
   for (; left >= 1; --left) Apply(1, offset < 0);

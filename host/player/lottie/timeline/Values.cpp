@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -123,6 +125,7 @@ double Eased(const Easing& easing, double progress) {
     const double u = 1 - t;
     const double slope = 3 * u * u * easing.outX + 6 * u * t * (double{easing.inX} - easing.outX) +
                          3 * t * t * (1 - double{easing.inX});
+    // Newton where the curve is steep enough, else half of what is left: it always comes to an end.
     const double next = slope > 1e-6 ? t - error / slope : -1;
     t = next > low && next < high ? next : (low + high) / 2;
   }
@@ -223,6 +226,7 @@ double Moment::Number(const Property* property, double otherwise) const {
 
 void Moment::Numbers(const Property* property, float* values, uint32_t count) const {
   if (property == nullptr) return;
+  PLEXION_CHECK(constancy != nullptr, "a moment has somewhere to say how long it holds");
   constexpr uint32_t kFew = 16;
   float some[kFew];
   std::vector<float> many;
@@ -237,11 +241,13 @@ void Moment::Numbers(const Property* property, float* values, uint32_t count) co
     scripts->Run(*property, owner, time, all);
   }
   for (uint32_t i = 0; i < std::min(count, property->dims); ++i) {
+    // An expression may divide by nothing; a place that is no number would take the layer with it.
     values[i] = std::isfinite(all[i]) ? all[i] : 0;
   }
 }
 
 void Moment::All(const Property& property, std::vector<float>& values) const {
+  PLEXION_CHECK(constancy != nullptr, "a moment has somewhere to say how long it holds");
   values.resize(property.dims);
   ValueAt(property, time, values.data(), *constancy);
   if (!property.expression.empty() && scripts != nullptr) {
@@ -251,6 +257,7 @@ void Moment::All(const Property& property, std::vector<float>& values) const {
 }
 
 void Moment::Path(const PathProperty& property, Outline& outline) const {
+  PLEXION_CHECK(constancy != nullptr, "a moment has somewhere to say how long it holds");
   PathAt(property, time, outline, *constancy);
   if (!property.expression.empty() && scripts != nullptr) {
     constancy->Meet(time, time);

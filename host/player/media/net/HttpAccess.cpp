@@ -53,6 +53,7 @@ void HttpAccess::SetUp(GstElement* source) {
 std::string HttpAccess::ProxyAddress(bool https) const {
   const ProxySettings proxy = Proxy();
   if (proxy.host.empty()) return {};
+  // A proxy is asked to fetch http by itself; https goes through it unread.
   if (https) return TunnelAddress(proxy);
   return "http://" + proxy.host + ":" + std::to_string(proxy.port);
 }

@@ -30,6 +30,7 @@ class Attempt {
  public:
   Attempt(const std::string& endpoint, const std::string& proxy, EngineHost& host) : host_(host) {
     GMainContext* context = g_main_context_new();
+    // A loop of its own: the answer comes on this thread, whoever else has a loop running.
     g_main_context_push_thread_default(context);
     GSource* glance = g_timeout_source_new(kGlanceMs);
     g_source_set_callback(glance, OnGlance, this, nullptr);

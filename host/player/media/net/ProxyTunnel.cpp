@@ -23,6 +23,7 @@ GProxy* HttpProxy() {
 GProxyAddress* WithPassword(GProxyAddress* address) {
   const gchar* const given = g_proxy_address_get_username(address);
   const std::string both = given == nullptr ? "" : given;
+  // The first one: a user name has none in it, a password may.
   const size_t colon = both.find(':');
   const bool known = colon != std::string::npos;
   GInetSocketAddress* const place = G_INET_SOCKET_ADDRESS(address);

@@ -12,6 +12,7 @@
 #include <set>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Mutex.h"
 #include "host/base/Text.h"
 #include "host/player/media/framework/GstPointers.h"
@@ -115,6 +116,8 @@ class SourceWatch {
     auto* const addresses =
         static_cast<GstURIHandlerInterface*>(g_type_interface_peek(sources, GST_TYPE_URI_HANDLER));
     if (addresses == nullptr) return;
+    // Our operation takes the place of the class's own, for all sources of that kind in the process:
+    // the framework makes some that nobody tells of.
     originals_[G_OBJECT_CLASS_TYPE(sources)] = addresses->set_uri;
     addresses->set_uri = SetFile;
   }
@@ -149,6 +152,7 @@ class SourceWatch {
     const MutexLock lock(mutex_);
     const SourceRules* owner = nullptr;
     for (const SourceRules* rules : rules_) {
+      // Several contents may play at once: each part is fetched on behalf of one of them.
       if (rules->uri_ == referer) owner = rules;
     }
     // After a redirection a playlist has another address than the content.
@@ -189,6 +193,7 @@ SourceRules::SourceRules(const std::string& uri, std::function<void(GstElement*)
     kind_ = Kind::kFile;
     folder_ = FolderOf(PathOf(uri));
   }
+  PLEXION_CHECK(prepare_ != nullptr, "somebody prepares what may be opened");
   SourceWatch::Get().Add(this);
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/image/PictureDecoder.h"
 #include "host/player/media/framework/FrameworkSetup.h"
 #include "host/player/media/pipeline/DecoderThreads.h"
@@ -45,12 +46,15 @@ GstElement* MakeTurner() {
 }  // namespace
 
 MediaPipeline::~MediaPipeline() {
+  // Building may have failed half way.
   if (playbin_ == nullptr) return;
   gst_element_set_state(playbin_.get(), GST_STATE_NULL);
+  // Its threads have ended by then: nobody calls the handler of what is going.
   if (bus_ != nullptr) gst_bus_set_sync_handler(bus_.get(), nullptr, nullptr, nullptr);
 }
 
 bool MediaPipeline::Build(const Request& request, EngineError& error) {
+  PLEXION_CHECK(playbin_ == nullptr, "a pipeline is built once");
   SetUpFramework();
   GstElement* playbin = gst_element_factory_make("playbin", nullptr);
   if (playbin == nullptr) {
@@ -58,6 +62,7 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
     return false;
   }
   playbin_.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
+  // Messages are taken as they come, on whatever thread: the player asks for them when it is at it.
   bus_.reset(gst_element_get_bus(playbin));
   gst_bus_set_sync_handler(bus_.get(), OnMessage, this, nullptr);
   rules_ = std::make_unique<SourceRules>(request.uri,
@@ -154,12 +159,14 @@ void MediaPipeline::MakeCaptionSink() {
 }
 
 GstStateChangeReturn MediaPipeline::SetState(GstState state) {
+  PLEXION_CHECK(playbin_ != nullptr, "there is a pipeline to move");
   if (state == state_) return GST_STATE_CHANGE_SUCCESS;
   state_ = state;
   return gst_element_set_state(playbin_.get(), state);
 }
 
 void MediaPipeline::SetVolume(double factor) {
+  PLEXION_CHECK(factor >= 0, "sound has no less volume than none");
   g_object_set(playbin_.get(), "volume", factor, nullptr);
 }
 
@@ -272,6 +279,7 @@ GstBusSyncReply MediaPipeline::OnMessage(GstBus*, GstMessage* rawMessage, gpoint
       pipeline->Enqueue(std::move(message));
       break;
     case GST_MESSAGE_QOS:
+      // Of a decoder or the sink that fell behind; the statistics count them.
       ++pipeline->framesDropped_;
       return GST_BUS_DROP;
     default:
@@ -317,6 +325,7 @@ GstFlowReturn MediaPipeline::OnCaption(GstAppSink* sink, gpointer self) {
 GstPadProbeReturn MediaPipeline::OnPictureEvent(GstPad*, GstPadProbeInfo* info, gpointer self) {
   if ((GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM) != 0) {
     GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+    // All others are the sink's.
     if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
     // Without this decoders copy each frame into rows without padding.
     gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <vector>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
@@ -15,6 +17,7 @@ constexpr GstClockTime kSpan = 40 * GST_MSECOND;
 constexpr size_t kMostSpans = 250;
 
 double Decibels(double meanSquare) {
+  // The logarithm of nothing is no number; below sixty decibels no lamp is lit.
   if (meanSquare <= 1e-6) return SoundMeter::kSilence;
   return std::max(SoundMeter::kSilence, 10 * std::log10(meanSquare));
 }
@@ -22,6 +25,7 @@ double Decibels(double meanSquare) {
 /// Mean power of `frames` frames. `samples` are in the format that its description unpacks to.
 SoundLevel LevelOf(const GstAudioFormatInfo& unpacked, const void* samples, size_t frames,
                    unsigned allChannels) {
+  PLEXION_CHECK(allChannels > 0, "sound has a channel");
   SoundLevel level;
   level.channels = std::min(allChannels, kMostChannels);
   const bool floating = GST_AUDIO_FORMAT_INFO_IS_FLOAT(&unpacked);
@@ -48,6 +52,8 @@ void SoundMeter::Measure(GstBuffer* buffer, const GstCaps* caps, const GstSegmen
     return;
   }
   const GstAudioFormatInfo* format = info.finfo;
+  // Sound that is still packed goes by unmeasured: it has no frames.
+  if (format->unpack_func == nullptr || GST_AUDIO_INFO_BPF(&info) <= 0) return;
   const GstAudioFormatInfo* unpacked = gst_audio_format_get_info(format->unpack_format);
   const unsigned channels = static_cast<unsigned>(GST_AUDIO_INFO_CHANNELS(&info));
   GstMapInfo map;
@@ -75,6 +81,7 @@ void SoundMeter::Measure(GstBuffer* buffer, const GstCaps* caps, const GstSegmen
 void SoundMeter::Add(const Span& span) {
   const MutexLock lock(mutex_);
   spans_.push_back(span);
+  // A pipeline that stands still with sound in its queues asks for nothing.
   if (spans_.size() > kMostSpans) spans_.pop_front();
 }
 

@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
@@ -35,6 +37,8 @@ SoundSurroundings RealSoundSurroundings() {
 }
 
 bool SoundMayBeHeard(const SoundSurroundings& surroundings) {
+  PLEXION_CHECK(surroundings.variable != nullptr && surroundings.exists != nullptr,
+                "there is somebody to ask");
   for (const char* name : kVariables) {
     if (!surroundings.variable(name).empty()) return true;
   }
