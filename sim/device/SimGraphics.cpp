@@ -52,6 +52,7 @@ bool SimSurface::Use(const char* call) const {
 }
 
 uint32_t SimSurface::Checksum() const {
+  // Stories compare pictures by it: the journal has a number and not a megabyte of pixels.
   uint32_t sum = 2166136261u;  // FNV-1a over the visible pixels
   for (uint32_t y = 0; y < dims.height; ++y) {
     for (uint32_t x = 0; x < dims.width; ++x) {
@@ -70,6 +71,7 @@ void* LockSurface(SimSurface& surface, bool forReading) {
     return nullptr;
   }
   surface.kernel.Note("LockPixels", surface.name + (forReading ? ", read" : ", write"));
+  QX_CHECK(surface.locks < 1000, "planes are unlocked as often as they are locked");
   ++surface.locks;
   return surface.pixels.data();
 }
@@ -81,6 +83,7 @@ void UnlockSurface(SimSurface& surface) {
                           "UnlockPixels of " + surface.name + ", which is not locked");
     return;
   }
+  QX_CHECK(surface.locks > 0, "what is unlocked was locked");
   --surface.locks;
 }
 

@@ -46,6 +46,7 @@ bool SimInstance::Configure(const MorvelInstanceParameters& parameters) {
   Ordered(underStateLock_);
   if (!Use("Configure", parameters.contentUrl.Utf8())) return false;
   const std::string path = parameters.contentUrl.Utf8();
+  // Content that the story does not know plays as usual.
   const auto known = player_.content_.find(path);
   script_ = known == player_.content_.end() ? player_.usual : known->second;
   parameters_ = std::make_unique<MorvelInstanceParameters>(parameters);
@@ -57,6 +58,7 @@ bool SimInstance::Configure(const MorvelInstanceParameters& parameters) {
     return Answer("Configure", false);
   }
   status_ = qx::plexion::kStatusConfigured;
+  // From here on the player is a thread of the platform, as a real one is.
   thread_ = kernel_.SpawnPlatform(name_, [this] { ThreadMain(); });
   return Answer("Configure", true);
 }
@@ -88,6 +90,7 @@ bool SimInstance::Play() {
   if (kernel_.GetFaults().Fails(Fallible::kInstancePlay)) return Answer("Play", false);
   const bool can = loadAsked_ && !IsTerminalStatus(status_);
   if (can) HandOver(playWanted_, true);
+  // What the contract forbids, for stories that show what comes of it.
   if (can && script_.notifiesInPlay) Notify(qx::plexion::kStatusPlaying);
   return Answer("Play", can);
 }
@@ -300,6 +303,7 @@ void SimInstance::LoadNext() {
 }
 
 void SimInstance::Claim(unsigned long bytes) {
+  QX_CHECK(window_ != nullptr, "only a player of a window takes memory of its account");
   qx::plexion::MemoryWatchdog* watchdog = window_->GetMemoryWatchdog();
   if (watchdog == nullptr) return;
   void* block = watchdog->Alloc(bytes, nullptr, 0);
@@ -357,6 +361,7 @@ void SimInstance::EndWith(StageWindowStatus status, const char* message) {
 
 void SimInstance::Notify(StageWindowStatus status, const StageWindowStatusData* data) {
   kernel_.Note("notifies", std::to_string(status));
+  QX_CHECK(notifier_ != nullptr, "a player that was configured has somebody to tell");
   notifier_->OnMorvelInstanceNotification(status, data);
 }
 

@@ -102,6 +102,7 @@ void SimPlayer::DestroyMorvelInstance(MorvelInstance* destroyed) {
   auto* instance = static_cast<SimInstance*>(destroyed);
   if (!instance->Use("DestroyMorvelInstance")) return;
   if (instance->thread_ != nullptr) {
+    // It would wait for its own end.
     if (instance->thread_ == kernel_.CurrentTask()) {
       kernel_.Report(FindingKind::kContract,
                      "DestroyMorvelInstance of " + instance->name_ + " on its own thread");

@@ -45,11 +45,13 @@ void* SimKernel::Allocate(unsigned long bytes, const char* file, int line) {
   }
   // More than any device has, and small enough to take the guards.
   constexpr uint64_t kMostBytes = std::min(uint64_t{1} << 40, uint64_t{~0UL / 4});
+  // A size that overflowed is a fault of the caller's, which null tells it as any host would.
   if (bytes > kMostBytes) return nullptr;
   auto* memory = static_cast<char*>(std::malloc(kFrontGuard + bytes + kBackGuard));
   if (memory == nullptr) return nullptr;
   char* block = memory + kFrontGuard;
   std::memset(memory, kGuardByte, kFrontGuard);
+  // Not 0: whoever relies on fresh memory being empty is found out.
   std::memset(block, kFreshByte, bytes);
   std::memset(block + bytes, kGuardByte, kBackGuard);
   std::string place = current_->name;
@@ -96,6 +98,7 @@ void SimKernel::Free(void* pointer, const char* file, int line) {
   liveBytes_ -= found->second.bytes;
   if (found->second.bytes <= kKeptFreedBytes) {
     std::memset(block, kFreedByte, found->second.bytes);
+    // Kept, so that a late write into it is seen and the address is not handed out again.
     freed_[pointer] = std::move(found->second);
   } else {
     std::free(block - kFrontGuard);
@@ -104,6 +107,7 @@ void SimKernel::Free(void* pointer, const char* file, int line) {
 }
 
 void SimKernel::CheckGuards(const char* block, const MemoryBlock& entry) {
+  QX_CHECK(block != nullptr, "a block has memory");
   const char* side = nullptr;
   if (!AllAre(block - kFrontGuard, kGuardByte, kFrontGuard)) side = "before its start";
   if (!AllAre(block + entry.bytes, kGuardByte, kBackGuard)) side = "behind its end";
@@ -145,6 +149,7 @@ std::vector<std::string> SimKernel::Leaks() const {
                      [block](const AllowedLeak& leak) { return leak.bytes == block->bytes; });
     std::string more;
     if (rule != allowed.end()) {
+      // Each block that is allowed to stay uses its rule up by one.
       if (rule->count > 0) {
         --rule->count;
         continue;

@@ -68,8 +68,10 @@ void SimKernel::EndTask() {
   task->call = "ended";
   live_.erase(std::find(live_.begin(), live_.end(), task));
   if (task->kind == SimTask::Kind::kHost) --liveHosts_;
+  // It stands on that very stack until the switch: others give the memory back.
   endedFibers_.push_back(std::move(task->fiber));
   Fiber& own = *endedFibers_.back();
+  // The run is over with the host's last thread, whatever the platform's still wait for.
   SimTask* next = liveHosts_ == 0 ? &outside_ : PickNext();
   if (next == nullptr) {
     Report(FindingKind::kDeadlock, WhoWaitsForWhat());
@@ -160,6 +162,7 @@ SimTask* SimKernel::PickNext() {
     const size_t count = candidates_.size();
     const bool mayPass = count > 0 && options_.latePermille > 0 && NextDeadline() != kNever;
     size_t chosen = 0;
+    // Where there is no choice the scheduler is not asked: its record has choices only, and stays short.
     if (count > 1 || mayPass) {
       const Decision decision{
           decisions_++, now_,          candidates_.data(), count, std::min(running, count),
@@ -169,6 +172,7 @@ SimTask* SimKernel::PickNext() {
                                           " decisions; " + WhoWaitsForWhat());
       }
       chosen = scheduler_->Choose(decision);
+      // A record of another run may name what cannot run now.
       if (chosen > count || (chosen == count && !mayPass)) chosen = UsualChoice(decision);
       if (chosen != UsualChoice(decision)) {
         taken_.switches.push_back(
@@ -232,6 +236,7 @@ void SimKernel::Point(const char* call) {
   if (!IsRunning()) return;
   current_->call = call;
   Look();
+  // Nobody else to go on, and no time that may pass: most calls of a quiet story end here.
   if (live_.size() == 1 && options_.latePermille == 0) return;
   GoOn();
 }
@@ -240,6 +245,7 @@ void SimKernel::BlockUntil(const char* call, SimTask::Waits waits, const void* o
                            Nanoseconds timeout) {
   SimTask* self = current_;
   self->call = call;
+  QX_CHECK(waits != SimTask::Waits::kNot, "whoever blocks waits for something");
   self->waits = waits;
   self->waitsFor = object;
   self->signalled = false;
@@ -266,6 +272,7 @@ bool SimKernel::WaitUntil(const char* call, std::function<bool()> condition, Nan
 }
 
 Nanoseconds SimKernel::DeadlineOf(Nanoseconds timeout) const {
+  QX_CHECK(now_ >= 0, "virtual time begins at 0");
   if (timeout <= 0) return now_;
   return timeout >= kNever - now_ ? kNever : now_ + timeout;
 }

@@ -19,6 +19,7 @@ IQXKernel::Mutex* SimKernel::CreateMutex() {
   const auto number = static_cast<uint32_t>(mutexes_.size() + 1);
   std::string name = "mutex" + std::to_string(number);
   std::vector<std::string>& names = current_->nextMutexNames;
+  // Stories name the locks of what they make, so that a report speaks of "stateLock".
   if (!names.empty()) {
     name = names.front();
     names.erase(names.begin());
@@ -54,6 +55,7 @@ void SimKernel::DestroyMutex(IQXKernel::Mutex* object) {
              mutex->name_ + " is destroyed while " + task->name + " waits for it");
     }
   }
+  // The object stays until the end of the run: a late use of it is told, and is no crash.
   mutex->destroyed_ = true;
 }
 
@@ -71,6 +73,7 @@ void SimKernel::CheckCycle(const SimMutex* wanted) {
     if (owner->waits != SimTask::Waits::kForMutex) return;
     const auto* next = static_cast<const SimMutex*>(owner->waitsFor);
     ring += "; " + owner->name + " wants " + next->name_;
+    QX_CHECK(next != nullptr, "whoever waits for a mutex waits for one");
     owner = next->owner_;
   }
 }
@@ -80,6 +83,7 @@ void SimKernel::LockMutex(SimMutex* mutex) {
     Report(FindingKind::kUseAfterDestroy, "Lock of " + mutex->name_ + ", which is destroyed");
     return;
   }
+  // Taken again by its holder: no order of locks can be wrong by that.
   if (mutex->owner_ == current_) {
     Point("Lock");
     ++mutex->depth_;
@@ -96,6 +100,7 @@ void SimKernel::LockMutex(SimMutex* mutex) {
     if (mutex->owner_ != nullptr) CheckCycle(mutex);
     do {
       BlockUntil("Lock", SimTask::Waits::kForMutex, mutex, kInfinite);
+      // Woken is not chosen: another thread may have taken it first.
     } while (mutex->owner_ != nullptr && !mutex->destroyed_);
     if (mutex->destroyed_) {
       Report(FindingKind::kUseAfterDestroy,
@@ -204,6 +209,7 @@ void SimKernel::SignalEvent(SimEvent* event) {
   event->signalled_ = true;
   for (SimTask* task : live_) {
     if (task->waits == SimTask::Waits::kForEvent && task->waitsFor == event) {
+      // Remembered for each waiter: a Reset that follows at once must not lose the signal.
       task->signalled = true;
     }
   }
@@ -237,6 +243,7 @@ bool SimKernel::WaitEvent(SimEvent* event, Nanoseconds timeout) {
     woken = current_->signalled || event->signalled_;
   }
   if (woken) Acquired(event);
+  // With automatic reset the one that goes on first takes the signal with it.
   if (woken && !event->manualReset_) event->signalled_ = false;
   Note("Wait", event->name_ + (woken ? " -> signalled" : " -> timed out"));
   return woken;
@@ -319,6 +326,7 @@ bool SimKernel::JoinThread(SimThread* thread, Nanoseconds timeout) {
 
 void SimKernel::Sleep(const Time& duration) {
   if (!IsRunning()) {
+    // A copy: the caller's time may lie on a stack that does not go on.
     const Time wanted = duration;
     Run([&] { Sleep(wanted); });
     return;
