@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "host/base/Text.h"
+#include "host/launcher/run/WindowOpener.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -161,8 +162,7 @@ void WindowStage::Open(Content& content, const Item& item) {
   session_.service->InitParameters(parameters);
   parameters.contentPath = content.texts->line.content.c_str();
   parameters.morvelVars = content.texts->variables.c_str();
-  parameters.contentDims = {rect_.width, rect_.height};
-  parameters.outputRect = rect_;
+  DrawInto(rect_, *session_.service, parameters);
   parameters.memoryLimit = session_.options.memoryLimitBytes;
   (void)item;
   // The platform's own folder, which nobody named: not to be missed where there is none.

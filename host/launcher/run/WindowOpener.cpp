@@ -21,20 +21,35 @@ bool WindowOpener::Read(const WindowLine& line, StageWindowParameters& parameter
   return understood && parameters.contentPath != nullptr;
 }
 
+void DrawInto(const qx::plexion::Rect& rect, qx::plexion::IPlexionSets& service,
+              StageWindowParameters& parameters) {
+  parameters.outputRect = rect;
+  parameters.contentDims = {rect.width, rect.height};
+  StageWindowParameters usual{};
+  service.InitParameters(usual);
+  if (parameters.graphicsMemThreshold != usual.graphicsMemThreshold) return;
+  constexpr uint64_t kMegabyte = 1024 * 1024;
+  const uint64_t planes = uint64_t{rect.width} * rect.height * sizeof(uint32_t) * 2;
+  const uint64_t needed = (planes + kMegabyte - 1) / kMegabyte;
+  if (needed > usual.graphicsMemThreshold && usual.graphicsMemThreshold != 0) {
+    parameters.graphicsMemThreshold = static_cast<uint32_t>(needed);
+  }
+}
+
 void WindowOpener::Place(const WindowLine& line, StageWindowParameters& parameters) {
   if (!line.variables.empty()) parameters.morvelVars = line.variables.c_str();
   const auto given = [](const qx::plexion::Dims& dims) {
     return dims.width != 0 || dims.height != 0;
   };
   if (given(parameters.contentDims) || given(parameters.outputDims)) return;
-  qx::plexion::Rect& rect = parameters.outputRect;
+  qx::plexion::Rect rect = parameters.outputRect;
   if (rect.width == 0 && rect.height == 0) {
     const qx::plexion::Dims screen = session_.GetScreenDims();
     rect.width = screen.width;
     rect.height = screen.height;
   }
   // Drawn at the size at which it is shown: nothing is scaled twice.
-  parameters.contentDims = {rect.width, rect.height};
+  DrawInto(rect, *session_.service, parameters);
 }
 
 bool WindowOpener::Check(const WindowLine& line) {

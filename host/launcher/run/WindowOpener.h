@@ -17,6 +17,12 @@ struct OpenWindow {
   WindowObserver* observer = nullptr;
 };
 
+/// Lets a content be drawn in `rect` of the screen, at just that size. Planes as large as a large
+/// screen are not the content's doing: they do not count towards the alert for graphics memory, unless
+/// that was set to another value than `service`'s own.
+void DrawInto(const qx::plexion::Rect& rect, qx::plexion::IPlexionSets& service,
+              qx::plexion::StageWindowParameters& parameters);
+
 /// Makes configured windows from the command line. `lines` must outlive the windows, which borrow
 /// their texts.
 class WindowOpener {

@@ -453,6 +453,25 @@ class Signage(Story):
             colors.pop()  # after the last
         self.assertEqual(["ffff0000", "ff00ff00", "ff0000ff"], colors)
 
+    def test_a_fade_goes_from_one_to_the_other_in_every_frame(self):
+        code, err, frames = self.record("--transition", "fade,400", "--mousestream", "127.0.0.1:1",
+                                        "red-second.mvx", "blue-second.mvx")
+        self.assertEqual(0, code, err)
+        colors = self.colors(frames)
+        while colors and colors[0] == "ff000000":
+            colors.pop(0)  # before the first content
+        while colors and colors[-1] == "ff000000":
+            colors.pop()  # after the last
+        blues = []
+        for color in colors:
+            red, green, blue = bytes.fromhex(color[2:])
+            self.assertEqual(0, green, color)
+            self.assertAlmostEqual(255, red + blue, delta=2, msg=color)
+            blues.append(blue)
+        self.assertEqual(sorted(blues), blues)
+        self.assertEqual((0, 255), (blues[0], blues[-1]))
+        self.assertGreater(len(blues), 4, "in steps")
+
     def test_a_loop_begins_again(self):
         code, err, frames = self.record("--loop", "--exit-after", "3500", "--mousestream",
                                         "127.0.0.1:1", "red.mvx", "blue.mvx")

@@ -5,6 +5,7 @@
 
 #include "host/player/media/captions/CaptionFile.h"
 #include "host/player/media/captions/CaptionTrack.h"
+#include "tests/host/media/MediaFixture.h"
 
 namespace plexion_host::player {
 namespace {
@@ -264,6 +265,72 @@ TEST_F(CaptionTrackTest, BrokenScriptsHurtNobody) {
     track.Draw(target, StageFit::Of(640, 360, kPlane, Fit::kContain), {0, 0, 640, 360}, kPlane,
                1000);
   }
+}
+
+/// A black video of two seconds, and in which of its frames white letters are seen.
+class CaptionPlayTest : public MediaFixture {
+ protected:
+  static constexpr char kCue[] = "1\n00:00:00,500 --> 00:00:01,200\nFresh coffee\n";
+  static constexpr char kVideo[] =
+      "videotestsrc pattern=black num-buffers=60 ! video/x-raw,width=320,height=180,framerate=30/1 "
+      "! "
+      "jpegenc ! matroskamux name=m ! filesink location=%";
+
+  CaptionPlayTest() {
+    plane_ = std::make_unique<FakePlane>(320, 180);
+    window_.onStatus = [this](StageWindowStatus status) {
+      if (status != kInfoRenderPlaneUpdated) return;
+      bool seen = false;
+      for (int y = 120; y < 180; ++y) {
+        for (int x = 0; x < 320; ++x) seen = seen || (plane_->At(x, y) & 0xFF) > 200;
+      }
+      const char now = seen ? 'x' : '.';
+      if (seen_.empty() || seen_.back() != now) seen_ += now;
+    };
+  }
+
+  std::string seen_;  ///< changes only: "." without, "x" with a caption
+};
+
+TEST_F(CaptionPlayTest, AFileBesideTheVideoIsShownInItsTime) {
+  const std::string video = clips_.Make("black.mkv", kVideo);
+  clips_.Write("black.srt", kCue);
+  PlayToEnd(video, "captions=on&loop=2");
+  EXPECT_EQ(".x.x.", seen_);
+}
+
+TEST_F(CaptionPlayTest, NothingIsShownUnasked) {
+  const std::string video = clips_.Make("black.mkv", kVideo);
+  clips_.Write("black.srt", kCue);
+  PlayToEnd(video);
+  EXPECT_EQ(".", seen_);
+}
+
+TEST_F(CaptionPlayTest, AStreamInsideIsShownInItsTimeInEachPass) {
+  const std::string cue = clips_.Write("cue.txt", kCue);
+  const std::string video = clips_.Make(
+      "inside.mkv", std::string(kVideo) + " filesrc location=" + cue + " ! subparse ! m.");
+  PlayToEnd(video, "captions=on&loop=2");
+  EXPECT_EQ(".x.x.", seen_);
+}
+
+TEST_F(CaptionPlayTest, ABrokenFileIsNamedAndTheVideoPlaysOn) {
+  const std::string video = clips_.Make("black.mkv", kVideo);
+  clips_.Write("black.srt", "1\n00:00:00,5 -> 00:00:01\nx\n");
+  PlayToEnd(video, "captions=on");
+  EXPECT_EQ(".", seen_);
+  const auto notes = window_.Events(qx::plexion::kInfoUnsupportedPlaceholderRendered);
+  ASSERT_EQ(1u, notes.size());
+  EXPECT_NE(std::string::npos,
+            notes[0].message.find("captions \"black.srt\": there is no caption in it"))
+      << notes[0].message;
+}
+
+TEST_F(CaptionPlayTest, AFileThatIsNamedCountsAlone) {
+  const std::string video = clips_.Make("black.mkv", kVideo);
+  clips_.Write("other.vtt", "WEBVTT\n\n00:00.500 --> 00:01.200\nFresh coffee\n");
+  PlayToEnd(video, "captions=other.vtt");
+  EXPECT_EQ(".x.", seen_);
 }
 
 }  // namespace

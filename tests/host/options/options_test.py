@@ -60,6 +60,11 @@ PLAYS = [
     Effect("contentDims", "--screen 192x192 --contentdims 48,48",
            pixels=[(24, 24, RED), (60, 24, BLACK), (24, 60, BLACK)]),
     Effect("contentDims", "--screen 40x40", silent="YELLOW ALERT: scaling", pixels=[(20, 20, RED)]),
+    # On a display of 192x96 that stands upright.
+    Effect("contentDims", "--rotate 90 --screen 192x96",
+           pixels=[(48, 60, RED), (48, 130, RED), (48, 40, BLACK), (48, 150, BLACK)]),
+    Effect("contentDims", "--screen 3840x2160", silent="graphics memory"),
+    Effect("contentDims", "--rotate 45", 2, "--rotate: '45' is not 0, 90, 180 or 270"),
     Effect("contentDims", "--fit fill", 2, "--fit: 'fill' is not contain, cover, stretch or none"),
     Effect("qlrArgs", "--qlrargs anything", says="--qlrargs has no effect"),
     Effect("graphicsMemThreshold", "--graphicsmemthreshold 1M --contentdims 600,600",

@@ -78,6 +78,7 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
   if (remote_) flags += "+buffering";
   if (captions_ != nullptr) {
     flags += "+text";
+    captions_->ForgetStream();  // those of a pipeline before this one
     MakeCaptionSink();
   }
   gst_util_set_object_arg(G_OBJECT(playbin), "flags", flags.c_str());
