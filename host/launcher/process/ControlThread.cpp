@@ -16,6 +16,7 @@ constexpr std::chrono::milliseconds kQuitRetry{50};
 
 void ControlThread::Start(std::function<bool()> onQuit) {
   PLEXION_CHECK(!thread_.IsJoinable(), "the control thread is started once");
+  PLEXION_CHECK(onQuit != nullptr, "somebody ends what runs");
   onQuit_ = std::move(onQuit);
   thread_ = NamedThread("PlexionControl", [this] { Run(); });
 }
@@ -31,6 +32,7 @@ void ControlThread::Stop() {
 
 void ControlThread::SetSnapshotTimer(Clock::time_point when, std::function<void()> action) {
   const MutexLock lock(mutex_);
+  PLEXION_CHECK(action != nullptr, "a timer has something to do");
   snapshotAt_ = when;
   takeSnapshot_ = std::move(action);
   changed_.NotifyAll();
@@ -57,6 +59,7 @@ void ControlThread::Run() {
       const std::function<void()> take = std::move(takeSnapshot_);
       snapshotAt_.reset();
       lock.Unlock();
+      // A picture takes as long as its disk does; whoever sets a timer meanwhile must not wait for it.
       take();
       lock.Lock();
     } else if (quitAt_ && *quitAt_ <= now && !quitDone_) {

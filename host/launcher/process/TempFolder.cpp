@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "qx/core/QXString.h"
 
@@ -27,6 +28,7 @@ int OpenFolder(const std::string& path) {
 /// Whether a folder of this user belongs to no process: no such number is there, and nobody has it
 /// locked.
 bool IsAbandoned(const std::string& path, pid_t process) {
+  // A number that is in use again keeps its old folder a little longer: better than the other way.
   const bool gone = kill(process, 0) != 0 && errno == ESRCH;
   if (!gone) return false;
   const int folder = OpenFolder(path);
@@ -80,6 +82,8 @@ void TempFolder::Remove() {
 }
 
 void TempFolder::Sweep(const std::string& base, const std::string& own) {
+  PLEXION_CHECK(files_ && !base.empty() && base.back() == '/',
+                "a folder is swept by the file system that made it");
   for (const std::string& name : NumbersIn(base)) {
     const auto process = static_cast<pid_t>(*ReadWholeNumber(name, 1, kMostProcesses));
     if (base + name == own || !IsAbandoned(base + name, process)) continue;

@@ -4,9 +4,13 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 void LateWindows::Take(const OpenWindow& window) {
+  PLEXION_CHECK(window.window != nullptr && window.line != nullptr,
+                "what is given up is a window of a line");
   window.window->Terminate(qx::plexion::kStatusComplete);
   auto late = std::make_unique<Late>();
   late->line = window.line;

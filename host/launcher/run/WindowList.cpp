@@ -47,6 +47,7 @@ void WindowList::DisplayLost(const std::string& reason) {
 }
 
 void WindowList::DispatchKeyDown(uint32_t key) {
+  // Not together with a window's destruction: its player would hear of a key when it is gone.
   const MutexLock lock(keysMutex_);
   if (qx::plexion::IPlexionSets* const service = service_.load()) {
     keyUpsDue_ = StatusBoard::Clock::now() + keyUpDelay_ + kKeyUpMargin;
@@ -77,6 +78,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
   entry.keyMasterWanted = line.keyMaster;
   entry.observer = std::move(observer);
   entries_.push_back(std::move(entry));
+  // The end may have come while it was made: nobody else would tell it.
   if (quitting_) window->Terminate(qx::plexion::kStatusComplete);
   return result;
 }

@@ -83,7 +83,7 @@ HttpServer::~HttpServer() {
   shutdown(listener_, SHUT_RDWR);
   thread_.join();
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     for (const int connection : connections_) shutdown(connection, SHUT_RDWR);
   }
   for (std::thread& handler : handlers_) handler.join();
@@ -96,7 +96,7 @@ std::string HttpServer::Address(const std::string& path) const {
 }
 
 std::vector<std::string> HttpServer::Heads() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   return heads_;
 }
 
@@ -127,7 +127,7 @@ void HttpServer::Run() {
   for (;;) {
     const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection < 0) return;
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     connections_.push_back(connection);
     handlers_.emplace_back([this, connection] { Serve(connection); });
   }
@@ -164,7 +164,7 @@ void HttpServer::Serve(int connection) {
     std::string head;
     while (peer.open_ && peer.ReadHead(head)) {
       {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         heads_.push_back(head);
       }
       peer.open_ = false;
@@ -173,7 +173,7 @@ void HttpServer::Serve(int connection) {
     g_io_stream_close(stream, nullptr, nullptr);
     g_object_unref(stream);
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   connections_.erase(std::find(connections_.begin(), connections_.end(), connection));
   shutdown(connection, SHUT_RDWR);
   close(connection);

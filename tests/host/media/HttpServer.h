@@ -6,10 +6,11 @@
 #include <gio/gio.h>
 
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "host/base/Mutex.h"
 
 namespace plexion_host::player {
 
@@ -69,9 +70,9 @@ class HttpServer {
   const Tls tls_;
   int listener_ = -1;
   unsigned port_ = 0;
-  std::mutex mutex_;
-  std::vector<std::string> heads_;     // guarded by mutex_
-  std::vector<int> connections_;       // guarded by mutex_
+  Mutex mutex_;
+  std::vector<std::string> heads_ GUARDED_BY(mutex_);
+  std::vector<int> connections_ GUARDED_BY(mutex_);
   std::vector<std::thread> handlers_;  // the accepting thread's, until that has ended
   std::thread thread_;
 };

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -82,6 +84,7 @@ size_t Backdrop::Prepare(const DisplayList& list, int width, int height, uint32_
   }
   if (pixels_.Size() > 0 && IsScarce(pixels_.Size())) Drop();
   steady_ = Steady(list);
+  // What is at the bottom has changed: its pixels hold nothing any more.
   if (steady_ < held_) Drop();
   seen_ += area;
   served_ += area;
@@ -95,6 +98,7 @@ size_t Backdrop::Prepare(const DisplayList& list, int width, int height, uint32_
 
 void Backdrop::Extend(const DisplayList& list, uint32_t background, Painter& painter,
                       const std::function<bool()>& stopped) {
+  PLEXION_CHECK(held_ < steady_, "there is more to keep than is kept");
   const int64_t plane = int64_t{width_} * height_;
   const int64_t work = WorkOf(list, held_, steady_);
   // Pixels that are not in the caches take longer to copy than one colour takes to paint.
@@ -118,6 +122,7 @@ void Backdrop::Extend(const DisplayList& list, uint32_t background, Painter& pai
 }
 
 void Backdrop::CopyTo(const Surface& target, const IntRect& rect) {
+  PLEXION_CHECK(held_ > 0, "there is something to copy");
   const auto width = static_cast<size_t>(width_);
   for (int y = rect.top; y < rect.bottom; ++y) {
     memcpy(target.Row(y) + rect.left,

@@ -3,6 +3,8 @@
 
 #include <math.h>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 IntRect CoverOf(float left, float top, float right, float bottom, const Matrix& m, double margin) {
@@ -35,6 +37,7 @@ void Damage::Add(const IntRect& rect) {
       ++i;
     }
   }
+  PLEXION_CHECK(count_ <= kMostRects, "there is room for one more");
   rects_[count_++] = grown;
   if (count_ <= kMostRects) return;
   int first = 0;
@@ -64,6 +67,7 @@ IntRect Damage::All() const {
 
 void ListComparison::Index(const DisplayList& list) {
   size_t size = 64;
+  // Half empty at least, so that looking for what is not there ends soon.
   while (size < list.size() * 2) size *= 2;
   table_.assign(size, Entry{});
   for (const DrawItem& item : list) {
@@ -75,6 +79,8 @@ void ListComparison::Index(const DisplayList& list) {
 }
 
 const ListComparison::Entry* ListComparison::Find(uint64_t key) const {
+  PLEXION_CHECK(!table_.empty() && (table_.size() & (table_.size() - 1)) == 0,
+                "the table is indexed, its size a power of two");
   size_t at = key & (table_.size() - 1);
   for (; table_[at].used; at = (at + 1) & (table_.size() - 1)) {
     if (table_[at].key == key) return &table_[at];

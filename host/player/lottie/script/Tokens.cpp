@@ -1,6 +1,8 @@
 // The words of an expression: names, numbers, texts, signs.
 #include "host/player/lottie/script/Tokens.h"
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -75,6 +77,7 @@ void Tokens::Next() {
 }
 
 void Tokens::MoveTo(size_t position) {
+  PLEXION_CHECK(position <= source_.size(), "reading goes on inside of the source");
   position_ = position;
   Next();
 }
@@ -107,6 +110,7 @@ void Tokens::ReadNumber() {
     if ((static_cast<unsigned char>(c) & 0x80) != 0 || c == '$') break;
     last = c;
   }
+  // The engine has none; told here, it names the place.
   if (last == 'n') throw SourceFault(current_.start, "whole numbers of any size are not supported");
 }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "host/player/lottie/script/Machine.h"
+#include "host/player/lottie/timeline/CubicEase.h"
 
 namespace plexion_host::movie {
 
@@ -186,21 +187,6 @@ duk_ret_t ToRadians(duk_context* context) {
   return 1;
 }
 
-/// y of a cubic curve from (0, 0) to (1, 1) where it has this x.
-double Ease(double x, double x1, double y1, double x2, double y2) {
-  double low = 0;
-  double high = 1;
-  double t = x;
-  for (int i = 0; i < 40; ++i) {
-    const double s = 1 - t;
-    const double at = 3 * s * s * t * x1 + 3 * s * t * t * x2 + t * t * t;
-    (at < x ? low : high) = t;
-    t = (low + high) / 2;
-  }
-  const double s = 1 - t;
-  return 3 * s * s * t * y1 + 3 * s * t * t * y2 + t * t * t;
-}
-
 enum Curve { kLinear, kEase, kEaseIn, kEaseOut };
 
 /// linear and its kin: (t, from, to, a, b) or (t, a, b).
@@ -220,13 +206,13 @@ duk_ret_t Between(duk_context* context) {
   if (t > 0 && t < 1) {
     switch (duk_get_current_magic(context)) {
       case kEase:
-        t = Ease(t, 0.33, 0, 0.667, 1);
+        t = CubicEase(t, 0.33, 0, 0.667, 1);
         break;
       case kEaseIn:
-        t = Ease(t, 0.333, 0, 0.833, 0.833);
+        t = CubicEase(t, 0.333, 0, 0.833, 0.833);
         break;
       case kEaseOut:
-        t = Ease(t, 0.167, 0.167, 0.667, 1);
+        t = CubicEase(t, 0.167, 0.167, 0.667, 1);
         break;
       default:
         break;
@@ -351,6 +337,7 @@ bool ReadOperand(duk_context* context, duk_idx_t index, ScriptOperand& operand) 
   }
   operand.list = true;
   const duk_size_t count = duk_get_length(context, index);
+  // Lists of any length may be made by a script; those that movies have are short.
   if (count > ScriptValue::kMostNumbers) return false;
   operand.count = static_cast<uint32_t>(count);
   for (uint32_t i = 0; i < operand.count; ++i) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::movie {
@@ -118,9 +119,11 @@ void LetterSource::Take(const TextDocument& document, bool apart, int grouping, 
     while (end < text.size() && !EndsLine(text[end])) ++end;
     AppendParagraph(document, text.substr(0, end), apart, letters);
     if (end == text.size()) break;
+    // Editors write paragraphs as \r, files that were edited by hand as \n or both.
     if (text.substr(end, 2) == "\r\n") ++end;
     text.remove_prefix(end + 1);
   }
+  PLEXION_CHECK(!letters.lines.empty(), "a text has a line, be it empty");
   letters.widest = letters.lines.front().width;
   for (const TextLine& line : letters.lines) letters.widest = std::max(letters.widest, line.width);
   Group(grouping, letters.letters);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -19,6 +21,7 @@ void PathRuler::Add(double x, double y) {
   if (!marks_.empty()) {
     const Point& last = marks_.back();
     const double step = std::hypot(x - last.x, y - last.y);
+    // Directions are those between two marks: they must not be the same place.
     if (step == 0) return;
     distance = last.distance + step;
   }
@@ -55,6 +58,7 @@ void PathRuler::Measure(const TextPath& path) {
 }
 
 PathRuler::Mark PathRuler::At(double distance) const {
+  PLEXION_CHECK(marks_.size() > 1, "a path that text runs along has a length");
   const double length = Length();
   if (closed_) distance -= std::floor(distance / length) * length;
   size_t next = static_cast<size_t>(

@@ -4,27 +4,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/player/lottie/timeline/CubicEase.h"
+
 namespace plexion_host::movie {
 
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-
-/// y of a cubic curve from (0, 0) to (1, 1) where it has this x.
-double Ease(double x, double x1, double y1, double x2, double y2) {
-  if (x <= 0) return 0;
-  if (x >= 1) return 1;
-  double low = 0;
-  double high = 1;
-  double t = x;
-  for (int i = 0; i < 40; ++i) {
-    const double s = 1 - t;
-    (3 * s * s * t * x1 + 3 * s * t * t * x2 + t * t * t < x ? low : high) = t;
-    t = (low + high) / 2;
-  }
-  const double s = 1 - t;
-  return 3 * s * s * t * y1 + 3 * s * t * t * y2 + t * t * t;
-}
 
 double ShapeAt(TextSelector::Shape shape, double start, double end, int index) {
   const double range = end - start;
@@ -69,8 +55,8 @@ TextShare ShareOf(const TextSelector& selector, int index, int total, ITextSelec
   const double low = selector.easeLow / 100;
   const double high = selector.easeHigh / 100;
   if (low != 0 || high != 0) {
-    share = Ease(share, std::clamp(low, 0.0, 1.0), std::max(-low, 0.0),
-                 std::clamp(high > 0 ? 1 - high : 1, 0.0, 1.0), high > 0 ? 1 : 1 + high);
+    share = CubicEase(share, std::clamp(low, 0.0, 1.0), std::max(-low, 0.0),
+                      std::clamp(high > 0 ? 1 - high : 1, 0.0, 1.0), high > 0 ? 1 : 1 + high);
   }
   if (selector.smoothness != 100) {
     const double smoothness = std::max(selector.smoothness / 100, 1e-8);
