@@ -156,6 +156,14 @@ class OptionTable {
     AddText("--programme", "FILE",
             "Play a programme: a document, a folder or a list of contents, see docs/programme.md",
             to.programme);
+    Add("--rehearse", "DAY[,FROM-TO[,SPEED]]",
+        "Play a day of the programme, 240 times as fast unless said otherwise: "
+        "2026-11-23,07:00-23:00,480; contents keep their own speed",
+        [&to](Text text) {
+          to.rehearsal = ReadRehearsal(text);
+          return std::string(to.rehearsal ? ""
+                                          : "YYYY-MM-DD[,HH:MM-HH:MM[,SPEED]], SPEED 1 to 10000");
+        });
     AddFlag("--signage", to.signage,
             "Play the contents one after the other, each ready before the last one ends");
     AddFlag("--loop", to.loop, "With --signage: begin again after the last content");
@@ -271,6 +279,7 @@ class OptionTable {
 /// What is wrong with the options together; empty when nothing is.
 std::string FindContradiction(const LauncherOptions& options) {
   if (options.signage && !options.programme.empty()) return "--programme: not with --signage";
+  if (options.rehearsal && options.programme.empty()) return "--rehearse: it needs --programme";
   if (options.loop && !options.signage) return "--loop: it needs --signage";
   if (options.snapshotAtMs && options.snapshotFile.empty()) {
     return "--snapshot-at: it needs --snapshot FILE";

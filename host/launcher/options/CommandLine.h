@@ -15,6 +15,7 @@
 #include "host/launcher/options/StartTime.h"
 #include "host/launcher/options/Transition.h"
 #include "host/launcher/options/WindowArguments.h"
+#include "host/launcher/programme/time/Rehearsal.h"
 #include "qx/plexion/InputTypes.h"
 
 namespace plexion_host {
@@ -47,9 +48,10 @@ struct LauncherOptions {
   std::map<std::string, std::string> moduleMap;
   std::vector<std::string> modulePath;
   std::optional<KeyMode> keyMode;
-  uint32_t memoryLimitBytes = 0;  ///< of each window; 0: none
-  bool isolation = false;         ///< each content in a process of its own
-  std::string programme;          ///< a document, a folder or a list; empty: none
+  uint32_t memoryLimitBytes = 0;       ///< of each window; 0: none
+  bool isolation = false;              ///< each content in a process of its own
+  std::string programme;               ///< a document, a folder or a list; empty: none
+  std::optional<Rehearsal> rehearsal;  ///< of the programme
   bool signage = false;
   bool loop = false;
   std::optional<StartTime> startAt;

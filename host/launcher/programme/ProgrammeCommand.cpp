@@ -22,7 +22,8 @@ constexpr char kUsage[] =
     "usage: plexion programme check FILE|FOLDER|LIST\n"
     "       plexion programme show FILE|FOLDER|LIST [--day YYYY-MM-DD] [--svg FILE]\n\n"
     "check  says whether the programme is right, and which of its contents are missing\n"
-    "show   prints what plays on a day, today unless given; --svg draws it as well\n";
+    "show   prints what plays on a day, today unless given; --svg draws it as well\n\n"
+    "To see a day in a few minutes: plexion --programme FILE --rehearse YYYY-MM-DD\n";
 
 struct Typed {
   std::string verb, file, day, svg;

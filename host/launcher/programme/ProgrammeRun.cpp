@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 #include "host/base/Text.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -16,12 +17,14 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
 constexpr int64_t kLookMs = 2000;
-/// A clock that is set is noticed within this.
-constexpr int64_t kLongestSleepMs = 1000;
+template <typename Clock>
+int64_t Milliseconds() {
+  return duration_cast<milliseconds>(Clock::now().time_since_epoch()).count();
+}
 
-ZoneTime Now() {
-  return {duration_cast<milliseconds>(std::chrono::system_clock::now().time_since_epoch()).count(),
-          duration_cast<milliseconds>(StatusBoard::Clock::now().time_since_epoch()).count()};
+ZoneTime Now(ProgrammeClock& clock) {
+  const int64_t steadyMs = Milliseconds<StatusBoard::Clock>();
+  return {clock.At(steadyMs, Milliseconds<std::chrono::system_clock>()), steadyMs};
 }
 
 /// Differs whenever the document does; a folder is read anew for each item anyway.
@@ -88,12 +91,14 @@ qx::platform::OutputPlane* ProgrammeRun::PlaneAbove(const std::string& zone) con
 void ProgrammeRun::Run() {
   if (!session_.WaitForDisplay() || !session_.WaitForStartTime()) return;
   screen_ = session_.GetScreenDims();
+  StartClock();
   MakeZones();
   while (!session_.windows.IsQuitting()) {
-    ZoneTime now = Now();
+    const ZoneTime now = Now(clock_);
+    if (clock_.IsOver(now.wall)) session_.windows.RequestQuit();
     session_.turnAtMs = now.steadyMs;
     LookAtDocument(now.steadyMs);
-    int64_t next = now.steadyMs + kLongestSleepMs;
+    int64_t next = now.steadyMs + clock_.LongestSleepMs();
     for (const Playing& playing : zones_) {
       next = std::min(next, playing.director->Advance(now));
       next = std::min(next, playing.stage->Poll(*playing.director, now));
@@ -107,6 +112,18 @@ void ProgrammeRun::Run() {
   session_.turnAtMs = -1;
   session_.OnLastWindow();
   zones_.clear();
+}
+
+void ProgrammeRun::StartClock() {
+  const std::optional<Rehearsal>& rehearsal = session_.options.rehearsal;
+  if (!rehearsal) return;
+  rehearsedProgramme_ = programme_;
+  rehearsed_ = std::make_unique<Schedule>(*programme_, calendar_);
+  clock_ = ProgrammeClock(*rehearsal, rehearsed_->Clock());
+  session_.Log(LogLevel::kInfo,
+               "rehearses " + ShowDate(rehearsal->day) + " from " +
+                   ShowTimeOfDay(rehearsal->fromMs) + " to " + ShowTimeOfDay(rehearsal->toMs) +
+                   ", " + std::to_string(std::lround(rehearsal->speed)) + " times as fast");
 }
 
 void ProgrammeRun::LookAtDocument(int64_t nowMs) {
@@ -141,6 +158,7 @@ void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {
   if (news.kind == ZoneNews::Kind::kShown) {
     ShownContent shown;
     shown.zone = zone;
+    if (clock_.IsRehearsal()) shown.at = ShowTimeOfDay(rehearsed_->Clock().At(Now(clock_).wall).ms);
     shown.content = news.content;
     shown.reason = news.reason;
     shown.playlist = news.playlist;

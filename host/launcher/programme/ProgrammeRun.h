@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/launcher/programme/WindowStage.h"
+#include "host/launcher/programme/time/Rehearsal.h"
 
 namespace plexion_host {
 
@@ -31,6 +32,7 @@ class ProgrammeRun {
   };
 
   void MakeZones();
+  void StartClock();
   void Print(const std::string& zone, const ZoneNews& news) const;
   void LookAtDocument(int64_t nowMs);
   qx::platform::OutputPlane* PlaneAbove(const std::string& zone) const;
@@ -40,6 +42,9 @@ class ProgrammeRun {
   const std::string path_;
   std::shared_ptr<const Programme> programme_;
   qx::plexion::Dims screen_ = {0, 0};
+  std::shared_ptr<const Programme> rehearsedProgramme_;
+  std::unique_ptr<Schedule> rehearsed_;  ///< for the zone that a rehearsal's clock shows; else null
+  mutable ProgrammeClock clock_;
   WindowReaper reaper_;
   std::vector<Playing> zones_;  ///< bottom first; go before the reaper
   int64_t lookAtMs_ = 0;

@@ -34,7 +34,8 @@ std::string ShownName(const std::string& content) {
 }  // namespace
 
 void Session::LogShown(const ShownContent& shown) const {
-  std::string text = shown.zone.empty() ? "" : "zone " + PrintableWord(shown.zone) + ": ";
+  std::string text = shown.at.empty() ? "" : shown.at + " ";
+  text += shown.zone.empty() ? "" : "zone " + PrintableWord(shown.zone) + ": ";
   text += "shows " + ShownName(shown.content);
   if (shown.lasts) text += " for " + ShowDuration(*shown.lasts);
   text += " (" + shown.reason;
@@ -45,6 +46,7 @@ void Session::LogShown(const ShownContent& shown) const {
   }
   std::vector<LogField> fields = {
       {"event", "shown"}, {"content", shown.content}, {"reason", shown.reason}};
+  if (!shown.at.empty()) fields.push_back({"at", shown.at});
   if (!shown.zone.empty()) fields.push_back({"zone", shown.zone});
   if (!shown.playlist.empty()) fields.push_back({"playlist", shown.playlist});
   if (shown.lasts) fields.push_back({"ms", std::to_string(shown.lasts->count()), true});

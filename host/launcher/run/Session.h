@@ -22,6 +22,7 @@ namespace plexion_host {
 
 /// A change of what is on.
 struct ShownContent {
+  std::string at;    ///< the time of a rehearsed day; empty: it is now
   std::string zone;  ///< empty: there are none
   std::string content;
   std::string reason;                                ///< "start", "next", "schedule", "operator"

@@ -1,0 +1,68 @@
+// A programme's day, played as fast as one likes.
+
+#include "host/launcher/programme/time/Rehearsal.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+#include "host/base/Text.h"
+
+namespace plexion_host {
+namespace {
+
+/// A clock that is set is noticed within this.
+constexpr int64_t kLongestSleepMs = 1000;
+constexpr int64_t kShortestSleepMs = 10;
+constexpr int64_t kDayMs = 24 * 60 * 60 * 1000;
+
+bool ReadTimes(const std::string& text, Rehearsal& rehearsal) {
+  const std::vector<std::string> times = SplitAt(text, '-');
+  if (times.size() != 2) return false;
+  const auto from = ReadTimeOfDay(times[0]);
+  const auto to = ReadTimeOfDay(times[1]);
+  if (!from || !to || *from >= kDayMs) return false;
+  rehearsal.fromMs = *from;
+  rehearsal.toMs = *to;
+  return true;
+}
+
+}  // namespace
+
+std::optional<Rehearsal> ReadRehearsal(const std::string& text) {
+  const std::vector<std::string> words = SplitAt(text, ',');
+  const auto day = ReadDate(words[0]);
+  if (!day || words.size() > 3) return std::nullopt;
+  Rehearsal rehearsal;
+  rehearsal.day = *day;
+  if (words.size() > 1 && !ReadTimes(words[1], rehearsal)) return std::nullopt;
+  if (words.size() > 2) {
+    char* end = nullptr;
+    rehearsal.speed = std::strtod(words[2].c_str(), &end);
+    const bool number = end != words[2].c_str() && *end == '\0';
+    if (!number || !(rehearsal.speed >= 1 && rehearsal.speed <= Rehearsal::kMostSpeed)) {
+      return std::nullopt;
+    }
+  }
+  return rehearsal;
+}
+
+ProgrammeClock::ProgrammeClock(const Rehearsal& rehearsal, const LocalTime& zone)
+    : begin_(zone.Of(rehearsal.day, rehearsal.fromMs)),
+      end_(zone.Of(rehearsal.day,
+                   rehearsal.toMs + (rehearsal.toMs <= rehearsal.fromMs ? kDayMs : 0))),
+      speed_(rehearsal.speed) {}
+
+Moment ProgrammeClock::At(int64_t steadyMs, Moment systemMs) {
+  if (!IsRehearsal()) return systemMs;
+  if (startedMs_ < 0) startedMs_ = steadyMs;
+  return begin_ + std::llround(static_cast<double>(steadyMs - startedMs_) * speed_);
+}
+
+int64_t ProgrammeClock::LongestSleepMs() const {
+  if (!IsRehearsal()) return kLongestSleepMs;
+  return std::max<int64_t>(kShortestSleepMs, std::llround(kLongestSleepMs / speed_));
+}
+
+}  // namespace plexion_host
