@@ -1,8 +1,11 @@
--- Fills the menu board from menu.json and special.csv, and does so again when one of them changes.
+-- Fills the menu board from menu.json and special.csv, and does so again when one of them changes. The variable
+-- "menu" names another file for another part of the day: --morvelvars "menu=lunch.json".
 -- A file that is damaged or half written leaves the board as it was and says so in a corner.
 
 local columnWidth, columnGap = 340, 48
 local secondsPerSpecial = 8
+
+local menuFile = vars.menu or "menu.json"
 
 local patterns = { course = stage.find("course"), dish = stage.find("dish") }
 local courses = stage.find("courses")
@@ -13,7 +16,7 @@ local problems = {}
 
 local function problem(file, reason)
   problems[file] = reason
-  local wrong = problems["menu.json"] and "menu.json" or problems["special.csv"] and "special.csv"
+  local wrong = problems[menuFile] and menuFile or problems["special.csv"] and "special.csv"
   stage.find("problem").visible = wrong ~= nil
   stage.find("updated").visible = wrong == nil
   if wrong then stage.find("problem").text = wrong .. " cannot be read: these are the last good prices" end
@@ -69,12 +72,12 @@ local function addCourse(course, x, y)
 end
 
 local function showMenu(animated)
-  local menu, reason = files.json("menu.json")
+  local menu, reason = files.json(menuFile)
   if not reason then
     reason = checkMenu(menu)
-    reason = reason and "menu.json: " .. reason
+    reason = reason and menuFile .. ": " .. reason
   end
-  problem("menu.json", reason)
+  problem(menuFile, reason)
   if reason then return end
   currency = menu.currency or currency
   stage.find("name").text = menu.name or ""
@@ -131,7 +134,7 @@ on("start", function()
   showMenu(true)
   readSpecials()
   timer.every(secondsPerSpecial, nextSpecial)
-  files.watch("menu.json", function() showMenu(true) end)
+  files.watch(menuFile, function() showMenu(true) end)
   files.watch("special.csv", readSpecials)
 end)
 
