@@ -30,14 +30,16 @@ struct DisplayOptions {
 /// Something that happened at the display, before any key map.
 struct DisplayEvent {
   enum class Kind {
-    kKeyDown,        ///< `key`: SDL_Keycode, `modifiers`: SDL_Keymod, `repeat`
-    kKeyUp,          ///< `key`, `modifiers`
-    kPointerMove,    ///< `x`, `y`
-    kPointerDown,    ///< `x`, `y`, `button` 1 left, 2 middle, 3 right
-    kPointerUp,      ///< `x`, `y`, `button`
-    kWheel,          ///< `x`, `y`, `wheelX`, `wheelY` notches, positive right and up
-    kFocusLost,      ///< the keys that are down will not be heard to come up
-    kCloseRequested  ///< the person closed the window
+    kKeyDown,         ///< `key`: SDL_Keycode, `modifiers`: SDL_Keymod, `repeat`
+    kKeyUp,           ///< `key`, `modifiers`
+    kPointerMove,     ///< `x`, `y`
+    kPointerDown,     ///< `x`, `y`, `button` 1 left, 2 middle, 3 right
+    kPointerUp,       ///< `x`, `y`, `button`
+    kWheel,           ///< `x`, `y`, `wheelX`, `wheelY` notches, positive right and up
+    kFocusLost,       ///< the keys that are down will not be heard to come up
+    kCloseRequested,  ///< the person closed the window
+    kDisplayResized,  ///< the whole display has another size, `x` by `y`: the picture is scaled to it
+    kOutputsChanged  ///< an output was plugged in or unplugged; `x` are there now
   };
   Kind kind;
   int32_t key = 0;

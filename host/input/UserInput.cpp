@@ -89,6 +89,9 @@ void UserInput::OnDisplayEvent(const DisplayEvent& event) {
     case DisplayEvent::Kind::kCloseRequested:
       downKeys_.clear();
       return ReleaseAll(kHere);
+    case DisplayEvent::Kind::kDisplayResized:
+    case DisplayEvent::Kind::kOutputsChanged:
+      return;
   }
 }
 

@@ -35,16 +35,34 @@ namespace {
 
 constexpr int64_t kNanosecondsPerMillisecond = 1000000;
 
-/// Closing the window ends everything.
-class CloseWatch final : public IDisplayEventSink {
+/// Closing the window ends everything; a display that changes is told of, and what plays goes on.
+class DisplayWatch final : public IDisplayEventSink {
  public:
-  explicit CloseWatch(WindowList& windows) : windows_(windows) {}
+  explicit DisplayWatch(Session& session) : session_(session) {}
   void OnDisplayEvent(const DisplayEvent& event) override {
-    if (event.kind == DisplayEvent::Kind::kCloseRequested) windows_.RequestQuit();
+    switch (event.kind) {
+      case DisplayEvent::Kind::kCloseRequested:
+        session_.windows.RequestQuit();
+        break;
+      case DisplayEvent::Kind::kDisplayResized:
+        session_.Log(LogLevel::kInfo,
+                     "the display has " + std::to_string(event.x) + "x" + std::to_string(event.y) +
+                         " pixels now; the picture is scaled to it",
+                     {{"event", "display"}});
+        break;
+      case DisplayEvent::Kind::kOutputsChanged:
+        session_.Log(event.x > 0 ? LogLevel::kInfo : LogLevel::kWarning,
+                     "an output was plugged in or out; there are " + std::to_string(event.x) +
+                         " now, and what plays goes on",
+                     {{"event", "display"}});
+        break;
+      default:
+        break;
+    }
   }
 
  private:
-  WindowList& windows_;
+  Session& session_;
 };
 
 /// Lives as long as the process: a library that cannot be unloaded keeps the pointer.
@@ -198,7 +216,7 @@ class Launcher {
   ModuleHandle<IQXModule> userInput_;
   ModuleHandle<IHostInput> input_;
   std::vector<ModuleHandle<qx::platform::IMouseStream>> mouseStreams_;
-  CloseWatch closeWatch_{windows_};
+  DisplayWatch displayWatch_{session_};
   NamedThread contents_;
 };
 
@@ -339,6 +357,13 @@ bool Launcher::OpenDisplay() {
     return Fail(kExitCannotWork, "no display: " + error_);
   }
   displayOpen_ = true;
+  if (display_ && displayOptions_.mode == DisplayMode::kAuto && display_->IsHeadless()) {
+    session_.Log(
+        LogLevel::kWarning,
+        "no display was found: it plays off screen, and nobody sees it (--display headless "
+        "says that this is meant; a display is named by DISPLAY or WAYLAND_DISPLAY)",
+        {{"event", "display"}});
+  }
   session_.display = display_.Get();
   snapshot_.emplace(line_.options.snapshotFile, display_.Get(), kernel_.GetConsole());
   session_.snapshot = &*snapshot_;
@@ -379,7 +404,7 @@ void Launcher::StartMouseStreams() {
 }
 
 void Launcher::ShowContents() {
-  if (display_) display_->AddEventSink(&closeWatch_);
+  if (display_) display_->AddEventSink(&displayWatch_);
   displaySaid_ = true;
   session_.SetDisplayOpen(true);
   manager_.SayReady();
@@ -388,7 +413,7 @@ void Launcher::ShowContents() {
   if (display_) display_->Run();
   contents_.Join();
   health.reset();
-  if (display_) display_->RemoveEventSink(&closeWatch_);
+  if (display_) display_->RemoveEventSink(&displayWatch_);
 }
 
 void Launcher::EndContents() {

@@ -97,6 +97,14 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
       MapPosition(event.wheel.mouseX, event.wheel.mouseY, out);
       break;
     }
+    case SDL_DISPLAYEVENT:
+      if (event.display.event != SDL_DISPLAYEVENT_CONNECTED &&
+          event.display.event != SDL_DISPLAYEVENT_DISCONNECTED) {
+        return false;
+      }
+      out.kind = DisplayEvent::Kind::kOutputsChanged;
+      out.x = SDL_GetNumVideoDisplays();
+      break;
     case SDL_QUIT:
       out.kind = DisplayEvent::Kind::kCloseRequested;
       break;
@@ -110,6 +118,12 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
             SDL_FillRect(surface, nullptr, SDL_MapRGB(surface->format, 0, 0, 0));
           }
           barsPainted_ = false;
+          if (fullscreen_ && event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
+            out.kind = DisplayEvent::Kind::kDisplayResized;
+            out.x = event.window.data1;
+            out.y = event.window.data2;
+            handler(out);
+          }
           return true;
         case SDL_WINDOWEVENT_FOCUS_LOST:
           out.kind = DisplayEvent::Kind::kFocusLost;

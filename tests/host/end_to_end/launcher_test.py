@@ -600,6 +600,12 @@ class Ending(Story):
         self.assertIn("plexion: the display has gone: the connection to the X server broke", err)
         self.assertFalse(os.path.exists(f"/tmp/.plexion/app-tmp/{process.pid}"))
 
+    def test_without_a_display_it_says_that_nobody_sees_it(self):
+        environment = {"DISPLAY": "", "WAYLAND_DISPLAY": "", "SDL_VIDEODRIVER": ""}
+        code, _, err = self.launch("--display", "auto", "red.mvx", environment=environment)
+        self.assertEqual(0, code, err)
+        self.assertIn("plexion: no display was found: it plays off screen, and nobody sees it", err)
+
     def test_what_killed_launchers_left_is_swept(self):
         process = subprocess.Popen(self.command("long.mvx"), cwd=self.folder,
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

@@ -41,11 +41,12 @@ class WindowTest : public ::testing::Test, public IDisplayEventSink, public IFra
     if (quitAtFrame_) display_.RequestQuit();
   }
 
-  void Open(uint32_t width, uint32_t height, bool clear = true, uint32_t rotation = 0) {
+  void Open(uint32_t width, uint32_t height, bool clear = true, uint32_t rotation = 0,
+            DisplayMode mode = DisplayMode::kWindow) {
     DisplayOptions options;
     options.rotation = rotation;
     options.clear = clear;
-    options.mode = DisplayMode::kWindow;
+    options.mode = mode;
     options.width = width;
     options.height = height;
     std::string error;
@@ -232,6 +233,37 @@ TEST_F(WindowTest, TellsWhatSomebodyDoesAtTheWindow) {
   EXPECT_EQ(-2, events_[4].wheelY);
   EXPECT_EQ(Kind::kFocusLost, events_[5].kind);
   EXPECT_EQ(Kind::kCloseRequested, events_[6].kind);
+}
+
+TEST_F(WindowTest, TellsOfOutputsThatComeAndOfAWholeDisplaysNewSize) {
+  for (const DisplayMode mode : {DisplayMode::kWindow, DisplayMode::kFullscreen}) {
+    window_ = nullptr;
+    events_.clear();
+    Open(64, 48, true, 0, mode);
+    SDL_Event event{};
+    event.type = SDL_DISPLAYEVENT;
+    event.display.event = SDL_DISPLAYEVENT_CONNECTED;
+    SDL_PushEvent(&event);
+    event.display.event = SDL_DISPLAYEVENT_ORIENTATION;
+    SDL_PushEvent(&event);
+    event = {};
+    event.type = SDL_WINDOWEVENT;
+    event.window.event = SDL_WINDOWEVENT_SIZE_CHANGED;
+    event.window.data1 = 1920;
+    event.window.data2 = 1080;
+    Push(event);
+    PushClose();
+    display_.Run();
+    size_t outputs = 0;
+    size_t sizes = 0;
+    for (const DisplayEvent& seen : events_) {
+      outputs += seen.kind == Kind::kOutputsChanged && seen.x == 1 ? 1U : 0U;
+      sizes += seen.kind == Kind::kDisplayResized && seen.x == 1920 && seen.y == 1080 ? 1U : 0U;
+    }
+    EXPECT_EQ(1U, outputs);
+    EXPECT_EQ(mode == DisplayMode::kFullscreen ? 1U : 0U, sizes) << "a window's is nobody's news";
+    display_.Close();
+  }
 }
 
 TEST_F(WindowTest, QuittingFromAnotherThreadWakesTheLoop) {
