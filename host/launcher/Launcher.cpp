@@ -469,8 +469,9 @@ bool Launcher::Fail(ExitCode code, const std::string& reason) {
 
 bool Launcher::FailUsage(const std::string& reason) {
   // First and last: what is above the usage has often left the screen, what is below a script's log.
-  session_.Error(reason);
-  kernel_.GetConsole().Print(ShortUsage());
+  // A log says it once.
+  if (!kernel_.GetConsole().HasLog()) session_.Error(reason);
+  kernel_.GetConsole().PrintPlain(ShortUsage());
   return Fail(kExitUsage, reason);
 }
 

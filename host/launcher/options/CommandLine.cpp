@@ -150,7 +150,7 @@ class OptionTable {
     AddText("--snapshot", "FILE", "Save the composed screen as PNG", to.snapshotFile);
     Add("--snapshot-at", "MS", "... so long after play begins; otherwise when the content ends",
         [&to](Text text) { return ReadTime(text, 0, to.snapshotAtMs); });
-    topic_ = "playing";
+    topic_ = "schedule";
     Add("--exit-after", "MS", "End all content after so long",
         [&to](Text text) { return ReadTime(text, 0, to.exitAfterMs); });
     AddText("--programme", "FILE",
@@ -164,6 +164,7 @@ class OptionTable {
           return std::string(to.rehearsal ? ""
                                           : "YYYY-MM-DD[,HH:MM-HH:MM[,SPEED]], SPEED 1 to 10000");
         });
+    topic_ = "playing";
     AddFlag("--signage", to.signage,
             "Play the contents one after the other, each ready before the last one ends");
     AddFlag("--loop", to.loop, "With --signage: begin again after the last content");
@@ -193,6 +194,7 @@ class OptionTable {
           return to.fit ? std::string() : std::string(kFitsExpected);
         })
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    topic_ = "schedule";
     Add("--start-at", "TIME", "Begin to play at HH:MM:SS[.mmm] or a Unix time",
         [&to](Text text) { return ReadStartTime(text, to.startAt); });
     topic_ = "operator";

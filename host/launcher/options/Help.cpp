@@ -27,7 +27,8 @@ struct Topic {
 constexpr Topic kTopics[] = {
     {"commands", "what there is beside playing"},
     {"display", "the display, the screen's size, pictures of it"},
-    {"playing", "what is played, when, and how it fills the screen"},
+    {"schedule", "programmes, and when it begins and ends"},
+    {"playing", "how contents follow each other and fill the screen"},
     {"window", "one content's place, size, keys and variables"},
     {"application", "what applications may use"},
     {"network", "proxies and certificates"},
