@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "host/base/Text.h"
+#include "host/player/content/CaptionAddress.h"
 
 namespace plexion_host::content {
 
@@ -131,6 +132,7 @@ Rights RightsFor(const player::remote::ContentOrder& order, const player::Conten
       break;
     default:
       rights.read.push_back(content.path);
+      rights.read.push_back(player::CaptionAddress(content.path, settings));
       break;
   }
   // Only content whose address lies there; an application asks for nothing from the network.

@@ -1,6 +1,7 @@
 // Loading of media: from an address to the first frame, and what kind of content it is.
 #include <utility>
 
+#include "host/player/content/CaptionAddress.h"
 #include "host/player/content/ContentProbe.h"
 #include "host/player/image/PictureSize.h"
 #include "host/player/media/MediaEngine.h"
@@ -76,9 +77,9 @@ bool MediaEngine::ReadSettings(const ContentAddress& content, EngineError& error
   request_.volume = options_.volume;
   request_.muted = options_.muted;
   request_.noSpeedLimit = settings.noSpeedLimit;
-  if (!options_.captions.empty()) {
+  if (options_.captions) {
     captions_ = std::make_unique<Captions>(host_);
-    captions_->Open(content, options_.captions);
+    captions_->Open(CaptionAddress(content.path, settings));
     if (captions_->WantStream()) request_.captions = captions_.get();
   }
   error.status = qx::plexion::kErrorInvalidURL;

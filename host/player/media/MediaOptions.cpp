@@ -4,6 +4,8 @@
 
 #include <charconv>
 
+#include "host/player/content/CaptionAddress.h"
+
 namespace plexion_host::player {
 
 namespace {
@@ -39,8 +41,8 @@ bool ReadMediaOptions(const PlayerSettings& settings, MediaOptions& options, std
     } else if (name == "volume") {
       if (!ReadNumber(value, 0, 100, percent)) expected = "a number from 0 to 100";
       options.volume = percent / 100;
-    } else if (name == "captions") {
-      options.captions = value == "off" ? "" : value;
+    } else if (name == kCaptionsVariable) {
+      options.captions = value != "off";
       if (value.empty()) expected = "on, off or a file's name";
     } else if (name == "mute") {
       if (!ReadSwitch(value, options.muted)) expected = "1, true, yes, on, 0, false, no or off";

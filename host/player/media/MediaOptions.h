@@ -14,7 +14,7 @@ struct MediaOptions {
   double durationSeconds = 10;  ///< how long a still picture is shown; 0.04 to 1000000
   double volume = 1;            ///< factor, from volume=0 .. 100
   bool muted = false;
-  std::string captions;  ///< empty: none; "on", or a file's name
+  bool captions = false;  ///< see CaptionAddress
 };
 
 /// Returns  false with `error` saying which variable is wrong and what was expected.

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -76,6 +77,24 @@ TEST_F(SandboxTest, EachKindMayDoWhatItNeedsAndNothingElse) {
     for (const char* what : {"read /etc/passwd", "read neighbour", "list /", "read by openat2"}) {
       EXPECT_EQ("EACCES", results[what]) << what;
     }
+  }
+}
+
+TEST_F(SandboxTest, MediaMayReadTheCaptionsThatAreWanted) {
+  const std::string captions = (top_ / "content" / "film.srt").string();
+  std::ofstream(captions) << "none";
+  player::remote::ContentOrder order;
+  order.kind = player::ContentKind::kMedia;
+  player::ContentAddress content;
+  content.path = (top_ / "content" / "film").string();
+  for (const auto& [choice, may] : {std::pair<const char*, bool>{"on", true},
+                                    {"film.srt", true},
+                                    {"off", false},
+                                    {"", false}}) {
+    player::PlayerSettings settings;
+    if (*choice != '\0') settings.variables = {{"captions", choice}};
+    const Rights rights = RightsFor(order, content, settings, false);
+    EXPECT_EQ(may, std::count(rights.read.begin(), rights.read.end(), captions) == 1) << choice;
   }
 }
 

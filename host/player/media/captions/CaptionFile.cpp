@@ -1,8 +1,6 @@
 // Takes caption files apart.
 #include "host/player/media/captions/CaptionFile.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <optional>
 
@@ -14,11 +12,6 @@ namespace {
 
 constexpr char kExpectedTimes[] = "expected HH:MM:SS,mmm --> HH:MM:SS,mmm";
 constexpr int64_t kLongestMs = int64_t{100} * 3600 * 1000;
-
-bool IsRegularFile(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-}
 
 /// UTF-16 with its mark in front, as editors of old save it.
 std::string FromUtf16(const std::string& bytes) {
@@ -147,18 +140,6 @@ class CueReader {
 };
 
 }  // namespace
-
-std::string CaptionsBeside(const std::string& content) {
-  const size_t slash = content.rfind('/');
-  const size_t dot = content.rfind('.');
-  const bool ending = dot != std::string::npos && (slash == std::string::npos || dot > slash);
-  for (const char* extension : {".ass", ".ssa", ".vtt", ".srt"}) {
-    for (const std::string& stem : {ending ? content.substr(0, dot) : content, content}) {
-      if (IsRegularFile(stem + extension)) return stem + extension;
-    }
-  }
-  return {};
-}
 
 bool ReadCaptions(std::string text, CaptionFile& file, std::string& error) {
   file = CaptionFile();

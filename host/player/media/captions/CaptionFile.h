@@ -29,10 +29,6 @@ constexpr size_t kLargestCaptionFile = size_t{8} << 20;
 constexpr size_t kMostCues = 20000;
 constexpr size_t kLongestCue = 4000;  ///< bytes; the rest is left out
 
-/// The captions beside a content: its name with .ass, .ssa, .vtt or .srt in place of the ending, or
-/// behind it. Empty: there are none.
-std::string CaptionsBeside(const std::string& content);
-
 /// Reads a text of any of the kinds, which it tells by itself. Cues that are wrong are left out.
 /// Returns  false with line and expectation in `error` when nothing can be read.
 bool ReadCaptions(std::string text, CaptionFile& file, std::string& error);

@@ -22,11 +22,6 @@ std::string BytesOf(GstBuffer* buffer, size_t most) {
   return bytes;
 }
 
-std::string FolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "" : path.substr(0, slash + 1);
-}
-
 }  // namespace
 
 void Captions::Tell(const std::string& what) {
@@ -42,17 +37,10 @@ CaptionTrack* Captions::Track() {
   return nullptr;
 }
 
-void Captions::Open(const ContentAddress& content, const std::string& choice) {
-  std::string path;
-  if (choice != "on") {
-    const bool relative = choice[0] != '/' && !content.path.empty();
-    path = (relative ? FolderOf(content.path) : "") + choice;
-  } else if (!content.path.empty()) {
-    path = CaptionsBeside(content.path);
-  }
+void Captions::Open(const std::string& path) {
   wantStream_ = path.empty();
   if (wantStream_) return;
-  name_ = path.substr(FolderOf(path).size());
+  name_ = path.substr(path.rfind('/') + 1);
   std::string text;
   std::string error;
   CaptionFile file;

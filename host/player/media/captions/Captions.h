@@ -21,10 +21,8 @@ class Captions {
  public:
   explicit Captions(EngineHost& host) : host_(host) {}
 
-  /// `choice` is "on", or a file's name, which is looked for beside the content unless it is a whole
-  /// path.
-  void Open(const ContentAddress& content, const std::string& choice);
-  /// No file has any: a stream inside of the content may.
+  /// The captions of a file; without one, a stream inside of the content may have some.
+  void Open(const std::string& path);
   bool WantStream() const { return wantStream_; }
 
   /// One of a stream's captions. Text of a kind that is not known is left alone.
