@@ -13,7 +13,7 @@ struct ContentAddress {
   std::string name;  ///< last part, for messages
 };
 
-/// Understands a plain path, a file:// address and any other scheme:// (remote). A relative path is
+/// Takes a plain path, a file:// address and any other scheme:// (remote). A relative path is
 /// taken from `base` (a folder, or an address) when there is one, else from the working directory.
 /// Returns  false with `error` saying what is wrong with the text.
 bool ResolveContentAddress(std::string_view text, std::string_view base, ContentAddress& address,

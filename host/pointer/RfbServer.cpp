@@ -28,7 +28,7 @@ constexpr int kLibraryWaitMs = 5000;
 constexpr size_t kBesidePictures = size_t{1} << 20;
 
 // The library's own log goes to standard error, with what viewers send in it.
-void SayNothing(const char*, ...) {}
+void DiscardLog(const char*, ...) {}
 
 RfbServer* ServerOf(const rfbScreenInfo* screen) {
   return static_cast<RfbServer*>(screen->screenData);
@@ -90,8 +90,8 @@ void RfbServer::Serve() {
 // The picture
 
 void RfbServer::MakeScreen() {
-  rfbLog = SayNothing;
-  rfbErr = SayNothing;
+  rfbLog = DiscardLog;
+  rfbErr = DiscardLog;
   settings_.display->CopyScreen(dims_, picture_);
   if (picture_.empty()) {
     dims_ = kDimsWithoutScreen;

@@ -167,6 +167,7 @@ Fiber::~Fiber() {
 
 void Fiber::Start(void* self) {
   auto* fiber = static_cast<Fiber*>(self);
+  QX_CHECK(fiber->entry_ != nullptr, "a new fiber has something to do");
   fiber->Arrive();
   fiber->entry_(fiber->argument_);
   std::fprintf(stderr, "plexion_sim: the entry of a fiber returned; expected SwitchForGood\n");
@@ -221,6 +222,7 @@ void Fiber::ReleasedHere([[maybe_unused]] Fiber& running,
 }
 
 void Fiber::SwitchForGood(Fiber& from, Fiber& to) {
+  QX_CHECK(!from.finished_, "a fiber ends once");
   from.finished_ = true;
   Switch(from, to);
   std::fprintf(stderr, "plexion_sim: a fiber that had ended was switched to\n");

@@ -9,6 +9,7 @@ namespace plexion_sim {
 namespace {
 
 std::string Family(std::string name) {
+  // "stateLock1" and "stateLock2" are of one kind: the order holds between kinds.
   while (!name.empty() && name.back() >= '0' && name.back() <= '9') name.pop_back();
   return name;
 }

@@ -6,9 +6,13 @@
 #include <cstdio>
 #include <sstream>
 
+#include "qx/core/Check.h"
+
 namespace plexion_sim {
 
 namespace {
+// Some faults need threads that alternate all the time, others one that gets far alone: each seed has
+// one of these.
 constexpr unsigned kSwitchPermille[] = {500, 250, 120, 60, 30};
 }  // namespace
 
@@ -16,6 +20,7 @@ RandomScheduler::RandomScheduler(uint64_t seed, unsigned latePermille)
     : numbers_(seed), switchPermille_(kSwitchPermille[seed % 5]), latePermille_(latePermille) {}
 
 size_t RandomScheduler::Choose(const Decision& decision) {
+  QX_CHECK(decision.count > 0 || decision.timeMayPass, "there is something to choose");
   if (decision.timeMayPass && latePermille_ > 0 && numbers_.Below(1000) < latePermille_) {
     return decision.count;
   }
@@ -85,6 +90,7 @@ bool Schedule::FromText(const std::string& text, std::string& error) {
     }
     read.switches.push_back(change);
   }
+  // Only now: a text with a mistake changes nothing.
   *this = read;
   return true;
 }

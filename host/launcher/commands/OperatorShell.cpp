@@ -2,6 +2,8 @@
 
 #include "host/launcher/commands/OperatorShell.h"
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -29,6 +31,7 @@ void OperatorShell::SayGo() {
 }
 
 bool OperatorShell::Open(const LauncherOptions& options, std::string& error) {
+  PLEXION_CHECK(commands_.empty(), "a shell is opened once");
   const std::string& socketPath = options.shellSocket;
   if (socketPath.empty() && !options.useShell && !options.pause) return true;
   shell_ = ModuleHandle<qx::platform::IShell>(kernel_, kernel_.TryAcquireModule("IShell", error));
@@ -37,6 +40,7 @@ bool OperatorShell::Open(const LauncherOptions& options, std::string& error) {
     return socketPath.empty();
   }
   hostShell_ = ModuleHandle<IHostShell>(kernel_, kernel_.TryAcquireModule("IHostShell", error));
+  // Typed ahead: "go" may be in the pipe before there is anything that waits for it.
   if (hostShell_ && options.pause) hostShell_->ExpectCommand("go");
   for (const auto& table : {WindowCommands(), InputCommands(), LauncherCommands()}) {
     for (const CommandRule& rule : table) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "qx/platform/IGraphicsDriver.h"
 
 namespace plexion_host {
@@ -24,8 +25,10 @@ std::string Rectangle(const qx::plexion::Rect& rect) {
 }
 
 Row RowOf(const HostWindow& window, qx::plexion::IPlexionSets* service) {
+  PLEXION_CHECK(window.window != nullptr, "a row is of a window");
   Row row{std::to_string(window.number), StatusName(window, service)};
   qx::platform::OutputPlane* plane = nullptr;
+  // Its lock may be held for as long as a load takes: the table must not wait for one content.
   if (!IsWindowBusy(window)) plane = window.window->GetOutputPlane();
   if (plane == nullptr) {
     row.insert(row.end(), {"-", "-", "-", "-"});

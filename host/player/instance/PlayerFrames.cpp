@@ -1,6 +1,7 @@
 // What a player instance does for one frame, on the player's thread.
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/instance/PlayerInstance.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -67,6 +68,7 @@ void PlayerInstance::AdvanceWithClock() {
 }
 
 void PlayerInstance::AdvanceTo(uint64_t position) {
+  PLEXION_CHECK(engine_ != nullptr, "there is an engine to move");
   advanceWanted_ = false;
   const StepResult result = pacer_.Step(*engine_, position);
   pictureChanged_ = pictureChanged_ || result.changed;
@@ -97,6 +99,7 @@ void PlayerInstance::DrawFrame() {
       target.bgAlpha = settings_.bgAlpha;
       target.everything = newPlane = drawEverything_;
       result = engine_->Draw(target);
+      // Also after a failure: the same frame would fail the same way; the next change is drawn anew.
       drawEverything_ = false;
     }
     pictureChanged_ = false;

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "host/player/instance/PlayerInstance.h"
 #include "host/player/instance/SettingsReport.h"
@@ -126,6 +127,7 @@ void PlayerInstance::PrepareEngine() {
 }
 
 void PlayerInstance::RunLoad() {
+  PLEXION_CHECK(engine_ == nullptr, "a content is loaded once");
   Announce(qx::plexion::kStatusLoading);
   statistics_.LoadBegins(clock_.Now());
   EngineError error;
@@ -188,6 +190,7 @@ void PlayerInstance::Announce(StageWindowStatus status, const char* message) {
     notifier_->OnMorvelInstanceNotification(status, nullptr);
     return;
   }
+  PLEXION_CHECK(notifier_ != nullptr, "a player that runs has somebody to tell");
   qx::plexion::StageWindowStatusData data = {};
   data.message = message;
   notifier_->OnMorvelInstanceNotification(status, &data);
@@ -220,6 +223,7 @@ void PlayerInstance::Finish(StageWindowStatus status, const std::string& message
     const MutexLock lock(mutex_);
     plane_ = nullptr;
     status_ = status;
+    // Nothing that was asked for before the end may happen after it.
     commands_.clear();
   }
   Announce(status, message.empty() ? nullptr : message.c_str());

@@ -19,7 +19,7 @@
 
 namespace plexion_host::player {
 
-/// Plays what the media framework understands: video, sound, pictures, animated pictures.
+/// Plays what the media framework decodes: video, sound, pictures, animated pictures.
 ///
 /// Load brings the pipeline to its first frame and then knows what it has. Video paces itself by
 /// the framework's clock: each frame is requested from the player when it is due. A still picture

@@ -221,6 +221,8 @@ bool Stage::SetPoints(Element& element, const Property& property, std::vector<do
 }
 
 void Stage::ClearSpans(Element& element) {
+  PLEXION_CHECK(textBytes_ >= element.spans.size() * kSpanBytes,
+                "every span was counted when it was set");
   textBytes_ -= element.spans.size() * kSpanBytes;
   element.spans.clear();
 }

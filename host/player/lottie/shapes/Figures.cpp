@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -33,6 +35,7 @@ void MakeRectangle(const RectangleFigure& figure, Outline& outline) {
   const double round = std::min({w, h, figure.radius});
   const double handle = round * (1 - kRoundHandle);
   outline.closed = true;
+  // Four corners in place of eight: most rectangles of most movies.
   if (round == 0) {
     outline.Add(x + w, y - h);
     outline.Add(x + w, y + h);
@@ -67,9 +70,12 @@ void MakeEllipse(const EllipseFigure& figure, Outline& outline) {
 
 void MakeStar(const StarFigure& figure, Outline& outline) {
   const int points = static_cast<int>(std::clamp(floor(figure.points), 0.0, kMostCorners / 2.0));
+  // As many as a document may ask for: the number may be any.
   const int corners = figure.polygon ? points : 2 * points;
   if (corners == 0) return;
   const double direction = figure.reversed ? -1 : 1;
+  PLEXION_CHECK(corners > 0 && corners <= kMostCorners,
+                "a star has corners, and not without limit");
   const double step = 2 * kPi / corners * direction;
   double angle = -kPi / 2 + figure.angle * kPi / 180;
   outline.closed = true;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/shapes/Curve.h"
 #include "host/player/lottie/shapes/Figures.h"
 #include "host/player/lottie/shapes/Modifiers.h"
@@ -155,6 +156,7 @@ void FindCrossings(const Range& a, const Range& b, int depth, std::vector<Crossi
                          first.right - first.left + second.right - second.left ||
                      fabs(first.top + first.bottom - second.top - second.bottom) >=
                          first.bottom - first.top + second.bottom - second.top;
+  // Curves that lie on each other cross everywhere: some of it is enough.
   if (apart || found.size() > kEnough) return;
   auto small = [](const Box& box) {
     return box.right - box.left <= kSmall && box.bottom - box.top <= kSmall;
@@ -192,6 +194,8 @@ bool FirstCrossing(const Curve& a, const Curve& b, Crossing& crossing) {
 void CutCrossing(Pieces& before, Pieces& after) {
   Crossing crossing;
   Curve left, right, unused;
+  PLEXION_CHECK(!before.empty() && !after.empty(), "a shifted curve has a piece at least");
+  // Both tests are of the curves as they were: the first cut may have shortened what the second needs.
   const Pieces oldBefore = before, oldAfter = after;
   if (FirstCrossing(before.back(), after.front(), crossing)) {
     Split(before.back(), crossing.first, left, unused);
@@ -279,6 +283,7 @@ void OffsetOutline(const Outline& from, const OffsetPath& offset, Outline& to) {
       last = &curve;
     }
   }
+  PLEXION_CHECK(last != nullptr, "a contour has a curve");
   Join(*last, all.front().front(), offset, to);
 }
 

@@ -90,6 +90,7 @@ void ShapeTree::Evaluate(const Moment& moment) {
   Walk(nodes_.data(), nodes_.size(), inside);
   ApplyModifiers(inside);
   FillPaths();
+  // With other shapes than before, what was kept of each says nothing about the one in its place.
   const bool sameList = evaluated_ && lastCount == opCount_;
   for (size_t i = 0; i < opCount_; ++i) FinishOp(i, sameList);
   evaluated_ = true;

@@ -1,4 +1,5 @@
 // The stage as a script sees it: its elements, and scenes that give way to each other.
+#include "host/base/Check.h"
 #include "host/player/application/paint/Placement.h"
 #include "host/player/application/script/library/ElementAccess.h"
 #include "host/player/application/script/library/Libraries.h"
@@ -71,6 +72,8 @@ int At(lua_State* state) {
 }
 
 int CurrentScene(lua_State* state) {
+  PLEXION_CHECK(ScriptHost::Of(state).Context().stage.CurrentScene() != nullptr,
+                "a document has a scene");
   lua_pushstring(state, ScriptHost::Of(state).Context().stage.CurrentScene()->id.c_str());
   return 1;
 }
