@@ -38,7 +38,11 @@ constexpr unsigned kCheckedAt = 80;
 class LottieEngine final : public Engine {
  public:
   explicit LottieEngine(EngineHost& host)
-      : host_(host), movie_(host.Memory()), images_(host.Memory()), backdrop_(host.Memory()) {}
+      : host_(host),
+        movie_(host.Memory()),
+        images_(host.Memory()),
+        backdrop_(host.Memory()),
+        painter_(host.Memory()) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     try {

@@ -104,5 +104,18 @@ TEST_F(BackdropTest, LeavesScarceMemoryToOthers) {
   memory.Free(others, nullptr, 0);
 }
 
+TEST(SurfacePoolTest, PixelsOfGroupsAreChargedToTheWindow) {
+  player::LimitedMemory memory(300 * 1024);
+  SurfacePool pool(&memory);
+  {
+    const SurfacePool::Lease lease = pool.TakeSurface(200, 200);
+    EXPECT_GE(memory.GetBytesUsed(), 200u * 200 * 4);
+    EXPECT_THROW((void)pool.TakeSurface(200, 200), std::bad_alloc);
+  }
+  const SurfacePool::Lease again = pool.TakeSurface(200, 190);
+  EXPECT_EQ(again.surface.Row(5)[5], 0u);
+  EXPECT_EQ(memory.Peak(), memory.GetBytesUsed()) << "the same pixels";
+}
+
 }  // namespace
 }  // namespace plexion_host::movie

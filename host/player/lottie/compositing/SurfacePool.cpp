@@ -4,6 +4,7 @@
 
 #include <string.h>
 
+#include <new>
 #include <utility>
 
 #include "host/base/Check.h"
@@ -12,13 +13,15 @@ namespace plexion_host::movie {
 
 class SurfacePool::Block {
  public:
-  explicit Block(size_t bytes) : words(bytes / 4) {}
-  size_t Bytes() const { return words.size() * 4; }
-  std::vector<uint32_t> words;
+  Block(qx::plexion::MemoryWatchdog* watchdog, size_t bytes) {
+    if (!words.Resize(watchdog, bytes)) throw std::bad_alloc();
+  }
+  size_t Bytes() const { return words.Size(); }
+  player::WatchedBuffer words;
   bool used = true;  ///< since the last Trim
 };
 
-SurfacePool::SurfacePool() = default;
+SurfacePool::SurfacePool(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
 SurfacePool::~SurfacePool() = default;
 
 SurfacePool::Lease::Lease(Lease&& other) noexcept
@@ -44,7 +47,7 @@ SurfacePool::Lease SurfacePool::TakeSurface(int width, int height) {
   PLEXION_CHECK(width >= 0 && height >= 0, "a surface has a size");
   const size_t stride = static_cast<size_t>(width) * 4;
   Lease lease = Take(stride * static_cast<size_t>(height));
-  lease.surface = {lease.block_->words.data(), width, height, stride};
+  lease.surface = {lease.block_->words.As<uint32_t>(), width, height, stride};
   return lease;
 }
 
@@ -52,7 +55,7 @@ SurfacePool::Lease SurfacePool::TakeCoverage(int width, int height) {
   PLEXION_CHECK(width >= 0 && height >= 0, "a plane has a size");
   const auto stride = static_cast<size_t>(width);
   Lease lease = Take(stride * static_cast<size_t>(height));
-  lease.coverage = {reinterpret_cast<uint8_t*>(lease.block_->words.data()), width, height, stride};
+  lease.coverage = {lease.block_->words.As<uint8_t>(), width, height, stride};
   return lease;
 }
 
@@ -70,13 +73,14 @@ SurfacePool::Lease SurfacePool::Take(size_t bytes) {
   if (best < free_.size() && free_[best]->Bytes() / 4 <= needed) {
     lease.block_ = std::move(free_[best]);
     free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(best));
-    memset(lease.block_->words.data(), 0, bytes);
   } else {
     // Room for all that is lent, so that giving back never allocates.
-    free_.reserve(++blocks_);
-    lease.block_ = std::make_unique<Block>(needed);
+    free_.reserve(blocks_ + 1);
+    lease.block_ = std::make_unique<Block>(watchdog_, needed);
+    ++blocks_;
     bytes_ += needed;
   }
+  memset(lease.block_->words.Data(), 0, bytes);
   lease.block_->used = true;
   return lease;
 }

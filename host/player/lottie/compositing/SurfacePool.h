@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "host/player/WatchedMemory.h"
 #include "host/player/lottie/raster/Surface.h"
 
 namespace plexion_host::movie {
@@ -13,11 +14,12 @@ namespace plexion_host::movie {
 /// Surfaces and planes for groups and masks, used again from frame to frame.
 ///
 /// Life     outlives everything taken from it.
-/// Errors   throws std::bad_alloc.
+/// Errors   throws std::bad_alloc, also when the watchdog refuses.
 /// Thread   one.
 class SurfacePool {
  public:
-  SurfacePool();
+  /// `watchdog` counts the memory; null for none. Borrowed.
+  explicit SurfacePool(qx::plexion::MemoryWatchdog* watchdog = nullptr);
   SurfacePool(const SurfacePool&) = delete;
   SurfacePool& operator=(const SurfacePool&) = delete;
   ~SurfacePool();
@@ -53,6 +55,7 @@ class SurfacePool {
   Lease Take(size_t bytes);
   void GiveBack(std::unique_ptr<Block> block);
 
+  qx::plexion::MemoryWatchdog* watchdog_;
   std::vector<std::unique_ptr<Block>> free_;
   size_t blocks_ = 0;  ///< blocks, lent or free
   size_t bytes_ = 0;

@@ -17,6 +17,9 @@ namespace plexion_host::movie {
 /// Life     keeps its memory from list to list. Errors: throws std::bad_alloc. Thread: one.
 class Painter {
  public:
+  /// `watchdog` counts the memory of groups' pixels; null for none. Borrowed.
+  explicit Painter(qx::plexion::MemoryWatchdog* watchdog = nullptr) : pool_(watchdog) {}
+
   /// Draws what of the items `from` to `to` of `list` lies in `clip` over what is there. `stopped` is
   /// asked now and then; once it says so, the rest is left out.
   /// Returns  false when it was stopped.
