@@ -84,6 +84,7 @@ void ShapeTree::Evaluate(const Moment& moment) {
   openStyles_.clear();
   openModifiers_.clear();
   targets_.clear();
+  copies_.clear();
   constancy_ = Constancy();
   Moment inside = moment;
   inside.constancy = &constancy_;
@@ -190,8 +191,9 @@ void ShapeTree::WalkCopies(const Node& repeater, const Node* nodes, size_t count
   if (copies == 0) return;
   CopyTransforms transforms;
   transforms.Reset(shape.transform, moment.Number(shape.offset, 0), moment);
-  std::vector<Matrix> matrices(static_cast<size_t>(copies));
-  for (Matrix& matrix : matrices) matrix = transforms.Next();
+  // Repeaters inside of this one put theirs behind.
+  const size_t firstCopy = copies_.size();
+  for (int i = 0; i < copies; ++i) copies_.push_back(transforms.Next());
   double first = 1;
   double last = 1;
   if (shape.transform != nullptr) {
@@ -202,9 +204,10 @@ void ShapeTree::WalkCopies(const Node& repeater, const Node* nodes, size_t count
     const int copy = shape.mode == 1 ? place : copies - 1 - place;
     const double share = copies > 1 ? double(place) / (copies - 1) : 0;
     const double opacity = std::clamp(first + (last - first) * share, 0.0, 1.0);
-    WalkGroup(nodes, count, matrices[static_cast<size_t>(copy)], static_cast<float>(opacity), 0,
-              moment);
+    const Matrix matrix = copies_[firstCopy + static_cast<size_t>(copy)];
+    WalkGroup(nodes, count, matrix, static_cast<float>(opacity), 0, moment);
   }
+  copies_.resize(firstCopy);
 }
 
 void ShapeTree::AddStyle(const Shape& shape, const Moment& moment) {

@@ -109,6 +109,7 @@ class ShapeTree {
   std::vector<Instance> instances_;
   size_t instanceCount_ = 0;
   std::vector<Target> targets_;
+  std::vector<Matrix> copies_;  ///< of the repeaters that are open
   std::vector<Modifier> modifiers_;
   size_t modifierCount_ = 0;
   OutlineList spare_;
