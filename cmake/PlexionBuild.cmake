@@ -111,6 +111,10 @@ function(plexion_vector_sources)
     # every one has NEON.
     list(APPEND options "-DHWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
   endif()
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "arm")
+    # Highway names the half-wide floating point type, which 32-bit ARM has only when told its format.
+    list(APPEND options -mfp16-format=ieee)
+  endif()
   if(PLEXION_SANITIZE)
     # The sanitizers take minutes for each kind of vector. One has all the paths.
     list(APPEND options -DHWY_COMPILE_ONLY_STATIC)

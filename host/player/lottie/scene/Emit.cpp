@@ -233,7 +233,7 @@ void Scene::EmitContent(const LayerUse& use, const Matrix& matrix, uint64_t user
     EmitImage(use, matrix, user, opacity);
   }
   for (size_t i = 0; i < use.strokes_.size(); ++i) {
-    EmitOp(use, use.strokes_[i], i + (size_t{kStrokePart} << 32), matrix, user, 1);
+    EmitOp(use, use.strokes_[i], i + (kStrokePart << 32), matrix, user, 1);
   }
 }
 
@@ -281,7 +281,7 @@ void Scene::EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t
   open.resize(outer);
 }
 
-void Scene::EmitOp(const LayerUse& use, const ShapeOp& op, size_t index, const Matrix& matrix,
+void Scene::EmitOp(const LayerUse& use, const ShapeOp& op, uint64_t index, const Matrix& matrix,
                    uint64_t user, float opacity) {
   if (op.path.IsEmpty() || op.opacity * opacity <= 0) return;
   const bool stroke = op.kind == ShapeOp::Kind::kStroke;

@@ -120,7 +120,7 @@ class Scene {
   void EmitContent(const LayerUse& use, const Matrix& matrix, uint64_t user, float opacity);
   void EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t count,
                const Matrix& matrix, uint64_t user, float opacity);
-  void EmitOp(const LayerUse& use, const ShapeOp& op, size_t index, const Matrix& matrix,
+  void EmitOp(const LayerUse& use, const ShapeOp& op, uint64_t index, const Matrix& matrix,
               uint64_t user, float opacity);
   void EmitImage(const LayerUse& use, const Matrix& matrix, uint64_t user, float opacity);
   size_t BeginGroup(uint64_t key);
