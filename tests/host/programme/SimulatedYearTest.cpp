@@ -11,7 +11,6 @@ namespace {
 
 constexpr int64_t kMinute = 60000;
 constexpr int64_t kHour = 60 * kMinute;
-constexpr int64_t kDay = 24 * kHour;
 /// Longest way to the right content after the clock was set: a load, and those that fail before it.
 constexpr int64_t kSettles = 20000;
 constexpr int kSteps = 200;
