@@ -102,7 +102,7 @@ void ExportSettings(const LauncherOptions& options) {
   if (!path.empty()) {
     setenv(kDataDirectoryVariable, std::filesystem::absolute(path, error).c_str(), 1);
   }
-  setenv(kIsolationVariable, options.isolation ? "on" : "off", 1);
+  if (options.isolation) setenv(kIsolationVariable, *options.isolation ? "on" : "off", 1);
   // Contents' processes find the engines where this one does.
   const char* const variable = "PLEXION_MODULE_PATH";
   const std::string modules =

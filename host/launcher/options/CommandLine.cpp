@@ -44,6 +44,14 @@ std::string ReadScreen(const std::string& text, DisplayOptions& display) {
   return {};
 }
 
+std::string ReadRestarts(const std::string& text, std::optional<unsigned>& most) {
+  constexpr int64_t kMost = 1000000;
+  const auto value = ReadWholeNumber(text, 0, kMost);
+  if (!value) return "a number from 0 to 1000000";
+  most = static_cast<unsigned>(*value);
+  return {};
+}
+
 template <typename Milliseconds>
 std::string ReadTime(const std::string& text, int64_t least, Milliseconds& milliseconds) {
   const auto value = ReadWholeNumber(text, least, kMostMilliseconds);
@@ -96,9 +104,9 @@ std::string ReadMemoryLimit(std::string text, uint32_t& bytes) {
   return {};
 }
 
-std::string ReadOnOff(const std::string& text, bool& on) {
+std::string ReadOnOff(const std::string& text, std::optional<bool>& on) {
   on = text == "on";
-  return on || text == "off" ? "" : "on or off";
+  return *on || text == "off" ? "" : "on or off";
 }
 
 std::string ReadModuleMap(const std::string& pair, std::map<std::string, std::string>& map) {
@@ -172,6 +180,11 @@ class OptionTable {
         "How contents of --signage and --programme follow each other: cut, fade, push or wipe; "
         "left, right, up or down; else cut",
         [&to](Text text) { return ReadTransition(text, to.transition); });
+    Add("--restart-failed", "N",
+        "Open a content that failed up to N times again, after 1, 2, 4 s ...; else 3 with "
+        "--signage, "
+        "and 0",
+        [&to](Text text) { return ReadRestarts(text, to.restartFailed); });
     Add("--load-timeout", "MS",
         "With --signage: leave out what is not ready after so long, and ask for it again later; "
         "else 15000",

@@ -49,11 +49,12 @@ struct LauncherOptions {
   std::vector<std::string> modulePath;
   std::optional<KeyMode> keyMode;
   uint32_t memoryLimitBytes = 0;       ///< of each window; 0: none
-  bool isolation = false;              ///< each content in a process of its own
+  std::optional<bool> isolation;       ///< each content in a process of its own
   std::string programme;               ///< a document, a folder or a list; empty: none
   std::optional<Rehearsal> rehearsal;  ///< of the programme
   bool signage = false;
   bool loop = false;
+  std::optional<unsigned> restartFailed;  ///< how often; none: see MostRestarts
   std::optional<StartTime> startAt;
   int64_t loadTimeoutMs = 15000;     ///< with signage: a content that takes longer is left out
   std::string shellSocket;           ///< empty: none
@@ -68,6 +69,12 @@ struct LauncherOptions {
   bool pause = false;
   bool useShell = false;
 };
+
+/// How often a content that failed comes back: as asked for, else three times on a sign, and never where
+/// somebody may look at it.
+inline unsigned MostRestarts(const LauncherOptions& options) {
+  return options.restartFailed.value_or(options.signage ? 3 : 0);
+}
 
 struct CommandLine {
   enum class Kind { kRun, kHelp, kVersion, kWrong };

@@ -58,6 +58,8 @@ struct Session {
   /// Windows of one line begin together, unless one takes longer than this to load: a stalled network
   /// must not keep the others from playing.
   std::chrono::milliseconds waitForOthers{2000};
+  /// In which a content that failed comes back; see Restarts.
+  std::chrono::milliseconds second{1000};
 
   /// Contents load while the display is being opened; said once, by the main thread: false when
   /// there will be none and the run is at its end.

@@ -17,7 +17,11 @@ constexpr std::chrono::milliseconds kFramePeriod{16};
 }  // namespace
 
 SignageRun::SignageRun(Session& session, const std::vector<WindowLine>& lines)
-    : session_(session), lines_(lines), opener_(session), late_(session.windows) {}
+    : session_(session),
+      lines_(lines),
+      rounds_(MostRestarts(session.options), session.second),
+      opener_(session),
+      late_(session.windows) {}
 
 bool SignageRun::Run() {
   session_.WaitForGo();
@@ -41,6 +45,7 @@ bool SignageRun::Run() {
     preparation.Join();
     previous = current;
     current = next;
+    if (current && unseenInRow_ >= lines_.size() && PauseBeforeNextRound()) unseenInRow_ = 0;
     if (current && (session_.windows.IsQuitting() || unseenInRow_ >= lines_.size())) {
       session_.windows.Destroy(current->window);
       current.reset();
@@ -61,6 +66,10 @@ bool SignageRun::Run() {
 std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
   for (size_t failures = 0; !session_.windows.IsQuitting(); ++failures) {
     roundFailed_ = failures >= lines_.size();
+    if (roundFailed_ && session_.options.loop && PauseBeforeNextRound()) {
+      failures = 0;
+      roundFailed_ = false;
+    }
     if (roundFailed_) break;
     const WindowLine* const line = NextLine();
     if (line == nullptr) break;
@@ -72,6 +81,7 @@ std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
     if (!next) continue;
     switch (Prepare(*next, current)) {
       case Outcome::kReady:
+        readyAt_ = StatusBoard::Clock::now();
         return next;
       case Outcome::kFailed:
         session_.windows.Destroy(next->window);
@@ -82,6 +92,22 @@ std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
     }
   }
   return std::nullopt;
+}
+
+bool SignageRun::PauseBeforeNextRound() {
+  opener_.ReportFailures();
+  if (opener_.IsRuntimeMissing()) return false;  // it will not come by waiting
+  const auto healthy =
+      readyAt_ ? StatusBoard::Clock::now() - *readyAt_ : StatusBoard::Clock::duration::zero();
+  const auto pause = rounds_.Next(healthy);
+  if (!pause) return false;
+  session_.Log(LogLevel::kWarning,
+               "--signage: no content can be played; all are asked for again in " +
+                   ShowDuration(*pause) + " (" + std::to_string(rounds_.Count()) + " of " +
+                   std::to_string(rounds_.Most()) + ")");
+  session_.windows.Board().WaitUntil(StatusBoard::Clock::now() + *pause,
+                                     [this] { return session_.windows.IsQuitting(); });
+  return !session_.windows.IsQuitting();
 }
 
 const WindowLine* SignageRun::NextLine() {

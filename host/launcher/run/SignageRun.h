@@ -10,6 +10,7 @@
 
 #include "host/launcher/run/LateWindows.h"
 #include "host/launcher/run/PlaneTransition.h"
+#include "host/launcher/run/Restarts.h"
 #include "host/launcher/run/WindowOpener.h"
 
 namespace plexion_host {
@@ -20,6 +21,9 @@ namespace plexion_host {
 /// plane below the current one, fully transparent. The switch is one frame, unless there is a
 /// transition: the next becomes opaque and the old one is hidden. The old window is destroyed afterwards, so the time that takes
 /// is not seen; until a next one is ready, the last picture of the old one stays.
+///
+/// A content that fails is left out, too. In a loop its turn comes again; when all have failed one after the
+/// other, the last picture stays for a pause, as often as --restart-failed allows.
 ///
 /// A content that is not ready after --load-timeout is named and left out, and asked for again: in
 /// the next round of a loop, else once more behind the last one of the list.
@@ -43,6 +47,8 @@ class SignageRun {
   std::optional<OpenWindow> PrepareNext(const OpenWindow* current);
   /// The next content to ask for; null at the end of the list.
   const WindowLine* NextLine();
+  /// Nothing can be played right now. Returns  true after the pause, when all may be asked for again.
+  bool PauseBeforeNextRound();
   /// Anything but kReady has been reported.
   Outcome Prepare(const OpenWindow& next, const OpenWindow* current);
   Outcome Load(const OpenWindow& next);
@@ -66,6 +72,8 @@ class SignageRun {
   std::unique_ptr<PlaneTransition> motion_;
 
   // Of the one that prepares; read by the other when that one has ended.
+  Restarts rounds_;
+  std::optional<StatusBoard::Clock::time_point> readyAt_;  // a content was, last
   WindowOpener opener_;
   LateWindows late_;
   size_t nextLine_ = 0;

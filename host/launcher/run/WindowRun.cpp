@@ -2,6 +2,7 @@
 
 #include "host/launcher/run/WindowRun.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "host/base/Check.h"
@@ -16,12 +17,16 @@ Ending EndingOf(const OpenWindow& window) {
   return {status, qx::plexion::IsTerminalStatus(status) ? "" : "the player refuses to go on"};
 }
 
-WindowRun::WindowRun(Session& session, const std::vector<OpenWindow>& windows) : session_(session) {
-  for (const OpenWindow& window : windows) items_.push_back({window});
+WindowRun::WindowRun(Session& session, const std::vector<OpenWindow>& windows)
+    : session_(session), opener_(session) {
+  for (const OpenWindow& window : windows) {
+    items_.push_back({window});
+    items_.back().restarts = Restarts(MostRestarts(session.options), session.second);
+  }
 }
 
 void WindowRun::Run() {
-  if (items_.size() == 1) {
+  if (items_.size() == 1 && MostRestarts(session_.options) == 0) {
     RunOne();
   } else {
     RunSeveral();
@@ -56,17 +61,35 @@ void WindowRun::RunSeveral() {
   while (!items_.empty()) {
     // Looking whether they may play can end the last of them, too.
     if (Advance(MayPlayYet()) || items_.empty()) continue;
-    StatusBoard& board = session_.windows.Board();
-    const auto changed = [this] {
-      for (const Item& item : items_) {
-        const WindowObserver& observer = *item.open.observer;
-        if (observer.HasEndedLocked()) return true;
-        if (session_.windows.IsQuitting()) continue;  // nothing else will be begun
-        if (item.phase == Phase::kLoading && observer.IsLoadedLocked()) return true;
-        if (item.phase == Phase::kShown && observer.IsReadyLocked()) return true;
+    WaitForChange();
+  }
+}
+
+void WindowRun::WaitForChange() {
+  StatusBoard& board = session_.windows.Board();
+  const auto changed = [this] {
+    for (const Item& item : items_) {
+      const WindowObserver& observer = *item.open.observer;
+      if (item.phase == Phase::kAway) {
+        if (session_.windows.IsQuitting()) return true;
+        continue;
       }
-      return false;
-    };
+      if (observer.HasEndedLocked()) return true;
+      if (session_.windows.IsQuitting()) continue;  // nothing else will be begun
+      if (item.phase == Phase::kLoading && observer.IsLoadedLocked()) return true;
+      if (item.phase == Phase::kShown && observer.IsReadyLocked()) return true;
+      if (item.before && observer.HasDrawnLocked()) return true;
+    }
+    return false;
+  };
+  std::optional<StatusBoard::Clock::time_point> first;
+  for (const Item& item : items_) {
+    if (item.phase != Phase::kAway) continue;
+    first = first ? std::min(*first, item.returnAt) : item.returnAt;
+  }
+  if (first) {
+    board.WaitUntil(*first, changed);
+  } else {
     board.Wait(changed);
   }
 }
@@ -98,6 +121,13 @@ bool WindowRun::Advance(bool mayPlay) {
   bool moved = false;
   for (size_t i = 0; i < items_.size();) {
     Item& item = items_[i];
+    if (item.phase == Phase::kAway) {
+      const size_t before = items_.size();
+      moved = Return(i) || moved;
+      if (items_.size() == before) ++i;
+      continue;
+    }
+    if (item.before && item.open.observer->HasDrawn()) DestroyBefore(item);
     const WindowObserver& observer = *item.open.observer;
     StatusBoard& board = session_.windows.Board();
     const bool ended = board.Ask([&] { return observer.HasEndedLocked(); });
@@ -149,15 +179,61 @@ void WindowRun::LogShown(Item& item) {
   session_.LogShown(shown);
 }
 
+bool WindowRun::ComeBack(Item& item) {
+  const auto now = StatusBoard::Clock::now();
+  const auto healthy = item.shownAt ? now - *item.shownAt : StatusBoard::Clock::duration::zero();
+  const auto pause = item.restarts.Next(healthy);
+  if (!pause) return false;
+  session_.Log(LogLevel::kWarning, PrintableWord(item.open.line->content) + ": comes back in " +
+                                       ShowDuration(*pause) + " (" +
+                                       std::to_string(item.restarts.Count()) + " of " +
+                                       std::to_string(item.restarts.Most()) + ")");
+  // What was seen last stays, whichever window drew it.
+  if (item.before && !item.open.observer->HasDrawn()) std::swap(item.open, *item.before);
+  DestroyBefore(item);
+  item.phase = Phase::kAway;
+  item.shownAt.reset();
+  item.returnAt = now + *pause;
+  return true;
+}
+
+bool WindowRun::Return(size_t index) {
+  Item& item = items_[index];
+  if (session_.windows.IsQuitting()) {
+    Finish(index);
+    return true;
+  }
+  if (StatusBoard::Clock::now() < item.returnAt) return false;
+  const std::optional<OpenWindow> opened = opener_.Open(*item.open.line);
+  if (!opened) {
+    opener_.ReportFailures();
+    if (!ComeBack(item)) Finish(index);
+    return true;
+  }
+  item.before = std::exchange(item.open, *opened);
+  item.phase = Phase::kLoading;
+  if (!item.open.window->LoadMVXAsync()) Finish(index);
+  return true;
+}
+
+void WindowRun::DestroyBefore(Item& item) {
+  if (item.before) session_.windows.Destroy(item.before->window);
+  item.before.reset();
+}
+
 void WindowRun::Finish(size_t index) {
   PLEXION_CHECK(index < items_.size(), "a window of the run ends once");
+  const Ending ending = EndingOf(items_[index].open);
+  const bool ended = ending.status == qx::plexion::kStatusComplete;
+  // Whoever ends the run does not want to hear what it was ended in; and who is away has been told of.
+  if (!ended && !session_.windows.IsQuitting() && items_[index].phase != Phase::kAway) {
+    session_.ContentError(items_[index].open.line->content, ending);
+    if (ComeBack(items_[index])) return;
+  }
+  DestroyBefore(items_[index]);
   const Item item = items_[index];
   const OpenWindow& open = item.open;
   items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
-  const Ending ending = EndingOf(open);
-  const bool ended = ending.status == qx::plexion::kStatusComplete;
-  // Whoever ends the run does not want to hear what it was ended in.
-  if (!ended && !session_.windows.IsQuitting()) session_.ContentError(open.line->content, ending);
   if (item.shownAt && ended) {
     const auto lasted = std::chrono::duration_cast<std::chrono::milliseconds>(
         StatusBoard::Clock::now() - *item.shownAt);

@@ -6,11 +6,15 @@
 #include <optional>
 #include <vector>
 
+#include "host/launcher/run/Restarts.h"
 #include "host/launcher/run/WindowOpener.h"
 
 namespace plexion_host {
 
 /// Plays all windows at the same time, until each has ended. Runs on the service thread.
+///
+/// With --restart-failed a content that failed is opened again after a pause. Its last picture stays
+/// until the new window has drawn one.
 class WindowRun {
  public:
   WindowRun(Session& session, const std::vector<OpenWindow>& windows);
@@ -18,12 +22,20 @@ class WindowRun {
   void Run();
 
  private:
-  enum class Phase { kLoading, kShown, kPlaying };
+  enum class Phase {
+    kLoading,
+    kShown,
+    kPlaying,
+    kAway,  ///< it failed, and comes back
+  };
   struct Item {
     OpenWindow open;
     Phase phase = Phase::kLoading;
     bool refused = false;  ///< the window would not begin to load
     std::optional<StatusBoard::Clock::time_point> shownAt = {};
+    Restarts restarts{};
+    StatusBoard::Clock::time_point returnAt = {};  ///< kAway
+    std::optional<OpenWindow> before = {};  ///< the one that failed, until this one has drawn
   };
 
   /// The service's own way: load (and, paused, wait for "go" with its address), then play.
@@ -34,10 +46,16 @@ class WindowRun {
   bool MayPlayYet();
   bool CreatePlanes(size_t index);
   void LogShown(Item& item);
-  /// Reports an ending in error, and destroys the window.
+  /// Reports an ending in error, and destroys the window, or has it come back.
   void Finish(size_t index);
+  bool ComeBack(Item& item);
+  /// Returns  whether anything changed.
+  bool Return(size_t index);
+  void DestroyBefore(Item& item);
+  void WaitForChange();
 
   Session& session_;
+  WindowOpener opener_;
   std::vector<Item> items_;
 };
 

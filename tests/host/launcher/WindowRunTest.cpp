@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "host/base/NamedThread.h"
 #include "host/launcher/run/WindowRun.h"
 #include "tests/host/launcher/RunStage.h"
@@ -37,6 +39,42 @@ TEST_F(WindowRunTest, WindowsBeginTogetherWhoeverIsReadyFirst) {
   stage_.service.MakeReady("waits");
   EXPECT_EQ(End(), (Lines{"open ends", "open waits", "load ends", "load waits", "play ends",
                           "play waits", "destroy ends", "destroy waits"}));
+}
+
+TEST_F(WindowRunTest, OneThatFailedComesBackAsOftenAsAsked) {
+  stage_.options.restartFailed = 2;
+  stage_.session.second = std::chrono::milliseconds(1);
+  Start({"missing", "plays"});
+  stage_.service.AwaitLine("play plays");
+  // Away or back, it does not keep the other from playing.
+  while (stage_.service.CountOf("load missing") < 3) std::this_thread::yield();
+  stage_.windows.TerminateAll();
+  End();
+  EXPECT_EQ(stage_.service.CountOf("load missing"), 3U);
+  EXPECT_EQ(stage_.service.CountOf("destroy missing"), 3U);
+  EXPECT_EQ(stage_.service.CountOf("load plays"), 1U);
+}
+
+TEST_F(WindowRunTest, TheEndDoesNotWaitForOneThatIsAway) {
+  stage_.options.restartFailed = 1;
+  stage_.session.second = std::chrono::hours(1);
+  Start({"missing"});
+  stage_.service.AwaitLine("load missing");
+  stage_.windows.RequestQuit();
+  EXPECT_EQ(End().back(), "destroy missing");
+}
+
+TEST(RestartsTest, PausesDoubleUpToAMinuteAndAMinuteOfHealthForgetsThem) {
+  using std::chrono::seconds;
+  Restarts restarts(9);
+  for (const int pause : {1, 2, 4, 8, 16, 32, 60, 60}) {
+    EXPECT_EQ(restarts.Next(seconds(59)), seconds(pause));
+  }
+  EXPECT_EQ(restarts.Next(seconds(60)), seconds(1)) << "anew";
+  Restarts few(1);
+  EXPECT_TRUE(few.Next(seconds(0)));
+  EXPECT_FALSE(few.Next(seconds(0)));
+  EXPECT_TRUE(few.Next(seconds(61)));
 }
 
 TEST_F(WindowRunTest, OneThatTakesLongDoesNotKeepTheOthersFromPlaying) {
