@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "host/base/Text.h"
+#include "host/contracts/DataDirectory.h"
 #include "host/player/content/CaptionAddress.h"
 
 namespace plexion_host::content {
@@ -84,6 +85,8 @@ void AddNetwork(Rights& rights, const player::PlayerSettings& settings) {
   rights.network = true;
   AddAll(rights.read, kNetworkReads);
   rights.read.push_back(settings.sslCertsDir);
+  const std::string data = Variable(kDataDirectoryVariable);
+  rights.read.push_back((data.empty() ? kInstallBase : data) + "/data/config/ssl/certs");
   // "HOST=FILE,HOST=FILE"
   for (const std::string& entry : SplitAt(settings.sslClientCertTable, ',')) {
     const size_t equals = entry.find('=');
@@ -130,9 +133,13 @@ Rights RightsFor(const player::remote::ContentOrder& order, const player::Conten
     case ContentKind::kApplication:
       AddApplication(rights, content.path, settings);
       break;
-    default:
+    case ContentKind::kMedia:
       rights.read.push_back(content.path);
       rights.read.push_back(player::CaptionAddress(content.path, settings));
+      break;
+    default:
+      // A list of files that lie beside it, maybe.
+      if (!content.path.empty()) rights.read.push_back(FolderOf(content.path));
       break;
   }
   // Only content whose address lies there; an application asks for nothing from the network.

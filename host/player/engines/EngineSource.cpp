@@ -62,12 +62,13 @@ void InstalledEngines::OpenLibraries(ContentKind kind, const std::string& format
 
 IEngineModule* InstalledEngines::ModuleFor(ContentKind kind) {
   switch (kind) {
-    case ContentKind::kMedia:
-      return Acquire(media_, kMediaEngineModule);
+    case ContentKind::kMovie:
+      return nullptr;
     case ContentKind::kApplication:
       return Acquire(application_, kApplicationEngineModule);
     default:
-      return nullptr;
+      // The media engine has the last word on what nobody knows.
+      return Acquire(media_, kMediaEngineModule);
   }
 }
 

@@ -12,8 +12,6 @@ namespace {
 ContentOrder OrderOf(const ContentAddress& content, const ProbeResult& probe) {
   ContentOrder order;
   order.kind = probe.kind;
-  // The media engine has the last word on what nobody knows.
-  if (order.kind == ContentKind::kUnknown) order.kind = ContentKind::kMedia;
   order.network = !content.url.empty();
   return order;
 }

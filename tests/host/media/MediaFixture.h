@@ -11,6 +11,7 @@
 
 #include "host/player/media/MediaEngine.h"
 #include "tests/host/media/MediaClips.h"
+#include "tests/host/player/OwnOrIsolated.h"
 #include "tests/host/player/PlayerFixture.h"
 
 namespace plexion_host::player {
@@ -79,7 +80,7 @@ class MediaFixture : public ::testing::Test {
 
   MediaClips clips_;
   VirtualPlayerClock clock_;
-  MediaEngines engines_;
+  OwnOrIsolated<MediaEngines> engines_;
   RecordingWindow window_;
   std::unique_ptr<FakePlane> plane_ = std::make_unique<FakePlane>(64, 48);
   std::vector<uint32_t> centres_;  ///< the plane's middle pixel after each frame
