@@ -10,6 +10,11 @@ class ApplicationEngineModule final : public IEngineModule {
     return MakeApplicationEngine(host, engines_, SystemClocks());
   }
 
+  void OpenLibraries(const std::string& /*format*/) override {
+    // What its document names is not known yet, and later the framework could not look around.
+    engines_.OpenLibraries(ContentKind::kMedia, "");
+  }
+
  private:
   InstalledEngines engines_;  ///< for what plays inside of applications
 };

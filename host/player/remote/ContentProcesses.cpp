@@ -20,12 +20,14 @@ namespace plexion_host::player::remote {
 
 namespace {
 
-constexpr std::chrono::milliseconds kMemoryPeriod{250};
+constexpr std::chrono::milliseconds kPeriod{250};
 constexpr int kGentleMs = 500;
-/// Records and lines that content may say a second, and at once.
+/// Records that content may send a second, and at once.
 constexpr double kCreditPerSecond = 2000;
 constexpr double kMostCredit = 8000;
-constexpr double kBytesOfCredit = 20;  // of a line, each costs as much as a record
+/// What it prints is read no faster than that; a process whose pipe is full waits, or leaves something out.
+constexpr double kPrintedPerSecond = 256 * 1024;
+constexpr double kMostPrinted = 1024 * 1024;
 /// From one process before the others have their turn.
 constexpr int kMostInTurn = 64;
 constexpr size_t kMostLine = 4096;
@@ -134,7 +136,7 @@ void ContentProcesses::Run() {
                                   [](const ChildPointer& child) { return child->taken; });
     epoll_event events[16];
     const int count =
-        epoll_wait(epoll_.Get(), events, 16, busy ? static_cast<int>(kMemoryPeriod.count()) : -1);
+        epoll_wait(epoll_.Get(), events, 16, busy ? static_cast<int>(kPeriod.count()) : -1);
     for (int i = 0; i < count; ++i) {
       const int descriptor = events[i].data.fd;
       if (descriptor == wake_.Fd()) {
@@ -144,7 +146,7 @@ void ContentProcesses::Run() {
         Serve(child, descriptor);
       }
     }
-    if (Clock::now() - memoryLooked_ >= kMemoryPeriod) LookAtMemory();
+    if (Clock::now() - lookedAround_ >= kPeriod) LookAround();
   }
   for (const ChildPointer& child : children_) child->process->Kill();
 }
@@ -168,6 +170,7 @@ ContentProcesses::ChildPointer ContentProcesses::StartChild(std::string& error) 
   if (child->process == nullptr) return nullptr;
   child->credit = kMostCredit;
   child->credited = Clock::now();
+  child->mayPrint = kMostPrinted;
   Add(epoll_, child->process->Socket());
   Add(epoll_, child->process->Output());
   Add(epoll_, child->process->Handle());
@@ -268,19 +271,25 @@ void ContentProcesses::Flooded(Child& child) {
 void ContentProcesses::ReadOutput(Child& child) {
   char bytes[4096];
   for (int i = 0; i < kMostInTurn && child.outputOpen; ++i) {
+    if (child.mayPrint < 0) return PauseOutput(child);
     const ssize_t count = read(child.process->Output(), bytes, sizeof bytes);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return;
     if (count == 0) {
       child.outputOpen = false;
-      epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, child.process->Output(), nullptr);
+      PauseOutput(child);
       PrintLines(child, true);
       return;
     }
+    child.mayPrint -= static_cast<double>(count);
     child.printed.append(bytes, static_cast<size_t>(count));
     PrintLines(child, false);
-    if (child.credit < 0) return Flooded(child);
   }
+}
+
+void ContentProcesses::PauseOutput(Child& child) {
+  epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, child.process->Output(), nullptr);
+  child.outputPaused = true;
 }
 
 void ContentProcesses::PrintLines(Child& child, bool all) {
@@ -291,11 +300,9 @@ void ContentProcesses::PrintLines(Child& child, bool all) {
     if (!whole) end = child.printed.size();
     if (!whole && !all && end - begin < kMostLine) break;
     end = std::min(end, begin + kMostLine);
-    child.credit -= 1 + static_cast<double>(end - begin) / kBytesOfCredit;
     // Whatever content makes a library print, it is one line of text here.
-    const std::string line =
-        PrintableWord(std::string_view(child.printed).substr(begin, end - begin));
-    if (child.credit >= 0) IQXKernel::GetKernel()->Printf("%s\n", line.c_str());
+    const std::string line = Printable(std::string_view(child.printed).substr(begin, end - begin));
+    IQXKernel::GetKernel()->Printf("%s\n", line.c_str());
     begin = end + (end < child.printed.size() && child.printed[end] == '\n' ? 1 : 0);
   }
   child.printed.erase(0, begin);
@@ -316,8 +323,15 @@ void ContentProcesses::CollectIfEnded(const ChildPointer& child) {
   children_.remove(child);
 }
 
-void ContentProcesses::LookAtMemory() {
-  memoryLooked_ = Clock::now();
+void ContentProcesses::LookAround() {
+  const std::chrono::duration<double> since = Clock::now() - lookedAround_;
+  lookedAround_ = Clock::now();
+  for (const ChildPointer& child : children_) {
+    child->mayPrint = std::min(kMostPrinted, child->mayPrint + since.count() * kPrintedPerSecond);
+    if (!child->outputPaused || !child->outputOpen || child->mayPrint < 0) continue;
+    child->outputPaused = false;
+    Add(epoll_, child->process->Output());
+  }
   for (const ChildPointer& child : children_) {
     if (child->listener == nullptr || !child->loads) continue;
     child->listener->OnMemory(child->process->AnonymousBytes());

@@ -79,6 +79,8 @@ class ContentProcesses {
     double credit = 0;    ///< what it may still say now
     Clock::time_point credited;
     bool outputOpen = true;
+    bool outputPaused = false;  ///< it has printed too much for now
+    double mayPrint = 0;        ///< bytes
   };
   using ChildPointer = std::shared_ptr<Child>;
 
@@ -97,10 +99,12 @@ class ContentProcesses {
   void ReadEvents(Child& child);
   void Tell(Child& child, const Event& event);
   void ReadOutput(Child& child);
+  void PauseOutput(Child& child);
   void PrintLines(Child& child, bool all);
   void Flooded(Child& child);
   void CollectIfEnded(const ChildPointer& child);
-  void LookAtMemory();
+  /// Memory of all, and whose output is read on.
+  void LookAround();
 
   const std::string program_;
   const Descriptor epoll_;
@@ -112,7 +116,7 @@ class ContentProcesses {
 
   // The thread's own.
   std::list<ChildPointer> children_;
-  Clock::time_point memoryLooked_;
+  Clock::time_point lookedAround_;
   std::string protection_;  ///< told last
   bool quit_ = false;
 

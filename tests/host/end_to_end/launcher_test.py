@@ -633,6 +633,85 @@ class Ending(Story):
         self.assertFalse(os.path.exists(f"/tmp/.plexion/app-tmp/{process.pid}"))
 
 
+class Isolation(Story):
+    """Contents in processes of their own, ended by hand."""
+
+    def start(self, *arguments):
+        process = subprocess.Popen(self.command("--isolation", "on", *arguments), cwd=self.folder,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def contents(self, launcher):
+        """The processes of a launcher that have taken content, and so have given up rights."""
+        found = []
+        for task in os.listdir(f"/proc/{launcher}/task"):
+            with open(f"/proc/{launcher}/task/{task}/children", encoding="ascii") as children:
+                found += [int(child) for child in children.read().split()]
+        return sorted(one for one in found if self.has_given_up(one))
+
+    def has_given_up(self, process):
+        try:
+            with open(f"/proc/{process}/status", encoding="ascii", errors="replace") as status:
+                return "Seccomp:\t2" in status.read()
+        except OSError:
+            return False
+
+    def wait_for(self, condition, what):
+        deadline = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, what)
+            time.sleep(0.02)
+
+    def test_one_that_crashes_ends_its_window_and_no_other(self):
+        for number, name in ((signal.SIGSEGV, "SIGSEGV"), (signal.SIGKILL, "SIGKILL")):
+            process = self.start("--exit-after", "4000", "long.mvx", "long.mvx")
+            self.wait_for(lambda: len(self.contents(process.pid)) == 2, "two processes")
+            victim, other = self.contents(process.pid)
+            os.kill(victim, number)
+            self.wait_for(lambda: self.contents(process.pid) == [other], "the other plays on")
+            _, err = process.communicate(timeout=60)
+            self.assertEqual(1, process.returncode, err)
+            self.assertRegex(err, r"long\.mvx: kErrorFatalPlaybackError: (long\.mvx: )?the content's "
+                             rf"process crashed: it was ended by signal {number.value} .{name}.")
+            self.assertEqual(1, err.count("kErrorFatal"), err)
+
+    def test_one_that_stands_still_is_ended_after_two_seconds(self):
+        process = self.start("long.mvx")
+        self.wait_for(lambda: self.contents(process.pid), "a process")
+        os.kill(self.contents(process.pid)[0], signal.SIGSTOP)
+        _, err = process.communicate(timeout=60)
+        self.assertEqual(1, process.returncode, err)
+        self.assertIn("no answer for", err)
+
+    def test_a_killed_launcher_leaves_no_process_behind(self):
+        for number in (signal.SIGKILL, signal.SIGTERM, signal.SIGSEGV):
+            process = self.start("long.mvx", "long.mvx", "--bgalpha", "3", "long.mvx")
+            self.wait_for(lambda: len(self.contents(process.pid)) == 3, "three processes")
+            contents = self.contents(process.pid)
+            os.kill(contents[0], signal.SIGSTOP)  # one that could not even hear of it
+            process.send_signal(number)
+            process.wait(timeout=60)
+            self.wait_for(lambda: not any(os.path.exists(f"/proc/{one}/exe") for one in contents),
+                          "its processes go with it")
+
+    def test_one_that_failed_comes_back(self):
+        process = self.start("--restart-failed", "1", "long.mvx")
+        self.wait_for(lambda: self.contents(process.pid), "a process")
+        first = self.contents(process.pid)
+        os.kill(first[0], signal.SIGSEGV)
+        self.wait_for(lambda: self.contents(process.pid) not in ([], first), "another process")
+        second = self.contents(process.pid)
+        self.wait_for(lambda: self.contents(process.pid) == second, "one")
+        os.kill(second[-1], signal.SIGSEGV)
+        _, err = process.communicate(timeout=60)
+        self.assertEqual(1, process.returncode)
+        self.assertEqual(1, err.count("comes back in 1 s (1 of 1)"), err)
+        self.assertEqual(2, err.count("SIGSEGV"), err)
+
+
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     for option in ("--launcher", "--recorder"):
