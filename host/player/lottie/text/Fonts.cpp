@@ -1,6 +1,7 @@
 // Lines of text through Pango, outlines through HarfBuzz.
 #include "host/player/lottie/text/Fonts.h"
 
+#include <dlfcn.h>
 #include <hb.h>
 #include <pango/pangocairo.h>
 
@@ -98,11 +99,20 @@ void ReadStyle(const TextFont& font, PangoFontDescription* description) {
   }
 }
 
+/// The first font map starts a thread of Pango's that reads the fonts' configuration, and nobody waits
+/// for it where no font is needed: its code has to stay when this module goes.
+void KeepPango() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&pango_cairo_font_map_new), &info) == 0) return;
+  (void)dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
 }  // namespace
 
 class Fonts::Map {
  public:
   Map() : map_(pango_cairo_font_map_new()), pen_(NewPen()) {
+    KeepPango();
     context_ = pango_font_map_create_context(map_);
     cairo_font_options_t* options = cairo_font_options_create();
     cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
