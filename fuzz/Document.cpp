@@ -55,9 +55,11 @@ void Draw(Stage& stage) {
   target.pitchBytes = 32 * 4;
   target.dims = {32, 32};
   target.everything = true;
-  Require(painter.Draw(target, "").drawn, "the first picture is drawn");
+  const StageFit fit =
+      StageFit::Of(stage.width, stage.height, target.dims, plexion_host::Fit::kContain);
+  Require(painter.Draw(target, fit, {}).drawn, "the first picture is drawn");
   target.everything = false;
-  Require(!painter.Draw(target, "").drawn, "nothing is drawn when nothing changed");
+  Require(!painter.Draw(target, fit, {}).drawn, "nothing is drawn when nothing changed");
 }
 
 }  // namespace

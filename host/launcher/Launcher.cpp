@@ -16,6 +16,7 @@
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
 #include "host/contracts/Isolation.h"
+#include "host/contracts/WatchFiles.h"
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
@@ -99,6 +100,7 @@ void ExportSettings(const LauncherOptions& options) {
   // For modules, which have no other way to the launcher's own options.
   const std::string& path = options.dataDirectory;
   std::error_code error;
+  if (options.watch) setenv(kWatchVariable, "1", 1);
   if (!path.empty()) {
     setenv(kDataDirectoryVariable, std::filesystem::absolute(path, error).c_str(), 1);
   }

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/player/ContentAddress.h"
 #include "host/player/PlayerSettings.h"
@@ -155,6 +156,10 @@ class Engine {
   virtual void OnProxy(const ProxySettings& /*proxy*/) {}
   /// A factor from 0 to 1 for the sound, on top of the settings'. 1 until told.
   virtual void SetVolume(double /*factor*/) {}
+
+  /// What an author should know of a content that plays: files that nobody names, scenes that are
+  /// never shown. After Load, for `plexion check`; may take its time.
+  virtual std::vector<std::string> Findings() { return {}; }
 
   /// Moves on to a moment. Clocked engines are called at the pace of their frame rate (moments that
   /// are too late are left out) and all engines after an input or RequestFrame. No plane is locked,

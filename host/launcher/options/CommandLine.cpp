@@ -176,6 +176,8 @@ class OptionTable {
     AddFlag("--signage", to.signage,
             "Play the contents one after the other, each ready before the last one ends");
     AddFlag("--loop", to.loop, "With --signage: begin again after the last content");
+    AddFlag("--watch", to.watch,
+            "Read an application's document, scripts and pictures again when they change");
     Add("--transition", "KIND[,MS[,DIRECTION]]",
         "How contents of --signage and --programme follow each other: cut, fade, push or wipe; "
         "left, right, up or down; else cut",

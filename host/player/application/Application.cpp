@@ -13,6 +13,7 @@
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
+#include "host/player/application/document/Inspection.h"
 #include "host/player/application/paint/FontFolders.h"
 
 namespace plexion_host::player::application {
@@ -81,6 +82,7 @@ bool Application::Load(const ContentAddress& content, const StartOptions& option
   frameRate_ = options.frameRate > 0 ? options.frameRate : stage_.framesPerSecond;
   now_ = static_cast<double>(options.position) / frameRate_;
   knownFailure_ = options.knownFailure;
+  if (options.before != nullptr) TakeOver(*options.before);
   host_.ReportProgress(kParsedAt);
   AddFonts();
   LoadStaleResources();
@@ -131,13 +133,13 @@ StepResult Application::Advance(const FrameStep& step) {
   return {stage_.Revision() != drawnRevision_, NextPosition(step)};
 }
 
-DrawResult Application::Draw(const DrawTarget& target) {
+DrawResult Application::Draw(const DrawTarget& target, const std::string& problem) {
   fit_ = StageFit::Of(stage_.width, stage_.height, target.dims, FitOf(host_.Settings()));
   const std::string counter = host_.Settings().debugMode
                                   ? "drawn " + std::to_string(draws_ + 1) + "  " +
                                         ShowNumber(floor(now_ * 100) / 100) + " s"
                                   : "";
-  const DrawResult result = painter_.Draw(target, fit_, counter);
+  const DrawResult result = painter_.Draw(target, fit_, {counter, problem});
   if (result.drawn) ++draws_;
   drawnRevision_ = stage_.Revision();
   // Rarely, and only when there is something to be found.
@@ -180,14 +182,58 @@ bool Application::OpenFolders(const ContentAddress& content, EngineError& error)
 }
 
 bool Application::ReadStage(std::vector<ScriptReference>& scripts, EngineError& error) {
-  std::string text;
   error.status = qx::plexion::kErrorInvalidURL;
-  if (!documentFolder_.Read(documentName_, kLargestDocument + 1, text, error.message)) return false;
+  if (!documentFolder_.Read(documentName_, kLargestDocument + 1, documentText_, error.message)) {
+    return false;
+  }
   host_.ReportProgress(kReadAt);
   DocumentError wrong;
-  if (ReadDocument(text, stage_, scripts, wrong)) return true;
+  if (ReadDocument(documentText_, stage_, scripts, wrong)) return true;
   error = {qx::plexion::kErrorCorruptMovie, Describe(documentName_, wrong)};
   return false;
+}
+
+void Application::TakeOver(const Application& before) {
+  Stage asWritten;
+  std::vector<ScriptReference> scripts;
+  DocumentError ignored;
+  if (!ReadDocument(before.documentText_, asWritten, scripts, ignored)) return;
+  const auto takeOver = [&](Element& element) {
+    const Element* then = element.id.empty() ? nullptr : asWritten.FindById(element.id);
+    const Element* last = then == nullptr ? nullptr : before.stage_.FindById(element.id);
+    if (last == nullptr || then->kind != element.kind || last->kind != element.kind) return;
+    stage_.TakeOver(element, *then, *last);
+  };
+  stage_.ForEach(takeOver);
+  Element* scene = stage_.FindScene(before.stage_.CurrentScene()->id);
+  if (scene != nullptr) stage_.Show(*scene, Transition(), now_);
+}
+
+void Application::WatchSources(FileWatch& watch, std::set<std::string>& watched) const {
+  std::string ignored;
+  const auto add = [&](const BaseFolder& folder, const std::string& name) {
+    // What is in no folder of its own cannot come to be there either.
+    if (!name.empty() && watched.insert(name).second) watch.Add(folder, name, ignored);
+  };
+  add(documentFolder_, documentName_);
+  if (script_ != nullptr) {
+    for (const std::string& file : script_->ScriptFiles()) add(base_, file);
+  }
+  stage_.ForEach([&](const Element& element) { add(base_, element.src); });
+}
+
+std::vector<std::string> Application::Findings() const {
+  return InspectFolder(base_, documentName_, documentText_, stage_);
+}
+
+bool Application::ReadAgain(const std::string& name) {
+  bool shown = false;
+  stage_.ForEach([&](Element& element) {
+    if (element.src != name) return;
+    shown = true;
+    stage_.Touch(element, *FindProperty(element.kind, "src"));
+  });
+  return shown;
 }
 
 void Application::AddFonts() {

@@ -5,6 +5,7 @@
 #include <stdint.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "host/player/application/document/Document.h"
 #include "host/player/application/embedded/EmbeddedElements.h"
 #include "host/player/application/files/BaseFolder.h"
+#include "host/player/application/files/FileWatch.h"
 #include "host/player/application/paint/Painter.h"
 #include "host/player/application/paint/Picture.h"
 #include "host/player/application/paint/Placement.h"
@@ -25,12 +27,17 @@
 
 namespace plexion_host::player::application {
 
+class Application;
+
 /// Where an application begins that takes the place of an earlier one.
 struct StartOptions {
   uint64_t position = 0;
   double frameRate = 0;  ///< 0: the document's
   /// Why the one before could not start; the same is not told again.
   std::string knownFailure;
+  /// Whose place it takes: what a script had set there, and the scene, it takes over where the
+  /// names are the same and the document says of them what it said before. Only during Load.
+  const Application* before = nullptr;
 };
 
 /// An application as it was read from its folder, once: stage, script, players and painter.
@@ -54,9 +61,19 @@ class Application {
   /// Why; empty when it plays.
   const std::string& Failure() const { return failure_; }
 
+  /// Has `watch` tell of its document, scripts and pictures; `watched` are those that it tells of
+  /// already.
+  void WatchSources(FileWatch& watch, std::set<std::string>& watched) const;
+  /// A file that it shows has changed, and is loaded once more. False: it is no such file.
+  bool ReadAgain(const std::string& name);
+
+  /// See Engine::Findings.
+  std::vector<std::string> Findings() const;
+
   void OnInput(const InputEvent& event);
   StepResult Advance(const FrameStep& step);
-  DrawResult Draw(const DrawTarget& target);
+  /// `problem` is drawn on top, for its author; empty: there is none.
+  DrawResult Draw(const DrawTarget& target, const std::string& problem);
 
  private:
   // Loading.
@@ -65,6 +82,7 @@ class Application {
   void AddFonts();
   void MakeScriptHost();
   bool ShowFallback(const EngineError& error);
+  void TakeOver(const Application& before);
   void LoadStaleResources();
   void LoadPicture(Element& element);
 
@@ -83,6 +101,7 @@ class Application {
   Animations animations_;
   TextLayouts texts_;
   std::string documentName_;
+  std::string documentText_;
   BaseFolder documentFolder_;
   BaseFolder base_;
   BaseFolder extensions_;

@@ -4,7 +4,10 @@
 #include <math.h>
 
 #include <algorithm>
+#include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "host/base/Check.h"
 #include "host/player/application/Application.h"
@@ -19,16 +22,18 @@ constexpr double kLongestRetrySeconds = 600;
 
 class ApplicationEngine final : public Engine {
  public:
-  ApplicationEngine(EngineHost& host, EngineSource& engines, ApplicationClocks clocks)
-      : host_(host), engines_(engines), clocks_(std::move(clocks)) {}
+  ApplicationEngine(EngineHost& host, EngineSource& engines, ApplicationClocks clocks,
+                    bool watchFiles)
+      : host_(host), engines_(engines), clocks_(std::move(clocks)), watchFiles_(watchFiles) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     content_ = content;
     application_ = std::make_unique<Application>(host_, engines_, clocks_);
-    if (!application_->Load(content, {}, error)) {
+    if (!application_->Load(content, StartOptions(), error)) {
       application_.reset();
       return false;
     }
+    WatchSources();
     const Stage& stage = application_->GetStage();
     facts.stageDims = {stage.width, stage.height};
     facts.framesPerSecond = frameRate_ = stage.framesPerSecond;
@@ -36,10 +41,13 @@ class ApplicationEngine final : public Engine {
     return true;
   }
 
+  std::vector<std::string> Findings() override { return application_->Findings(); }
+
   void OnInput(const InputEvent& event) override { application_->OnInput(event); }
 
   StepResult Advance(const FrameStep& step) override {
     PLEXION_CHECK(application_ != nullptr, "an application is loaded before it plays");
+    if (watch_ != nullptr) TakeChanges(step.position);
     if (application_->IsFallback() && step.position >= retryAt_) Retry(step.position);
     StepResult result = application_->Advance(step);
     if (application_->IsFallback()) {
@@ -57,15 +65,55 @@ class ApplicationEngine final : public Engine {
     DrawTarget wanted = target;
     // The pixels are those of the application that was there before.
     wanted.everything = target.everything || std::exchange(isNew_, false);
-    return application_->Draw(wanted);
+    return application_->Draw(wanted, problem_);
   }
 
  private:
+  void WatchSources() {
+    if (!watchFiles_) return;
+    if (watch_ == nullptr) watch_ = std::make_unique<FileWatch>([this] { host_.RequestFrame(); });
+    application_->WatchSources(*watch_, watched_);
+  }
+
+  void TakeChanges(uint64_t position) {
+    bool readAgain = false;
+    for (const std::string& name : watch_->TakeChanged()) {
+      if (!application_->ReadAgain(name)) readAgain = true;
+    }
+    if (readAgain) ReadAgain(position);
+    // Pictures that a script has named meanwhile.
+    WatchSources();
+  }
+
+  /// The files are somebody's who is at work on them: what is wrong is told, and the last good
+  /// application plays on.
+  void ReadAgain(uint64_t position) {
+    auto next = std::make_unique<Application>(host_, engines_, clocks_);
+    EngineError error;
+    StartOptions options = {position, frameRate_, "", application_.get()};
+    const bool loaded = next->Load(content_, options, error);
+    const std::string problem = !loaded ? error.message : next->Failure();
+    isNew_ = true;
+    if (problem.empty()) {
+      application_ = std::move(next);
+      problem_.clear();
+      return;
+    }
+    if (problem != problem_) {
+      host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered,
+                   problem + "; what was read before plays on");
+    }
+    problem_ = problem;
+    // Where the mistake is may be a file that was not there before.
+    next->WatchSources(*watch_, watched_);
+  }
+
   void Retry(uint64_t position) {
     auto next = std::make_unique<Application>(host_, engines_, clocks_);
     EngineError error;
     // What shows its fallback scene once more is no news: the picture stays.
-    if (!next->Load(content_, {position, frameRate_, application_->Failure()}, error)) return;
+    if (!next->Load(content_, {position, frameRate_, application_->Failure(), nullptr}, error))
+      return;
     if (next->IsFallback()) return;
     application_ = std::move(next);
     isNew_ = true;
@@ -74,19 +122,23 @@ class ApplicationEngine final : public Engine {
   EngineHost& host_;
   EngineSource& engines_;
   const ApplicationClocks clocks_;
+  const bool watchFiles_;
+  std::set<std::string> watched_;
+  std::string problem_;  ///< why what its files now hold does not play
   ContentAddress content_;
   std::unique_ptr<Application> application_;
   double frameRate_ = 30;
   uint64_t retryAt_ = kNoFrame;  ///< position of the next attempt
   double retrySeconds_ = kRetrySeconds;
+  std::unique_ptr<FileWatch> watch_;
   bool isNew_ = false;  ///< nothing of it was drawn yet
 };
 
 }  // namespace
 
 std::unique_ptr<Engine> MakeApplicationEngine(EngineHost& host, EngineSource& engines,
-                                              ApplicationClocks clocks) {
-  return std::make_unique<ApplicationEngine>(host, engines, std::move(clocks));
+                                              ApplicationClocks clocks, bool watchFiles) {
+  return std::make_unique<ApplicationEngine>(host, engines, std::move(clocks), watchFiles);
 }
 
 }  // namespace plexion_host::player::application

@@ -15,9 +15,10 @@ namespace plexion_host::player::application {
 ///
 /// Clocked by the document's frame rate, without an end of its own. Between events, timers and
 /// movements nothing is due, so an application that stands still is not called at all.
+/// With `watchFiles` the document, its scripts and pictures are read again when they change.
 /// `engines` plays movies and media inside of it; it outlives the engine.
 std::unique_ptr<Engine> MakeApplicationEngine(EngineHost& host, EngineSource& engines,
-                                              ApplicationClocks clocks);
+                                              ApplicationClocks clocks, bool watchFiles = false);
 
 }  // namespace plexion_host::player::application
 

@@ -1,5 +1,8 @@
 // Module "IApplicationEngine".
+#include <stdlib.h>
+
 #include "host/contracts/HostModule.h"
+#include "host/contracts/WatchFiles.h"
 #include "host/player/application/ApplicationEngine.h"
 
 namespace plexion_host::player::application {
@@ -7,7 +10,7 @@ namespace plexion_host::player::application {
 class ApplicationEngineModule final : public IEngineModule {
  public:
   std::unique_ptr<Engine> CreateEngine(EngineHost& host) override {
-    return MakeApplicationEngine(host, engines_, SystemClocks());
+    return MakeApplicationEngine(host, engines_, SystemClocks(), getenv(kWatchVariable) != nullptr);
   }
 
   void OpenLibraries(const std::string& /*format*/) override {

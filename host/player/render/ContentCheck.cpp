@@ -97,6 +97,8 @@ RenderOutcome ContentRenderer::Check(const RenderRequest& request, std::string& 
   qx::plexion::Dims dims = content.Facts().stageDims;
   if (request.width != 0) dims = {request.width, request.height};
   Cost cost;
+  // Before it plays: what its script then makes of it is no part of its files.
+  const std::vector<std::string> findings = content.Findings();
   if (!Measure(content, dims, cost, fault)) {
     error = request.content + ": " + fault.message;
     return RenderOutcome::kContentError;
@@ -119,6 +121,7 @@ RenderOutcome ContentRenderer::Check(const RenderRequest& request, std::string& 
     kernel->Printf("not drawn: %s\n", feature.c_str());
   }
   if (content.NotDrawn().empty()) kernel->Printf("everything in it is drawn\n");
+  for (const std::string& finding : findings) kernel->Printf("%s\n", finding.c_str());
   return RenderOutcome::kDone;
 } catch (const std::bad_alloc&) {
   error = request.content + ": there is not enough memory for it";

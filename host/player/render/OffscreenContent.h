@@ -38,6 +38,8 @@ class OffscreenContent final : public EngineHost {
   bool Draw(uint64_t frame, const qx::plexion::Dims& dims, std::vector<uint32_t>& pixels,
             bool pixelsAreLast, EngineError& error);
 
+  /// What of the content is not used, see Engine::Findings.
+  std::vector<std::string> Findings() { return engine_->Findings(); }
   /// What the content asked for and was not drawn, each once, in the order in which it was met.
   const std::vector<std::string>& NotDrawn() const { return notDrawn_; }
 

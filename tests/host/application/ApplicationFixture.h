@@ -112,7 +112,7 @@ class ApplicationTest : public ::testing::Test {
     // Twenty milliseconds of work whenever somebody looks: what is stuck is found out in no time.
     clocks.working = [this] { return workingTime_ += workPerLook_; };
     clocks.wall = [this] { return wall_; };
-    engine_ = MakeApplicationEngine(host_, Engines(), clocks);
+    engine_ = MakeApplicationEngine(host_, Engines(), clocks, watchFiles_);
     const bool loaded = engine_->Load(content, facts_, error_);
     if (!loaded) engine_.reset();
     return loaded;
@@ -186,6 +186,7 @@ class ApplicationTest : public ::testing::Test {
   std::vector<uint32_t> pixels_;
   uint64_t position_ = 0;
   bool playing_ = true;
+  bool watchFiles_ = false;
   int visits_ = 0;
   int64_t workingTime_ = 0;
   int64_t workPerLook_ = 20000000;

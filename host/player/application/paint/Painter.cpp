@@ -86,13 +86,13 @@ double PixelsDown(const cairo_matrix_t& matrix) { return hypot(matrix.xy, matrix
 
 }  // namespace
 
-DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit,
-                         const std::string& counter) {
+DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit, const DrawingNotes& notes) {
   PLEXION_CHECK(target.pixels != nullptr && target.dims.width > 0 && target.dims.height > 0,
                 "there is a plane");
   PLEXION_CHECK(target.pitchBytes >= target.dims.width * sizeof(uint32_t), "rows do not overlap");
   DrawResult result;
-  const bool everything = target.everything || drawnDims_.width != target.dims.width ||
+  const bool everything = target.everything || notes.problem != drawnProblem_ ||
+                          !notes.problem.empty() || drawnDims_.width != target.dims.width ||
                           drawnDims_.height != target.dims.height;
   DisplayList list = BuildDisplayList(stage_, texts_, fit, target.dims);
   for (const auto& [element, reason] : list.refused) host_.refuse(*element, reason);
@@ -113,18 +113,19 @@ DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit,
     }
   }
   if (!cairo_region_is_empty(region)) {
-    if (!counter.empty()) cairo_region_union_rectangle(region, &kCounterBounds);
+    if (!notes.counter.empty()) cairo_region_union_rectangle(region, &kCounterBounds);
     cairo_region_intersect_rectangle(region, &plane);
-    PaintRegion(target, fit, list, region, counter, result);
+    PaintRegion(target, fit, list, region, notes, result);
   }
   effects_.KeepThoseOf(list);
   drawn_ = std::move(list);
   drawnDims_ = target.dims;
+  drawnProblem_ = notes.problem;
   return result;
 }
 
 void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
-                          const cairo_region_t* region, const std::string& counter,
+                          const cairo_region_t* region, const DrawingNotes& notes,
                           DrawResult& result) {
   cairo_surface_t* surface = cairo_image_surface_create_for_data(
       reinterpret_cast<unsigned char*>(target.pixels), CAIRO_FORMAT_ARGB32,
@@ -139,7 +140,8 @@ void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const D
   cairo_clip(cairo);
   PaintGround(cairo, fit, target.bgAlpha);
   PaintItems(cairo, list, 0, list.items.size(), region);
-  if (!counter.empty()) PaintCounter(cairo, counter);
+  if (!notes.counter.empty()) PaintCounter(cairo, notes.counter);
+  if (!notes.problem.empty()) PaintProblem(cairo, target.dims, notes.problem);
   const cairo_status_t status = cairo_status(cairo);
   cairo_destroy(cairo);
   cairo_surface_flush(surface);
@@ -333,6 +335,31 @@ void Painter::PaintCounter(cairo_t* cairo, const std::string& counter) {
   cairo_set_source_rgba(cairo, 1, 1, 1, 1);
   cairo_move_to(cairo, kCounterBounds.x + 8, kCounterBounds.y + 4);
   pango_cairo_show_layout(cairo, texts_.LayOutLine("Monospace", 15, counter));
+}
+
+void Painter::PaintProblem(cairo_t* cairo, const qx::plexion::Dims& dims,
+                           const std::string& problem) {
+  constexpr double kMargin = 12;
+  cairo_identity_matrix(cairo);
+  cairo_reset_clip(cairo);
+  const double size = std::clamp(dims.height / 36.0, 9.0, 32.0);
+  PangoLayout* layout = texts_.LayOutLine("Monospace", size, problem);
+  pango_layout_set_width(
+      layout,
+      static_cast<int>((dims.width - std::min(2 * kMargin, dims.width / 2.0)) * PANGO_SCALE));
+  pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
+  int height = 0;
+  pango_layout_get_pixel_size(layout, nullptr, &height);
+  // The picture is what the author looks at: half of it stays free, however long the message is.
+  const double top =
+      std::max(static_cast<double>(dims.height) - height - 2 * kMargin, dims.height / 2.0);
+  cairo_rectangle(cairo, 0, top, dims.width, dims.height - top);
+  cairo_set_source_rgba(cairo, 0.5, 0.05, 0.05, 0.9);
+  cairo_fill(cairo);
+  cairo_set_source_rgba(cairo, 1, 1, 1, 1);
+  cairo_move_to(cairo, kMargin, top + kMargin);
+  pango_cairo_show_layout(cairo, layout);
+  pango_layout_set_width(layout, -1);
 }
 
 }  // namespace plexion_host::player::application

@@ -34,6 +34,12 @@ class EmbeddedSource {
   virtual EmbeddedPixels Render(Element& element, double width, double height) = 0;
 };
 
+/// What is drawn on top of everything, for the application's author; each may be empty.
+struct DrawingNotes {
+  std::string counter;  ///< a line in a corner
+  std::string problem;  ///< over the lower edge, as many lines as it takes
+};
+
 /// Draws a stage into a plane. Keeps the list of what it drew last, and draws anew only where the
 /// list of what is to be seen now differs.
 class Painter {
@@ -52,11 +58,11 @@ class Painter {
 
   /// `fit` is where the stage lies in the target. `counter` is drawn on top of everything in a
   /// corner, when there is one.
-  DrawResult Draw(const DrawTarget& target, const StageFit& fit, const std::string& counter);
+  DrawResult Draw(const DrawTarget& target, const StageFit& fit, const DrawingNotes& notes);
 
  private:
   void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
-                   const cairo_region_t* region, const std::string& counter, DrawResult& result);
+                   const cairo_region_t* region, const DrawingNotes& notes, DrawResult& result);
   void PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha);
   /// Those from `begin` to `end`; without a region all of them.
   void PaintItems(cairo_t* cairo, const DisplayList& list, size_t begin, size_t end,
@@ -69,6 +75,7 @@ class Painter {
   void PaintLines(cairo_t* cairo, const TextLayouts::Placed& placed);
   void PaintLongText(cairo_t* cairo, const TextLayouts::Placed& placed, double letterPixels);
   void PaintCounter(cairo_t* cairo, const std::string& counter);
+  void PaintProblem(cairo_t* cairo, const qx::plexion::Dims& dims, const std::string& problem);
 
   Stage& stage_;
   TextLayouts& texts_;
@@ -78,6 +85,7 @@ class Painter {
   EffectPictures effects_;
   QrCodes qrCodes_;
   DisplayList drawn_;
+  std::string drawnProblem_;
   qx::plexion::Dims drawnDims_ = {0, 0};
 };
 

@@ -59,6 +59,7 @@ bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::str
     }
     std::string text;
     std::string reason;
+    scriptFiles_.insert(script.file);
     if (!context_.base.Read(script.file, kLargestScript, text, reason)) {
       error = {qx::plexion::kErrorInvalidURL, "TallyScript: " + reason};
       return false;

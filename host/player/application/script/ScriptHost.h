@@ -6,6 +6,7 @@
 #include <time.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -86,6 +87,9 @@ class ScriptHost {
   const ScriptContext& Context() const { return context_; }
   double Now() const { return now_; }
   TimeZones& Zones() { return zones_; }
+  /// Files of the application that were run as scripts.
+  const std::set<std::string>& ScriptFiles() const { return scriptFiles_; }
+  void AddScriptFile(const std::string& name) { scriptFiles_.insert(name); }
   /// The number of a trace within its moment, from 1.
   unsigned CountTrace() { return ++traces_; }
 
@@ -100,6 +104,7 @@ class ScriptHost {
   FileCallbacks files_;
   AnimationCallbacks animationEnds_;
   TimeZones zones_;
+  std::set<std::string> scriptFiles_;
   double now_ = 0;
   unsigned traces_ = 0;
 };

@@ -38,6 +38,15 @@ size_t TextBytesOf(const Element& element) {
   return bytes + element.spans.size() * kSpanBytes + element.points.size() * sizeof(double);
 }
 
+bool HasSame(const Property& property, const Element& a, const Element& b) {
+  if (property.number != nullptr) return a.*property.number == b.*property.number;
+  if (property.flag != nullptr) return a.*property.flag == b.*property.flag;
+  if (property.text != nullptr) return a.*property.text == b.*property.text;
+  if (property.colour != nullptr) return a.*property.colour == b.*property.colour;
+  if (property.points != nullptr) return a.*property.points == b.*property.points;
+  return a.*property.choice == b.*property.choice;
+}
+
 // What a clone has of its original. Its handle, place in the tree and players are its own.
 void CopyLook(const Element& from, Element& to) {
   to.id = from.id;
@@ -245,6 +254,27 @@ bool Stage::SetSpans(Element& element, std::string_view text, std::vector<TextSp
   element.spans = std::move(spans);
   Touch(element, property);
   return true;
+}
+
+void Stage::TakeOver(Element& element, const Element& then, const Element& last) {
+  std::string ignored;
+  for (const Property* each = kProperties; each->name != nullptr; ++each) {
+    if (FindProperty(element.kind, each->name) != each) continue;
+    if (HasSame(*each, then, last) || !HasSame(*each, element, then)) continue;
+    if (each->text == &Element::text && !last.spans.empty()) {
+      SetSpans(element, last.text, last.spans, ignored);
+    } else if (each->text != nullptr) {
+      SetFromText(element, *each, last.*each->text, ignored);
+    } else if (each->points != nullptr) {
+      SetPoints(element, *each, last.*each->points, ignored);
+    } else {
+      if (each->number != nullptr) element.*each->number = last.*each->number;
+      if (each->flag != nullptr) element.*each->flag = last.*each->flag;
+      if (each->colour != nullptr) element.*each->colour = last.*each->colour;
+      if (each->choice != nullptr) element.*each->choice = last.*each->choice;
+      Touch(element, *each);
+    }
+  }
 }
 
 Element* Stage::FindById(const std::string& id) const {

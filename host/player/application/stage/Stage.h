@@ -69,6 +69,19 @@ class Stage {
   /// Below `root`, in document order; also finds clones, whose ids are not the stage's.
   static Element* FindBelow(const Element& root, const std::string& id);
 
+  /// Calls `visit` with every element of backdrop, scenes and overlay, parents first.
+  template <typename Visit>
+  void ForEach(const Visit& visit) {
+    ForEachBelow<Element>(*this, visit);
+  }
+  template <typename Visit>
+  void ForEach(const Visit& visit) const {
+    ForEachBelow<const Element>(*this, visit);
+  }
+  /// Gives an element what another version of it was set to (`last`) since its document was read
+  /// (`then`), where this one's document says the same.
+  void TakeOver(Element& element, const Element& then, const Element& last);
+
   // Scenes.
   Element* CurrentScene() const { return current_; }
   Element* LeavingScene() const { return leaving_; }
@@ -101,6 +114,19 @@ class Stage {
   size_t ElementCount() const { return byHandle_.size(); }
 
  private:
+  template <typename E, typename S, typename Visit>
+  static void ForEachBelow(S& stage, const Visit& visit) {
+    std::vector<E*> roots = {stage.backdrop_.get()};
+    for (const auto& scene : stage.scenes_) roots.push_back(scene.get());
+    roots.push_back(stage.overlay_.get());
+    for (E* root : roots) VisitAll(*root, visit);
+  }
+  template <typename E, typename Visit>
+  static void VisitAll(E& element, const Visit& visit) {
+    visit(element);
+    for (const auto& child : element.children) VisitAll(static_cast<E&>(*child), visit);
+  }
+
   std::unique_ptr<Element> Make(ElementKind kind, std::string& error);
   void Forget(Element& element);
   void ClearSpans(Element& element);

@@ -127,6 +127,7 @@ int Require(lua_State* state) {
   std::string text;
   std::string error;
   std::string elsewhere;
+  ScriptHost::Of(state).AddScriptFile(file);
   if (!context.base.Read(file, kLargestScript, text, error) &&
       !(context.extensions.IsOpen() &&
         context.extensions.Read(file, kLargestScript, text, elsewhere))) {

@@ -1,0 +1,158 @@
+// Finds files, scenes and names of an application that are not used, or not there.
+#include "host/player/application/document/Inspection.h"
+
+#include <algorithm>
+#include <set>
+
+#include "host/base/Text.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+constexpr size_t kMostFiles = 2000;
+constexpr unsigned kDeepestFolder = 8;
+constexpr uint64_t kLargestText = 1024 * 1024;
+constexpr size_t kMostFindings = 200;
+/// Fonts are used by the names of their families, not of their files.
+constexpr char kFonts[] = "fonts/";
+
+bool EndsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+bool IsText(const std::string& name) {
+  for (const char* end : {".lua", ".json", ".csv", ".xml", ".txt"}) {
+    if (EndsWith(name, end)) return true;
+  }
+  return false;
+}
+
+class Inspection {
+ public:
+  Inspection(const BaseFolder& base, const Stage& stage) : base_(base), stage_(stage) {}
+
+  std::vector<std::string> Run(const std::string& name, const std::string& document) {
+    List("", 1);
+    texts_ = document;
+    files_.erase(name);
+    FollowNames();
+    for (const std::string& file : files_) {
+      // What explains itself to people needs no other use.
+      if (file.compare(0, sizeof kFonts - 1, kFonts) == 0 || EndsWith(file, ".md")) continue;
+      Add("not used: \"" + file + "\" is named nowhere");
+    }
+    LookAtElements();
+    // The document names each once itself; a script in it does so once more.
+    for (const auto& scene : stage_.Scenes()) {
+      if (scene == stage_.Scenes().front() || scene->id == stage_.fallback) continue;
+      if (!IsNamed(scene->id, scripts_) && CountOf(scene->id, document) < 2) {
+        Add("not used: scene \"" + scene->id + "\" is shown by no script");
+      }
+    }
+    return std::move(findings_);
+  }
+
+ private:
+  void List(const std::string& folder, unsigned depth) {
+    std::vector<std::string> names;
+    std::string ignored;
+    if (depth > kDeepestFolder || !base_.List(folder, names, ignored)) return;
+    for (const std::string& name : names) {
+      if (files_.size() >= kMostFiles) return;
+      if (name.back() == '/') {
+        List(folder + name.substr(0, name.size() - 1), depth + 1);
+      } else {
+        files_.insert(folder.empty() ? name : folder + "/" + name);
+      }
+    }
+  }
+
+  static size_t CountOf(const std::string& name, const std::string& text) {
+    size_t count = 0;
+    for (size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1)) {
+      ++count;
+    }
+    return count;
+  }
+
+  /// As a word of its own: "a.png" is not named by "sea.png".
+  static bool IsNamed(const std::string& name, const std::string& text) {
+    const auto isPart = [](char c) {
+      return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+             c == '_' || c == '-';
+    };
+    for (size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1)) {
+      const size_t end = at + name.size();
+      if ((at == 0 || !isPart(text[at - 1])) && (end == text.size() || !isPart(text[end]))) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  bool IsUsed(const std::string& file) const {
+    if (IsNamed(file, texts_)) return true;
+    // A script may put the folder in front, and require() leaves the ending out.
+    const size_t slash = file.rfind('/');
+    if (slash != std::string::npos && IsNamed(file.substr(slash + 1), texts_)) return true;
+    if (slash != std::string::npos && IsNamed(file.substr(0, slash + 1), scripts_)) return true;
+    if (!EndsWith(file, ".lua")) return false;
+    std::string module = file.substr(0, file.size() - 4);
+    std::replace(module.begin(), module.end(), '/', '.');
+    return IsNamed(module, texts_);
+  }
+
+  /// What a text names that is used is used as well.
+  void FollowNames() {
+    for (bool found = true; found;) {
+      found = false;
+      for (auto at = files_.begin(); at != files_.end();) {
+        if (!IsUsed(*at)) {
+          ++at;
+          continue;
+        }
+        std::string text;
+        std::string ignored;
+        if (IsText(*at) && base_.Read(*at, kLargestText, text, ignored)) {
+          texts_ += "\n" + text;
+          if (EndsWith(*at, ".lua")) scripts_ += "\n" + text;
+        }
+        at = files_.erase(at);
+        found = true;
+      }
+    }
+  }
+
+  void LookAtElements() {
+    std::set<std::string> looked;
+    stage_.ForEach([&](const Element& element) {
+      if (element.src.empty() || !looked.insert(element.src).second) return;
+      std::string error;
+      if (!base_.OpenRegular(element.src, error).IsOpen()) {
+        Add("not there: <" + std::string(NameOf(element.kind)) + "> \"" +
+            PrintableWord(element.src) + "\": " + error);
+      }
+    });
+  }
+
+  void Add(const std::string& finding) {
+    if (findings_.size() < kMostFindings) findings_.push_back(PrintableWord(finding));
+  }
+
+  const BaseFolder& base_;
+  const Stage& stage_;
+  std::set<std::string> files_;  ///< not used, as far as is known
+  std::string texts_;            ///< of all that is used
+  std::string scripts_;
+  std::vector<std::string> findings_;
+};
+
+}  // namespace
+
+std::vector<std::string> InspectFolder(const BaseFolder& base, const std::string& name,
+                                       const std::string& document, const Stage& stage) {
+  return Inspection(base, stage).Run(name, document);
+}
+
+}  // namespace plexion_host::player::application
