@@ -15,6 +15,7 @@
 #include "host/base/Text.h"
 #include "host/player/application/document/Inspection.h"
 #include "host/player/application/paint/FontFolders.h"
+#include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_host::player::application {
 
@@ -24,6 +25,8 @@ constexpr char kDocumentName[] = "application.xml";
 constexpr char kFontFolder[] = "fonts";
 constexpr double kTolerance = 1e-6;
 constexpr std::chrono::milliseconds kLongestFirstWait{3000};
+/// A look at every moment would be what costs most.
+constexpr double kShortestTrace = 0.1;
 /// Until the script hears of them; more are of no use to anybody.
 constexpr size_t kMostInputs = 1000;
 /// Of handlers that make elements play, whose events call handlers again.
@@ -63,6 +66,12 @@ const char* DirectionName(qx::plexion::ScrollWheelDirection direction) {
   }
 }
 
+int64_t ProcessorTime() {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+}
+
 }  // namespace
 
 Application::Application(EngineHost& host, EngineSource& engines, const ApplicationClocks& clocks)
@@ -82,6 +91,10 @@ bool Application::Load(const ContentAddress& content, const StartOptions& option
   frameRate_ = options.frameRate > 0 ? options.frameRate : stage_.framesPerSecond;
   now_ = static_cast<double>(options.position) / frameRate_;
   knownFailure_ = options.knownFailure;
+  if ((host_.Settings().traceFlags & qx::plexion::kTraceFrameRate) != 0) {
+    painter_.Costs().Measure(ProcessorTime);
+    nextTrace_ = now_ + host_.Settings().traceFpsMs / 1000.0;
+  }
   if (options.before != nullptr) TakeOver(*options.before);
   host_.ReportProgress(kParsedAt);
   AddFonts();
@@ -129,7 +142,11 @@ StepResult Application::Advance(const FrameStep& step) {
   PLEXION_CHECK(script_ != nullptr, "an application is loaded before it plays");
   now_ = static_cast<double>(step.position) / frameRate_;
   script_->BeginMoment(now_);
+  ElementCosts& costs = painter_.Costs();
+  const int64_t began = costs.Now();
   RunScript(step);
+  costs.AddScript(began);
+  if (costs.IsOn() && now_ >= nextTrace_) TraceCosts();
   return {stage_.Revision() != drawnRevision_, NextPosition(step)};
 }
 
@@ -139,7 +156,9 @@ DrawResult Application::Draw(const DrawTarget& target, const std::string& proble
                                   ? "drawn " + std::to_string(draws_ + 1) + "  " +
                                         ShowNumber(floor(now_ * 100) / 100) + " s"
                                   : "";
+  const int64_t began = painter_.Costs().Now();
   const DrawResult result = painter_.Draw(target, fit_, {counter, problem});
+  if (result.drawn) painter_.Costs().AddDrawing(began);
   if (result.drawn) ++draws_;
   drawnRevision_ = stage_.Revision();
   // Rarely, and only when there is something to be found.
@@ -298,6 +317,14 @@ void Application::LoadPicture(Element& element) {
 }
 
 // Playing.
+
+void Application::TraceCosts() {
+  const std::string costs = painter_.Costs().Take();
+  nextTrace_ = now_ + std::max(host_.Settings().traceFpsMs / 1000.0, kShortestTrace);
+  IQXKernel* kernel = IQXKernel::GetKernel();
+  if (!costs.empty() && kernel != nullptr) kernel->Printf("Cost: %s\n", costs.c_str());
+  if (!costs.empty()) host_.Notify(qx::plexion::kInfoNotifyTSTrace, costs);
+}
 
 void Application::RunScript(const FrameStep& step) {
   // What went wrong when its time was over.

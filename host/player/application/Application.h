@@ -88,6 +88,7 @@ class Application {
 
   // Playing.
   void RunScript(const FrameStep& step);
+  void TraceCosts();
   void RunPlayed(const FrameStep& step);
   void TakePlayed(double now, bool playing);
   void DispatchInput(const InputEvent& event);
@@ -122,6 +123,7 @@ class Application {
   std::string knownFailure_;
   uint64_t drawnRevision_ = 0;
   uint64_t draws_ = 0;
+  double nextTrace_ = 0;
 };
 
 }  // namespace plexion_host::player::application

@@ -140,6 +140,29 @@ TEST_F(ApplicationTest, TracesOfOneMomentHaveALimit) {
   EXPECT_EQ("next", host_.Traces().back());
 }
 
+TEST_F(ApplicationTest, ItIsToldWhichElementCostsMost) {
+  host_.settings.traceFlags = kTraceScript | kTraceFrameRate;
+  host_.settings.traceFpsMs = 1000;
+  std::string points;
+  for (int i = 0; i < 2000; ++i) {
+    points += std::to_string(i * 37 % 64) + "," + std::to_string(i * 23 % 36) + " ";
+  }
+  ASSERT_TRUE(
+      LoadDocument(Stage("<rectangle id='plain' width='9' height='9' fill='#fff'/>"
+                         "<line id='tangle' stroke='#fff' strokeWidth='9' join='round' points='" +
+                         points + "'/>")
+                       .insert(std::string("<application width='64' height='36' rate='10'>").size(),
+                               "<script>on('frame', function(t) stage.find('plain').x = t "
+                               "stage.find('tangle').y = t end)</script>")));
+  RunTo(9);
+  EXPECT_TRUE(host_.Traces().empty());
+  RunTo(10);
+  ASSERT_EQ(1u, host_.Traces().size());
+  EXPECT_EQ(0u, Trace(0).find("script 0.")) << Trace(0);
+  EXPECT_NE(Trace(0).find(" ms a frame; slowest: <line> \"tangle\" "), std::string::npos)
+      << Trace(0);
+}
+
 TEST_F(ApplicationTest, DataThatIsNoTableIsRefusedBeforeItIsTakenApart) {
   ASSERT_TRUE(
       LoadScript("trace(decode.csv((','):rep(2000) .. '\\n1'))\n"

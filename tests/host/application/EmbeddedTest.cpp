@@ -23,6 +23,7 @@ struct Studio {
   double volume = 1;
   bool playing = false;
   std::vector<uint64_t> frames;
+  std::vector<std::pair<std::string, std::string>> variables;
 };
 
 /// Five frames, 10 a second, in the one colour that its file names: "green", "blue"; "broken"
@@ -35,6 +36,7 @@ class PaintEngine final : public Engine {
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     std::string word;
     std::ifstream(content.path) >> word;
+    studio_.variables = host_.Settings().variables;
     while (!studio_.open && !host_.Cancelled()) std::this_thread::yield();
     ++studio_.loads;
     if (host_.Cancelled()) {
@@ -307,6 +309,28 @@ TEST_F(EmbeddedTest, TheScriptPausesAndSetsTheVolume) {
   RunTo(23);
   EXPECT_EQ(10u, studio_.frames.back()) << "goes on where it was";
   EXPECT_EQ("m\tready", host_.Traces().back());
+}
+
+TEST_F(EmbeddedTest, AMovieHasVariablesOfItsOwn) {
+  host_.settings.variables = {{"title", "window"}, {"profile", "tv"}};
+  ASSERT_TRUE(LoadClip("src='green.clip' vars='theme=dark&amp;title=A%20B'",
+                       "on('keyup', function() m.vars = 'theme=light' end)\n"
+                       "on('scroll', function() m.vars = 'loop=often' end)"));
+  RunTo(0);
+  Press('r');
+  VisitUntil([this] { return Heard("m\tready"); });
+  using Variables = std::vector<std::pair<std::string, std::string>>;
+  EXPECT_EQ((Variables{{"title", "A B"}, {"profile", "tv"}, {"theme", "dark"}}), studio_.variables);
+  InputEvent event;
+  event.kind = InputEvent::kKeyUp;
+  engine_->OnInput(event);
+  VisitUntil([this] { return studio_.loads == 2 && host_.Traces().size() == 2; });
+  EXPECT_EQ((Variables{{"title", "window"}, {"profile", "tv"}, {"theme", "light"}}),
+            studio_.variables);
+  event.kind = InputEvent::kScroll;
+  engine_->OnInput(event);
+  VisitUntil([this] { return host_.Notices().size() == 1; });
+  EXPECT_NE(host_.Notices()[0].find("vars: "), std::string::npos) << host_.Notices()[0];
 }
 
 TEST_F(EmbeddedTest, RestartBeginsAgain) {

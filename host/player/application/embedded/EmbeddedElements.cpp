@@ -67,10 +67,17 @@ void EmbeddedElements::Open(Element& element, Playing& each) {
   element.failure.clear();
   std::string error;
   OpenFile file;
+  PlayerSettings own;
+  own.morvelVars = element.vars;
   if (each.shown == nullptr && OpenPlayers() >= kMostPlayers) {
     error = "there are " + std::to_string(kMostPlayers) +
             " movies and media already, which is the most that play at once";
+  } else if (!element.vars.empty() && !ReadMorvelVars(own, error)) {
+    error = "vars: " + error;
   } else {
+    // What it does not say itself is the window's.
+    const bool ownProfile = element.vars.find("profile=") != std::string::npos;
+    if (!own.variables.empty() && !ownProfile) own.variables.pop_back();
     file = base_.OpenRegular(element.src, error);
   }
   if (!file.IsOpen()) {
@@ -83,7 +90,7 @@ void EmbeddedElements::Open(Element& element, Playing& each) {
   // What was shown stays until this one is ready: no picture is ever without either.
   each.coming = std::make_shared<EmbeddedPlayer>(host_, engines_);
   each.coming->SetVolume(element.volume);
-  each.coming->Open(std::move(file), element.src, element.loop, element.speed);
+  each.coming->Open(std::move(file), element.src, element.loop, element.speed, own.variables);
   element.playState = PlayState::kLoading;
   if (each.shown == nullptr) element.resource = each.coming;
 }

@@ -51,7 +51,8 @@ EmbeddedPlayer::~EmbeddedPlayer() {
   engine_.reset();
 }
 
-void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed) {
+void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed,
+                          const Variables& variables) {
   PLEXION_CHECK(!file_.IsOpen() && file.IsOpen(), "a player opens one file in its life");
   file_ = std::move(file);
   // The window's settings, but for what the element says itself.
@@ -60,6 +61,15 @@ void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, 
   settings_.loopsGiven = true;
   settings_.speed = speed;
   ForgetFit(settings_);
+  for (const auto& variable : variables) {
+    const auto same = std::find_if(settings_.variables.begin(), settings_.variables.end(),
+                                   [&](const auto& each) { return each.first == variable.first; });
+    if (same != settings_.variables.end()) {
+      same->second = variable.second;
+    } else {
+      settings_.variables.push_back(variable);
+    }
+  }
   // Its time is the application's, which has no end to hurry to.
   settings_.noSpeedLimit = false;
   try {

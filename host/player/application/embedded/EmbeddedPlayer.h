@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/base/Mutex.h"
@@ -34,9 +35,12 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   /// Waits for the loading thread, which has been told to give up.
   ~EmbeddedPlayer() override;
 
+  using Variables = std::vector<std::pair<std::string, std::string>>;
+
   /// Begins to open what `file` is; the host's RequestFrame tells when that is over. `loops` 0
-  /// plays without end.
-  void Open(OpenFile file, const std::string& name, double loops, double speed);
+  /// plays without end. `variables` are the content's, on top of the window's.
+  void Open(OpenFile file, const std::string& name, double loops, double speed,
+            const Variables& variables);
   /// kFailed when it cannot be played, or is an application itself; Failure then says why.
   State TakeLoaded();
   /// Returns early when it is loaded, or cannot be.

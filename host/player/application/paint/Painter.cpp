@@ -226,13 +226,17 @@ void Painter::PaintItems(cairo_t* cairo, const DisplayList& list, size_t begin, 
 }
 
 bool Painter::PaintEffect(cairo_t* cairo, const DisplayList& list, size_t begin) {
-  return effects_.Paint(cairo, list, begin, [&](cairo_t* on, size_t first, size_t last) {
+  const int64_t began = costs_.Now();
+  const bool done = effects_.Paint(cairo, list, begin, [&](cairo_t* on, size_t first, size_t last) {
     PaintItems(on, list, first, last, nullptr);
   });
+  costs_.AddElement(*list.items[begin].element, began);
+  return done;
 }
 
 void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
   Element& element = *item.element;
+  const int64_t began = costs_.Now();
   cairo_save(cairo);
   cairo_set_matrix(cairo, &item.matrix);
   if (IsFigure(element.kind)) {
@@ -255,6 +259,7 @@ void Painter::PaintElement(cairo_t* cairo, const DisplayItem& item) {
     if (pixels.pixels != nullptr) PaintPicture(cairo, element, pixels, item.opacity);
   }
   cairo_restore(cairo);
+  costs_.AddElement(element, began);
 }
 
 void Painter::PaintText(cairo_t* cairo, const DisplayItem& item) {

@@ -11,6 +11,7 @@
 #include "host/player/Engine.h"
 #include "host/player/application/paint/DisplayList.h"
 #include "host/player/application/paint/EffectPictures.h"
+#include "host/player/application/paint/ElementCosts.h"
 #include "host/player/application/paint/Placement.h"
 #include "host/player/application/paint/QrCodes.h"
 #include "host/player/application/paint/TextLayouts.h"
@@ -60,6 +61,8 @@ class Painter {
   /// corner, when there is one.
   DrawResult Draw(const DrawTarget& target, const StageFit& fit, const DrawingNotes& notes);
 
+  ElementCosts& Costs() { return costs_; }
+
  private:
   void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
                    const cairo_region_t* region, const DrawingNotes& notes, DrawResult& result);
@@ -84,6 +87,7 @@ class Painter {
   const DrawingHost host_;
   EffectPictures effects_;
   QrCodes qrCodes_;
+  ElementCosts costs_;
   DisplayList drawn_;
   std::string drawnProblem_;
   qx::plexion::Dims drawnDims_ = {0, 0};

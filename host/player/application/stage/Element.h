@@ -144,6 +144,7 @@ struct Element {
 
   // Image, movie, media.
   std::string src;
+  std::string vars;  ///< of a movie or media, "name=value&name=value"
   int fit = kFitContain;
   double loop = 1;
   double speed = 1;

@@ -20,13 +20,17 @@ std::string Shortened(const std::string& text) {
 
 }  // namespace
 
-void Notices::Tell(const Element& element, const std::string& reason) {
+std::string Describe(const Element& element) {
   const std::string& name = !element.src.empty()  ? element.src
                             : !element.id.empty() ? element.id
                                                   : element.text;
   std::string text = std::string("<") + NameOf(element.kind) + ">";
   if (!name.empty()) text += " \"" + Shortened(name) + "\"";
-  Tell(text + ": " + reason);
+  return text;
+}
+
+void Notices::Tell(const Element& element, const std::string& reason) {
+  Tell(Describe(element) + ": " + reason);
 }
 
 void Notices::Tell(const std::string& text) {

@@ -12,6 +12,10 @@
 
 namespace plexion_host::player::application {
 
+/// "<image> "sea.png"": an element with its source, id or first words as its name. As its author
+/// wrote it; whoever prints it makes it fit for that.
+std::string Describe(const Element& element);
+
 /// Tells each notice once, however often it comes: a painter finds the same thing wrong with every
 /// picture. Many different ones are told to a limit, the last of which says so.
 ///

@@ -161,6 +161,7 @@ const Property kProperties[] = {
     Number("letterSpacing", kText, kPicture, -100, 1000, &Element::letterSpacing),
     Number("lineSpacing", kText, kPicture, 0.1, 10, &Element::lineSpacing),
     Text("src", kImage | kPlayed, kLongestName, &Element::src),
+    Text("vars", kPlayed, kLongestName, &Element::vars),
     Choice("fit", kImage | kPlayed, "contain|cover|fill", &Element::fit),
     Number("loop", kPlayed, kPlace, 0, 1000000, &Element::loop),
     Number("speed", kPlayed, kPlace, 0.01, 100, &Element::speed),

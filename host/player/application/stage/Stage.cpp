@@ -333,7 +333,8 @@ void Stage::Touch(Element& element, const Property& property) {
   if (!property.place) ++element.revision;
   ++revision_;
   // Loaded later, once, however often a script changes it before that.
-  if (property.text == &Element::src && HasSource(element.kind) && !element.resourceStale) {
+  const bool isSource = property.text == &Element::src || property.text == &Element::vars;
+  if (isSource && HasSource(element.kind) && !element.resourceStale) {
     element.resourceStale = true;
     stale_.push_back(element.handle);
   }
