@@ -34,8 +34,10 @@ class IHostShell : public IQXModule {
   virtual void ExpectCommand(const std::string& name) = 0;
 
   /// Serves the same commands on a Unix stream socket until the module is released. Once only.
+  /// The members of `group`, a name or a number, can connect as well; empty: the owner alone.
   /// Returns  false with the reason in `error`.
-  virtual bool Listen(const std::string& socketPath, std::string& error) = 0;
+  virtual bool Listen(const std::string& socketPath, const std::string& group,
+                      std::string& error) = 0;
 
   /// Runs one line as if somebody had typed it, on the calling thread; what it prints is dropped.
   /// Whoever unregisters a command waits for a line that is run this way, as for any other.

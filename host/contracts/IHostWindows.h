@@ -21,6 +21,8 @@ struct HostWindow {
       qx::plexion::kStatusUnconfigured;  ///< last heard of; asking the window may wait for a load
   bool keyMaster = false;
   bool paused = false;
+  std::string zone = {};  ///< of a programme; empty: none
+  int64_t shownMs = 0;    ///< since its first picture; 0: there was none
 };
 
 /// The windows that the launcher runs: a built-in module "IHostWindows" of this host's kernel. The

@@ -18,6 +18,7 @@
 #include "host/contracts/Isolation.h"
 #include "host/contracts/WatchFiles.h"
 #include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/ctl/CtlCommand.h"
 #include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
 #include "host/launcher/process/TempFolder.h"
@@ -26,6 +27,7 @@
 #include "host/launcher/render/ContentCommand.h"
 #include "host/launcher/run/HealthWatch.h"
 #include "host/launcher/run/SignageRun.h"
+#include "host/launcher/run/WindowControl.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IMouseStream.h"
 #include "qx/platform/IUserInputDriver.h"
@@ -201,7 +203,7 @@ class Launcher {
   WindowList windows_{board_};
   ControlThread control_;
   Session session_{kernel_, windows_, control_, line_.options};
-  OperatorShell shell_{kernel_, windows_};
+  OperatorShell shell_{kernel_, windows_, &session_.play};
   ModuleHandle<qx::plexion::IPlexionSets> service_;
   std::optional<TempFolder> temporary_;
   std::vector<WindowLine> lines_;
@@ -243,7 +245,7 @@ bool Launcher::OpenShell() {
   // Before the service, which may start the shell at once.
   end_.SetStep("the operator's shell");
   if (!shell_.Open(line_.options, error_)) return Fail(kExitCannotWork, error_);
-  if (!line_.options.shellSocket.empty()) end_.SetSocket(line_.options.shellSocket);
+  if (!shell_.SocketPath().empty()) end_.SetSocket(shell_.SocketPath());
   return true;
 }
 
@@ -328,7 +330,10 @@ void Launcher::PlayContents() {
     if (!run.Run()) code_ = run.IsRuntimeMissing() ? kExitCannotWork : kExitContentError;
     end_.EndWithin(EndWatch::kAfterRequest);  // a content that was left out may hang still
   } else {
+    WindowControl control(windows_);
+    session_.play.Set(&control);
     WindowRun(session_, opened_).Run();
+    session_.play.Set(nullptr);
   }
   if (session_.WaitForDisplay() && session_.display != nullptr) session_.display->RequestQuit();
 }
@@ -487,6 +492,7 @@ int Launcher::ExitCodeNow() const {
 int RunLauncher(const std::vector<std::string>& arguments) {
   if (IsContentCommand(arguments)) return RunContentCommand(arguments);
   if (IsProgrammeCommand(arguments)) return RunProgrammeCommand(arguments);
+  if (IsCtlCommand(arguments)) return RunCtlCommand(arguments);
   EndWatch::BlockSignals();
   CommandLine line = ParseCommandLine(arguments);
   if (line.kind == CommandLine::Kind::kVersion || line.kind == CommandLine::Kind::kWrong) {

@@ -66,14 +66,14 @@ bool Shell::TryLine(const std::string& line) {
   return outcome && outcome->succeeded;
 }
 
-bool Shell::Listen(const std::string& socketPath, std::string& error) {
+bool Shell::Listen(const std::string& socketPath, const std::string& group, std::string& error) {
   const MutexLock lock(mutex_);
   if (server_ != nullptr) {
     error = "the shell serves a socket already";
     return false;
   }
   auto server = std::make_unique<SocketServer>(commands_);
-  if (!server->Start(socketPath, error)) return false;
+  if (!server->Start(socketPath, error, group)) return false;
   server_ = std::move(server);
   return true;
 }

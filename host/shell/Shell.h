@@ -33,7 +33,7 @@ class Shell final : public qx::platform::IShell, public IHostShell {
 
   void DescribeCommand(const std::string& name, const CommandDescription& description) override;
   void ExpectCommand(const std::string& name) override { commands_.Expect(name); }
-  bool Listen(const std::string& socketPath, std::string& error) override;
+  bool Listen(const std::string& socketPath, const std::string& group, std::string& error) override;
   bool TryLine(const std::string& line) override;
 
  private:

@@ -2,6 +2,7 @@
 
 #include "host/shell/SocketFile.h"
 
+#include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -9,8 +10,11 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <vector>
 
 #include "host/base/Check.h"
+#include "host/base/Text.h"
 
 namespace plexion_host {
 namespace {
@@ -50,6 +54,28 @@ bool ClearPath(const std::string& path, const sockaddr_un& address, std::string&
   return true;
 }
 
+/// A group by its name or its number.
+bool FindGroup(const std::string& group, gid_t& gid, std::string& error) {
+  std::vector<char> texts(1024);
+  struct group entry {};
+  struct group* found = nullptr;
+  while (getgrnam_r(group.c_str(), &entry, texts.data(), texts.size(), &found) == ERANGE &&
+         texts.size() < size_t{1} << 20) {
+    texts.resize(texts.size() * 2);
+  }
+  if (found != nullptr) {
+    gid = entry.gr_gid;
+    return true;
+  }
+  const std::optional<int64_t> number = ReadWholeNumber(group, 0, UINT32_MAX - 1);
+  if (number) {
+    gid = static_cast<gid_t>(*number);
+    return true;
+  }
+  error = "there is no group '" + group + "'; expected a group's name or number";
+  return false;
+}
+
 }  // namespace
 
 SocketFile::~SocketFile() {
@@ -62,7 +88,7 @@ SocketFile::~SocketFile() {
   }
 }
 
-bool SocketFile::Open(const std::string& path, std::string& error) {
+bool SocketFile::Open(const std::string& path, std::string& error, const std::string& group) {
   PLEXION_CHECK(fd_ < 0, "a socket is opened once");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -72,6 +98,8 @@ bool SocketFile::Open(const std::string& path, std::string& error) {
     return false;
   }
   std::memcpy(address.sun_path, path.data(), path.size());
+  gid_t gid = 0;
+  if (!group.empty() && !FindGroup(group, gid, error)) return false;
   if (!ClearPath(path, address, error)) return false;
 
   fd_ = NewSocket(SOCK_NONBLOCK);
@@ -90,7 +118,12 @@ bool SocketFile::Open(const std::string& path, std::string& error) {
     inode_ = info.st_ino;
   }
   // Nobody can connect before listen, so there is no moment at which others could.
-  if (chmod(path.c_str(), 0600) != 0 || listen(fd_, 16) != 0) {
+  if (!group.empty() && chown(path.c_str(), static_cast<uid_t>(-1), gid) != 0) {
+    error = "the socket " + path + " cannot be given to the group '" + group +
+            "': " + SystemError() + "; expected a group that this user is in";
+    return false;
+  }
+  if (chmod(path.c_str(), group.empty() ? 0600 : 0660) != 0 || listen(fd_, 16) != 0) {
     error = "the socket " + path + " cannot be served: " + SystemError();
     return false;
   }

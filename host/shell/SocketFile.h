@@ -10,7 +10,7 @@
 namespace plexion_host {
 
 /// A listening Unix socket and its name in the file system, which only its owner can connect to
-/// (mode 0600).
+/// (mode 0600), and with a group that's members as well (0660).
 ///
 /// A socket that nobody answers any more, left behind by a launcher that did not end properly, is
 /// replaced. Anything else at the path is left alone and is an error. The name is removed when this
@@ -22,8 +22,8 @@ class SocketFile {
   SocketFile(const SocketFile&) = delete;
   SocketFile& operator=(const SocketFile&) = delete;
 
-  /// Returns  false with the reason in `error`.
-  bool Open(const std::string& path, std::string& error);
+  /// `group` is a name or a number; empty: none. Returns  false with the reason in `error`.
+  bool Open(const std::string& path, std::string& error, const std::string& group = {});
   /// Non-blocking; -1 before Open.
   int Fd() const { return fd_; }
 

@@ -29,13 +29,13 @@ SocketServer::~SocketServer() {
   for (const Client& client : clients_) close(client.fd);
 }
 
-bool SocketServer::Start(const std::string& path, std::string& error) {
+bool SocketServer::Start(const std::string& path, std::string& error, const std::string& group) {
   PLEXION_CHECK(!thread_.IsJoinable(), "a server is started once");
   if (wake_.Fd() < 0) {
     error = "no event descriptor to be had";
     return false;
   }
-  if (!socket_.Open(path, error)) return false;
+  if (!socket_.Open(path, error, group)) return false;
   thread_ = NamedThread("PlexionSocket", [this] { Serve(); });
   return true;
 }

@@ -30,8 +30,8 @@ class SocketServer {
   SocketServer(const SocketServer&) = delete;
   SocketServer& operator=(const SocketServer&) = delete;
 
-  /// Returns  false with the reason in `error`.
-  bool Start(const std::string& path, std::string& error);
+  /// `group`: see SocketFile. Returns  false with the reason in `error`.
+  bool Start(const std::string& path, std::string& error, const std::string& group = {});
 
   /// The answer to a line as it goes over the socket.
   static std::string FormatAnswer(const CommandTable::Outcome& outcome);

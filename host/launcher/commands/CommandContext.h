@@ -11,6 +11,7 @@
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostInput.h"
 #include "host/contracts/IHostWindows.h"
+#include "host/launcher/control/PlayControl.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowNotifier.h"
@@ -25,6 +26,7 @@ struct CommandContext {
 
   IQXKernel& kernel;
   IHostWindows& windows;
+  PlayControls* play = nullptr;  ///< constant once commands run; null: nothing ever plays
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 
   /// How long "resize" waits to hear what became of it.

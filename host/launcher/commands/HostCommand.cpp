@@ -2,6 +2,8 @@
 
 #include "host/launcher/commands/HostCommand.h"
 
+#include <algorithm>
+
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -12,11 +14,17 @@ std::string UsageOf(const CommandRule& rule) {
     usage += argument.optional ? std::string(" [") + argument.name + "]"
                                : std::string(" ") + argument.name;
   }
-  return usage;
+  return rule.json ? usage + " [--json]" : usage;
 }
 
-bool CheckArguments(const CommandRule& rule, const std::vector<std::string>& words,
+bool CheckArguments(const CommandRule& rule, const std::vector<std::string>& typed,
                     Arguments& arguments, std::string& error) {
+  std::vector<std::string> words = typed;
+  if (rule.json) {
+    const auto left = std::remove(words.begin(), words.end(), "--json");
+    arguments.json = left != words.end();
+    words.erase(left, words.end());
+  }
   const std::string usage = "; usage: " + UsageOf(rule);
   if (words.size() > rule.arguments.size()) {
     error = "'" + words[rule.arguments.size()] + "' is one word too many" + usage;

@@ -25,6 +25,7 @@ struct ArgumentRule {
 struct Arguments {
   std::vector<std::string> texts;
   std::vector<long> numbers;  ///< in the same places; 0 for a text
+  bool json = false;          ///< asked for with --json, by a command that knows it
 };
 
 /// One command: its row in a table.
@@ -34,6 +35,7 @@ struct CommandRule {
   std::vector<ArgumentRule> arguments;
   /// Prints its result. Returns  false with what is wrong in `error`.
   bool (*run)(CommandContext& context, const Arguments& arguments, std::string& error);
+  bool json = false;  ///< takes --json anywhere behind its name
 };
 
 std::string UsageOf(const CommandRule& rule);
@@ -58,6 +60,7 @@ class HostCommand final : public qx::platform::IShellCommand {
 
 // The tables, by what they work on.
 std::vector<CommandRule> WindowCommands();
+std::vector<CommandRule> PlayCommands();
 std::vector<CommandRule> InputCommands();
 std::vector<CommandRule> LauncherCommands();
 

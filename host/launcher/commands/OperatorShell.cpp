@@ -3,6 +3,7 @@
 #include "host/launcher/commands/OperatorShell.h"
 
 #include "host/base/Check.h"
+#include "host/launcher/options/ShellSocketPath.h"
 
 namespace plexion_host {
 namespace {
@@ -32,32 +33,45 @@ void OperatorShell::SayGo() {
 
 bool OperatorShell::Open(const LauncherOptions& options, std::string& error) {
   PLEXION_CHECK(commands_.empty(), "a shell is opened once");
-  const std::string& socketPath = options.shellSocket;
-  if (socketPath.empty() && !options.useShell && !options.pause) return true;
+  const bool asked = !options.shellSocket.empty();
+  const bool playlist = options.signage || !options.programme.empty();
+  const bool usual = playlist && !UsualShellSocket().empty();
+  if (!asked && !usual && !options.useShell && !options.pause) return true;
   shell_ = ModuleHandle<qx::platform::IShell>(kernel_, kernel_.TryAcquireModule("IShell", error));
   if (!shell_) {
     error = "module IShell is not available: " + error;
-    return socketPath.empty();
+    return !asked;
   }
   hostShell_ = ModuleHandle<IHostShell>(kernel_, kernel_.TryAcquireModule("IHostShell", error));
   // Typed ahead: "go" may be in the pipe before there is anything that waits for it.
   if (hostShell_ && options.pause) hostShell_->ExpectCommand("go");
-  for (const auto& table : {WindowCommands(), InputCommands(), LauncherCommands()}) {
+  for (const auto& table :
+       {WindowCommands(), PlayCommands(), InputCommands(), LauncherCommands()}) {
     for (const CommandRule& rule : table) {
       commands_.push_back(std::make_unique<HostCommand>(rule, context_));
       Describe(rule);
       shell_->RegisterCommand(rule.name, commands_.back().get());
     }
   }
-  if (socketPath.empty()) return true;
+  if (asked) return Listen(options, error);
+  // Another launcher of this user may serve there: then this one does without.
+  std::string ignored;
+  if (usual && hostShell_ && hostShell_->Listen(UsualShellSocket(), "", ignored)) {
+    socketPath_ = UsualShellSocket();
+  }
+  return true;
+}
+
+bool OperatorShell::Listen(const LauncherOptions& options, std::string& error) {
   if (!hostShell_) {
     error = "--shellsocket: this shell serves no socket (" + error + ")";
     return false;
   }
-  if (!hostShell_->Listen(socketPath, error)) {
+  if (!hostShell_->Listen(options.shellSocket, options.shellSocketGroup, error)) {
     error = "--shellsocket: " + error;
     return false;
   }
+  socketPath_ = options.shellSocket;
   return true;
 }
 

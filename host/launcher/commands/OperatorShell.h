@@ -23,17 +23,22 @@ namespace plexion_host {
 ///          is typed ahead then finds itself registered. SetRun while there is a display.
 class OperatorShell {
  public:
-  OperatorShell(HostKernel& kernel, IHostWindows& windows)
-      : kernel_(kernel), context_(kernel, windows) {}
+  OperatorShell(HostKernel& kernel, IHostWindows& windows, PlayControls* play = nullptr)
+      : kernel_(kernel), context_(kernel, windows) {
+    context_.play = play;
+  }
   ~OperatorShell() { Close(); }
   OperatorShell(const OperatorShell&) = delete;
   OperatorShell& operator=(const OperatorShell&) = delete;
 
   /// Registers the commands when the command line asks for a shell in one way or another, and serves
-  /// the socket if it names one. A shell that is missing is an error only when a socket was asked
+  /// the socket if it names one. Programmes and playlists are served at the usual place without being
+  /// asked, if that is free. A shell that is missing is an error only when a socket was asked
   /// for: the service does without.
   /// Returns  false with the reason in `error`.
   bool Open(const LauncherOptions& options, std::string& error);
+  /// Where the socket is; empty: there is none.
+  const std::string& SocketPath() const { return socketPath_; }
   /// Waits for a command that is being run. Hold no lock that one could want.
   void Close();
 
@@ -47,12 +52,14 @@ class OperatorShell {
 
  private:
   void Describe(const CommandRule& rule);
+  bool Listen(const LauncherOptions& options, std::string& error);
 
   HostKernel& kernel_;
   CommandContext context_;
   std::vector<std::unique_ptr<HostCommand>> commands_;
   ModuleHandle<qx::platform::IShell> shell_;
   ModuleHandle<IHostShell> hostShell_;
+  std::string socketPath_;
 };
 
 }  // namespace plexion_host

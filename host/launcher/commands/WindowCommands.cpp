@@ -1,5 +1,7 @@
 // The operator's commands that work on windows.
 
+#include "host/launcher/commands/WindowCommands.h"
+
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -17,13 +19,12 @@ using qx::platform::OutputPlane;
 using qx::plexion::Dims;
 using qx::plexion::Point;
 
-constexpr long kMostWindows = 1000000;
 constexpr long kMostPixels = 32767;
 
 constexpr ArgumentRule Number(const char* name, long least, long most) {
   return {name, ArgumentRule::Kind::kNumber, least, most, false};
 }
-constexpr ArgumentRule kWindow = Number("N", 1, kMostWindows);
+constexpr ArgumentRule kWindow = Number("N", 1, kMostWindowNumber);
 
 std::string Numbers(const std::vector<HostWindow>& windows) {
   if (windows.empty()) return "there are no windows";
@@ -221,19 +222,23 @@ bool Lower(CommandContext& context, const Arguments& arguments, std::string& err
                   });
 }
 
-bool Pause(CommandContext& context, const Arguments& arguments, std::string& error) {
+}  // namespace
+
+bool PauseWindow(CommandContext& context, const Arguments& arguments, std::string& error) {
   return OnWindow(
       context, arguments, Needs::kPlayer, error, [&](const HostWindow& window, OutputPlane*) {
         return window.window->Pause() ? std::string() : NoFrom(window, "paused", context);
       });
 }
 
-bool Play(CommandContext& context, const Arguments& arguments, std::string& error) {
+bool PlayWindow(CommandContext& context, const Arguments& arguments, std::string& error) {
   return OnWindow(
       context, arguments, Needs::kPlane, error, [&](const HostWindow& window, OutputPlane*) {
         return window.window->Play() ? std::string() : NoFrom(window, "played", context);
       });
 }
+
+namespace {
 
 bool Stop(CommandContext& context, const Arguments& arguments, std::string& error) {
   return OnWindow(context, arguments, Needs::kNothing, error,
@@ -268,8 +273,6 @@ std::vector<CommandRule> WindowCommands() {
        Alpha},
       {"raise", "puts it above all others", {kWindow}, Raise},
       {"lower", "puts it below all others", {kWindow}, Lower},
-      {"pause", "halts its content", {kWindow}, Pause},
-      {"play", "lets halted content go on", {kWindow}, Play},
       {"stop", "ends its content, as if it had come to its end", {kWindow}, Stop},
   };
 }

@@ -2,9 +2,8 @@
 
 #include "host/launcher/commands/WindowTable.h"
 
-#include <algorithm>
-
 #include "host/base/Check.h"
+#include "host/launcher/control/PlayText.h"
 #include "qx/platform/IGraphicsDriver.h"
 
 namespace plexion_host {
@@ -65,18 +64,7 @@ std::string FormatWindowTable(const std::vector<HostWindow>& windows,
   if (windows.empty()) return "there are no windows\n";
   std::vector<Row> rows{kHeading};
   for (const HostWindow& window : windows) rows.push_back(RowOf(window, service));
-  std::vector<size_t> widths(kHeading.size(), 0);
-  for (const Row& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
-  std::string text;
-  for (const Row& row : rows) {
-    for (size_t i = 0; i + 1 < row.size(); ++i) {
-      text += row[i] + std::string(widths[i] - row[i].size() + 2, ' ');
-    }
-    text += row.back() + '\n';
-  }
-  return text;
+  return FormatColumns(rows);
 }
 
 }  // namespace plexion_host

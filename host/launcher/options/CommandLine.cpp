@@ -227,6 +227,8 @@ class OptionTable {
     topic_ = "operator";
     AddText("--shellsocket", "PATH", "Take the operator's commands from a Unix socket, too",
             to.shellSocket);
+    AddText("--shellsocket-group", "GROUP", "Let the members of this group use the socket as well",
+            to.shellSocketGroup);
     topic_ = "log";
     Add("--log-level", "LEVEL",
         "Log with time and level what happened: error, warning, info or debug, and what is worse",
@@ -298,6 +300,9 @@ std::string FindContradiction(const LauncherOptions& options) {
   if (options.signage && !options.programme.empty()) return "--programme: not with --signage";
   if (options.rehearsal && options.programme.empty()) return "--rehearse: it needs --programme";
   if (options.loop && !options.signage) return "--loop: it needs --signage";
+  if (!options.shellSocketGroup.empty() && options.shellSocket.empty()) {
+    return "--shellsocket-group: it needs --shellsocket PATH";
+  }
   if (options.snapshotAtMs && options.snapshotFile.empty()) {
     return "--snapshot-at: it needs --snapshot FILE";
   }

@@ -59,6 +59,7 @@ struct LauncherOptions {
   std::optional<StartTime> startAt;
   int64_t loadTimeoutMs = 15000;     ///< with signage: a content that takes longer is left out
   std::string shellSocket;           ///< empty: none
+  std::string shellSocketGroup;      ///< may use it as well; empty: its owner alone
   std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
   bool logJson = false;
   int64_t frozenAfterMs = 60000;  ///< a moving content whose picture stands still; 0: never said

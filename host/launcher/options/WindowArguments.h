@@ -16,6 +16,7 @@ struct WindowLine {
   std::string variables;  ///< all of the content's, name=value&...
   std::string locale;     ///< of this window or an earlier one: the service keeps it from one to
                           ///< the next
+  std::string zone;       ///< of a programme
   bool keyMaster = false;
   bool keepScreen = false;  ///< --noclearscreen
 };

@@ -60,17 +60,29 @@ std::string ColorOf(const Programme& programme, const std::string& playlist) {
 
 }  // namespace
 
-std::string DayTable(const Programme& programme, Schedule& schedule, int32_t day) {
-  std::string table;
+std::vector<DayRow> DayRows(const Programme& programme, Schedule& schedule, int32_t day) {
+  std::vector<DayRow> rows;
   for (const Zone& zone : programme.zones) {
-    if (programme.zones.size() > 1) table += "zone " + PrintableWord(zone.name) + "\n";
     for (const DayPart& part : schedule.Day(zone, day)) {
       const LocalTime::Reading end = schedule.Clock().At(part.end);
       // The end of the day is 24:00 of it, and not 00:00 of the next one.
       const int64_t endMs = end.day > day ? int64_t{24} * 3600000 : end.ms;
-      table += "  " + ShowTimeOfDay(schedule.Clock().At(part.begin).ms) + " - " +
-               ShowTimeOfDay(endMs) + "  " + NameOf(part) + "  (" + Why(part) + ")\n";
+      rows.push_back({zone.name, part, ShowTimeOfDay(schedule.Clock().At(part.begin).ms),
+                      ShowTimeOfDay(endMs), Why(part)});
     }
+  }
+  return rows;
+}
+
+std::string DayTable(const Programme& programme, Schedule& schedule, int32_t day) {
+  std::string table;
+  std::string zone;
+  for (const DayRow& row : DayRows(programme, schedule, day)) {
+    if (programme.zones.size() > 1 && row.zone != zone) {
+      table += "zone " + PrintableWord(row.zone) + "\n";
+    }
+    zone = row.zone;
+    table += "  " + row.from + " - " + row.to + "  " + NameOf(row.part) + "  (" + row.why + ")\n";
   }
   return table;
 }

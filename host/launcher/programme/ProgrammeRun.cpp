@@ -22,11 +22,6 @@ int64_t Milliseconds() {
   return duration_cast<milliseconds>(Clock::now().time_since_epoch()).count();
 }
 
-ZoneTime Now(ProgrammeClock& clock) {
-  const int64_t steadyMs = Milliseconds<StatusBoard::Clock>();
-  return {clock.At(steadyMs, Milliseconds<std::chrono::system_clock>()), steadyMs};
-}
-
 /// Differs whenever the document does; a folder is read anew for each item anyway.
 std::string StampOf(const std::string& path) {
   struct stat status = {};
@@ -50,6 +45,11 @@ bool SameZones(const Programme& one, const Programme& other) {
 
 }  // namespace
 
+ZoneTime ProgrammeRun::Now() {
+  const int64_t steadyMs = Milliseconds<StatusBoard::Clock>();
+  return {clock_.At(steadyMs, Milliseconds<std::chrono::system_clock>()), steadyMs};
+}
+
 ProgrammeRun::ProgrammeRun(Session& session, ICalendar& calendar, std::string path,
                            std::shared_ptr<const Programme> programme)
     : session_(session),
@@ -57,6 +57,7 @@ ProgrammeRun::ProgrammeRun(Session& session, ICalendar& calendar, std::string pa
       path_(std::move(path)),
       programme_(std::move(programme)),
       reaper_(session.windows),
+      requests_(session.windows.Board()),
       documentStamp_(StampOf(path_)) {}
 
 ProgrammeRun::~ProgrammeRun() { zones_.clear(); }
@@ -93,8 +94,11 @@ void ProgrammeRun::Run() {
   screen_ = session_.GetScreenDims();
   StartClock();
   MakeZones();
+  requests_.Open();
+  session_.play.Set(this);
   while (!session_.windows.IsQuitting()) {
-    const ZoneTime now = Now(clock_);
+    requests_.Serve();
+    const ZoneTime now = Now();
     if (clock_.IsOver(now.wall)) session_.windows.RequestQuit();
     session_.turnAtMs = now.steadyMs;
     LookAtDocument(now.steadyMs);
@@ -104,12 +108,14 @@ void ProgrammeRun::Run() {
       next = std::min(next, playing.stage->Poll(*playing.director, now));
     }
     session_.windows.Board().WaitUntil(StatusBoard::Clock::time_point(milliseconds(next)), [this] {
-      return session_.windows.IsQuitting() ||
+      return session_.windows.IsQuitting() || requests_.HasRequestsLocked() ||
              std::any_of(zones_.begin(), zones_.end(),
                          [](const Playing& playing) { return playing.stage->HasNewsLocked(); });
     });
   }
   session_.turnAtMs = -1;
+  requests_.Close();
+  session_.play.Set(nullptr);
   session_.OnLastWindow();
   zones_.clear();
 }
@@ -131,20 +137,25 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
   lookAtMs_ = nowMs + kLookMs;
   const std::string stamp = StampOf(path_);
   if (stamp.empty() || stamp == documentStamp_) return;
-  documentStamp_ = stamp;
-  auto programme = std::make_shared<Programme>();
   std::string error;
-  if (!OpenProgramme(path_, calendar_, *programme, error)) {
-    session_.Log(LogLevel::kWarning,
-                 "the changed programme is wrong, the old one goes on: " + error);
-    return;
-  }
+  if (TakeDocument(path_, error)) return;
+  session_.Log(LogLevel::kWarning, "the changed programme is wrong, the old one goes on: " + error);
+}
+
+bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {
+  // Before it is read: what changes while it is being read is seen the next time.
+  const std::string stamp = StampOf(path);
+  if (path == path_) documentStamp_ = stamp;
+  auto programme = std::make_shared<Programme>();
+  if (!OpenProgramme(path, calendar_, *programme, error)) return false;
+  path_ = path;
+  documentStamp_ = stamp;
   const bool sameZones = SameZones(*programme, *programme_);
   programme_ = std::move(programme);
   if (!sameZones) {
     session_.Log(LogLevel::kInfo, "the programme has changed its zones, and begins anew");
     MakeZones();
-    return;
+    return true;
   }
   session_.Log(LogLevel::kInfo, "the programme has changed; it counts from the end of what is on");
   for (const Playing& playing : zones_) {
@@ -152,6 +163,7 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
                            programme_->defaultDurationMs, programme_->name, programme_->showReason);
     playing.director->SetProgramme(programme_);
   }
+  return true;
 }
 
 void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {

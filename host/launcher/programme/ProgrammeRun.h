@@ -3,26 +3,38 @@
 #ifndef HOST_LAUNCHER_PROGRAMME_PROGRAMMERUN_H_
 #define HOST_LAUNCHER_PROGRAMME_PROGRAMMERUN_H_
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "host/launcher/control/PlayControl.h"
 #include "host/launcher/programme/WindowStage.h"
 #include "host/launcher/programme/time/Rehearsal.h"
+#include "host/launcher/run/RequestQueue.h"
 
 namespace plexion_host {
 
-/// Runs on the service thread, until the end is asked for.
-class ProgrammeRun {
+/// Runs on the service thread, until the end is asked for. The operator's control of it may be
+/// called from any other thread meanwhile.
+class ProgrammeRun final : public PlayControl {
  public:
   /// `path` is what the programme was read from; it is read again when it changes.
   ProgrammeRun(Session& session, ICalendar& calendar, std::string path,
                std::shared_ptr<const Programme> programme);
-  ~ProgrammeRun();
+  ~ProgrammeRun() override;
   ProgrammeRun(const ProgrammeRun&) = delete;
   ProgrammeRun& operator=(const ProgrammeRun&) = delete;
 
   void Run();
+
+  bool Next(const std::string& zone, std::string& error) override;
+  bool Previous(const std::string& zone, std::string& error) override;
+  bool Play(const std::string& what, const std::string& zone, std::string& error) override;
+  bool Pause(const std::string& zone, std::string& error) override;
+  bool Report(PlayReport& report, std::string& error) override;
+  bool Day(const std::string& day, PlannedDay& planned, std::string& error) override;
+  bool Load(const std::string& path, std::string& error) override;
 
  private:
   struct Playing {
@@ -35,11 +47,18 @@ class ProgrammeRun {
   void StartClock();
   void Print(const std::string& zone, const ZoneNews& news) const;
   void LookAtDocument(int64_t nowMs);
+  bool TakeDocument(const std::string& path, std::string& error);
+  /// Has it done on the thread that plays.
+  bool Ask(std::string& error, const std::function<bool()>& work);
+  /// The same with a zone of that name; an empty one is the first.
+  bool AskZone(const std::string& zone, std::string& error,
+               const std::function<bool(Playing&, const ZoneTime&)>& work);
+  ZoneTime Now();
   qx::platform::OutputPlane* PlaneAbove(const std::string& zone) const;
 
   Session& session_;
   ICalendar& calendar_;
-  const std::string path_;
+  std::string path_;
   std::shared_ptr<const Programme> programme_;
   qx::plexion::Dims screen_ = {0, 0};
   std::shared_ptr<const Programme> rehearsedProgramme_;
@@ -47,6 +66,7 @@ class ProgrammeRun {
   mutable ProgrammeClock clock_;
   WindowReaper reaper_;
   std::vector<Playing> zones_;  ///< bottom first; go before the reaper
+  RequestQueue requests_;
   int64_t lookAtMs_ = 0;
   std::string documentStamp_;
 };

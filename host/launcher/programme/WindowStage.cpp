@@ -146,6 +146,7 @@ void WindowStage::Load(uint64_t number, const Item& item) {
   content.number = number;
   content.texts = std::make_shared<Texts>();
   content.texts->line.content = item.content;
+  content.texts->line.zone = zone_.name;
   content.texts->variables = VariablesOf(item);
   content.endless = IsApplication(item.content);
   Open(content, item);
@@ -237,8 +238,9 @@ void WindowStage::Step(ZoneDirector& director, Content& content, const ZoneTime&
   content.phase = Phase::kReady;
   if (!plain) {
     director.OnLoaded(number, content.endless, now);
-  } else if (reasonNumber_ == number && shown_ == 0) {
-    Show(number, 0, {});
+  } else if (reasonNumber_ == number) {
+    // Also over the last picture of what is over.
+    Show(number, shown_, {});
   }
 }
 
@@ -377,6 +379,13 @@ bool WindowStage::HasNewsLocked() const {
            (content.phase == Phase::kLoading && content.observer->IsReadyLocked()) ||
            (content.phase == Phase::kDrawing && content.observer->HasDrawnLocked());
   });
+}
+
+const qx::plexion::StageWindow* WindowStage::WindowOf(uint64_t number) const {
+  for (const Content& content : contents_) {
+    if (content.number == number) return content.window;
+  }
+  return nullptr;
 }
 
 qx::platform::OutputPlane* WindowStage::LowestPlane() const {

@@ -71,6 +71,8 @@ class WindowStage final : public ZoneStage {
   int64_t Poll(ZoneDirector& director, const ZoneTime& now);
   /// Whether there is something for Poll to do. Under the board's lock.
   bool HasNewsLocked() const;
+  /// The window of a content; null: it is not known, or has none.
+  const qx::plexion::StageWindow* WindowOf(uint64_t number) const;
   /// The plane that is on, or that comes next; null: none.
   qx::platform::OutputPlane* LowestPlane() const;
 

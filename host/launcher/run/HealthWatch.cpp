@@ -57,6 +57,19 @@ std::vector<WindowHealth> ReadHealth(IHostWindows& windows, IHostDisplay* displa
   return all;
 }
 
+void AddHealth(PlayReport& report, IHostWindows& windows, IHostDisplay* display) {
+  const std::vector<WindowHealth> all = ReadHealth(windows, display, false);
+  for (PlayedZone& zone : report.zones) {
+    const auto found = std::find_if(all.begin(), all.end(), [&](const WindowHealth& health) {
+      return health.number == zone.window;
+    });
+    if (found == all.end()) continue;
+    zone.health.frames = found->frames;
+    if (found->ageMs >= 0) zone.health.lastChangeAgeMs = found->ageMs;
+    zone.health.memoryBytes = found->memoryBytes;
+  }
+}
+
 HealthWatch::HealthWatch(Session& session, const ServiceManager& manager)
     : session_(session),
       manager_(manager),

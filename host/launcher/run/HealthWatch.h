@@ -10,6 +10,7 @@
 #include "host/base/NamedThread.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostWindows.h"
+#include "host/launcher/control/PlayControl.h"
 #include "host/launcher/process/ServiceManager.h"
 #include "host/launcher/run/HealthJudge.h"
 #include "host/launcher/run/Session.h"
@@ -21,6 +22,9 @@ namespace plexion_host {
 /// Thread   any but a player's own; takes the launcher's window lock.
 std::vector<WindowHealth> ReadHealth(IHostWindows& windows, IHostDisplay* display,
                                      bool withPictures);
+
+/// The same of each content of a report, by the numbers of its windows.
+void AddHealth(PlayReport& report, IHostWindows& windows, IHostDisplay* display);
 
 /// The thread "PlexionHealth", while it lives.
 ///

@@ -12,6 +12,7 @@
 
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/HostKernel.h"
+#include "host/launcher/control/PlayControl.h"
 #include "host/launcher/options/CommandLine.h"
 #include "host/launcher/process/ControlThread.h"
 #include "host/launcher/process/ServiceManager.h"
@@ -55,6 +56,8 @@ struct Session {
   /// that comes round by itself.
   std::atomic<int64_t> turnAtMs{-1};
   const ServiceManager* manager = nullptr;  ///< may be null; set before the run
+  /// Whoever plays says so here, so that the operator reaches it.
+  PlayControls play;
   /// Windows of one line begin together, unless one takes longer than this to load: a stalled network
   /// must not keep the others from playing.
   std::chrono::milliseconds waitForOthers{2000};

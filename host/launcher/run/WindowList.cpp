@@ -29,6 +29,7 @@ void WindowList::WithWindows(const std::function<void(std::vector<HostWindow>&)>
     const std::optional<Ending> ending = entry.observer->GetEnding();
     shown.back().status = ending ? ending->status : state;
     shown.back().paused = state == qx::plexion::kStatusPaused;
+    shown.back().shownMs = entry.observer->GetShownMs();
     // Of several that want the role, the youngest that plays has it.
     if (entry.keyMasterWanted && state == qx::plexion::kStatusPlaying) keyMaster = shown.size() - 1;
   }
@@ -74,6 +75,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
   Entry entry;
   entry.shown.number = nextNumber_++;
   entry.shown.content = line.content;
+  entry.shown.zone = line.zone;
   entry.shown.window = window;
   entry.keyMasterWanted = line.keyMaster;
   entry.observer = std::move(observer);
@@ -108,6 +110,14 @@ std::unique_ptr<WindowObserver> WindowList::TakeOut(StageWindow* window) {
   observer = std::move(entry->observer);
   entries_.erase(entry);
   return observer;
+}
+
+unsigned WindowList::NumberOf(const StageWindow* window) {
+  const RecursiveMutexLock lock(mutex_);
+  for (const Entry& entry : entries_) {
+    if (entry.shown.window == window) return entry.shown.number;
+  }
+  return 0;
 }
 
 void WindowList::WaitForKeyUps() {

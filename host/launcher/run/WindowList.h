@@ -57,6 +57,8 @@ class WindowList final : public IHostWindows {
   void TerminateAll();
   bool IsQuitting() const { return quitting_.load(); }
   StatusBoard& Board() { return board_; }
+  /// What the operator calls a window; 0: it is not known.
+  unsigned NumberOf(const qx::plexion::StageWindow* window) EXCLUDES(mutex_);
   /// The contents whose windows have not been destroyed yet. Waits for nothing.
   std::vector<std::string> GetContents();
 

@@ -6,6 +6,16 @@ namespace plexion_host {
 
 using qx::plexion::StageWindowStatus;
 
+namespace {
+
+int64_t NowMs() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             StatusBoard::Clock::now().time_since_epoch())
+      .count();
+}
+
+}  // namespace
+
 void StatusBoard::Post(const std::function<void()>& change) {
   {
     const MutexLock lock(mutex_);
@@ -35,7 +45,9 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
                                                const qx::plexion::StageWindowStatusData* data) {
   if (status == qx::plexion::kInfoOutputPlaneUpdated) {
     // Comes with every frame: only the first is news.
-    if (!HasDrawn()) board_.Post([this] { drawn_ = true; });
+    if (firstFrameMs_ != 0) return;
+    firstFrameMs_ = NowMs();
+    board_.Post([this] { drawn_ = true; });
     return;
   }
   if (status > qx::plexion::kErrorUnsupportedVersion) return;
@@ -56,6 +68,11 @@ void WindowObserver::TakeStatus(StageWindowStatus status) {
     if (status > state_) state_ = status;
     if (qx::plexion::IsTerminalStatus(status) && !ending_) ending_ = Ending{status, ""};
   });
+}
+
+int64_t WindowObserver::GetShownMs() const {
+  const int64_t first = firstFrameMs_;
+  return first == 0 ? 0 : NowMs() - first;
 }
 
 StageWindowStatus WindowObserver::GetState() {

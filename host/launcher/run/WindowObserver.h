@@ -3,6 +3,7 @@
 #ifndef HOST_LAUNCHER_RUN_WINDOWOBSERVER_H_
 #define HOST_LAUNCHER_RUN_WINDOWOBSERVER_H_
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -66,12 +67,16 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
   }
   bool HasDrawnLocked() const { return HasEndedLocked() || drawn_; }
 
+  /// Waits for nothing. Milliseconds since its first picture; 0: there was none.
+  int64_t GetShownMs() const;
+
   qx::plexion::StageWindowStatus GetState();
   bool HasDrawn();
   std::optional<Ending> GetEnding();
 
  private:
   StatusBoard& board_;
+  std::atomic<int64_t> firstFrameMs_{0};
   // Under the board's lock, which the compiler cannot follow through its conditions.
   qx::plexion::StageWindowStatus state_ = qx::plexion::kStatusUnconfigured;
   bool drawn_ = false;

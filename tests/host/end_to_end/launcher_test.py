@@ -526,6 +526,113 @@ class Programme(Story):
             self.assertIn(message, err)
 
 
+class Control(Story):
+    """Somebody steers what plays with 'plexion ctl'."""
+
+    def start(self, *arguments):
+        os.makedirs(self.path("run"), exist_ok=True)
+        self.environment = {**os.environ, "XDG_RUNTIME_DIR": self.path("run")}
+        self.environment.pop("PLEXION_SOCKET", None)
+        self.process = subprocess.Popen(
+            self.command(*arguments), cwd=self.folder, env=self.environment,
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(self.process.wait)
+        self.addCleanup(self.process.kill)
+        while self.ctl("version")[0] == 3:
+            self.assertIsNone(self.process.poll(), "the launcher ended")
+
+    def ctl(self, *words):
+        done = subprocess.run([OPTIONS.launcher, "ctl", *words], env=self.environment,
+                              cwd=self.folder, capture_output=True, text=True, timeout=60,
+                              check=False)
+        return done.returncode, done.stdout, done.stderr
+
+    def status(self, zone=0):
+        code, out, _ = self.ctl("--json", "status")
+        return json.loads(out)["zones"][zone] if code == 0 else {}
+
+    def wait_for(self, index=0, **expected):
+        """Asks until the zone is as expected, and returns it."""
+        while True:
+            status = self.status(index)
+            if expected.items() <= status.items():
+                return status
+            self.assertIsNone(self.process.poll(), "the launcher ended")
+
+    def end(self):
+        self.assertEqual(0, self.ctl("quit")[0])
+        self.assertEqual(0, self.process.wait(timeout=60))
+        self.assertFalse(os.path.exists(self.path("run/plexion.sock")))
+
+    def test_a_programme_goes_on_back_and_elsewhere(self):
+        for name in ("red", "green", "blue"):
+            shutil.copy(self.path("long.mvx"), self.path(name + "-long.mvx"))
+        self.write("day.json", json.dumps({
+            "name": "Bar", "playlists": {"all": ["red-long.mvx", "green-long.mvx"],
+                                         "side": ["blue-long.mvx"]},
+            "zones": [{"name": "main", "rect": [0, 0, "50%", "100%"], "playlist": "all"},
+                      {"name": "side", "rect": ["50%", 0, "50%", "100%"], "playlist": "side"}]}))
+        self.start("--programme", "day.json")
+        self.wait_for(content="red-long.mvx", item=1, items=2, paused=False)
+        self.wait_for(1, content="blue-long.mvx")
+        self.assertEqual(0, self.ctl("next")[0])
+        self.wait_for(content="green-long.mvx", item=2)
+        self.assertEqual(0, self.ctl("previous")[0])
+        self.wait_for(content="red-long.mvx")
+        self.assertEqual(0, self.ctl("play", "blue.mvx")[0])
+        self.wait_for(content="blue.mvx", item=None)
+        self.wait_for(content="green-long.mvx")  # and then it goes on
+        self.assertEqual(0, self.ctl("play", "red-long.mvx")[0])
+        self.wait_for(content="red-long.mvx", item=1)
+        self.assertEqual(0, self.ctl("pause")[0])
+        self.wait_for(1, paused=True)
+        frames = self.wait_for(paused=True)["health"]["frames"]
+        self.assertEqual(0, self.ctl("play", "", "side")[0])
+        self.wait_for(1, paused=False)
+        self.assertLessEqual(self.status()["health"]["frames"], frames + 1)
+        code, out, err = self.ctl("next", "far")
+        self.assertEqual((1, ""), (code, out))
+        self.assertEqual("plexion ctl: next: there is no zone 'far'; expected main, side\n", err)
+        self.assertEqual({"error": "next: there is no zone 'far'; expected main, side"},
+                         json.loads(self.ctl("--json", "next", "far")[1]))
+        self.assertIn("there is no such file", self.ctl("play", "none.mvx")[2])
+        self.assertEqual("all", json.loads(self.ctl("programme", "--json")[1])["parts"][0]["playlist"])
+        self.write("wrong.json", "{")
+        self.assertIn("wrong.json: line 1", self.ctl("programme", "load", "wrong.json")[2])
+        self.write("day.json", json.dumps({"playlists": {"all": ["green-long.mvx"]},
+                                           "zones": [{"name": "main", "playlist": "all"}]}))
+        self.assertEqual(0, self.ctl("programme", "reload")[0])
+        self.wait_for(content="green-long.mvx", items=1)
+        self.end()
+
+    def test_windows_are_paused_and_told_of(self):
+        self.start("--shellsocket", "run/plexion.sock", "long.mvx", "long.mvx")
+        self.wait_for(1, zone="2", content="long.mvx", paused=False)
+        while self.status(1)["health"]["frames"] < 5:
+            pass
+        self.assertEqual(0, self.ctl("pause")[0])
+        self.wait_for(0, paused=True)
+        self.assertEqual(0, self.ctl("play", "1")[0])
+        self.wait_for(0, paused=False)
+        self.assertIn("beside each other", self.ctl("next")[2])
+        self.end()
+
+    def test_without_a_launcher_it_says_where_it_looked(self):
+        self.environment = {**os.environ, "PLEXION_SOCKET": self.path("absent")}
+        code, _, err = self.ctl("status")
+        self.assertEqual(3, code)
+        self.assertIn(self.path("absent") + ": No such file", err)
+        for words in ([], ["--sockett", "x"], ["--timeout", "0", "status"], ["play", "a\nquit"]):
+            self.assertEqual(2, self.ctl(*words)[0], words)
+        # Somebody who listens and never answers.
+        listener = socket.socket(socket.AF_UNIX)
+        self.addCleanup(listener.close)
+        listener.bind(self.path("deaf"))
+        listener.listen()
+        code, _, err = self.ctl("--socket", self.path("deaf"), "--timeout", "1", "status")
+        self.assertEqual((3, "plexion ctl: no answer in time (--timeout)\n"), (code, err))
+
+
 class Ending(Story):
     def test_signals_end_all_windows_cleanly(self):
         for number in (signal.SIGINT, signal.SIGTERM):

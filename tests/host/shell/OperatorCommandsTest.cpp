@@ -5,7 +5,10 @@
 #include "host/launcher/commands/HostCommand.h"
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/commands/WindowTable.h"
+#include "host/launcher/ctl/CtlCommand.h"
+#include "host/launcher/run/WindowControl.h"
 #include "host/shell/CommandTable.h"
+#include "host/shell/CommandWords.h"
 #include "tests/host/shell/FakeWindow.h"
 #include "tests/host/shell/ShellHost.h"
 
@@ -37,11 +40,56 @@ class Windows final : public IHostWindows {
   bool quit = false;
 };
 
+/// Two zones; writes down what it is told.
+class Playing final : public PlayControl {
+ public:
+  bool Next(const std::string& zone, std::string& error) override {
+    return Note("next", zone, error);
+  }
+  bool Previous(const std::string& zone, std::string& error) override {
+    return Note("previous", zone, error);
+  }
+  bool Play(const std::string& what, const std::string& zone, std::string& error) override {
+    return Note("play " + what, zone, error);
+  }
+  bool Pause(const std::string& zone, std::string& error) override {
+    return Note("pause", zone, error);
+  }
+  bool Report(PlayReport& report, std::string&) override {
+    report = {"programme", "Bar", "bar.json", {}};
+    PlayedZone zone;
+    zone.zone = "main";
+    zone.content = "a/../b\x01.mvx";
+    zone.playlist = "all";
+    zone.item = 2;
+    zone.items = 5;
+    zone.next = "c.mvx";
+    zone.nextInMs = 1500;
+    zone.health = {120, 40, 5000};
+    report.zones.push_back(zone);
+    PlayedZone other;
+    other.zone = "side";
+    other.reason = "there is nothing to play";
+    report.zones.push_back(other);
+    return true;
+  }
+  std::vector<std::string> calls;
+
+ private:
+  bool Note(const std::string& call, const std::string& zone, std::string& error) {
+    if (!FindZone({"main", "side"}, zone, error)) return false;
+    calls.push_back(call + "@" + zone);
+    return true;
+  }
+};
+
 class OperatorCommandsTest : public testing::Test {
  protected:
   OperatorCommandsTest() {
     table_.SetConsole(&TestKernel().GetConsole());
-    for (const auto& rules : {WindowCommands(), InputCommands(), LauncherCommands()}) {
+    context_.play = &controls_;
+    for (const auto& rules :
+         {WindowCommands(), PlayCommands(), InputCommands(), LauncherCommands()}) {
       for (const CommandRule& rule : rules) {
         commands_.push_back(std::make_unique<HostCommand>(rule, context_));
         table_.Register(rule.name, commands_.back().get());
@@ -54,6 +102,7 @@ class OperatorCommandsTest : public testing::Test {
   }
 
   Windows windows_;
+  PlayControls controls_;
   CommandContext context_{TestKernel(), windows_};
   std::vector<std::unique_ptr<HostCommand>> commands_;
   CommandTable table_;
@@ -136,6 +185,69 @@ TEST_F(OperatorCommandsTest, ListWindowsWithoutWaitingForALoad) {
             "50        two.mvx\nOK");
   // Its status is known without asking, and nothing else of it was asked for.
   EXPECT_EQ(windows_.loading.questions, 0);
+}
+
+TEST_F(OperatorCommandsTest, WhatPlaysIsSteeredAndToldOf) {
+  EXPECT_EQ(Run("next"), "next: nothing plays now; expected a run that has begun and not ended");
+  Playing playing;
+  controls_.Set(&playing);
+  for (const char* line : {"next", "next side", "previous main", "pause", "pause side", "play",
+                           "play menu.mvx", "play 'http://a b' side"}) {
+    EXPECT_EQ(Run(line), "OK") << line;
+  }
+  EXPECT_THAT(playing.calls,
+              ElementsAre("next@", "next@side", "previous@main", "pause@", "pause@side", "play @",
+                          "play menu.mvx@", "play http://a b@side"));
+  EXPECT_EQ(Run("next far"), "next: there is no zone 'far'; expected main, side");
+  EXPECT_EQ(Run("pause 1"), "OK") << "a number is a window, as ever";
+  EXPECT_THAT(windows_.playing.calls, ElementsAre("pause"));
+  EXPECT_EQ(Run("status"),
+            "programme Bar (bar.json)\n"
+            "zone  since  frames  changed    volume  plays                              next\n"
+            "main  -      120     0.0 s ago  100     b\\x01.mvx (2 of 5), all            "
+            "c.mvx in 1.5 s\n"
+            "side  -      0       -          100     nothing: there is nothing to play  -\nOK");
+  const std::string json = Run("next --json");
+  EXPECT_THAT(json, StartsWith("{\"kind\":\"programme\",\"name\":\"Bar\",\"file\":\"bar.json\""));
+  EXPECT_THAT(json, HasSubstr("\"nextInSeconds\":1.5"));
+  EXPECT_THAT(
+      json,
+      HasSubstr("\"health\":{\"frames\":120,\"lastChangeSeconds\":0.04,\"memoryBytes\":5000}"));
+  EXPECT_THAT(json, HasSubstr("\"content\":null,\"reason\":\"there is nothing to play\""));
+  EXPECT_EQ(Run("programme"),
+            "programme: there is no programme; expected a run of --programme FILE");
+  EXPECT_EQ(Run("programme week"),
+            "programme: 'week' is no word of it; expected day [YYYY-MM-DD], reload or load FILE");
+  EXPECT_EQ(Run("programme load"), "programme: load: FILE is missing; usage: programme load FILE");
+  EXPECT_EQ(Run("hide 1 --json"), "hide: '--json' is one word too many; usage: hide N");
+  controls_.Set(nullptr);
+}
+
+TEST_F(OperatorCommandsTest, WindowsBesideEachOtherArePausedTogether) {
+  WindowControl control(windows_);
+  controls_.Set(&control);
+  EXPECT_EQ(Run("pause"), "OK");
+  EXPECT_EQ(Run("play"), "play: nothing is paused");
+  windows_.entries[0].status = qx::plexion::kStatusPaused;
+  EXPECT_EQ(Run("play"), "OK");
+  EXPECT_THAT(windows_.playing.calls, ElementsAre("pause", "play"));
+  EXPECT_EQ(Run("pause"), "pause: nothing plays that could be paused");
+  EXPECT_THAT(Run("next"), HasSubstr("expected a run of --programme or --signage"));
+  EXPECT_THAT(Run("play red.mvx"), HasSubstr("expected a window's number"));
+  EXPECT_THAT(Run("status"), HasSubstr("\n2   -      0       -        100     two.mvx"));
+  EXPECT_EQ(windows_.loading.questions, 0);
+  controls_.Set(nullptr);
+}
+
+TEST(CtlCommandTest, WordsReachTheShellAsTheyAre) {
+  const std::vector<std::string> words = {"play", "a b", "", "'x' \"y\" \\z", "#1", "\xc3\xa9"};
+  std::string line;
+  ASSERT_TRUE(QuoteWords(words, line));
+  std::vector<std::string> read;
+  std::string error;
+  ASSERT_TRUE(SplitCommandWords(line, read, error)) << error;
+  EXPECT_EQ(words, read);
+  EXPECT_FALSE(QuoteWords({"a\nquit"}, line)) << "a second command";
 }
 
 TEST_F(OperatorCommandsTest, QuitAsksTheLauncherToEnd) {

@@ -84,8 +84,8 @@ TEST_F(ShellStreamTest, DoesWithoutStandardInput) {
 
 TEST_F(ShellStreamTest, ServesTheSocketWithoutReadingStandardInput) {
   std::string error;
-  ASSERT_TRUE(shell_->Listen(state_ / "socket", error)) << error;
-  EXPECT_FALSE(shell_->Listen(state_ / "second", error));
+  ASSERT_TRUE(shell_->Listen(state_ / "socket", "", error)) << error;
+  EXPECT_FALSE(shell_->Listen(state_ / "second", "", error));
   EXPECT_THAT(error, HasSubstr("serves a socket already"));
   Send("say\n");
   shell_.reset();
@@ -94,7 +94,7 @@ TEST_F(ShellStreamTest, ServesTheSocketWithoutReadingStandardInput) {
 
 TEST_F(ShellStreamTest, EndsAtOnceWhileItWaitsForInput) {
   std::string error;
-  ASSERT_TRUE(shell_->Listen(state_ / "socket", error)) << error;
+  ASSERT_TRUE(shell_->Listen(state_ / "socket", "", error)) << error;
   shell_->Start();
   Send("say\n");
   ASSERT_TRUE(say_.WaitForRuns(1));

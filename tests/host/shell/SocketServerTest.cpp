@@ -94,6 +94,20 @@ class SocketServerTest : public testing::Test {
   std::unique_ptr<SocketServer> server_;
 };
 
+TEST_F(SocketServerTest, AGroupMayUseItWhenItIsAskedFor) {
+  SocketServer server(commands_);
+  std::string error;
+  ASSERT_TRUE(server.Start(path_, error, std::to_string(getgid()))) << error;
+  struct stat info {};
+  ASSERT_EQ(0, stat(path_.c_str(), &info));
+  EXPECT_EQ(0660u, info.st_mode & 0777u);
+  EXPECT_EQ(getgid(), info.st_gid);
+  SocketServer second(commands_);
+  EXPECT_FALSE(second.Start(folder_ / "other.sock", error, "no such group"));
+  EXPECT_EQ("there is no group 'no such group'; expected a group's name or number", error);
+  EXPECT_NE(0, stat((folder_ / "other.sock").c_str(), &info)) << "nothing was made";
+}
+
 TEST_F(SocketServerTest, AnswersEachLineAndEndsWithOkOrError) {
   Start();
   Client client(path_);

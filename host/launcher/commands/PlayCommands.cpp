@@ -1,0 +1,153 @@
+// The operator's commands that work on what plays: on, back, pause, what and when.
+
+#include <algorithm>
+
+#include "host/base/Text.h"
+#include "host/launcher/commands/HostCommand.h"
+#include "host/launcher/commands/WindowCommands.h"
+#include "host/launcher/control/PlayText.h"
+#include "host/launcher/run/HealthWatch.h"
+
+namespace plexion_host {
+namespace {
+
+using Text = const std::string&;
+
+std::string TextAt(const Arguments& arguments, size_t index) {
+  return index < arguments.texts.size() ? arguments.texts[index] : std::string();
+}
+
+bool IsNumber(Text text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char character) {
+    return character >= '0' && character <= '9';
+  });
+}
+
+template <typename Call>
+bool OnPlay(CommandContext& context, std::string& error, const Call& call) {
+  if (context.play == nullptr) {
+    error = "nothing plays here";
+    return false;
+  }
+  return context.play->With(error, call);
+}
+
+bool PrintReport(CommandContext& context, bool json, std::string& error) {
+  PlayReport report;
+  if (!OnPlay(context, error,
+              [&](PlayControl& control) { return control.Report(report, error); })) {
+    return false;
+  }
+  ScreenFacts screen;
+  {
+    const MutexLock lock(context.mutex);
+    if (context.display != nullptr) {
+      screen.display = context.display->Describe();
+      screen.framesPresented = context.display->GetFrameCount();
+    }
+    AddHealth(report, context.windows, context.display);
+  }
+  context.kernel.Printf("%s",
+                        (json ? ReportJson(report, screen) : ReportText(report, screen)).c_str());
+  return true;
+}
+
+/// An action; with --json what plays is told behind it.
+template <typename Call>
+bool Act(CommandContext& context, const Arguments& arguments, std::string& error,
+         const Call& call) {
+  if (!OnPlay(context, error, call)) return false;
+  return !arguments.json || PrintReport(context, true, error);
+}
+
+bool Next(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return Act(context, arguments, error,
+             [&](PlayControl& control) { return control.Next(TextAt(arguments, 0), error); });
+}
+
+bool Previous(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return Act(context, arguments, error,
+             [&](PlayControl& control) { return control.Previous(TextAt(arguments, 0), error); });
+}
+
+/// A number means a window, here as everywhere.
+bool NumberOf(const char* command, Text text, Arguments& window, std::string& error) {
+  const CommandRule rule{
+      command, "", {{"N", ArgumentRule::Kind::kNumber, 1, kMostWindowNumber}}, nullptr};
+  return CheckArguments(rule, {text}, window, error);
+}
+
+bool Play(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::string what = TextAt(arguments, 0);
+  Arguments window;
+  if (IsNumber(what)) {
+    return NumberOf("play", what, window, error) && PlayWindow(context, window, error);
+  }
+  return Act(context, arguments, error,
+             [&](PlayControl& control) { return control.Play(what, TextAt(arguments, 1), error); });
+}
+
+bool Pause(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::string zone = TextAt(arguments, 0);
+  Arguments window;
+  if (IsNumber(zone)) {
+    return NumberOf("pause", zone, window, error) && PauseWindow(context, window, error);
+  }
+  return Act(context, arguments, error,
+             [&](PlayControl& control) { return control.Pause(zone, error); });
+}
+
+bool Status(CommandContext& context, const Arguments& arguments, std::string& error) {
+  return PrintReport(context, arguments.json, error);
+}
+
+bool Programme(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::string verb = TextAt(arguments, 0);
+  const std::string word = TextAt(arguments, 1);
+  if (verb == "reload" || verb == "load") {
+    if ((verb == "load") == word.empty()) {
+      error = verb == "load" ? "load: FILE is missing; usage: programme load FILE"
+                             : "'" + word + "' is one word too many; usage: programme reload";
+      return false;
+    }
+    return Act(context, arguments, error,
+               [&](PlayControl& control) { return control.Load(word, error); });
+  }
+  if (!verb.empty() && verb != "day") {
+    error = "'" + verb + "' is no word of it; expected day [YYYY-MM-DD], reload or load FILE";
+    return false;
+  }
+  PlannedDay day;
+  if (!OnPlay(context, error,
+              [&](PlayControl& control) { return control.Day(word, day, error); })) {
+    return false;
+  }
+  context.kernel.Printf("%s", (arguments.json ? DayJson(day) : DayText(day)).c_str());
+  return true;
+}
+
+}  // namespace
+
+std::vector<CommandRule> PlayCommands() {
+  const auto word = [](const char* name) {
+    return ArgumentRule{name, ArgumentRule::Kind::kText, 0, 0, true};
+  };
+  return {
+      {"status", "tells what plays, since when, and what comes next", {}, Status, true},
+      {"next", "goes on to the next item", {word("ZONE")}, Next, true},
+      {"previous", "goes back to the item before", {word("ZONE")}, Previous, true},
+      {"play",
+       "goes to an item, plays another content once, or lets a window or all go on",
+       {word("N|ITEM|CONTENT"), word("ZONE")},
+       Play,
+       true},
+      {"pause", "halts a window, a zone, or all", {word("N|ZONE")}, Pause, true},
+      {"programme",
+       "tells what plays on a day; reads the programme anew, or another one",
+       {word("day|reload|load"), word("DATE|FILE")},
+       Programme,
+       true},
+  };
+}
+
+}  // namespace plexion_host
