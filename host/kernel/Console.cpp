@@ -129,11 +129,26 @@ void Console::CallHook(void (*hook)(void*)) {
   insideHook_ = false;
 }
 
+void Console::KeepLastLines(const std::string& printable) {
+  for (std::string& line : SplitAt(printable, '\n')) {
+    // The level in front of it is for the journal.
+    if (line.size() > 3 && line[0] == '<' && line[2] == '>') line.erase(0, 3);
+    if (!line.empty()) lastLines_.push_back(std::move(line));
+  }
+  while (lastLines_.size() > kMostLastLines) lastLines_.pop_front();
+}
+
+std::vector<std::string> Console::LastLines() {
+  const RecursiveMutexLock lock(mutex_);
+  return {lastLines_.begin(), lastLines_.end()};
+}
+
 void Console::Write(Stream Console::*which, const std::string& text) {
   if (text.empty()) return;
   std::string printable = Printable(text);
   const RecursiveMutexLock lock(mutex_);
   Stream& stream = this->*which;
+  if (which == &Console::error_) KeepLastLines(printable);
   lineOpen_ = text.back() != '\n';
   // A hook writes as well: not to a terminal that takes nothing.
   const bool now = stream.kept.empty() && CanWrite(stream.fd);

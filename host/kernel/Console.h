@@ -6,8 +6,10 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
@@ -36,6 +38,7 @@ namespace plexion_host {
 class Console final : public IHostConsole {
  public:
   static constexpr size_t kMaxKept = 1U << 20;
+  static constexpr size_t kMostLastLines = 50;
 
   /// `outputFd` and `errorFd` stay the caller's.
   explicit Console(int outputFd = 1, int errorFd = 2) : output_(outputFd), error_(errorFd) {}
@@ -54,6 +57,9 @@ class Console final : public IHostConsole {
   /// A record of the log. Without a log warnings and errors are "plexion: TEXT", and the others are
   /// left out.
   void Log(const LogRecord& record);
+
+  /// The last lines of the log, or what went to standard error; the oldest first, kMostLastLines at most.
+  std::vector<std::string> LastLines();
 
   /// Waits until what was kept has been written, as long as its reader takes something every now and
   /// then; what a reader does not take for so long is dropped.
@@ -86,7 +92,10 @@ class Console final : public IHostConsole {
 
   std::unique_ptr<OperatorLog> log_;  // constant once others print
 
+  void KeepLastLines(const std::string& printable) REQUIRES(mutex_);
+
   RecursiveMutex mutex_;  // also the order of output
+  std::deque<std::string> lastLines_ GUARDED_BY(mutex_);
   Stream output_ GUARDED_BY(mutex_);
   Stream error_ GUARDED_BY(mutex_);
   void (*before_)(void*) GUARDED_BY(mutex_) = nullptr;

@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -15,9 +17,14 @@
 #include "host/base/Text.h"
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
+#include "host/contracts/IHostLook.h"
+#include "host/contracts/IHostPlayer.h"
+#include "host/contracts/IHostSound.h"
 #include "host/contracts/Isolation.h"
 #include "host/contracts/WatchFiles.h"
+#include "host/launcher/commands/LookSource.h"
 #include "host/launcher/commands/OperatorShell.h"
+#include "host/launcher/control/SoundControl.h"
 #include "host/launcher/ctl/CtlCommand.h"
 #include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
@@ -77,7 +84,9 @@ HostKernel& MakeKernel(const std::vector<std::string>& arguments, const Launcher
   files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"},
                            {"IHostPlanes", "IGraphicsDriver"},
                            {"IHostInput", "IUserInputDriver"},
-                           {"IHostShell", "IShell"}};
+                           {"IHostPlayer", "IMorvelRuntimeLib"},
+                           {"IHostShell", "IShell"},
+                           {"IHostSound", "IMediaEngine"}};
   static HostKernel* const kernel = new HostKernel(arguments, std::move(files));
   IQXModule_QXModule_PutKernel(kernel);
   return *kernel;
@@ -126,8 +135,9 @@ class Launcher {
   int Run() {
     OpenLog(line_.options, kernel_.GetConsole());
     WatchEnd();
-    const bool ready = OpenShell() && LoadService() && ReadContents() && FindScreen() &&
-                       OpenWindows() && StartContents() && OpenDisplay() && OpenInput();
+    const bool ready = OpenShell() && ChooseSound() && LoadService() && ReadContents() &&
+                       FindScreen() && OpenWindows() && StartContents() && OpenDisplay() &&
+                       OpenInput();
     if (ready) ShowContents();
     EndContents();
     CloseInput();
@@ -159,6 +169,7 @@ class Launcher {
   // What a run stands on, each a step that answers whether to go on and has said why not.
   void WatchEnd();
   bool OpenShell();
+  bool ChooseSound();
   bool LoadService();
   bool ReadContents();
   bool ReadProgrammeFile();
@@ -170,6 +181,7 @@ class Launcher {
   bool StartContents();
   bool OpenDisplay();
   bool OpenInput();
+  bool StartLook();
   void ShowContents();
   // And the way back; each is harmless when its step was not reached.
   void EndContents();
@@ -203,7 +215,11 @@ class Launcher {
   WindowList windows_{board_};
   ControlThread control_;
   Session session_{kernel_, windows_, control_, line_.options};
-  OperatorShell shell_{kernel_, windows_, &session_.play};
+  SoundControl sound_;
+  ModuleHandle<IHostPlayer> player_;  // under the sound control's lock
+  OperatorShell shell_{kernel_, windows_, &session_.play, &sound_};
+  LookSource lookSource_{shell_.Context(), kernel_};
+  ModuleHandle<IHostLook> look_;
   ModuleHandle<qx::plexion::IPlexionSets> service_;
   std::optional<TempFolder> temporary_;
   std::vector<WindowLine> lines_;
@@ -236,6 +252,17 @@ void Launcher::WatchEnd() {
     Fail(kExitDisplayLost, "the display has gone: " + reason);
     end_.EndWithin(EndWatch::kAfterSignal);  // the main thread may be lost with it
   });
+  windows_.SetWindowHandlers(
+      [this](const HostWindow& window) { sound_.OnWindow(window); },
+      [this](const qx::plexion::StageWindow* window) { sound_.OnWindowGone(window); });
+  windows_.SetKeyHandler([this](uint32_t key) {
+    if (!sound_.OnKey(key)) return;
+    const SoundLevel level = sound_.Get({});
+    session_.Log(LogLevel::kInfo,
+                 "volume " + std::to_string(std::lround(level.volume * 100)) +
+                     (level.muted ? ", muted" : ""),
+                 {{"event", "volume"}});
+  });
   windows_.SetPausePending(line_.options.pause);
   end_.Start([this] { windows_.RequestQuit(); }, [this] { return windows_.GetContents(); },
              [this] { return ExitCodeNow(); });
@@ -247,6 +274,31 @@ bool Launcher::OpenShell() {
   if (!shell_.Open(line_.options, error_)) return Fail(kExitCannotWork, error_);
   if (!shell_.SocketPath().empty()) end_.SetSocket(shell_.SocketPath());
   return true;
+}
+
+/// A wrong name is found before anything is opened. Only who names an output waits for the question
+/// which ones there are.
+bool Launcher::ChooseSound() {
+  sound_.SetPlayer([this](std::string& error) -> IHostPlayer* {
+    if (!player_) {
+      player_ = ModuleHandle<IHostPlayer>(kernel_, kernel_.TryAcquireModule("IHostPlayer", error));
+      if (!player_) error = "this player offers no volume and no positions: " + error;
+    }
+    return player_.Get();
+  });
+  const std::string& name = line_.options.soundOutput;
+  if (name.empty()) return true;
+  setenv(kSoundOutputVariable, name.c_str(), 1);
+  if (name == "auto" || name == "none") return true;
+  end_.SetStep("the sound outputs");
+  const auto outputs = Acquire<IHostSound>("IHostSound");
+  if (!outputs) return Fail(kExitCannotWork, "module IHostSound is not available: " + error_);
+  std::vector<std::string> names = outputs->GetOutputNames();
+  if (std::find(names.begin(), names.end(), name) != names.end()) return true;
+  for (std::string& each : names) each = "'" + PrintableWord(each) + "'";
+  names.insert(names.begin(), {"auto", "none"});
+  return FailUsage("--sound-output: there is no output '" + PrintableWord(name) + "'; expected " +
+                   Join(names));
 }
 
 bool Launcher::LoadService() {
@@ -385,6 +437,30 @@ bool Launcher::OpenInput() {
   if (!LoadKeyMaps()) return false;
   StartMouseStreams();
   shell_.SetRun(display_.Get(), input_.Get(), driver_.Get());
+  return StartLook();
+}
+
+bool Launcher::StartLook() {
+  const LauncherOptions& options = line_.options;
+  if (!options.look) return true;
+  LookSettings settings{options.look->address, options.look->port, NewLookToken()};
+  if (!options.lookToken.empty() && !LoadLookToken(options.lookToken, settings.token, error_)) {
+    return Fail(kExitUsage, "--look-token: " + error_);
+  }
+  if (settings.token.empty()) return Fail(kExitCannotWork, "--look: no random numbers to be had");
+  look_ = Acquire<IHostLook>("IHostLook");
+  if (!look_) return Fail(kExitCannotWork, "module IHostLook is not available: " + error_);
+  if (!look_->Start(settings, lookSource_, error_)) {
+    return Fail(kExitCannotWork, "--look: " + error_);
+  }
+  const bool known = !options.lookToken.empty();
+  session_.Log(LogLevel::kInfo, "the page is at " + LookUrl(*options.look, look_->GetPort()) +
+                                    (known ? "TOKEN/ with the token of " + options.lookToken
+                                           : settings.token + "/"));
+  if (!options.look->IsLoopback()) {
+    session_.Log(LogLevel::kWarning,
+                 "--look: the page and its token travel in clear to all who can hear the network");
+  }
   return true;
 }
 
@@ -435,6 +511,7 @@ void Launcher::EndContents() {
 }
 
 void Launcher::CloseInput() {
+  look_.Reset();
   shell_.SetRun(nullptr, nullptr, nullptr);
   mouseStreams_.clear();
   input_.Reset();
@@ -454,6 +531,8 @@ void Launcher::CloseDisplay() {
 
 void Launcher::UnloadService() {
   end_.SetStep("the module IPlexion");
+  sound_.Close();
+  player_.Reset();
   windows_.SetService(nullptr);
   end_.SetCleanUp(nullptr);
   temporary_.reset();

@@ -156,6 +156,12 @@ class Engine {
   virtual void OnProxy(const ProxySettings& /*proxy*/) {}
   /// A factor from 0 to 1 for the sound, on top of the settings'. 1 until told.
   virtual void SetVolume(double /*factor*/) {}
+  /// Of a self-paced engine: goes to a moment, in seconds from the content's beginning or, `relative`,
+  /// from where it is. Returns  false with `fault` when it cannot.
+  virtual bool Seek(double /*seconds*/, bool /*relative*/, std::string& fault) {
+    fault = "it has no positions to go to";
+    return false;
+  }
 
   /// What an author should know of a content that plays: files that nobody names, scenes that are
   /// never shown. After Load, for `plexion check`; may take its time.

@@ -11,6 +11,8 @@ namespace plexion_host::player {
 EnginePacer::EnginePacer(const ContentFacts& facts, const PlayerSettings& settings)
     : timeline_(facts.framesPerSecond, facts.frameCount, settings.loops, settings.speed),
       clocked_(facts.framesPerSecond > 0),
+      framesPerSecond_(facts.framesPerSecond),
+      frames_(facts.frameCount),
       noSpeedLimit_(settings.noSpeedLimit) {}
 
 uint64_t EnginePacer::DueAt(Time now) const {
@@ -20,6 +22,18 @@ uint64_t EnginePacer::DueAt(Time now) const {
   const uint64_t due = std::min(wanted, EndPosition());
   // With nothing to come and no end there is no later position to go to.
   return due == kNoFrame ? position_ : due;
+}
+
+bool EnginePacer::GoTo(double seconds, bool relative, Time now) {
+  if (!clocked_ || frames_ == 0 || finished_) return false;
+  const uint64_t passBegins = position_ - timeline_.FrameOf(position_);
+  double frame = seconds * framesPerSecond_;
+  if (relative) frame += static_cast<double>(timeline_.FrameOf(position_));
+  const double last = static_cast<double>(frames_ - 1);
+  const auto within = static_cast<uint64_t>(std::clamp(frame, 0.0, last));
+  position_ = nextPosition_ = passBegins + within;
+  timeline_.GoTo(position_, now);
+  return true;
 }
 
 uint64_t EnginePacer::SkippedBefore(uint64_t position) const {

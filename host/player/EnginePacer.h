@@ -28,6 +28,10 @@ class EnginePacer {
   void Start(Time now) { timeline_.Start(now); }
   void Stop(Time now) { timeline_.Stop(now); }
   bool IsRunning() const { return timeline_.IsRunning(); }
+  bool IsClocked() const { return clocked_; }
+  /// Goes to another moment of the same pass, in seconds of the content; the nearest one that there is.
+  /// The engine is to be stepped there next. Returns  false for content without a length.
+  bool GoTo(double seconds, bool relative, Time now);
 
   /// What is to be shown now, EndPosition at most; never before what was shown last.
   uint64_t DueAt(Time now) const;
@@ -55,6 +59,8 @@ class EnginePacer {
  private:
   Timeline timeline_;
   bool clocked_ = false;
+  double framesPerSecond_ = 0;
+  uint64_t frames_ = 0;
   bool noSpeedLimit_ = false;
   bool finished_ = false;
   uint64_t position_ = 0;

@@ -19,6 +19,12 @@ void Timeline::Stop(Time now) {
   elapsed_ = now - origin_;
 }
 
+void Timeline::GoTo(uint64_t position, Time now) {
+  if (positionsPerNanosecond_ <= 0) return;
+  elapsed_ = static_cast<Time>(std::ceil(static_cast<double>(position) / positionsPerNanosecond_));
+  origin_ = now - elapsed_;
+}
+
 uint64_t Timeline::PositionAt(Time now) const {
   const Time elapsed = running_ ? now - origin_ : elapsed_;
   if (elapsed <= 0) return 0;

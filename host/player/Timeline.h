@@ -24,6 +24,9 @@ class Timeline {
   void Start(Time now);
   void Stop(Time now);
   bool IsRunning() const { return running_; }
+  /// `position` is due from now on. Nothing happens to content that is not clocked.
+  void GoTo(uint64_t position, Time now);
+  double PositionsPerSecond() const { return positionsPerNanosecond_ * 1e9; }
 
   uint64_t PositionAt(Time now) const;
   /// The moment from which PositionAt answers `position` or more; kInfinite while stopped.

@@ -12,6 +12,7 @@
 #include "host/contracts/IHostInput.h"
 #include "host/contracts/IHostWindows.h"
 #include "host/launcher/control/PlayControl.h"
+#include "host/launcher/control/SoundControl.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowNotifier.h"
@@ -26,7 +27,8 @@ struct CommandContext {
 
   IQXKernel& kernel;
   IHostWindows& windows;
-  PlayControls* play = nullptr;  ///< constant once commands run; null: nothing ever plays
+  PlayControls* play = nullptr;   ///< constant once commands run; null: nothing ever plays
+  SoundControl* sound = nullptr;  ///< likewise; null: there is no sound
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 
   /// How long "resize" waits to hear what became of it.

@@ -61,6 +61,7 @@ class HostCommand final : public qx::platform::IShellCommand {
 // The tables, by what they work on.
 std::vector<CommandRule> WindowCommands();
 std::vector<CommandRule> PlayCommands();
+std::vector<CommandRule> SoundCommands();
 std::vector<CommandRule> InputCommands();
 std::vector<CommandRule> LauncherCommands();
 

@@ -46,7 +46,7 @@ bool OperatorShell::Open(const LauncherOptions& options, std::string& error) {
   // Typed ahead: "go" may be in the pipe before there is anything that waits for it.
   if (hostShell_ && options.pause) hostShell_->ExpectCommand("go");
   for (const auto& table :
-       {WindowCommands(), PlayCommands(), InputCommands(), LauncherCommands()}) {
+       {WindowCommands(), PlayCommands(), SoundCommands(), InputCommands(), LauncherCommands()}) {
     for (const CommandRule& rule : table) {
       commands_.push_back(std::make_unique<HostCommand>(rule, context_));
       Describe(rule);

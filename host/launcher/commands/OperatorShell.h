@@ -23,9 +23,11 @@ namespace plexion_host {
 ///          is typed ahead then finds itself registered. SetRun while there is a display.
 class OperatorShell {
  public:
-  OperatorShell(HostKernel& kernel, IHostWindows& windows, PlayControls* play = nullptr)
+  OperatorShell(HostKernel& kernel, IHostWindows& windows, PlayControls* play = nullptr,
+                SoundControl* sound = nullptr)
       : kernel_(kernel), context_(kernel, windows) {
     context_.play = play;
+    context_.sound = sound;
   }
   ~OperatorShell() { Close(); }
   OperatorShell(const OperatorShell&) = delete;
@@ -37,6 +39,8 @@ class OperatorShell {
   /// for: the service does without.
   /// Returns  false with the reason in `error`.
   bool Open(const LauncherOptions& options, std::string& error);
+  /// What the commands work on.
+  CommandContext& Context() { return context_; }
   /// Where the socket is; empty: there is none.
   const std::string& SocketPath() const { return socketPath_; }
   /// Waits for a command that is being run. Hold no lock that one could want.

@@ -4,9 +4,9 @@
 
 #include "host/base/Text.h"
 #include "host/launcher/commands/HostCommand.h"
+#include "host/launcher/commands/PlayStatus.h"
 #include "host/launcher/commands/WindowCommands.h"
 #include "host/launcher/control/PlayText.h"
-#include "host/launcher/run/HealthWatch.h"
 
 namespace plexion_host {
 namespace {
@@ -32,32 +32,12 @@ bool OnPlay(CommandContext& context, std::string& error, const Call& call) {
   return context.play->With(error, call);
 }
 
-bool PrintReport(CommandContext& context, bool json, std::string& error) {
-  PlayReport report;
-  if (!OnPlay(context, error,
-              [&](PlayControl& control) { return control.Report(report, error); })) {
-    return false;
-  }
-  ScreenFacts screen;
-  {
-    const MutexLock lock(context.mutex);
-    if (context.display != nullptr) {
-      screen.display = context.display->Describe();
-      screen.framesPresented = context.display->GetFrameCount();
-    }
-    AddHealth(report, context.windows, context.display);
-  }
-  context.kernel.Printf("%s",
-                        (json ? ReportJson(report, screen) : ReportText(report, screen)).c_str());
-  return true;
-}
-
 /// An action; with --json what plays is told behind it.
 template <typename Call>
 bool Act(CommandContext& context, const Arguments& arguments, std::string& error,
          const Call& call) {
   if (!OnPlay(context, error, call)) return false;
-  return !arguments.json || PrintReport(context, true, error);
+  return !arguments.json || PrintStatus(context, true, error);
 }
 
 bool Next(CommandContext& context, const Arguments& arguments, std::string& error) {
@@ -98,7 +78,7 @@ bool Pause(CommandContext& context, const Arguments& arguments, std::string& err
 }
 
 bool Status(CommandContext& context, const Arguments& arguments, std::string& error) {
-  return PrintReport(context, arguments.json, error);
+  return PrintStatus(context, arguments.json, error);
 }
 
 bool Programme(CommandContext& context, const Arguments& arguments, std::string& error) {

@@ -212,6 +212,9 @@ class OptionTable {
     topic_ = "schedule";
     Add("--start-at", "TIME", "Begin to play at HH:MM:SS[.mmm] or a Unix time",
         [&to](Text text) { return ReadStartTime(text, to.startAt); });
+    AddText("--sound-output", "NAME",
+            "The sound output by its name, auto or none; a wrong name lists what there is",
+            to.soundOutput);
     topic_ = "operator";
     Add("--key-mode", "MODE",
         "direct, simulate-key-up[,DELAY] or auto-repeat[,DELAY,INTERVAL], in milliseconds",
@@ -229,6 +232,12 @@ class OptionTable {
             to.shellSocket);
     AddText("--shellsocket-group", "GROUP", "Let the members of this group use the socket as well",
             to.shellSocketGroup);
+    Add("--look", "ADDRESS:PORT",
+        "Serve a page with the picture, now and next and the day, at 127.0.0.1:8080 for example",
+        [&to](Text text) { return ReadLookAddress(text, to.look); });
+    AddText("--look-token", "FILE",
+            "With --look: take the token in its address from this file, which is made if need be",
+            to.lookToken);
     topic_ = "log";
     Add("--log-level", "LEVEL",
         "Log with time and level what happened: error, warning, info or debug, and what is worse",
@@ -300,6 +309,9 @@ std::string FindContradiction(const LauncherOptions& options) {
   if (options.signage && !options.programme.empty()) return "--programme: not with --signage";
   if (options.rehearsal && options.programme.empty()) return "--rehearse: it needs --programme";
   if (options.loop && !options.signage) return "--loop: it needs --signage";
+  if (!options.lookToken.empty() && !options.look) {
+    return "--look-token: it needs --look ADDRESS:PORT";
+  }
   if (!options.shellSocketGroup.empty() && options.shellSocket.empty()) {
     return "--shellsocket-group: it needs --shellsocket PATH";
   }

@@ -12,6 +12,7 @@
 #include "host/contracts/ContentFit.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/kernel/OperatorLog.h"
+#include "host/launcher/options/LookAddress.h"
 #include "host/launcher/options/StartTime.h"
 #include "host/launcher/options/Transition.h"
 #include "host/launcher/options/WindowArguments.h"
@@ -59,6 +60,9 @@ struct LauncherOptions {
   std::optional<StartTime> startAt;
   int64_t loadTimeoutMs = 15000;     ///< with signage: a content that takes longer is left out
   std::string shellSocket;           ///< empty: none
+  std::optional<LookAddress> look;   ///< where the page is served; none: nowhere
+  std::string lookToken;             ///< a file; empty: a new token for each run
+  std::string soundOutput;           ///< a name, "auto" or "none"; empty: as the system says
   std::string shellSocketGroup;      ///< may use it as well; empty: its owner alone
   std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
   bool logJson = false;

@@ -48,6 +48,7 @@ void WindowList::DisplayLost(const std::string& reason) {
 }
 
 void WindowList::DispatchKeyDown(uint32_t key) {
+  if (keyHandler_) keyHandler_(key);
   // Not together with a window's destruction: its player would hear of a key when it is gone.
   const MutexLock lock(keysMutex_);
   if (qx::plexion::IPlexionSets* const service = service_.load()) {
@@ -79,6 +80,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
   entry.shown.window = window;
   entry.keyMasterWanted = line.keyMaster;
   entry.observer = std::move(observer);
+  if (windowAdded_) windowAdded_(entry.shown);
   entries_.push_back(std::move(entry));
   // The end may have come while it was made: nobody else would tell it.
   if (quitting_) window->Terminate(qx::plexion::kStatusComplete);
@@ -88,6 +90,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
 void WindowList::Destroy(StageWindow* window) {
   const std::unique_ptr<WindowObserver> observer = TakeOut(window);
   PLEXION_CHECK(observer != nullptr, "a window is destroyed once");
+  if (windowGone_) windowGone_(window);
   // Whoever visited the window has let go of it. Destroying it waits for its player's thread, so
   // it is better done without the lock.
   if (keyUpDelay_.count() > 0) {

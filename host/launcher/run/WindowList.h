@@ -40,6 +40,14 @@ class WindowList final : public IHostWindows {
   void SetDisplayLostHandler(std::function<void(const std::string&)> handler) {
     displayLostHandler_ = std::move(handler);
   }
+  /// Hear of each window before it plays and before it is destroyed, and of each key that comes down.
+  /// Set before any thread is there.
+  void SetWindowHandlers(std::function<void(const HostWindow&)> added,
+                         std::function<void(const qx::plexion::StageWindow*)> gone) {
+    windowAdded_ = std::move(added);
+    windowGone_ = std::move(gone);
+  }
+  void SetKeyHandler(std::function<void(uint32_t)> handler) { keyHandler_ = std::move(handler); }
   /// "--pause" stands on the command line and nobody has said "go" yet.
   void SetPausePending(bool pending) { pausePending_ = pending; }
   /// The service simulates key ups, this long after each key down; 0: it does not. A window that is
@@ -78,6 +86,9 @@ class WindowList final : public IHostWindows {
   std::atomic<bool> pausePending_{false};
   std::function<void()> quitHandler_;
   std::function<void(const std::string&)> displayLostHandler_;
+  std::function<void(const HostWindow&)> windowAdded_;
+  std::function<void(const qx::plexion::StageWindow*)> windowGone_;
+  std::function<void(uint32_t)> keyHandler_;
   std::chrono::milliseconds keyUpDelay_{0};  // constant once there are windows
 
   // Held while a key goes to the service and, with simulated key ups, while a window is destroyed.

@@ -71,6 +71,8 @@ class Application {
   std::vector<std::string> Findings() const;
 
   void OnInput(const InputEvent& event);
+  /// A factor for all that is embedded, on top of what its elements say.
+  void SetVolume(double factor) { embedded_.SetVolume(factor); }
   StepResult Advance(const FrameStep& step);
   /// `problem` is drawn on top, for its author; empty: there is none.
   DrawResult Draw(const DrawTarget& target, const std::string& problem);

@@ -45,6 +45,11 @@ class ApplicationEngine final : public Engine {
 
   void OnInput(const InputEvent& event) override { application_->OnInput(event); }
 
+  void SetVolume(double factor) override {
+    volume_ = factor;
+    if (application_ != nullptr) application_->SetVolume(factor);
+  }
+
   StepResult Advance(const FrameStep& step) override {
     PLEXION_CHECK(application_ != nullptr, "an application is loaded before it plays");
     if (watch_ != nullptr) TakeChanges(step.position);
@@ -115,6 +120,7 @@ class ApplicationEngine final : public Engine {
     if (!next->Load(content_, {position, frameRate_, application_->Failure(), nullptr}, error))
       return;
     if (next->IsFallback()) return;
+    next->SetVolume(volume_);
     application_ = std::move(next);
     isNew_ = true;
   }
@@ -128,6 +134,7 @@ class ApplicationEngine final : public Engine {
   ContentAddress content_;
   std::unique_ptr<Application> application_;
   double frameRate_ = 30;
+  double volume_ = 1;
   uint64_t retryAt_ = kNoFrame;  ///< position of the next attempt
   double retrySeconds_ = kRetrySeconds;
   std::unique_ptr<FileWatch> watch_;

@@ -94,6 +94,24 @@ bool PlayerInstance::Pause() {
   return Post(std::move(command));
 }
 
+void PlayerInstance::SetVolume(double factor) {
+  volume_ = factor;
+  // Before the content is loaded nobody needs to be told.
+  Command command;
+  command.kind = Command::kVolume;
+  Post(std::move(command));
+}
+
+bool PlayerInstance::Seek(double seconds, bool relative,
+                          std::function<void(const std::string&)> done) {
+  Command command;
+  command.kind = Command::kSeek;
+  command.seconds = seconds;
+  command.relative = relative;
+  command.done = std::move(done);
+  return Post(std::move(command));
+}
+
 bool PlayerInstance::Terminate(StageWindowStatus status) {
   if (!qx::plexion::IsTerminalStatus(status)) return false;
   // May be the player's own thread, inside an engine: nothing but flags may change here.

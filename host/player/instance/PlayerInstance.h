@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -60,6 +61,10 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   void UpdateProxyParameters(const char* host, unsigned short port, const char* user,
                              const char* password) override;
 
+  // The host's own commands; PlayerInstance.cpp. Of Seek see IHostPlayer.
+  void SetVolume(double factor);
+  bool Seek(double seconds, bool relative, std::function<void(const std::string&)> done);
+
   // Input; PlayerInput.cpp.
   void SetStageRect(const qx::plexion::Rect& rect) override;
   void KeyDown(unsigned long key) override;
@@ -76,12 +81,26 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
 
  private:
   struct Command {
-    enum Kind { kAnnounceConfigured, kLoad, kPlay, kPause, kInput, kProxy, kNotify, kFail };
+    enum Kind {
+      kAnnounceConfigured,
+      kLoad,
+      kPlay,
+      kPause,
+      kInput,
+      kProxy,
+      kVolume,
+      kSeek,
+      kNotify,
+      kFail
+    };
     Kind kind = kPlay;
     InputEvent input;
     ProxySettings proxy;
     Status event = qx::plexion::kStatusUnconfigured;  // kNotify
     EngineError error;                                // kFail; kNotify uses its message
+    double seconds = 0;                               // kSeek
+    bool relative = false;
+    std::function<void(const std::string&)> done;
   };
 
   /// What the thread is asked for, each once however often it was asked.
@@ -114,6 +133,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   bool TakeFlag(bool Requests::*flag);
   bool IsEnding();
   void Execute(Command& command);
+  std::string GoTo(double seconds, bool relative);
   void PrepareEngine();
   void RunLoad();
   bool OpenAndLoad(EngineError& error);
@@ -162,6 +182,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   Status endAs_ GUARDED_BY(mutex_) = qx::plexion::kStatusUnconfigured;
   qx::plexion::Dims authoredDims_ GUARDED_BY(mutex_) = {0, 0};
 
+  std::atomic<double> volume_{1};
   // As endAs_ and quit_, readable inside an allocation.
   std::atomic<bool> cancelled_{false};
 

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "host/contracts/Isolation.h"
+#include "host/player/instance/PlayerBoard.h"
 #include "host/player/instance/PlayerClock.h"
 #include "host/player/instance/PlayerInstance.h"
 #include "host/player/remote/RemoteEngines.h"
@@ -87,11 +88,15 @@ void PlayerRuntime::FillInstanceParameters(
 
 qx::core::morvellib::MorvelInstance* PlayerRuntime::CreateMorvelInstance(
     qx::plexion::StageWindow* window) {
-  return new (std::nothrow) PlayerInstance(window, *engines_, SteadyPlayerClock());
+  auto* const instance = new (std::nothrow) PlayerInstance(window, *engines_, SteadyPlayerClock());
+  PlayerBoard::Get().Add(window, instance);
+  return instance;
 }
 
 void PlayerRuntime::DestroyMorvelInstance(qx::core::morvellib::MorvelInstance* instance) {
-  delete static_cast<PlayerInstance*>(instance);
+  auto* const own = static_cast<PlayerInstance*>(instance);
+  PlayerBoard::Get().Remove(own);
+  delete own;
 }
 
 }  // namespace plexion_host::player

@@ -99,6 +99,14 @@ void PlayerInstance::Execute(Command& command) {
       settings_.proxyPassword = command.proxy.password;
       if (engine_ != nullptr) engine_->OnProxy(command.proxy);
       break;
+    case Command::kVolume:
+      if (engine_ == nullptr) break;
+      engine_->SetVolume(volume_);
+      advanceWanted_ = true;
+      break;
+    case Command::kSeek:
+      command.done(GoTo(command.seconds, command.relative));
+      break;
     case Command::kNotify:
       // Whoever stands before the device hears it, too, whichever engine it comes from.
       if (command.event == qx::plexion::kInfoUnsupportedPlaceholderRendered) {
@@ -114,6 +122,18 @@ void PlayerInstance::Execute(Command& command) {
   }
   // Play and Pause take effect in their order, also when they came together.
   if (playWanted_) StartPlayingWhenPossible();
+}
+
+std::string PlayerInstance::GoTo(double seconds, bool relative) {
+  if (engine_ == nullptr) return "it is not loaded yet";
+  std::string fault;
+  if (!pacer_.IsClocked()) {
+    engine_->Seek(seconds, relative, fault);
+    return fault;
+  }
+  if (!pacer_.GoTo(seconds, relative, clock_.Now())) return "it has no length to go to a moment of";
+  advanceWanted_ = true;
+  return fault;
 }
 
 void PlayerInstance::PrepareEngine() {
@@ -174,6 +194,7 @@ bool PlayerInstance::OpenAndLoad(EngineError& error) {
     return false;
   }
   engine_ = std::move(engine);
+  if (volume_ != 1) engine_->SetVolume(volume_);
   return true;
 }
 

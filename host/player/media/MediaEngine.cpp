@@ -2,6 +2,7 @@
 
 #include "host/player/media/MediaEngine.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "host/player/media/net/HttpFaults.h"
@@ -61,6 +62,25 @@ void MediaEngine::OnProxy(const ProxySettings& proxy) {
 
 void MediaEngine::SetVolume(double factor) {
   if (pipeline_ != nullptr) pipeline_->SetVolume(request_.volume * factor);
+}
+
+bool MediaEngine::Seek(double seconds, bool relative, std::string& fault) {
+  double position = 0;
+  double duration = 0;
+  if (kind_ == Kind::kStill) {
+    fault = "a picture has no positions to go to";
+  } else if (live_ || pipeline_ == nullptr || !pipeline_->Duration(duration)) {
+    fault = "what is live, or of no known length, cannot be sought in";
+  } else if (relative && !pipeline_->Position(position)) {
+    fault = "it does not tell where it is";
+  } else if (!pipeline_->SeekTo(std::clamp(position + seconds, 0.0, duration),
+                                host_.Settings().speed)) {
+    fault = "its format cannot be sought in";
+  }
+  if (!fault.empty()) return false;
+  endOfPass_ = false;
+  sought_ = true;
+  return true;
 }
 
 void MediaEngine::ApplyState() {
@@ -168,7 +188,10 @@ bool MediaEngine::Restart() {
 
 bool MediaEngine::TakeFrames() {
   GstSamplePointer frame = pipeline_->TakeFrame();
+  // While it stands still, the picture of another moment comes another way.
+  if (frame == nullptr && sought_) frame = pipeline_->TakePreroll();
   if (frame == nullptr) return false;
+  sought_ = false;
   ++framesTaken_;
   // The first frame of playing is the one that is shown already.
   if (gst_sample_get_buffer(frame.get()) == painter_.Frame()) return false;

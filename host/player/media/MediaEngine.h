@@ -35,6 +35,7 @@ class MediaEngine final : public Engine {
   void SetPlaying(bool playing) override;
   void OnProxy(const ProxySettings& proxy) override;
   void SetVolume(double factor) override;
+  bool Seek(double seconds, bool relative, std::string& fault) override;
   StepResult Advance(const FrameStep& step) override;
   DrawResult Draw(const DrawTarget& target) override;
 
@@ -98,6 +99,7 @@ class MediaEngine final : public Engine {
   bool failed_ = false;
   bool reopen_ = false;  // the proxy has changed: the next pass makes a new connection
   bool seekWhenOpen_ = false;
+  bool sought_ = false;  // and the picture of the new moment has not come yet
   bool pictureNew_ = false;
   bool damageTold_ = false;
   uint64_t passes_ = 0;

@@ -1,4 +1,4 @@
-// The module "IMediaEngine".
+// The modules "IMediaEngine" and "IHostSound".
 #include <gst/gst.h>
 
 #include <mutex>
@@ -7,7 +7,9 @@
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
 #include "host/contracts/HostModule.h"
+#include "host/contracts/IHostSound.h"
 #include "host/player/media/MediaEngine.h"
+#include "host/player/media/sound/SoundDevices.h"
 #include "host/player/media/sound/SoundOutput.h"
 #include "host/player/media/sound/SoundSink.h"
 
@@ -93,8 +95,17 @@ class MediaModule final : public IEngineModule {
   NamedThread thread_ GUARDED_BY(mutex_);
 };
 
+class SoundModule final : public IHostSound {
+ public:
+  std::vector<std::string> GetOutputNames() override {
+    StartFramework();
+    return SoundOutputNames();
+  }
+};
+
 }  // namespace
 
 }  // namespace plexion_host::player
 
 PLEXION_HOST_MODULE(IMediaEngine, plexion_host::player::MediaModule)
+PLEXION_HOST_MODULE(IHostSound, plexion_host::player::SoundModule)

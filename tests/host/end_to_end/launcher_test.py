@@ -5,6 +5,7 @@ usage: launcher_test.py --launcher FILE --recorder FILE STORY
 """
 
 import argparse
+import http.client
 import json
 import os
 import re
@@ -604,6 +605,99 @@ class Control(Story):
         self.assertEqual(0, self.ctl("programme", "reload")[0])
         self.wait_for(content="green-long.mvx", items=1)
         self.end()
+
+    def test_volume_and_moments_are_set_for_all_for_a_zone_and_by_key(self):
+        os.mkdir(self.path("list"))
+        shutil.copy(self.path("long.mvx"), self.path("list/long.mvx"))
+        self.start("--programme", "list")
+        number = self.wait_for(content="list/long.mvx")["window"]
+        self.assertEqual((0, "volume 40\n", ""), self.ctl("volume", "40"))
+        self.assertEqual((0, "volume 50\n", ""), self.ctl("volume", "main", "50"))
+        self.assertEqual((0, "volume 100, muted\n", ""), self.ctl("mute", str(number), "on"))
+        self.wait_for(volume=20, muted=True)
+        self.assertEqual(0, self.ctl("mute", str(number), "off")[0])
+        self.assertEqual(0, self.ctl("key", "volumedown")[0])
+        self.assertEqual((0, "volume 35\n", ""), self.ctl("volume"))
+        self.assertIn("expected 0 to 100", self.ctl("volume", "main", "loud")[2])
+        self.assertEqual(0, self.ctl("pause")[0])
+        self.wait_for(paused=True)
+        # 60000 frames, of which a square tells which one is seen.
+        self.assertEqual(0, self.ctl("seek", "8:20")[0])
+        self.assertEqual(0, self.ctl("play")[0])
+        self.assertEqual(0, self.ctl("seek", "+5")[0])
+        self.assertIn("expected seconds", self.ctl("seek", "soon")[2])
+        self.assertIn("nothing plays in 'far'", self.ctl("seek", "1", "far")[2])
+        self.assertEqual(0, self.ctl("seek", "99999")[0])  # to its last frame, and so to its end
+        self.wait_for(content="list/long.mvx", window=number + 1)
+        self.end()
+
+    def test_the_page_is_for_who_knows_its_token_and_for_no_other_site(self):
+        os.mkdir(self.path("list"))
+        for name in ("a", "b"):
+            shutil.copy(self.path("long.mvx"), self.path(f"list/{name}.mvx"))
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            port = probe.getsockname()[1]
+        self.start("--programme", "list", "--look", f"127.0.0.1:{port}", "--look-token", "token")
+        self.wait_for(content="list/a.mvx")
+        with open(self.path("token"), encoding="utf-8") as file:
+            token = file.read().strip()
+        self.assertEqual(0o600, os.stat(self.path("token")).st_mode & 0o777)
+
+        def ask(path, method="GET", **headers):
+            connection = http.client.HTTPConnection("127.0.0.1", port, timeout=60)
+            try:
+                names = {name.replace("_", "-"): value for name, value in headers.items()}
+                connection.request(method, path, headers=names)
+                answer = connection.getresponse()
+                return answer.status, answer.read(), answer.headers
+            finally:
+                connection.close()
+        # Clients that say nothing, or half of something, hold up nobody.
+        idle = [socket.create_connection(("127.0.0.1", port)) for _ in range(8)]
+        for client in idle[:4]:
+            client.sendall(b"GET /")
+        status, page, headers = ask(f"/{token}/")
+        self.assertEqual(200, status)
+        self.assertNotRegex(page.decode(), r"""(src|href)=["']?(https?:)?//""")
+        self.assertIn("default-src 'none'", headers["Content-Security-Policy"])
+        self.assertEqual("no-referrer", headers["Referrer-Policy"])
+        self.assertEqual("DENY", headers["X-Frame-Options"])
+        for path in ("/", "/status", f"/{token}x/", f"/{token[:-1]}/status"):
+            self.assertEqual(403, ask(path)[0], path)
+        self.assertEqual(403, ask(f"/{token}/status", Host=f"evil.example:{port}")[0])
+        status = json.loads(ask(f"/{token}/status")[1])
+        self.assertEqual("list/a.mvx", status["zones"][0]["content"])
+        self.assertTrue(any("shows list/a.mvx" in line for line in status["messages"]))
+        self.assertEqual(b"\xff\xd8\xff", ask(f"/{token}/picture.jpg")[1][:3])
+        self.assertIn(b"<svg", ask(f"/{token}/day.svg")[1])
+        for headers in ({}, {"X_Plexion": "1", "Origin": "http://evil.example"},
+                        {"X_Plexion": "1", "Sec_Fetch_Site": "cross-site"}):
+            self.assertEqual(403, ask(f"/{token}/do/next", "POST", **headers)[0], headers)
+        self.assertEqual(405, ask(f"/{token}/do/next")[0])
+        self.assertEqual("list/a.mvx", self.status()["content"], "nothing of that did anything")
+        self.assertEqual(200, ask(f"/{token}/do/next", "POST", X_Plexion="1")[0])
+        self.wait_for(content="list/b.mvx")
+        self.assertEqual(200, ask(f"/{token}/do/pause", "POST", X_Plexion="1")[0])
+        self.wait_for(paused=True)
+        self.assertEqual(404, ask(f"/{token}/do/quit", "POST", X_Plexion="1")[0])
+        self.assertIn(ask(f"/{token}/status", X_Long="x" * 100000)[0], (413, 431))
+        for client in idle:
+            client.close()
+        self.end()
+
+    def test_wrong_words_of_sound_and_page_are_found_before_anything_plays(self):
+        self.write("short", "abc\n")
+        for arguments, message in [
+                (["--look", "localhost:8080"], "ADDRESS:PORT with an address in numbers"),
+                (["--look-token", "x"], "it needs --look"),
+                (["--look", "127.0.0.1:0", "--look-token", "short"], "it holds no token"),
+                (["--sound-output", "Kitchen"], "no output 'Kitchen'; expected auto, none"),
+                (["--shellsocket-group", "x"], "it needs --shellsocket")]:
+            code, _, err = self.launch(*arguments, "red.mvx")
+            self.assertEqual(2, code, err)
+            self.assertIn(message, err)
+        self.assertEqual(0, self.launch("--sound-output", "none", "red.mvx")[0])
 
     def test_windows_are_paused_and_told_of(self):
         self.start("--shellsocket", "run/plexion.sock", "long.mvx", "long.mvx")

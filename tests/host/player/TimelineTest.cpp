@@ -141,5 +141,17 @@ TEST(EnginePacerTest, WithoutALimitEachFrameIsDueAtOnce) {
   EXPECT_EQ(IQXKernel::kInfinite, still.NextDeadline());
 }
 
+TEST(TimelineTest, GoesToAnotherMoment) {
+  Timeline timeline(25, 100, 1, 2);
+  timeline.GoTo(50, 0);
+  EXPECT_EQ(50u, timeline.PositionAt(7)) << "while it stands";
+  timeline.Start(1000000000);
+  EXPECT_EQ(50u, timeline.PositionAt(1000000000));
+  EXPECT_EQ(60u, timeline.PositionAt(1200000000)) << "at double speed";
+  timeline.GoTo(10, 1200000000);
+  EXPECT_EQ(10u, timeline.PositionAt(1200000000));
+  EXPECT_EQ(11u, timeline.PositionAt(1220000000));
+}
+
 }  // namespace
 }  // namespace plexion_host::player

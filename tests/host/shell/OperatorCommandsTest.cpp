@@ -89,7 +89,7 @@ class OperatorCommandsTest : public testing::Test {
     table_.SetConsole(&TestKernel().GetConsole());
     context_.play = &controls_;
     for (const auto& rules :
-         {WindowCommands(), PlayCommands(), InputCommands(), LauncherCommands()}) {
+         {WindowCommands(), PlayCommands(), SoundCommands(), InputCommands(), LauncherCommands()}) {
       for (const CommandRule& rule : rules) {
         commands_.push_back(std::make_unique<HostCommand>(rule, context_));
         table_.Register(rule.name, commands_.back().get());

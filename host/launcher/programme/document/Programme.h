@@ -36,7 +36,7 @@ struct Item {
   uint64_t passes = 1;                ///< of content with an end; 0: until the duration is over
   std::optional<Fit> fit;
   std::string captions;          ///< "on", "off" or a file; empty: as for all
-  std::optional<double> volume;  ///< factor 0 to 1
+  std::optional<double> volume;  ///< factor 0 to 1; muted is 0
   std::optional<Transition> transition;
   std::string variables;  ///< name=value&...
   size_t line = 0;        ///< in the document, for messages; 0: of none

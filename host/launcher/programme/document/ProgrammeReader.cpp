@@ -37,6 +37,7 @@ class Reader {
     if (const auto ms = fields.Duration("duration", kShortestItemMs)) {
       programme_.defaultDurationMs = *ms;
     }
+    const double volume = ReadVolume(fields).value_or(1);
     if (const auto show = fields.Flag("showReason")) programme_.showReason = *show;
     if (const JsonNode* const playlists = fields.Object("playlists")) ReadPlaylists(*playlists);
     if (const JsonNode* const zones = fields.Array("zones")) ReadZones(*zones);
@@ -51,6 +52,8 @@ class Reader {
       zone.name = "main";
       programme_.zones.push_back(std::move(zone));
     }
+    // What is said of all counts in each zone.
+    for (Zone& zone : programme_.zones) zone.volume *= volume;
     CheckNames(fields, root);
   }
 
@@ -179,6 +182,8 @@ class Reader {
 
   static std::optional<double> ReadVolume(FieldReader& fields) {
     const auto percent = fields.Number("volume", 0, 100);
+    const auto mute = fields.Flag("mute");
+    if (mute && *mute) return 0;
     if (!percent) return std::nullopt;
     return *percent / 100;
   }

@@ -89,7 +89,7 @@ void EmbeddedElements::Open(Element& element, Playing& each) {
   }
   // What was shown stays until this one is ready: no picture is ever without either.
   each.coming = std::make_shared<EmbeddedPlayer>(host_, engines_);
-  each.coming->SetVolume(element.volume);
+  each.coming->SetVolume(element.volume * volume_);
   each.coming->Open(std::move(file), element.src, element.loop, element.speed, own.variables);
   element.playState = PlayState::kLoading;
   if (each.shown == nullptr) element.resource = each.coming;
@@ -128,7 +128,7 @@ void EmbeddedElements::Move(Element& element, bool seen, double now, bool playin
   if (each.coming != nullptr) TakeComing(element, each);
   if (each.shown == nullptr) return;
   for (const std::string& notice : each.shown->TakeNotices()) notices_.Tell(element, notice);
-  each.shown->SetVolume(element.volume);
+  each.shown->SetVolume(element.volume * volume_);
   // A window that is paused pauses what plays inside of it.
   const bool plays = playing && seen && !element.paused;
   if (plays && element.playState == PlayState::kReady) element.playState = PlayState::kPlaying;

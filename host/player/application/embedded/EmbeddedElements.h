@@ -46,6 +46,8 @@ class EmbeddedElements final : public EmbeddedSource {
   std::vector<EmbeddedEvent> Advance(double now, bool playing);
   /// Waits until all players are ready or have failed, or the host cancels.
   void WaitUntilLoaded(std::chrono::milliseconds most);
+  /// A factor for all, on top of what elements say; takes effect with the next Advance.
+  void SetVolume(double factor) { volume_ = factor; }
   /// The element is to play from its beginning, most likely what another `src` names.
   void Restart(uint32_t element);
   /// Seconds at which one of them changes next; infinity when none does by itself.
@@ -79,6 +81,7 @@ class EmbeddedElements final : public EmbeddedSource {
   /// No longer wanted, but their loading threads do not know that yet.
   std::vector<std::shared_ptr<EmbeddedPlayer>> retired_;
   uint64_t round_ = 0;
+  double volume_ = 1;
 
   // Of the Advance at hand.
   std::vector<std::pair<Element*, bool>> wanted_;  ///< with whether it is seen

@@ -232,10 +232,13 @@ std::string MediaPipeline::FirstBytes() const {
   return firstBytes_;
 }
 
-bool MediaPipeline::SeekToStart(double speed) {
+bool MediaPipeline::SeekTo(double seconds, double speed) {
   if (captions_ != nullptr) captions_->ForgetStream();
-  if (gst_element_seek(playbin_.get(), speed, GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH,
-                       GST_SEEK_TYPE_SET, 0, GST_SEEK_TYPE_NONE, -1) == FALSE) {
+  const auto flags = static_cast<GstSeekFlags>(
+      seconds > 0 ? GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE : GST_SEEK_FLAG_FLUSH);
+  if (gst_element_seek(playbin_.get(), speed, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
+                       static_cast<gint64>(seconds * GST_SECOND), GST_SEEK_TYPE_NONE,
+                       -1) == FALSE) {
     return false;
   }
   meter_.Forget();

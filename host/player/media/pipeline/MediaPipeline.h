@@ -75,7 +75,9 @@ class MediaPipeline {
 
   /// Goes to the beginning; what was measured or delivered before is dropped.
   /// Returns  false when the content cannot be sought in.
-  bool SeekToStart(double speed);
+  bool SeekToStart(double speed) { return SeekTo(0, speed); }
+  /// The same to a moment, to the frame.
+  bool SeekTo(double seconds, double speed);
 
   /// Now, on the scale of Gst running times; GST_CLOCK_TIME_NONE while the clock stands.
   GstClockTime RunningTime() const;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "host/base/Check.h"
+#include "host/contracts/IHostSound.h"
 
 namespace plexion_host::player {
 
@@ -39,6 +40,9 @@ SoundSurroundings RealSoundSurroundings() {
 bool SoundMayBeHeard(const SoundSurroundings& surroundings) {
   PLEXION_CHECK(surroundings.variable != nullptr && surroundings.exists != nullptr,
                 "there is somebody to ask");
+  // Somebody has chosen: then that is asked, or nothing is.
+  const std::string chosen = surroundings.variable(kSoundOutputVariable);
+  if (!chosen.empty() && chosen != "auto") return chosen != "none";
   for (const char* name : kVariables) {
     if (!surroundings.variable(name).empty()) return true;
   }

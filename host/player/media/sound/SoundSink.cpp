@@ -7,12 +7,13 @@
 
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
+#include "host/player/media/sound/SoundDevices.h"
 
 namespace plexion_host::player {
 
 namespace {
 
-/// Tries each kind of output in turn until one works.
+/// Tries each kind of output in turn until one works; nobody has chosen one.
 constexpr const char* kElement = "autoaudiosink";
 
 class SoundOpener {
@@ -46,19 +47,24 @@ class SoundOpener {
 
  private:
   void Open() EXCLUDES(mutex_) {
-    GstElement* made = gst_element_factory_make(kElement, nullptr);
-    GstElementPointer sink;
-    if (made != nullptr) {
-      sink.reset(GST_ELEMENT(gst_object_ref_sink(made)));
-      if (gst_element_set_state(made, GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
-        gst_element_set_state(made, GST_STATE_NULL);
-        sink.reset();
-      }
+    GstElementPointer sink = Make();
+    if (sink != nullptr &&
+        gst_element_set_state(sink.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
+      gst_element_set_state(sink.get(), GST_STATE_NULL);
+      sink.reset();
     }
     const MutexLock lock(mutex_);
     sink_ = std::move(sink);
     opening_ = false;
     opened_.NotifyAll();
+  }
+
+  /// The output that was chosen, or any that works.
+  static GstElementPointer Make() {
+    const std::string name = ChosenSoundOutput();
+    if (name != "auto") return MakeSoundOutput(name);
+    GstElement* const made = gst_element_factory_make(kElement, nullptr);
+    return GstElementPointer(made == nullptr ? nullptr : GST_ELEMENT(gst_object_ref_sink(made)));
   }
 
   Mutex mutex_;

@@ -1,0 +1,52 @@
+// Answers the page from what the operator's commands work on.
+#include "host/launcher/commands/LookSource.h"
+
+#include <nlohmann/json.hpp>
+
+#include "host/launcher/commands/PlayStatus.h"
+
+namespace plexion_host {
+
+uint64_t LookSource::GetFrameCount() {
+  const MutexLock lock(context_.mutex);
+  return context_.display != nullptr ? context_.display->GetFrameCount() : 0;
+}
+
+bool LookSource::CopyScreen(qx::plexion::Dims& dims, std::vector<uint32_t>& pixels) {
+  const MutexLock lock(context_.mutex);
+  if (context_.display == nullptr) return false;
+  context_.display->CopyScreen(dims, pixels);
+  return true;
+}
+
+std::string LookSource::GetStatus() {
+  using Json = nlohmann::ordered_json;
+  std::string text;
+  std::string error;
+  Json status;
+  if (StatusText(context_, true, text, error)) {
+    status = Json::parse(text);
+  } else {
+    status["error"] = error;
+  }
+  status["messages"] = kernel_.GetConsole().LastLines();
+  return status.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string LookSource::GetDay() {
+  PlannedDay day;
+  std::string error;
+  const auto ask = [&](PlayControl& control) { return control.Day("", day, error); };
+  return context_.play != nullptr && context_.play->With(error, ask) ? day.svg : std::string();
+}
+
+bool LookSource::Act(const std::string& action, std::string& error) {
+  if (context_.play == nullptr) return false;
+  return context_.play->With(error, [&](PlayControl& control) {
+    if (action == "next") return control.Next("", error);
+    if (action == "previous") return control.Previous("", error);
+    return action == "pause" ? control.Pause("", error) : control.Play("", "", error);
+  });
+}
+
+}  // namespace plexion_host

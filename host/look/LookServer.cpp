@@ -1,0 +1,216 @@
+// Answers the page's requests by libmicrohttpd.
+#include "host/look/LookServer.h"
+
+#include <arpa/inet.h>
+#include <microhttpd.h>
+#include <sys/random.h>
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+
+#include "host/look/LookPage.h"
+#include "host/look/ScreenPicture.h"
+
+namespace plexion_host {
+namespace {
+
+constexpr std::chrono::milliseconds kPictureLasts{500};
+constexpr size_t kMemoryOfConnection = size_t{32} * 1024;
+
+std::string HeaderOf(MHD_Connection* connection, const char* name) {
+  const char* const value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+  return value == nullptr ? "" : value;
+}
+
+std::string NewNonce() {
+  unsigned char bytes[16] = {};
+  if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) return {};
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const unsigned char byte : bytes) text += {kDigits[byte >> 4], kDigits[byte & 15]};
+  return text;
+}
+
+}  // namespace
+
+/// The library's callbacks, which are plain functions.
+struct LookCallbacks {
+  /// Called with a request's head, then for each piece of its body, then to be answered. Nobody needs
+  /// to send us anything: bodies are read and dropped, as long as they are short.
+  static MHD_Result OnRequest(void* context, MHD_Connection* connection, const char* url,
+                              const char* method, const char*, const char*, size_t* bodySize,
+                              void** seen) {
+    auto* const server = static_cast<LookServer*>(context);
+    static int mark = 0;
+    if (*seen == nullptr) {
+      *seen = &mark;
+      return MHD_YES;
+    }
+    if (*bodySize != 0) {
+      constexpr size_t kMostBody = 4096;
+      if (*bodySize > kMostBody) return MHD_NO;
+      *bodySize = 0;
+      return MHD_YES;
+    }
+    LookRequest request{method,
+                        url,
+                        HeaderOf(connection, "Host"),
+                        HeaderOf(connection, "Origin"),
+                        HeaderOf(connection, "Sec-Fetch-Site"),
+                        HeaderOf(connection, "X-Plexion")};
+    LookServer::Answer answer;
+    try {
+      answer = server->Handle(request);
+    } catch (const std::exception&) {
+      return MHD_NO;
+    }
+    return server->Send(connection, answer) ? MHD_YES : MHD_NO;
+  }
+};
+
+bool LookServer::Start(const LookSettings& settings, ILookSource& source, std::string& error) {
+  sockaddr_storage address{};
+  auto* const four = reinterpret_cast<sockaddr_in*>(&address);
+  auto* const six = reinterpret_cast<sockaddr_in6*>(&address);
+  unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_AUTO | MHD_USE_ITC;
+  if (inet_pton(AF_INET, settings.address.c_str(), &four->sin_addr) == 1) {
+    four->sin_family = AF_INET;
+    four->sin_port = htons(settings.port);
+  } else if (inet_pton(AF_INET6, settings.address.c_str(), &six->sin6_addr) == 1) {
+    six->sin6_family = AF_INET6;
+    six->sin6_port = htons(settings.port);
+    flags |= MHD_USE_IPv6;
+  } else {
+    error = "'" + settings.address + "' is no address; expected one in numbers, such as 127.0.0.1";
+    return false;
+  }
+  source_ = &source;
+  // The port may only be known behind this; nobody has its address before that.
+  rules_ = std::make_unique<RequestRules>(settings.address, settings.port, settings.token);
+  errno = 0;
+  daemon_ = MHD_start_daemon(
+      flags, settings.port, nullptr, nullptr, &LookCallbacks::OnRequest, this, MHD_OPTION_SOCK_ADDR,
+      reinterpret_cast<sockaddr*>(&address), MHD_OPTION_CONNECTION_LIMIT, kMostClients,
+      MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostFromOneAddress, MHD_OPTION_CONNECTION_TIMEOUT,
+      kPatienceSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMemoryOfConnection, MHD_OPTION_END);
+  if (daemon_ == nullptr) {
+    error = "nothing can be served at " + settings.address + " port " +
+            std::to_string(settings.port) + ": " + (errno != 0 ? std::strerror(errno) : "refused");
+    return false;
+  }
+  const MHD_DaemonInfo* const info = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_BIND_PORT);
+  port_ = info != nullptr ? info->port : settings.port;
+  if (port_ == settings.port) return true;
+  LookSettings found = settings;
+  found.port = port_;
+  MHD_stop_daemon(daemon_);
+  daemon_ = nullptr;
+  return Start(found, source, error);
+}
+
+void LookServer::Stop() {
+  if (daemon_ != nullptr) MHD_stop_daemon(daemon_);
+  daemon_ = nullptr;
+}
+
+LookServer::Answer LookServer::Handle(const LookRequest& request) {
+  std::string rest;
+  const unsigned refusal = rules_->Check(request, rest);
+  if (refusal != 0) {
+    Answer answer;
+    answer.status = refusal;
+    answer.body = refusal == 405
+                      ? "this cannot be done with it\n"
+                      : "not with this address; expected the one that Plexion has told\n";
+    return answer;
+  }
+  if (rest.empty()) {
+    Answer answer;
+    answer.status = 303;
+    answer.location = request.path + "/";
+    return answer;
+  }
+  return request.method == "POST" ? Act(rest.substr(4)) : Get(rest);
+}
+
+LookServer::Answer LookServer::Get(const std::string& rest) {
+  Answer answer;
+  if (rest == "/") {
+    const std::string nonce = NewNonce();
+    answer.type = "text/html; charset=utf-8";
+    answer.body = LookPage(nonce);
+    answer.policy =
+        "default-src 'none'; img-src 'self'; connect-src 'self'; base-uri 'none'; "
+        "form-action 'none'; frame-ancestors 'none'; script-src 'nonce-" +
+        nonce + "'; style-src 'nonce-" + nonce + "'";
+  } else if (rest == "/status") {
+    answer.type = "application/json";
+    answer.body = source_->GetStatus();
+  } else if (rest == "/picture.jpg") {
+    answer.type = "image/jpeg";
+    answer.body = Picture();
+    if (answer.body.empty()) answer.status = 404;
+  } else if (rest == "/day.svg") {
+    answer.type = "image/svg+xml";
+    answer.body = source_->GetDay();
+    if (answer.body.empty()) answer.status = 404;
+  } else {
+    answer.status = 404;
+    answer.body = "there is nothing here\n";
+  }
+  return answer;
+}
+
+LookServer::Answer LookServer::Act(const std::string& action) {
+  Answer answer;
+  for (const char* const known : {"next", "previous", "pause", "play"}) {
+    if (action != known) continue;
+    std::string error;
+    if (source_->Act(action, error)) return answer;
+    answer.status = 409;
+    answer.body = error + "\n";
+    return answer;
+  }
+  answer.status = 404;
+  answer.body = "expected next, previous, pause or play\n";
+  return answer;
+}
+
+const std::string& LookServer::Picture() {
+  const auto now = std::chrono::steady_clock::now();
+  const uint64_t frame = source_->GetFrameCount();
+  const bool fresh =
+      !picture_.empty() && (frame == pictureFrame_ || now < pictureAt_ + kPictureLasts);
+  qx::plexion::Dims dims{};
+  std::vector<uint32_t> pixels;
+  if (fresh || !source_->CopyScreen(dims, pixels)) return picture_;
+  picture_ = EncodeScreen(dims, pixels, kMostSide);
+  pictureFrame_ = frame;
+  pictureAt_ = now;
+  return picture_;
+}
+
+bool LookServer::Send(MHD_Connection* connection, const Answer& answer) {
+  MHD_Response* const response = MHD_create_response_from_buffer(
+      answer.body.size(), const_cast<char*>(answer.body.data()), MHD_RESPMEM_MUST_COPY);
+  if (response == nullptr) return false;
+  const auto add = [&](const char* name, const std::string& value) {
+    MHD_add_response_header(response, name, value.c_str());
+  };
+  add("Content-Type", answer.type);
+  add("Content-Security-Policy", answer.policy);
+  // The token stays here: in no other site's log, in no cache, in no frame.
+  add("Referrer-Policy", "no-referrer");
+  add("Cache-Control", "no-store");
+  add("X-Content-Type-Options", "nosniff");
+  add("X-Frame-Options", "DENY");
+  add("Cross-Origin-Resource-Policy", "same-origin");
+  add("Cross-Origin-Opener-Policy", "same-origin");
+  if (!answer.location.empty()) add("Location", answer.location);
+  const MHD_Result queued = MHD_queue_response(connection, answer.status, response);
+  MHD_destroy_response(response);
+  return queued == MHD_YES;
+}
+
+}  // namespace plexion_host

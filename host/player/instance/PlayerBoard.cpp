@@ -1,0 +1,55 @@
+// Finds the instance of a window and hands it what the host's commands ask.
+#include "host/player/instance/PlayerBoard.h"
+
+#include <utility>
+
+namespace plexion_host::player {
+
+PlayerBoard& PlayerBoard::Get() {
+  static PlayerBoard board;
+  return board;
+}
+
+void PlayerBoard::Add(const qx::plexion::StageWindow* window, PlayerInstance* instance) {
+  if (window == nullptr || instance == nullptr) return;
+  const MutexLock lock(mutex_);
+  Entry& entry = entries_[window];
+  entry.instance = instance;
+  if (entry.volume != 1) instance->SetVolume(entry.volume);
+}
+
+void PlayerBoard::Remove(const PlayerInstance* instance) {
+  const MutexLock lock(mutex_);
+  for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
+    if (entry->second.instance != instance) continue;
+    entry->second.instance = nullptr;
+    // A volume that was set is Forget's to take away.
+    if (entry->second.volume == 1) entries_.erase(entry);
+    return;
+  }
+}
+
+void PlayerBoard::SetVolume(const qx::plexion::StageWindow* window, double factor) {
+  const MutexLock lock(mutex_);
+  Entry& entry = entries_[window];
+  entry.volume = factor;
+  if (entry.instance != nullptr) entry.instance->SetVolume(factor);
+}
+
+void PlayerBoard::Forget(const qx::plexion::StageWindow* window) {
+  const MutexLock lock(mutex_);
+  const auto found = entries_.find(window);
+  if (found == entries_.end()) return;
+  found->second.volume = 1;
+  if (found->second.instance == nullptr) entries_.erase(found);
+}
+
+bool PlayerBoard::Seek(const qx::plexion::StageWindow* window, double seconds, bool relative,
+                       std::function<void(const std::string& fault)> done) {
+  const MutexLock lock(mutex_);
+  const auto found = entries_.find(window);
+  if (found == entries_.end() || found->second.instance == nullptr) return false;
+  return found->second.instance->Seek(seconds, relative, std::move(done));
+}
+
+}  // namespace plexion_host::player
