@@ -47,6 +47,22 @@ bool IsApplication(const std::string& content) {
   return fs::path(content).extension() == ".xml" || fs::is_directory(content, fault);
 }
 
+/// What has no end that a playlist could wait for: applications, streams that are live by their
+/// address, and pictures that may move for ever. It may come to an end all the same.
+bool MayBeEndless(const std::string& content) {
+  const size_t scheme = content.find("://");
+  const std::string extension = LowerAscii(fs::path(content).extension().string());
+  if (scheme != std::string::npos) {
+    const std::string name = LowerAscii(content.substr(0, scheme));
+    const char* const stored[] = {"http", "https", "file"};
+    const bool mayBeStored =
+        std::find(std::begin(stored), std::end(stored), name) != std::end(stored);
+    if (!mayBeStored || extension == ".m3u8") return true;
+  }
+  return extension == ".gif" || extension == ".webp" || extension == ".apng" ||
+         IsApplication(content);
+}
+
 }  // namespace
 
 WindowReaper::WindowReaper(WindowList& windows)
@@ -148,7 +164,7 @@ void WindowStage::Load(uint64_t number, const Item& item) {
   content.texts->line.content = item.content;
   content.texts->line.zone = zone_.name;
   content.texts->variables = VariablesOf(item);
-  content.endless = IsApplication(item.content);
+  content.endless = MayBeEndless(item.content);
   Open(content, item);
 }
 

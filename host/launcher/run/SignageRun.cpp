@@ -2,6 +2,9 @@
 
 #include "host/launcher/run/SignageRun.h"
 
+#include <filesystem>
+#include <utility>
+
 #include "host/base/NamedThread.h"
 #include "host/base/Text.h"
 #include "host/launcher/run/WindowRun.h"
@@ -24,6 +27,13 @@ SignageRun::SignageRun(Session& session, const std::vector<WindowLine>& lines)
       late_(session.windows) {}
 
 bool SignageRun::Run() {
+  session_.play.Set(this);
+  const bool good = RunList();
+  session_.play.Set(nullptr);
+  return good;
+}
+
+bool SignageRun::RunList() {
   session_.WaitForGo();
   std::optional<OpenWindow> current = PrepareNext(nullptr);
   std::optional<OpenWindow> previous;
@@ -34,15 +44,30 @@ bool SignageRun::Run() {
   while (current) {
     Switch(*current, previous ? &*previous : nullptr);
     std::optional<OpenWindow> next;
+    {
+      const MutexLock lock(controlMutex_);
+      next_.clear();
+    }
     NamedThread preparation("PlexionSignage", [&] {
       if (previous) {
         Blend(*previous);
         session_.windows.Destroy(previous->window);
       }
       next = PrepareNext(&*current);
+      const MutexLock lock(controlMutex_);
+      next_ = next ? next->line->content : std::string();
     });
-    Play(*current);
+    PlayToEnd(*current);
     preparation.Join();
+    {
+      const MutexLock lock(controlMutex_);
+      askFirst_ = std::exchange(jump_, nullptr);
+    }
+    if (askFirst_ != nullptr) {
+      // The operator wants another one than has been prepared.
+      if (next) session_.windows.Destroy(next->window);
+      next = PrepareNext(&*current);
+    }
     previous = current;
     current = next;
     if (current && unseenInRow_ >= lines_.size() && PauseBeforeNextRound()) unseenInRow_ = 0;
@@ -111,6 +136,12 @@ bool SignageRun::PauseBeforeNextRound() {
 }
 
 const WindowLine* SignageRun::NextLine() {
+  if (askFirst_ != nullptr) {
+    const WindowLine* const line = std::exchange(askFirst_, nullptr);
+    // The list goes on behind it.
+    if (IndexOf(line) < lines_.size()) nextLine_ = IndexOf(line) + 1;
+    return line;
+  }
   if (nextLine_ == lines_.size() && session_.options.loop) nextLine_ = 0;
   if (nextLine_ < lines_.size()) return &lines_[nextLine_++];
   if (askAgain_.empty()) return nullptr;
@@ -199,7 +230,7 @@ void SignageRun::Blend(const OpenWindow& previous) {
   previous.window->SetVisible(false);
 }
 
-void SignageRun::Play(const OpenWindow& current) {
+void SignageRun::PlayToEnd(const OpenWindow& current) {
   session_.OnFirstPlay();
   const StatusBoard::Clock::time_point now = StatusBoard::Clock::now();
   ShownContent shown;
@@ -210,7 +241,17 @@ void SignageRun::Play(const OpenWindow& current) {
   session_.LogShown(shown);
   before_ = current.line->content;
   shownAt_ = now;
+  {
+    const MutexLock lock(controlMutex_);
+    on_ = current;
+    onSince_ = StatusBoard::Clock::now();
+    paused_ = false;
+  }
   const bool completed = current.window->PlayForLFD();
+  {
+    const MutexLock lock(controlMutex_);
+    on_.reset();
+  }
   const Ending ending = EndingOf(current);
   const bool failed = !completed || ending.status != qx::plexion::kStatusComplete;
   if (failed && !session_.windows.IsQuitting()) {
@@ -222,6 +263,93 @@ void SignageRun::Play(const OpenWindow& current) {
   } else {
     ++unseenInRow_;
   }
+}
+
+size_t SignageRun::IndexOf(const WindowLine* line) const {
+  for (size_t i = 0; i < lines_.size(); ++i) {
+    if (&lines_[i] == line) return i;
+  }
+  return lines_.size();
+}
+
+bool SignageRun::IsOn(const std::string& zone, std::string& error) {
+  if (!FindZone({"main"}, zone, error)) return false;
+  if (!on_) error = "nothing is on at the moment; expected it in a moment";
+  return on_.has_value();
+}
+
+bool SignageRun::GoOn(const WindowLine* jump, const std::string& zone, std::string& error) {
+  if (!IsOn(zone, error)) return false;
+  jump_ = jump;
+  on_->window->Terminate(qx::plexion::kStatusComplete);
+  return true;
+}
+
+bool SignageRun::Next(const std::string& zone, std::string& error) {
+  const MutexLock lock(controlMutex_);
+  return GoOn(nullptr, zone, error);
+}
+
+bool SignageRun::Previous(const std::string& zone, std::string& error) {
+  const MutexLock lock(controlMutex_);
+  if (!IsOn(zone, error)) return false;
+  const size_t index = IndexOf(on_->line);
+  // Before the first one, and before what is not of the list, is the last.
+  const size_t count = lines_.size();
+  const size_t before = index == count ? count - 1 : (index + count - 1) % count;
+  return GoOn(&lines_[before], zone, error);
+}
+
+bool SignageRun::Play(const std::string& what, const std::string& zone, std::string& error) {
+  const MutexLock lock(controlMutex_);
+  if (!IsOn(zone, error)) return false;
+  if (what.empty()) {
+    paused_ = false;
+    return on_->window->Play();
+  }
+  for (const WindowLine& line : lines_) {
+    const std::string file = line.content.substr(line.content.rfind('/') + 1);
+    if (line.content == what || file == what) return GoOn(&line, zone, error);
+  }
+  std::error_code fault;
+  if (what.find("://") == std::string::npos && !std::filesystem::exists(what, fault)) {
+    error = "'" + PrintableWord(what) + "' is no item of the list, and there is no such file; " +
+            "expected an item's content or its file name, a path, or an address";
+    return false;
+  }
+  others_.emplace_back();
+  others_.back().content = what;
+  others_.back().arguments = {what};
+  return GoOn(&others_.back(), zone, error);
+}
+
+bool SignageRun::Pause(const std::string& zone, std::string& error) {
+  const MutexLock lock(controlMutex_);
+  if (!IsOn(zone, error)) return false;
+  paused_ = on_->window->Pause();
+  if (!paused_) error = "its content cannot be paused now";
+  return paused_;
+}
+
+bool SignageRun::Report(PlayReport& report, std::string&) {
+  const MutexLock lock(controlMutex_);
+  report.kind = "signage";
+  PlayedZone zone;
+  zone.zone = "main";
+  zone.items = lines_.size();
+  zone.next = next_;
+  if (on_) {
+    const size_t index = IndexOf(on_->line);
+    zone.content = on_->line->content;
+    if (index < lines_.size()) zone.item = index + 1;
+    zone.paused = paused_;
+    zone.shownMs =
+        std::chrono::duration_cast<std::chrono::milliseconds>(StatusBoard::Clock::now() - onSince_)
+            .count();
+    zone.window = session_.windows.NumberOf(on_->window);
+  }
+  report.zones.push_back(std::move(zone));
+  return true;
 }
 
 }  // namespace plexion_host

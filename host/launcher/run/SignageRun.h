@@ -4,10 +4,12 @@
 #define HOST_LAUNCHER_RUN_SIGNAGERUN_H_
 
 #include <deque>
+#include <list>
 #include <memory>
 #include <optional>
 #include <vector>
 
+#include "host/launcher/control/PlayControl.h"
 #include "host/launcher/run/LateWindows.h"
 #include "host/launcher/run/PlaneTransition.h"
 #include "host/launcher/run/Restarts.h"
@@ -27,7 +29,10 @@ namespace plexion_host {
 ///
 /// A content that is not ready after --load-timeout is named and left out, and asked for again: in
 /// the next round of a loop, else once more behind the last one of the list.
-class SignageRun {
+///
+/// The operator's control of it may be called from any other thread. What is jumped to is loaded when
+/// the content that is on has been ended; its last picture stays until then.
+class SignageRun final : public PlayControl {
  public:
   /// `lines` must outlive the windows.
   SignageRun(Session& session, const std::vector<WindowLine>& lines);
@@ -36,11 +41,24 @@ class SignageRun {
   /// reported.
   bool Run();
 
+  bool Next(const std::string& zone, std::string& error) override;
+  bool Previous(const std::string& zone, std::string& error) override;
+  bool Play(const std::string& what, const std::string& zone, std::string& error) override;
+  bool Pause(const std::string& zone, std::string& error) override;
+  bool Report(PlayReport& report, std::string& error) override;
+
   /// A player runtime module could not be had. After Run only.
   bool IsRuntimeMissing() const { return opener_.IsRuntimeMissing(); }
 
  private:
   enum class Outcome { kReady, kFailed, kLate };
+
+  bool RunList();
+  /// Ends what is on; `jump` comes next, or what would come anyway.
+  bool GoOn(const WindowLine* jump, const std::string& zone, std::string& error)
+      REQUIRES(controlMutex_);
+  bool IsOn(const std::string& zone, std::string& error) REQUIRES(controlMutex_);
+  size_t IndexOf(const WindowLine* line) const;
 
   /// Opens and loads the next content that can be played, below `current` (may be null).
   /// Returns  none when the list is at its end, the end was asked for, or a whole round failed.
@@ -57,10 +75,18 @@ class SignageRun {
   void Switch(const OpenWindow& next, const OpenWindow* previous);
   void Blend(const OpenWindow& previous);
   /// Plays to the end. Notes whether the content could be seen.
-  void Play(const OpenWindow& current);
+  void PlayToEnd(const OpenWindow& current);
 
   Session& session_;
   const std::vector<WindowLine>& lines_;
+
+  Mutex controlMutex_;  // comes before the board's
+  std::optional<OpenWindow> on_ GUARDED_BY(controlMutex_);
+  StatusBoard::Clock::time_point onSince_ GUARDED_BY(controlMutex_){};
+  bool paused_ GUARDED_BY(controlMutex_) = false;
+  std::string next_ GUARDED_BY(controlMutex_);  ///< that has been prepared; empty: none yet
+  const WindowLine* jump_ GUARDED_BY(controlMutex_) = nullptr;
+  std::list<WindowLine> others_ GUARDED_BY(controlMutex_);  ///< not of the list
 
   // Of the thread that plays.
   std::string before_;  // the content that was on last
@@ -78,6 +104,7 @@ class SignageRun {
   LateWindows late_;
   size_t nextLine_ = 0;
   std::deque<const WindowLine*> askAgain_;
+  const WindowLine* askFirst_ = nullptr;
   bool roundFailed_ = false;  // one content after the other, as many as there are
 };
 

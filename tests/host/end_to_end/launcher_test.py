@@ -699,6 +699,27 @@ class Control(Story):
             self.assertIn(message, err)
         self.assertEqual(0, self.launch("--sound-output", "none", "red.mvx")[0])
 
+    def test_a_playlist_goes_on_back_and_elsewhere(self):
+        for name in ("a", "b", "c"):
+            shutil.copy(self.path("long.mvx"), self.path(name + ".mvx"))
+        self.start("--signage", "--loop", "a.mvx", "b.mvx")
+        self.wait_for(content="a.mvx", item=1, items=2)
+        self.assertEqual(0, self.ctl("next")[0])
+        self.wait_for(content="b.mvx", item=2)
+        self.assertEqual(0, self.ctl("previous")[0])
+        self.wait_for(content="a.mvx")
+        self.assertEqual(0, self.ctl("play", "c.mvx")[0])
+        self.wait_for(content="c.mvx", item=None)
+        self.assertEqual(0, self.ctl("play", "b.mvx")[0])
+        number = self.wait_for(content="b.mvx")["window"]
+        self.assertEqual(0, self.ctl("pause")[0])
+        self.wait_for(paused=True)
+        self.assertEqual(0, self.ctl("play")[0])
+        self.wait_for(paused=False, window=number)
+        self.assertIn("no such file", self.ctl("play", "none.mvx")[2])
+        self.assertIn("expected main", self.ctl("next", "side")[2])
+        self.end()
+
     def test_windows_are_paused_and_told_of(self):
         self.start("--shellsocket", "run/plexion.sock", "long.mvx", "long.mvx")
         self.wait_for(1, zone="2", content="long.mvx", paused=False)
