@@ -17,6 +17,7 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
 constexpr int64_t kLookMs = 2000;
+
 template <typename Clock>
 int64_t Milliseconds() {
   return duration_cast<milliseconds>(Clock::now().time_since_epoch()).count();
@@ -45,7 +46,7 @@ bool SameZones(const Programme& one, const Programme& other) {
 
 }  // namespace
 
-ZoneTime ProgrammeRun::Now() {
+ZoneTime ProgrammeRun::Now() const {
   const int64_t steadyMs = Milliseconds<StatusBoard::Clock>();
   return {clock_.At(steadyMs, Milliseconds<std::chrono::system_clock>()), steadyMs};
 }
@@ -170,7 +171,7 @@ void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {
   if (news.kind == ZoneNews::Kind::kShown) {
     ShownContent shown;
     shown.zone = zone;
-    if (clock_.IsRehearsal()) shown.at = ShowTimeOfDay(rehearsed_->Clock().At(Now(clock_).wall).ms);
+    if (clock_.IsRehearsal()) shown.at = ShowTimeOfDay(rehearsed_->Clock().At(Now().wall).ms);
     shown.content = news.content;
     shown.reason = news.reason;
     shown.playlist = news.playlist;

@@ -53,7 +53,7 @@ class ProgrammeRun final : public PlayControl {
   /// The same with a zone of that name; an empty one is the first.
   bool AskZone(const std::string& zone, std::string& error,
                const std::function<bool(Playing&, const ZoneTime&)>& work);
-  ZoneTime Now();
+  ZoneTime Now() const;
   qx::platform::OutputPlane* PlaneAbove(const std::string& zone) const;
 
   Session& session_;
