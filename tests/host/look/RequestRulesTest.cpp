@@ -20,7 +20,9 @@ void Expect(const RequestRules& rules, const std::vector<Case>& cases) {
   for (const Case& each : cases) {
     std::string rest;
     EXPECT_EQ(each.status, rules.Check(each.request, rest)) << each.what;
-    if (each.status == 0) EXPECT_EQ(each.rest, rest) << each.what;
+    if (each.status == 0) {
+      EXPECT_EQ(each.rest, rest) << each.what;
+    }
   }
 }
 
