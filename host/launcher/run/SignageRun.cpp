@@ -151,7 +151,7 @@ const WindowLine* SignageRun::NextLine() {
 }
 
 SignageRun::Outcome SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
-  const Outcome loaded = Load(next);
+  const Outcome loaded = LoadNext(next);
   if (loaded == Outcome::kLate) return loaded;
   bool shown = false;
   if (loaded == Outcome::kReady && session_.WaitForDisplay()) {
@@ -176,7 +176,7 @@ SignageRun::Outcome SignageRun::Prepare(const OpenWindow& next, const OpenWindow
   return Outcome::kFailed;
 }
 
-SignageRun::Outcome SignageRun::Load(const OpenWindow& next) {
+SignageRun::Outcome SignageRun::LoadNext(const OpenWindow& next) {
   const StatusBoard::Clock::time_point deadline =
       StatusBoard::Clock::now() + std::chrono::milliseconds(session_.options.loadTimeoutMs);
   if (session_.windows.IsQuitting() || !next.window->LoadMVXAsync()) return Outcome::kFailed;

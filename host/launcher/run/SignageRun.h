@@ -69,7 +69,7 @@ class SignageRun final : public PlayControl {
   bool PauseBeforeNextRound();
   /// Anything but kReady has been reported.
   Outcome Prepare(const OpenWindow& next, const OpenWindow* current);
-  Outcome Load(const OpenWindow& next);
+  Outcome LoadNext(const OpenWindow& next);
   void SkipLate(const OpenWindow& next);
   /// In one frame, or the first of a transition, which Blend then goes through.
   void Switch(const OpenWindow& next, const OpenWindow* previous);
