@@ -81,21 +81,25 @@ int AllowOpening(scmp_filter_ctx filter, const Rights& rights) {
                      : Allow(filter, "open", SCMP_A1(SCMP_CMP_MASKED_EQ, kWriting, O_RDONLY));
 }
 
+/// The argument of that place, counted from 0, is just this value.
+constexpr scmp_arg_cmp Equals(unsigned place, scmp_datum_t value) {
+  return {place, SCMP_CMP_EQ, value, 0};
+}
+
 int AllowThreads(scmp_filter_ctx filter) {
   const auto self = static_cast<scmp_datum_t>(getpid());
   constexpr scmp_datum_t kThread = CLONE_VM | CLONE_THREAD;
   int result = Allow(filter, "clone", SCMP_A0(SCMP_CMP_MASKED_EQ, kThread, kThread));
-  if (result == 0) result = Allow(filter, "tgkill", SCMP_A0(SCMP_CMP_EQ, self));
-  if (result == 0) result = Allow(filter, "kill", SCMP_A0(SCMP_CMP_EQ, self));
+  if (result == 0) result = Allow(filter, "tgkill", Equals(0, self));
+  if (result == 0) result = Allow(filter, "kill", Equals(0, self));
   for (const int option : {PR_SET_NAME, PR_GET_NAME, PR_SET_VMA}) {
     if (result == 0) {
-      result = Allow(filter, "prctl", SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(option)));
+      result = Allow(filter, "prctl", Equals(0, static_cast<scmp_datum_t>(option)));
     }
   }
   // Its own limits may be asked for, not changed.
   if (result == 0) {
-    result =
-        Allow(filter, "prlimit64", SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A2(SCMP_CMP_EQ, scmp_datum_t{0}));
+    result = Allow(filter, "prlimit64", Equals(0, 0), Equals(2, scmp_datum_t{0}));
   }
   return result;
 }
@@ -104,7 +108,7 @@ int AllowDeviceCalls(scmp_filter_ctx filter, const Rights& rights) {
   if (rights.deviceCalls) return Allow(filter, "ioctl");
   int result = 0;
   for (const unsigned long call : {FIONREAD, FIONBIO, FIOCLEX, TCGETS}) {
-    if (result == 0) result = Allow(filter, "ioctl", SCMP_A1(SCMP_CMP_EQ, call));
+    if (result == 0) result = Allow(filter, "ioctl", Equals(1, call));
   }
   return result;
 }
@@ -113,7 +117,7 @@ int AllowSockets(scmp_filter_ctx filter, const Rights& rights) {
   int result = 0;
   const auto family = [&](int number) {
     if (result != 0) return;
-    result = Allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(number)));
+    result = Allow(filter, "socket", Equals(0, static_cast<scmp_datum_t>(number)));
   };
   if (rights.network) {
     family(AF_INET);
@@ -122,7 +126,7 @@ int AllowSockets(scmp_filter_ctx filter, const Rights& rights) {
   }
   if (rights.localSockets) family(AF_UNIX);
   // Two ends that both stay here: the framework wakes its waits that way.
-  if (result == 0) result = Allow(filter, "socketpair", SCMP_A0(SCMP_CMP_EQ, AF_UNIX));
+  if (result == 0) result = Allow(filter, "socketpair", Equals(0, AF_UNIX));
   if (!rights.network && !rights.localSockets) return result;
   for (const char* const name : kNetworks) {
     if (result == 0) result = Allow(filter, name);

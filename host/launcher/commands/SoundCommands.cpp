@@ -162,8 +162,8 @@ bool Seek(CommandContext& context, const Arguments& arguments, std::string& erro
     }
   });
   if (!asked) return false;
-  MutexLock lock(answer->mutex);
   SeekAnswer& heard = *answer;
+  MutexLock lock(heard.mutex);
   heard.heard.WaitFor(lock, kSeekPatience,
                       [&heard]() REQUIRES(heard.mutex) { return heard.there; });
   error = heard.there ? heard.fault : "the content does not answer";
