@@ -2,7 +2,7 @@
 #include "host/launcher/commands/PlayStatus.h"
 
 #include "host/launcher/control/PlayText.h"
-#include "host/launcher/run/HealthWatch.h"
+#include "host/launcher/health/HealthWatch.h"
 
 namespace plexion_host {
 

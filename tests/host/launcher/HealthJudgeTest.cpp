@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "host/launcher/run/HealthJudge.h"
+#include "host/launcher/health/HealthJudge.h"
 
 namespace plexion_host {
 namespace {

@@ -1,6 +1,6 @@
 // Looks at what is presented every few seconds, and says what it finds.
 
-#include "host/launcher/run/HealthWatch.h"
+#include "host/launcher/health/HealthWatch.h"
 
 #include <algorithm>
 

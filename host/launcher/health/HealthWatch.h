@@ -1,8 +1,8 @@
 // Looks at what is presented every few seconds, names what stands still, and keeps the watchdog quiet
 // as long as the display lives.
 
-#ifndef HOST_LAUNCHER_RUN_HEALTHWATCH_H_
-#define HOST_LAUNCHER_RUN_HEALTHWATCH_H_
+#ifndef HOST_LAUNCHER_HEALTH_HEALTHWATCH_H_
+#define HOST_LAUNCHER_HEALTH_HEALTHWATCH_H_
 
 #include <optional>
 #include <vector>
@@ -11,8 +11,8 @@
 #include "host/contracts/IHostDisplay.h"
 #include "host/contracts/IHostWindows.h"
 #include "host/launcher/control/PlayControl.h"
+#include "host/launcher/health/HealthJudge.h"
 #include "host/launcher/process/ServiceManager.h"
-#include "host/launcher/run/HealthJudge.h"
 #include "host/launcher/run/Session.h"
 
 namespace plexion_host {
@@ -54,4 +54,4 @@ class HealthWatch {
 
 }  // namespace plexion_host
 
-#endif  // HOST_LAUNCHER_RUN_HEALTHWATCH_H_
+#endif  // HOST_LAUNCHER_HEALTH_HEALTHWATCH_H_

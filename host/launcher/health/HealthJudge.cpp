@@ -1,6 +1,6 @@
 // Whether what is presented says that the display lives.
 
-#include "host/launcher/run/HealthJudge.h"
+#include "host/launcher/health/HealthJudge.h"
 
 #include <algorithm>
 #include <cctype>

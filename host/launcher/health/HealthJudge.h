@@ -1,7 +1,7 @@
 // Whether what is presented says that the display lives.
 
-#ifndef HOST_LAUNCHER_RUN_HEALTHJUDGE_H_
-#define HOST_LAUNCHER_RUN_HEALTHJUDGE_H_
+#ifndef HOST_LAUNCHER_HEALTH_HEALTHJUDGE_H_
+#define HOST_LAUNCHER_HEALTH_HEALTHJUDGE_H_
 
 #include <cstdint>
 #include <map>
@@ -81,4 +81,4 @@ class HealthJudge {
 
 }  // namespace plexion_host
 
-#endif  // HOST_LAUNCHER_RUN_HEALTHJUDGE_H_
+#endif  // HOST_LAUNCHER_HEALTH_HEALTHJUDGE_H_
