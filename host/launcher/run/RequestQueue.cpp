@@ -11,12 +11,14 @@ bool RequestQueue::Call(const std::function<void()>& work, std::chrono::millisec
     if (open_) waiting_.push_back(&request);
   });
   board_.WaitUntil(StatusBoard::Clock::now() + patience, [&] { return request.taken || !open_; });
-  // What was begun is waited for: it works on what the caller holds.
-  board_.Wait([&] { return !request.taken || request.done; });
-  return board_.Ask([&] {
+  // Taken back in the same step that finds it not begun: nobody can begin it behind that.
+  const bool begun = board_.Ask([&] {
     waiting_.erase(std::remove(waiting_.begin(), waiting_.end(), &request), waiting_.end());
-    return request.done;
+    return request.taken;
   });
+  // What was begun is waited for: it works on what the caller holds.
+  if (begun) board_.Wait([&] { return request.done; });
+  return begun;
 }
 
 void RequestQueue::Open() {

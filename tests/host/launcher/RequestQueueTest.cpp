@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 #include "host/launcher/run/RequestQueue.h"
@@ -56,6 +57,25 @@ TEST(RequestQueueTest, WhatIsGivenUpIsNeverDone) {
   caller.join();
   queue.Serve();
   EXPECT_FALSE(done);
+}
+
+TEST(RequestQueueTest, TheAnswerIsTrueHoweverCloseTheEndOfThePatience) {
+  StatusBoard board;
+  RequestQueue queue(board);
+  queue.Open();
+  std::atomic<bool> ended{false};
+  std::thread player([&] {
+    while (!ended) queue.Serve();
+  });
+  unsigned done = 0;
+  unsigned answered = 0;
+  for (int i = 0; i < 20000; ++i) {
+    // Begun just before, or taken back: never begun behind the caller's back.
+    if (queue.Call([&] { ++done; }, milliseconds(0))) ++answered;
+  }
+  ended = true;
+  player.join();
+  EXPECT_EQ(answered, done);
 }
 
 }  // namespace
