@@ -103,9 +103,10 @@ std::string NextText(const PlayedZone& zone) {
   return text;
 }
 
-/// What others wrote may be no UTF-8.
+/// What others wrote may be no UTF-8. In ASCII alone: the console would write what no terminal should
+/// get in a way of its own, which is no JSON.
 std::string Line(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  return json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace

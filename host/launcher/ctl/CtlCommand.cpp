@@ -168,7 +168,7 @@ bool Connect(Connection& connection, const Typed& typed, std::string& error) {
 int Fail(Console& console, const Typed& typed, const std::string& reason, int code) {
   if (typed.json) {
     const nlohmann::json error{{"error", reason}};
-    console.Print(error.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    console.Print(error.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
   }
   console.PrintError("plexion ctl: " + reason + "\n");
   console.Flush();

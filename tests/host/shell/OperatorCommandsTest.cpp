@@ -59,11 +59,11 @@ class Playing final : public PlayControl {
     report = {"programme", "Bar", "bar.json", {}};
     PlayedZone zone;
     zone.zone = "main";
+    zone.next = next;
     zone.content = "a/../b\x01.mvx";
     zone.playlist = "all";
     zone.item = 2;
     zone.items = 5;
-    zone.next = "c.mvx";
     zone.nextInMs = 1500;
     zone.health = {120, 40, 5000};
     report.zones.push_back(zone);
@@ -74,6 +74,7 @@ class Playing final : public PlayControl {
     return true;
   }
   std::vector<std::string> calls;
+  std::string next = "c.mvx";
 
  private:
   bool Note(const std::string& call, const std::string& zone, std::string& error) {
@@ -214,6 +215,9 @@ TEST_F(OperatorCommandsTest, WhatPlaysIsSteeredAndToldOf) {
       json,
       HasSubstr("\"health\":{\"frames\":120,\"lastChangeSeconds\":0.04,\"memoryBytes\":5000}"));
   EXPECT_THAT(json, HasSubstr("\"content\":null,\"reason\":\"there is nothing to play\""));
+  // The console escapes these in its own way, which JSON does not know.
+  playing.next = "\x7f\xc2\x85\xe2\x80\xae";
+  EXPECT_THAT(Run("status --json"), HasSubstr("\"next\":\"\\u007f\\u0085\\u202e\""));
   EXPECT_EQ(Run("programme"),
             "programme: there is no programme; expected a run of --programme FILE");
   EXPECT_EQ(Run("programme week"),
