@@ -3,6 +3,7 @@
 #include "host/launcher/commands/WindowTable.h"
 
 #include "host/base/Check.h"
+#include "host/base/Text.h"
 #include "host/launcher/control/PlayText.h"
 #include "qx/platform/IGraphicsDriver.h"
 
@@ -45,7 +46,7 @@ Row RowOf(const HostWindow& window, qx::plexion::IPlexionSets* service) {
   row.push_back(std::to_string(used));
   row.push_back(limit == 0 ? "none" : std::to_string(limit));
   row.push_back(std::to_string(graphics));
-  row.push_back(window.content);
+  row.push_back(PrintableWord(window.content));
   return row;
 }
 

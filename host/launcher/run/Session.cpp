@@ -91,10 +91,10 @@ bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& 
   const bool left =
       x + static_cast<int64_t>(rect.width) <= 0 || y + static_cast<int64_t>(rect.height) <= 0;
   if (left || right) {
-    Error(content + ": nothing of it can be seen: its rectangle " + std::to_string(x) + "," +
-          std::to_string(y) + "," + std::to_string(rect.width) + "," + std::to_string(rect.height) +
-          " lies outside the screen of " + std::to_string(screen.width) + "x" +
-          std::to_string(screen.height));
+    Error(PrintableWord(content) + ": nothing of it can be seen: its rectangle " +
+          std::to_string(x) + "," + std::to_string(y) + "," + std::to_string(rect.width) + "," +
+          std::to_string(rect.height) + " lies outside the screen of " +
+          std::to_string(screen.width) + "x" + std::to_string(screen.height));
   }
   return true;
 }

@@ -184,6 +184,8 @@ TEST_F(OperatorCommandsTest, ListWindowsWithoutWaitingForALoad) {
             "50        one.mvx\n"
             "2   2       -            -      -        -      -       yes   1000    4000   "
             "50        two.mvx\nOK");
+  windows_.entries[1].content = "two\n3   5";
+  EXPECT_THAT(Run("windows"), HasSubstr("50        two\\x0A3   5\nOK")) << "no row of its own";
   // Its status is known without asking, and nothing else of it was asked for.
   EXPECT_EQ(windows_.loading.questions, 0);
 }
