@@ -56,11 +56,12 @@ void HideInAddresses(std::string& text) {
     at += 3;
     size_t end = at;
     while (end < text.size() && !EndsAddress(text[end])) ++end;
-    const size_t sign = text.rfind('@', end == 0 ? 0 : end - 1);
-    if (sign == std::string::npos || sign < at || sign >= end) continue;
-    const size_t colon = text.find(':', at);
-    if (colon == std::string::npos || colon > sign) continue;
-    text.replace(colon + 1, sign - colon - 1, "***");
+    // In this piece alone: a text of nothing but addresses would be gone through for each of them.
+    const std::string_view host = std::string_view(text).substr(at, end - at);
+    const size_t sign = host.rfind('@');
+    const size_t colon = host.find(':');
+    if (sign == std::string::npos || colon > sign) continue;
+    text.replace(at + colon + 1, sign - colon - 1, "***");
   }
 }
 

@@ -84,6 +84,7 @@ TEST_F(OperatorLogTest, PasswordsAreNeverInIt) {
       {"proxyPassword=x", "proxyPassword=***"},
       {"http://host:8080/mail@example.org", "http://host:8080/mail@example.org"},
       {"a/b=c d://", "a/b=c d://"},
+      {"x://a x://@b c:d@ x://e@f:g", "x://a x://@b c:d@ x://e@f:g"},
   };
   for (const auto& [text, shown] : cases) EXPECT_EQ(WithoutPasswords(text), shown);
   const LogRecord record{LogLevel::kInfo, "shows http://a:b@c/", {{"content", "http://a:b@c/"}}};
