@@ -85,6 +85,13 @@ void HideInParameters(std::string& text) {
   }
 }
 
+/// A record of several lines stays one: those behind the first begin with `start` and blanks, so that
+/// no text of a content's can look like a record of its own.
+std::string Continued(const std::string& text, const char* start) {
+  if (text.find('\n') == std::string::npos) return text;
+  return Join(SplitAt(text, '\n'), (std::string("\n") + start + "    ").c_str());
+}
+
 std::string JsonText(std::string_view text) {
   std::string json = "\"";
   for (const char letter : Printable(text)) {
@@ -181,7 +188,7 @@ std::string OperatorLog::Line(const LogRecord& record) {
   const auto index = static_cast<size_t>(level);
   switch (settings_.style) {
     case LogSettings::Style::kJournal:
-      return kPriorities[index] + text + "\n";
+      return kPriorities[index] + Continued(text, kPriorities[index]) + "\n";
     case LogSettings::Style::kJson: {
       std::string json = "{\"time\":\"" + FullTime(now) + "\",\"level\":\"" + kNames[index] + "\"";
       for (const LogField& field : record.fields) {
@@ -193,7 +200,7 @@ std::string OperatorLog::Line(const LogRecord& record) {
     case LogSettings::Style::kTimed:
       break;
   }
-  return TimeText(now, "%Y-%m-%d %H:%M:%S ") + kNames[index] + " " + text + "\n";
+  return TimeText(now, "%Y-%m-%d %H:%M:%S ") + kNames[index] + " " + Continued(text, "") + "\n";
 }
 
 std::optional<uint64_t> OperatorLog::TimesLeftOut(const std::string& text, Clock::time_point now) {

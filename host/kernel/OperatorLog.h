@@ -71,7 +71,8 @@ class OperatorLog {
   explicit OperatorLog(const LogSettings& settings, std::function<Clock::time_point()> now = {});
 
   const LogSettings& Settings() const { return settings_; }
-  /// The line with its end; empty when it is left out.
+  /// The line with its end; empty when it is left out. Line ends inside the text are followed by blanks
+  /// (and the journal's level), or escaped in the JSON style.
   std::string Line(const LogRecord& record);
 
  private:

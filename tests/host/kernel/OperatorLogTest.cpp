@@ -35,6 +35,11 @@ TEST_F(OperatorLogTest, EachStyleSaysTheSame) {
   EXPECT_THAT(json, MatchesRegex("\\{\"time\":\"2026-11-2[34]T[0-9:]+\\.000[+-][0-9:]+\",\"level\":"
                                  "\"warning\",\"zone\":\"main\".*\\}\n"));
   EXPECT_THAT(json, HasSubstr(R"("content":"a \"b\".mvx","ms":8000,"message":"zone main: skips)"));
+  record.text = "it says\n<3>2026-11-23 10:00:00 error fire";
+  EXPECT_THAT(Make(LogLevel::kInfo, Style::kTimed).Line(record),
+              HasSubstr(" warning it says\n    <3>2026"));
+  EXPECT_EQ(Make(LogLevel::kInfo, Style::kJournal).Line(record),
+            "<4>it says\n<4>    <3>2026-11-23 10:00:00 error fire\n");
   record.text = "control \x01 and\tline\nend";
   EXPECT_THAT(Make(LogLevel::kInfo, Style::kJson).Line(record),
               HasSubstr(R"("message":"control \\x01 and\tline\nend")"));
