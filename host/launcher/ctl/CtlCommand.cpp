@@ -123,6 +123,11 @@ class Connection {
         got_.erase(0, end + 1);
         return true;
       }
+      // Also of who sends without an end: nothing here is a wait that the deadline would end.
+      if (got_.size() > kMostLineBytes || Clock::now() >= deadline_) {
+        error = Clock::now() >= deadline_ ? kLate : "the answer's line is too long";
+        return false;
+      }
       char bytes[4096];
       const ssize_t count = recv(fd_, bytes, sizeof bytes, 0);
       if (count > 0) got_.append(bytes, static_cast<size_t>(count));
@@ -139,12 +144,15 @@ class Connection {
   }
 
  private:
+  static constexpr const char* kLate = "no answer in time (--timeout)";
+  static constexpr size_t kMostLineBytes = size_t{16} << 20;
+
   bool Wait(short events, std::string& error) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
     pollfd wait{fd_, events, 0};
     if (left.count() > 0 && poll(&wait, 1, static_cast<int>(left.count())) != 0) return true;
-    error = "no answer in time (--timeout)";
+    error = kLate;
     return false;
   }
 
