@@ -25,6 +25,8 @@ thread_local std::string openLine;
 
 /// Written at once: a pipe that takes anything takes this much, a terminal less.
 constexpr size_t kPieceBytes = 512;
+/// A line of the log is this long at most before it ends.
+constexpr size_t kMaxOpenLine = 16384;
 /// How often the writer looks whether it is still wanted.
 constexpr int kLookMs = 20;
 
@@ -99,6 +101,10 @@ void Console::LogModuleText(const std::string& text) {
     openLine.erase(0, end + 1);
     if (!line.empty()) Log({LevelOfModuleText(line), line});
   }
+  // Whoever never ends a line must not fill the memory.
+  if (openLine.size() < kMaxOpenLine) return;
+  const std::string line = std::exchange(openLine, std::string());
+  Log({LevelOfModuleText(line), line});
 }
 
 // A capture inside of a capture begins anew: commands do not call each other.

@@ -128,6 +128,10 @@ TEST_F(OperatorLogTest, ModulesTextsStayAsTheyAreUnlessTheLogTakesThem) {
   console.PrintPlain("answer\n");
   EXPECT_EQ(errors_.Read(), "<3>RED ALERT: other\n<4>YELLOW ALERT: a.mvx\n") << "whole lines";
   EXPECT_EQ(output_.Read(), "answer\n");
+  // A line without an end is kept for a while, and no longer.
+  for (int i = 0; i < 20; ++i) kernel_->Printf("%s", std::string(1000, 'x').c_str());
+  EXPECT_EQ(errors_.Read(), "<6>" + std::string(17000, 'x') + "\n");
+  kernel_->Printf("\n");
 }
 
 TEST_F(OperatorLogTest, TheJournalIsKnownByItsStream) {
