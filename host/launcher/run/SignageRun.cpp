@@ -317,6 +317,10 @@ bool SignageRun::Play(const std::string& what, const std::string& zone, std::str
             "expected an item's content or its file name, a path, or an address";
     return false;
   }
+  // One that hung is known by its line; and who asks every minute must not fill the memory.
+  for (const WindowLine& line : others_) {
+    if (line.content == what) return GoOn(&line, zone, error);
+  }
   others_.emplace_back();
   others_.back().content = what;
   others_.back().arguments = {what};
