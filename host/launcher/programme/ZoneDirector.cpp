@@ -258,7 +258,7 @@ void ZoneDirector::OnEnded(uint64_t number, const std::string& failure, const Zo
     current_.ended = true;
     current_.endedAtMs = now.steadyMs;
     if (!failure.empty()) {
-      failedUntilMs_[KeyOf(current_.item)] = now.steadyMs + kRetryMs;
+      NoteFailure(current_.item, now);
       if (news_) {
         news_({ZoneNews::Kind::kFailed, current_.item.content, failure, current_.playlist,
                now.steadyMs - current_.shownAtMs});

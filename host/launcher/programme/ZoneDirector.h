@@ -161,6 +161,7 @@ class ZoneDirector {
   std::optional<size_t> Following(const std::vector<Item>& items, size_t index,
                                   const ZoneTime& now) const;
   std::optional<size_t> Preceding(size_t index, const ZoneTime& now) const;
+  void NoteFailure(const Item& item, const ZoneTime& now);
   bool MayBeTried(const Item& item, const ZoneTime& now) const;
   void Load(Slot& slot, const std::string& playlist, const Item& item, size_t index,
             const ZoneTime& now);

@@ -1,6 +1,7 @@
 // What a zone loads ahead: the next item, the first of the next day part, and what stands in when
 // nothing of a playlist can be played.
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "host/launcher/programme/ZoneDirector.h"
@@ -62,6 +63,14 @@ void ZoneDirector::EnterPart(const DayPart& part, Moment moment, const ZoneTime&
   if (*index == first) slot.durationLeftMs = left;
 }
 
+void ZoneDirector::NoteFailure(const Item& item, const ZoneTime& now) {
+  // What may be tried again is forgotten: a folder's files come and go for years.
+  for (auto each = failedUntilMs_.begin(); each != failedUntilMs_.end();) {
+    each = now.steadyMs >= each->second ? failedUntilMs_.erase(each) : std::next(each);
+  }
+  failedUntilMs_[KeyOf(item)] = now.steadyMs + kRetryMs;
+}
+
 bool ZoneDirector::MayBeTried(const Item& item, const ZoneTime& now) const {
   const auto failed = failedUntilMs_.find(KeyOf(item));
   return failed == failedUntilMs_.end() || now.steadyMs >= failed->second;
@@ -96,7 +105,7 @@ void ZoneDirector::Load(Slot& slot, const std::string& playlist, const Item& ite
 }
 
 void ZoneDirector::Fail(Slot& slot, const std::string& why, const ZoneTime& now) {
-  failedUntilMs_[KeyOf(slot.item)] = now.steadyMs + kRetryMs;
+  NoteFailure(slot.item, now);
   if (news_) news_({ZoneNews::Kind::kFailed, slot.item.content, why, slot.playlist, 0});
   Drop(slot);
 }
