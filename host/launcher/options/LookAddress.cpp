@@ -52,6 +52,11 @@ std::string ReadLookAddress(const std::string& text, std::optional<LookAddress>&
   const auto port = ReadWholeNumber(text.substr(colon + 1), 0, 65535);
   if (!good || !port) return expected;
   read.port = static_cast<uint16_t>(*port);
+  // As browsers write it, whose Host is compared with it.
+  char shortest[INET6_ADDRSTRLEN] = "";
+  if (bracketed && inet_ntop(AF_INET6, &six, shortest, sizeof shortest) != nullptr) {
+    read.address = shortest;
+  }
   address = read;
   return {};
 }

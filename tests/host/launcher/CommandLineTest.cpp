@@ -33,6 +33,14 @@ TEST(CommandLineTest, TakesItsOwnOptionsOutAndLeavesTheRestInOrder) {
               ElementsAre("--outputrect", "0,0,10,10", "a.mvx", "--bgalpha", "3", "b.mvx"));
 }
 
+TEST(CommandLineTest, ThePagesAddressIsAsBrowsersWriteIt) {
+  const CommandLine line = Parse({"a.mvx", "--look", "[0:0::0001]:8080"});
+  ASSERT_EQ(CommandLine::Kind::kRun, line.kind) << line.error;
+  ASSERT_TRUE(line.options.look);
+  EXPECT_EQ("::1", line.options.look->address);
+  EXPECT_TRUE(line.options.look->IsLoopback());
+}
+
 TEST(CommandLineTest, LeavesTheValuesOfTheServicesOptionsAlone) {
   const CommandLine line =
       Parse({"--zorcmdline", "--loop", "--proxyauthentication", "--help", "--version", "--proxy",
