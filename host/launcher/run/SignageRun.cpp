@@ -304,8 +304,10 @@ bool SignageRun::Play(const std::string& what, const std::string& zone, std::str
   const MutexLock lock(controlMutex_);
   if (!IsOn(zone, error)) return false;
   if (what.empty()) {
-    paused_ = false;
-    return on_->window->Play();
+    const bool plays = on_->window->Play();
+    if (plays) paused_ = false;
+    if (!plays) error = "its content cannot go on now";
+    return plays;
   }
   for (const WindowLine& line : lines_) {
     const std::string file = line.content.substr(line.content.rfind('/') + 1);
