@@ -4,6 +4,7 @@
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
+#include "host/kernel/OperatorLog.h"
 #include "host/launcher/control/PlayText.h"
 #include "qx/platform/IGraphicsDriver.h"
 
@@ -46,7 +47,7 @@ Row RowOf(const HostWindow& window, qx::plexion::IPlexionSets* service) {
   row.push_back(std::to_string(used));
   row.push_back(limit == 0 ? "none" : std::to_string(limit));
   row.push_back(std::to_string(graphics));
-  row.push_back(PrintableWord(window.content));
+  row.push_back(PrintableWord(WithoutPasswords(window.content)));
   return row;
 }
 

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/base/Text.h"
+#include "host/kernel/OperatorLog.h"
 
 namespace plexion_host {
 namespace {
@@ -58,8 +59,8 @@ Json ZoneJson(const PlayedZone& zone) {
   const auto now = system_clock::now();
   Json json;
   json["zone"] = zone.zone;
-  json["content"] = zone.content.empty() ? Json() : Json(zone.content);
-  if (!zone.reason.empty()) json["reason"] = zone.reason;
+  json["content"] = zone.content.empty() ? Json() : Json(WithoutPasswords(zone.content));
+  if (!zone.reason.empty()) json["reason"] = WithoutPasswords(zone.reason);
   if (!zone.playlist.empty()) json["playlist"] = zone.playlist;
   if (zone.items > 0) {
     json["item"] = zone.item == 0 ? Json() : Json(zone.item);
@@ -70,7 +71,7 @@ Json ZoneJson(const PlayedZone& zone) {
     json["since"] = IsoTime(now - std::chrono::milliseconds(zone.shownMs));
     json["shownSeconds"] = SecondsNumber(zone.shownMs);
   }
-  json["next"] = zone.next.empty() ? Json() : Json(zone.next);
+  json["next"] = zone.next.empty() ? Json() : Json(WithoutPasswords(zone.next));
   if (zone.nextInMs) {
     json["nextInSeconds"] = SecondsNumber(*zone.nextInMs);
     json["nextAt"] = IsoTime(now + std::chrono::milliseconds(*zone.nextInMs));
@@ -82,14 +83,15 @@ Json ZoneJson(const PlayedZone& zone) {
   return json;
 }
 
-/// A path without its detours, an address as it is.
+/// A path without its detours, an address without its password.
 std::string Neat(const std::string& content) {
-  if (content.find("://") != std::string::npos) return content;
+  if (content.find("://") != std::string::npos) return WithoutPasswords(content);
   return std::filesystem::path(content).lexically_normal().string();
 }
 
 std::string WhatText(const PlayedZone& zone) {
-  if (zone.content.empty()) return zone.reason.empty() ? "-" : "nothing: " + zone.reason;
+  if (zone.content.empty())
+    return zone.reason.empty() ? "-" : "nothing: " + WithoutPasswords(zone.reason);
   std::string text = PrintableWord(Neat(zone.content));
   if (zone.item > 0) {
     text += " (" + std::to_string(zone.item) + " of " + std::to_string(zone.items) + ")";

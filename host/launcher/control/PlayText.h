@@ -16,7 +16,8 @@ struct ScreenFacts {
   uint64_t framesPresented = 0;
 };
 
-/// Both end with a line end; the JSON is one line. Times are those of the system's zone.
+/// Both end with a line end; the JSON is one line, in ASCII. Times are those of the system's zone.
+/// Addresses are told without their passwords.
 std::string ReportText(const PlayReport& report, const ScreenFacts& screen);
 std::string ReportJson(const PlayReport& report, const ScreenFacts& screen);
 std::string DayText(const PlannedDay& day);

@@ -14,6 +14,7 @@
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
+#include "host/kernel/OperatorLog.h"
 
 namespace plexion_host {
 namespace {
@@ -131,7 +132,7 @@ void EndWatch::HandleSignals() {
 
 std::string EndWatch::WhatIsLeft() {
   std::vector<std::string> running = whatRuns_();
-  for (std::string& name : running) name = PrintableWord(name);
+  for (std::string& name : running) name = PrintableWord(WithoutPasswords(name));
   const MutexLock lock(mutex_);
   return "plexion: ended by force; this did not stop: " +
          (running.empty() ? std::string(step_) : Join(running)) + "\n";
