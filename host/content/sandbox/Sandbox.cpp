@@ -99,8 +99,12 @@ std::string GiveUpRights(const Rights& rights) {
   const int version = LandlockVersion();
   std::string error;
   if (version == 0) {
-    layers.emplace_back(
-        "no Landlock in this kernel, so that files are only protected from being written");
+    // What writes to a sound device may then write to any file that is there.
+    layers.emplace_back(rights.deviceCalls
+                            ? "no Landlock in this kernel, so that content with sound may read and "
+                              "write the user's files"
+                            : "no Landlock in this kernel, so that files are only protected from "
+                              "being written");
   } else if (!WaitUntilAlone()) {
     layers.emplace_back("no Landlock: a library keeps threads");
   } else if (RestrictByLandlock(rights, version, error)) {

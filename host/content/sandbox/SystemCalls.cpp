@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/netlink.h>
 #include <sched.h>
 #include <seccomp.h>
 #include <sys/ioctl.h>
@@ -12,6 +13,7 @@
 #include <unistd.h>
 
 #include <system_error>
+#include <utility>
 
 #ifndef PR_SET_VMA
 #define PR_SET_VMA 0x53564d41
@@ -40,12 +42,12 @@ constexpr const char* kEverybodys[] = {
     "rt_sigsuspend", "rt_sigtimedwait", "sigaltstack", "sigreturn",
     // What is open already, and what may be opened to be read.
     "access", "close", "close_range", "copy_file_range", "dup", "dup2", "dup3", "faccessat",
-    "faccessat2", "fadvise64", "fadvise64_64", "arm_fadvise64_64", "fcntl", "fcntl64", "flock",
-    "fstat", "fstat64", "fstatat64", "fstatfs", "fstatfs64", "fsync", "ftruncate", "ftruncate64",
-    "getcwd", "getdents", "getdents64", "lseek", "_llseek", "lstat", "lstat64", "newfstatat",
-    "openat2", "pread64", "preadv", "pwrite64", "read", "readahead", "readlink", "readlinkat",
-    "readv", "sendfile", "stat", "stat64", "statfs", "statfs64", "statx", "write", "writev",
-    "inotify_add_watch", "inotify_init", "inotify_init1", "inotify_rm_watch",
+    "faccessat2", "fadvise64", "fadvise64_64", "arm_fadvise64_64", "flock", "fstat", "fstat64",
+    "fstatat64", "fstatfs", "fstatfs64", "fsync", "ftruncate", "ftruncate64", "getcwd", "getdents",
+    "getdents64", "lseek", "_llseek", "lstat", "lstat64", "newfstatat", "pread64", "preadv",
+    "pwrite64", "read", "readahead", "readlink", "readlinkat", "readv", "sendfile", "stat",
+    "stat64", "statfs", "statfs64", "statx", "write", "writev", "inotify_add_watch", "inotify_init",
+    "inotify_init1", "inotify_rm_watch",
     // Waiting for several, and the connection to the launcher.
     "epoll_create", "epoll_create1", "epoll_ctl", "epoll_pwait", "epoll_wait", "eventfd",
     "eventfd2", "pipe", "pipe2", "poll", "ppoll", "ppoll_time64", "pselect6", "pselect6_time64",
@@ -59,6 +61,13 @@ constexpr const char* kNetworks[] = {"accept",      "accept4",         "bind",  
                                      "getpeername", "getsockname",     "getsockopt", "listen",
                                      "recvmmsg",    "recvmmsg_time64", "sendmmsg",   "setsockopt"};
 
+/// Of fcntl. Not those that name who gets a signal, and which, when a descriptor has something to be
+/// read: by them a process ends another one.
+constexpr int kDescriptorCalls[] = {F_DUPFD,     F_DUPFD_CLOEXEC, F_GETFD,      F_SETFD,
+                                    F_GETFL,     F_SETFL,         F_GETLK,      F_SETLK,
+                                    F_SETLKW,    F_OFD_GETLK,     F_OFD_SETLK,  F_OFD_SETLKW,
+                                    F_ADD_SEALS, F_GET_SEALS,     F_GETPIPE_SZ, F_SETPIPE_SZ};
+
 /// A call with conditions on its arguments; one that this processor does not have is no fault.
 template <typename... Conditions>
 int Allow(scmp_filter_ctx filter, const char* name, Conditions... conditions) {
@@ -69,16 +78,29 @@ int Allow(scmp_filter_ctx filter, const char* name, Conditions... conditions) {
   return result == -EDOM || result == -EEXIST ? 0 : result;
 }
 
+/// Not openat2: a filter cannot see what it is asked for.
 int AllowOpening(scmp_filter_ctx filter, const Rights& rights) {
-  if (rights.deviceCalls) {
-    const int result = Allow(filter, "openat");
-    return result != 0 ? result : Allow(filter, "open");
+  // To be read; nothing is made, cut short or written. What plays sound writes to its device.
+  constexpr scmp_datum_t kMaking = O_CREAT | O_TRUNC | (O_TMPFILE & ~O_DIRECTORY);
+  const scmp_datum_t refused = kMaking | (rights.deviceCalls ? 0 : O_ACCMODE);
+  int result = Allow(filter, "openat", SCMP_A2(SCMP_CMP_MASKED_EQ, refused, 0));
+  if (result == 0) result = Allow(filter, "open", SCMP_A1(SCMP_CMP_MASKED_EQ, refused, 0));
+  if (result != 0 || !rights.deviceCalls) return result;
+  // A sound server's client asks for a file to be made, and takes the one that is there when it may not.
+  constexpr scmp_datum_t kMake = O_CREAT;
+  return seccomp_rule_add(filter, SCMP_ACT_ERRNO(EACCES), SCMP_SYS(openat), 1,
+                          SCMP_A2(SCMP_CMP_MASKED_EQ, kMake, kMake));
+}
+
+int AllowDescriptorCalls(scmp_filter_ctx filter) {
+  int result = 0;
+  for (const char* const name : {"fcntl", "fcntl64"}) {
+    for (const int call : kDescriptorCalls) {
+      if (result != 0) return result;
+      result = Allow(filter, name, SCMP_A1(SCMP_CMP_EQ, static_cast<scmp_datum_t>(call)));
+    }
   }
-  // To be read; nothing is made, cut short or written.
-  constexpr scmp_datum_t kWriting = O_ACCMODE | O_CREAT | O_TRUNC;
-  const int result = Allow(filter, "openat", SCMP_A2(SCMP_CMP_MASKED_EQ, kWriting, O_RDONLY));
-  return result != 0 ? result
-                     : Allow(filter, "open", SCMP_A1(SCMP_CMP_MASKED_EQ, kWriting, O_RDONLY));
+  return result;
 }
 
 /// The argument of that place, counted from 0, is just this value.
@@ -105,10 +127,25 @@ int AllowThreads(scmp_filter_ctx filter) {
 }
 
 int AllowDeviceCalls(scmp_filter_ctx filter, const Rights& rights) {
-  if (rights.deviceCalls) return Allow(filter, "ioctl");
   int result = 0;
   for (const unsigned long call : {FIONREAD, FIONBIO, FIOCLEX, TCGETS}) {
     if (result == 0) result = Allow(filter, "ioctl", Equals(1, call));
+  }
+  if (!rights.deviceCalls) return result;
+  // Those of sound devices, by the letter in their second byte: streams, mixers, and timers, which share
+  // theirs with terminals. A terminal's calls, which could type for the operator, have no direction.
+  constexpr scmp_datum_t kLetter = 0xFF00;
+  constexpr scmp_datum_t kReads = scmp_datum_t{1} << 31;
+  constexpr scmp_datum_t kWrites = scmp_datum_t{1} << 30;
+  constexpr scmp_datum_t kTimers = 'T' << 8;
+  constexpr std::pair<scmp_datum_t, scmp_datum_t> kSound[] = {
+      {kLetter, 'A' << 8},
+      {kLetter, 'U' << 8},
+      {kLetter | kReads, kTimers | kReads},
+      {kLetter | kWrites, kTimers | kWrites},
+      {0xFFFFFFFC, kTimers | 0xA0}};  // start, stop, continue, pause
+  for (const auto& [mask, value] : kSound) {
+    if (result == 0) result = Allow(filter, "ioctl", SCMP_A1(SCMP_CMP_MASKED_EQ, mask, value));
   }
   return result;
 }
@@ -122,7 +159,11 @@ int AllowSockets(scmp_filter_ctx filter, const Rights& rights) {
   if (rights.network) {
     family(AF_INET);
     family(AF_INET6);
-    family(AF_NETLINK);  // which addresses this machine has
+    // Which addresses this machine has; nothing else that the kernel can be told that way.
+    if (result == 0) {
+      result = Allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, scmp_datum_t{AF_NETLINK}),
+                     SCMP_A2(SCMP_CMP_EQ, scmp_datum_t{NETLINK_ROUTE}));
+    }
   }
   if (rights.localSockets) family(AF_UNIX);
   // Two ends that both stay here: the framework wakes its waits that way.
@@ -147,6 +188,7 @@ bool RestrictSystemCalls(const Rights& rights, std::string& error) {
     if (result == 0) result = Allow(filter, name);
   }
   if (result == 0) result = AllowOpening(filter, rights);
+  if (result == 0) result = AllowDescriptorCalls(filter);
   if (result == 0) result = AllowThreads(filter);
   if (result == 0) result = AllowDeviceCalls(filter, rights);
   if (result == 0) result = AllowSockets(filter, rights);

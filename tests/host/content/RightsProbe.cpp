@@ -1,6 +1,6 @@
 // Gives up rights as a content's process does, then tries what content might: a line for each attempt.
 //
-// usage: rights_probe KIND CONTENT NEIGHBOUR, where KIND is movie, application, media or network.
+// usage: rights_probe KIND CONTENT NEIGHBOUR, where KIND is movie, application, media, network or sound.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -11,6 +11,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
@@ -73,7 +74,7 @@ int main(int argc, char** argv) {
   plexion_host::player::ContentAddress address;
   address.path = content;
   const plexion_host::content::Rights rights =
-      plexion_host::content::RightsFor(order, address, {}, false);
+      plexion_host::content::RightsFor(order, address, {}, kind == "sound");
   printf("protected: %s\n", plexion_host::content::GiveUpRights(rights).c_str());
 
   Say("read content", Open(content, O_RDONLY));
@@ -84,8 +85,13 @@ int main(int argc, char** argv) {
     const uint64_t how[3] = {O_RDONLY | O_CLOEXEC, 0, 0};
     return syscall(SYS_openat2, AT_FDCWD, "/etc/passwd", how, sizeof how);
   }());
+  Say("write by openat2", [&content] {
+    const uint64_t how[3] = {O_WRONLY | O_CLOEXEC, 0, 0};
+    return syscall(SYS_openat2, AT_FDCWD, content.c_str(), how, sizeof how);
+  }());
   Say("write content", Open(content, O_WRONLY));
   Say("make file", Open("/tmp/plexion-made-by-content", O_WRONLY | O_CREAT));
+  Say("cut content", Open(content, O_RDWR | O_TRUNC));
   Say("remove content", unlink(content.c_str()));
   Say("socket", socket(AF_INET, SOCK_STREAM, 0));
   Say("connect", Connect(AF_INET));
@@ -94,6 +100,24 @@ int main(int argc, char** argv) {
   Say("ptrace launcher", ptrace(PTRACE_ATTACH, getppid(), nullptr, nullptr));
   Say("kill launcher", kill(getppid(), 0));
   Say("kill all", kill(-1, 0));
+  Say("signal launcher", [] {
+    // Of a pipe of one's own, which then only has to be written to.
+    int ends[2];
+    if (pipe(ends) != 0) return -1;
+    const int owned = fcntl(ends[0], F_SETOWN, getppid());
+    return owned < 0 ? owned : fcntl(ends[0], F_SETSIG, SIGWINCH);
+  }());
+  Say("signal by ioctl", [] {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return -1;
+    const pid_t launcher = getppid();
+    return ioctl(ends[0], FIOSETOWN, &launcher);
+  }());
+  // Where there is no terminal the kernel says so, when it is asked at all.
+  Say("type", [] {
+    const int result = ioctl(STDOUT_FILENO, TIOCSTI, "x");
+    return result < 0 && errno == ENOTTY ? 0 : result;
+  }());
   Say("change limit", [] {
     const uint64_t limit[2] = {~uint64_t{0}, ~uint64_t{0}};
     return syscall(SYS_prlimit64, getpid(), 2, limit, nullptr);
@@ -102,6 +126,8 @@ int main(int argc, char** argv) {
   Say("keep living", prctl(PR_SET_PDEATHSIG, 0));
   Say("execute", Execute());
   // What must still be possible.
+  Say("not to wait", fcntl(STDIN_FILENO, F_SETFL, fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK));
+  Say("second number", fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10));
   std::thread([] { Say("thread", prctl(PR_SET_NAME, "of content")); }).join();
   void* const memory =
       mmap(nullptr, 1 << 20, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
