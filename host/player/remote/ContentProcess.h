@@ -103,6 +103,10 @@ class ContentProcess {
   Descriptor output_;  ///< what it prints, through a pipe
   Descriptor orderBell_;
   Descriptor answerBell_;
+  // The process's ends. Held so that ringing never meets a pipe that nobody reads, which is a signal, and
+  // a bell that the process closes is one that does not ring.
+  Descriptor orderBellOfProcess_;
+  Descriptor answerBellOfProcess_;
   CallPage* page_ = nullptr;
   uint32_t serial_ = 0;
   bool collected_ = false;

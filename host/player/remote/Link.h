@@ -13,10 +13,12 @@
 namespace plexion_host::player::remote {
 
 /// Descriptors of the process; all others but the standard streams are closed.
+/// The bells are pipes: each end has flags of its own. Of an eventfd both sides would have the same ones,
+/// and a process that makes it wait again would have the player wait for as long as it likes.
 constexpr int kSocketDescriptor = 3;      ///< SOCK_SEQPACKET: orders come, events go
 constexpr int kPageDescriptor = 4;        ///< sealed memory: a CallPage
-constexpr int kOrderBellDescriptor = 5;   ///< eventfd: an order stands in the page
-constexpr int kAnswerBellDescriptor = 6;  ///< eventfd: its answer stands there
+constexpr int kOrderBellDescriptor = 5;   ///< read end: an order stands in the page
+constexpr int kAnswerBellDescriptor = 6;  ///< write end: its answer stands there
 
 /// Orders with an answer, one at a time: the player writes `order` and rings; the process works, writes
 /// `answer` and rings back. That is half of what a socket costs, twice a frame. The process may write

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -21,6 +20,7 @@ namespace plexion_host::player::remote {
 namespace {
 
 constexpr int kOutputBytes = 65536;
+constexpr int kBellBytes = 4096;  // the least that there is
 
 /// Sealed memory for the page; empty without.
 Descriptor MakePage() {
@@ -31,6 +31,16 @@ Descriptor MakePage() {
     return Descriptor();
   }
   return page;
+}
+
+/// A pipe that is rung by 8 bytes; neither end waits.
+bool MakeBell(Descriptor& rungAt, Descriptor& heardAt) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return false;
+  heardAt = Descriptor(ends[0]);
+  rungAt = Descriptor(ends[1]);
+  fcntl(ends[1], F_SETPIPE_SZ, kBellBytes);
+  return true;
 }
 
 /// What posix_spawn is told, and takes back.
@@ -101,19 +111,22 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
   const Descriptor output(ends[1]);
   fcntl(process->output_.Get(), F_SETFL, O_NONBLOCK);
   fcntl(process->output_.Get(), F_SETPIPE_SZ, kOutputBytes);
-  process->orderBell_ = Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  process->answerBell_ = Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!MakeBell(process->orderBell_, process->orderBellOfProcess_) ||
+      !MakeBell(process->answerBellOfProcess_, process->answerBell_)) {
+    return failed("no bells of a content's process", errno);
+  }
   const Descriptor page = MakePage();
   void* const memory =
       !page ? MAP_FAILED
             : mmap(nullptr, sizeof(CallPage), PROT_READ | PROT_WRITE, MAP_SHARED, page.Get(), 0);
-  if (memory == MAP_FAILED || !process->orderBell_ || !process->answerBell_) {
+  if (memory == MAP_FAILED) {
     return failed("no memory to share with a content's process", errno);
   }
   process->page_ = new (memory) CallPage();
 
   const Descriptor sources[] = {Above(output), Above(socket), Above(page),
-                                Above(process->orderBell_), Above(process->answerBell_)};
+                                Above(process->orderBellOfProcess_),
+                                Above(process->answerBellOfProcess_)};
   SpawnOrders orders;
   orders.Place(sources[0].Get(), STDOUT_FILENO);
   orders.Place(sources[0].Get(), STDERR_FILENO);

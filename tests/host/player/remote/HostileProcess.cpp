@@ -1,5 +1,6 @@
 // Takes the place of plexion-content and does what no honest one does, as PLEXION_HOSTILE says.
 
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -77,6 +78,20 @@ void MisbehaveAtPlay(uint32_t serial) {
     }
   }
   if (mode == "sleep") pause();
+  if (mode == "waiting-bells") {
+    // Whoever rings or hears would wait from now on, if these were the launcher's flags, too.
+    for (const int bell : {kOrderBellDescriptor, kAnswerBellDescriptor}) fcntl(bell, F_SETFL, 0);
+    const uint64_t full = UINT64_MAX - 1;
+    const ssize_t written = write(kOrderBellDescriptor, &full, sizeof full);
+    (void)written;  // it is not for the process to ring that one
+    Answer(AdvancedRecord({true, 0}), serial);
+    pause();
+  }
+  if (mode == "part-of-a-ring") {
+    for (;; usleep(2000)) {
+      if (write(kAnswerBellDescriptor, "x", 1) < 0) _exit(9);
+    }
+  }
   if (mode == "flood") Flood();
   if (mode == "short-record") Send(MakeRecord(Kind::kComplete), 10);
   if (mode == "unknown-event") Send(MakeRecord(static_cast<Kind>(4000)));

@@ -312,7 +312,8 @@ TEST_P(HostilePlayTest, EndsTheContentWithAnError) {
 INSTANTIATE_TEST_SUITE_P(Modes, HostilePlayTest,
                          ::testing::Values("crash", "killed", "stop", "spin", "sleep", "flood",
                                            "short-record", "unknown-event", "print",
-                                           "dirty-outside", "endless-text"));
+                                           "dirty-outside", "endless-text", "waiting-bells",
+                                           "part-of-a-ring"));
 
 using HostileGiftTest = HostileProcessTest;
 TEST_P(HostileGiftTest, LeavesNoDescriptorInTheLauncher) {
