@@ -48,10 +48,16 @@ enum class CallEnd {
   kNotTaken,  ///< it has not read what it was sent before
 };
 
+/// Memory that a process has in use: resident, without what it shares with files, such as libraries.
+struct ProcessMemory {
+  uint64_t ownBytes = 0;
+  uint64_t sharedBytes = 0;  ///< that others can have, too: planes, and what it makes of that kind
+};
+
 /// One process: its connection, and its life. Whoever holds it last ends it by force; a decoder that does
 /// not stop is not waited for.
 ///
-/// Thread   Send and Call: one thread at a time, the player's. Kill, Id, AnonymousBytes: any. TakeEnd:
+/// Thread   Send and Call: one thread at a time, the player's. Kill, Id, Memory: any. TakeEnd:
 ///          the one that collects processes.
 class ContentProcess {
  public:
@@ -84,9 +90,8 @@ class ContentProcess {
   int Output() const { return output_.Get(); }
   int Handle() const { return handle_.Get(); }
 
-  /// Memory of its own that the process has in use: resident and anonymous, so neither libraries nor
-  /// planes. 0 when it is gone.
-  uint64_t AnonymousBytes() const;
+  /// Zeros when it is gone.
+  ProcessMemory Memory() const;
   /// Processor time that it has used, in nanoseconds; -1 when it is gone.
   int64_t WorkedNanoseconds() const;
   /// It computes, or would if it were given a processor: it neither sleeps nor stands still.

@@ -253,7 +253,7 @@ void ContentProcesses::Tell(Child& child, const Event& event) {
   if (event.kind != Kind::kProtected) return child.listener->OnEvent(event);
   // Once: content could say so again.
   if (std::exchange(child.loads, true)) return;
-  child.listener->OnMemory(child.process->AnonymousBytes());
+  child.listener->OnMemory(child.process->Memory());
   if (event.text == protection_) return;
   protection_ = event.text;
   IQXKernel::GetKernel()->Printf("Isolation: each content in a process of its own; %s\n",
@@ -334,7 +334,7 @@ void ContentProcesses::LookAround() {
   }
   for (const ChildPointer& child : children_) {
     if (child->listener == nullptr || !child->loads) continue;
-    child->listener->OnMemory(child->process->AnonymousBytes());
+    child->listener->OnMemory(child->process->Memory());
   }
 }
 

@@ -27,7 +27,7 @@ class ProcessListener {
   virtual ~ProcessListener() = default;
   virtual void OnEvent(const Event& event) = 0;
   /// Memory of its own that the process has in use: right before it takes content, and now and then.
-  virtual void OnMemory(uint64_t bytes) = 0;
+  virtual void OnMemory(const ProcessMemory& memory) = 0;
   /// The process has ended by itself, or was ended for what it did. The last call.
   virtual void OnEnd(const EngineError& error) = 0;
 };

@@ -213,7 +213,10 @@ void RemoteEngine::OnEnd(const EngineError& error) {
   GiveUp(error);
 }
 
-void RemoteEngine::OnMemory(uint64_t bytes) {
+void RemoteEngine::OnMemory(const ProcessMemory& memory) {
+  // What is shared beyond the plane is the process's own doing, and as good as its own memory.
+  const uint64_t bytes =
+      memory.ownBytes + memory.sharedBytes - std::min(memory.sharedBytes, planeBytes_.load());
   // What it used before it took the content is not the content's doing.
   if (memoryBefore_ == kNotTaken) memoryBefore_ = bytes;
   // A refusal ends the window; the process goes with it.

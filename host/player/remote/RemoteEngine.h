@@ -57,7 +57,7 @@ class RemoteEngine final : public Engine, private ProcessListener {
   using Clock = std::chrono::steady_clock;
 
   void OnEvent(const Event& event) override;
-  void OnMemory(uint64_t bytes) override;
+  void OnMemory(const ProcessMemory& memory) override;
   void OnEnd(const EngineError& error) override;
 
   bool SendLoad(const ContentAddress& content);
@@ -76,6 +76,7 @@ class RemoteEngine final : public Engine, private ProcessListener {
 
   bool ShareMemory(const DrawTarget& target);
   bool MakeOwnMemory(const DrawTarget& target, uint64_t bytes);
+  void SetPlane(const DrawTarget& target, uint64_t bytes);
   void CopyOwn(const DrawTarget& target, const qx::plexion::Rect& dirty) const;
   void FreeOwnMemory();
 
@@ -94,6 +95,9 @@ class RemoteEngine final : public Engine, private ProcessListener {
   uint64_t ownBytes_ = 0;
 
   std::atomic<unsigned> percent_{0};
+
+  /// Of the largest plane that the process was given; it may have one mapped until it reads of the next.
+  std::atomic<uint64_t> planeBytes_{0};
 
   static constexpr uint64_t kNotTaken = UINT64_MAX;
   uint64_t memoryBefore_ =

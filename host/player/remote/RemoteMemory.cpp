@@ -24,7 +24,7 @@ bool RemoteEngine::ShareMemory(const DrawTarget& target) {
   }
   if (shared.id == sharedId_) return true;
   FreeOwnMemory();
-  plane_ = {target.dims, target.pitchBytes, bytes};
+  SetPlane(target, bytes);
   const bool sent = process_->Send(PlaneRecord(plane_), shared.descriptor);
   SendOrGiveUp(sent);
   sharedId_ = sent ? shared.id : 0;
@@ -50,10 +50,15 @@ bool RemoteEngine::MakeOwnMemory(const DrawTarget& target, uint64_t bytes) {
   ownBytes_ = bytes;
   // As the plane's: what is not drawn anew stays what it is.
   memcpy(own_, target.pixels, bytes - target.pitchBytes + size_t{target.dims.width} * 4);
-  plane_ = {target.dims, target.pitchBytes, bytes};
+  SetPlane(target, bytes);
   const bool sent = process_->Send(PlaneRecord(plane_), memory.Get());
   SendOrGiveUp(sent);
   return sent;
+}
+
+void RemoteEngine::SetPlane(const DrawTarget& target, uint64_t bytes) {
+  plane_ = {target.dims, target.pitchBytes, bytes};
+  planeBytes_ = std::max(planeBytes_.load(), bytes);
 }
 
 void RemoteEngine::CopyOwn(const DrawTarget& target, const qx::plexion::Rect& dirty) const {

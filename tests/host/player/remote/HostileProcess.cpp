@@ -92,6 +92,14 @@ void MisbehaveAtPlay(uint32_t serial) {
       if (write(kAnswerBellDescriptor, "x", 1) < 0) _exit(9);
     }
   }
+  if (mode == "shared-memory") {
+    constexpr size_t kBytes = size_t{48} << 20;
+    void* const memory =
+        mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) _exit(9);
+    memset(memory, 1, kBytes);
+    mode = "none";
+  }
   if (mode == "flood") Flood();
   if (mode == "short-record") Send(MakeRecord(Kind::kComplete), 10);
   if (mode == "unknown-event") Send(MakeRecord(static_cast<Kind>(4000)));
@@ -140,6 +148,11 @@ int main(int argc, char** argv) {
   }
   uint32_t serial = WaitForOrder();
   MisbehaveAtLoad(serial);
+  // From then on it is looked at how much it uses.
+  if (mode == "shared-memory") {
+    Send(ProtectedRecord("nothing"));
+    Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "heard after that"));
+  }
   Answer(LoadedRecord({{8, 8}, 10, 5}), serial);
   for (;;) {
     serial = WaitForOrder();

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -269,6 +270,25 @@ TEST_F(RemoteEngineTest, AWindowThatEndsDoesNotWaitForItsProcess) {
   EXPECT_EQ(0, host_.Failures()) << "the window knows why it ends";
 }
 
+/// Counts on any thread, and refuses nothing.
+class CountedMemory final : public qx::plexion::MemoryWatchdog {
+ public:
+  void* Alloc(unsigned long size, const char*, unsigned long) override {
+    used_ += size;
+    return new unsigned long(size);
+  }
+  void Free(void* block, const char*, unsigned long) override {
+    auto* const size = static_cast<unsigned long*>(block);
+    used_ -= *size;
+    delete size;
+  }
+  unsigned long GetBytesUsed() override { return used_; }
+  unsigned long GetBytesAvailable() override { return UINT32_MAX; }
+
+ private:
+  std::atomic<unsigned long> used_{0};
+};
+
 /// A process that does what no honest one does.
 class HostileProcessTest : public RemoteEngineTest,
                            public ::testing::WithParamInterface<const char*> {
@@ -323,6 +343,28 @@ TEST_P(HostileGiftTest, LeavesNoDescriptorInTheLauncher) {
   Advance(2);
   EXPECT_EQ(before, Descriptors());
 }
+using HostileMemoryTest = HostileProcessTest;
+TEST_P(HostileMemoryTest, CountsAgainstTheLimitOfItsWindow) {
+  CountedMemory memory;
+  host_.memory = &memory;
+  SetUp();
+  ASSERT_TRUE(Load()) << error_.message;
+  const auto waitUntil = [](const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!done() && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  };
+  waitUntil([this] { return host_.notices > 0; });
+  Advance(1);
+  waitUntil([&memory] { return memory.GetBytesUsed() >= 48U << 20; });
+  EXPECT_GE(memory.GetBytesUsed(), 48U << 20);
+  EXPECT_EQ(0, host_.Failures());
+  engine_.reset();
+  EXPECT_EQ(0U, memory.GetBytesUsed());
+}
+INSTANTIATE_TEST_SUITE_P(Modes, HostileMemoryTest, ::testing::Values("shared-memory"));
+
 INSTANTIATE_TEST_SUITE_P(Modes, HostileGiftTest, ::testing::Values("descriptors"));
 
 }  // namespace
