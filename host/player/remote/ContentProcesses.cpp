@@ -28,6 +28,8 @@ constexpr double kMostCredit = 8000;
 /// What it prints is read no faster than that; a process whose pipe is full waits, or leaves something out.
 constexpr double kPrintedPerSecond = 256 * 1024;
 constexpr double kMostPrinted = 1024 * 1024;
+/// A line costs more than its bytes: in a log each is a record.
+constexpr double kPrintedPerLine = 128;
 /// From one process before the others have their turn.
 constexpr int kMostInTurn = 64;
 constexpr size_t kMostLine = 4096;
@@ -303,6 +305,7 @@ void ContentProcesses::PrintLines(Child& child, bool all) {
     // Whatever content makes a library print, it is one line of text here.
     const std::string line = Printable(std::string_view(child.printed).substr(begin, end - begin));
     IQXKernel::GetKernel()->Printf("%s\n", line.c_str());
+    child.mayPrint -= kPrintedPerLine;
     begin = end + (end < child.printed.size() && child.printed[end] == '\n' ? 1 : 0);
   }
   child.printed.erase(0, begin);
