@@ -37,7 +37,8 @@ std::string Shown(std::string_view name) {
 /// For kernels before 5.6: one component at a time, none of them a link, none of them upwards.
 int OpenStepByStep(int folder, const std::string& name, int flags) {
   // Each step holds the folder that it opened: nobody can exchange it for a link in between.
-  int current = dup(folder);
+  // Opened anew: of a duplicate the place in its listing would be that of all others.
+  int current = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   size_t begin = 0;
   while (current >= 0 && begin <= name.size()) {
     const size_t slash = std::min(name.find('/', begin), name.size());
