@@ -100,6 +100,7 @@ class ApplicationEngine final : public Engine {
     const std::string problem = !loaded ? error.message : next->Failure();
     isNew_ = true;
     if (problem.empty()) {
+      next->SetVolume(volume_);
       application_ = std::move(next);
       problem_.clear();
       return;

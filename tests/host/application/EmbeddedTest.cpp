@@ -286,6 +286,21 @@ TEST_F(EmbeddedTest, WhatAMovieCannotShowIsToldOnceWithItsName) {
             host_.Notices());
 }
 
+TEST_F(EmbeddedTest, WhatIsReadAgainIsAsLoudAsBefore) {
+  watchFiles_ = true;
+  ASSERT_TRUE(LoadClip("src='green.clip' volume='0.5' loop='0'", ""));
+  RunTo(0);
+  engine_->SetVolume(0.5);
+  Press('r');
+  VisitUntil([this] { return Heard("m\tready"); });
+  RunTo(2);
+  EXPECT_EQ(0.25, studio_.volume);
+  Write("main.lua", "on('ready', function() trace('ready again') end)");
+  VisitUntil([this] { return Heard("ready again"); });
+  RunTo(position_ + 2);
+  EXPECT_EQ(0.25, studio_.volume);
+}
+
 TEST_F(EmbeddedTest, TheScriptPausesAndSetsTheVolume) {
   ASSERT_TRUE(LoadClip("src='green.clip' volume='0.5' loop='0'",
                        "on('scroll', function(direction) m.paused = direction == 'down'\n"
