@@ -25,7 +25,7 @@ constexpr QRecLevel kLevels[] = {QR_ECLEVEL_L, QR_ECLEVEL_M, QR_ECLEVEL_Q, QR_EC
 const QrCodes::Code& QrCodes::CodeOf(const Element& element) {
   PLEXION_CHECK(element.level >= kQrLow && element.level <= kQrHigh, "a level is one of its words");
   // Elements come and go; what is still there is made again.
-  if (codes_.size() >= kMostKept) codes_.clear();
+  if (codes_.size() >= kMostKept && codes_.count(element.handle) == 0) codes_.clear();
   Code& code = codes_[element.handle];
   if (code.level == element.level && code.text == element.text) return code;
   code.text = element.text;
