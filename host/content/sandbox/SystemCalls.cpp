@@ -23,6 +23,11 @@ namespace plexion_host::content {
 
 namespace {
 
+/// The argument of that place, counted from 0, is just this value.
+constexpr scmp_arg_cmp Equals(unsigned place, scmp_datum_t value) {
+  return {place, SCMP_CMP_EQ, value, 0};
+}
+
 /// Whatever their arguments: none of them names another process or a file to be written.
 constexpr const char* kEverybodys[] = {
     // Memory.
@@ -97,15 +102,10 @@ int AllowDescriptorCalls(scmp_filter_ctx filter) {
   for (const char* const name : {"fcntl", "fcntl64"}) {
     for (const int call : kDescriptorCalls) {
       if (result != 0) return result;
-      result = Allow(filter, name, SCMP_A1(SCMP_CMP_EQ, static_cast<scmp_datum_t>(call)));
+      result = Allow(filter, name, Equals(1, static_cast<scmp_datum_t>(call)));
     }
   }
   return result;
-}
-
-/// The argument of that place, counted from 0, is just this value.
-constexpr scmp_arg_cmp Equals(unsigned place, scmp_datum_t value) {
-  return {place, SCMP_CMP_EQ, value, 0};
 }
 
 int AllowThreads(scmp_filter_ctx filter) {
@@ -161,8 +161,8 @@ int AllowSockets(scmp_filter_ctx filter, const Rights& rights) {
     family(AF_INET6);
     // Which addresses this machine has; nothing else that the kernel can be told that way.
     if (result == 0) {
-      result = Allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, scmp_datum_t{AF_NETLINK}),
-                     SCMP_A2(SCMP_CMP_EQ, scmp_datum_t{NETLINK_ROUTE}));
+      result = Allow(filter, "socket", Equals(0, scmp_datum_t{AF_NETLINK}),
+                     Equals(2, scmp_datum_t{NETLINK_ROUTE}));
     }
   }
   if (rights.localSockets) family(AF_UNIX);
