@@ -37,6 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     StepResult step;
     ReadAdvanced(record, step, fault);
+    std::string answer;
+    if (ReadSought(record, answer, fault)) {
+      Require(plexion_host::IsUtf8(answer), "a text for people");
+    }
     EngineError error;
     if (ReadError(record, error, fault)) {
       Require(qx::plexion::IsTerminalStatus(error.status), "an error ends the content");

@@ -46,6 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (ReadVolume(record, volume, fault)) Require(volume >= 0 && volume <= 1, "a volume");
   DrawOrder draw;
   ReadDraw(record, draw, fault);
+  SeekOrder seek;
+  if (ReadSeek(record, seek, fault)) Require(std::isfinite(seek.seconds), "a moment");
   ContentOrder content;
   ReadContent(record, Kind::kLoad, content, fault);
   bool flag = false;

@@ -139,6 +139,8 @@ void ContentServer::Answer(const Record& order) {
       answer = Misunderstood("an order before there is content");
     } else if (static_cast<Kind>(order.kind) == Kind::kAdvance) {
       answer = Advance(order);
+    } else if (static_cast<Kind>(order.kind) == Kind::kSeek) {
+      answer = Seek(order);
     } else {
       answer = Draw(order);
     }
@@ -208,6 +210,14 @@ Record ContentServer::Draw(const Record& order) {
   target.bgAlpha = draw.bgAlpha;
   target.everything = draw.everything;
   return DrawnRecord(engine_->Draw(target));
+}
+
+Record ContentServer::Seek(const Record& order) {
+  SeekOrder seek;
+  std::string fault;
+  if (!ReadSeek(order, seek, fault)) return Misunderstood(fault);
+  const bool done = engine_->Seek(seek.seconds, seek.relative, fault);
+  return SoughtRecord(done ? "" : (fault.empty() ? "it cannot go there" : fault));
 }
 
 }  // namespace plexion_host::content

@@ -33,6 +33,7 @@ class ContentServer {
   player::remote::Record Load(const player::remote::Record& order);
   player::remote::Record Advance(const player::remote::Record& order);
   player::remote::Record Draw(const player::remote::Record& order);
+  player::remote::Record Seek(const player::remote::Record& order);
   player::remote::Record Misunderstood(const std::string& fault);
   void OpenLibraries(player::ContentKind kind, const std::string& format);
 

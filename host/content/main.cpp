@@ -54,6 +54,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   TieTo(static_cast<pid_t>(strtol(argv[1], nullptr, 10)));
+  // The desktop's settings are a file that content may not write, and a library says so at length. It
+  // has a memory of its own for them.
+  setenv("GSETTINGS_BACKEND", "memory", 0);
   const plexion_host::ModuleFiles files = ReadModuleFiles();
   std::vector<std::string> libraries = files.path;
   for (const auto& [name, file] : files.map) libraries.push_back(file);

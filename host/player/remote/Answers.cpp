@@ -133,6 +133,22 @@ bool ReadDrawn(const Record& record, const qx::plexion::Dims& dims, DrawResult& 
   return true;
 }
 
+Record SoughtRecord(const std::string& fault) {
+  Record record = MakeRecord(Kind::kSought);
+  record.words[0] = fault.empty() ? 1 : 0;
+  PutText(record, fault);
+  return record;
+}
+
+bool ReadSought(const Record& record, std::string& answer, std::string& fault) {
+  bool done = false;
+  if (!IsOf(record, Kind::kSought, fault)) return false;
+  if (!ReadFlag(record.words[0], done)) return Refuse(fault, "no flag for a moment");
+  answer = ReadText(record);
+  if (done != answer.empty()) return Refuse(fault, "a refusal without a reason");
+  return true;
+}
+
 Record ProgressRecord(unsigned percent) {
   Record record = MakeRecord(Kind::kProgress);
   record.words[0] = percent > 100 ? 100 : percent;

@@ -33,6 +33,10 @@ Record DrawnRecord(const DrawResult& result);
 bool ReadDrawn(const Record& record, const qx::plexion::Dims& dims, DrawResult& result,
                std::string& fault);
 
+/// `fault` of the answer is empty when the content went there.
+Record SoughtRecord(const std::string& fault);
+bool ReadSought(const Record& record, std::string& answer, std::string& fault);
+
 struct Event {
   Kind kind = Kind::kReady;
   unsigned percent = 0;  ///< kProgress: 0 to 100

@@ -22,9 +22,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kPeriod{250};
 constexpr int kGentleMs = 500;
-/// Records that content may send a second, and at once.
-constexpr double kCreditPerSecond = 2000;
-constexpr double kMostCredit = 8000;
 /// What it prints is read no faster than that; a process whose pipe is full waits, or leaves something out.
 constexpr double kPrintedPerSecond = 256 * 1024;
 constexpr double kMostPrinted = 1024 * 1024;
@@ -59,7 +56,7 @@ ContentProcesses::~ContentProcesses() {
   Post([this] { quit_ = true; });
   thread_.Join();
   for (const ChildPointer& child : children_) {
-    PLEXION_CHECK(child->listener == nullptr, "a process is released before its player goes");
+    PLEXION_CHECK(!child->events->HasListener(), "a process is released before its player goes");
   }
 }
 
@@ -95,28 +92,24 @@ void ContentProcesses::Prepare(const ContentOrder& order, const std::string& for
   });
 }
 
-std::shared_ptr<ContentProcess> ContentProcesses::Take(const ContentOrder& order,
-                                                       ProcessListener& listener,
-                                                       std::string& error) {
-  std::shared_ptr<ContentProcess> process;
+TakenProcess ContentProcesses::Take(const ContentOrder& order, ProcessListener& listener,
+                                    std::string& error) {
+  TakenProcess taken;
   PostAndWait([&] {
     ChildPointer child = FindWaiting(order);
     if (child == nullptr) child = FindWaiting({});
     if (child == nullptr) child = StartChild(error);
     if (child == nullptr) return;
     child->taken = true;
-    child->listener = &listener;
-    process = child->process;
+    child->events->SetListener(&listener);
+    taken = {child->process, child->events};
   });
-  return process;
+  return taken;
 }
 
-void ContentProcesses::Release(const std::shared_ptr<ContentProcess>& process, bool gently) {
-  PostAndWait([&] {
-    for (const ChildPointer& child : children_) {
-      if (child->process == process) child->listener = nullptr;
-    }
-  });
+void ContentProcesses::Release(const TakenProcess& taken, bool gently) {
+  const std::shared_ptr<ContentProcess>& process = taken.process;
+  taken.events->SetListener(nullptr);
   if (gently) {
     shutdown(process->Socket(), SHUT_WR);
     pollfd end = {process->Handle(), POLLIN, 0};
@@ -170,8 +163,7 @@ ContentProcesses::ChildPointer ContentProcesses::StartChild(std::string& error) 
   const auto child = std::make_shared<Child>();
   child->process = ContentProcess::Start(program_, error);
   if (child->process == nullptr) return nullptr;
-  child->credit = kMostCredit;
-  child->credited = Clock::now();
+  child->events = std::make_shared<ProcessEvents>(*child->process, protection_);
   child->mayPrint = kMostPrinted;
   Add(epoll_, child->process->Socket());
   Add(epoll_, child->process->Output());
@@ -216,58 +208,9 @@ void ContentProcesses::Serve(const ChildPointer& child, int descriptor) {
 }
 
 void ContentProcesses::ReadEvents(Child& child) {
-  const auto now = Clock::now();
-  const std::chrono::duration<double> since = now - child.credited;
-  child.credit = std::min(kMostCredit, child.credit + since.count() * kCreditPerSecond);
-  child.credited = now;
-  for (int i = 0; i < kMostInTurn; ++i) {
-    Record record;
-    iovec part = {&record, sizeof record};
-    msghdr message = {};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    // No room for control data: descriptors that come along are closed by the system.
-    const ssize_t bytes = recvmsg(child.process->Socket(), &message, MSG_DONTWAIT);
-    if (bytes < 0 && errno == EINTR) continue;
-    if (bytes <= 0) {
-      // Closed, so that there is nothing to be heard any more; its end is another event.
-      if (bytes == 0) epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, child.process->Socket(), nullptr);
-      return;
-    }
-    child.credit -= 1;
-    if (child.credit < 0) return Flooded(child);
-    if (child.listener == nullptr) continue;
-    Event event;
-    std::string fault = "a record of " + std::to_string(bytes) + " bytes";
-    const bool whole = bytes == sizeof record && (message.msg_flags & MSG_TRUNC) == 0;
-    if (whole && ReadEvent(record, event, fault)) {
-      Tell(child, event);
-    } else {
-      child.process->Kill();
-      std::exchange(child.listener, nullptr)
-          ->OnEnd({qx::plexion::kErrorFatalPlaybackError,
-                   "the content's process was ended: it sent " + fault});
-    }
-  }
-}
-
-void ContentProcesses::Tell(Child& child, const Event& event) {
-  if (event.kind != Kind::kProtected) return child.listener->OnEvent(event);
-  // Once: content could say so again.
-  if (std::exchange(child.loads, true)) return;
-  child.listener->OnMemory(child.process->Memory());
-  if (event.text == protection_) return;
-  protection_ = event.text;
-  IQXKernel::GetKernel()->Printf("Isolation: each content in a process of its own; %s\n",
-                                 PrintableWord(protection_).c_str());
-}
-
-void ContentProcesses::Flooded(Child& child) {
-  child.process->Kill();
-  if (child.listener == nullptr) return;
-  std::exchange(child.listener, nullptr)
-      ->OnEnd({qx::plexion::kErrorFatalPlaybackError,
-               "the content's process was ended: it said more than content may have to say"});
+  if (child.events->Read() != ProcessEvents::Left::kClosed) return;
+  // There is nothing to be heard any more; its end is another event.
+  epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, child.process->Socket(), nullptr);
 }
 
 void ContentProcesses::ReadOutput(Child& child) {
@@ -315,14 +258,14 @@ void ContentProcesses::CollectIfEnded(const ChildPointer& child) {
   siginfo_t end;
   if (!child->process->TakeEnd(end)) return;
   // What it said before comes first, whether it was read yet or not.
-  for (int i = 0; i < 4; ++i) ReadEvents(*child);
+  child->events->ReadAll();
   ReadOutput(*child);
   PrintLines(*child, true);
   for (const int descriptor :
        {child->process->Socket(), child->process->Output(), child->process->Handle()}) {
     epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, descriptor, nullptr);
   }
-  if (child->listener != nullptr) std::exchange(child->listener, nullptr)->OnEnd(ErrorOfEnd(end));
+  child->events->TellEnd(ErrorOfEnd(end));
   children_.remove(child);
 }
 
@@ -335,10 +278,7 @@ void ContentProcesses::LookAround() {
     child->outputPaused = false;
     Add(epoll_, child->process->Output());
   }
-  for (const ChildPointer& child : children_) {
-    if (child->listener == nullptr || !child->loads) continue;
-    child->listener->OnMemory(child->process->Memory());
-  }
+  for (const ChildPointer& child : children_) child->events->TellMemory();
 }
 
 }  // namespace plexion_host::player::remote

@@ -123,6 +123,21 @@ bool ReadDraw(const Record& record, DrawOrder& order, std::string& fault) {
   return true;
 }
 
+Record SeekRecord(const SeekOrder& order) {
+  Record record = MakeRecord(Kind::kSeek);
+  record.words[0] = BitsOf(order.seconds);
+  record.words[1] = order.relative ? 1 : 0;
+  return record;
+}
+
+bool ReadSeek(const Record& record, SeekOrder& order, std::string& fault) {
+  if (!IsOf(record, Kind::kSeek, fault)) return false;
+  const double seconds = NumberOf(record.words[0]);
+  if (!isfinite(seconds) || record.words[1] > 1) return Refuse(fault, "no moment to go to");
+  order = {seconds, record.words[1] == 1};
+  return true;
+}
+
 Record FlagRecord(Kind kind, bool flag) {
   Record record = MakeRecord(kind);
   record.words[0] = flag ? 1 : 0;

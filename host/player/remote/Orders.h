@@ -39,6 +39,13 @@ struct DrawOrder {
 Record DrawRecord(const DrawOrder& order);
 bool ReadDraw(const Record& record, DrawOrder& order, std::string& fault);
 
+struct SeekOrder {
+  double seconds = 0;
+  bool relative = false;
+};
+Record SeekRecord(const SeekOrder& order);
+bool ReadSeek(const Record& record, SeekOrder& order, std::string& fault);
+
 Record FlagRecord(Kind kind, bool flag);
 bool ReadFlag(const Record& record, Kind kind, bool& flag, std::string& fault);
 

@@ -29,11 +29,13 @@ enum class Kind : uint32_t {
   kLoad = 32,  ///< words: ContentKind, may use the network, bytes of memory
   kAdvance,    ///< words: frame, pass, position, playing
   kDraw,       ///< words: background alpha, everything
+  kSeek,       ///< words: bits of seconds, relative
   // Answers, by way of the page.
   kLoaded = 64,  ///< words: width, height, bits of frames a second, frames
   kFailed,       ///< words[0]: StageWindowStatus; text: why
   kAdvanced,     ///< words: changed, next position
   kDrawn,        ///< words: drawn, dirty x, y, width, height; text: what could not be drawn
+  kSought,       ///< words[0]: done; text: why not
   // Events, over the socket.
   kReady = 96,   ///< the process has its modules; it waits for content
   kProtected,    ///< text: what protects, once the content is about to be taken

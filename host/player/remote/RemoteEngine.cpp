@@ -30,9 +30,9 @@ RemoteEngine::RemoteEngine(ContentProcesses& processes, EngineHost& host, const 
       grants_(host.Memory()) {}
 
 RemoteEngine::~RemoteEngine() {
-  if (process_ == nullptr) return;
+  if (taken_.process == nullptr) return;
   // What an instrumented run counts is told when the engine goes; otherwise nobody waits for that.
-  processes_.Release(process_, host_.Settings().instrument && !IsGone());
+  processes_.Release(taken_, host_.Settings().instrument && !IsGone());
   FreeOwnMemory();
 }
 
@@ -40,8 +40,8 @@ RemoteEngine::~RemoteEngine() {
 
 bool RemoteEngine::Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) {
   error.status = qx::plexion::kErrorStartupFailure;
-  process_ = processes_.Take(order_, *this, error.message);
-  if (process_ == nullptr) return false;
+  taken_ = processes_.Take(order_, *this, error.message);
+  if (taken_.process == nullptr) return false;
   Record answer;
   CallEnd end = SendLoad(content) ? CallLoad(answer) : CallEnd::kNotTaken;
   std::string fault;
@@ -62,21 +62,35 @@ bool RemoteEngine::SendLoad(const ContentAddress& content) {
   const std::string settings = WriteSettings(host_.Settings());
   const std::string address = WriteAddress(content);
   return settings.size() <= kMostSettingsText && address.size() <= kMostSettingsText &&
-         process_->SendText(MakeRecord(Kind::kSettings), settings) &&
-         process_->SendText(MakeRecord(Kind::kAddress), address);
+         taken_.process->SendText(MakeRecord(Kind::kSettings), settings) &&
+         taken_.process->SendText(MakeRecord(Kind::kAddress), address);
 }
 
 CallEnd RemoteEngine::CallLoad(Record& answer) {
   ContentOrder order = order_;
   if (host_.Memory() != nullptr) order.memoryBytes = host_.Memory()->GetBytesAvailable();
-  uint32_t signs = process_->LifeSigns();
+  uint32_t signs = taken_.process->LifeSigns();
   auto seen = Clock::now();
-  return process_->Call(ContentRecord(Kind::kLoad, order), answer, [&] {
-    host_.ReportProgress(percent_);
+  const CallEnd end = taken_.process->Call(ContentRecord(Kind::kLoad, order), answer, [&] {
+    ReportProgress();
     if (host_.Cancelled()) return false;
-    if (std::exchange(signs, process_->LifeSigns()) != process_->LifeSigns()) seen = Clock::now();
+    if (std::exchange(signs, taken_.process->LifeSigns()) != taken_.process->LifeSigns())
+      seen = Clock::now();
     return Clock::now() - seen < patience_.loading;
   });
+  taken_.events->ReadAll();
+  ReportProgress();
+  return end;
+}
+
+void RemoteEngine::ReportProgress() {
+  std::vector<unsigned> percents;
+  {
+    const MutexLock lock(mutex_);
+    percents.assign(percents_.begin() + static_cast<ptrdiff_t>(reported_), percents_.end());
+    reported_ = percents_.size();
+  }
+  for (const unsigned percent : percents) host_.ReportProgress(percent);
 }
 
 // Playing.
@@ -86,7 +100,7 @@ void RemoteEngine::SendOrGiveUp(bool sent) {
 }
 
 void RemoteEngine::SetPlaying(bool playing) {
-  SendOrGiveUp(process_->Send(FlagRecord(Kind::kPlaying, playing)));
+  SendOrGiveUp(taken_.process->Send(FlagRecord(Kind::kPlaying, playing)));
 }
 
 void RemoteEngine::OnInput(const InputEvent& event) {
@@ -94,15 +108,26 @@ void RemoteEngine::OnInput(const InputEvent& event) {
   InputEvent known;
   std::string fault;
   // A button that no mouse has is a device's own business; content knows none.
-  if (ReadInput(record, known, fault)) SendOrGiveUp(process_->Send(record));
+  if (ReadInput(record, known, fault)) SendOrGiveUp(taken_.process->Send(record));
 }
 
 void RemoteEngine::OnProxy(const ProxySettings& proxy) {
-  SendOrGiveUp(process_->SendText(MakeRecord(Kind::kProxy), WriteProxy(proxy)));
+  SendOrGiveUp(taken_.process->SendText(MakeRecord(Kind::kProxy), WriteProxy(proxy)));
 }
 
 void RemoteEngine::SetVolume(double factor) {
-  SendOrGiveUp(process_->Send(VolumeRecord(std::clamp(factor, 0.0, 1.0))));
+  SendOrGiveUp(taken_.process->Send(VolumeRecord(std::clamp(factor, 0.0, 1.0))));
+}
+
+bool RemoteEngine::Seek(double seconds, bool relative, std::string& fault) {
+  Record answer;
+  std::string lie;
+  fault = "its process is gone";
+  if (!Call(SeekRecord({seconds, relative}), answer)) return false;
+  if (ReadSought(answer, fault, lie)) return fault.empty();
+  fault = lie;
+  GiveUp(ErrorOf(CallEnd::kLied, lie, {}));
+  return false;
 }
 
 StepResult RemoteEngine::Advance(const FrameStep& step) {
@@ -137,29 +162,35 @@ bool RemoteEngine::Call(const Record& order, Record& answer) {
   if (IsGone()) return false;
   const auto asked = Clock::now();
   int64_t worked = -1;
-  const CallEnd end = process_->Call(order, answer, [&] {
+  const CallEnd end = taken_.process->Call(order, answer, [&] {
     if (host_.Cancelled()) return false;
     // Not before the first glance: hardly any order takes that long.
-    if (worked < 0) worked = process_->WorkedNanoseconds();
+    if (worked < 0) worked = taken_.process->WorkedNanoseconds();
     return MayGoOn(asked, worked);
   });
-  if (end == CallEnd::kAnswered) return true;
-  if (end == CallEnd::kGaveUp && host_.Cancelled()) {
+  // What the content said while it worked belongs to the frame that it worked on.
+  taken_.events->ReadAll();
+  EngineError error;
+  std::string ignored;
+  if (end == CallEnd::kAnswered) {
+    if (!ReadError(answer, error, ignored)) return true;
+    GiveUp(error);
+  } else if (end == CallEnd::kGaveUp && host_.Cancelled()) {
     // The window is ending anyway, and knows why.
     const MutexLock lock(mutex_);
     gone_ = true;
   } else {
     GiveUp(ErrorOf(end, "", patience_.still));
   }
-  process_->Kill();
+  taken_.process->Kill();
   return false;
 }
 
 bool RemoteEngine::MayGoOn(Clock::time_point asked, int64_t worked) const {
   const auto waited = Clock::now() - asked;
   if (waited < patience_.still) return true;
-  if (waited >= patience_.most || !process_->IsWorking()) return false;
-  return nanoseconds(process_->WorkedNanoseconds() - worked) < patience_.working;
+  if (waited >= patience_.most || !taken_.process->IsWorking()) return false;
+  return nanoseconds(taken_.process->WorkedNanoseconds() - worked) < patience_.working;
 }
 
 // Ends.
@@ -225,9 +256,11 @@ void RemoteEngine::OnMemory(const ProcessMemory& memory) {
 
 void RemoteEngine::OnEvent(const Event& event) {
   switch (event.kind) {
-    case Kind::kProgress:
-      percent_ = std::max(percent_.load(), event.percent);
+    case Kind::kProgress: {
+      const MutexLock lock(mutex_);
+      if (percents_.empty() || event.percent > percents_.back()) percents_.push_back(event.percent);
       break;
+    }
     case Kind::kFrameWanted:
       host_.RequestFrame();
       break;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/base/ModuleHandle.h"
 #include "host/base/Mutex.h"
@@ -35,7 +36,8 @@ struct Patience {
 /// memory of ours, which is copied.
 ///
 /// Thread   as every engine: the player's. What the process says by itself comes on the thread of
-///          ContentProcesses and goes on to EngineHost, which takes it from any.
+///          ContentProcesses, or on the player's with the next answer, and goes on to EngineHost, which
+///          takes it from any.
 class RemoteEngine final : public Engine, private ProcessListener {
  public:
   /// Both outlive the engine.
@@ -50,6 +52,7 @@ class RemoteEngine final : public Engine, private ProcessListener {
   void OnInput(const InputEvent& event) override;
   void OnProxy(const ProxySettings& proxy) override;
   void SetVolume(double factor) override;
+  bool Seek(double seconds, bool relative, std::string& fault) override;
   StepResult Advance(const FrameStep& step) override;
   DrawResult Draw(const DrawTarget& target) override;
 
@@ -62,6 +65,7 @@ class RemoteEngine final : public Engine, private ProcessListener {
 
   bool SendLoad(const ContentAddress& content);
   CallEnd CallLoad(Record& answer);
+  void ReportProgress();
   /// Returns  false when there is no answer to be used; the window has then been told why.
   bool Call(const Record& order, Record& answer);
   /// Whether the process may have more time for what it was asked at `asked`, by then `worked`.
@@ -84,7 +88,7 @@ class RemoteEngine final : public Engine, private ProcessListener {
   EngineHost& host_;
   const ContentOrder order_;
   const Patience patience_;
-  std::shared_ptr<ContentProcess> process_;
+  TakenProcess taken_;
   MemoryGrants grants_;
 
   ModuleHandle<IHostPlanes> planes_;
@@ -94,14 +98,12 @@ class RemoteEngine final : public Engine, private ProcessListener {
   uint32_t* own_ = nullptr;  ///< memory of ours that the process draws into
   uint64_t ownBytes_ = 0;
 
-  std::atomic<unsigned> percent_{0};
-
   /// Of the largest plane that the process was given; it may have one mapped until it reads of the next.
   std::atomic<uint64_t> planeBytes_{0};
 
   static constexpr uint64_t kNotTaken = UINT64_MAX;
   uint64_t memoryBefore_ =
-      kNotTaken;  ///< the process's, before it took content; of the listener's thread
+      kNotTaken;  ///< the process's, before it took content; of the listener's calls
 
   Mutex mutex_;
   Condition changed_;
@@ -109,6 +111,9 @@ class RemoteEngine final : public Engine, private ProcessListener {
   bool gone_ GUARDED_BY(mutex_) = false;
   bool ended_ GUARDED_BY(mutex_) = false;  ///< OnEnd has come
   EngineError end_ GUARDED_BY(mutex_);
+  std::vector<unsigned> percents_
+      GUARDED_BY(mutex_);                   ///< of the load, each more than the one before
+  size_t reported_ GUARDED_BY(mutex_) = 0;  ///< of these
 };
 
 }  // namespace plexion_host::player::remote

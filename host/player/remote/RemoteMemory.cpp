@@ -25,7 +25,7 @@ bool RemoteEngine::ShareMemory(const DrawTarget& target) {
   if (shared.id == sharedId_) return true;
   FreeOwnMemory();
   SetPlane(target, bytes);
-  const bool sent = process_->Send(PlaneRecord(plane_), shared.descriptor);
+  const bool sent = taken_.process->Send(PlaneRecord(plane_), shared.descriptor);
   SendOrGiveUp(sent);
   sharedId_ = sent ? shared.id : 0;
   return sent;
@@ -51,7 +51,7 @@ bool RemoteEngine::MakeOwnMemory(const DrawTarget& target, uint64_t bytes) {
   // As the plane's: what is not drawn anew stays what it is.
   memcpy(own_, target.pixels, bytes - target.pitchBytes + size_t{target.dims.width} * 4);
   SetPlane(target, bytes);
-  const bool sent = process_->Send(PlaneRecord(plane_), memory.Get());
+  const bool sent = taken_.process->Send(PlaneRecord(plane_), memory.Get());
   SendOrGiveUp(sent);
   return sent;
 }

@@ -101,6 +101,11 @@ void MisbehaveAtPlay(uint32_t serial) {
     mode = "none";
   }
   if (mode == "flood") Flood();
+  if (mode == "speaks") Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "before the answer"));
+  if (mode == "fails") {
+    return Answer(ErrorRecord(Kind::kFailed, {qx::plexion::kErrorCorruptMovie, "out of ink"}),
+                  serial);
+  }
   if (mode == "short-record") Send(MakeRecord(Kind::kComplete), 10);
   if (mode == "unknown-event") Send(MakeRecord(static_cast<Kind>(4000)));
   if (mode == "print") {

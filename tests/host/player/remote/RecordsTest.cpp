@@ -43,6 +43,13 @@ TEST(RecordsTest, AnswersComeOutAsTheyWentIn) {
   EXPECT_EQ(63u, drawn.dirty.width);
   EXPECT_EQ("too wide", drawn.failure);
 
+  std::string answer;
+  ASSERT_TRUE(ReadSought(SoughtRecord("it has no length"), answer, fault));
+  EXPECT_EQ("it has no length", answer);
+  ASSERT_TRUE(ReadSought(SoughtRecord(""), answer, fault));
+  EXPECT_EQ("", answer);
+  EXPECT_FALSE(ReadSought(With(SoughtRecord(""), 0, 0), answer, fault)) << "refused without a word";
+
   Event event;
   ASSERT_TRUE(ReadEvent(ErrorRecord(Kind::kGaveUp, {kErrorCorruptMovie, "cut"}), event, fault));
   EXPECT_EQ(kErrorCorruptMovie, event.error.status);
@@ -151,6 +158,10 @@ TEST(RecordsTest, OrdersComeOutAsTheyWentInAndNoOthersDo) {
   EXPECT_EQ(0.25, volume);
   EXPECT_FALSE(ReadVolume(VolumeRecord(std::nan("")), volume, fault));
   EXPECT_FALSE(ReadVolume(VolumeRecord(1.5), volume, fault));
+  SeekOrder seek;
+  ASSERT_TRUE(ReadSeek(SeekRecord({-2.5, true}), seek, fault));
+  EXPECT_TRUE(seek.seconds == -2.5 && seek.relative);
+  EXPECT_FALSE(ReadSeek(SeekRecord({std::nan(""), true}), seek, fault));
   DrawOrder draw;
   ASSERT_TRUE(ReadDraw(DrawRecord({7, true}), draw, fault));
   EXPECT_TRUE(draw.bgAlpha == 7 && draw.everything);

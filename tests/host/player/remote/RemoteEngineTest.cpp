@@ -335,6 +335,36 @@ INSTANTIATE_TEST_SUITE_P(Modes, HostilePlayTest,
                                            "dirty-outside", "endless-text", "waiting-bells",
                                            "part-of-a-ring"));
 
+using SpeakingTest = HostileProcessTest;
+TEST_P(SpeakingTest, WhatItSaidBeforeAnAnswerIsHeardBeforeIt) {
+  ASSERT_TRUE(Load()) << error_.message;
+  for (int i = 1; i <= 200; ++i) {
+    Advance(static_cast<uint64_t>(i));
+    ASSERT_EQ(i, host_.notices);
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Modes, SpeakingTest, ::testing::Values("speaks"));
+
+using FailingTest = HostileProcessTest;
+TEST_P(FailingTest, AnErrorInsteadOfAFrameEndsTheContentWithItsOwnWords) {
+  ASSERT_TRUE(Load()) << error_.message;
+  EXPECT_EQ(kNoFrame, Advance(1).nextPosition);
+  EXPECT_EQ(kErrorCorruptMovie, host_.WaitForFailure().status);
+  EXPECT_EQ("out of ink", host_.WaitForFailure().message);
+  EXPECT_EQ(kNoFrame, Advance(2).nextPosition);
+  EXPECT_EQ(1, host_.Failures());
+}
+INSTANTIATE_TEST_SUITE_P(Modes, FailingTest, ::testing::Values("fails"));
+
+TEST_F(RemoteEngineTest, AMovieThatHasNoMomentsOfItsOwnSaysSo) {
+  Use(kProgram);
+  ASSERT_TRUE(Load()) << error_.message;
+  std::string fault;
+  EXPECT_FALSE(engine_->Seek(1, false, fault));
+  EXPECT_THAT(fault, HasSubstr("no positions"));
+  EXPECT_EQ(0, host_.Failures());
+}
+
 using HostileGiftTest = HostileProcessTest;
 TEST_P(HostileGiftTest, LeavesNoDescriptorInTheLauncher) {
   ASSERT_TRUE(Load()) << error_.message;

@@ -1,0 +1,122 @@
+// Reads records off a process's socket and tells them.
+
+#include "host/player/remote/ProcessEvents.h"
+
+#include <errno.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "host/base/Text.h"
+#include "qx/core/IQXKernel.h"
+
+namespace plexion_host::player::remote {
+
+namespace {
+
+/// Records that content may send a second, and at once.
+constexpr double kCreditPerSecond = 2000;
+constexpr double kMostCredit = 8000;
+/// From one process before the others have their turn.
+constexpr int kMostInTurn = 64;
+
+}  // namespace
+
+void ProtectionNote::Tell(const std::string& text) {
+  {
+    const MutexLock lock(mutex_);
+    if (text == told_) return;
+    told_ = text;
+  }
+  IQXKernel::GetKernel()->Printf("Isolation: each content in a process of its own; %s\n",
+                                 PrintableWord(text).c_str());
+}
+
+std::string ProtectionNote::Get() const {
+  const MutexLock lock(mutex_);
+  return told_;
+}
+
+ProcessEvents::ProcessEvents(ContentProcess& process, ProtectionNote& protection)
+    : process_(process), protection_(protection), credit_(kMostCredit), credited_(Clock::now()) {}
+
+void ProcessEvents::SetListener(ProcessListener* listener) {
+  const MutexLock lock(mutex_);
+  listener_ = listener;
+}
+
+bool ProcessEvents::HasListener() const {
+  const MutexLock lock(mutex_);
+  return listener_ != nullptr;
+}
+
+void ProcessEvents::TakeCredit() {
+  const auto now = Clock::now();
+  const std::chrono::duration<double> since = now - credited_;
+  credit_ = std::min(kMostCredit, credit_ + since.count() * kCreditPerSecond);
+  credited_ = now;
+}
+
+ProcessEvents::Left ProcessEvents::Read() {
+  const MutexLock lock(mutex_);
+  for (int i = 0; i < kMostInTurn; ++i) {
+    Record record;
+    iovec part = {&record, sizeof record};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    // No room for control data: descriptors that come along are closed by the system.
+    const ssize_t bytes = recvmsg(process_.Socket(), &message, MSG_DONTWAIT);
+    if (bytes < 0 && errno == EINTR) continue;
+    if (bytes <= 0) return bytes == 0 ? Left::kClosed : Left::kNothing;
+    TakeCredit();
+    credit_ -= 1;
+    Event event;
+    std::string fault = "a record of " + std::to_string(bytes) + " bytes";
+    const bool whole = bytes == sizeof record && (message.msg_flags & MSG_TRUNC) == 0;
+    if (credit_ < 0) {
+      End({qx::plexion::kErrorFatalPlaybackError,
+           "the content's process was ended: it said more than content may have to say"});
+      return Left::kNothing;
+    }
+    if (listener_ == nullptr) continue;
+    if (whole && ReadEvent(record, event, fault)) {
+      Tell(event);
+    } else {
+      End({qx::plexion::kErrorFatalPlaybackError,
+           "the content's process was ended: it sent " + fault});
+    }
+  }
+  return Left::kMore;
+}
+
+void ProcessEvents::ReadAll() {
+  while (Read() == Left::kMore) {
+  }
+}
+
+void ProcessEvents::Tell(const Event& event) {
+  if (event.kind != Kind::kProtected) return listener_->OnEvent(event);
+  // Once: content could say so again.
+  if (std::exchange(loads_, true)) return;
+  listener_->OnMemory(process_.Memory());
+  protection_.Tell(event.text);
+}
+
+void ProcessEvents::End(const EngineError& error) {
+  process_.Kill();
+  if (listener_ != nullptr) std::exchange(listener_, nullptr)->OnEnd(error);
+}
+
+void ProcessEvents::TellMemory() {
+  const MutexLock lock(mutex_);
+  if (listener_ != nullptr && loads_) listener_->OnMemory(process_.Memory());
+}
+
+void ProcessEvents::TellEnd(const EngineError& error) {
+  const MutexLock lock(mutex_);
+  if (listener_ != nullptr) std::exchange(listener_, nullptr)->OnEnd(error);
+}
+
+}  // namespace plexion_host::player::remote
