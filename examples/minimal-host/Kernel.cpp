@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "HostKernel.h"
+#include "kit/FindModuleContract.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/IQXModule.h"
 #include "qx/core/QXString.h"
@@ -132,6 +133,15 @@ class Kernel final : public IQXKernel {
     auto putKernel = Find<void (*)(IQXKernel*)>(module.library, "IQXModule_QXModule_PutKernel");
     auto load = Find<IQXModule* (*)()>(module.library, (prefix + "_ModuleLoad").c_str());
     module.unload = Find<void (*)(IQXModule*)>(module.library, (prefix + "_ModuleUnload").c_str());
+    // Made for another contract, its operations would stand in other places than ours: ask before the first call.
+    plexion_kit::ModuleContract contract;
+    if (plexion_kit::FindModuleContract(reinterpret_cast<const void*>(load), contract) &&
+        !contract.SuitsTheseHeaders()) {
+      Printf("%s.so has version %u.%u of the contract, this host needs %u.%u\n", name,
+             contract.major, contract.minor, QX_CONTRACT_MAJOR, QX_CONTRACT_MINOR);
+      dlclose(module.library);
+      return nullptr;
+    }
     if (putKernel != nullptr && load != nullptr && module.unload != nullptr) {
       putKernel(this);
       module.object = load();

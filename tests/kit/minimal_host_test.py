@@ -1,6 +1,7 @@
 """Installs the kit into a folder, builds the minimal host against it in both ways, and looks at its pictures."""
 
 import argparse
+import json
 import os
 import pathlib
 import re
@@ -114,11 +115,24 @@ def main():
         (folder / "torn.txt").write_text("320 -1")
         check(run(host, folder / "torn.txt")[0] == 1, "a content without sizes was played")
 
+        # A module of another contract is refused before anything of it is called.
+        module = kit / "lib/plexion/IPlexion.so"
+        note = struct.pack("<III8s", 8, 8, 1, b"Plexion\0")
+        built = module.read_bytes()
+        at = built.index(note) + len(note)
+        module.write_bytes(built[:at] + struct.pack("<I", 99) + built[at + 4:])
+        code, text = run(host, content)
+        check(code == 1 and "IPlexion.so has version 99." in text, "a module of another contract was called:\n" + text)
+        module.write_bytes(built)
+
         # By pkg-config; the flags of a module stand in the package's file.
         environment = dict(os.environ, PKG_CONFIG_PATH=str(kit / "lib/pkgconfig"))
         flags = must("pkg-config", "--cflags", "--libs", "plexion", env=environment).split()
-        module = re.search(r"linked with (\S+)", (kit / "lib/pkgconfig/plexion.pc").read_text())[1]
-        must(args.compiler, "-std=c++17", "-shared", "-fPIC", module, source / "Player.cpp", *flags,
+        options = re.search(r"linked with (\S+)", (kit / "lib/pkgconfig/plexion.pc").read_text())[1]
+        contract = must("pkg-config", "--variable=contract", "plexion", env=environment).strip()
+        versions = json.loads((kit / "share/plexion/contract.json").read_text())["versions"]
+        check(contract == versions[-1]["version"], f"the package says contract {contract}, the file {versions}")
+        must(args.compiler, "-std=c++17", "-shared", "-fPIC", options, source / "Player.cpp", *flags,
              "-pthread", "-o", folder / "built/IMorvelRuntimeLib.so")
         must(host, content)
     finally:

@@ -1,73 +1,23 @@
-// The library that hosts load, as it is delivered: what it shows and takes, and how it comes and
-// goes.
+// The library that hosts load, as it is delivered: how it comes and goes. What it shows and takes is
+// the contract's (tools/contract).
 
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <fstream>
-#include <set>
 #include <string>
 
+#include "kit/FindModuleContract.h"
 #include "qx/core/IQXModule.h"
 #include "qx/plexion/IPlexion.h"
 #include "qx/plexion/StageWindowParameters.h"
 #include "tests/core/RecordingKernel.h"
-#include "tests/module/ElfFile.h"
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using tests::ElfFile;
 using tests::RecordingKernel;
-
-TEST(ModuleLibrary, ExportsTheThreeEntryPointsAndTheKernelAccessor) {
-  const ElfFile library = ElfFile::Read(PLEXION_MODULE_FILE);
-  ASSERT_EQ(library.error, "");
-  EXPECT_THAT(library.exported,
-              ElementsAre("IQXModule_IPlexion_ModuleLoad", "IQXModule_IPlexion_ModuleUnload",
-                          "IQXModule_QXModule_PutKernel", "_ZN9IQXKernel9GetKernelEv"));
-}
-
-TEST(ModuleLibrary, ImportsBlockCopyAndAllocationOnly) {
-  // How names are built with a size in them depends on its width.
-  const std::string size = sizeof(size_t) == sizeof(int) ? "j" : "m";
-  const std::set<std::string> allowed = {
-      "memcpy",
-      "memset",
-      "memmove",
-      "_Znw" + size,
-      "_Zna" + size,
-      "_Znw" + size + "RKSt9nothrow_t",
-      "_Zna" + size + "RKSt9nothrow_t",
-      "_ZdlPv",
-      "_ZdaPv",
-      "_ZdlPv" + size,
-      "_ZdaPv" + size,
-      "_ZdlPvRKSt9nothrow_t",
-      "_ZdaPvRKSt9nothrow_t",
-  };
-  const ElfFile library = ElfFile::Read(PLEXION_MODULE_FILE);
-  ASSERT_EQ(library.error, "");
-  // A list that came out empty would be a fault of the reader: memory is copied somewhere.
-  EXPECT_FALSE(library.imported.empty());
-  for (const std::string& name : library.imported) EXPECT_EQ(allowed.count(name), 1u) << name;
-}
-
-TEST(ModuleLibrary, LoadsNoOtherLibraryAndIsBoundWhenItIsLoaded) {
-  const ElfFile library = ElfFile::Read(PLEXION_MODULE_FILE);
-  EXPECT_THAT(library.libraries, IsEmpty());
-  EXPECT_FALSE(library.hasTextRelocations);
-  EXPECT_TRUE(library.bindsAtLoad);
-}
-
-TEST(ModuleLibrary, IsReadByAReaderThatTellsLibrariesFromOtherFiles) {
-  EXPECT_NE(ElfFile::Read("/etc/passwd").error, "");
-  EXPECT_NE(ElfFile::Read("/nowhere").error, "");
-}
 
 /// A copy of the library with state of its own: the loader takes it for another one.
 class LoadedModule {
@@ -117,6 +67,22 @@ class LoadedModule {
   std::string path_;
   void* handle_ = nullptr;
 };
+
+TEST(LoadedModule, SaysTheVersionOfItsContractBeforeAnythingIsCalled) {
+  const LoadedModule module;
+  plexion_kit::ModuleContract contract{77, 77};
+  EXPECT_FALSE(plexion_kit::FindModuleContract(&contract, contract)) << "no library lies there";
+  EXPECT_FALSE(plexion_kit::FindModuleContract(dlsym(RTLD_DEFAULT, "memcpy"), contract));
+  EXPECT_EQ(contract.major, 77u) << "a library without a note says nothing";
+  const void* const entry = reinterpret_cast<const void*>(module.load);
+  ASSERT_TRUE(plexion_kit::FindModuleContract(entry, contract));
+  EXPECT_EQ(contract.major, static_cast<uint32_t>(QX_CONTRACT_MAJOR));
+  EXPECT_EQ(contract.minor, static_cast<uint32_t>(QX_CONTRACT_MINOR));
+
+  using plexion_kit::ModuleContract;
+  EXPECT_TRUE((ModuleContract{QX_CONTRACT_MAJOR, QX_CONTRACT_MINOR + 1}.SuitsTheseHeaders()));
+  EXPECT_FALSE((ModuleContract{QX_CONTRACT_MAJOR + 1, QX_CONTRACT_MINOR}.SuitsTheseHeaders()));
+}
 
 TEST(LoadedModule, KeepsTheFirstKernelForLife) {
   LoadedModule module;
