@@ -16,6 +16,10 @@ using namespace plexion_host::player;  // NOLINT(google-build-using-namespace): 
 using namespace plexion_host::player::application;  // NOLINT(google-build-using-namespace): of one
                                                     // file
 
+constexpr char kPlainPart[] =
+    "<part width='9'><parameter name='a'/><parameter name='n' type='number' default='1'/>"
+    "<text id='t' text='{a}' x='{n}' width='{width}'/><script src='{folder}a.lua'/></part>";
+
 class NothingPlays final : public EmbeddedSource {
  public:
   EmbeddedPixels Render(Element&, double, double) override { return {}; }
@@ -74,8 +78,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Stage stage;
   std::vector<ScriptReference> scripts;
   DocumentError error;
-  if (!ReadDocument(text, stage, scripts, error)) {
-    RequireRefusal(error, text);
+  // The input is a part as well, and one that uses itself when it says so; "plain.xml" is a good one.
+  PartLibrary parts(
+      [&](const std::string& name, uint64_t limit, std::string& part, std::string& reason) {
+        part = name == "plain.xml" ? kPlainPart : text;
+        reason = "it is too large";
+        return part.size() <= limit;
+      });
+  if (!ReadDocument(text, parts, stage, scripts, error)) {
+    RequireRefusal(error, error.file == "plain.xml" ? kPlainPart : text);
     return 0;
   }
   Require(plexion_host::IsUtf8(text), "only UTF-8 is read");
@@ -90,6 +101,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Require(count == stage.ElementCount() && count <= kMostElements, "number of elements");
   for (const ScriptReference& script : scripts) {
     Require(script.file.empty() != script.text.empty(), "a script is a file or a text");
+    Require(script.use == nullptr || stage.FindByHandle(script.use->root) != nullptr,
+            "a part's script has a group");
   }
   Draw(stage);
   return 0;

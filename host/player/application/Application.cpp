@@ -80,6 +80,8 @@ Application::Application(EngineHost& host, EngineSource& engines, const Applicat
       notices_(host),
       animations_(stage_),
       texts_(ForDrawing()),
+      parts_([this](const std::string& name, uint64_t limit, std::string& text,
+                    std::string& reason) { return base_.Read(name, limit, text, reason); }),
       pictures_(host.Memory(), [this] { return host_.Cancelled(); }),
       embedded_(stage_, base_, host, engines, notices_),
       painter_(stage_, texts_, embedded_, host.Memory(), ForDrawing()) {}
@@ -207,7 +209,7 @@ bool Application::ReadStage(std::vector<ScriptReference>& scripts, EngineError& 
   }
   host_.ReportProgress(kReadAt);
   DocumentError wrong;
-  if (ReadDocument(documentText_, stage_, scripts, wrong)) return true;
+  if (ReadDocument(documentText_, parts_, stage_, scripts, wrong)) return true;
   error = {qx::plexion::kErrorCorruptMovie, Describe(documentName_, wrong)};
   return false;
 }
@@ -216,7 +218,13 @@ void Application::TakeOver(const Application& before) {
   Stage asWritten;
   std::vector<ScriptReference> scripts;
   DocumentError ignored;
-  if (!ReadDocument(before.documentText_, asWritten, scripts, ignored)) return;
+  // As they were then, not as their files are now.
+  PartLibrary parts([&](const std::string& name, uint64_t, std::string& text, std::string&) {
+    const auto found = before.parts_.Parts().find(name);
+    if (found != before.parts_.Parts().end()) text = found->second->text;
+    return found != before.parts_.Parts().end();
+  });
+  if (!ReadDocument(before.documentText_, parts, asWritten, scripts, ignored)) return;
   const auto takeOver = [&](Element& element) {
     const Element* then = element.id.empty() ? nullptr : asWritten.FindById(element.id);
     const Element* last = then == nullptr ? nullptr : before.stage_.FindById(element.id);
@@ -235,6 +243,7 @@ void Application::WatchSources(FileWatch& watch, std::set<std::string>& watched)
     if (!name.empty() && watched.insert(name).second) watch.Add(folder, name, ignored);
   };
   add(documentFolder_, documentName_);
+  for (const std::string& part : parts_.Names()) add(base_, part);
   if (script_ != nullptr) {
     for (const std::string& file : script_->ScriptFiles()) add(base_, file);
   }
@@ -242,7 +251,7 @@ void Application::WatchSources(FileWatch& watch, std::set<std::string>& watched)
 }
 
 std::vector<std::string> Application::Findings() const {
-  return InspectFolder(base_, documentName_, documentText_, stage_);
+  return InspectFolder(base_, documentName_, documentText_, parts_, stage_);
 }
 
 bool Application::ReadAgain(const std::string& name) {

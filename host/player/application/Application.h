@@ -108,6 +108,7 @@ class Application {
   BaseFolder documentFolder_;
   BaseFolder base_;
   BaseFolder extensions_;
+  PartLibrary parts_;
   PictureCache pictures_;
   EmbeddedElements embedded_;
   Painter painter_;

@@ -10,11 +10,19 @@
 namespace plexion_host::player::application {
 namespace {
 
+PartLibrary::Reader NoParts() {
+  return [](const std::string&, uint64_t, std::string&, std::string& reason) {
+    reason = "there are none";
+    return false;
+  };
+}
+
 std::string Wrong(const std::string& text) {
   Stage stage;
   std::vector<ScriptReference> scripts;
   DocumentError error;
-  if (ReadDocument(text, stage, scripts, error)) return "(accepted)";
+  PartLibrary parts(NoParts());
+  if (ReadDocument(text, parts, stage, scripts, error)) return "(accepted)";
   return Describe("a.xml", error);
 }
 
@@ -72,7 +80,7 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
       {InScene("<rectangle fill='red'/>"), "expected a colour (#rgb, #rrggbb, #rrggbbaa) or none"},
       {InScene("<rectangle text='a'/>"),
        "<rectangle>: unknown attribute \"text\"; expected one of id"},
-      {InScene("<circle/>"), "<circle> is not known in <scene>; expected group, rectangle"},
+      {InScene("<circle/>"), "<circle> is not known in <scene>; expected use, group, rectangle"},
       {InScene("<group>words</group>"), "<group>: text outside of a <text> element"},
       {InScene("<text text='a'>b</text>"), "text both as an attribute and between the tags"},
       {InScene("<text><group/></text>"),
@@ -102,6 +110,25 @@ TEST(Document, TellsFileLineElementAndWhatWasExpected) {
       {InScene(deep), "a.xml:3:211: <group>: nested deeper than 32 levels"},
       {InScene("<script>on()</script>"), "<script> is not known in <scene>"},
       {"<application><scene id='s'/><script/></application>", "expected either src"},
+      {InScene("<use/>"), "<use>: has no part; expected part="},
+      {InScene("<use part='a.xml'/>"), "a.xml:3:1: <use>: part: there are none"},
+      {"<application><data id='d'/></application>", "<data>: has no address; expected address="},
+      {"<application><data address='http://a/'/></application>", "<data>: has no id"},
+      {"<application><data id='d' address='file:///etc/passwd'/></application>",
+       "expected http:// or https:// with a host"},
+      {"<application><data id='d' address='http://me:secret@a/'/></application>", "without a user"},
+      {"<application><data id='d' address='http:///x'/></application>", "with a host"},
+      {"<application><data id='d' address='http://a/' every='0'/></application>",
+       "attribute \"every\" is \"0\"; expected seconds from 1 to 86400"},
+      {"<application><data id='d' address='http://a/' timeout='61'/></application>",
+       "expected seconds from 1 to 60"},
+      {"<application><stream id='d' address='http://a/' every='9'/></application>",
+       "<stream>: unknown attribute \"every\"; expected one of id, address"},
+      {"<application><data id='d' address='http://a/'/><data id='d' address='http://b/'/>"
+       "<scene id='s'/></application>",
+       "id \"d\" is taken"},
+      {"<application><data id='d' address='http://a/'><group/></data></application>",
+       "<group> where none may stand"},
       {"<application>" + std::string(kLargestDocument, ' ') + "</application>",
        "at most 1048576 are allowed"},
   };
@@ -134,6 +161,7 @@ TEST(Document, ReadsWhatItDescribes) {
   Stage stage;
   std::vector<ScriptReference> scripts;
   DocumentError error;
+  PartLibrary parts(NoParts());
   ASSERT_TRUE(
       ReadDocument("\xef\xbb\xbf<?xml version='1.0'?>\n"
                    "<application width='320' height='200' rate='25' background='#102030'>\n"
@@ -142,7 +170,7 @@ TEST(Document, ReadsWhatItDescribes) {
                    "<text id='t' color='#abc'>\n  two\n  lines &amp; &#x20AC; </text>"
                    "</group></scene>\n"
                    "<script><![CDATA[\nif 1 < 2 then end]]></script></application>",
-                   stage, scripts, error))
+                   parts, stage, scripts, error))
       << Describe("a.xml", error);
   EXPECT_EQ(320u, stage.width);
   EXPECT_EQ(25, stage.framesPerSecond);
@@ -160,11 +188,12 @@ TEST(Document, SpansKeepTheirWordsWhenLinesAreFolded) {
   Stage stage;
   std::vector<ScriptReference> scripts;
   DocumentError error;
+  PartLibrary parts(NoParts());
   ASSERT_TRUE(
       ReadDocument("<application><scene id='s'><text id='t'>\n  Gate\n"
                    "  <span weight='700'>B<span italic='true'>1\n   2</span></span>\n"
                    "  now</text></scene></application>",
-                   stage, scripts, error))
+                   parts, stage, scripts, error))
       << Describe("a.xml", error);
   const Element* text = stage.FindById("t");
   EXPECT_EQ("Gate B1 2 now", text->text);

@@ -2,9 +2,11 @@
 #ifndef HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_
 #define HOST_PLAYER_APPLICATION_DOCUMENT_DOCUMENT_H_
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "host/player/application/document/PartLibrary.h"
 #include "host/player/application/document/XmlReader.h"
 #include "host/player/application/stage/Stage.h"
 
@@ -20,13 +22,16 @@ struct ScriptReference {
   std::string file;
   std::string text;
   unsigned line = 1;
+  /// Of a part's script: whose values it sees. All scripts of one use share it.
+  std::shared_ptr<const PartUse> use = nullptr;
 };
 
-/// Builds the stage that an application.xml describes; its format is in docs/application.md.
-/// Returns  false with `error` at the first thing that is not as described. The stage is then of
-///          no use.
-bool ReadDocument(const std::string& text, Stage& stage, std::vector<ScriptReference>& scripts,
-                  DocumentError& error);
+/// Builds the stage that an application.xml describes; its format is in docs/application.md. `parts`
+/// are what it may use.
+/// Returns  false with `error` at the first thing that is not as described, in the document or a
+///          part. The stage is then of no use.
+bool ReadDocument(const std::string& text, PartLibrary& parts, Stage& stage,
+                  std::vector<ScriptReference>& scripts, DocumentError& error);
 
 }  // namespace plexion_host::player::application
 

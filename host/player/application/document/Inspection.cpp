@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "host/base/Text.h"
 
@@ -14,6 +15,8 @@ constexpr size_t kMostFiles = 2000;
 constexpr unsigned kDeepestFolder = 8;
 constexpr uint64_t kLargestText = 1024 * 1024;
 constexpr size_t kMostFindings = 200;
+/// Each is looked for in all scripts.
+constexpr size_t kMostIds = 2000;
 /// Fonts are used by the names of their families, not of their files.
 constexpr char kFonts[] = "fonts/";
 
@@ -28,9 +31,28 @@ bool IsText(const std::string& name) {
   return false;
 }
 
+/// The ids of elements in a document, with the names of the elements.
+class IdReader final : public XmlHandler {
+ public:
+  std::string OnOpen(std::string_view name, const Attributes& attributes, XmlPlace) override {
+    for (const XmlAttribute& attribute : attributes) {
+      if (attribute.name != "id" || name == "scene") continue;
+      if (found_.size() < kMostIds) found_.emplace_back(attribute.value, name);
+    }
+    return "";
+  }
+  std::string OnText(std::string_view, XmlPlace) override { return ""; }
+  std::string OnClose() override { return ""; }
+  const std::vector<std::pair<std::string, std::string>>& Found() const { return found_; }
+
+ private:
+  std::vector<std::pair<std::string, std::string>> found_;
+};
+
 class Inspection {
  public:
-  Inspection(const BaseFolder& base, const Stage& stage) : base_(base), stage_(stage) {}
+  Inspection(const BaseFolder& base, const PartLibrary& parts, const Stage& stage)
+      : base_(base), parts_(parts), stage_(stage) {}
 
   std::vector<std::string> Run(const std::string& name, const std::string& document) {
     List("", 1);
@@ -46,8 +68,16 @@ class Inspection {
     // The document names each once itself; a script in it does so once more.
     for (const auto& scene : stage_.Scenes()) {
       if (scene == stage_.Scenes().front() || scene->id == stage_.fallback) continue;
-      if (!IsNamed(scene->id, scripts_) && CountOf(scene->id, document) < 2) {
+      if (!IsNamedBeside(scene->id, document)) {
         Add("not used: scene \"" + scene->id + "\" is shown by no script");
+      }
+    }
+    LookAtIds(name, document);
+    for (const auto& part : parts_.Parts()) {
+      LookAtIds(part.first, part.second->text);
+      for (const PartParameter& parameter : part.second->parameters) {
+        if (IsNamedBeside(parameter.name, part.second->text)) continue;
+        Add("not used: parameter \"" + parameter.name + "\" of " + part.first);
       }
     }
     return std::move(findings_);
@@ -68,27 +98,47 @@ class Inspection {
     }
   }
 
-  static size_t CountOf(const std::string& name, const std::string& text) {
-    size_t count = 0;
-    for (size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1)) {
-      ++count;
-    }
-    return count;
-  }
-
-  /// As a word of its own: "a.png" is not named by "sea.png".
-  static bool IsNamed(const std::string& name, const std::string& text) {
+  /// Where `name` stands next as a word of its own: "a.png" is not named by "sea.png".
+  static size_t NextNamed(const std::string& name, const std::string& text, size_t from) {
     const auto isPart = [](char c) {
       return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
              c == '_' || c == '-';
     };
-    for (size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1)) {
+    for (size_t at = text.find(name, from); at != std::string::npos; at = text.find(name, at + 1)) {
       const size_t end = at + name.size();
       if ((at == 0 || !isPart(text[at - 1])) && (end == text.size() || !isPart(text[end]))) {
-        return true;
+        return at;
       }
     }
-    return false;
+    return std::string::npos;
+  }
+  static bool IsNamed(const std::string& name, const std::string& text) {
+    return NextNamed(name, text, 0) != std::string::npos;
+  }
+
+  /// By a script, or in a document that says it once itself.
+  bool IsNamedBeside(const std::string& name, const std::string& document) const {
+    if (IsNamed(name, scripts_)) return true;
+    size_t count = 0;
+    for (size_t at = 0; count < 2; ++count) {
+      at = NextNamed(name, document, at);
+      if (at == std::string::npos) break;
+      at += name.size();
+    }
+    return count >= 2;
+  }
+
+  /// Of scenes more is known: those that are shown.
+  void LookAtIds(const std::string& file, const std::string& document) {
+    IdReader ids;
+    DocumentError ignored;
+    ReadXml(document, ids, ignored);
+    for (const auto& id : ids.Found()) {
+      // A script counts what is alike: "row1", "row2".
+      const std::string stem = id.first.substr(0, id.first.find_last_not_of("0123456789") + 1);
+      if (IsNamedBeside(id.first, document) || (!stem.empty() && IsNamed(stem, scripts_))) continue;
+      Add("not used: id \"" + id.first + "\" of a <" + id.second + "> in " + file);
+    }
   }
 
   bool IsUsed(const std::string& file) const {
@@ -141,6 +191,7 @@ class Inspection {
   }
 
   const BaseFolder& base_;
+  const PartLibrary& parts_;
   const Stage& stage_;
   std::set<std::string> files_;  ///< not used, as far as is known
   std::string texts_;            ///< of all that is used
@@ -151,8 +202,9 @@ class Inspection {
 }  // namespace
 
 std::vector<std::string> InspectFolder(const BaseFolder& base, const std::string& name,
-                                       const std::string& document, const Stage& stage) {
-  return Inspection(base, stage).Run(name, document);
+                                       const std::string& document, const PartLibrary& parts,
+                                       const Stage& stage) {
+  return Inspection(base, parts, stage).Run(name, document);
 }
 
 }  // namespace plexion_host::player::application

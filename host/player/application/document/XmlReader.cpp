@@ -235,8 +235,9 @@ class Reading {
 }  // namespace
 
 std::string Describe(const std::string& file, const DocumentError& error) {
-  std::string text = file + ":" + std::to_string(error.place.line) + ":" +
-                     std::to_string(error.place.column) + ": ";
+  std::string text = (error.file.empty() ? file : error.file) + ":" +
+                     std::to_string(error.place.line) + ":" + std::to_string(error.place.column) +
+                     ": ";
   if (!error.element.empty()) text += "<" + error.element + ">: ";
   return PrintableWord(text + error.what);
 }

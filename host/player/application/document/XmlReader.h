@@ -20,12 +20,14 @@ struct XmlPlace {
 
 /// Where a document is wrong, and how.
 struct DocumentError {
+  std::string file;  ///< a part that the document uses; empty: the document itself
   XmlPlace place;
   std::string element;  ///< name of the element; empty outside of all
   std::string what;     ///< what was found and what was expected
 };
 
-/// "application.xml:12:7: <text>: attribute ...", without control characters.
+/// "application.xml:12:7: <text>: attribute ...", without control characters. `file` is the document's
+/// name, which stands there unless the error is in a part.
 std::string Describe(const std::string& file, const DocumentError& error);
 
 struct XmlAttribute {

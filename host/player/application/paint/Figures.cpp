@@ -54,6 +54,8 @@ Box BoxOfPoints(const std::vector<double>& points) {
 
 void PathOfPoints(cairo_t* cairo, const Element& element) {
   const std::vector<double>& points = element.points;
+  // A text before it leaves a point behind, from which a line would else begin.
+  cairo_new_path(cairo);
   for (size_t i = 0; i + 1 < points.size(); i += 2) cairo_line_to(cairo, points[i], points[i + 1]);
   if (element.kind == ElementKind::kPolygon && !points.empty()) cairo_close_path(cairo);
 }

@@ -5,6 +5,7 @@
 
 #include "host/base/Check.h"
 #include "host/player/application/paint/Placement.h"
+#include "host/player/application/script/PartScopes.h"
 #include "host/player/application/script/library/Libraries.h"
 
 namespace plexion_host::player::application {
@@ -53,8 +54,13 @@ bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::str
   if (!script_.Call(0, error)) return false;
   for (const ScriptReference& script : scripts) {
     // In the order of the document, so that later ones can use what earlier ones define.
-    if (script.file.empty()) {
-      if (!script_.Run(script.text, documentName, script.line, error)) return false;
+    std::function<void(lua_State*)> pushGlobals;
+    if (script.use != nullptr) {
+      pushGlobals = [&script](lua_State* inside) { PushPartScope(inside, *script.use); };
+    }
+    if (!script.text.empty()) {
+      const std::string& name = script.use == nullptr ? documentName : script.use->file;
+      if (!script_.Run(script.text, name, script.line, error, pushGlobals)) return false;
       continue;
     }
     std::string text;
@@ -64,7 +70,7 @@ bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::str
       error = {qx::plexion::kErrorInvalidURL, "TallyScript: " + reason};
       return false;
     }
-    if (!script_.Run(text, script.file, 1, error)) return false;
+    if (!script_.Run(text, script.file, 1, error, pushGlobals)) return false;
   }
   return true;
 }

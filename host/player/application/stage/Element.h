@@ -97,6 +97,8 @@ struct Element {
   double order = 0;
   bool visible = true;
   bool clip = false;
+  /// A part was put here: the ids below are its own.
+  bool isPart = false;
 
   // What is laid below it, and over all of it.
   Colour shadow;

@@ -50,6 +50,7 @@ bool HasSame(const Property& property, const Element& a, const Element& b) {
 // What a clone has of its original. Its handle, place in the tree and players are its own.
 void CopyLook(const Element& from, Element& to) {
   to.id = from.id;
+  to.isPart = from.isPart;
   to.spans = from.spans;
   for (const Property* property = kProperties; property->name != nullptr; ++property) {
     if (property->number != nullptr) to.*property->number = from.*property->number;
@@ -170,14 +171,24 @@ bool Stage::Remove(Element& element) {
   return true;
 }
 
+bool Stage::IsIdOfLength(const std::string& id, std::string& error) const {
+  if (id.size() <= kLongestId) return HasRoomFor(id.size(), error);
+  error = "the id has " + std::to_string(id.size()) + " bytes; expected at most " +
+          std::to_string(kLongestId);
+  return false;
+}
+
+bool Stage::SetLocalId(Element& element, const std::string& id, std::string& error) {
+  PLEXION_CHECK(element.id.empty(), "it is named once, while its part is read");
+  if (!IsIdOfLength(id, error)) return false;
+  textBytes_ += id.size();
+  element.id = id;
+  return true;
+}
+
 bool Stage::SetId(Element& element, const std::string& id, std::string& error) {
   if (id == element.id && FindById(id) == &element) return true;
-  if (id.size() > kLongestId) {
-    error = "the id has " + std::to_string(id.size()) + " bytes; expected at most " +
-            std::to_string(kLongestId);
-    return false;
-  }
-  if (!HasRoomFor(id.size(), error)) return false;
+  if (!IsIdOfLength(id, error)) return false;
   if (!id.empty() && !byId_.emplace(id, &element).second) {
     error = "id \"" + id + "\" is taken; expected one of its own";
     return false;
@@ -290,6 +301,7 @@ Element* Stage::FindByHandle(uint32_t handle) const {
 Element* Stage::FindBelow(const Element& root, const std::string& id) {
   for (const auto& child : root.children) {
     if (child->id == id) return child.get();
+    if (child->isPart) continue;
     if (Element* found = FindBelow(*child, id)) return found;
   }
   return nullptr;

@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/player/application/stage/DataSource.h"
 #include "host/player/application/stage/Element.h"
 #include "host/player/application/stage/Properties.h"
 
@@ -49,6 +50,8 @@ class Stage {
   std::string fallback;
   /// Whose time clocks show; empty: the device's.
   std::string timezone;
+  /// What it may take from the network.
+  std::vector<DataSource> sources;
 
   Element& Backdrop() { return *backdrop_; }
   Element& Overlay() { return *overlay_; }
@@ -63,10 +66,14 @@ class Stage {
   bool Remove(Element& element);
   /// False with `error` when the id is taken or too long; an empty id names nothing.
   bool SetId(Element& element, const std::string& id, std::string& error);
+  /// The same for an element inside of a part: FindBelow finds it there, FindById does not, and other
+  /// parts may have the same.
+  bool SetLocalId(Element& element, const std::string& id, std::string& error);
 
   Element* FindById(const std::string& id) const;
   Element* FindByHandle(uint32_t handle) const;
-  /// Below `root`, in document order; also finds clones, whose ids are not the stage's.
+  /// Below `root`, in document order; also finds clones, whose ids are not the stage's. What parts
+  /// below it hold is theirs and is not found.
   static Element* FindBelow(const Element& root, const std::string& id);
 
   /// Calls `visit` with every element of backdrop, scenes and overlay, parents first.
@@ -127,6 +134,7 @@ class Stage {
     for (const auto& child : element.children) VisitAll(static_cast<E&>(*child), visit);
   }
 
+  bool IsIdOfLength(const std::string& id, std::string& error) const;
   std::unique_ptr<Element> Make(ElementKind kind, std::string& error);
   void Forget(Element& element);
   void ClearSpans(Element& element);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/player/application/script/PartScopes.h"
 #include "host/player/application/script/sandbox/Script.h"
 
 namespace plexion_host::player::application {
@@ -24,6 +25,7 @@ inline int OpenLibraries(lua_State* state) {
   OpenTimeLibrary(state);
   OpenFileLibrary(state);
   OpenHostLibrary(state);
+  OpenPartScopes(state);
   return 0;
 }
 

@@ -210,10 +210,16 @@ int Script::Load(lua_State* state, const std::string& text, const std::string& n
 }
 
 bool Script::Run(const std::string& text, const std::string& name, unsigned firstLine,
-                 EngineError& error) {
+                 EngineError& error, const std::function<void(lua_State*)>& pushGlobals) {
   return Protect(
       [&](lua_State* state) {
         if (Load(state, text, name, firstLine) != LUA_OK) lua_error(state);
+        if (pushGlobals != nullptr) {
+          pushGlobals(state);
+          // A chunk's first value from outside is always its globals.
+          const char* const upvalue = lua_setupvalue(state, -2, 1);
+          PLEXION_CHECK(upvalue != nullptr, "a chunk has globals");
+        }
         lua_call(state, 0, 0);
       },
       error);

@@ -44,9 +44,10 @@ class Script {
   static Script& Of(lua_State* state);
 
   /// Runs `text` as a chunk; `name` is what messages call it. `firstLine` is the line of its file
-  /// that it begins in. Source text only: bytecode is refused.
-  bool Run(const std::string& text, const std::string& name, unsigned firstLine,
-           EngineError& error);
+  /// that it begins in. `pushGlobals` leaves the table of its global variables on the stack; null:
+  /// the state's own. Source text only: bytecode is refused.
+  bool Run(const std::string& text, const std::string& name, unsigned firstLine, EngineError& error,
+           const std::function<void(lua_State*)>& pushGlobals = nullptr);
   /// Leaves the chunk as a function on the stack, or an error message.
   int Load(lua_State* state, const std::string& text, const std::string& name, unsigned firstLine);
   /// Calls the function below its `arguments` on the stack and drops its results. Only what needs
