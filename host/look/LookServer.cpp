@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <microhttpd.h>
 #include <sys/random.h>
+#include <sys/socket.h>
 
 #include <cerrno>
 #include <cstring>
@@ -21,6 +22,16 @@ constexpr size_t kMemoryOfConnection = size_t{32} * 1024;
 std::string HeaderOf(MHD_Connection* connection, const char* name) {
   const char* const value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
   return value == nullptr ? "" : value;
+}
+
+std::string AddressOf(const sockaddr& address) {
+  char text[INET6_ADDRSTRLEN] = {};
+  const void* const bytes =
+      address.sa_family == AF_INET
+          ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in&>(address).sin_addr)
+          : &reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
+  const char* const shown = inet_ntop(address.sa_family, bytes, text, sizeof text);
+  return shown == nullptr ? "" : shown;
 }
 
 std::string NewNonce() {
@@ -67,6 +78,29 @@ struct LookCallbacks {
     }
     return server->Send(connection, answer) ? MHD_YES : MHD_NO;
   }
+
+  static void OnConnection(void* context, MHD_Connection* connection, void**,
+                           MHD_ConnectionNotificationCode code) {
+    Places& places = static_cast<LookServer*>(context)->places_;
+    if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
+      places.Leave(connection);
+      return;
+    }
+    const auto* const socket =
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    const auto* const client =
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+    if (socket == nullptr || client == nullptr) return;
+    const auto goes = places.Enter(connection, socket->connect_fd, AddressOf(*client->client_addr),
+                                   Places::Clock::now());
+    // The library sees the end of it and closes it, as if the client had.
+    if (goes) shutdown(*goes, SHUT_RDWR);
+  }
+
+  static void OnAnswered(void* context, MHD_Connection* connection, void**,
+                         MHD_RequestTerminationCode) {
+    static_cast<LookServer*>(context)->places_.Answered(connection, Places::Clock::now());
+  }
 };
 
 bool LookServer::Start(const LookSettings& settings, ILookSource& source, std::string& error) {
@@ -86,14 +120,16 @@ bool LookServer::Start(const LookSettings& settings, ILookSource& source, std::s
     return false;
   }
   source_ = &source;
+  // The library's own limit has room for those who are just going.
   // The port may only be known behind this; nobody has its address before that.
   rules_ = std::make_unique<RequestRules>(settings.address, settings.port, settings.token);
   errno = 0;
   daemon_ = MHD_start_daemon(
       flags, settings.port, nullptr, nullptr, &LookCallbacks::OnRequest, this, MHD_OPTION_SOCK_ADDR,
-      reinterpret_cast<sockaddr*>(&address), MHD_OPTION_CONNECTION_LIMIT, kMostClients,
-      MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostFromOneAddress, MHD_OPTION_CONNECTION_TIMEOUT,
-      kPatienceSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMemoryOfConnection, MHD_OPTION_END);
+      reinterpret_cast<sockaddr*>(&address), MHD_OPTION_CONNECTION_LIMIT, 2 * kMostClients,
+      MHD_OPTION_NOTIFY_CONNECTION, &LookCallbacks::OnConnection, this, MHD_OPTION_NOTIFY_COMPLETED,
+      &LookCallbacks::OnAnswered, this, MHD_OPTION_CONNECTION_TIMEOUT, kPatienceSeconds,
+      MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMemoryOfConnection, MHD_OPTION_END);
   if (daemon_ == nullptr) {
     error = "nothing can be served at " + settings.address + " port " +
             std::to_string(settings.port) + ": " + (errno != 0 ? std::strerror(errno) : "refused");

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/contracts/IHostLook.h"
+#include "host/look/Places.h"
 #include "host/look/RequestRules.h"
 
 struct MHD_Connection;
@@ -15,8 +16,8 @@ struct MHD_Daemon;
 
 namespace plexion_host {
 
-/// Few clients, short requests, one thread: a client that is slow or says nothing costs a connection
-/// for a few seconds and no more. The picture is made twice a second at most, whoever asks.
+/// Few clients, short requests, one thread: a client that is slow costs a connection until another
+/// one needs its place, one that says nothing for a few seconds. The picture is made twice a second at most, whoever asks.
 class LookServer final : public IHostLook {
  public:
   static constexpr unsigned kMostClients = 16;
@@ -57,6 +58,7 @@ class LookServer final : public IHostLook {
   MHD_Daemon* daemon_ = nullptr;
 
   // The server's thread alone.
+  Places places_{kMostClients, kMostFromOneAddress};
   std::string picture_;
   uint64_t pictureFrame_ = 0;
   std::chrono::steady_clock::time_point pictureAt_{};

@@ -89,14 +89,14 @@ void CommandTable::Stop() {
 }
 
 CommandTable::Outcome CommandTable::RefuseLongLine() {
-  return {false, std::string(),
+  return {false, true, std::string(),
           "the line is longer than " + std::to_string(LineBuffer::kMaxLineBytes) + " bytes"};
 }
 
 CommandTable::Outcome CommandTable::Run(const std::string& line) {
   std::vector<std::string> words;
   std::string error;
-  if (!SplitCommandWords(line, words, error)) return {false, std::string(), error};
+  if (!SplitCommandWords(line, words, error)) return {false, true, std::string(), error};
   if (words.empty()) return Outcome();
   {
     MutexLock lock(mutex_);
@@ -114,7 +114,7 @@ CommandTable::Outcome CommandTable::Run(const std::string& line) {
 std::optional<CommandTable::Outcome> CommandTable::TryRun(const std::string& line) {
   std::vector<std::string> words;
   std::string error;
-  if (!SplitCommandWords(line, words, error)) return Outcome{false, std::string(), error};
+  if (!SplitCommandWords(line, words, error)) return Outcome{false, true, std::string(), error};
   if (words.empty()) return Outcome();
   const std::unique_lock<std::mutex> turn(turn_, std::try_to_lock);
   if (!turn.owns_lock()) return std::nullopt;
@@ -152,6 +152,7 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
   }
   if (error != QXError_OK) {
     outcome.succeeded = false;
+    outcome.misused = error == QXError_Usage;
     outcome.reason = TakeLastLine(outcome.output);
     if (outcome.reason.empty()) outcome.reason = words[0] + " failed with " + error.name;
   } else if (!outcome.output.empty() && outcome.output.back() != '\n') {
@@ -162,7 +163,8 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
 
 CommandTable::Outcome CommandTable::Unknown(const std::string& word) {
   const MutexLock lock(mutex_);
-  return {false, std::string(), "unknown command '" + word + "'; there are " + Join(NamesLocked())};
+  return {false, true, std::string(),
+          "unknown command '" + word + "'; there are " + Join(NamesLocked())};
 }
 
 std::vector<std::string> CommandTable::NamesLocked() const {
@@ -176,9 +178,9 @@ std::vector<std::string> CommandTable::NamesLocked() const {
 CommandTable::Outcome CommandTable::Help(const std::vector<std::string>& words) {
   const MutexLock lock(mutex_);
   const std::vector<std::string> names = NamesLocked();
-  if (words.size() > 2) return {false, std::string(), "usage: help [COMMAND]"};
+  if (words.size() > 2) return {false, true, std::string(), "usage: help [COMMAND]"};
   if (words.size() == 2 && std::find(names.begin(), names.end(), words[1]) == names.end()) {
-    return {false, std::string(),
+    return {false, true, std::string(),
             "help: there is no command '" + words[1] + "'; there are " + Join(names)};
   }
   CommandDescription own{"help [COMMAND]", "says what can be typed", {}};

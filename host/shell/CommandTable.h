@@ -28,6 +28,8 @@ class CommandTable {
   /// What became of a line.
   struct Outcome {
     bool succeeded = true;
+    /// When it did not succeed: whether the line was wrong, so that it never will.
+    bool misused = false;
     /// What the command printed; whole lines.
     std::string output;
     /// When it did not succeed: why, one line.

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <sstream>
 #include <vector>
@@ -49,7 +50,8 @@ std::string SocketServer::FormatAnswer(const CommandTable::Outcome& outcome) {
     if (LooksLikeTheEnd(line)) answer += ' ';
     answer += line + '\n';
   }
-  answer += outcome.succeeded ? "OK" : "ERROR " + outcome.reason;
+  answer +=
+      outcome.succeeded ? "OK" : (outcome.misused ? "ERROR usage: " : "ERROR ") + outcome.reason;
   return answer + '\n';
 }
 
@@ -89,9 +91,10 @@ void SocketServer::AcceptClients() {
       if (errno == EMFILE || errno == ENFILE) poll(&wake, 1, kNoDescriptorsPauseMs);
       return;
     }
-    if (clients_.size() < kMaxClients) {
+    if (clients_.size() < kMaxClients || MakeRoom()) {
       clients_.emplace_back();
       clients_.back().fd = fd;
+      clients_.back().since = std::chrono::steady_clock::now();
       continue;
     }
     const std::string refusal =
@@ -100,6 +103,16 @@ void SocketServer::AcceptClients() {
     (void)sent;  // who does not take it finds the connection closed
     close(fd);
   }
+}
+
+bool SocketServer::MakeRoom() {
+  const auto longest = std::min_element(
+      clients_.begin(), clients_.end(),
+      [](const Client& one, const Client& other) { return one.since < other.since; });
+  if (std::chrono::steady_clock::now() - longest->since < patience_) return false;
+  close(longest->fd);
+  clients_.erase(longest);
+  return true;
 }
 
 void SocketServer::Read(Client& client, bool hungUp) {
@@ -118,6 +131,7 @@ void SocketServer::Read(Client& client, bool hungUp) {
 }
 
 void SocketServer::Send(Client& client) {
+  if (client.answer.empty()) return;
   while (!client.answer.empty()) {
     const ssize_t sent = send(client.fd, client.answer.data(), client.answer.size(), MSG_NOSIGNAL);
     if (sent > 0) {
@@ -129,6 +143,7 @@ void SocketServer::Send(Client& client) {
       return;
     }
   }
+  client.since = std::chrono::steady_clock::now();
 }
 
 void SocketServer::Work(Client& client) {

@@ -3,7 +3,7 @@
 #ifndef HOST_SHELL_SOCKETSERVER_H_
 #define HOST_SHELL_SOCKETSERVER_H_
 
-#include <functional>
+#include <chrono>
 #include <list>
 #include <string>
 
@@ -19,13 +19,18 @@ namespace plexion_host {
 /// "ERROR reason". Commands of all clients run on this object's thread in the order of arrival.
 ///
 /// A client that does not read its answers is not read from either, so it holds one answer and
-/// harms nobody.
+/// harms nobody. When all places are taken, whoever comes gets that of the client whose last answer
+/// is longest ago, if that is longer than the patience: who sends a line's bytes one by one, or reads
+/// no answer, keeps a place only as long as nobody else needs it.
 class SocketServer {
  public:
   static constexpr size_t kMaxClients = 16;
 
+  static constexpr std::chrono::milliseconds kPatience{10000};
+
   /// `commands` must outlive this.
-  explicit SocketServer(CommandTable& commands) : commands_(commands) {}
+  explicit SocketServer(CommandTable& commands, std::chrono::milliseconds patience = kPatience)
+      : commands_(commands), patience_(patience) {}
   ~SocketServer();
   SocketServer(const SocketServer&) = delete;
   SocketServer& operator=(const SocketServer&) = delete;
@@ -43,16 +48,20 @@ class SocketServer {
     std::string answer;  // what has not been sent yet
     bool ended = false;  // sends nothing any more
     bool gone = false;
+    std::chrono::steady_clock::time_point since{};  // it came, or its last answer was taken
   };
 
   void Serve();
   void AcceptClients();
+  /// Returns  false when no client has been silent for long enough.
+  bool MakeRoom();
   void Read(Client& client, bool hungUp);
   void Send(Client& client);
   /// Runs what the client has sent, line by line, as long as it takes the answers.
   void Work(Client& client);
 
   CommandTable& commands_;
+  const std::chrono::milliseconds patience_;
   WakeSignal wake_;
   SocketFile socket_;
   std::list<Client> clients_;  // the thread's

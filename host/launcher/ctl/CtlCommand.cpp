@@ -26,6 +26,9 @@ constexpr char kUsage[] =
     "socket is $PLEXION_SOCKET, or else $XDG_RUNTIME_DIR/plexion.sock, or /run/plexion/shell.\n"
     "Exit codes: 0 done, 1 the command failed, 2 a wrong line, 3 nobody answers.\n";
 
+/// Before the reason when the line was wrong.
+constexpr char kMisused[] = "ERROR usage: ";
+
 struct Typed {
   std::string socket;
   int64_t timeoutSeconds = 10;
@@ -234,8 +237,10 @@ int RunCtlCommand(const std::vector<std::string>& arguments) {
       return kExitCompleted;
     }
     if (answer.compare(0, 5, "ERROR") == 0) {
-      return Fail(console, typed, answer.size() > 6 ? answer.substr(6) : "it failed",
-                  kExitContentError);
+      const bool misused = answer.compare(0, sizeof kMisused - 1, kMisused) == 0;
+      const size_t reason = misused ? sizeof kMisused - 1 : 6;
+      return Fail(console, typed, answer.size() > reason ? answer.substr(reason) : "it failed",
+                  misused ? kExitUsage : kExitContentError);
     }
     console.Print(answer + "\n");
   }

@@ -75,8 +75,8 @@ class SocketServerTest : public testing::Test {
     commands_.SetConsole(&TestKernel().GetConsole());
     commands_.Register("say", &say_);
   }
-  void Start() {
-    server_ = std::make_unique<SocketServer>(commands_);
+  void Start(std::chrono::milliseconds patience = SocketServer::kPatience) {
+    server_ = std::make_unique<SocketServer>(commands_, patience);
     std::string error;
     ASSERT_TRUE(server_->Start(path_, error)) << error;
   }
@@ -113,7 +113,8 @@ TEST_F(SocketServerTest, AnswersEachLineAndEndsWithOkOrError) {
   Client client(path_);
   EXPECT_EQ(client.Ask("say 'two words'"), "[say][two words]\nOK\n");
   EXPECT_EQ(client.Ask(""), "OK\n");
-  EXPECT_EQ(client.Ask("nonsense"), "ERROR unknown command 'nonsense'; there are help, say\n");
+  EXPECT_EQ(client.Ask("nonsense"),
+            "ERROR usage: unknown command 'nonsense'; there are help, say\n");
   client.Send("say 1\r\nsay 2\nsay");
   EXPECT_EQ(client.Receive(), "[say][1]\nOK\n");
   EXPECT_EQ(client.Receive(), "[say][2]\nOK\n");
@@ -163,7 +164,7 @@ TEST_F(SocketServerTest, RefusesALineWithoutEndAndGoesOn) {
   Start();
   Client client(path_);
   EXPECT_EQ(client.Ask("say " + std::string(LineBuffer::kMaxLineBytes, 'x')),
-            "ERROR the line is longer than 4096 bytes\n");
+            "ERROR usage: the line is longer than 4096 bytes\n");
   EXPECT_EQ(client.Ask("say"), "[say]\nOK\n");
 }
 
@@ -210,6 +211,27 @@ TEST_F(SocketServerTest, RefusesMoreClientsThanItServes) {
   EXPECT_EQ(Client(path_).Receive(), "ERROR there are 16 clients already\n");
   clients.pop_front();
   EXPECT_EQ(clients.back().Ask("say"), "[say]\nOK\n");
+}
+
+TEST_F(SocketServerTest, WhoKeepsAPlaceForNothingLosesItToWhoNeedsIt) {
+  Start(std::chrono::milliseconds(0));
+  Client dripping(path_);
+  dripping.Send("sa");
+  std::list<Client> clients;
+  for (size_t i = 1; i < SocketServer::kMaxClients; ++i) {
+    clients.emplace_back(path_);
+    EXPECT_EQ(clients.back().Ask("say"), "[say]\nOK\n");
+  }
+  dripping.Send("y");  // bytes alone do not count
+  Client other(path_);
+  EXPECT_EQ(other.Ask("say it"), "[say][it]\nOK\n");
+  EXPECT_EQ(dripping.Receive(), "") << "it is gone";
+  // Then those whose last answer is longest ago, one by one.
+  EXPECT_EQ(clients.front().Ask("say"), "[say]\nOK\n");
+  Client last(path_);
+  EXPECT_EQ(last.Ask("say"), "[say]\nOK\n");
+  EXPECT_EQ(clients.front().Ask("say"), "[say]\nOK\n");
+  EXPECT_EQ(std::next(clients.begin())->Receive(), "");
 }
 
 TEST_F(SocketServerTest, EndsAtOnceWithClientsConnected) {
