@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "host/base/Mutex.h"
@@ -30,6 +31,16 @@ struct CommandContext {
   PlayControls* play = nullptr;   ///< constant once commands run; null: nothing ever plays
   SoundControl* sound = nullptr;  ///< likewise; null: there is no sound
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
+
+  /// Set by a command whose words were wrong, which is another failure than one of its work. One
+  /// command runs at a time.
+  bool misused = false;
+  /// For such a command. Returns  false.
+  bool Misuse(std::string& error, const std::string& reason) {
+    misused = true;
+    error = reason;
+    return false;
+  }
 
   /// How long "resize" waits to hear what became of it.
   std::chrono::milliseconds resizePatience{2000};

@@ -56,9 +56,10 @@ QXError HostCommand::Execute(unsigned long argc, char** argv) {
   Arguments arguments;
   std::string error;
   const bool understood = CheckArguments(rule_, words, arguments, error);
+  context_.misused = false;
   if (understood && rule_.run(context_, arguments, error)) return QXError_OK;
   context_.kernel.Printf("%s: %s\n", rule_.name, error.c_str());
-  return understood ? QXError_Generic : QXError_Usage;
+  return understood && !context_.misused ? QXError_Generic : QXError_Usage;
 }
 
 }  // namespace plexion_host

@@ -50,18 +50,42 @@ bool Previous(CommandContext& context, const Arguments& arguments, std::string& 
              [&](PlayControl& control) { return control.Previous(TextAt(arguments, 0), error); });
 }
 
-/// A number means a window, here as everywhere.
-bool NumberOf(const char* command, Text text, Arguments& window, std::string& error) {
-  const CommandRule rule{
-      command, "", {{"N", ArgumentRule::Kind::kNumber, 1, kMostWindowNumber}}, nullptr};
-  return CheckArguments(rule, {text}, window, error);
+/// A number means a window, here as everywhere. One that stands for a zone is halted and let go on
+/// with it: whoever directs the zone must know of it, or it would go on to the next item meanwhile.
+bool PauseOrPlayWindow(CommandContext& context, const Arguments& arguments, bool pause,
+                       std::string& error) {
+  const CommandRule rule{pause ? "pause" : "play",
+                         "",
+                         {{"N", ArgumentRule::Kind::kNumber, 1, kMostWindowNumber}},
+                         nullptr};
+  Arguments window;
+  if (!CheckArguments(rule, {arguments.texts[0]}, window, error)) {
+    return context.Misuse(error, error);
+  }
+  PlayReport report;
+  std::string none;
+  const auto ask = [&](PlayControl& control) { return control.Report(report, none); };
+  const bool directed =
+      context.play != nullptr && context.play->With(none, ask) && report.kind != "windows";
+  if (!directed) return (pause ? PauseWindow : PlayWindow)(context, window, error);
+  for (const PlayedZone& zone : report.zones) {
+    if (static_cast<long>(zone.window) != window.numbers[0]) continue;
+    return Act(context, arguments, error, [&](PlayControl& control) {
+      return pause ? control.Pause(zone.zone, error) : control.Play("", zone.zone, error);
+    });
+  }
+  error = "window " + arguments.texts[0] + " is on in no zone; 'status' shows what is";
+  return false;
 }
 
 bool Play(CommandContext& context, const Arguments& arguments, std::string& error) {
   const std::string what = TextAt(arguments, 0);
-  Arguments window;
-  if (IsNumber(what)) {
-    return NumberOf("play", what, window, error) && PlayWindow(context, window, error);
+  if (IsNumber(what)) return PauseOrPlayWindow(context, arguments, false, error);
+  // As from a script whose variable is not set: everything going on is not what it wanted.
+  if (what.empty() && !arguments.texts.empty()) {
+    return context.Misuse(error,
+                          "the first word is empty; expected an item, a content, a window's "
+                          "number, or nothing; 'resume ZONE' lets a zone go on");
   }
   return Act(context, arguments, error,
              [&](PlayControl& control) { return control.Play(what, TextAt(arguments, 1), error); });
@@ -69,12 +93,16 @@ bool Play(CommandContext& context, const Arguments& arguments, std::string& erro
 
 bool Pause(CommandContext& context, const Arguments& arguments, std::string& error) {
   const std::string zone = TextAt(arguments, 0);
-  Arguments window;
-  if (IsNumber(zone)) {
-    return NumberOf("pause", zone, window, error) && PauseWindow(context, window, error);
-  }
+  if (IsNumber(zone)) return PauseOrPlayWindow(context, arguments, true, error);
   return Act(context, arguments, error,
              [&](PlayControl& control) { return control.Pause(zone, error); });
+}
+
+bool Resume(CommandContext& context, const Arguments& arguments, std::string& error) {
+  const std::string zone = TextAt(arguments, 0);
+  if (IsNumber(zone)) return PauseOrPlayWindow(context, arguments, false, error);
+  return Act(context, arguments, error,
+             [&](PlayControl& control) { return control.Play("", zone, error); });
 }
 
 bool Status(CommandContext& context, const Arguments& arguments, std::string& error) {
@@ -86,16 +114,16 @@ bool Programme(CommandContext& context, const Arguments& arguments, std::string&
   const std::string word = TextAt(arguments, 1);
   if (verb == "reload" || verb == "load") {
     if ((verb == "load") == word.empty()) {
-      error = verb == "load" ? "load: FILE is missing; usage: programme load FILE"
-                             : "'" + word + "' is one word too many; usage: programme reload";
-      return false;
+      return context.Misuse(
+          error, verb == "load" ? "load: FILE is missing; usage: programme load FILE"
+                                : "'" + word + "' is one word too many; usage: programme reload");
     }
     return Act(context, arguments, error,
                [&](PlayControl& control) { return control.Load(word, error); });
   }
   if (!verb.empty() && verb != "day") {
-    error = "'" + verb + "' is no word of it; expected day [YYYY-MM-DD], reload or load FILE";
-    return false;
+    return context.Misuse(
+        error, "'" + verb + "' is no word of it; expected day [YYYY-MM-DD], reload or load FILE");
   }
   PlannedDay day;
   if (!OnPlay(context, error,
@@ -122,6 +150,7 @@ std::vector<CommandRule> PlayCommands() {
        Play,
        true},
       {"pause", "halts a window, a zone, or all", {word("N|ZONE")}, Pause, true},
+      {"resume", "lets a window, a zone, or all go on", {word("N|ZONE")}, Resume, true},
       {"programme",
        "tells what plays on a day; reads the programme anew, or another one",
        {word("day|reload|load"), word("DATE|FILE")},

@@ -73,14 +73,19 @@ bool Change(CommandContext& context, const Arguments& arguments, const std::stri
 bool Volume(CommandContext& context, const Arguments& arguments, std::string& error) {
   SoundControl::Change change;
   const std::string first = TextAt(arguments, 0);
+  const auto wrong = [&](const std::string& word) {
+    return context.Misuse(
+        error, "'" + PrintableWord(word) + "' is no volume; expected 0 to 100, or +N or -N");
+  };
   if (arguments.texts.size() < 2) {
     const bool level = ReadLevel(first, change);
+    // A number alone is a level, and no window.
+    if (!level && first.find_first_not_of("+-0123456789") == std::string::npos && !first.empty()) {
+      return wrong(first);
+    }
     return Change(context, arguments, level ? "" : first, level ? &change : nullptr, error);
   }
-  if (!ReadLevel(arguments.texts[1], change)) {
-    error = "'" + arguments.texts[1] + "' is no volume; expected 0 to 100, or +N or -N";
-    return false;
-  }
+  if (!ReadLevel(arguments.texts[1], change)) return wrong(arguments.texts[1]);
   return Change(context, arguments, first, &change, error);
 }
 
@@ -91,8 +96,8 @@ bool Mute(CommandContext& context, const Arguments& arguments, std::string& erro
   if (told) change.muted = word == "on";
   change.toggle = !told;
   if (arguments.texts.size() > 1 && !told) {
-    error = "'" + word + "' is neither on nor off; usage: mute [ZONE|N] [on|off]";
-    return false;
+    return context.Misuse(error,
+                          "'" + word + "' is neither on nor off; usage: mute [ZONE|N] [on|off]");
   }
   const bool named = arguments.texts.size() > (told ? 1U : 0U);
   return Change(context, arguments, named ? arguments.texts[0] : "", &change, error);
@@ -140,8 +145,8 @@ bool Seek(CommandContext& context, const Arguments& arguments, std::string& erro
   double seconds = 0;
   bool relative = false;
   if (!ReadMoment(arguments.texts[0], seconds, relative)) {
-    error = "'" + arguments.texts[0] + "' is no moment; expected seconds, M:SS, +S or -S";
-    return false;
+    return context.Misuse(
+        error, "'" + arguments.texts[0] + "' is no moment; expected seconds, M:SS, +S or -S");
   }
   const unsigned number = WindowToSeek(context, TextAt(arguments, 1), error);
   if (number == 0 || context.sound == nullptr) return false;

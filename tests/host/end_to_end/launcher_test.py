@@ -588,7 +588,8 @@ class Control(Story):
         self.assertEqual(0, self.ctl("pause")[0])
         self.wait_for(1, paused=True)
         frames = self.wait_for(paused=True)["health"]["frames"]
-        self.assertEqual(0, self.ctl("play", "", "side")[0])
+        self.assertEqual(2, self.ctl("play", "")[0], "nothing is let go on by an empty word")
+        self.assertEqual(0, self.ctl("resume", "side")[0])
         self.wait_for(1, paused=False)
         self.assertLessEqual(self.status()["health"]["frames"], frames + 1)
         code, out, err = self.ctl("next", "far")
@@ -612,6 +613,8 @@ class Control(Story):
         self.start("--programme", "list")
         number = self.wait_for(content="list/long.mvx")["window"]
         self.assertEqual((0, "volume 40\n", ""), self.ctl("volume", "40"))
+        self.assertEqual((2, "", "plexion ctl: volume: '500' is no volume; expected 0 to 100, "
+                                 "or +N or -N\n"), self.ctl("volume", "500"))
         self.assertEqual((0, "volume 50\n", ""), self.ctl("volume", "main", "50"))
         self.assertEqual((0, "volume 100, muted\n", ""), self.ctl("mute", str(number), "on"))
         self.wait_for(volume=20, muted=True)

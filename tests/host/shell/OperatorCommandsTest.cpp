@@ -17,6 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 /// Two windows: 1 plays, 2 is still loading.
@@ -66,6 +67,7 @@ class Playing final : public PlayControl {
     zone.items = 5;
     zone.nextInMs = 1500;
     zone.health = {120, 40, 5000};
+    zone.window = 7;
     report.zones.push_back(zone);
     PlayedZone other;
     other.zone = "side";
@@ -165,6 +167,30 @@ TEST_F(OperatorCommandsTest, SayWhatWasWrongAndWhatWouldBeRight) {
       {"quit now", "quit: 'now' is one word too many; usage: quit"},
   };
   for (const auto& [line, expected] : cases) EXPECT_EQ(Run(line), expected);
+  // A line that is wrong by itself is told from one that could not be done.
+  SoundControl sound;
+  context_.sound = &sound;
+  const std::pair<const char*, const char*> wrong[] = {
+      {"volume 500", "volume: '500' is no volume; expected 0 to 100, or +N or -N"},
+      {"volume +500", "volume: '+500' is no volume; expected 0 to 100, or +N or -N"},
+      {"volume main 1.5", "volume: '1.5' is no volume; expected 0 to 100, or +N or -N"},
+      {"mute main maybe", "mute: 'maybe' is neither on nor off; usage: mute [ZONE|N] [on|off]"},
+      {"seek soon", "seek: 'soon' is no moment; expected seconds, M:SS, +S or -S"},
+      {"play ''",
+       "play: the first word is empty; expected an item, a content, a window's number, or nothing; "
+       "'resume ZONE' lets a zone go on"},
+      {"pause 0", "pause: '0' is no N (expected a whole number from 1 to 1000000); usage: pause N"},
+      {"hide x", "hide: 'x' is no N (expected a whole number from 1 to 1000000); usage: hide N"},
+      {"nonsense 'x", "the quote ' at column 10 has no partner"},
+  };
+  for (const auto& [line, expected] : wrong) {
+    const CommandTable::Outcome outcome = table_.Run(line);
+    EXPECT_EQ(outcome.reason, expected);
+    EXPECT_TRUE(outcome.misused) << line;
+  }
+  for (const char* line : {"hide 3", "pause 2", "volume far", "next", "snapshot x.png"}) {
+    EXPECT_FALSE(table_.Run(line).misused) << line;
+  }
   EXPECT_FALSE(windows_.quit);
   windows_.playing.willing = false;
   EXPECT_EQ(Run("pause 1"), "pause: window 1 cannot be paused in 5");
@@ -197,15 +223,19 @@ TEST_F(OperatorCommandsTest, WhatPlaysIsSteeredAndToldOf) {
   Playing playing;
   controls_.Set(&playing);
   for (const char* line : {"next", "next side", "previous main", "pause", "pause side", "play",
-                           "play menu.mvx", "play 'http://a b' side"}) {
+                           "play menu.mvx", "play 'http://a b' side", "resume", "resume side"}) {
     EXPECT_EQ(Run(line), "OK") << line;
   }
   EXPECT_THAT(playing.calls,
               ElementsAre("next@", "next@side", "previous@main", "pause@", "pause@side", "play @",
-                          "play menu.mvx@", "play http://a b@side"));
+                          "play menu.mvx@", "play http://a b@side", "play @", "play @side"));
   EXPECT_EQ(Run("next far"), "next: there is no zone 'far'; expected main, side");
-  EXPECT_EQ(Run("pause 1"), "OK") << "a number is a window, as ever";
-  EXPECT_THAT(windows_.playing.calls, ElementsAre("pause"));
+  // A number is a window, as ever; what directs its zone hears of it, and the window from that.
+  playing.calls.clear();
+  for (const char* line : {"pause 7", "play 7", "resume 7"}) EXPECT_EQ(Run(line), "OK") << line;
+  EXPECT_THAT(playing.calls, ElementsAre("pause@main", "play @main", "play @main"));
+  EXPECT_THAT(windows_.playing.calls, IsEmpty());
+  EXPECT_EQ(Run("pause 1"), "pause: window 1 is on in no zone; 'status' shows what is");
   EXPECT_EQ(Run("status"),
             "programme Bar (bar.json)\n"
             "zone  since  frames  changed    volume  plays                              next\n"
