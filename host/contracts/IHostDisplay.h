@@ -23,6 +23,9 @@ struct DisplayOptions {
   /// The picture is turned clockwise by 0, 90, 180 or 270 degrees, and the pointer back. The size
   /// above is the display's: the screen, and all that is said of it, is turned with its contents.
   uint32_t rotation = 0;
+  /// In full screen without a size of its own the screen takes each new size of the display: for who
+  /// lays out again what plays. Else the picture is scaled to it.
+  bool followsDisplay = false;
   std::string title = "Plexion";
   bool clear = true;  ///< a window is black before the first content
 };
@@ -38,8 +41,8 @@ struct DisplayEvent {
     kWheel,           ///< `x`, `y`, `wheelX`, `wheelY` notches, positive right and up
     kFocusLost,       ///< the keys that are down will not be heard to come up
     kCloseRequested,  ///< the person closed the window
-    kDisplayResized,  ///< the whole display has another size, `x` by `y`: the picture is scaled to it
-    kOutputsChanged  ///< an output was plugged in or unplugged; `x` are there now
+    kDisplayResized,  ///< the whole display has another size, `x` by `y`
+    kOutputsChanged   ///< an output was plugged in or unplugged; `x` are there now
   };
   Kind kind;
   int32_t key = 0;

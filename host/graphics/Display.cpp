@@ -58,6 +58,8 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
   }
   Close();
   cleared_ = options.clear;
+  quarters_ = QuartersOf(options);
+  follows_ = options.followsDisplay && unspecified && options.mode == DisplayMode::kFullscreen;
   {
     const MutexLock lock(wakeMutex_);
     quitRequested_ = false;
@@ -97,6 +99,13 @@ bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::st
   window_ = std::move(window);
   kind_ = fullscreen ? Kind::kFullscreen : Kind::kWindow;
   return true;
+}
+
+void Display::Follow(const DisplayEvent& event) {
+  const Dims dims{static_cast<uint32_t>(event.x), static_cast<uint32_t>(event.y)};
+  if (!follows_ || event.kind != DisplayEvent::Kind::kDisplayResized || !DimsAreSane(dims)) return;
+  // Without memory for it the picture is scaled, as it is for all who do not follow.
+  if (screen_->SetDims(TurnedDims(dims, quarters_))) window_->SetDims(dims);
 }
 
 std::string Display::Describe() {

@@ -103,12 +103,16 @@ class Display : public IHostDisplay {
   void RunWindow();
   void Present();
   void ShowAll();
+  /// The screen takes the display's new size, where it is to.
+  void Follow(const DisplayEvent& event);
 
   const std::shared_ptr<Screen> screen_;
 
   // Set by Open and Close on the main thread; wakeMutex_ keeps Wake from a window that goes away.
   std::unique_ptr<SdlWindow> window_;
   std::atomic<Kind> kind_{Kind::kHeadless};
+  unsigned quarters_ = 0;         ///< the main thread's, as the next
+  bool follows_ = false;          ///< the screen takes each new size of the display
   bool cleared_ = true;           ///< the main thread's: the window's pixels are ours to replace
   Clock::time_point nextSlot_{};  ///< the main thread's: no presentation before this
 

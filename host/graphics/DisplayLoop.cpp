@@ -44,6 +44,7 @@ void Display::RunHeadless() {
 
 void Display::RunWindow() {
   const auto handler = [this](const DisplayEvent& event) {
+    Follow(event);
     sinks_.ForEach([&event](IDisplayEventSink& sink) { sink.OnDisplayEvent(event); });
   };
   const auto quitRequested = [this] {

@@ -126,6 +126,8 @@ void Screen::Change(ScreenPlane& plane, const std::function<void(Placement&)>& c
         before.rect.y == after.rect.y) {
       return;
     }
+    // What was drawn before it could be seen reaches the screen now.
+    if (!before.CanBeSeen() && after.CanBeSeen()) StateOf(plane).drawn = true;
     DamagePlace(before);
     DamagePlace(after);
   }

@@ -48,17 +48,22 @@ constexpr int64_t kNanosecondsPerMillisecond = 1000000;
 /// Closing the window ends everything; a display that changes is told of, and what plays goes on.
 class DisplayWatch final : public IDisplayEventSink {
  public:
-  explicit DisplayWatch(Session& session) : session_(session) {}
+  DisplayWatch(Session& session, const DisplayOptions& options)
+      : session_(session), options_(options) {}
   void OnDisplayEvent(const DisplayEvent& event) override {
+    const bool follows = options_.followsDisplay && options_.width == 0;
     switch (event.kind) {
       case DisplayEvent::Kind::kCloseRequested:
         session_.windows.RequestQuit();
         break;
       case DisplayEvent::Kind::kDisplayResized:
-        session_.Log(LogLevel::kInfo,
-                     "the display has " + std::to_string(event.x) + "x" + std::to_string(event.y) +
-                         " pixels now; the picture is scaled to it",
-                     {{"event", "display"}});
+        session_.Log(
+            LogLevel::kInfo,
+            "the display has " + std::to_string(event.x) + "x" + std::to_string(event.y) +
+                " pixels now; " +
+                (follows ? "the zones are laid out for it" : "the picture is scaled to it"),
+            {{"event", "display"}});
+        session_.windows.Board().Post([this] { ++session_.screenChanges; });
         break;
       case DisplayEvent::Kind::kOutputsChanged:
         session_.Log(event.x > 0 ? LogLevel::kInfo : LogLevel::kWarning,
@@ -73,6 +78,7 @@ class DisplayWatch final : public IDisplayEventSink {
 
  private:
   Session& session_;
+  const DisplayOptions& options_;  ///< those that the display was opened with
 };
 
 /// Lives as long as the process: a library that cannot be unloaded keeps the pointer.
@@ -236,7 +242,7 @@ class Launcher {
   ModuleHandle<IQXModule> userInput_;
   ModuleHandle<IHostInput> input_;
   std::vector<ModuleHandle<qx::platform::IMouseStream>> mouseStreams_;
-  DisplayWatch displayWatch_{session_};
+  DisplayWatch displayWatch_{session_, displayOptions_};
   NamedThread contents_;
 };
 
@@ -404,6 +410,8 @@ bool Launcher::FindScreen() {
     displayOptions_.width = programme_->width;
     displayOptions_.height = programme_->height;
   }
+  // Windows of a command line have their places in pixels; a playlist's are scaled with the picture.
+  displayOptions_.followsDisplay = programme_ != nullptr;
   const uint32_t rotation = programme_ ? programme_->rotation : 0;
   displayOptions_.rotation = line_.options.rotation.value_or(rotation);
   return !display_ || display_->Plan(displayOptions_) || OpenDisplay();

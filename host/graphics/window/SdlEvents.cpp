@@ -60,6 +60,19 @@ bool SdlWindow::WaitForEvents(int timeoutMs, const Handler& handler) {
   return lost;
 }
 
+/// A window in full screen hears its size also when it is opened: only another one is news.
+void SdlWindow::TellSize(int width, int height, const Handler& handler) {
+  if (!fullscreen_ || width <= 0 || height <= 0) return;
+  const qx::plexion::Dims size{static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
+  if (size.width == display_.width && size.height == display_.height) return;
+  display_ = size;
+  DisplayEvent out{};
+  out.kind = DisplayEvent::Kind::kDisplayResized;
+  out.x = width;
+  out.y = height;
+  handler(out);
+}
+
 bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
   DisplayEvent out{};
   switch (event.type) {
@@ -118,11 +131,8 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
             SDL_FillRect(surface, nullptr, SDL_MapRGB(surface->format, 0, 0, 0));
           }
           barsPainted_ = false;
-          if (fullscreen_ && event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
-            out.kind = DisplayEvent::Kind::kDisplayResized;
-            out.x = event.window.data1;
-            out.y = event.window.data2;
-            handler(out);
+          if (event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
+            TellSize(event.window.data1, event.window.data2, handler);
           }
           return true;
         case SDL_WINDOWEVENT_FOCUS_LOST:

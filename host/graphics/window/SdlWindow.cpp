@@ -107,11 +107,22 @@ SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, unsigned quarters, bo
       fullscreen_(fullscreen),
       wakeEvent_(SDL_RegisterEvents(1)),
       canSleep_(std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0 ||
-                std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0) {}
+                std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0) {
+  SDL_DisplayMode mode;
+  if (fullscreen_ && SDL_GetDesktopDisplayMode(0, &mode) == 0 && mode.w > 0 && mode.h > 0) {
+    display_ = {static_cast<uint32_t>(mode.w), static_cast<uint32_t>(mode.h)};
+  }
+}
 
 SdlWindow::~SdlWindow() {
   SDL_DestroyWindow(window_);
   SDL_QuitSubSystem(SDL_INIT_VIDEO);
+}
+
+void SdlWindow::SetDims(const Dims& dims) {
+  dims_ = dims;
+  turned_ = PixelStore();
+  barsPainted_ = false;
 }
 
 uint32_t* SdlWindow::CanvasOf(const Dims& dims) {

@@ -42,6 +42,8 @@ class SdlWindow {
   }
   /// Called before the window's pixels go.
   void SetCanvasLost(std::function<void()> handler) { canvasLost_ = std::move(handler); }
+  /// The picture that is shown has another size from now on, as Open's `dims`.
+  void SetDims(const qx::plexion::Dims& dims);
 
   /// `picture` may be the canvas.
   void Show(const PixelStore& picture, const Region& damage);
@@ -61,6 +63,7 @@ class SdlWindow {
   void ShowUpright(const PixelStore& picture, const Region& damage);
   bool WaitForOne(SDL_Event& event, int timeoutMs) const;
   bool Handle(const SDL_Event& event, const Handler& handler);
+  void TellSize(int width, int height, const Handler& handler);
   /// Where the picture stands in a surface of this size.
   SDL_Rect PictureRect(int width, int height) const;
   void MapPosition(int x, int y, DisplayEvent& event) const;
@@ -68,9 +71,10 @@ class SdlWindow {
                   const SDL_Rect& place);
 
   SDL_Window* const window_;
-  const qx::plexion::Dims dims_;  ///< of the picture as it is shown
+  qx::plexion::Dims dims_;  ///< of the picture as it is shown
   const unsigned quarters_;
   const bool fullscreen_;
+  qx::plexion::Dims display_{0, 0};  ///< the whole display's size, as it was told last
   const Uint32 wakeEvent_;
   /// Whether the video system can sleep until an event comes. Where it cannot, SDL would look every
   /// millisecond; we look less often.

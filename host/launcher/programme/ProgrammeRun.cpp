@@ -70,8 +70,7 @@ void ProgrammeRun::MakeZones() {
     playing.zone = zone.name;
     playing.stage = std::make_unique<WindowStage>(
         session_, reaper_, [this, name = zone.name] { return PlaneAbove(name); });
-    playing.stage->SetZone(zone, screen_, programme_->defaultDurationMs, programme_->name,
-                           programme_->showReason);
+    LayOut(playing);
     playing.director = std::make_unique<ZoneDirector>(
         programme_, calendar_, zone.name, *playing.stage,
         [this, name = zone.name](const ZoneNews& news) { Print(name, news); });
@@ -103,6 +102,7 @@ void ProgrammeRun::Run() {
     if (clock_.IsOver(now.wall)) session_.windows.RequestQuit();
     session_.turnAtMs = now.steadyMs;
     LookAtDocument(now.steadyMs);
+    LookAtScreen();
     int64_t next = now.steadyMs + clock_.LongestSleepMs();
     for (const Playing& playing : zones_) {
       next = std::min(next, playing.director->Advance(now));
@@ -110,6 +110,7 @@ void ProgrammeRun::Run() {
     }
     session_.windows.Board().WaitUntil(StatusBoard::Clock::time_point(milliseconds(next)), [this] {
       return session_.windows.IsQuitting() || requests_.HasRequestsLocked() ||
+             session_.screenChanges != screenChanges_ ||
              std::any_of(zones_.begin(), zones_.end(),
                          [](const Playing& playing) { return playing.stage->HasNewsLocked(); });
     });
@@ -143,6 +144,23 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
   session_.Log(LogLevel::kWarning, "the changed programme is wrong, the old one goes on: " + error);
 }
 
+void ProgrammeRun::LookAtScreen() {
+  const unsigned changes = session_.screenChanges;
+  if (changes == screenChanges_) return;
+  screenChanges_ = changes;
+  const qx::plexion::Dims screen = session_.GetScreenDims();
+  if (screen.width == screen_.width && screen.height == screen_.height) return;
+  screen_ = screen;
+  // In one frame, as far as contents can draw at once.
+  const OneFrame frame(session_.display);
+  for (const Playing& playing : zones_) LayOut(playing);
+}
+
+void ProgrammeRun::LayOut(const Playing& playing) {
+  playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_,
+                         programme_->defaultDurationMs, programme_->name, programme_->showReason);
+}
+
 bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {
   // Before it is read: what changes while it is being read is seen the next time.
   const std::string stamp = StampOf(path);
@@ -160,8 +178,7 @@ bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {
   }
   session_.Log(LogLevel::kInfo, "the programme has changed; it counts from the end of what is on");
   for (const Playing& playing : zones_) {
-    playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_,
-                           programme_->defaultDurationMs, programme_->name, programme_->showReason);
+    LayOut(playing);
     playing.director->SetProgramme(programme_);
   }
   return true;
@@ -178,6 +195,8 @@ void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {
     if (news.durationMs) shown.lasts = milliseconds(*news.durationMs);
     shown.before = news.before;
     shown.beforeLasted = milliseconds(news.playedMs);
+    // One that is alone in its playlist follows itself, day and night: no change that anybody sees.
+    shown.again = news.content == news.before && news.reason == "next";
     session_.LogShown(shown);
     return;
   }

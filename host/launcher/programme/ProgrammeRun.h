@@ -44,9 +44,13 @@ class ProgrammeRun final : public PlayControl {
   };
 
   void MakeZones();
+  /// Tells the zone's stage its place and what it needs to know of the programme.
+  void LayOut(const Playing& playing);
   void StartClock();
   void Print(const std::string& zone, const ZoneNews& news) const;
   void LookAtDocument(int64_t nowMs);
+  /// Lays the zones out again when the screen has another size.
+  void LookAtScreen();
   bool TakeDocument(const std::string& path, std::string& error);
   /// Has it done on the thread that plays.
   bool Ask(std::string& error, const std::function<bool()>& work);
@@ -61,6 +65,7 @@ class ProgrammeRun final : public PlayControl {
   std::string path_;
   std::shared_ptr<const Programme> programme_;
   qx::plexion::Dims screen_ = {0, 0};
+  unsigned screenChanges_ = 0;  ///< the session's count when `screen_` was asked for
   std::shared_ptr<const Programme> rehearsedProgramme_;
   std::unique_ptr<Schedule> rehearsed_;  ///< for the zone that a rehearsal's clock shows; else null
   mutable ProgrammeClock clock_;

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "host/base/Text.h"
+#include "host/launcher/programme/document/ContentKinds.h"
 #include "host/launcher/run/WindowOpener.h"
 #include "host/launcher/run/WindowRun.h"
 #include "qx/platform/IGraphicsDriver.h"
@@ -40,27 +41,6 @@ std::string XmlText(const std::string& text) {
     }
   }
   return escaped;
-}
-
-bool IsApplication(const std::string& content) {
-  std::error_code fault;
-  return fs::path(content).extension() == ".xml" || fs::is_directory(content, fault);
-}
-
-/// What has no end that a playlist could wait for: applications, streams that are live by their
-/// address, and pictures that may move for ever. It may come to an end all the same.
-bool MayBeEndless(const std::string& content) {
-  const size_t scheme = content.find("://");
-  const std::string extension = LowerAscii(fs::path(content).extension().string());
-  if (scheme != std::string::npos) {
-    const std::string name = LowerAscii(content.substr(0, scheme));
-    const char* const stored[] = {"http", "https", "file"};
-    const bool mayBeStored =
-        std::find(std::begin(stored), std::end(stored), name) != std::end(stored);
-    if (!mayBeStored || extension == ".m3u8") return true;
-  }
-  return extension == ".gif" || extension == ".webp" || extension == ".apng" ||
-         IsApplication(content);
 }
 
 }  // namespace
@@ -180,6 +160,7 @@ void WindowStage::Open(Content& content, const Item& item) {
   parameters.contentPath = content.texts->line.content.c_str();
   parameters.morvelVars = content.texts->variables.c_str();
   DrawInto(rect_, *session_.service, parameters);
+  content.place = rect_;
   parameters.memoryLimit = session_.options.memoryLimitBytes;
   (void)item;
   // The platform's own folder, which nobody named: not to be missed where there is none.
@@ -201,8 +182,8 @@ int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
   std::vector<uint64_t> numbers;
   for (const Content& content : contents_) numbers.push_back(content.number);
   for (const uint64_t number : numbers) {
-    Content* const content = Find(number);
-    if (content != nullptr) Step(director, *content, now);
+    if (Content* const content = Find(number)) Step(director, *content, now);
+    if (Content* const content = Find(number)) Relocate(*content);
   }
   int64_t next = kForEver;
   for (const Content& content : contents_) {
@@ -258,6 +239,21 @@ void WindowStage::Step(ZoneDirector& director, Content& content, const ZoneTime&
     // Also over the last picture of what is over.
     Show(number, shown_, {});
   }
+}
+
+void WindowStage::Relocate(Content& content) {
+  const auto same = [](const qx::plexion::Rect& one, const qx::plexion::Rect& other) {
+    return one.x == other.x && one.y == other.y && one.width == other.width &&
+           one.height == other.height;
+  };
+  // What has not drawn yet would be resized under its first picture; it is behind that.
+  const bool drawn = content.phase == Phase::kReady || content.phase == Phase::kShown;
+  if (!drawn || same(content.place, rect_)) return;
+  EndChange();  // it moves planes between places that are no more
+  content.place = rect_;
+  const OneFrame frame(session_.display);
+  content.window->MoveTo({rect_.x, rect_.y});
+  content.window->Resize({rect_.width, rect_.height}, true);
 }
 
 void WindowStage::Prepare(Content& content, int64_t nowMs) {

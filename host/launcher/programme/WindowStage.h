@@ -62,7 +62,8 @@ class WindowStage final : public ZoneStage {
   WindowStage(const WindowStage&) = delete;
   WindowStage& operator=(const WindowStage&) = delete;
 
-  /// Where the zone is, in pixels of the screen, and how contents fill it.
+  /// Where the zone is, in pixels of the screen, and how contents fill it. What has its planes
+  /// already is moved and resized there with the next Poll.
   void SetZone(const Zone& zone, const qx::plexion::Dims& screen, int64_t defaultDurationMs,
                const std::string& displayName, bool showReason);
 
@@ -101,6 +102,7 @@ class WindowStage final : public ZoneStage {
     Phase phase = Phase::kFailed;
     bool endless = false;
     bool visible = false;
+    qx::plexion::Rect place = {0, 0, 0, 0};  ///< as it was asked for last
     int64_t phaseBeganMs = 0;
     std::string failure;
   };
@@ -118,6 +120,8 @@ class WindowStage final : public ZoneStage {
   void Prepare(Content& content, int64_t nowMs);
   void Step(ZoneDirector& director, Content& content, const ZoneTime& now);
   void EndChange();
+  /// Where the zone has another place than the content was given: there.
+  void Relocate(Content& content);
   void Destroy(Content& content);
   std::string VariablesOf(const Item& item) const;
 

@@ -81,7 +81,11 @@ ZoneStatus ZoneDirector::Status(const ZoneTime& now) const {
   };
   status.next = next_.item.content;
   if (paused_) return status;
-  if (current_.number != 0 && current_.endAtMs) sooner(next_, *current_.endAtMs - now.steadyMs);
+  if (current_.number != 0 && current_.endAtMs) {
+    sooner(next_, *current_.endAtMs - now.steadyMs);
+  } else if (current_.number != 0 && current_.expectedMs != 0) {
+    sooner(next_, current_.shownAtMs + current_.expectedMs - now.steadyMs);
+  }
   if (pass_.number != 0) sooner(pass_, current_.passEnd - now.wall);
   if (boundary_.number != 0 && !waitsUntil_) sooner(boundary_, part_.end - now.wall);
   return status;

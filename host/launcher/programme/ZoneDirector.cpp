@@ -212,6 +212,7 @@ void ZoneDirector::Show(Slot& slot, const char* reason, const ZoneTime& now) {
                   previous.number == 0 ? 0 : now.steadyMs - previous.shownAtMs};
     if (previous.number != 0) news.before = previous.item.content;
     if (current_.endAtMs) news.durationMs = *current_.endAtMs - now.steadyMs;
+    if (!news.durationMs && current_.expectedMs != 0) news.durationMs = current_.expectedMs;
     news_(news);
   }
   // What is paused for an interruption is not dropped.

@@ -133,6 +133,7 @@ class ZoneDirector {
     int64_t loadBeganMs = 0;
     int64_t shownAtMs = 0;
     std::optional<int64_t> endAtMs;
+    int64_t expectedMs = 0;      ///< how long it will be on by itself; 0: nobody knows
     int64_t endedAtMs = 0;       ///< when it came to an end of its own
     int64_t durationLeftMs = 0;  ///< not 0: entered in its middle, or interrupted
     bool once = false;           ///< the operator's, or an item no more

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/launcher/programme/ZoneDirector.h"
+#include "host/launcher/programme/document/ContentKinds.h"
 
 namespace plexion_host {
 
@@ -101,6 +102,7 @@ void ZoneDirector::Load(Slot& slot, const std::string& playlist, const Item& ite
   slot.index = index;
   slot.playlist = playlist;
   slot.loadBeganMs = now.steadyMs;
+  if (IsStillPicture(item)) slot.expectedMs = programme_->defaultDurationMs;
   stage_.Load(slot.number, item);
 }
 

@@ -54,7 +54,7 @@ void Session::LogShown(const ShownContent& shown) const {
     fields.push_back({"before", shown.before});
     fields.push_back({"beforeMs", std::to_string(shown.beforeLasted.count()), true});
   }
-  Log(LogLevel::kInfo, text, std::move(fields));
+  Log(shown.again ? LogLevel::kDebug : LogLevel::kInfo, text, std::move(fields));
   if (manager != nullptr) manager->SayStatus(text);
 }
 

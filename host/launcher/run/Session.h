@@ -31,6 +31,7 @@ struct ShownContent {
   std::optional<std::chrono::milliseconds> lasts{};  ///< as planned; none: until it ends
   std::string before;                                ///< what was on; empty: nothing
   std::chrono::milliseconds beforeLasted{0};
+  bool again = false;  ///< the same once more: for who looks closely
 };
 
 /// "8 s", "1 min 30 s", "12.3 s".
@@ -55,6 +56,9 @@ struct Session {
   /// When the run's loop came round last, in milliseconds of the steady clock; negative: it has none
   /// that comes round by itself.
   std::atomic<int64_t> turnAtMs{-1};
+  /// Counts the screen's changes of size. Changes under the board's lock, so that who waits there
+  /// does not miss one.
+  std::atomic<unsigned> screenChanges{0};
   const ServiceManager* manager = nullptr;  ///< may be null; set before the run
   /// Whoever plays says so here, so that the operator reaches it.
   PlayControls play;

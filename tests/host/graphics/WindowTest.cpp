@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -42,8 +43,9 @@ class WindowTest : public ::testing::Test, public IDisplayEventSink, public IFra
   }
 
   void Open(uint32_t width, uint32_t height, bool clear = true, uint32_t rotation = 0,
-            DisplayMode mode = DisplayMode::kWindow) {
+            DisplayMode mode = DisplayMode::kWindow, bool follows = false) {
     DisplayOptions options;
+    options.followsDisplay = follows;
     options.rotation = rotation;
     options.clear = clear;
     options.mode = mode;
@@ -262,6 +264,57 @@ TEST_F(WindowTest, TellsOfOutputsThatComeAndOfAWholeDisplaysNewSize) {
     }
     EXPECT_EQ(1U, outputs);
     EXPECT_EQ(mode == DisplayMode::kFullscreen ? 1U : 0U, sizes) << "a window's is nobody's news";
+    display_.Close();
+  }
+}
+
+TEST_F(WindowTest, AScreenOfTheDisplaysSizeFollowsItWhereItIsTo) {
+  // The display's own size is that of the dummy driver; a second event of the same size is no news.
+  for (const bool follows : {true, false}) {
+    SCOPED_TRACE(follows);
+    window_ = nullptr;
+    events_.clear();
+    Open(0, 0, true, 90, DisplayMode::kFullscreen, follows);
+    const qx::plexion::Dims before = driver_.GetScreenDims();
+    SDL_SetWindowFullscreen(window_, 0);
+    SDL_SetWindowSize(window_, 96, 64);
+    SDL_Event again{};
+    again.type = SDL_WINDOWEVENT;
+    again.window.event = SDL_WINDOWEVENT_SIZE_CHANGED;
+    again.window.data1 = 96;
+    again.window.data2 = 64;
+    Push(again);
+    SDL_Event move{};
+    move.type = SDL_MOUSEMOTION;
+    move.motion.x = 95;
+    SDL_PushEvent(&move);
+    PushClose();
+    display_.Run();
+    const qx::plexion::Dims screen = driver_.GetScreenDims();
+    EXPECT_EQ(follows ? 64U : before.width, screen.width) << "turned, as before";
+    EXPECT_EQ(follows ? 96U : before.height, screen.height);
+    const auto sizes = std::count_if(events_.begin(), events_.end(), [](const DisplayEvent& event) {
+      return event.kind == Kind::kDisplayResized && event.x == 96 && event.y == 64;
+    });
+    EXPECT_EQ(1, sizes);
+    if (!follows) {
+      display_.Close();
+      continue;
+    }
+    // The pointer at its top right corner is at the turned screen's top left one.
+    const auto moved =
+        std::find_if(events_.rbegin(), events_.rend(),
+                     [](const DisplayEvent& event) { return event.kind == Kind::kPointerMove; });
+    ASSERT_NE(events_.rend(), moved);
+    EXPECT_EQ(0, moved->x);
+    EXPECT_EQ(0, moved->y);
+    Draw(0xff102030u);
+    quitAtFrame_ = true;
+    display_.Run();
+    quitAtFrame_ = false;
+    EXPECT_EQ(0x102030u, WindowPixel(0, 0));
+    EXPECT_EQ(0x102030u, WindowPixel(95, 63));
+    driver_.DestroyOutputPlane(std::exchange(plane_, nullptr));
     display_.Close();
   }
 }

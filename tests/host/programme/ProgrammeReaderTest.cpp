@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "host/calendar/Calendar.h"
+#include "host/launcher/programme/document/ContentKinds.h"
 #include "host/launcher/programme/document/FieldReader.h"
 #include "host/launcher/programme/document/Programme.h"
 
@@ -112,6 +113,28 @@ TEST(ProgrammeReaderTest, ReadsDurations) {
       {"12.5", 12500}, {"1.5s", 1500},          {"", std::nullopt}, {"s", std::nullopt},
       {"1d", {}},      {"1..2s", std::nullopt}, {"9999999h", {}},   {"1s 2s", std::nullopt}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(expected, ReadDurationMs(text)) << text;
+}
+
+TEST(ProgrammeReaderTest, NamesTellWhatHasNoEndAndWhatIsAPhoto) {
+  for (const char* const endless :
+       {"http://a/live.m3u8", "HTTPS://a/live.m3u8?token=a.mp4#x", "rtsp://camera/1",
+        "udp://@1.2.3.4:5", "board/application.xml", "/", "a.GIF"}) {
+    EXPECT_TRUE(MayBeEndless(endless)) << endless;
+  }
+  for (const char* const other :
+       {"http://a/film.mp4?list=x.m3u8", "list.m3u8", "a.mp4", "a.jpg", "none"}) {
+    EXPECT_FALSE(MayBeEndless(other)) << other;
+  }
+  Item photo;
+  photo.content = "http://a/menu.PNG?size=large";
+  EXPECT_TRUE(IsStillPicture(photo));
+  photo.variables = "duration=3";
+  EXPECT_FALSE(IsStillPicture(photo)) << "the player knows better";
+  photo = Item();
+  for (const char* const other : {"a.mp4", "a.gif", "jpg", "a.png.mvx"}) {
+    photo.content = other;
+    EXPECT_FALSE(IsStillPicture(photo)) << other;
+  }
 }
 
 TEST(ProgrammeReaderTest, FoldersAndListsArePlaylists) {
