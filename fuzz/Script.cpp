@@ -10,6 +10,8 @@
 
 #include "fuzz/FuzzInput.h"
 #include "host/player/application/ApplicationEngine.h"
+#include "host/player/content/ContentProbe.h"
+#include "host/player/lottie/LottieEngine.h"
 
 namespace {
 
@@ -159,6 +161,19 @@ void Play(Engine& engine, const Host& host) {
   }
 }
 
+/// What an application may play inside, as far as it is linked in.
+class LinkedMovies final : public EngineSource {
+ public:
+  std::unique_ptr<Engine> OpenEngine(const ContentAddress& content, EngineHost& host,
+                                     EngineError& error) override {
+    ProbeResult probe;
+    if (!ProbeContent(content, probe, error)) return nullptr;
+    if (probe.kind == ContentKind::kMovie) return MakeLottieEngine(host);
+    error.message = "not here";
+    return nullptr;
+  }
+};
+
 }  // namespace
 
 /// The font library keeps what it read of the system's fonts until the process ends.
@@ -171,7 +186,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!folder.SetScript(data, size)) return 0;
   const time_t began = time(nullptr);
   Host host;
-  InstalledEngines engines;
+  LinkedMovies engines;
   int64_t work = 0;
   ApplicationClocks clocks;
   clocks.wall = [] { return timespec{1000000000, 0}; };

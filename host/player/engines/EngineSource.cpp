@@ -4,7 +4,6 @@
 
 #include "host/base/ModuleHandle.h"
 #include "host/contracts/IHostWindows.h"
-#include "host/player/lottie/LottieEngine.h"
 
 namespace plexion_host::player {
 
@@ -29,6 +28,7 @@ bool IsHostPaused() {
 InstalledEngines::~InstalledEngines() {
   IQXKernel* kernel = IQXKernel::GetKernel();
   if (kernel == nullptr) return;
+  kernel->ReleaseModule(movie_);
   kernel->ReleaseModule(media_);
   kernel->ReleaseModule(application_);
 }
@@ -63,7 +63,7 @@ void InstalledEngines::OpenLibraries(ContentKind kind, const std::string& format
 IEngineModule* InstalledEngines::ModuleFor(ContentKind kind) {
   switch (kind) {
     case ContentKind::kMovie:
-      return nullptr;
+      return Acquire(movie_, kMovieEngineModule);
     case ContentKind::kApplication:
       return Acquire(application_, kApplicationEngineModule);
     default:
@@ -76,13 +76,12 @@ std::unique_ptr<Engine> InstalledEngines::OpenEngine(const ContentAddress& conte
                                                      EngineHost& host, EngineError& error) {
   ProbeResult probe;
   if (!ProbeContent(content, probe, error)) return nullptr;
-  if (probe.kind == ContentKind::kMovie) return MakeLottieEngine(host);
-
-  const bool application = probe.kind == ContentKind::kApplication;
-  IEngineModule* module = application ? Acquire(application_, kApplicationEngineModule)
-                                      : Acquire(media_, kMediaEngineModule);
+  IEngineModule* const module = ModuleFor(probe.kind);
   if (module != nullptr) return module->CreateEngine(host);
   switch (probe.kind) {
+    case ContentKind::kMovie:
+      error = MissingEngine(probe.description, "movie", kMovieEngineModule);
+      break;
     case ContentKind::kApplication:
       error = MissingEngine("an application (" + probe.description + ")", "application",
                             kApplicationEngineModule);

@@ -31,9 +31,9 @@ class EngineSource {
   virtual void Prepare(const ContentAddress& /*content*/) {}
 };
 
-/// The engines of this player: movies by the engine that is linked in, everything else by modules
-/// that are loaded when the first content asks for them and stay until the player goes. So a host
-/// that shows only movies loads no media framework.
+/// The engines of this player: modules that are loaded when the first content asks for them and stay
+/// until the player goes. So a host that shows only movies loads no media framework, and one whose
+/// contents have processes of their own loads no engine at all.
 class InstalledEngines final : public EngineSource {
  public:
   InstalledEngines() = default;
@@ -52,11 +52,12 @@ class InstalledEngines final : public EngineSource {
  private:
   /// Null when the library is not on the kernel's module path.
   IEngineModule* Acquire(IEngineModule*& slot, const char* moduleName);
-  /// The module for content of a kind; null also when it needs none.
+  /// The module for content of a kind.
   IEngineModule* ModuleFor(ContentKind kind);
 
   // Written once each, under the mutex; the destructor is alone.
   Mutex mutex_;
+  IEngineModule* movie_ = nullptr;
   IEngineModule* media_ = nullptr;
   IEngineModule* application_ = nullptr;
 };

@@ -1,6 +1,7 @@
 // Applications as they play: drawing, timers, movements and input, in time of the test's own.
 #include <algorithm>
 
+#include "host/player/lottie/LottieEngine.h"
 #include "tests/host/application/ApplicationFixture.h"
 
 namespace plexion_host::player::application {
@@ -284,7 +285,17 @@ TEST_F(ApplicationTest, ThePointerFindsWhatLiesInFront) {
   EXPECT_EQ("clipped", host_.Traces().back()) << "half way in, it is where it is seen";
 }
 
-TEST_F(ApplicationTest, PlaysAMovieFromItsBeginningToItsEnd) {
+/// Movies by the engine that is linked in.
+class MovieInApplicationTest : public ApplicationTest, private EngineSource {
+ private:
+  EngineSource& Engines() override { return *this; }
+  std::unique_ptr<Engine> OpenEngine(const ContentAddress&, EngineHost& host,
+                                     EngineError&) override {
+    return MakeLottieEngine(host);
+  }
+};
+
+TEST_F(MovieInApplicationTest, PlaysAMovieFromItsBeginningToItsEnd) {
   std::filesystem::copy_file(std::string(PLEXION_EXAMPLES) + "/loading.mvx", folder_ / "a.mvx");
   ASSERT_TRUE(
       LoadDocument("<application width='64' height='36' rate='10'><scene id='s'>"

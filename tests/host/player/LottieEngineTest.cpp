@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "host/player/engines/EngineSource.h"
+#include "tests/host/player/LinkedMovies.h"
 #include "tests/host/player/OwnOrIsolated.h"
 #include "tests/host/player/PlayerFixture.h"
 
@@ -34,7 +35,7 @@ class TemporaryFile {
 /// Real files, the real engine, virtual time.
 class LottieEngineTest : public ::testing::Test {
  protected:
-  LottieEngineTest() { TestKernel(); }
+  LottieEngineTest() { LinkMovies(TestKernel()); }
 
   void Open(const std::string& content) {
     parameters_.notifier = &window_;

@@ -10,6 +10,7 @@
 #include "host/kernel/HostKernel.h"
 #include "host/player/render/OffscreenContent.h"
 #include "host/player/render/PictureFiles.h"
+#include "tests/host/player/LinkedMovies.h"
 
 namespace plexion_host::player {
 namespace {
@@ -36,6 +37,7 @@ class FeatureMoviesTest : public ::testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
     static HostKernel kernel({"plexion"}, ModuleFiles{});
+    LinkMovies(kernel);
     IQXModule_QXModule_PutKernel(&kernel);
   }
 };

@@ -8,6 +8,7 @@
 
 #include "host/kernel/HostKernel.h"
 #include "host/player/render/ContentRenderer.h"
+#include "tests/host/player/LinkedMovies.h"
 
 namespace plexion_host::player {
 namespace {
@@ -23,6 +24,7 @@ class RenderTest : public ::testing::Test {
  protected:
   void SetUp() override {
     static HostKernel kernel({"plexion"}, ModuleFiles{});
+    LinkMovies(kernel);
     IQXModule_QXModule_PutKernel(&kernel);
     char name[] = "/tmp/plexion-render-XXXXXX";
     folder_ = mkdtemp(name);

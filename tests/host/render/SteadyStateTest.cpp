@@ -10,6 +10,7 @@
 
 #include "host/kernel/HostKernel.h"
 #include "host/player/render/OffscreenContent.h"
+#include "tests/host/player/LinkedMovies.h"
 
 namespace {
 std::atomic<bool> counting{false};
@@ -41,6 +42,7 @@ size_t MostOf(const std::string& name) {
 
 TEST(SteadyStateTest, DrawsFramesWithoutAllocating) {
   static HostKernel kernel({"plexion"}, ModuleFiles{});
+  LinkMovies(kernel);
   IQXModule_QXModule_PutKernel(&kernel);
   constexpr uint64_t kFrames = 30;
   constexpr int kPasses = 6;  // until what is kept of a background has settled

@@ -19,6 +19,7 @@
 #include "host/player/engines/EngineSource.h"
 #include "host/player/remote/RemoteEngine.h"
 #include "host/player/remote/RemoteEngines.h"
+#include "tests/host/player/LinkedMovies.h"
 #include "tests/host/player/PlainHost.h"
 #include "tests/host/player/PlayerFixture.h"
 
@@ -103,7 +104,7 @@ size_t Descriptors() { return NamesIn("/proc/self/fd").size(); }
 class RemoteEngineTest : public ::testing::Test {
  protected:
   RemoteEngineTest() {
-    TestKernel();
+    LinkMovies(TestKernel());
     char path[] = "/tmp/plexion-remote-XXXXXX";
     close(mkstemp(path));
     path_ = path;
