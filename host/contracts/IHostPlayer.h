@@ -6,6 +6,7 @@
 
 #include "qx/core/IQXModule.h"
 #include "qx/plexion/StageWindow.h"
+#include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_host {
 
@@ -17,6 +18,12 @@ namespace plexion_host {
 /// Thread   any; waits for nothing.
 class IHostPlayer : public IQXModule {
  public:
+  /// A window with these parameters will be configured soon. Where each content has a process of its own,
+  /// that is started now, and opens its libraries while the host opens the display. For the first
+  /// windows of a run: each of those that follow does so when it is configured. What is wrong with the
+  /// content is told when it is loaded. `parameters` are read during the call only.
+  virtual void Prepare(const qx::plexion::StageWindowParameters& parameters) = 0;
+
   /// A factor from 0 to 1 for the sound of what the window plays, on top of the content's own. It may
   /// come before the window is configured, and holds until Forget.
   virtual void SetVolume(const qx::plexion::StageWindow* window, double factor) = 0;

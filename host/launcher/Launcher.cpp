@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
 #include "host/base/Check.h"
 #include "host/base/ModuleHandle.h"
@@ -142,8 +143,8 @@ class Launcher {
     OpenLog(line_.options, kernel_.GetConsole());
     WatchEnd();
     const bool ready = OpenShell() && ChooseSound() && LoadService() && ReadContents() &&
-                       FindScreen() && OpenWindows() && StartContents() && OpenDisplay() &&
-                       OpenInput();
+                       PrepareContents() && FindScreen() && OpenWindows() && StartContents() &&
+                       OpenDisplay() && OpenInput();
     if (ready) ShowContents();
     EndContents();
     CloseInput();
@@ -179,6 +180,8 @@ class Launcher {
   bool LoadService();
   bool ReadContents();
   bool ReadProgrammeFile();
+  /// Where contents have processes of their own, those start while the display is being found.
+  bool PrepareContents();
   /// Contents are made for the screen's size. Where only the display knows it, it is opened first.
   bool FindScreen();
   bool OpenWindows();
@@ -232,6 +235,8 @@ class Launcher {
   ModuleHandle<ICalendar> calendar_;
   std::shared_ptr<const Programme> programme_;
   WindowOpener opener_{session_};
+  ModuleHandle<IQXModule> runtime_;
+  ModuleHandle<IHostPlayer> preparer_;
   std::vector<OpenWindow> opened_;
   bool displaySaid_ = false;
   ModuleHandle<qx::platform::IGraphicsDriver> driver_;
@@ -351,6 +356,20 @@ bool Launcher::ReadContents() {
     if (opener_.Check(line)) continue;
     return FailUsage("the service does not accept the options of '" + line.content + "'");
   }
+  return true;
+}
+
+bool Launcher::PrepareContents() {
+  const char* const isolation = getenv(kIsolationVariable);
+  if (lines_.empty() || isolation == nullptr || std::string_view(isolation) != "on") return true;
+  std::string ignored;  // who opens the first window says what is missing
+  runtime_ =
+      ModuleHandle<IQXModule>(kernel_, kernel_.TryAcquireModule("IMorvelRuntimeLib", ignored));
+  preparer_ = ModuleHandle<IHostPlayer>(kernel_, kernel_.TryAcquireModule("IHostPlayer", ignored));
+  if (!preparer_) return true;
+  // Of a playlist the first; the others are prepared in their turn.
+  const size_t first = line_.options.signage ? 1 : lines_.size();
+  for (size_t i = 0; i < first; ++i) opener_.Prepare(lines_[i], *preparer_.Get());
   return true;
 }
 
@@ -541,6 +560,8 @@ void Launcher::UnloadService() {
   end_.SetStep("the module IPlexion");
   sound_.Close();
   player_.Reset();
+  preparer_.Reset();
+  runtime_.Reset();
   windows_.SetService(nullptr);
   end_.SetCleanUp(nullptr);
   temporary_.reset();

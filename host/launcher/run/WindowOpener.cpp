@@ -2,6 +2,7 @@
 
 #include "host/launcher/run/WindowOpener.h"
 
+#include <string_view>
 #include <utility>
 
 #include "qx/plexion/StageWindowParameters.h"
@@ -55,6 +56,18 @@ void WindowOpener::Place(const WindowLine& line, StageWindowParameters& paramete
 bool WindowOpener::Check(const WindowLine& line) {
   StageWindowParameters parameters{};
   return Read(line, parameters);
+}
+
+void WindowOpener::Prepare(const WindowLine& line, IHostPlayer& player) {
+  StageWindowParameters usual{};
+  StageWindowParameters parameters{};
+  session_.service->InitParameters(usual);
+  // Another player runtime may play it, of which this one knows nothing.
+  if (!Read(line, parameters) || parameters.gl == qx::plexion::kGlOn ||
+      std::string_view(parameters.morvelModuleName) != usual.morvelModuleName) {
+    return;
+  }
+  player.Prepare(parameters);
 }
 
 std::optional<OpenWindow> WindowOpener::Open(const WindowLine& line) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/contracts/IHostPlayer.h"
 #include "host/launcher/run/Session.h"
 
 namespace plexion_host {
@@ -31,6 +32,8 @@ class WindowOpener {
 
   /// Whether the service takes the options of the line.
   bool Check(const WindowLine& line);
+  /// Has the player get ready for the line's content, before it can be opened.
+  void Prepare(const WindowLine& line, IHostPlayer& player);
 
   /// A window for one line; none when it cannot be configured. That is reported now or, as long as no
   /// window could be opened at all, with the first that is opened or by ReportFailures: finding out

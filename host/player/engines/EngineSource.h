@@ -29,6 +29,8 @@ class EngineSource {
   /// Gets ready for content that will probably be opened soon; what is wrong with it is told when
   /// it is opened. Thread: any.
   virtual void Prepare(const ContentAddress& /*content*/) {}
+  /// The same for content whose window is not there yet; its Prepare still comes. Thread: any.
+  virtual void PrepareEarly(const ContentAddress& /*content*/) {}
 };
 
 /// The engines of this player: modules that are loaded when the first content asks for them and stay

@@ -10,6 +10,22 @@ PlayerBoard& PlayerBoard::Get() {
   return board;
 }
 
+void PlayerBoard::SetEngines(EngineSource* engines) {
+  const MutexLock lock(mutex_);
+  engines_ = engines;
+}
+
+void PlayerBoard::Prepare(const qx::plexion::StageWindowParameters& parameters) {
+  const auto text = [](const char* value) { return std::string(value == nullptr ? "" : value); };
+  const std::string zorBase = text(parameters.zorBase);
+  ContentAddress content;
+  std::string ignored;
+  const std::string base = zorBase.empty() ? text(parameters.base) : zorBase;
+  if (!ResolveContentAddress(text(parameters.contentPath), base, content, ignored)) return;
+  const MutexLock lock(mutex_);
+  if (engines_ != nullptr) engines_->PrepareEarly(content);
+}
+
 void PlayerBoard::Add(const qx::plexion::StageWindow* window, PlayerInstance* instance) {
   if (window == nullptr || instance == nullptr) return;
   const MutexLock lock(mutex_);

@@ -20,6 +20,10 @@ class PlayerBoard {
   /// The process's one: the runtime and the player's commands are two modules of one library.
   static PlayerBoard& Get();
 
+  /// Of the runtime, for as long as it is there; null from then on.
+  void SetEngines(EngineSource* engines);
+  void Prepare(const qx::plexion::StageWindowParameters& parameters);
+
   void Add(const qx::plexion::StageWindow* window, PlayerInstance* instance);
   void Remove(const PlayerInstance* instance);
 
@@ -35,12 +39,16 @@ class PlayerBoard {
   };
 
   Mutex mutex_;
+  EngineSource* engines_ GUARDED_BY(mutex_) = nullptr;
   std::map<const qx::plexion::StageWindow*, Entry> entries_ GUARDED_BY(mutex_);
 };
 
 /// The module "IHostPlayer".
 class PlayerCommands final : public IHostPlayer {
  public:
+  void Prepare(const qx::plexion::StageWindowParameters& parameters) override {
+    PlayerBoard::Get().Prepare(parameters);
+  }
   void SetVolume(const qx::plexion::StageWindow* window, double factor) override {
     PlayerBoard::Get().SetVolume(window, factor);
   }

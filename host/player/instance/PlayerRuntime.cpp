@@ -41,7 +41,11 @@ std::unique_ptr<EngineSource> MakeEngines() {
 
 }  // namespace
 
-PlayerRuntime::PlayerRuntime() : engines_(MakeEngines()) {}
+PlayerRuntime::PlayerRuntime() : engines_(MakeEngines()) {
+  PlayerBoard::Get().SetEngines(engines_.get());
+}
+
+PlayerRuntime::~PlayerRuntime() { PlayerBoard::Get().SetEngines(nullptr); }
 
 void PlayerRuntime::GetVersion(char* buffer, unsigned long size) {
   snprintf(buffer, size, "Plexion player %s", PLEXION_VERSION);

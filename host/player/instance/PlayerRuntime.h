@@ -15,6 +15,7 @@ namespace plexion_host::player {
 class PlayerRuntime final : public qx::core::morvellib::IMorvelRuntimeLib {
  public:
   PlayerRuntime();
+  ~PlayerRuntime() override;
   void GetVersion(char* buffer, unsigned long size) override;
   uint32_t GetDefaultPixelFormat() override;
   void FillInstanceParameters(qx::core::morvellib::MorvelInstanceParameters& instanceParameters,

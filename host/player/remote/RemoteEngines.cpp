@@ -2,6 +2,8 @@
 
 #include "host/player/remote/RemoteEngines.h"
 
+#include <algorithm>
+
 #include "host/player/content/ContentProbe.h"
 #include "host/player/remote/RemoteEngine.h"
 
@@ -16,6 +18,13 @@ ContentOrder OrderOf(const ContentAddress& content, const ProbeResult& probe) {
   return order;
 }
 
+/// A network is asked when the content is wanted, and not before; and so is everything while the
+/// operator has not said "go", who may want other content.
+bool MayPrepare(const ContentAddress& content, ProbeResult& probe) {
+  EngineError ignored;
+  return content.url.empty() && !IsHostPaused() && ProbeContent(content, probe, ignored);
+}
+
 }  // namespace
 
 std::unique_ptr<Engine> RemoteEngines::OpenEngine(const ContentAddress& content, EngineHost& host,
@@ -26,13 +35,31 @@ std::unique_ptr<Engine> RemoteEngines::OpenEngine(const ContentAddress& content,
 }
 
 void RemoteEngines::Prepare(const ContentAddress& content) {
-  // A network is asked when the content is wanted, and not before; and so is everything while the
-  // operator has not said "go", who may want other content.
-  if (!content.url.empty() || IsHostPaused()) return;
   ProbeResult probe;
-  EngineError ignored;
-  if (!ProbeContent(content, probe, ignored)) return;
-  processes_.Prepare(OrderOf(content, probe), probe.description);
+  if (!MayPrepare(content, probe)) return;
+  const ContentOrder order = OrderOf(content, probe);
+  {
+    const MutexLock lock(mutex_);
+    const auto early = std::find_if(early_.begin(), early_.end(), [&](const ContentOrder& other) {
+      return other.kind == order.kind && other.network == order.network;
+    });
+    if (early != early_.end()) {
+      early_.erase(early);
+      return;
+    }
+  }
+  processes_.Prepare(order, probe.description);
+}
+
+void RemoteEngines::PrepareEarly(const ContentAddress& content) {
+  ProbeResult probe;
+  if (!MayPrepare(content, probe)) return;
+  const ContentOrder order = OrderOf(content, probe);
+  {
+    const MutexLock lock(mutex_);
+    early_.push_back(order);
+  }
+  processes_.Prepare(order, probe.description);
 }
 
 }  // namespace plexion_host::player::remote

@@ -5,7 +5,9 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "host/base/Mutex.h"
 #include "host/player/engines/EngineSource.h"
 #include "host/player/remote/ContentProcesses.h"
 
@@ -22,8 +24,12 @@ class RemoteEngines final : public EngineSource {
                                      EngineError& error) override;
   /// Has a process started and its libraries opened.
   void Prepare(const ContentAddress& content) override;
+  void PrepareEarly(const ContentAddress& content) override;
 
  private:
+  Mutex mutex_;
+  std::vector<ContentOrder> early_
+      GUARDED_BY(mutex_);  ///< prepared, and no window has come for it yet
   ContentProcesses processes_;
 };
 
