@@ -125,16 +125,20 @@ def main():
         check(code == 1 and "IPlexion.so has version 99." in text, "a module of another contract was called:\n" + text)
         module.write_bytes(built)
 
-        # By pkg-config; the flags of a module stand in the package's file.
-        environment = dict(os.environ, PKG_CONFIG_PATH=str(kit / "lib/pkgconfig"))
-        flags = must("pkg-config", "--cflags", "--libs", "plexion", env=environment).split()
-        options = re.search(r"linked with (\S+)", (kit / "lib/pkgconfig/plexion.pc").read_text())[1]
+        # By pkg-config, with the lines of the guide as they stand there.
+        environment = dict(os.environ, PKG_CONFIG_PATH=str(kit / "share/pkgconfig"), MINIMAL_HOST=str(source))
         contract = must("pkg-config", "--variable=contract", "plexion", env=environment).strip()
         versions = json.loads((kit / "share/plexion/contract.json").read_text())["versions"]
         check(contract == versions[-1]["version"], f"the package says contract {contract}, the file {versions}")
-        must(args.compiler, "-std=c++17", "-shared", "-fPIC", options, source / "Player.cpp", *flags,
-             "-pthread", "-o", folder / "built/IMorvelRuntimeLib.so")
-        must(host, content)
+        guide = (kit / "share/doc/plexion/porting.md").read_text()
+        lines = re.search(r"<!-- by hand -->\n```\n(.*?)```\n<!-- end -->", guide, re.S)[1]
+        by_hand = folder / "by-hand"
+        by_hand.mkdir()
+        must("bash", "-eu", "-c", lines, env=environment, cwd=by_hand)
+        shutil.rmtree(frames)
+        frames.mkdir()
+        must(by_hand / "minimal-host", "--frames", frames, "--outputrect", "100,120,320,180", content)
+        look_at(frames)
     finally:
         shutil.rmtree(folder)
 
