@@ -163,6 +163,7 @@ std::string CommandsPage() {
          Entry("check CONTENT", "What is in it, what a frame costs, what is not drawn") +
          Entry("programme check FILE", "Is a programme right, and are its contents there") +
          Entry("programme show FILE", "What plays on a day, as a table and a picture") +
+         Entry("ctl COMMAND ...", "What an operator says, to one that runs already") +
          "Each of them tells more with --help.\n";
 }
 
