@@ -35,24 +35,29 @@ HWY_INLINE V Channel(const Gradient::Piece* pieces, int count, int channel, V t)
   return hn::MulAdd(slope, t, base);
 }
 
+/// Channels as pixels. A number below 2^22 plus 2^23 ends in its nearest whole number, which costs a
+/// fraction of a conversion that minds what does not fit; shifts push the rest of it out.
 template <bool kClamp>
 HWY_INLINE hn::Vec<hn::RebindToUnsigned<Floats>> Pack(V blue, V green, V red, V alpha,
                                                       bool opaque) {
   const Floats d;
   const hn::RebindToUnsigned<Floats> du;
   const V full = hn::Set(d, 255.0f);
+  const V ones = hn::Set(d, 8388608.0f);
   const auto byte = [&](V v) {
     if (kClamp) v = hn::Min(hn::Max(v, hn::Zero(d)), full);
-    return hn::BitCast(du, hn::NearestInt(v));
+    return hn::BitCast(du, hn::Add(v, ones));
   };
+  const auto low = hn::Set(du, 0xffu);
   if (opaque) {
     return hn::Or(hn::Or(hn::Set(du, 0xff000000u), hn::ShiftLeft<16>(byte(red))),
-                  hn::Or(hn::ShiftLeft<8>(byte(green)), byte(blue)));
+                  hn::Or(hn::ShiftLeft<8>(byte(green)), hn::And(byte(blue), low)));
   }
   const V factor = hn::Mul(alpha, hn::Set(d, 1.0f / 255));
   return hn::Or(
       hn::Or(hn::ShiftLeft<24>(byte(alpha)), hn::ShiftLeft<16>(byte(hn::Mul(red, factor)))),
-      hn::Or(hn::ShiftLeft<8>(byte(hn::Mul(green, factor))), byte(hn::Mul(blue, factor))));
+      hn::Or(hn::ShiftLeft<8>(byte(hn::Mul(green, factor))),
+             hn::And(byte(hn::Mul(blue, factor)), low)));
 }
 
 template <bool kRadial>
@@ -64,8 +69,9 @@ HWY_INLINE void RowBy(const RowOfT& row, const Gradient::Piece* pieces, int coun
   const int lanes = static_cast<int>(hn::Lanes(d));
   const V first = hn::Set(d, row.first);
   const V last = hn::Set(d, row.last);
-  for (int i = 0; i < n; i += lanes) {
-    const V column = hn::Iota(d, static_cast<float>(i));
+  const V wide = hn::Set(d, static_cast<float>(lanes));
+  V column = hn::Iota(d, 0);
+  for (int i = 0; i < n; i += lanes, column = hn::Add(column, wide)) {
     const V x = hn::MulAdd(hn::Set(d, row.xStep), column, hn::Set(d, row.x));
     V t = x;
     if (kRadial) {
@@ -98,35 +104,45 @@ HWY_INLINE void RowBy(const RowOfT& row, const Gradient::Piece* pieces, int coun
 }
 
 /// The same for what most gradients are: tame, of few pieces, without a focus of its own.
-template <bool kRadial, bool kOpaque, int kCount>
+/// kOneHue: only alpha differs from stop to stop, as in every light that fades out.
+template <bool kRadial, bool kOpaque, bool kOneHue, int kCount>
 HWY_INLINE void PlainRow(const RowOfT& row, const Gradient::Piece* pieces, int n,
                          uint32_t* pixels) {
   const Floats d;
   const hn::RebindToUnsigned<Floats> du;
-  constexpr int kChannels = kOpaque ? 3 : 4;
+  constexpr int kFirst = kOneHue ? 3 : 0;
+  constexpr int kEnd = kOpaque ? 3 : 4;
   const int lanes = static_cast<int>(hn::Lanes(d));
   const V first = hn::Set(d, row.first);
   const V last = hn::Set(d, row.last);
-  V base[kCount][kChannels];
-  V slope[kCount][kChannels];
+  // In registers: a store to the pixels could be one to the row, as far as the compiler knows.
+  const V x0 = hn::Set(d, row.x);
+  const V y0 = hn::Set(d, row.y);
+  const V xStep = hn::Set(d, row.xStep);
+  const V yStep = hn::Set(d, row.yStep);
+  V base[kCount][4];
+  V slope[kCount][4];
   V offset[kCount];
   for (int p = 0; p < kCount; ++p) {
     offset[p] = hn::Set(d, pieces[p].offset);
-    for (int c = 0; c < kChannels; ++c) {
+    for (int c = kFirst; c < kEnd; ++c) {
       base[p][c] = hn::Set(d, pieces[p].base[c]);
       slope[p][c] = hn::Set(d, pieces[p].slope[c]);
     }
   }
-  for (int i = 0; i < n; i += lanes) {
-    const V column = hn::Iota(d, static_cast<float>(i));
-    V t = hn::MulAdd(hn::Set(d, row.xStep), column, hn::Set(d, row.x));
+  V channel[4];
+  for (int c = 0; c < 4; ++c) channel[c] = hn::Set(d, pieces[0].base[c]);
+  // Numbered once: a row of numbers goes by way of memory.
+  const V wide = hn::Set(d, static_cast<float>(lanes));
+  V column = hn::Iota(d, 0);
+  for (int i = 0; i < n; i += lanes, column = hn::Add(column, wide)) {
+    V t = hn::MulAdd(xStep, column, x0);
     if (kRadial) {
-      const V y = hn::MulAdd(hn::Set(d, row.yStep), column, hn::Set(d, row.y));
+      const V y = hn::MulAdd(yStep, column, y0);
       t = hn::Sqrt(hn::MulAdd(t, t, hn::Mul(y, y)));
     }
     t = hn::Min(hn::Max(t, first), last);
-    V channel[4];
-    for (int c = 0; c < kChannels; ++c) {
+    for (int c = kFirst; c < kEnd; ++c) {
       V from = base[0][c];
       V times = slope[0][c];
       for (int p = 1; p < kCount; ++p) {
@@ -136,21 +152,21 @@ HWY_INLINE void PlainRow(const RowOfT& row, const Gradient::Piece* pieces, int n
       }
       channel[c] = hn::MulAdd(times, t, from);
     }
-    const V alpha = kOpaque ? first : channel[3];
-    hn::StoreU(Pack<false>(channel[0], channel[1], channel[2], alpha, kOpaque), du, pixels + i);
+    hn::StoreU(Pack<false>(channel[0], channel[1], channel[2], channel[3], kOpaque), du,
+               pixels + i);
   }
 }
 
-template <bool kRadial, bool kOpaque>
+template <bool kRadial, bool kOpaque, bool kOneHue>
 void PlainRowOf(const RowOfT& row, const Gradient::Piece* pieces, int count, int n,
                 uint32_t* pixels) {
   switch (count) {
     case 1:
-      return PlainRow<kRadial, kOpaque, 1>(row, pieces, n, pixels);
+      return PlainRow<kRadial, kOpaque, kOneHue, 1>(row, pieces, n, pixels);
     case 2:
-      return PlainRow<kRadial, kOpaque, 2>(row, pieces, n, pixels);
+      return PlainRow<kRadial, kOpaque, kOneHue, 2>(row, pieces, n, pixels);
     default:
-      return PlainRow<kRadial, kOpaque, 3>(row, pieces, n, pixels);
+      return PlainRow<kRadial, kOpaque, kOneHue, 3>(row, pieces, n, pixels);
   }
 }
 
@@ -161,9 +177,11 @@ void AnyRow(const RowOfT& row, const Gradient::Piece* pieces, int count, bool op
   if (!row.tame || focused || count > 3) {
     RowBy<kRadial>(row, pieces, count, opaque, n, pixels);
   } else if (opaque) {
-    PlainRowOf<kRadial, true>(row, pieces, count, n, pixels);
+    PlainRowOf<kRadial, true, false>(row, pieces, count, n, pixels);
+  } else if (row.oneHue) {
+    PlainRowOf<kRadial, false, true>(row, pieces, count, n, pixels);
   } else {
-    PlainRowOf<kRadial, false>(row, pieces, count, n, pixels);
+    PlainRowOf<kRadial, false, false>(row, pieces, count, n, pixels);
   }
 }
 
@@ -311,6 +329,11 @@ Gradient::Result Gradient::Prepare(const Paint& paint) {
   tame_ = std::all_of(pieces_.begin(), pieces_.end(), [](const Piece& piece) {
     return std::all_of(piece.slope, piece.slope + 4, [](float s) { return std::abs(s) < kSteep; });
   });
+  const float* const hue = pieces_.front().base;
+  oneHue_ = std::all_of(pieces_.begin(), pieces_.end(), [hue](const Piece& piece) {
+    return std::equal(hue, hue + 3, piece.base) && piece.slope[0] == 0 && piece.slope[1] == 0 &&
+           piece.slope[2] == 0;
+  });
   return Result::kRows;
 }
 
@@ -328,6 +351,7 @@ void Gradient::Row(int x, int y, int n, uint32_t* pixels) const {
   row.first = first_;
   row.last = last_;
   row.tame = tame_;
+  row.oneHue = oneHue_;
   const int count = static_cast<int>(pieces_.size());
   if (radial_) {
     HWY_DYNAMIC_DISPATCH(RadialRow)(row, pieces_.data(), count, opaque_, n, pixels);

@@ -17,7 +17,8 @@ struct RowOfT {
   float x, xStep, y, yStep;
   float focusX, focusY, spread;
   float first, last;
-  bool tame;  ///< no channel of a piece leaves 0 to 255 by as much as its rounding
+  bool tame;    ///< no channel of a piece leaves 0 to 255 by as much as its rounding
+  bool oneHue;  ///< blue, green and red are those of the first piece all along
 };
 
 /// A gradient made ready to be asked for rows of pixels.
@@ -51,6 +52,7 @@ class Gradient {
   bool opaque_ = false;
   bool radial_ = false;
   bool tame_ = false;
+  bool oneHue_ = false;
   float first_ = 0, last_ = 1;
   // Where t comes from: linear t = x of the unit plane; radial as described at Prepare.
   double xx_ = 0, xy_ = 0, x0_ = 0;  // the unit plane's x = xx * x + xy * y + x0

@@ -47,8 +47,9 @@ void BilinearRow(const uint32_t* source, int stride, int width, int height, floa
   const auto lastX = hn::Set(di, width - 1);
   const auto lastY = hn::Set(di, height - 1);
   const auto* const base = reinterpret_cast<const int32_t*>(source);
-  for (int i = 0; i < n; i += lanes) {
-    const auto column = hn::Iota(d, static_cast<float>(i));
+  const auto wide = hn::Set(d, static_cast<float>(lanes));
+  auto column = hn::Iota(d, 0);
+  for (int i = 0; i < n; i += lanes, column = hn::Add(column, wide)) {
     auto x = hn::MulAdd(hn::Set(d, uStep), column, hn::Set(d, u));
     auto y = hn::MulAdd(hn::Set(d, vStep), column, hn::Set(d, v));
     x = hn::Min(hn::Max(x, hn::Zero(d)), right);
