@@ -185,6 +185,27 @@ TEST(CompositingTest, MasksMeetByTheirModes) {
   EXPECT_EQ(MaskStart(MaskMode::kSubtract), 255);
 }
 
+TEST(CompositingTest, MasksMeetAlikeAllAlongARow) {
+  std::vector<uint8_t> before(203), mask(203);
+  for (size_t i = 0; i < before.size(); ++i) {
+    before[i] = static_cast<uint8_t>(i * 89);
+    mask[i] = static_cast<uint8_t>(i * 151 + 7);
+  }
+  for (int mode = 0; mode <= static_cast<int>(MaskMode::kDifference); ++mode) {
+    std::vector<uint8_t> into = before;
+    AddMask({into.data(), 203, 1, 203}, {mask.data(), 203, 1, 203}, {1, 0, 202, 1},
+            static_cast<MaskMode>(mode), 0.7f, mode % 2 == 1);
+    EXPECT_EQ(into[0], before[0]);
+    EXPECT_EQ(into[202], before[202]);
+    for (size_t i = 1; i < 202; ++i) {
+      uint8_t one = before[i];
+      AddMask({&one, 1, 1, 1}, {&mask[i], 1, 1, 1}, {0, 0, 1, 1}, static_cast<MaskMode>(mode), 0.7f,
+              mode % 2 == 1);
+      EXPECT_EQ(into[i], one) << mode << " at " << i;
+    }
+  }
+}
+
 TEST(CompositingTest, MattesLeaveWhatTheyShow) {
   uint32_t matte = 0x80800000u;  // half red
   const auto leaves = [&matte](MatteMode mode) {

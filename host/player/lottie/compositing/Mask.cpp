@@ -14,17 +14,22 @@ uint8_t Byte(float unit) {
   return static_cast<uint8_t>(unit > 0 ? std::lrint(std::min(unit, 1.0f) * 255) : 0);
 }
 
-/// Calls `combine(into, mask)` for each pixel of the rectangle.
-template <class Combine>
-void ForEach(const Coverage& into, const Coverage& mask, const IntRect& rect, Combine combine) {
-  const IntRect area = rect.Cut(into.Bounds()).Cut(mask.Bounds());
-  for (int y = area.top; y < area.bottom; ++y) {
-    uint8_t* const to = into.Row(y);
-    const uint8_t* const from = mask.Row(y);
-    for (int x = area.left; x < area.right; ++x) {
-      to[x] = static_cast<uint8_t>(combine(uint32_t{to[x]}, uint32_t{from[x]}));
-    }
+CoverSum SumOf(MaskMode mode) {
+  switch (mode) {
+    case MaskMode::kAdd:
+      return CoverSum::kEither;
+    case MaskMode::kSubtract:
+      return CoverSum::kWithout;
+    case MaskMode::kIntersect:
+      return CoverSum::kBoth;
+    case MaskMode::kLighten:
+      return CoverSum::kLarger;
+    case MaskMode::kDarken:
+      return CoverSum::kSmaller;
+    case MaskMode::kDifference:
+      break;
   }
+  return CoverSum::kDifference;
 }
 
 }  // namespace
@@ -42,26 +47,11 @@ uint8_t MaskStart(MaskMode first) {
 
 void AddMask(const Coverage& into, const Coverage& mask, const IntRect& rect, MaskMode mode,
              float opacity, bool inverted) {
-  const uint32_t flip = inverted ? 255 : 0;
-  const uint32_t alpha = Byte(opacity);
-  const auto run = [&](auto combine) {
-    ForEach(into, mask, rect, [flip, alpha, combine](uint32_t a, uint32_t m) {
-      return combine(a, TimesByte(m ^ flip, alpha));
-    });
-  };
-  switch (mode) {
-    case MaskMode::kAdd:
-      return run([](uint32_t a, uint32_t m) { return a + m - TimesByte(a, m); });
-    case MaskMode::kSubtract:
-      return run([](uint32_t a, uint32_t m) { return TimesByte(a, 255 - m); });
-    case MaskMode::kIntersect:
-      return run([](uint32_t a, uint32_t m) { return TimesByte(a, m); });
-    case MaskMode::kLighten:
-      return run([](uint32_t a, uint32_t m) { return std::max(a, m); });
-    case MaskMode::kDarken:
-      return run([](uint32_t a, uint32_t m) { return std::min(a, m); });
-    case MaskMode::kDifference:
-      return run([](uint32_t a, uint32_t m) { return a > m ? a - m : m - a; });
+  const IntRect area = rect.Cut(into.Bounds()).Cut(mask.Bounds());
+  if (area.IsEmpty()) return;
+  for (int y = area.top; y < area.bottom; ++y) {
+    CombineCover(into.Row(y) + area.left, mask.Row(y) + area.left, area.Width(), SumOf(mode),
+                 inverted ? 255 : 0, Byte(opacity));
   }
 }
 

@@ -24,6 +24,8 @@ class SurfacePool::Block {
 SurfacePool::SurfacePool(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
 SurfacePool::~SurfacePool() = default;
 
+SurfacePool::Lease::Lease() = default;
+
 SurfacePool::Lease::Lease(Lease&& other) noexcept
     : surface(std::exchange(other.surface, {})),
       coverage(std::exchange(other.coverage, {})),

@@ -28,7 +28,7 @@ class SurfacePool {
   /// Gives the memory back to the pool at its end.
   class Lease {
    public:
-    Lease() = default;
+    Lease();
     Lease(Lease&& other) noexcept;
     Lease& operator=(Lease&& other) noexcept;
     ~Lease();

@@ -95,6 +95,48 @@ void Scale(uint32_t* target, const uint8_t* cover, int n) {
   });
 }
 
+/// Bytes are worked on in pairs of them, so that products fit.
+template <class Step>
+HWY_INLINE void CombineRow(uint8_t* into, const uint8_t* cover, int n, uint8_t flip, uint8_t alpha,
+                           const Step& step) {
+  const auto run = [=](auto d, int i) {
+    const hn::Rebind<uint8_t, decltype(d)> bytes;
+    const auto turned = hn::Xor(hn::PromoteTo(d, hn::LoadU(bytes, cover + i)), hn::Set(d, flip));
+    const auto mask = DivideBy255(hn::Mul(turned, hn::Set(d, alpha)));
+    const auto sum = step(d, hn::PromoteTo(d, hn::LoadU(bytes, into + i)), mask);
+    hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(hn::RebindToSigned<decltype(d)>(), sum)), bytes,
+               into + i);
+  };
+  const hn::ScalableTag<uint16_t> wide;
+  const int lanes = static_cast<int>(hn::Lanes(wide));
+  int i = 0;
+  for (; i + lanes <= n; i += lanes) run(wide, i);
+  const hn::CappedTag<uint16_t, 1> one;
+  for (; i < n; ++i) run(one, i);
+}
+
+void Combine(uint8_t* into, const uint8_t* cover, int n, CoverSum how, uint8_t flip,
+             uint8_t alpha) {
+  const auto run = [=](const auto& step) { CombineRow(into, cover, n, flip, alpha, step); };
+  switch (how) {
+    case CoverSum::kEither:
+      return run(
+          [](auto, auto a, auto m) { return hn::Sub(hn::Add(a, m), DivideBy255(hn::Mul(a, m))); });
+    case CoverSum::kWithout:
+      return run([](auto d, auto a, auto m) {
+        return DivideBy255(hn::Mul(a, hn::Sub(hn::Set(d, 255), m)));
+      });
+    case CoverSum::kBoth:
+      return run([](auto, auto a, auto m) { return DivideBy255(hn::Mul(a, m)); });
+    case CoverSum::kLarger:
+      return run([](auto, auto a, auto m) { return hn::Max(a, m); });
+    case CoverSum::kSmaller:
+      return run([](auto, auto a, auto m) { return hn::Min(a, m); });
+    case CoverSum::kDifference:
+      return run([](auto, auto a, auto m) { return hn::Sub(hn::Max(a, m), hn::Min(a, m)); });
+  }
+}
+
 }  // namespace plexion_host::movie::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -108,6 +150,7 @@ HWY_EXPORT(ColourCovered);
 HWY_EXPORT(Pixels);
 HWY_EXPORT(PixelsCovered);
 HWY_EXPORT(Scale);
+HWY_EXPORT(Combine);
 
 uint32_t ResolveCells(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* cover) {
   return HWY_DYNAMIC_DISPATCH(Resolve)(cells, n, sum, evenOdd, cover);
@@ -144,6 +187,11 @@ void BlendPixels(uint32_t* target, const uint32_t* source, uint8_t cover, int n)
 
 void BlendPixels(uint32_t* target, const uint32_t* source, const uint8_t* cover, int n) {
   HWY_DYNAMIC_DISPATCH(PixelsCovered)(target, source, cover, n);
+}
+
+void CombineCover(uint8_t* into, const uint8_t* cover, int n, CoverSum how, uint8_t flip,
+                  uint8_t alpha) {
+  HWY_DYNAMIC_DISPATCH(Combine)(into, cover, n, how, flip, alpha);
 }
 
 void ScaleRow(uint32_t* target, const uint8_t* cover, int n) {

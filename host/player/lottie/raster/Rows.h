@@ -25,6 +25,12 @@ void BlendColour(uint32_t* target, uint32_t colour, int n);
 void BlendColour(uint32_t* target, uint32_t colour, const uint8_t* cover, int n);
 void BlendPixels(uint32_t* target, const uint32_t* source, uint8_t cover, int n);
 void BlendPixels(uint32_t* target, const uint32_t* source, const uint8_t* cover, int n);
+/// How two planes of cover are put together: what either covers, what the first does without the
+/// second, what both do, the larger, the smaller, what differs.
+enum class CoverSum : uint8_t { kEither, kWithout, kBoth, kLarger, kSmaller, kDifference };
+/// `into` with each byte of `cover`, turned round by `flip` (0 or 255) and then times `alpha`.
+void CombineCover(uint8_t* into, const uint8_t* cover, int n, CoverSum how, uint8_t flip,
+                  uint8_t alpha);
 /// The target times the cover.
 void ScaleRow(uint32_t* target, const uint8_t* cover, int n);
 
