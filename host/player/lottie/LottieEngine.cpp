@@ -182,7 +182,7 @@ class LottieEngine final : public Engine {
       holds_ = {time_, time_};
       return true;
     }
-    if (evaluated_ && holds_.Holds(time_)) return true;
+    if (evaluated_ && (holds_.Holds(time_) || time_ == evaluatedAt_)) return true;
     // Only now, so that the same moment can be drawn again.
     if (listShown_) std::swap(shown_, list_);
     listShown_ = false;
@@ -191,6 +191,7 @@ class LottieEngine final : public Engine {
       holds_ =
           scene_->Evaluate(time_, toPlane_, int(planeDims_.width), int(planeDims_.height), list_);
       evaluated_ = true;
+      evaluatedAt_ = time_;
       if (scripts_) {
         scripts_->TellFailures([this](const std::string& what) {
           host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, what);
@@ -255,6 +256,7 @@ class LottieEngine final : public Engine {
   uint8_t bgAlpha_ = 255;
   movie::Constancy holds_;
   bool evaluated_ = false;
+  double evaluatedAt_ = 0;
   bool drawn_ = false;        ///< shown_ is what the plane shows
   movie::DisplayList list_;   ///< of the moment
   movie::DisplayList shown_;  ///< of the last Draw, unless listShown_

@@ -118,6 +118,39 @@ TEST_F(LottieEngineTest, LetsExpressionsReadTheNeighboursOfAnEffectsValue) {
   EXPECT_EQ(kRed, plane.At(11, 5));
 }
 
+TEST_F(LottieEngineTest, DrawsWhatExpressionsGiveOnlyWhenItMayHaveChanged) {
+  struct Case {
+    const char* expression;
+    unsigned frames;
+    uint32_t last;  ///< at (14, 5)
+  };
+  // The slider stands at 0 until frame 2, then at 5.
+  for (const Case& c : {Case{"clamp(value, 0, 100)", 2, kRed},
+                        Case{"[5 + effect('Way')('Across') * 2, 5]", 2, kRed},
+                        Case{"[5 + effect('Way')('Across').valueAtTime(0) + 5, 5]", 1, kRed},
+                        Case{"seedRandom(1, true); [5 + random(0), 5]", 1, 0xFF000000},
+                        Case{"[5 + random(), 5]", 5, 0xFF000000},
+                        Case{"[5 + Math.round(time * 10), 5]", 5, 0xFF000000},
+                        Case{"[effect('Way')('Across').valueAtTime(time) + 5, 5]", 2, kRed}}) {
+    std::string movie = kSquare;
+    const std::string keys = R"("p":{"a":1,)";
+    movie.insert(movie.find(keys) + keys.size(), R"("x":")" + std::string(c.expression) + R"(",)");
+    const std::string kind = R"({"ty":4,)";
+    movie.insert(movie.find(kind) + kind.size(),
+                 R"("ef":[{"ty":5,"nm":"Way","ef":[{"ty":0,"nm":"Across","v":{"a":1,"k":[
+  {"t":0,"s":[0],"h":1},{"t":2,"s":[5],"h":1}]}}]}],)");
+    const TemporaryFile file(movie);
+    const size_t before = window_.Count(kInfoRenderPlaneUpdated);
+    parameters_.bgAlpha = 255;
+    Open(file.Path());
+    PlayToEnd();
+    EXPECT_EQ(0u, window_.Count(kInfoUnsupportedPlaceholderRendered)) << c.expression;
+    EXPECT_EQ(c.frames, window_.Count(kInfoRenderPlaneUpdated) - before) << c.expression;
+    EXPECT_EQ(c.last, plane_->At(14, 5)) << c.expression;
+    player_.reset();
+  }
+}
+
 TEST_F(LottieEngineTest, GivesTheExpressionsOfEveryFrameTheirOwnBudget) {
   std::string movie = kSquare;
   const std::string keys = R"("p":{"a":1,)";

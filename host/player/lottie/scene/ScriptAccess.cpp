@@ -208,13 +208,38 @@ void ScriptAccess::Note(const void* owner, const std::string& why) {
   failures_.push_back(layer + "an expression is not used: " + why);
 }
 
-bool ScriptAccess::Evaluate(int expression, const void* owner, const ExpressionSite& site,
-                            const ScriptValue& keyed, ScriptValue& result) {
-  if (expressions_.Evaluate(expression, *this, site, keyed, result)) return true;
+bool ScriptAccess::Evaluate(int expression, const void* owner, double time,
+                            const ExpressionSite& site, const ScriptValue& keyed,
+                            ScriptValue& result, Constancy& constancy) {
+  const auto* layer = static_cast<const LayerUse*>(owner);
+  Reading reading;
+  reading.composition = layer != nullptr ? &layer->Owner() : nullptr;
+  reading.time = time;
+  Reading* const outer = reading_;
+  reading_ = &reading;
+  bool timeless = false;
+  const bool good = expressions_.Evaluate(expression, *this, site, keyed, result, &timeless);
+  reading_ = outer;
+  // One that has failed may be tried again: its budget is that of a frame.
+  if (!good || !timeless) reading.holds.Meet(time, time);
+  constancy.Meet(reading.holds.from, reading.holds.to);
+  if (good) return true;
   int failed = 0;
   std::string why;
   while (expressions_.TakeFailure(failed, why)) Note(owner, why);
   return false;
+}
+
+void ScriptAccess::NoteRead(const LayerUse* layer, const Constancy& holds) {
+  if (reading_ == nullptr) return;
+  const Constancy always;
+  if (holds.from == always.from && holds.to == always.to) return;
+  if (layer != nullptr && &layer->Owner() == reading_->composition) {
+    reading_->holds.Meet(holds.from, holds.to);
+  } else {
+    // Other compositions count other frames.
+    reading_->holds.Meet(reading_->time, reading_->time);
+  }
 }
 
 void ScriptAccess::TellFailures(const std::function<void(const std::string&)>& tell) {
@@ -231,7 +256,8 @@ ExpressionSite ScriptAccess::SiteOf(const SceneNode& property, const LayerUse* o
   return site;
 }
 
-bool ScriptAccess::Run(const Property& property, const void* owner, double time, float* values) {
+bool ScriptAccess::Run(const Property& property, const void* owner, double time, float* values,
+                       Constancy& constancy) {
   const int expression = Compiled(property.expression, owner);
   if (expression == Expressions::kNone || property.dims > ScriptValue::kMostNumbers) return false;
   ScriptValue keyed, result;
@@ -239,7 +265,7 @@ bool ScriptAccess::Run(const Property& property, const void* owner, double time,
   ExpressionSite site =
       SiteOf(PropertyNode(&property, owner), static_cast<const LayerUse*>(owner), time);
   site.seed = property.number;
-  if (!Evaluate(expression, owner, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, time, site, keyed, result, constancy)) return false;
   for (size_t i = 0; i < std::min<size_t>(property.dims, result.numbers.size()); ++i) {
     values[i] = static_cast<float>(std::clamp(result.numbers[i], -1e9, 1e9));
   }
@@ -247,7 +273,7 @@ bool ScriptAccess::Run(const Property& property, const void* owner, double time,
 }
 
 bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, double time,
-                           Outline& outline) {
+                           Outline& outline, Constancy& constancy) {
   const int expression = Compiled(property.expression, owner);
   if (expression == Expressions::kNone) return false;
   ScriptValue keyed, result;
@@ -255,13 +281,13 @@ bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, doub
   ExpressionSite site =
       SiteOf(PathNode(&property, owner), static_cast<const LayerUse*>(owner), time);
   site.seed = property.number;
-  if (!Evaluate(expression, owner, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, time, site, keyed, result, constancy)) return false;
   if (result.kind == ScriptValue::Kind::kPath) FromValue(result, outline);
   return true;
 }
 
 bool ScriptAccess::RunText(const JsonValue& source, const void* owner, double time,
-                           std::string& text) {
+                           std::string& text, Constancy& constancy) {
   const JsonValue* script = source.Find("x");
   if (script == nullptr || script->Text().empty()) return false;
   const int expression = Compiled(script->Text(), owner);
@@ -271,14 +297,14 @@ bool ScriptAccess::RunText(const JsonValue& source, const void* owner, double ti
   keyed.text = text;
   const ExpressionSite site =
       SiteOf(TextNode(&source, owner), static_cast<const LayerUse*>(owner), time);
-  if (!Evaluate(expression, owner, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, time, site, keyed, result, constancy)) return false;
   text = result.text;
   std::replace(text.begin(), text.end(), '\n', '\r');
   return true;
 }
 
 bool ScriptAccess::RunSelector(std::string_view source, const void* owner, double time, int index,
-                               int total, double percent[3]) {
+                               int total, double percent[3], Constancy& constancy) {
   const int expression = Compiled(source, owner);
   if (expression == Expressions::kNone) return false;
   const auto* use = static_cast<const LayerUse*>(owner);
@@ -288,7 +314,7 @@ bool ScriptAccess::RunSelector(std::string_view source, const void* owner, doubl
   ScriptValue keyed, result;
   keyed.kind = ScriptValue::Kind::kVector;
   keyed.numbers.assign(site.selectorValue, site.selectorValue + 3);
-  if (!Evaluate(expression, owner, site, keyed, result)) return false;
+  if (!Evaluate(expression, owner, time, site, keyed, result, constancy)) return false;
   std::copy_n(result.numbers.begin(), std::min<size_t>(3, result.numbers.size()), percent);
   return true;
 }
@@ -520,7 +546,8 @@ double ScriptAccess::NowOf(const SceneNode& node) {
 bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
                            ScriptValue& value) {
   if (node.kind != NodeKind::kProperty) return false;
-  Constancy ignored;
+  Constancy holds;
+  const auto* layer = static_cast<const LayerUse*>(node.where);
   const double time = seconds * movie_.frameRate;
   if (const JsonValue* text = TextAt(node)) {
     if (!text->IsObject()) {
@@ -535,19 +562,23 @@ bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
       if (KeyTimeOf(key) <= time) at = &key;
     }
     ToValue(*at, value);
-    if (scripted) RunText(*text, node.where, time, value.text);
+    if (scripted) RunText(*text, node.where, time, value.text, holds);
+    if (keys.count > 1) holds.Meet(time, time);
+    NoteRead(layer, holds);
     return true;
   }
-  Moment moment = {time, &ignored, scripted ? this : nullptr, node.where};
+  Moment moment = {time, &holds, scripted ? this : nullptr, node.where};
   if (IsOdd(node.what)) {
     Outline outline;
     moment.Path(*FromOdd<PathProperty>(node.what), outline);
     ToValue(outline.vertices.data(), outline.vertices.size(), outline.closed, value);
+    NoteRead(layer, holds);
     return true;
   }
   std::vector<float> numbers;
   moment.All(As<Property>(node), numbers);
   ToValue(numbers.data(), static_cast<uint32_t>(numbers.size()), value);
+  NoteRead(layer, holds);
   return true;
 }
 
@@ -598,8 +629,11 @@ void ScriptAccess::KeyValue(const SceneNode& node, int key, ScriptValue& value) 
 }
 
 Matrix ScriptAccess::MatrixOf(const SceneNode& layer, double seconds) {
-  Constancy ignored;
-  return UseOf(layer).MatrixAt(seconds * movie_.frameRate, this, ignored);
+  Constancy holds;
+  const LayerUse& use = UseOf(layer);
+  const Matrix matrix = use.MatrixAt(seconds * movie_.frameRate, this, holds);
+  NoteRead(&use, holds);
+  return matrix;
 }
 
 bool ScriptAccess::SourceRectOf(const SceneNode& node, double seconds, double box[4],
@@ -607,6 +641,7 @@ bool ScriptAccess::SourceRectOf(const SceneNode& node, double seconds, double bo
   const LayerUse& use = UseOf(node);
   const LayerKind kind = use.Model().kind;
   if (kind == LayerKind::kShape || kind == LayerKind::kText) {
+    NoteRead(&use, {use.Owner().time, use.Owner().time});
     try {
       return scene_ != nullptr && scene_->SourceRect(use, seconds * movie_.frameRate, box, cost);
     } catch (const std::bad_alloc&) {

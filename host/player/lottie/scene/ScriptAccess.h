@@ -22,12 +22,14 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   /// Tells of expressions that have failed since the last call.
   void TellFailures(const std::function<void(const std::string&)>& tell);
 
-  bool Run(const Property& property, const void* owner, double time, float* values) override;
-  bool RunPath(const PathProperty& property, const void* owner, double time,
-               Outline& outline) override;
-  bool RunText(const JsonValue& source, const void* owner, double time, std::string& text) override;
+  bool Run(const Property& property, const void* owner, double time, float* values,
+           Constancy& constancy) override;
+  bool RunPath(const PathProperty& property, const void* owner, double time, Outline& outline,
+               Constancy& constancy) override;
+  bool RunText(const JsonValue& source, const void* owner, double time, std::string& text,
+               Constancy& constancy) override;
   bool RunSelector(std::string_view expression, const void* owner, double time, int index,
-                   int total, double percent[3]) override;
+                   int total, double percent[3], Constancy& constancy) override;
 
   SceneNode CompositionNamed(std::string_view name) override;
   SceneNode CompositionOf(const SceneNode& layer) override;
@@ -52,9 +54,18 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   ScriptMarker MarkerAt(const SceneNode& composition, int position) override;
 
  private:
+  /// What the expression that is evaluated has read so far.
+  struct Reading {
+    const CompositionUse* composition = nullptr;  ///< whose frames `holds` counts
+    double time = 0;
+    Constancy holds;
+  };
+
   int Compiled(std::string_view source, const void* owner);
-  bool Evaluate(int expression, const void* owner, const ExpressionSite& site,
-                const ScriptValue& keyed, ScriptValue& result);
+  bool Evaluate(int expression, const void* owner, double time, const ExpressionSite& site,
+                const ScriptValue& keyed, ScriptValue& result, Constancy& constancy);
+  /// Remembers how long something holds that was read, in frames of its layer's composition.
+  void NoteRead(const LayerUse* layer, const Constancy& holds);
   /// Remembers why an expression of a layer is not used, to be told.
   void Note(const void* owner, const std::string& why);
   ExpressionSite SiteOf(const SceneNode& property, const LayerUse* owner, double time) const;
@@ -63,6 +74,7 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   const Movie& movie_;
   Expressions expressions_;
   Scene* scene_ = nullptr;
+  Reading* reading_ = nullptr;                     ///< of the innermost expression
   std::unordered_map<const char*, int> compiled_;  ///< by where the source lies
   std::vector<std::string> failures_;
 };

@@ -211,7 +211,7 @@ class TextLayerSource final : public TextSource {
     void Select(int script, int index, int total, double percent[3]) override {
       if (moment_.scripts == nullptr) return;
       moment_.scripts->RunSelector(sources_[static_cast<size_t>(script)], moment_.owner,
-                                   moment_.time, index, total, percent);
+                                   moment_.time, index, total, percent, *moment_.constancy);
     }
 
    private:
@@ -310,9 +310,9 @@ class TextLayerSource final : public TextSource {
     if (request.document == nullptr) return;
     const JsonValue* source = layer_.text->Find("d");
     if (moment.scripts != nullptr && source->Find("x") != nullptr) {
-      moment.constancy->Meet(moment.time, moment.time);
       scripted_ = *request.document;
-      moment.scripts->RunText(*source, moment.owner, moment.time, scripted_.text);
+      moment.scripts->RunText(*source, moment.owner, moment.time, scripted_.text,
+                              *moment.constancy);
       request.document = &scripted_;
     }
     SelectorScripts selectors(selectorScripts_, moment);
@@ -412,9 +412,9 @@ class TextLayerSource final : public TextSource {
     op.colour = movie::ColourOf(rgb);
     op.opacity = static_cast<float>(std::clamp(opacity, 0.0, 1.0));
     LookSum look;
-    look.Add(op.colour);
     look.Add(op.width);
     for (const Point& point : op.path.points) look.Add(point);
+    look.Add(op.colour);
     op.version = look.Value();
   }
 

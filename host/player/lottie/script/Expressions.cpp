@@ -157,6 +157,7 @@ void ScriptMachine::Charge(duk_context* context, double steps) {
 }
 
 double ScriptMachine::NextRandom() {
+  timed_ = timed_ || !steadyChance_;
   chance_ += 0x9E3779B97F4A7C15u;
   uint64_t mixed = chance_;
   mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9u;
@@ -173,7 +174,9 @@ void ScriptMachine::SeedRandom(double seed, bool timeless) {
   variation_ = (uint64_t{site_->seed} << 32) ^ own * 0xD6E8FEB86659FD93u;
   chance_ = variation_;
   if (!timeless) chance_ ^= time * 0xA0761D6478BD642Fu;
-  NextRandom();
+  steadyChance_ = true;
+  NextRandom();  // neighbours' first numbers resemble each other
+  steadyChance_ = timeless;
 }
 
 // --- Reading the scene ---
@@ -205,7 +208,7 @@ const ScriptValue* ScriptMachine::ReadKey(const SceneNode& property, int key) no
   }
 }
 
-double ScriptMachine::NowOf(const SceneNode& node) noexcept {
+double ScriptMachine::ReadingTimeOf(const SceneNode& node) noexcept {
   if (node == site_->property || node == site_->layer) return time_;
   return scene_->NowOf(node);
 }
@@ -249,6 +252,7 @@ int ScriptMachine::Compile(std::string_view source, std::string& error) {
   program.usesThis = translation.usesThis;
   std::string head = "(function($$t,$$this";
   for (const std::string& name : translation.names) {
+    program.timed = program.timed || name == "Date";
     if (!IsSurrounding(name)) continue;  // the language's own, or the author's
     program.arguments.push_back(name);
     head += "," + name;
@@ -289,7 +293,7 @@ duk_ret_t ScriptMachine::CompileSafely(duk_context* context, void* data) {
 // --- Evaluating ---
 
 bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
-                             const ScriptValue& keyed, ScriptValue& result) {
+                             const ScriptValue& keyed, ScriptValue& result, bool* timeless) {
   if (expression < 0 || expression >= static_cast<int>(programs_.size())) return false;
   Program& program = programs_[static_cast<size_t>(expression)];
   const bool selector = site.textTotal > 0;
@@ -304,6 +308,8 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   const double outerTime = time_;
   const uint64_t outerChance = chance_;
   const uint64_t outerVariation = variation_;
+  const bool outerSteady = steadyChance_;
+  const bool outerTimed = timed_;
   const double outerSteps = steps_;
   const char* const outerSpent = spent_;
   const double outerStart = startSeconds_;
@@ -317,6 +323,7 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   busy_.push_back(site.property);
   counting_ = true;
   SeedRandom(0, false);
+  timed_ = program.timed;
 
   Run run{this, &program, &keyed, &result, nullptr};
   const bool ran = duk_check_stack(context_, 8) != 0 &&
@@ -339,6 +346,9 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   time_ = outerTime;
   chance_ = outerChance;
   variation_ = outerVariation;
+  steadyChance_ = outerSteady;
+  if (timeless != nullptr) *timeless = !timed_;
+  timed_ = outerTimed;
   steps_ = outerSteps + steps_;  // what is read on behalf of another is its cost as well
   spent_ = outerSpent;
   startSeconds_ = outerStart;
@@ -371,7 +381,7 @@ duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
   const SceneNode node = NodeAt(context, -1);
   if (node.kind == NodeKind::kProperty && (duk_is_function(context, -1) != 0)) {
     duk_pop(context);
-    machine.PushProperty(context, node, machine.NowOf(node), true);
+    machine.PushProperty(context, node, machine.ReadingTimeOf(node), true);
   }
   if (run.keyed->kind == ScriptValue::Kind::kText && !duk_is_undefined(context, -1)) {
     duk_to_string(context, -1);
@@ -460,8 +470,8 @@ int Expressions::Compile(std::string_view source, std::string& error) {
 void Expressions::BeginFrame() { machine_->BeginFrame(); }
 
 bool Expressions::Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
-                           const ScriptValue& keyed, ScriptValue& result) {
-  return machine_->Evaluate(expression, scene, site, keyed, result);
+                           const ScriptValue& keyed, ScriptValue& result, bool* timeless) {
+  return machine_->Evaluate(expression, scene, site, keyed, result, timeless);
 }
 
 bool Expressions::TakeFailure(int& expression, std::string& why) {

@@ -77,9 +77,10 @@ class Expressions {
   ///
   /// Returns  false when it failed, now or before, or is being evaluated for the same property
   ///          already: `result` is then not to be used. A result is of the kind and the count of
-  ///          numbers of `keyed`, and finite.
+  ///          numbers of `keyed`, and finite. `timeless`, where given, says whether nothing of it
+  ///          was made of the time itself: it is then the same for as long as what it read.
   bool Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
-                const ScriptValue& keyed, ScriptValue& result);
+                const ScriptValue& keyed, ScriptValue& result, bool* timeless = nullptr);
 
   /// The next failure that nobody has heard of: which expression, and why.
   /// Returns  false when there is none.

@@ -28,7 +28,7 @@ class ScriptMachine {
   int Compile(std::string_view source, std::string& error);
   void BeginFrame() { frameSteps_ = 0; }
   bool Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
-                const ScriptValue& keyed, ScriptValue& result);
+                const ScriptValue& keyed, ScriptValue& result, bool* timeless);
   bool TakeFailure(int& expression, std::string& why);
   size_t MemoryBytes() const { return liveBytes_; }
 
@@ -38,7 +38,10 @@ class ScriptMachine {
 
   IScriptScene& Scene() { return *scene_; }
   const ExpressionSite& Site() { return *site_; }
-  double& Time() { return time_; }
+  double& Time() {
+    timed_ = true;
+    return time_;
+  }
   /// The numbers from 0 to 1 of this evaluation.
   double NextRandom();
   void SeedRandom(double seed, bool timeless);
@@ -59,7 +62,13 @@ class ScriptMachine {
   /// Reads a property. Returns  null when it has no value; else what lives until the next reading.
   const ScriptValue* Read(const SceneNode& property, double seconds, bool scripted) noexcept;
   const ScriptValue* ReadKey(const SceneNode& property, int key) noexcept;
-  double NowOf(const SceneNode& node) noexcept;
+  /// The time of the frame in the composition of a node. What is made of it changes with it.
+  double NowOf(const SceneNode& node) noexcept {
+    timed_ = true;
+    return ReadingTimeOf(node);
+  }
+  /// The same, only to read a property at: how long that stays the same is known to the scene.
+  double ReadingTimeOf(const SceneNode& node) noexcept;
 
  private:
   struct Program {
@@ -67,6 +76,7 @@ class ScriptMachine {
     void* function = nullptr;
     std::vector<std::string> arguments;
     bool usesThis = false;
+    bool timed = false;  ///< it may look at a clock
     bool failed = false;
     int strikes = 0;
   };
@@ -120,6 +130,8 @@ class ScriptMachine {
   double time_ = 0;
   uint64_t chance_ = 0;
   uint64_t variation_ = 0;
+  bool steadyChance_ = false;  ///< the same numbers at all times
+  bool timed_ = false;         ///< something was made of the time itself
   std::vector<SceneNode> busy_;
 
   size_t liveBytes_ = 0;

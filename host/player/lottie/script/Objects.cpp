@@ -64,7 +64,7 @@ SceneNode FindItem(ScriptMachine& machine, const SceneNode& list, std::string_vi
 
 /// A layer that an effect's value names.
 SceneNode NamedLayer(ScriptMachine& machine, const SceneNode& property) {
-  const ScriptValue* value = machine.Read(property, machine.NowOf(property), true);
+  const ScriptValue* value = machine.Read(property, machine.ReadingTimeOf(property), true);
   if (value == nullptr || value->numbers.empty()) return {};
   const double number = value->numbers[0];
   if (!(number >= 1 && number < 1e6)) return {};
@@ -83,7 +83,7 @@ void PushFound(duk_context* context, const SceneNode& node) {
   } else if (scene.NamesOf(node).type == "layer") {
     machine.PushNode(context, NamedLayer(machine, property));
   } else {
-    machine.PushProperty(context, property, machine.NowOf(property), true);
+    machine.PushProperty(context, property, machine.ReadingTimeOf(property), true);
   }
 }
 
@@ -95,7 +95,8 @@ bool PushSplit(duk_context* context, const SceneNode& transform) {
   duk_push_array(context);
   for (duk_uarridx_t i = 0; i < 3; ++i) {
     const SceneNode part = machine.Scene().PartOf(transform, kParts[i]);
-    const ScriptValue* value = part ? machine.Read(part, machine.NowOf(part), true) : nullptr;
+    const ScriptValue* value =
+        part ? machine.Read(part, machine.ReadingTimeOf(part), true) : nullptr;
     if (value == nullptr && i == 2) break;
     duk_push_number(context, value == nullptr || value->numbers.empty() ? 0 : value->numbers[0]);
     duk_put_prop_index(context, -2, i);
@@ -117,7 +118,7 @@ bool PushPart(duk_context* context, const SceneNode& node, std::string_view part
     const SceneNode whole =
         part == "px" || part == "py" || part == "pz" ? scene.PartOf(node, "p") : SceneNode();
     if (whole) {
-      const ScriptValue* value = machine.Read(whole, machine.NowOf(whole), true);
+      const ScriptValue* value = machine.Read(whole, machine.ReadingTimeOf(whole), true);
       const size_t at = static_cast<size_t>(part[1] - 'x');
       duk_push_number(context,
                       value == nullptr || value->numbers.size() <= at ? 0 : value->numbers[at]);
@@ -300,6 +301,7 @@ duk_ret_t GetFact(duk_context* context) {
       duk_push_number(context, scene.FactsOfLayer(node).startSeconds);
       return 1;
     case kActive:
+      machine.NowOf(node);  // with the time it comes and goes
       duk_push_boolean(context, scene.FactsOfLayer(node).active ? 1 : 0);
       return 1;
     case kHasParent:
@@ -329,7 +331,7 @@ duk_ret_t PropertyGroup(duk_context* context) {
     node = machine.Scene().GroupOf(node);
   }
   if (node.kind == NodeKind::kProperty) {
-    machine.PushProperty(context, node, machine.NowOf(node), true);
+    machine.PushProperty(context, node, machine.ReadingTimeOf(node), true);
   } else {
     machine.PushNode(context, node);
   }
@@ -387,7 +389,7 @@ duk_ret_t Carry(duk_context* context) {
   if (!ReadOperand(context, 0, point)) return duk_type_error(context, "expected a point");
   for (uint32_t i = point.count; i < 3; ++i) point.numbers[i] = 0;
   const double seconds =
-      duk_is_number(context, 1) ? duk_get_number(context, 1) : machine.NowOf(layer);
+      duk_is_number(context, 1) ? duk_get_number(context, 1) : machine.ReadingTimeOf(layer);
   const Matrix matrix = machine.Scene().MatrixOf(layer, seconds);
   const int way = duk_get_current_magic(context);
   const bool vector = way == kToVector || way == kFromVector;
@@ -512,7 +514,7 @@ duk_ret_t Markers(duk_context* context) {
 duk_ret_t PropertyValue(duk_context* context) {
   ScriptMachine& machine = ScriptMachine::Of(context);
   const SceneNode property = ThisOf(context);
-  const ScriptValue* value = machine.Read(property, machine.NowOf(property), true);
+  const ScriptValue* value = machine.Read(property, machine.ReadingTimeOf(property), true);
   if (value == nullptr) return 0;
   machine.PushValue(context, *value);
   return 1;
@@ -531,7 +533,8 @@ duk_ret_t TextStyle(duk_context* context) {
   duk_push_object(context);
   for (const auto& each : kStyle) {
     const SceneNode part = text ? machine.Scene().PartOf(text, each.part) : SceneNode();
-    const ScriptValue* value = part ? machine.Read(part, machine.NowOf(part), false) : nullptr;
+    const ScriptValue* value =
+        part ? machine.Read(part, machine.ReadingTimeOf(part), false) : nullptr;
     if (value == nullptr) continue;
     machine.PushValue(context, *value);
     duk_put_prop_string(context, -2, each.member);
@@ -873,7 +876,7 @@ void ScriptMachine::PushArgument(duk_context* context, const std::string& name,
   IScriptScene& scene = *scene_;
   switch (found->what) {
     case Surrounding::kTime:
-      duk_push_number(context, time_);
+      duk_push_number(context, Time());
       return;
     case Surrounding::kValue:
       PushValue(context, keyed);

@@ -160,7 +160,7 @@ duk_ret_t Loop(duk_context* context) {
   const LoopKind kind = LoopKindAt(context, 0);
   LoopSpan span;
   if (!FindLoop(context, property, span)) {
-    return PushAt(context, property, machine.NowOf(property));
+    return PushAt(context, property, machine.ReadingTimeOf(property));
   }
   if (kind == kContinue) return ContinueLoop(context, property, span, in);
   const double length = span.last - span.first;

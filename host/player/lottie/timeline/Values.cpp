@@ -237,8 +237,7 @@ void Moment::Numbers(const Property* property, float* values, uint32_t count) co
   }
   ValueAt(*property, time, all, *constancy);
   if (!property->expression.empty() && scripts != nullptr) {
-    constancy->Meet(time, time);
-    scripts->Run(*property, owner, time, all);
+    scripts->Run(*property, owner, time, all, *constancy);
   }
   for (uint32_t i = 0; i < std::min(count, property->dims); ++i) {
     // An expression may divide by nothing; a place that is no number would take the layer with it.
@@ -251,8 +250,7 @@ void Moment::All(const Property& property, std::vector<float>& values) const {
   values.resize(property.dims);
   ValueAt(property, time, values.data(), *constancy);
   if (!property.expression.empty() && scripts != nullptr) {
-    constancy->Meet(time, time);
-    scripts->Run(property, owner, time, values.data());
+    scripts->Run(property, owner, time, values.data(), *constancy);
   }
 }
 
@@ -260,8 +258,7 @@ void Moment::Path(const PathProperty& property, Outline& outline) const {
   PLEXION_CHECK(constancy != nullptr, "a moment has somewhere to say how long it holds");
   PathAt(property, time, outline, *constancy);
   if (!property.expression.empty() && scripts != nullptr) {
-    constancy->Meet(time, time);
-    scripts->RunPath(property, owner, time, outline);
+    scripts->RunPath(property, owner, time, outline, *constancy);
   }
 }
 

@@ -24,21 +24,23 @@ struct Constancy {
   bool Holds(double time) const { return time >= from && time < to; }
 };
 
-/// Gives properties with expressions their values.
+/// Gives properties with expressions their values. Each operation meets `constancy` with the time in
+/// which the expression gives the same: all of it where it asks for nothing that changes.
 class PropertyScripts {
  public:
   virtual ~PropertyScripts() = default;
   /// `values` has what the keys say, and gets what the expression makes of it; `owner` is whoever
   /// the properties belong to, see Moment. Returns  false when it failed: `values` is as it was.
-  virtual bool Run(const Property& property, const void* owner, double time, float* values) = 0;
+  virtual bool Run(const Property& property, const void* owner, double time, float* values,
+                   Constancy& constancy) = 0;
   virtual bool RunPath(const PathProperty& property, const void* owner, double time,
-                       Outline& outline) = 0;
+                       Outline& outline, Constancy& constancy) = 0;
   /// A text whose keys and expression `source` holds, as the document has it ("d" of a text layer).
-  virtual bool RunText(const JsonValue& source, const void* owner, double time,
-                       std::string& text) = 0;
+  virtual bool RunText(const JsonValue& source, const void* owner, double time, std::string& text,
+                       Constancy& constancy) = 0;
   /// An expression selector: how much of its animator part `index` (from 1) of `total` gets.
   virtual bool RunSelector(std::string_view expression, const void* owner, double time, int index,
-                           int total, double percent[3]) = 0;
+                           int total, double percent[3], Constancy& constancy) = 0;
 };
 
 /// The keys' value alone, `property.dims` numbers.
