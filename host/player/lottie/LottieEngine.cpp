@@ -215,6 +215,7 @@ class LottieEngine final : public Engine {
     const auto stopped = [this] { return host_.Cancelled(); };
     int64_t area = 0;
     for (int i = 0; i < damage_.Count(); ++i) area += AreaOf(damage_[i]);
+    painter_.BeginFrame();
     const size_t below =
         backdrop_.Prepare(list_, plane.width, plane.height, background, area, painter_, stopped);
     bool whole = true;

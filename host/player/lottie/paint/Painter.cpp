@@ -97,15 +97,46 @@ void Painter::PaintItems(const DisplayList& list, size_t from, size_t to, const 
 }
 
 void Painter::PaintShape(const DrawItem& item, const Canvas& canvas, const IntRect& clip) {
-  const ShapeOp& op = *item.op;
   const Matrix matrix = Moved(item.matrix, canvas.left, canvas.top);
   const IntRect inside = Moved(clip, canvas.left, canvas.top);
   const movie::Paint paint = PaintOf(item, matrix);
-  if (op.kind != ShapeOp::Kind::kStroke) {
-    const bool evenOdd = op.style != nullptr && op.style->evenOdd;
-    raster_.Fill(canvas.surface, op.path, matrix, evenOdd ? FillRule::kEvenOdd : FillRule::kNonZero,
-                 paint, &inside);
+  if (const KeptCover* cover = CoverOfResting(item, clip)) {
+    raster_.Fill(canvas.surface, *cover, -canvas.left, -canvas.top, paint, inside);
     return;
+  }
+  FillRule rule;
+  const Path& outline = OutlineOf(item, rule);
+  raster_.Fill(canvas.surface, outline, matrix, rule, paint, &inside);
+}
+
+/// Null when nothing is kept of the shape: it moves, or is too simple to be worth it.
+const KeptCover* Painter::CoverOfResting(const DrawItem& item, const IntRect& clip) {
+  constexpr size_t kSimple = 8;
+  const ShapeOp& op = *item.op;
+  if (op.outline == 0) return nullptr;
+  if (op.kind == ShapeOp::Kind::kFill && op.path.points.size() <= kSimple) return nullptr;
+  LookSum look;
+  look.Add(op.outline);
+  look.Add(item.matrix);
+  look.Add(item.bounds);
+  bool rests = false;
+  const KeptCover* cover = covers_.Find(item.key, look.Value(), rests);
+  // Where little of it is to be drawn, finding all of it would cost more than it saves.
+  if (cover != nullptr || !rests || AreaOf(clip) * 2 < AreaOf(item.bounds)) return cover;
+  FillRule rule;
+  const Path& outline = OutlineOf(item, rule);
+  recorder_.Begin(CoverCache::kMostForShape);
+  raster_.Record(outline, item.matrix, rule, item.bounds, recorder_);
+  return covers_.Keep(item.key, recorder_);
+}
+
+/// The path that is filled, which for a stroke is the line around it.
+const Path& Painter::OutlineOf(const DrawItem& item, FillRule& rule) {
+  const ShapeOp& op = *item.op;
+  rule = FillRule::kNonZero;
+  if (op.kind != ShapeOp::Kind::kStroke) {
+    if (op.style != nullptr && op.style->evenOdd) rule = FillRule::kEvenOdd;
+    return op.path;
   }
   StrokeStyle style;
   style.width = op.width;
@@ -117,8 +148,8 @@ void Painter::PaintShape(const DrawItem& item, const Canvas& canvas, const IntRe
   style.dashes = op.dashes.data();
   style.dashCount = static_cast<int>(op.dashes.size());
   style.dashOffset = op.dashOffset;
-  stroker_.Stroke(op.path, style, matrix.MaxScale(), outline_);
-  raster_.Fill(canvas.surface, outline_, matrix, FillRule::kNonZero, paint, &inside);
+  stroker_.Stroke(op.path, style, item.matrix.MaxScale(), outline_);
+  return outline_;
 }
 
 void Painter::PaintGroup(const DisplayList& list, const DrawItem& group, size_t at,
@@ -170,29 +201,36 @@ void Painter::CoverMasks(const DrawItem& group, const Canvas& canvas, const IntR
   const int width = canvas.surface.width;
   const int height = canvas.surface.height;
   const SurfacePool::Lease sum = pool_.TakeCoverage(width, height);
-  const SurfacePool::Lease one = pool_.TakeCoverage(width, height);
+  SurfacePool::Lease one;
   bool first = true;
   for (const MaskValue& value : *group.masks) {
     if (value.mask->mode == Mask::Mode::kNone) continue;
     const MaskMode mode = ModeOf(value.mask->mode);
-    if (first) sum.coverage.Clear(rect, MaskStart(mode));
+    // The first one, whole and as it is, needs nothing to be put together with.
+    const bool alone =
+        first && mode != MaskMode::kSubtract && value.opacity >= 1 && !value.mask->inverted;
+    if (!alone && one.coverage.width == 0) one = pool_.TakeCoverage(width, height);
+    const Coverage& covered = alone ? sum.coverage : one.coverage;
+    if (first && !alone) sum.coverage.Clear(rect, MaskStart(mode));
     first = false;
     if (value.expansion != 0) {
       const SurfacePool::Lease spare = pool_.TakeCoverage(width, height);
-      CoverExpanded(raster_, stroker_, scratch_, one.coverage, spare.coverage, value.path, matrix,
+      CoverExpanded(raster_, stroker_, scratch_, covered, spare.coverage, value.path, matrix,
                     FillRule::kNonZero, value.expansion, &rect);
     } else {
-      raster_.Cover(one.coverage, value.path, matrix, FillRule::kNonZero, &rect);
+      raster_.Cover(covered, value.path, matrix, FillRule::kNonZero, &rect);
     }
     if (value.featherX > 0 || value.featherY > 0) {
       // The soft edge is as wide as the feather: some two deviations to either side.
       constexpr float kSigma = 0.25f;
       const auto scaleX = static_cast<float>(hypot(matrix.a, matrix.b));
       const auto scaleY = static_cast<float>(hypot(matrix.c, matrix.d));
-      blur_.Run(one.coverage, rect, value.featherX * scaleX * kSigma,
-                value.featherY * scaleY * kSigma, Blur::Edge::kRepeat);
+      blur_.Run(covered, rect, value.featherX * scaleX * kSigma, value.featherY * scaleY * kSigma,
+                Blur::Edge::kRepeat);
     }
-    AddMask(sum.coverage, one.coverage, rect, mode, value.opacity, value.mask->inverted);
+    if (!alone) {
+      AddMask(sum.coverage, one.coverage, rect, mode, value.opacity, value.mask->inverted);
+    }
   }
   if (!first) ApplyMask(canvas.surface, sum.coverage, rect);
 }

@@ -6,6 +6,7 @@
 #include "host/player/lottie/compositing/Effects.h"
 #include "host/player/lottie/compositing/Mask.h"
 #include "host/player/lottie/compositing/SurfacePool.h"
+#include "host/player/lottie/paint/CoverCache.h"
 #include "host/player/lottie/paint/DisplayList.h"
 #include "host/player/lottie/raster/Fill.h"
 #include "host/player/lottie/raster/Stroke.h"
@@ -17,8 +18,13 @@ namespace plexion_host::movie {
 /// Life     keeps its memory from list to list. Errors: throws std::bad_alloc. Thread: one.
 class Painter {
  public:
-  /// `watchdog` counts the memory of groups' pixels; null for none. Borrowed.
-  explicit Painter(qx::plexion::MemoryWatchdog* watchdog = nullptr) : pool_(watchdog) {}
+  /// `watchdog` counts the memory of groups' pixels and of what is kept of shapes; null for none.
+  /// Borrowed.
+  explicit Painter(qx::plexion::MemoryWatchdog* watchdog = nullptr)
+      : covers_(watchdog), pool_(watchdog) {}
+
+  /// Before the first Paint of a frame: what is painted twice in one frame does not rest.
+  void BeginFrame() { covers_.BeginFrame(); }
 
   /// Draws what of the items `from` to `to` of `list` lies in `clip` over what is there. `stopped` is
   /// asked now and then; once it says so, the rest is left out.
@@ -26,6 +32,7 @@ class Painter {
   bool Paint(const DisplayList& list, size_t from, size_t to, const Surface& target,
              const IntRect& clip, const std::function<bool()>& stopped);
 
+  size_t KeptBytes() const { return covers_.Bytes(); }
   size_t PoolBytes() const { return pool_.Bytes(); }
   void Trim() { pool_.Trim(); }
 
@@ -40,12 +47,16 @@ class Painter {
   void PaintItems(const DisplayList& list, size_t from, size_t to, const Canvas& canvas,
                   const IntRect& clip);
   void PaintShape(const DrawItem& item, const Canvas& canvas, const IntRect& clip);
+  const Path& OutlineOf(const DrawItem& item, FillRule& rule);
+  const KeptCover* CoverOfResting(const DrawItem& item, const IntRect& clip);
   void PaintGroup(const DisplayList& list, const DrawItem& group, size_t at, const Canvas& canvas,
                   const IntRect& clip);
   void CoverMasks(const DrawItem& group, const Canvas& canvas, const IntRect& rect);
   void ClipBox(const DrawItem& group, const Canvas& canvas, const IntRect& rect);
 
   Rasterizer raster_;
+  CoverCache covers_;
+  CoverRecorder recorder_;
   Stroker stroker_;
   Path outline_;
   Path scratch_;

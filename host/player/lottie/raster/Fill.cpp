@@ -139,19 +139,40 @@ Rasterizer::~Rasterizer() = default;
 void Rasterizer::Fill(const Surface& target, const Path& path, const Matrix& matrix, FillRule rule,
                       const Paint& paint, const IntRect* clip) {
   const IntRect area = ClipOf(target.Bounds(), clip);
+  FillFrom(target, area, paint, [&](ISpans& spans) {
+    engine_->cells.Clear();
+    Flatten(path, matrix, area, engine_->cells);
+    engine_->cells.Sweep(rule == FillRule::kEvenOdd, spans);
+  });
+}
+
+void Rasterizer::Fill(const Surface& target, const KeptCover& cover, int dx, int dy,
+                      const Paint& paint, const IntRect& clip) {
+  const IntRect area = target.Bounds().Cut(clip);
+  FillFrom(target, area, paint, [&](ISpans& spans) { cover.Replay(dx, dy, area, spans); });
+}
+
+/// `source` gives the spans that lie in `area`.
+template <typename Source>
+void Rasterizer::FillFrom(const Surface& target, const IntRect& area, const Paint& paint,
+                          const Source& source) {
   if (area.IsEmpty()) return;
   const Gradient::Result result = engine_->gradient.Prepare(paint);
   if (result == Gradient::Result::kNothing) return;
-  uint32_t* const room = result == Gradient::Result::kRows ? engine_->Room(area.Width()) : nullptr;
-  engine_->cells.Clear();
-  Flatten(path, matrix, area, engine_->cells);
-  if (room == nullptr) {
-    ColourSpans spans(target, engine_->gradient.OneColour());
-    engine_->cells.Sweep(rule == FillRule::kEvenOdd, spans);
+  if (result == Gradient::Result::kRows) {
+    GradientSpans spans(target, engine_->gradient, engine_->Room(area.Width()));
+    source(spans);
   } else {
-    GradientSpans spans(target, engine_->gradient, room);
-    engine_->cells.Sweep(rule == FillRule::kEvenOdd, spans);
+    ColourSpans spans(target, engine_->gradient.OneColour());
+    source(spans);
   }
+}
+
+void Rasterizer::Record(const Path& path, const Matrix& matrix, FillRule rule, const IntRect& clip,
+                        CoverRecorder& recorder) {
+  engine_->cells.Clear();
+  Flatten(path, matrix, clip, engine_->cells);
+  engine_->cells.Sweep(rule == FillRule::kEvenOdd, recorder);
 }
 
 void Rasterizer::Cover(const Coverage& target, const Path& path, const Matrix& matrix,

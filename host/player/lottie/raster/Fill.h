@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "host/player/lottie/raster/Image.h"
+#include "host/player/lottie/raster/KeptCover.h"
 #include "host/player/lottie/raster/Paint.h"
 #include "host/player/lottie/raster/Path.h"
 #include "host/player/lottie/raster/Surface.h"
@@ -32,6 +33,13 @@ class Rasterizer {
   void Fill(const Surface& target, const Path& path, const Matrix& matrix, FillRule rule,
             const Paint& paint, const IntRect* clip = nullptr);
 
+  /// Writes down what Fill would cover within `clip`, for the other Fill.
+  void Record(const Path& path, const Matrix& matrix, FillRule rule, const IntRect& clip,
+              CoverRecorder& recorder);
+  /// Draws what was recorded, moved by (dx, dy): as Fill does with the recorded path.
+  void Fill(const Surface& target, const KeptCover& cover, int dx, int dy, const Paint& paint,
+            const IntRect& clip);
+
   /// Writes how much of each pixel is covered, 0 where nothing is, over all of `target` or `clip`.
   void Cover(const Coverage& target, const Path& path, const Matrix& matrix, FillRule rule,
              const IntRect* clip = nullptr);
@@ -42,6 +50,9 @@ class Rasterizer {
 
  private:
   class Engine;
+  template <typename Source>
+  void FillFrom(const Surface& target, const IntRect& area, const Paint& paint,
+                const Source& source);
   std::unique_ptr<Engine> engine_;
 };
 

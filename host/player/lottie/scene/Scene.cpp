@@ -247,7 +247,7 @@ void Scene::CutSolid(LayerUse& use) {
   }
   LookSum look;
   for (const Point& point : op.path.points) look.Add(point);
-  op.version = look.Value();
+  op.version = op.outline = look.Value();
 }
 
 /// Strokes a layer's masks with a brush: dots of the brush's size, `spacing` apart.
@@ -298,7 +298,7 @@ void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
     look.Add(op.width);
     look.Add(op.colour);
     look.Add(op.dashes[1]);
-    op.version = look.Value();
+    op.version = op.outline = look.Value();
     use.strokes_.push_back(std::move(op));
   }
 }

@@ -414,6 +414,7 @@ class TextLayerSource final : public TextSource {
     LookSum look;
     look.Add(op.width);
     for (const Point& point : op.path.points) look.Add(point);
+    op.outline = look.Value();
     look.Add(op.colour);
     op.version = look.Value();
   }

@@ -103,6 +103,7 @@ ShapeOp& ShapeTree::NewOp(ShapeOp::Kind kind) {
     ops_.emplace_back();
     before_.emplace_back();
     sums_.push_back(0);
+    outlineSums_.push_back(0);
   }
   std::swap(before_[opCount_], ops_[opCount_].path);
   ShapeOp& op = ops_[opCount_++];
@@ -364,11 +365,16 @@ void ShapeTree::FillPaths() {
 void ShapeTree::FinishOp(size_t index, bool sameList) {
   ShapeOp& op = ops_[index];
   if (op.kind == ShapeOp::Kind::kBegin || op.kind == ShapeOp::Kind::kEnd) return;
+  const uint64_t outlineSum = OutlineSum(op);
   const uint64_t sum = StyleSum(op);
-  const bool same = sameList && sum == sums_[index] && SamePath(op.path, before_[index]);
+  const bool samePath = sameList && SamePath(op.path, before_[index]);
+  if (!samePath || outlineSum != outlineSums_[index]) op.outline = ++lastVersion_;
+  const bool same = samePath && sum == sums_[index];
+  outlineSums_[index] = outlineSum;
   sums_[index] = sum;
   if (same) return;
   op.version = ++lastVersion_;
+  if (samePath) return;
   float box[4] = {0, 0, 0, 0};
   bool any = false;
   for (const Point& point : op.path.points) {

@@ -28,6 +28,7 @@ struct ShapeOp {
   Path path;
   float left = 0, top = 0, right = 0, bottom = 0;  ///< box around the path's points
   uint64_t version = 0;  ///< another one when the path or anything below is another
+  uint64_t outline = 0;  ///< another one when what is covered is another; 0: it says nothing
 
   Colour colour;  ///< opaque; without gradient
   bool gradient = false;
@@ -97,6 +98,7 @@ class ShapeTree {
   size_t opCount_ = 0;
   std::vector<Path> before_;  // what the ops' paths were
   std::vector<uint64_t> sums_;
+  std::vector<uint64_t> outlineSums_;
   uint64_t lastVersion_ = 0;
   Constancy constancy_;
   bool evaluated_ = false;

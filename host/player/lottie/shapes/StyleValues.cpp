@@ -170,20 +170,26 @@ void ReadStyleValues(const Shape& shape, const Moment& moment, std::vector<float
   }
 }
 
-uint64_t StyleSum(const ShapeOp& op) {
+uint64_t OutlineSum(const ShapeOp& op) {
   Sum sum;
   sum.Add(op.kind);
   sum.Add(op.style);
+  if (op.kind == ShapeOp::Kind::kStroke) {
+    sum.Add(op.width);
+    for (const float dash : op.dashes) sum.Add(dash);
+    sum.Add(op.dashOffset);
+  }
+  return sum.Value();
+}
+
+uint64_t StyleSum(const ShapeOp& op) {
+  Sum sum;
+  sum.Add(OutlineSum(op));
   sum.Add(op.colour);
   if (op.gradient) {
     for (const GradientStop& stop : op.stops) sum.Add(stop);
     const float numbers[] = {op.x1, op.y1, op.x2, op.y2, op.focalX, op.focalY};
     sum.Add(numbers);
-  }
-  if (op.kind == ShapeOp::Kind::kStroke) {
-    sum.Add(op.width);
-    for (const float dash : op.dashes) sum.Add(dash);
-    sum.Add(op.dashOffset);
   }
   return sum.Value();
 }

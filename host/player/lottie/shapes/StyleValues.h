@@ -10,6 +10,8 @@ namespace plexion_host::movie {
 void ReadStyleValues(const Shape& shape, const Moment& moment, std::vector<float>& numbers,
                      ShapeOp& op);
 
+/// The same for ops that cover the same, but for their paths.
+uint64_t OutlineSum(const ShapeOp& op);
 /// The same for ops that look the same, but for their paths.
 uint64_t StyleSum(const ShapeOp& op);
 
