@@ -331,9 +331,16 @@ bool Launcher::LoadService() {
 }
 
 bool Launcher::ReadProgrammeFile() {
-  if (!line_.windowArguments.empty()) {
-    return FailUsage("--programme: '" + line_.windowArguments.front() +
-                     "' stands beside it; expected no other content");
+  // Of what else the service reads by itself, the operator's shell is of use here.
+  const std::vector<std::string>& words = line_.windowArguments;
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (words[i] == "--useshell") continue;
+    if (words[i] == "--modulemap") {
+      ++i;
+      continue;
+    }
+    return FailUsage("--programme: '" + words[i] +
+                     "' stands beside it; expected no other content, and no option of a window");
   }
   calendar_ = Acquire<ICalendar>("ICalendar");
   if (!calendar_) return Fail(kExitCannotWork, "module ICalendar is not available: " + error_);

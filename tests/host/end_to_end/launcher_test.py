@@ -430,7 +430,7 @@ class Signage(Story):
         frames = []
         with open(self.path("log"), encoding="utf-8") as log:
             for line in log:
-                time, middle, _ = line.split()
+                time, middle = line.split()[:2]
                 frames.append((int(time), middle))
         return code, err, frames
 
@@ -521,13 +521,16 @@ class Programme(Story):
         for arguments, message in [(["wrong.json"], 'wrong.json: line 2, playlists.a[0]: "content"'),
                                    (["none.json"], "none.json: "),
                                    ([".", "red.mvx"], "'red.mvx' stands beside it"),
+                                   ([".", "--useshell", "--locale", "de"],
+                                    "'--locale' stands beside it; expected no other content, and "
+                                    "no option of a window"),
                                    ([".", "--signage"], "not with --signage")]:
             code, _, err = self.play(*arguments)
             self.assertEqual(2, code, err)
             self.assertIn(message, err)
 
 
-class Control(Story):
+class Steered(Story):
     """Somebody steers what plays with 'plexion ctl'."""
 
     def start(self, *arguments):
@@ -565,6 +568,8 @@ class Control(Story):
         self.assertEqual(0, self.process.wait(timeout=60))
         self.assertFalse(os.path.exists(self.path("run/plexion.sock")))
 
+
+class Control(Steered):
     def test_a_programme_goes_on_back_and_elsewhere(self):
         for name in ("red", "green", "blue"):
             shutil.copy(self.path("long.mvx"), self.path(name + "-long.mvx"))
@@ -937,10 +942,17 @@ class Isolation(Story):
         self.assertEqual(2, err.count("SIGSEGV"), err)
 
 
-if __name__ == "__main__":
+def read_options():
+    """For the stories that lie in files of their own as well."""
+    global OPTIONS  # pylint: disable=global-statement
     parser = argparse.ArgumentParser()
     for option in ("--launcher", "--recorder"):
         parser.add_argument(option, required=True)
     parser.add_argument("story")
     OPTIONS = parser.parse_args()
+    return OPTIONS
+
+
+if __name__ == "__main__":
+    read_options()
     unittest.main(argv=[sys.argv[0], OPTIONS.story], verbosity=2)

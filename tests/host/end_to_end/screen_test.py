@@ -1,0 +1,228 @@
+#!/usr/bin/env python3
+"""Stories of the built launcher in which the screen is turned, changes its size, or is switched.
+
+usage: screen_test.py --launcher FILE --recorder FILE STORY
+"""
+
+import ctypes
+import ctypes.util
+import json
+import os
+import re
+import shutil
+import socket
+import struct
+import subprocess
+import sys
+import time
+import unittest
+
+import launcher_test
+from launcher_test import Steered, Story, read_png
+
+
+class Viewer:
+    """A VNC viewer that sees the screen's size and has a pointer."""
+
+    def __init__(self, port):
+        self.stream = socket.create_connection(("127.0.0.1", port), timeout=60)
+        self.take(12)
+        self.stream.sendall(b"RFB 003.008\n")
+        kinds = self.take(self.take(1)[0])
+        assert 1 in kinds, "no login without a password"
+        self.stream.sendall(b"\x01")
+        assert self.take(4) == bytes(4)
+        self.stream.sendall(b"\x01")
+        self.size = struct.unpack(">HH", self.take(4))
+
+    def take(self, count):
+        data = b""
+        while len(data) < count:
+            more = self.stream.recv(count - len(data))
+            assert more, "the server has gone"
+            data += more
+        return data
+
+    def click(self, x, y):
+        for buttons in (0, 1, 0):
+            self.stream.sendall(struct.pack(">BBHH", 5, buttons, x, y))
+
+    def close(self):
+        self.stream.close()
+
+
+class Turned(Story):
+    def test_a_viewers_pointer_is_where_it_clicks_on_a_turned_screen(self):
+        os.mkdir(self.path("touch"))
+        self.write("touch/application.xml",
+                   '<application width="60" height="90" rate="30"><scene id="main"/>'
+                   '<script src="main.lua"/></application>')
+        self.write("touch/main.lua", "on('activate', function() trace('here I am') end)\n"
+                   "on('pointer', function(kind, x, y) "
+                   "if kind == 'down' then trace('at ' .. x .. ' ' .. y) end end)\n")
+        for degrees in ("90", "270"):
+            process = subprocess.Popen(
+                self.command("--screen", "90x60", "--rotate", degrees, "--tstrace",
+                             "--mousestream", "127.0.0.1:0", "touch"),
+                cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT, text=True)
+            try:
+                port = self.read_until(process, r"127\.0\.0\.1:(\d+)")
+                viewer = Viewer(int(port))
+                self.assertEqual((60, 90), viewer.size, "as it is seen, turned")
+                self.read_until(process, r"(here I am)")
+                viewer.click(7, 83)
+                found = self.read_until(process, r"at (\S+ \S+)")
+                self.assertEqual([7, 83], [round(float(word)) for word in found.split()])
+                viewer.close()
+            finally:
+                process.kill()
+                process.communicate()
+
+    def read_until(self, process, pattern):
+        for line in process.stdout:
+            found = re.search(pattern, line)
+            if found:
+                return found.group(1)
+        self.fail("the launcher ended")
+        return None
+
+
+class XWindow:
+    """The window in full screen on an X server of its own, and changes of its size."""
+
+    def __init__(self, display):
+        self.x = ctypes.CDLL(ctypes.util.find_library("X11"))
+        self.x.XOpenDisplay.restype = ctypes.c_void_p
+        self.x.XDefaultRootWindow.restype = ctypes.c_ulong
+        self.connection = ctypes.c_void_p(self.x.XOpenDisplay(display.encode()))
+
+    def resize(self, width, height):
+        """As a compositor does with whoever fills its output, when that has another mode."""
+        root = ctypes.c_ulong(self.x.XDefaultRootWindow(self.connection))
+        ignored, children, count = ctypes.c_ulong(), ctypes.POINTER(ctypes.c_ulong)(), ctypes.c_uint()
+        self.x.XQueryTree(self.connection, root, ctypes.byref(ignored), ctypes.byref(ignored),
+                          ctypes.byref(children), ctypes.byref(count))
+        for window in children[:count.value]:
+            self.x.XResizeWindow(self.connection, ctypes.c_ulong(window), width, height)
+        self.x.XSync(self.connection, 0)
+
+    def close(self):
+        self.x.XCloseDisplay(self.connection)
+
+
+@unittest.skipUnless(shutil.which("Xvfb") and ctypes.util.find_library("X11"),
+                     "needs Xvfb and libX11")
+class Modes(Steered):
+    def command(self, *arguments, data=None):
+        return [OPTIONS.launcher, "--display", "fullscreen", "--datadir", self.path("data"),
+                *arguments]
+
+    def wait_for_pixels(self, size, expected):
+        """Until the screen has that size and these colours at these places."""
+        while True:
+            if self.ctl("snapshot", "now.png")[0] != 0:
+                continue  # the display is being opened
+            width, height, rows = read_png(self.path("now.png"))
+            found = {place: rows[place[1]][place[0]] for place in expected} \
+                if (width, height) == size else None
+            if found == expected:
+                return
+            if time.monotonic() > self.deadline:
+                self.fail(f"{width}x{height} has {found}, expected {size} with {expected}")
+
+    def test_zones_and_their_contents_follow_a_display_that_changes_its_mode(self):
+        reader, writer = os.pipe()
+        server = subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-screen", "0", "640x480x24",
+                                   "-nolisten", "tcp"], pass_fds=[writer], stderr=subprocess.DEVNULL)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        os.close(writer)
+        with os.fdopen(reader) as number:
+            display = ":" + number.readline().strip()
+        shutil.copy(self.path("long.mvx"), self.path("red-long.mvx"))
+        self.write("blue-long.mvx", json.dumps(launcher_test.movie([0, 0, 1], 60000)))
+        self.write("day.json", json.dumps({
+            "playlists": {"red": ["red-long.mvx"], "blue": ["blue-long.mvx"]},
+            "zones": [{"name": "left", "rect": [0, 0, "50%", "100%"], "playlist": "red"},
+                      {"name": "right", "rect": ["50%", 0, "50%", "100%"], "playlist": "blue",
+                       "fit": "cover"}]}))
+        os.environ["DISPLAY"] = display
+        self.addCleanup(os.environ.pop, "DISPLAY")
+        self.start("--programme", "day.json")
+        self.deadline = time.monotonic() + 60
+        red, blue, black = (255, 0, 0), (0, 0, 255), (0, 0, 0)
+        # A square movie: whole between bars on the left, without bars on the right.
+        self.wait_for_pixels((640, 480), {(160, 240): red, (160, 470): black, (0, 240): red,
+                                          (480, 240): blue, (480, 470): blue, (320, 240): blue})
+        window = XWindow(display)
+        self.addCleanup(window.close)
+        window.resize(400, 200)
+        self.wait_for_pixels((400, 200), {(5, 190): red, (100, 100): red, (199, 190): red,
+                                          (201, 190): blue, (395, 190): blue})
+        self.assertEqual("full screen 400x200", json.loads(self.ctl("status", "--json")[1])["display"])
+        # Larger than ever, which takes planes of another size.
+        window.resize(900, 300)
+        self.wait_for_pixels((900, 300), {(10, 150): black, (225, 280): red, (440, 150): black,
+                                          (460, 150): blue, (890, 280): blue})
+        self.end()
+
+
+class Switches(Story):
+    """Every frame of a programme in which one content follows another."""
+
+    def test_each_frame_of_a_transition_shows_the_one_or_the_other(self):
+        shutil.copy(self.path("long.mvx"), self.path("red-long.mvx"))
+        self.write("blue-long.mvx", json.dumps(launcher_test.movie([0, 0, 1], 60000)))
+
+        def item(color, kind):
+            return {"content": color + "-long.mvx", "duration": "900ms",
+                    "transition": {"kind": kind, "duration": "600ms"}}
+        self.write("day.json", json.dumps(
+            {"playlists": {"all": [item("red", "cut"), item("blue", "fade"), item("red", "push"),
+                                   item("blue", "wipe"), item("red", "cut")]},
+             "zones": [{"name": "main", "playlist": "all"}]}))
+        code, _, err = self.launch(
+            "--programme", "day.json", "--look", "127.0.0.1:1", "--exit-after", "7000",
+            "--modulemap", "IHostLook:" + OPTIONS.recorder,
+            environment={"PLEXION_FRAME_LOG": self.path("log")})
+        self.assertEqual(0, code, err)
+        frames = []
+        with open(self.path("log"), encoding="utf-8") as log:
+            for line in log:
+                _, middle, _, left, right = line.split()
+                frames.append(tuple(bytes.fromhex(pixel[2:]) for pixel in (left, middle, right)))
+        self.check(frames)
+
+    def check(self, frames):
+        red, blue, black = b"\xff\0\0", b"\0\0\xff", b"\0\0\0"
+        while frames and frames[0] == (black,) * 3:
+            frames.pop(0)  # before the first content
+        while frames and frames[-1] == (black,) * 3:
+            frames.pop()  # after the last
+        moves, mixed = [], 0
+        for frame in frames:
+            for pixel in frame:
+                # A frame of neither would be darker, or have a colour of no content.
+                self.assertEqual(0, pixel[1], frame)
+                self.assertAlmostEqual(255, pixel[0] + pixel[2], delta=2, msg=str(frame))
+            if set(frame) <= {red, blue}:
+                if not moves or moves[-1] != frame:
+                    moves.append(frame)
+            else:
+                self.assertEqual(1, len(set(frame)), "a fade is the same everywhere")
+                mixed += 1
+        self.assertGreater(mixed, 3, "the fade in steps")
+        # Push and wipe come from the right, one side after the other.
+        self.assertTrue(self.contains(moves, [(blue,) * 3, (blue, blue, red), (red,) * 3]), moves)
+        self.assertTrue(self.contains(moves, [(red,) * 3, (red, red, blue), (blue,) * 3]), moves)
+
+    def contains(self, moves, order):
+        """Whether these follow each other, with others between them."""
+        rest = iter(moves)
+        return all(any(each == wanted for each in rest) for wanted in order)
+
+
+if __name__ == "__main__":
+    OPTIONS = launcher_test.read_options()
+    unittest.main(argv=[sys.argv[0], OPTIONS.story], verbosity=2)
