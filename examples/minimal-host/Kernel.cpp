@@ -40,8 +40,9 @@ class MutexOfHost final : public IQXKernel::Mutex {
 template <typename Done>
 bool WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
              IQXKernel::Time timeout, Done done) {
-  // "Without limit" would overflow when it is added to the time of day.
-  if (timeout == IQXKernel::kInfinite) {
+  // "Without limit", and what is nearly as long, would overflow when it is added to the time of day.
+  constexpr IQXKernel::Time kYear = IQXKernel::Time{366} * 24 * 3600 * 1000000000;
+  if (timeout > kYear) {
     condition.wait(lock, done);
     return true;
   }

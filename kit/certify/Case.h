@@ -1,0 +1,111 @@
+// One try of one promise: what it may say, and the threads and waits that it is made of.
+
+#ifndef KIT_CERTIFY_CASE_H_
+#define KIT_CERTIFY_CASE_H_
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <string>
+
+#include "kit/certify/Options.h"
+#include "qx/core/IQXKernel.h"
+
+namespace plexion_certify {
+
+class Bench;
+
+constexpr IQXKernel::Time kMillisecond = 1000000;
+
+/// printf into a text.
+std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/// What a case talks to: it does things to the host and says what it expected and what it saw.
+///
+/// Everything said goes to the runner's process at once, so that it is known when this one crashes. The
+/// first failure counts; what follows from it would only hide it.
+///
+/// Thread   Step, Expect and Warn: any. The others: the case's own, since they do not return.
+class Case {
+ public:
+  Case(Bench& bench, const Options& options);
+
+  /// What is done now: said of a case that crashes or hangs.
+  void Step(const std::string& what);
+  /// Records a failure unless `kept`.
+  void Expect(bool kept, const std::string& expected, const std::string& seen);
+  /// The same, and ends the case.
+  void Require(bool kept, const std::string& expected, const std::string& seen);
+  [[noreturn]] void Fail(const std::string& expected, const std::string& seen);
+  [[noreturn]] void Skip(const std::string& reason);
+  /// Speed only: the contract does not name a number.
+  void Warn(const std::string& text);
+  /// What the runner is told when the case has returned.
+  void End();
+  bool HasFailed() const { return failed_; }
+
+  Bench& GetBench() { return bench_; }
+  const Options& GetOptions() const { return options_; }
+  /// The kernel under test, or the kit's own.
+  IQXKernel& Kernel();
+
+  /// Sleeps in steps of a millisecond until `condition` holds or `milliseconds` have been slept.
+  /// Returns  what `condition` says last.
+  bool Until(const std::function<bool()>& condition, int milliseconds);
+  void SleepMs(int milliseconds);
+
+  std::mt19937_64 random;  ///< seeded by the run's seed
+
+ private:
+  void Say(char kind, const std::string& first, const std::string& second = std::string());
+
+  Bench& bench_;
+  const Options& options_;
+  std::mutex mutex_;  // order of what is said
+  std::atomic<bool> failed_{false};
+};
+
+/// Ends a case; caught where it was begun.
+struct CaseOver {};
+
+/// A thread of the kernel under test that runs a function once.
+class CaseThread {
+ public:
+  CaseThread(Case& c, std::function<void()> body, const char* name = "Certify");
+  /// Waits for it for ever: what hangs is then seen by the runner.
+  ~CaseThread();
+  CaseThread(const CaseThread&) = delete;
+  CaseThread& operator=(const CaseThread&) = delete;
+
+  bool HasEnded() const { return ended_; }
+  void Join();
+
+ private:
+  static void Run(IQXKernel::Thread* thread, void* self);
+
+  IQXKernel& kernel_;
+  IQXKernel::Thread* thread_;
+  std::function<void()> body_;
+  std::atomic<bool> ended_{false};
+};
+
+/// Bytes of this process that lie in memory; its threads; its open files.
+long ResidentBytes();
+int ThreadCount();
+int DescriptorCount();
+
+/// An empty folder under the temporary directory, removed with all that is in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::string path;
+};
+
+}  // namespace plexion_certify
+
+#endif  // KIT_CERTIFY_CASE_H_

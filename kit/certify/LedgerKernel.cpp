@@ -1,0 +1,172 @@
+// Counts what goes through, and loads the modules under test.
+
+#include "kit/certify/LedgerKernel.h"
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <vector>
+
+namespace plexion_certify {
+
+std::string Balance::ToText() const {
+  return std::to_string(blocks) + " blocks of memory, " + std::to_string(mutexes) + " mutexes, " +
+         std::to_string(events) + " events, " + std::to_string(threads) + " threads, " +
+         std::to_string(modules) + " modules";
+}
+
+void LedgerKernel::ProvideFile(const std::string& name, const std::string& file) {
+  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  provided_[name].file = file;
+}
+
+void LedgerKernel::Provide(const std::string& name, IQXModule* module) {
+  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  Provided provided;
+  provided.module = module;
+  provided.loaded = true;
+  if (module == nullptr) provided.error = "this case takes it away";
+  provided_[name] = provided;
+}
+
+std::string LedgerKernel::WhyNot(const std::string& name) {
+  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  const auto found = provided_.find(name);
+  return found == provided_.end() ? "the kernel has none" : found->second.error;
+}
+
+void LedgerKernel::Load(const std::string& name, Provided& provided) {
+  provided.loaded = true;
+  void* const library = dlopen(provided.file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    provided.error = dlerror();
+    return;
+  }
+  const std::string loadName = "IQXModule_" + name + "_ModuleLoad";
+  const auto putKernel =
+      reinterpret_cast<void (*)(IQXKernel*)>(dlsym(library, "IQXModule_QXModule_PutKernel"));
+  const auto load = reinterpret_cast<IQXModule* (*)()>(dlsym(library, loadName.c_str()));
+  const std::string unloadName = "IQXModule_" + name + "_ModuleUnload";
+  if (putKernel == nullptr || load == nullptr || dlsym(library, unloadName.c_str()) == nullptr) {
+    provided.error = provided.file + " does not export all of IQXModule_QXModule_PutKernel, " +
+                     loadName + ", " + unloadName;
+    return;
+  }
+  putKernel(this);
+  provided.module = load();
+  if (provided.module == nullptr) provided.error = loadName + " answered null";
+}
+
+IQXModule* LedgerKernel::AcquireModule(const char* name) {
+  IQXModule* module = nullptr;
+  {
+    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    const auto found = provided_.find(name);
+    if (found == provided_.end()) {
+      module = base_.AcquireModule(name);
+    } else {
+      if (!found->second.loaded) Load(name, found->second);
+      module = found->second.module;
+    }
+  }
+  if (module != nullptr) ++modules_;
+  return module;
+}
+
+void LedgerKernel::ReleaseModule(IQXModule* module) {
+  if (module == nullptr) return;
+  --modules_;
+  const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  for (const auto& [name, provided] : provided_) {
+    if (provided.module == module) return;
+  }
+  base_.ReleaseModule(module);
+}
+
+Balance LedgerKernel::Out() const {
+  Balance balance;
+  balance.blocks = blocks_;
+  balance.mutexes = mutexes_;
+  balance.events = events_;
+  balance.threads = threads_;
+  balance.modules = modules_;
+  return balance;
+}
+
+std::string LedgerKernel::Printed() {
+  const std::lock_guard<std::mutex> lock(printedMutex_);
+  return printed_;
+}
+
+IQXKernel::Thread* LedgerKernel::CreateThread() {
+  Thread* const thread = base_.CreateThread();
+  if (thread != nullptr) ++threads_;
+  return thread;
+}
+
+void LedgerKernel::DestroyThread(Thread* thread) {
+  if (thread != nullptr) --threads_;
+  base_.DestroyThread(thread);
+}
+
+void LedgerKernel::Sleep(const Time& duration) {
+  if (!virtual_) return base_.Sleep(duration);
+  virtualTime_ += duration;
+}
+
+IQXKernel::Mutex* LedgerKernel::CreateMutex() {
+  Mutex* const mutex = base_.CreateMutex();
+  if (mutex != nullptr) ++mutexes_;
+  return mutex;
+}
+
+void LedgerKernel::DestroyMutex(Mutex* mutex) {
+  if (mutex != nullptr) --mutexes_;
+  base_.DestroyMutex(mutex);
+}
+
+IQXKernel::Event* LedgerKernel::CreateEvent(bool manualReset) {
+  Event* const event = base_.CreateEvent(manualReset);
+  if (event != nullptr) ++events_;
+  return event;
+}
+
+void LedgerKernel::DestroyEvent(Event* event) {
+  if (event != nullptr) --events_;
+  base_.DestroyEvent(event);
+}
+
+void* LedgerKernel::Allocate(unsigned long bytes, const char* file, int line) {
+  void* const block = base_.Allocate(bytes, file, line);
+  if (block != nullptr) ++blocks_;
+  return block;
+}
+
+void LedgerKernel::Free(void* block, const char* file, int line) {
+  if (block != nullptr) --blocks_;
+  base_.Free(block, file, line);
+}
+
+IQXKernel::Time LedgerKernel::GetTime() { return virtual_ ? virtualTime_.load() : base_.GetTime(); }
+
+void LedgerKernel::FormatString(char* buffer, unsigned long size, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(buffer, size, format, arguments);
+  va_end(arguments);
+}
+
+void LedgerKernel::Printf(const char* format, ...) {
+  char text[8192];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof(text), format, arguments);
+  va_end(arguments);
+  {
+    const std::lock_guard<std::mutex> lock(printedMutex_);
+    printed_ += text;
+  }
+  base_.Printf("%s", text);
+}
+
+}  // namespace plexion_certify

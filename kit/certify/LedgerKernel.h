@@ -1,0 +1,123 @@
+// A kernel in front of another: counts what is taken and given back, and provides modules.
+
+#ifndef KIT_CERTIFY_LEDGERKERNEL_H_
+#define KIT_CERTIFY_LEDGERKERNEL_H_
+
+#include <atomic>
+#include <cstdarg>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "qx/core/IQXKernel.h"
+#include "qx/core/IQXModule.h"
+
+namespace plexion_certify {
+
+/// What is out at a moment. `text` is for people.
+struct Balance {
+  long blocks = 0, mutexes = 0, events = 0, threads = 0, modules = 0;
+  std::string ToText() const;
+  bool operator==(const Balance& other) const {
+    return blocks == other.blocks && mutexes == other.mutexes && events == other.events &&
+           threads == other.threads && modules == other.modules;
+  }
+};
+
+/// Hands every call on to `base`. Modules come from files or objects that it was given; any other name
+/// is the base kernel's to find.
+///
+/// Thread   any, as with every kernel; what it provides is said before.
+class LedgerKernel : public IQXKernel {
+ public:
+  explicit LedgerKernel(IQXKernel& base) : base_(base) {}
+  virtual ~LedgerKernel() = default;
+  LedgerKernel(const LedgerKernel&) = delete;
+  LedgerKernel& operator=(const LedgerKernel&) = delete;
+
+  /// `<file>` is loaded at the first acquisition of `name`. It is never unloaded.
+  void ProvideFile(const std::string& name, const std::string& file);
+  /// Not owned. Null: there is no such module, whatever the base kernel has.
+  void Provide(const std::string& name, IQXModule* module);
+  /// Why `name` could not be had; empty when it could.
+  std::string WhyNot(const std::string& name);
+
+  Balance Out() const;
+  /// While set, time stands still but for this many nanoseconds for each call of Sleep, which then does
+  /// not wait: hours pass in seconds.
+  void UseVirtualTime(bool use) { virtual_ = use; }
+  Time VirtualTime() const { return virtualTime_; }
+  /// All that was printed through this kernel.
+  std::string Printed();
+
+  IQXModule* AcquireModule(const char* name) override;
+  void ReleaseModule(IQXModule* module) override;
+  Thread* CreateThread() override;
+  void DestroyThread(Thread* thread) override;
+  void Sleep(const Time& duration) override;
+  Mutex* CreateMutex() override;
+  void DestroyMutex(Mutex* mutex) override;
+  Event* CreateEvent(bool manualReset) override;
+  void DestroyEvent(Event* event) override;
+  void* Allocate(unsigned long bytes, const char* file, int line) override;
+  void Free(void* block, const char* file, int line) override;
+  Time GetTime() override;
+  int32_t GetProcessId() override { return base_.GetProcessId(); }
+  int GetArgc() override { return base_.GetArgc(); }
+  const char** GetArgv() override { return base_.GetArgv(); }
+  bool GetBinDirectory(QXString& directory, const char* moduleName) override {
+    return base_.GetBinDirectory(directory, moduleName);
+  }
+  void MemSet(void* to, int value, unsigned long bytes) override { base_.MemSet(to, value, bytes); }
+  void MemCopy(void* to, const void* from, unsigned long bytes) override {
+    base_.MemCopy(to, from, bytes);
+  }
+  void MemMove(void* to, const void* from, unsigned long bytes) override {
+    base_.MemMove(to, from, bytes);
+  }
+  unsigned long StrLen16(const unsigned short* text) override { return base_.StrLen16(text); }
+  unsigned long StrLen(const char* text) override { return base_.StrLen(text); }
+  int StrCmp(const char* left, const char* right) override { return base_.StrCmp(left, right); }
+  void StrCpy(char* to, const char* from) override { base_.StrCpy(to, from); }
+  void FormatString(char* buffer, unsigned long size, const char* format, ...) override;
+  long StrToL(const char* text, char** end, int base) override {
+    return base_.StrToL(text, end, base);
+  }
+  unsigned long StrToUL(const char* text, char** end, int base) override {
+    return base_.StrToUL(text, end, base);
+  }
+  const char* StrChr(const char* text, int character) override {
+    return base_.StrChr(text, character);
+  }
+  const char* StrRChr(const char* text, int character) override {
+    return base_.StrRChr(text, character);
+  }
+  void Printf(const char* format, ...) override;
+
+ protected:
+  IQXKernel& base_;
+
+ private:
+  struct Provided {
+    std::string file;
+    IQXModule* module = nullptr;
+    bool loaded = false;
+    std::string error;
+  };
+  void Load(const std::string& name, Provided& provided);
+
+  std::recursive_mutex
+      mutex_;  // guards what follows; recursive: a module acquires others while it loads
+  std::map<std::string, Provided> provided_;
+
+  std::mutex printedMutex_;  // apart: a module may print on one thread while another loads it
+  std::string printed_;
+
+  std::atomic<long> blocks_{0}, mutexes_{0}, events_{0}, threads_{0}, modules_{0};
+  std::atomic<bool> virtual_{false};
+  std::atomic<Time> virtualTime_{0};
+};
+
+}  // namespace plexion_certify
+
+#endif  // KIT_CERTIFY_LEDGERKERNEL_H_

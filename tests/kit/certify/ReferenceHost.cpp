@@ -1,0 +1,14 @@
+// The reference host's kernel behind the entry points of the kit.
+
+#include <cstdlib>
+#include <vector>
+
+#include "host/kernel/HostKernel.h"
+#include "kit/certify/PlexionHost.h"
+
+extern "C" QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** argv) {
+  plexion_host::ModuleFiles files;
+  files.path = plexion_host::ModulePath(plexion_host::ExecutableFolder(), {},
+                                        std::getenv("PLEXION_MODULE_PATH"));
+  return new plexion_host::HostKernel(std::vector<std::string>(argv, argv + argc), files);
+}

@@ -1,0 +1,141 @@
+"""Right hosts must not be accused by plexion-certify, and each wrong one must be named by the right promise."""
+
+import argparse
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import resource
+import subprocess
+import sys
+import tempfile
+
+# Of a wrong host's cases only those of its interface are run.
+INTERFACES = {"kernel": "kernel.", "graphics": "graphics.", "player": "player.", "shell": "shell.",
+              "files": "files.", "system": "system.", "locale": "locale."}
+WANTED = 80
+# Faults for the everyday run, of each kind some that are named fast.
+SHORT = """mutex-not-recursive event-forgets-without-waiter memory-aligned-to-4 time-steps-back
+format-long-is-32-bits printf-formats-twice str-cmp-signed-bytes modules-null-crashes""".split()
+
+
+def check(condition, text):
+    if not condition:
+        sys.exit(text)
+
+
+def read_faults(folder):
+    faults = [line.split() for line in (folder / "faults.txt").read_text().splitlines()
+              if line and not line.startswith("#")]
+    sources = "".join(path.read_text() for path in folder.glob("Faulty*.cpp"))
+    known = set(re.findall(r'FAULT\("([^"]+)"\)', sources))
+    listed = {fault for _, fault, _ in faults}
+    check(known == listed, f"faults.txt and the sources differ: {sorted(known ^ listed)}")
+    return faults
+
+
+class Certify:
+    def __init__(self, args):
+        self.program, self.libraries = args.program, pathlib.Path(args.libraries)
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="plexion-certify-test-"))
+
+    def run(self, name, *options, fault=""):
+        """Returns exit code, table and the JSON document."""
+        file = self.folder / f"{name}.json"
+        done = subprocess.run([self.program, "--json", str(file), *map(str, options)], text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=600,
+                              env=dict(os.environ, PLEXION_FAULT=fault))
+        return done.returncode, done.stdout, json.loads(file.read_text()) if file.exists() else None
+
+    def library(self, name):
+        return self.libraries / f"{name}.so"
+
+    def host_options(self, library):
+        if library == "kernel":
+            return ["--kernel", self.library("FaultyKernel"), "--argument", "--one", "--argument", "two"]
+        return ["--" + library, self.library("Faulty" + library.capitalize())]
+
+
+def broken(document):
+    return [result for result in document["results"]
+            if result["outcome"] in ("failed", "crashed", "hung")]
+
+
+def check_right(certify, name, options):
+    code, table, document = certify.run(name, *options)
+    check(code == 0 and not broken(document), f"the right host {name} is accused:\n{table}")
+    counts = document["counts"]
+    print(f"right host {name}: {counts}")
+    check(counts.get("passed", 0) > 20, f"hardly anything was tried of {name}:\n{table}")
+    return document
+
+
+def judge(certify, library, fault, expected, only):
+    code, table, document = certify.run(fault, *certify.host_options(library), "--jobs", "1", "--limit", "4",
+                                        *[word for one in only for word in ("--only", one)], fault=fault)
+    if document is None:
+        return f"{fault}: no result:\n{table}"
+    named = [result["id"] for result in broken(document)]
+    if not named or named[0] != expected:
+        seen = [f"{one['id']}: expected {one.get('expected')}, seen {one.get('seen')}" for one in broken(document)]
+        return f"{fault}: expected {expected} first, named {seen}"
+    check(code == 1, f"{fault}: exit code {code} though a promise is broken")
+    return ""
+
+
+def check_wrong(certify, faults, jobs, only=None):
+    """Returns the faults that were not named by the promise expected, first of all that were named."""
+    missed = []
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        wanted = [pool.submit(judge, certify, library, fault, expected,
+                              [expected] if only else [INTERFACES[library]])
+                  for library, fault, expected in faults]
+        for one in concurrent.futures.as_completed(wanted):
+            if one.result():
+                missed.append(one.result())
+                print(one.result(), flush=True)
+    return missed
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("program", "libraries", "right", "modules", "page"):
+        parser.add_argument("--" + name)
+    parser.add_argument("--short", action="store_true")
+    parser.add_argument("--fault")
+    args = parser.parse_args()
+    folder = pathlib.Path(__file__).resolve().parent
+    faults, certify = read_faults(folder), Certify(args)
+
+    listed = subprocess.run([args.program, "--list", "markdown"], stdout=subprocess.PIPE, text=True, check=True)
+    if args.page:
+        check(listed.stdout == pathlib.Path(args.page).read_text(),
+              f"{args.page} is out of date: plexion-certify --list markdown > {args.page}")
+    if args.fault:
+        check(not check_wrong(certify, [one for one in faults if one[1] == args.fault], 1), "missed")
+        return
+    if args.short:
+        check_right(certify, "MinimalKernel", ["--kernel", certify.library("MinimalKernel"), "--level", "basic", "--jobs", "4"])
+        missed = check_wrong(certify, [one for one in faults if one[1] in SHORT], 2, only=True)
+        check(not missed, f"{len(missed)} wrong hosts were missed")
+        return
+
+    for name in args.right.split():
+        options = ["--kernel", certify.library(name), "--argument", "--one"]
+        if name == "SimulatedHost":  # it keeps what is printed
+            profile = certify.folder / "simulated.json"
+            kept = "destroyed objects are kept, so that their use is found"
+            profile.write_text(json.dumps({"consoleIsOutput": False, "absent": {
+                "kernel.mutex.many": kept, "kernel.event.many": kept, "kernel.thread.thousands": kept}}))
+            options += ["--profile", profile]
+        check_right(certify, name, options)
+    missed = check_wrong(certify, faults, os.cpu_count() or 1)
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    print(f"{len(faults)} wrong hosts, {len(faults) - len(missed)} named by the right promise first, "
+          f"{used.ru_utime + used.ru_stime:.1f} s of processor time")
+    check(len(faults) >= WANTED, f"{len(faults)} wrong hosts, {WANTED} are wanted")
+    check(len(missed) <= len(faults) * 5 // 100, f"{len(missed)} of {len(faults)} wrong hosts were missed")
+
+
+main()
