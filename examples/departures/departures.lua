@@ -1,7 +1,8 @@
 -- Shows departures.json, eight rows at a time. The file is somebody else's: it may lack fields, be
 -- empty, half written, or far too long. What cannot be used is left out, and the last good rows stay.
 
-local source = "departures.json"
+-- Another file, or data that the document declares: --morvelvars "source=data:flights".
+local source = vars.source or "departures.json"
 local rowsOnPage, rowHeight = 8, 60
 local mostRows = 400 -- fifty pages; nobody waits for more
 local secondsPerPage = 10
@@ -82,6 +83,7 @@ on("error", function() notice("cannot be shown") end)
 
 on("start", function()
   tick()
+  showPage()
   timer.every(1, tick)
   timer.every(secondsPerPage, function() page = page + 1 showPage() end)
   read()

@@ -142,7 +142,7 @@ Rights RightsFor(const player::remote::ContentOrder& order, const player::Conten
       if (!content.path.empty()) rights.read.push_back(FolderOf(content.path));
       break;
   }
-  // Only content whose address lies there; an application asks for nothing from the network.
+  // Only content whose address lies there, and applications that declare addresses.
   if (order.network) AddNetwork(rights, settings);
   if (sound && order.kind != ContentKind::kMovie) AddSound(rights);
   return rights;

@@ -74,7 +74,8 @@ int64_t ProcessorTime() {
 
 }  // namespace
 
-Application::Application(EngineHost& host, EngineSource& engines, const ApplicationClocks& clocks)
+Application::Application(EngineHost& host, EngineSource& engines, const ApplicationClocks& clocks,
+                         IDataAccess* access)
     : host_(host),
       clocks_(clocks),
       notices_(host),
@@ -82,6 +83,8 @@ Application::Application(EngineHost& host, EngineSource& engines, const Applicat
       texts_(ForDrawing()),
       parts_([this](const std::string& name, uint64_t limit, std::string& text,
                     std::string& reason) { return base_.Read(name, limit, text, reason); }),
+      access_(access),
+      data_(host),
       pictures_(host.Memory(), [this] { return host_.Cancelled(); }),
       embedded_(stage_, base_, host, engines, notices_),
       painter_(stage_, texts_, embedded_, host.Memory(), ForDrawing()) {}
@@ -108,6 +111,8 @@ bool Application::Load(const ContentAddress& content, const StartOptions& option
   host_.ReportProgress(kPicturesAt);
   MakeScriptHost();
   script_->BeginMoment(now_);
+  // Asked meanwhile; nobody waits for it.
+  data_.Start(stage_.sources, access_);
   if (!script_->Run(scripts, documentName_, error) && !ShowFallback(error)) return false;
   // What the script has set meanwhile, on top of what the document names.
   LoadStaleResources();
@@ -281,8 +286,8 @@ void Application::MakeScriptHost() {
   limits.workingTime = clocks_.working;
   limits.cancelled = [this] { return host_.Cancelled(); };
   limits.debug = host_.Settings().debugMode;
-  ScriptContext context = {stage_,      animations_, texts_,   base_,
-                           extensions_, host_,       notices_, clocks_.wall};
+  ScriptContext context = {stage_, animations_, texts_,   base_,       extensions_,
+                           data_,  host_,       notices_, clocks_.wall};
   script_ = std::make_unique<ScriptHost>(std::move(context), std::move(limits));
 }
 
@@ -348,6 +353,7 @@ void Application::RunScript(const FrameStep& step) {
   // Input first: what a key sets in motion moves in the same picture.
   const std::vector<InputEvent> inputs = std::exchange(inputs_, {});
   for (const InputEvent& event : inputs) DispatchInput(event);
+  script_->TakeData();
   script_->Files().CallChanged();
   script_->GetTimers().CallDue(now_);
 

@@ -14,6 +14,7 @@
 #include "host/player/application/embedded/EmbeddedElements.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/files/FileWatch.h"
+#include "host/player/application/net/DeclaredData.h"
 #include "host/player/application/paint/Painter.h"
 #include "host/player/application/paint/Picture.h"
 #include "host/player/application/paint/Placement.h"
@@ -47,7 +48,9 @@ struct StartOptions {
 /// Thread   the player's.
 class Application {
  public:
-  Application(EngineHost& host, EngineSource& engines, const ApplicationClocks& clocks);
+  /// `access` asks the network; null: the host's module does, when there is something to ask.
+  Application(EngineHost& host, EngineSource& engines, const ApplicationClocks& clocks,
+              IDataAccess* access = nullptr);
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
 
@@ -73,6 +76,7 @@ class Application {
   void OnInput(const InputEvent& event);
   /// A factor for all that is embedded, on top of what its elements say.
   void SetVolume(double factor) { embedded_.SetVolume(factor); }
+  void SetProxy(const ProxySettings& proxy) { data_.SetProxy(proxy); }
   StepResult Advance(const FrameStep& step);
   /// `problem` is drawn on top, for its author; empty: there is none.
   DrawResult Draw(const DrawTarget& target, const std::string& problem);
@@ -109,6 +113,8 @@ class Application {
   BaseFolder base_;
   BaseFolder extensions_;
   PartLibrary parts_;
+  IDataAccess* const access_;
+  DeclaredData data_;
   PictureCache pictures_;
   EmbeddedElements embedded_;
   Painter painter_;

@@ -4,6 +4,7 @@
 #include <math.h>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -23,12 +24,16 @@ constexpr double kLongestRetrySeconds = 600;
 class ApplicationEngine final : public Engine {
  public:
   ApplicationEngine(EngineHost& host, EngineSource& engines, ApplicationClocks clocks,
-                    bool watchFiles)
-      : host_(host), engines_(engines), clocks_(std::move(clocks)), watchFiles_(watchFiles) {}
+                    bool watchFiles, IDataAccess* access)
+      : host_(host),
+        engines_(engines),
+        clocks_(std::move(clocks)),
+        watchFiles_(watchFiles),
+        access_(access) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     content_ = content;
-    application_ = std::make_unique<Application>(host_, engines_, clocks_);
+    application_ = std::make_unique<Application>(host_, engines_, clocks_, access_);
     if (!application_->Load(content, StartOptions(), error)) {
       application_.reset();
       return false;
@@ -48,6 +53,11 @@ class ApplicationEngine final : public Engine {
   void SetVolume(double factor) override {
     volume_ = factor;
     if (application_ != nullptr) application_->SetVolume(factor);
+  }
+
+  void OnProxy(const ProxySettings& proxy) override {
+    proxy_ = proxy;
+    if (application_ != nullptr) application_->SetProxy(proxy);
   }
 
   StepResult Advance(const FrameStep& step) override {
@@ -93,15 +103,14 @@ class ApplicationEngine final : public Engine {
   /// The files are somebody's who is at work on them: what is wrong is told, and the last good
   /// application plays on.
   void ReadAgain(uint64_t position) {
-    auto next = std::make_unique<Application>(host_, engines_, clocks_);
+    auto next = std::make_unique<Application>(host_, engines_, clocks_, access_);
     EngineError error;
     StartOptions options = {position, frameRate_, "", application_.get()};
     const bool loaded = next->Load(content_, options, error);
     const std::string problem = !loaded ? error.message : next->Failure();
     isNew_ = true;
     if (problem.empty()) {
-      next->SetVolume(volume_);
-      application_ = std::move(next);
+      Replace(std::move(next));
       problem_.clear();
       return;
     }
@@ -115,21 +124,29 @@ class ApplicationEngine final : public Engine {
   }
 
   void Retry(uint64_t position) {
-    auto next = std::make_unique<Application>(host_, engines_, clocks_);
+    auto next = std::make_unique<Application>(host_, engines_, clocks_, access_);
     EngineError error;
     // What shows its fallback scene once more is no news: the picture stays.
     if (!next->Load(content_, {position, frameRate_, application_->Failure(), nullptr}, error))
       return;
     if (next->IsFallback()) return;
-    next->SetVolume(volume_);
-    application_ = std::move(next);
+    Replace(std::move(next));
     isNew_ = true;
+  }
+
+  /// What was told meanwhile holds for the next one as well.
+  void Replace(std::unique_ptr<Application> next) {
+    next->SetVolume(volume_);
+    if (proxy_.has_value()) next->SetProxy(*proxy_);
+    application_ = std::move(next);
   }
 
   EngineHost& host_;
   EngineSource& engines_;
   const ApplicationClocks clocks_;
   const bool watchFiles_;
+  IDataAccess* const access_;
+  std::optional<ProxySettings> proxy_;  ///< once it was told
   std::set<std::string> watched_;
   std::string problem_;  ///< why what its files now hold does not play
   ContentAddress content_;
@@ -145,8 +162,9 @@ class ApplicationEngine final : public Engine {
 }  // namespace
 
 std::unique_ptr<Engine> MakeApplicationEngine(EngineHost& host, EngineSource& engines,
-                                              ApplicationClocks clocks, bool watchFiles) {
-  return std::make_unique<ApplicationEngine>(host, engines, std::move(clocks), watchFiles);
+                                              ApplicationClocks clocks, bool watchFiles,
+                                              IDataAccess* access) {
+  return std::make_unique<ApplicationEngine>(host, engines, std::move(clocks), watchFiles, access);
 }
 
 }  // namespace plexion_host::player::application

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/player/content/ContentProbe.h"
+#include "host/player/content/DeclaredAddresses.h"
 #include "host/player/remote/RemoteEngine.h"
 
 namespace plexion_host::player::remote {
@@ -14,7 +15,9 @@ namespace {
 ContentOrder OrderOf(const ContentAddress& content, const ProbeResult& probe) {
   ContentOrder order;
   order.kind = probe.kind;
-  order.network = !content.url.empty();
+  // An application says in its document what it takes from there.
+  order.network = !content.url.empty() ||
+                  (probe.kind == ContentKind::kApplication && DeclaresAddresses(content));
   return order;
 }
 

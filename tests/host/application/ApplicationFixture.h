@@ -98,6 +98,9 @@ class ApplicationTest : public ::testing::Test {
   /// What plays movies and media; a test brings its own.
   virtual EngineSource& Engines() { return engines_; }
 
+  /// What asks the network; a test brings its own.
+  virtual IDataAccess* Access() { return nullptr; }
+
   void Write(const std::string& name, const std::string& text) {
     std::filesystem::create_directories((folder_ / name).parent_path());
     std::ofstream(folder_ / name, std::ios::binary) << text;
@@ -112,7 +115,7 @@ class ApplicationTest : public ::testing::Test {
     // Twenty milliseconds of work whenever somebody looks: what is stuck is found out in no time.
     clocks.working = [this] { return workingTime_ += workPerLook_; };
     clocks.wall = [this] { return wall_; };
-    engine_ = MakeApplicationEngine(host_, Engines(), clocks, watchFiles_);
+    engine_ = MakeApplicationEngine(host_, Engines(), clocks, watchFiles_, Access());
     const bool loaded = engine_->Load(content, facts_, error_);
     if (!loaded) engine_.reset();
     return loaded;

@@ -4,6 +4,7 @@
 #include "host/kernel/HostKernel.h"
 #include "host/player/media/MediaEngine.h"
 #include "tests/host/application/ApplicationFixture.h"
+#include "tests/host/media/HttpServer.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
 
@@ -78,6 +79,30 @@ TEST_F(EmbeddedMediaTest, AVideoPlaysToItsEndInItsPlace) {
   EXPECT_GE(visits_, 8) << "one for each frame but for those that came too late";
   EXPECT_TRUE(IsMostly(At(48, 18), 16)) << "the last picture stays";
   EXPECT_EQ("", host_.failure.message);
+}
+
+TEST_F(EmbeddedMediaTest, ADeclaredStreamPlaysLikeAFile) {
+  const std::filesystem::path clip = clips_.Make("red.ogv", kVideo);
+  std::ifstream file(clip, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  HttpServer server([&](const std::string& head) {
+    return head.compare(0, 9, "GET /gone") == 0
+               ? HttpServer::Reply("404 Not Found", "", "")
+               : HttpServer::ReplyWithRange(head, "Content-Type: video/ogg\r\n", bytes);
+  });
+  ASSERT_TRUE(
+      LoadMedia("src='stream:live'/><media id='n' src='stream:gone' width='9' height='9'/>"
+                "</scene><stream id='live' address='" +
+                server.Address("/red.ogv") + "'/><stream id='gone' address='" +
+                server.Address("/gone.ogv") + "'/><scene id='other'><group"))
+      << error_.message;
+  VisitUntilTraces(3);
+  std::vector<std::string> traces = host_.Traces();
+  std::sort(traces.begin(), traces.end());
+  EXPECT_EQ("m\tended", traces[0]);
+  EXPECT_EQ("m\tready", traces[1]);
+  EXPECT_NE(traces[2].find("404"), std::string::npos) << traces[2];
+  EXPECT_TRUE(IsMostly(At(48, 18), 16)) << "the last picture stays";
 }
 
 TEST_F(EmbeddedMediaTest, AVideoThatRepeatsGoesOnAndIsPausedWithTheWindow) {

@@ -72,6 +72,10 @@ class Inspection {
         Add("not used: scene \"" + scene->id + "\" is shown by no script");
       }
     }
+    for (const DataSource& source : stage_.sources) {
+      const std::string used = (source.isStream ? kStreamPrefix : kDataPrefix) + source.id;
+      if (!IsNamed(used, texts_)) Add("not used: \"" + used + "\" is declared and named nowhere");
+    }
     LookAtIds(name, document);
     for (const auto& part : parts_.Parts()) {
       LookAtIds(part.first, part.second->text);
@@ -178,6 +182,7 @@ class Inspection {
     std::set<std::string> looked;
     stage_.ForEach([&](const Element& element) {
       if (element.src.empty() || !looked.insert(element.src).second) return;
+      if (element.src.compare(0, sizeof kStreamPrefix - 1, kStreamPrefix) == 0) return;
       std::string error;
       if (!base_.OpenRegular(element.src, error).IsOpen()) {
         Add("not there: <" + std::string(NameOf(element.kind)) + "> \"" +

@@ -8,6 +8,7 @@
 
 #include "host/player/application/document/AttributeErrors.h"
 #include "host/player/application/document/Document.h"
+#include "host/player/application/net/WebAddress.h"
 #include "host/player/application/stage/TimeZones.h"
 
 namespace plexion_host::player::application {
@@ -31,12 +32,10 @@ bool ReadSide(std::string_view text, uint32_t& side) {
 
 /// With a host, without a user: what is told about it would tell the password as well.
 bool IsWebAddress(std::string_view text) {
-  size_t begin = 0;
-  if (text.compare(0, 7, "http://") == 0) begin = 7;
-  if (text.compare(0, 8, "https://") == 0) begin = 8;
-  if (begin == 0 || text.size() > kLongestAddress) return false;
-  const std::string_view server = text.substr(begin, text.find_first_of("/?#", begin) - begin);
-  return !server.empty() && server.find('@') == std::string_view::npos &&
+  if (HostOf(text).empty() || text.size() > kLongestAddress) return false;
+  const size_t begin = text.find("://") + 3;
+  const std::string_view server = text.substr(begin, text.find_first_of("/?#\\", begin) - begin);
+  return server.find('@') == std::string_view::npos &&
          std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7f; });
 }
 

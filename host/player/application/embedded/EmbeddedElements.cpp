@@ -59,6 +59,25 @@ void EmbeddedElements::Restart(uint32_t element) {
   if (found != players_.end()) found->second.restart = true;
 }
 
+EmbeddedPlayer::Content EmbeddedElements::Find(const Element& element, std::string& error) const {
+  EmbeddedPlayer::Content content;
+  content.name = element.src;
+  constexpr size_t kPrefix = sizeof kStreamPrefix - 1;
+  if (element.src.compare(0, kPrefix, kStreamPrefix) != 0) {
+    content.file = base_.OpenRegular(element.src, error);
+    return content;
+  }
+  for (const DataSource& source : stage_.sources) {
+    if (source.isStream && element.src.compare(kPrefix, std::string::npos, source.id) == 0) {
+      content.address = source.address;
+    }
+  }
+  if (content.address.empty()) {
+    error = "the stream is not declared; expected <stream id=\"...\" address=\"...\"/>";
+  }
+  return content;
+}
+
 void EmbeddedElements::Open(Element& element, Playing& each) {
   PLEXION_CHECK(IsPlayed(element), "only movies and media have players");
   each.restart = false;
@@ -66,7 +85,7 @@ void EmbeddedElements::Open(Element& element, Playing& each) {
   each.coming = nullptr;
   element.failure.clear();
   std::string error;
-  OpenFile file;
+  EmbeddedPlayer::Content content;
   PlayerSettings own;
   own.morvelVars = element.vars;
   if (each.shown == nullptr && OpenPlayers() >= kMostPlayers) {
@@ -78,9 +97,9 @@ void EmbeddedElements::Open(Element& element, Playing& each) {
     // What it does not say itself is the window's.
     const bool ownProfile = element.vars.find("profile=") != std::string::npos;
     if (!own.variables.empty() && !ownProfile) own.variables.pop_back();
-    file = base_.OpenRegular(element.src, error);
+    content = Find(element, error);
   }
-  if (!file.IsOpen()) {
+  if (!error.empty()) {
     each.shown = nullptr;
     element.resource = nullptr;
     stage_.TouchPicture(element);
@@ -90,7 +109,7 @@ void EmbeddedElements::Open(Element& element, Playing& each) {
   // What was shown stays until this one is ready: no picture is ever without either.
   each.coming = std::make_shared<EmbeddedPlayer>(host_, engines_);
   each.coming->SetVolume(element.volume * volume_);
-  each.coming->Open(std::move(file), element.src, element.loop, element.speed, own.variables);
+  each.coming->Open(std::move(content), element.loop, element.speed, own.variables);
   element.playState = PlayState::kLoading;
   if (each.shown == nullptr) element.resource = each.coming;
 }

@@ -67,6 +67,8 @@ class EmbeddedElements final : public EmbeddedSource {
   void CollectWanted(Element& element, bool seen);
   void Move(Element& element, bool seen, double now, bool playing);
   void Open(Element& element, Playing& each);
+  /// What its `src` names: a file, or a stream that is declared.
+  EmbeddedPlayer::Content Find(const Element& element, std::string& error) const;
   void TakeComing(Element& element, Playing& each);
   void Refuse(Element& element, const std::string& reason);
   size_t OpenPlayers() const;

@@ -51,10 +51,10 @@ EmbeddedPlayer::~EmbeddedPlayer() {
   engine_.reset();
 }
 
-void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, double speed,
-                          const Variables& variables) {
-  PLEXION_CHECK(!file_.IsOpen() && file.IsOpen(), "a player opens one file in its life");
-  file_ = std::move(file);
+void EmbeddedPlayer::Open(Content content, double loops, double speed, const Variables& variables) {
+  PLEXION_CHECK(content_.name.empty() && content.file.IsOpen() == content.address.empty(),
+                "a player opens one file or stream in its life");
+  content_ = std::move(content);
   // The window's settings, but for what the element says itself.
   settings_ = host_.Settings();
   settings_.loops = static_cast<uint64_t>(loops);
@@ -73,17 +73,18 @@ void EmbeddedPlayer::Open(OpenFile file, const std::string& name, double loops, 
   // Its time is the application's, which has no end to hurry to.
   settings_.noSpeedLimit = false;
   try {
-    loader_ = NamedThread("PlexionLoad", [this, name] { Load(name); });
+    loader_ = NamedThread("PlexionLoad", [this] { Load(); });
   } catch (const std::system_error&) {
     // No thread to be had: late is better than not at all.
-    Load(name);
+    Load();
   }
 }
 
-void EmbeddedPlayer::Load(const std::string& name) {
+void EmbeddedPlayer::Load() {
   ContentAddress address;
-  address.path = file_.Path();
-  address.name = name;
+  if (content_.file.IsOpen()) address.path = content_.file.Path();
+  address.url = content_.address;
+  address.name = content_.name;
   std::string error;
   if (!TryLoad(address, error) && error.empty()) error = "it cannot be opened";
   {
@@ -107,7 +108,7 @@ bool EmbeddedPlayer::TryLoad(const ContentAddress& address, std::string& error) 
     error = "it is an application; expected a movie or a media file";
     return false;
   }
-  if (IsPlaylist(file_)) {
+  if (content_.file.IsOpen() && IsPlaylist(content_.file)) {
     error = "it is a list of other files or addresses; expected the movie or media file itself";
     return false;
   }

@@ -37,10 +37,16 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
 
   using Variables = std::vector<std::pair<std::string, std::string>>;
 
-  /// Begins to open what `file` is; the host's RequestFrame tells when that is over. `loops` 0
-  /// plays without end. `variables` are the content's, on top of the window's.
-  void Open(OpenFile file, const std::string& name, double loops, double speed,
-            const Variables& variables);
+  /// What is to be played: an open file, or the address of a stream.
+  struct Content {
+    OpenFile file;
+    std::string address;
+    std::string name;
+  };
+
+  /// Begins to open it; the host's RequestFrame tells when that is over. `loops` 0 plays without end.
+  /// `variables` are the content's, on top of the window's.
+  void Open(Content content, double loops, double speed, const Variables& variables);
   /// kFailed when it cannot be played, or is an application itself; Failure then says why.
   State TakeLoaded();
   /// Returns early when it is loaded, or cannot be.
@@ -67,7 +73,7 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
   size_t PixelBytes() const { return pixels_.Size(); }
 
  private:
-  void Load(const std::string& name);
+  void Load();
   void AddNotice(const std::string& text);
   bool TryLoad(const ContentAddress& address, std::string& error);
 
@@ -83,7 +89,7 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
 
   EngineHost& host_;
   EngineSource& engines_;
-  OpenFile file_;
+  Content content_;
   PlayerSettings settings_;
   NamedThread loader_;
   State state_ = State::kLoading;

@@ -18,8 +18,18 @@ void ScriptErrors::Add(const std::string& event, const EngineError& error, doubl
   std::string message = error.message;
   if (message.compare(0, sizeof kPrefix - 1, kPrefix) == 0) message.erase(0, sizeof kPrefix - 1);
   if (failures_.size() < kMostKept) failures_.push_back({event, message});
+  Tell(message, kPrefix + message + " (in a handler of \"" + event + "\"; the application goes on)",
+       now);
+}
 
-  auto found = told_.find(message);
+void ScriptErrors::AddOfData(const std::string& name, const std::string& reason, double now) {
+  const std::string message = name + ": " + reason;
+  if (failures_.size() < kMostKept) failures_.push_back({"data", message});
+  Tell(message, message + " (what came before stays)", now);
+}
+
+void ScriptErrors::Tell(const std::string& key, const std::string& text, double now) {
+  auto found = told_.find(key);
   if (found == told_.end() && told_.size() >= kMostTold) {
     // What has been quiet makes room; a script that makes a new message each time gets none.
     for (auto at = told_.begin(); at != told_.end();) {
@@ -28,14 +38,13 @@ void ScriptErrors::Add(const std::string& event, const EngineError& error, doubl
     if (told_.size() >= kMostTold) return;
   }
   const bool isNew = found == told_.end();
-  Told& told = isNew ? told_[message] : found->second;
+  Told& told = isNew ? told_[key] : found->second;
   ++told.since;
   if (!isNew && now - told.at < kQuietSeconds) return;
-  std::string text = kPrefix + message + " (in a handler of \"" + event + "\"";
-  if (told.since > 1) text += ", " + std::to_string(told.since) + " times since it was told";
-  text += "; the application goes on)";
+  const std::string times =
+      told.since > 1 ? " (" + std::to_string(told.since) + " times since it was told)" : "";
   told = {now, 0};
-  host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, PrintableWord(text));
+  host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, PrintableWord(text + times));
 }
 
 std::vector<ScriptErrors::Failure> ScriptErrors::Take() { return std::exchange(failures_, {}); }

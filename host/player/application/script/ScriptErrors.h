@@ -19,7 +19,7 @@ namespace plexion_host::player::application {
 class ScriptErrors {
  public:
   struct Failure {
-    std::string event;    ///< what the handler was for: "keydown", "timer", "file" ...
+    std::string event;    ///< what the handler was for: "keydown", "timer", "file" ...; or "data"
     std::string message;  ///< "board.lua:12: attempt to ..."
   };
   /// Of one moment, for the script; the others are told all the same.
@@ -34,6 +34,8 @@ class ScriptErrors {
 
   /// `now` is the application's time, in seconds.
   void Add(const std::string& event, const EngineError& error, double now);
+  /// Data that could not be had; `name` is that of the data.
+  void AddOfData(const std::string& name, const std::string& reason, double now);
   /// Those that came since the last call.
   std::vector<Failure> Take();
   bool IsEmpty() const { return failures_.empty(); }
@@ -43,6 +45,8 @@ class ScriptErrors {
     double at = 0;       ///< when it was told last
     uint64_t since = 0;  ///< how often it came after that
   };
+
+  void Tell(const std::string& key, const std::string& text, double now);
 
   EngineHost& host_;
   std::map<std::string, Told> told_;

@@ -24,7 +24,7 @@ ScriptHost::ScriptHost(ScriptContext context, ScriptLimits limits)
       calls_(script_, errors_),
       handlers_(calls_),
       timers_(script_, calls_),
-      files_(calls_, context_.base, context_.host),
+      files_(calls_, context_.base, context_.data, context_.host),
       animationEnds_(script_, calls_) {
   // The libraries find their way back to here from any state.
   script_.owner = this;
@@ -77,6 +77,16 @@ bool ScriptHost::Run(const std::vector<ScriptReference>& scripts, const std::str
 
 bool ScriptHost::Dispatch(const std::string& event) {
   return handlers_.Call(event, [](lua_State*) {});
+}
+
+void ScriptHost::TakeData() {
+  for (const DeclaredData::News& news : context_.data.Take(now_)) {
+    if (news.failure.empty()) {
+      files_.MarkChanged(news.name);
+    } else {
+      errors_.AddOfData(news.name, news.failure, now_);
+    }
+  }
 }
 
 void ScriptHost::DispatchErrors() {

@@ -14,6 +14,7 @@
 #include "host/player/application/document/Document.h"
 #include "host/player/application/embedded/EmbeddedElements.h"
 #include "host/player/application/files/BaseFolder.h"
+#include "host/player/application/net/DeclaredData.h"
 #include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/script/AnimationCallbacks.h"
 #include "host/player/application/script/ElementObjects.h"
@@ -37,6 +38,7 @@ struct ScriptContext {
   TextLayouts& texts;
   const BaseFolder& base;
   const BaseFolder& extensions;  ///< not open when there are none
+  DeclaredData& data;
   EngineHost& host;
   Notices& notices;
   /// The time on the wall.
@@ -71,6 +73,8 @@ class ScriptHost {
   void DispatchEventCode(unsigned long code);
   /// An element that has been removed meanwhile is nil.
   void DispatchEmbedded(const EmbeddedEvent& event);
+  /// Takes what has come of declared data.
+  void TakeData();
   /// What has failed since the last call; while the script rests it is kept.
   void DispatchErrors();
   bool HasErrors() const { return !errors_.IsEmpty(); }

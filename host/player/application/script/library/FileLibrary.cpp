@@ -1,4 +1,5 @@
-// Files of the application, as text, JSON or CSV, and scripts that come in several files.
+// Files of the application and data that it has declared, as text, JSON or CSV, and scripts that come in
+// several files.
 #include <string>
 
 #include "host/player/application/script/ScriptHost.h"
@@ -30,7 +31,9 @@ char OptionalSeparator(lua_State* state, int index) {
 
 bool ReadData(lua_State* state, const std::string& name, std::string& bytes, std::string& error) {
   Script::Of(state).CheckTime(state);
-  return ScriptHost::Of(state).Context().base.Read(name, kLargestData, bytes, error);
+  const ScriptContext& context = ScriptHost::Of(state).Context();
+  if (DeclaredData::IsName(name)) return context.data.Read(name, bytes, error);
+  return context.base.Read(name, kLargestData, bytes, error);
 }
 
 int Read(lua_State* state) {
@@ -44,7 +47,23 @@ int Read(lua_State* state) {
 int Exists(lua_State* state) {
   std::string error;
   const ScriptContext& context = ScriptHost::Of(state).Context();
-  lua_pushboolean(state, context.base.OpenRegular(CheckText(state, 1), error).IsOpen() ? 1 : 0);
+  const std::string name = CheckText(state, 1);
+  const bool exists = DeclaredData::IsName(name)
+                          ? context.data.Age(name, ScriptHost::Of(state).Now()) >= 0
+                          : context.base.OpenRegular(name, error).IsOpen();
+  lua_pushboolean(state, exists ? 1 : 0);
+  return 1;
+}
+
+/// Seconds since declared data came; nil when nothing has.
+int Age(lua_State* state) {
+  ScriptHost& self = ScriptHost::Of(state);
+  const double age = self.Context().data.Age(CheckText(state, 1), self.Now());
+  if (age < 0) {
+    lua_pushnil(state);
+  } else {
+    lua_pushnumber(state, age);
+  }
   return 1;
 }
 
@@ -151,7 +170,7 @@ int Require(lua_State* state) {
 void OpenFileLibrary(lua_State* state) {
   const luaL_Reg files[] = {{"read", Read},     {"exists", Exists}, {"list", List},
                             {"json", ReadJson}, {"csv", ReadCsv},   {"watch", Watch},
-                            {nullptr, nullptr}};
+                            {"age", Age},       {nullptr, nullptr}};
   luaL_newlib(state, files);
   lua_setglobal(state, "files");
   const luaL_Reg decoders[] = {{"json", DecodeJson}, {"csv", DecodeCsv}, {nullptr, nullptr}};

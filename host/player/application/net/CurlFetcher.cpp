@@ -1,0 +1,221 @@
+// Asks addresses on a thread of its own, all of them side by side, so that one that stalls holds up no
+// other.
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "host/base/Check.h"
+#include "host/base/Mutex.h"
+#include "host/base/NamedThread.h"
+#include "host/base/Text.h"
+#include "host/player/application/net/HttpRequest.h"
+#include "host/player/application/net/WebAddress.h"
+
+namespace plexion_host::player::application {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kMostRedirections = 5;
+constexpr double kFirstRetrySeconds = 5;
+constexpr std::chrono::hours kLongestWait{1};
+
+Clock::duration Seconds(double seconds) {
+  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+class CurlFetcher final : public DataFetcher {
+ public:
+  explicit CurlFetcher(FetchSettings settings)
+      : settings_(std::move(settings)), questions_(settings_.addresses.size()) {}
+  ~CurlFetcher() override {
+    {
+      const MutexLock lock(mutex_);
+      stops_ = true;
+    }
+    if (multi_ != nullptr) curl_multi_wakeup(multi_);
+    thread_.Join();
+    questions_.clear();
+    if (multi_ != nullptr) curl_multi_cleanup(multi_);
+  }
+
+  bool Start() {
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    multi_ = ready == CURLE_OK ? curl_multi_init() : nullptr;
+    if (multi_ == nullptr) return false;
+    try {
+      thread_ = NamedThread("PlexionFetch", [this] { Run(); });
+    } catch (const std::system_error&) {
+      return false;
+    }
+    return true;
+  }
+
+  std::vector<Fetched> Take() override {
+    const MutexLock lock(mutex_);
+    std::vector<Fetched> taken;
+    for (auto& each : fetched_) taken.push_back(std::move(each.second));
+    fetched_.clear();
+    return taken;
+  }
+
+  void SetProxy(const ProxySettings& proxy) override {
+    const MutexLock lock(mutex_);
+    settings_.proxy = proxy;
+  }
+
+ private:
+  struct Question {
+    HttpRequest request;
+    Clock::time_point due = Clock::now();
+    Clock::time_point end;  ///< of the one under way
+    bool isUnderWay = false;
+    int redirections = 0;
+    unsigned failures = 0;  ///< one after the other
+    AnswerVersion version;
+    std::string asked;  ///< the address at hand, where a redirection leads
+  };
+
+  bool Stops() {
+    const MutexLock lock(mutex_);
+    return stops_;
+  }
+
+  void Run() {
+    while (!Stops()) {
+      int running = 0;
+      curl_multi_perform(multi_, &running);
+      TakeAnswers();
+      const Clock::time_point now = Clock::now();
+      Clock::time_point next = now + kLongestWait;
+      for (size_t i = 0; i < questions_.size(); ++i) {
+        Question& question = questions_[i];
+        if (!question.isUnderWay && question.due <= now) Ask(i);
+        if (!question.isUnderWay) next = std::min(next, question.due);
+      }
+      const auto wait =
+          std::chrono::duration_cast<std::chrono::milliseconds>(next - now).count() + 1;
+      // The library knows its own time-outs, also that a question is new, and wakes for them.
+      curl_multi_poll(multi_, nullptr, 0, static_cast<int>(std::max<int64_t>(wait, 0)), nullptr);
+    }
+    for (Question& question : questions_) {
+      if (question.isUnderWay) curl_multi_remove_handle(multi_, question.request.Handle());
+    }
+  }
+
+  void Ask(size_t index) {
+    Question& question = questions_[index];
+    question.redirections = 0;
+    question.end = Clock::now() + Seconds(settings_.addresses[index].timeoutSeconds);
+    Send(index, settings_.addresses[index].address);
+  }
+
+  void Send(size_t index, const std::string& address) {
+    Question& question = questions_[index];
+    question.asked = address;
+    const double left = std::chrono::duration<double>(question.end - Clock::now()).count();
+    {
+      const MutexLock lock(mutex_);
+      question.request.Begin(address, left, settings_, question.version);
+    }
+    question.isUnderWay = question.request.Handle() != nullptr &&
+                          curl_multi_add_handle(multi_, question.request.Handle()) == CURLM_OK;
+    if (!question.isUnderWay) Fail(index, "no memory for the question");
+  }
+
+  void TakeAnswers() {
+    int left = 0;
+    while (CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+      if (message->msg != CURLMSG_DONE) continue;
+      const CURLcode code = message->data.result;
+      CURL* const handle = message->easy_handle;
+      const auto found =
+          std::find_if(questions_.begin(), questions_.end(),
+                       [&](Question& question) { return question.request.Handle() == handle; });
+      PLEXION_CHECK(found != questions_.end(), "the library tells of what it was given");
+      curl_multi_remove_handle(multi_, handle);
+      found->isUnderWay = false;
+      Finish(static_cast<size_t>(found - questions_.begin()), code);
+    }
+  }
+
+  void Finish(size_t index, CURLcode code) {
+    Question& question = questions_[index];
+    switch (question.request.Finish(code)) {
+      case HttpRequest::Outcome::kRedirected:
+        return Redirect(index, question.request.Redirection());
+      case HttpRequest::Outcome::kFailed:
+        return Fail(index, question.request.Failure());
+      case HttpRequest::Outcome::kAnswer:
+        question.version = question.request.Version();
+        Tell({index, question.request.TakeBytes(), ""});
+        break;
+      case HttpRequest::Outcome::kUnchanged:
+        break;
+    }
+    question.failures = 0;
+    question.due = Clock::now() + Seconds(settings_.addresses[index].everySeconds);
+  }
+
+  /// A copy: the next question clears what the last one was answered.
+  void Redirect(size_t index, std::string target) {
+    Question& question = questions_[index];
+    const std::string host = HostOf(target);
+    if (std::find(settings_.hosts.begin(), settings_.hosts.end(), host) == settings_.hosts.end()) {
+      return Fail(index, "the server sends to \"" + PrintableWord(target.substr(0, 200)) +
+                             "\"; expected a host that the application declares");
+    }
+    if (question.asked.compare(0, 6, "https:") == 0 && target.compare(0, 6, "https:") != 0) {
+      return Fail(index, "the server sends from https to an address without");
+    }
+    if (++question.redirections > kMostRedirections) {
+      return Fail(index, "the server sends from one address to the next more than " +
+                             std::to_string(kMostRedirections) + " times");
+    }
+    Send(index, target);
+  }
+
+  void Fail(size_t index, const std::string& reason) {
+    Question& question = questions_[index];
+    const double every = settings_.addresses[index].everySeconds;
+    const double retry =
+        kFirstRetrySeconds * static_cast<double>(1U << std::min(question.failures, 16U));
+    ++question.failures;
+    question.due = Clock::now() + Seconds(std::min(every, retry));
+    Tell({index, "", reason});
+  }
+
+  void Tell(Fetched fetched) {
+    {
+      const MutexLock lock(mutex_);
+      Fetched& last = fetched_[fetched.index];
+      // An answer that nobody has taken yet is not lost by a failure after it.
+      if (fetched.failure.empty() || last.bytes.empty()) last = std::move(fetched);
+    }
+    settings_.wake();
+  }
+
+  FetchSettings settings_;  ///< its proxy is guarded by the mutex, all else constant
+  CURLM* multi_ = nullptr;
+  std::vector<Question> questions_;  ///< the thread's while it runs
+  Mutex mutex_;
+  bool stops_ GUARDED_BY(mutex_) = false;
+  std::map<size_t, Fetched> fetched_ GUARDED_BY(mutex_);
+  NamedThread thread_;  ///< last: it uses all of the others
+};
+
+}  // namespace
+
+std::unique_ptr<DataFetcher> MakeDataFetcher(FetchSettings settings) {
+  PLEXION_CHECK(settings.wake != nullptr, "somebody wants to hear of what comes");
+  auto fetcher = std::make_unique<CurlFetcher>(std::move(settings));
+  if (!fetcher->Start()) return nullptr;
+  return fetcher;
+}
+
+}  // namespace plexion_host::player::application

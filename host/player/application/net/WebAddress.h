@@ -1,0 +1,34 @@
+// The host in a web address.
+#ifndef HOST_PLAYER_APPLICATION_NET_WEBADDRESS_H_
+#define HOST_PLAYER_APPLICATION_NET_WEBADDRESS_H_
+
+#include <string>
+#include <string_view>
+
+namespace plexion_host::player::application {
+
+inline std::string LowerCase(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c);
+  return lower;
+}
+
+/// The host of an http or https address, in lower case; empty when it is none, or has no host.
+inline std::string HostOf(std::string_view address) {
+  const size_t begin = address.find("://");
+  if (begin == std::string_view::npos) return "";
+  const std::string scheme = LowerCase(address.substr(0, begin));
+  if (scheme != "http" && scheme != "https") return "";
+  std::string_view server = address.substr(begin + 3);
+  server = server.substr(0, server.find_first_of("/?#\\"));
+  const size_t user = server.rfind('@');
+  if (user != std::string_view::npos) server.remove_prefix(user + 1);
+  // "[::1]:80" has colons of its own.
+  const size_t bracket = server.find(']');
+  const size_t colon = server.find(':', bracket == std::string_view::npos ? 0 : bracket);
+  return LowerCase(server.substr(0, colon));
+}
+
+}  // namespace plexion_host::player::application
+
+#endif  // HOST_PLAYER_APPLICATION_NET_WEBADDRESS_H_
