@@ -165,6 +165,29 @@ std::string EncodePercent(std::string_view text) {
   return encoded;
 }
 
+std::string EscapeXml(std::string_view text) {
+  std::string escaped;
+  for (const char character : text) {
+    switch (character) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        if (static_cast<unsigned char>(character) >= ' ') escaped += character;
+    }
+  }
+  return escaped;
+}
+
 std::string Printable(std::string_view text) { return Escaped(text, true); }
 
 std::string PrintableWord(std::string_view text) { return Escaped(text, false); }

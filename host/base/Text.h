@@ -31,6 +31,10 @@ std::string Join(const std::vector<std::string>& words, const char* separator = 
 /// %NN.
 std::string EncodePercent(std::string_view text);
 
+/// `text` between tags or in a quoted attribute of XML. Control characters, which XML has not, are left
+/// out.
+std::string EscapeXml(std::string_view text);
+
 /// Takes one code point off the front of `text`.
 /// Returns  none, with one byte taken, where there is no valid UTF-8. `text` must not be empty.
 std::optional<char32_t> TakeCodePoint(std::string_view& text);

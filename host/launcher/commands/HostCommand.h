@@ -11,6 +11,9 @@
 
 namespace plexion_host {
 
+/// Of a place or a size that an operator gives.
+constexpr long kMostPixels = 32767;
+
 /// One word behind a command.
 struct ArgumentRule {
   enum class Kind { kNumber, kText };
@@ -26,6 +29,11 @@ struct Arguments {
   std::vector<std::string> texts;
   std::vector<long> numbers;  ///< in the same places; 0 for a text
   bool json = false;          ///< asked for with --json, by a command that knows it
+
+  /// Empty for an optional one that was left out.
+  std::string TextAt(size_t index) const {
+    return index < texts.size() ? texts[index] : std::string();
+  }
 };
 
 /// One command: its row in a table.

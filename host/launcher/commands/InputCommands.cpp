@@ -5,8 +5,6 @@
 namespace plexion_host {
 namespace {
 
-constexpr long kMostPixels = 32767;
-
 /// The input way, or null with the reason. Call under the context's lock.
 IHostInput* InputOf(CommandContext& context, std::string& error) REQUIRES(context.mutex) {
   if (context.input == nullptr) error = "there is no input driver";

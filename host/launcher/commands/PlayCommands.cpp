@@ -13,10 +13,6 @@ namespace {
 
 using Text = const std::string&;
 
-std::string TextAt(const Arguments& arguments, size_t index) {
-  return index < arguments.texts.size() ? arguments.texts[index] : std::string();
-}
-
 bool IsNumber(Text text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char character) {
     return character >= '0' && character <= '9';
@@ -42,12 +38,12 @@ bool Act(CommandContext& context, const Arguments& arguments, std::string& error
 
 bool Next(CommandContext& context, const Arguments& arguments, std::string& error) {
   return Act(context, arguments, error,
-             [&](PlayControl& control) { return control.Next(TextAt(arguments, 0), error); });
+             [&](PlayControl& control) { return control.Next(arguments.TextAt(0), error); });
 }
 
 bool Previous(CommandContext& context, const Arguments& arguments, std::string& error) {
   return Act(context, arguments, error,
-             [&](PlayControl& control) { return control.Previous(TextAt(arguments, 0), error); });
+             [&](PlayControl& control) { return control.Previous(arguments.TextAt(0), error); });
 }
 
 /// A number means a window, here as everywhere. One that stands for a zone is halted and let go on
@@ -79,7 +75,7 @@ bool PauseOrPlayWindow(CommandContext& context, const Arguments& arguments, bool
 }
 
 bool Play(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::string what = TextAt(arguments, 0);
+  const std::string what = arguments.TextAt(0);
   if (IsNumber(what)) return PauseOrPlayWindow(context, arguments, false, error);
   // As from a script whose variable is not set: everything going on is not what it wanted.
   if (what.empty() && !arguments.texts.empty()) {
@@ -88,18 +84,18 @@ bool Play(CommandContext& context, const Arguments& arguments, std::string& erro
                           "number, or nothing; 'resume ZONE' lets a zone go on");
   }
   return Act(context, arguments, error,
-             [&](PlayControl& control) { return control.Play(what, TextAt(arguments, 1), error); });
+             [&](PlayControl& control) { return control.Play(what, arguments.TextAt(1), error); });
 }
 
 bool Pause(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::string zone = TextAt(arguments, 0);
+  const std::string zone = arguments.TextAt(0);
   if (IsNumber(zone)) return PauseOrPlayWindow(context, arguments, true, error);
   return Act(context, arguments, error,
              [&](PlayControl& control) { return control.Pause(zone, error); });
 }
 
 bool Resume(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::string zone = TextAt(arguments, 0);
+  const std::string zone = arguments.TextAt(0);
   if (IsNumber(zone)) return PauseOrPlayWindow(context, arguments, false, error);
   return Act(context, arguments, error,
              [&](PlayControl& control) { return control.Play("", zone, error); });
@@ -110,8 +106,8 @@ bool Status(CommandContext& context, const Arguments& arguments, std::string& er
 }
 
 bool Programme(CommandContext& context, const Arguments& arguments, std::string& error) {
-  const std::string verb = TextAt(arguments, 0);
-  const std::string word = TextAt(arguments, 1);
+  const std::string verb = arguments.TextAt(0);
+  const std::string word = arguments.TextAt(1);
   if (verb == "reload" || verb == "load") {
     if ((verb == "load") == word.empty()) {
       return context.Misuse(

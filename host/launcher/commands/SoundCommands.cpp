@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kSeekPatience{2000};
 
-std::string TextAt(const Arguments& arguments, size_t index) {
-  return index < arguments.texts.size() ? arguments.texts[index] : std::string();
-}
-
 /// "+5", "-5" or "40". Returns  false for anything else.
 bool ReadLevel(const std::string& text, SoundControl::Change& change) {
   const bool step = !text.empty() && (text[0] == '+' || text[0] == '-');
@@ -72,7 +68,7 @@ bool Change(CommandContext& context, const Arguments& arguments, const std::stri
 
 bool Volume(CommandContext& context, const Arguments& arguments, std::string& error) {
   SoundControl::Change change;
-  const std::string first = TextAt(arguments, 0);
+  const std::string first = arguments.TextAt(0);
   const auto wrong = [&](const std::string& word) {
     return context.Misuse(
         error, "'" + PrintableWord(word) + "' is no volume; expected 0 to 100, or +N or -N");
@@ -91,7 +87,7 @@ bool Volume(CommandContext& context, const Arguments& arguments, std::string& er
 
 bool Mute(CommandContext& context, const Arguments& arguments, std::string& error) {
   SoundControl::Change change;
-  std::string word = TextAt(arguments, arguments.texts.size() > 1 ? 1 : 0);
+  std::string word = arguments.TextAt(arguments.texts.size() > 1 ? 1 : 0);
   const bool told = word == "on" || word == "off";
   if (told) change.muted = word == "on";
   change.toggle = !told;
@@ -148,7 +144,7 @@ bool Seek(CommandContext& context, const Arguments& arguments, std::string& erro
     return context.Misuse(
         error, "'" + arguments.texts[0] + "' is no moment; expected seconds, M:SS, +S or -S");
   }
-  const unsigned number = WindowToSeek(context, TextAt(arguments, 1), error);
+  const unsigned number = WindowToSeek(context, arguments.TextAt(1), error);
   if (number == 0 || context.sound == nullptr) return false;
   const auto answer = std::make_shared<SeekAnswer>();
   const auto done = [answer](const std::string& fault) {

@@ -19,8 +19,6 @@ using qx::platform::OutputPlane;
 using qx::plexion::Dims;
 using qx::plexion::Point;
 
-constexpr long kMostPixels = 32767;
-
 constexpr ArgumentRule Number(const char* name, long least, long most) {
   return {name, ArgumentRule::Kind::kNumber, least, most, false};
 }

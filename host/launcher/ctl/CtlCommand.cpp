@@ -20,7 +20,7 @@
 namespace plexion_host {
 namespace {
 
-constexpr char kUsage[] =
+constexpr char kCtlUsage[] =
     "usage: plexion ctl [--socket PATH] [--timeout SECONDS] COMMAND [WORD ...] [--json]\n\n"
     "Sends a command to a running Plexion; 'plexion ctl help' lists them. Without --socket the\n"
     "socket is $PLEXION_SOCKET, or else $XDG_RUNTIME_DIR/plexion.sock, or /run/plexion/shell.\n"
@@ -210,7 +210,7 @@ int RunCtlCommand(const std::vector<std::string>& arguments) {
   Console console;
   Typed typed = ReadLine(arguments);
   if (typed.help) {
-    console.Print(kUsage);
+    console.Print(kCtlUsage);
     return kExitCompleted;
   }
   // Typed before the command it is meant for the command all the same.
@@ -223,7 +223,7 @@ int RunCtlCommand(const std::vector<std::string>& arguments) {
     typed.error = "a word holds a line end; expected words without one";
   }
   if (!typed.error.empty()) {
-    console.Print(kUsage);
+    console.Print(kCtlUsage);
     return Fail(console, typed, typed.error, kExitUsage);
   }
   std::string error;

@@ -25,29 +25,6 @@ std::string NameOf(const DayPart& part) {
   return part.playlist.empty() ? "(nothing)" : PrintableWord(part.playlist);
 }
 
-std::string XmlText(const std::string& text) {
-  std::string escaped;
-  for (const char character : text) {
-    switch (character) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += character;
-    }
-  }
-  return escaped;
-}
-
 /// The same playlist has the same colour in every row: its place in the document decides.
 std::string ColorOf(const Programme& programme, const std::string& playlist) {
   const char* const colors[] = {"#4c78a8", "#f58518", "#54a24b", "#e45756",
@@ -102,7 +79,7 @@ std::string DaySvg(const Programme& programme, Schedule& schedule, int32_t day) 
   svg +=
       "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n<text x=\"12\" y=\"24\" "
       "font-size=\"16\">" +
-      XmlText(PrintableWord(programme.name)) + " " + ShowDate(day) + "</text>\n";
+      EscapeXml(PrintableWord(programme.name)) + " " + ShowDate(day) + "</text>\n";
   for (Moment at = midnight; static_cast<double>(at - midnight) / 3600000.0 <= hours;
        at += 3600000) {
     const int x = kLeft + static_cast<int>((at - midnight) / 3600000) * kHour;
@@ -118,7 +95,7 @@ std::string DaySvg(const Programme& programme, Schedule& schedule, int32_t day) 
     const Zone& zone = programme.zones[row];
     const int y = kTop + static_cast<int>(row) * kRow;
     svg += "<text x=\"12\" y=\"" + std::to_string(y + 30) + "\">" +
-           XmlText(PrintableWord(zone.name)) + "</text>\n";
+           EscapeXml(PrintableWord(zone.name)) + "</text>\n";
     for (const DayPart& part : schedule.Day(zone, day)) {
       const double from = static_cast<double>(part.begin - midnight) / 3600000.0 * kHour;
       const double to = static_cast<double>(part.end - midnight) / 3600000.0 * kHour;
@@ -133,7 +110,7 @@ std::string DaySvg(const Programme& programme, Schedule& schedule, int32_t day) 
       if (to - from < static_cast<double>(name.size()) * 8) continue;
       std::snprintf(line, sizeof line, "<text x=\"%.1f\" y=\"%d\" fill=\"#ffffff\">",
                     kLeft + from + 6, y + 27);
-      svg += line + XmlText(name) + "</text>\n";
+      svg += line + EscapeXml(name) + "</text>\n";
     }
   }
   return svg + "</svg>\n";

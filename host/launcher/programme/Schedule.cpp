@@ -6,7 +6,6 @@
 namespace plexion_host {
 namespace {
 
-constexpr int64_t kDayMs = int64_t{24} * 3600 * 1000;
 /// How far a change is looked for: what comes later is found when that time has come.
 constexpr int32_t kDaysAhead = 8;
 

@@ -20,28 +20,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int64_t kForEver = INT64_MAX;
 /// A content without pictures (sound alone) never draws; it is not waited for longer than this.
 constexpr int64_t kFirstPictureMs = 1000;
 constexpr int64_t kFrameMs = 16;
 /// Numbers of plain pictures, beyond those that a director gives.
 constexpr uint64_t kReasonNumbers = uint64_t{1} << 62;
-
-std::string XmlText(const std::string& text) {
-  std::string escaped;
-  for (const char character : text) {
-    if (character == '&') {
-      escaped += "&amp;";
-    } else if (character == '<') {
-      escaped += "&lt;";
-    } else if (character == '"') {
-      escaped += "&quot;";
-    } else if (static_cast<unsigned char>(character) >= ' ') {
-      escaped += character;
-    }
-  }
-  return escaped;
-}
 
 }  // namespace
 
@@ -185,7 +168,7 @@ int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
     if (Content* const content = Find(number)) Step(director, *content, now);
     if (Content* const content = Find(number)) Relocate(*content);
   }
-  int64_t next = kForEver;
+  int64_t next = kNever;
   for (const Content& content : contents_) {
     if (content.phase == Phase::kDrawing) {
       next = std::min(next, content.phaseBeganMs + kFirstPictureMs);
@@ -369,10 +352,10 @@ void WindowStage::ShowReason(const std::string& reason) {
        << std::min(rect_.height, 8192u)
        << "\" rate=\"1\" background=\"#101418\">\n<scene id=\"main\">\n"
        << "<text x=\"" << size << "\" y=\"" << rect_.height / 2 - 2 * size << "\" size=\"" << size
-       << "\" color=\"#ffffff\">" << XmlText(displayName_) << "</text>\n<text x=\"" << size
+       << "\" color=\"#ffffff\">" << EscapeXml(displayName_) << "</text>\n<text x=\"" << size
        << "\" y=\"" << rect_.height / 2 << "\" size=\"" << std::max(size / 2, 10) << "\" width=\""
        << std::max<int64_t>(int64_t{rect_.width} - 2 * size, 1) << "\" color=\"#9aa4ad\">"
-       << XmlText(reason) << "</text>\n</scene>\n</application>\n";
+       << EscapeXml(reason) << "</text>\n</scene>\n</application>\n";
   file.close();
   static uint64_t numbers = kReasonNumbers;
   reasonNumber_ = ++numbers;

@@ -8,7 +8,6 @@
 namespace plexion_host {
 namespace {
 
-constexpr int64_t kForEver = INT64_MAX;
 /// Each holds a content that stands still; more than this no schedule needs.
 constexpr size_t kMostInterrupted = 4;
 
@@ -25,7 +24,7 @@ ZoneDirector::ZoneDirector(std::shared_ptr<const Programme> programme, ICalendar
       news_(std::move(news)) {}
 
 int64_t ZoneDirector::Advance(const ZoneTime& now) {
-  if (paused_) return kForEver;
+  if (paused_) return kNever;
   // What is alone and has no end has no moment to wait for. Not in the last seconds before a
   // boundary, whose content would have to be loaded anew.
   const bool between = current_.number == 0 || current_.stays || CurrentIsOver(now);
@@ -224,7 +223,6 @@ void ZoneDirector::Show(Slot& slot, const char* reason, const ZoneTime& now) {
 
 /// When the next pass of an aligned playlist begins, seen from the content that is on.
 void ZoneDirector::SetPassEnd(const ZoneTime& now) {
-  constexpr int64_t kDayMs = int64_t{24} * 3600 * 1000;
   constexpr int64_t kBlinkMs = 1000;
   current_.passEnd = kNever;
   const Playlist* const playlist = programme_->FindPlaylist(playing_);
@@ -282,7 +280,7 @@ void ZoneDirector::SetProgramme(std::shared_ptr<const Programme> programme) {
 }
 
 int64_t ZoneDirector::NextCall(const ZoneTime& now) const {
-  int64_t at = kForEver;
+  int64_t at = kNever;
   const auto sooner = [&](int64_t other) { at = std::min(at, other); };
   const auto atMoment = [&](Moment moment) {
     if (moment != kNever) sooner(now.steadyMs + std::max<int64_t>(moment - now.wall, 0));

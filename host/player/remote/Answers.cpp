@@ -13,25 +13,10 @@ namespace {
 using qx::plexion::StageWindowStatus;
 
 /// Far beyond what a plane can be; what is larger could only be a lie.
-constexpr uint64_t kMostSide = 1000000;
+constexpr uint64_t kMostReportedSide = 1000000;
 constexpr double kMostRate = 1000000;
 /// A double counts frames exactly up to here.
 constexpr uint64_t kMostFrames = uint64_t{1} << 53;
-
-bool Refuse(std::string& fault, const char* what) {
-  fault = what;
-  return false;
-}
-
-bool IsOf(const Record& record, Kind kind, std::string& fault) {
-  if (record.kind != static_cast<uint32_t>(kind)) {
-    fault = "record " + std::to_string(record.kind) + " instead of " +
-            std::to_string(static_cast<uint32_t>(kind));
-    return false;
-  }
-  if (record.textBytes > kMostText) return Refuse(fault, "a text longer than its record");
-  return true;
-}
 
 bool ReadFlag(uint64_t word, bool& flag) {
   flag = word == 1;
@@ -63,7 +48,7 @@ Record LoadedRecord(const ContentFacts& facts) {
 bool ReadLoaded(const Record& record, ContentFacts& facts, std::string& fault) {
   if (!IsOf(record, Kind::kLoaded, fault)) return false;
   const double rate = NumberOf(record.words[2]);
-  if (record.words[0] > kMostSide || record.words[1] > kMostSide) {
+  if (record.words[0] > kMostReportedSide || record.words[1] > kMostReportedSide) {
     return Refuse(fault, "a stage larger than there can be");
   }
   if (!isfinite(rate) || rate < 0 || rate > kMostRate) return Refuse(fault, "no frame rate");

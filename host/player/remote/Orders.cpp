@@ -10,18 +10,6 @@ namespace {
 
 constexpr uint64_t kMostSide = 16384;
 
-bool Refuse(std::string& fault, const char* what) {
-  fault = what;
-  return false;
-}
-
-bool IsOf(const Record& record, Kind kind, std::string& fault) {
-  if (record.kind == static_cast<uint32_t>(kind) && record.textBytes <= kMostText) return true;
-  fault = "record " + std::to_string(record.kind) + " instead of " +
-          std::to_string(static_cast<uint32_t>(kind));
-  return false;
-}
-
 /// Two 32-bit numbers in a word.
 uint64_t Pair(uint32_t high, uint32_t low) { return uint64_t{high} << 32 | low; }
 uint32_t High(uint64_t word) { return static_cast<uint32_t>(word >> 32); }

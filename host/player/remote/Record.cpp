@@ -41,6 +41,21 @@ std::string_view TextOf(const Record& record) {
   return {record.text, std::min<size_t>(record.textBytes, kMostText)};
 }
 
+bool Refuse(std::string& fault, const char* what) {
+  fault = what;
+  return false;
+}
+
+bool IsOf(const Record& record, Kind kind, std::string& fault) {
+  if (record.kind != static_cast<uint32_t>(kind)) {
+    fault = "record " + std::to_string(record.kind) + " instead of " +
+            std::to_string(static_cast<uint32_t>(kind));
+    return false;
+  }
+  if (record.textBytes > kMostText) return Refuse(fault, "a text longer than its record");
+  return true;
+}
+
 void CopyRecord(const Record& from, Record& to) {
   memcpy(static_cast<void*>(&to), &from, kHead);
   // What was copied decides how much more is, not what stands there now.

@@ -69,6 +69,12 @@ void PutText(Record& record, std::string_view text);
 /// The first `textBytes` of the text, or as many as there are.
 std::string_view TextOf(const Record& record);
 
+/// Notes a reason. Returns  false.
+bool Refuse(std::string& fault, const char* what);
+/// Whether a record is of this kind, and its text ends in it.
+/// Returns  false with the reason in `fault`.
+bool IsOf(const Record& record, Kind kind, std::string& fault);
+
 /// Copies a record out of memory that its writer may change at any moment: each byte is read once, and
 /// no more of the text than there is.
 void CopyRecord(const Record& from, Record& to);

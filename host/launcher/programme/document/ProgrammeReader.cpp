@@ -12,7 +12,6 @@ namespace {
 
 constexpr uint32_t kLargestSide = 16384;
 constexpr int64_t kShortestItemMs = 100;
-constexpr int32_t kDayMs = 24 * 3600 * 1000;
 constexpr size_t kMostZones = 32;
 
 const char* const kDayNames[] = {"mon", "tue", "wed", "thu", "fri", "sat", "sun"};

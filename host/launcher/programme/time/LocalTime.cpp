@@ -11,7 +11,6 @@ namespace {
 
 constexpr int64_t kSecondMs = 1000;
 constexpr int64_t kHourMs = 3600 * kSecondMs;
-constexpr int64_t kDayMs = 24 * kHourMs;
 
 int64_t FloorDivide(int64_t value, int64_t by) { return value / by - (value % by < 0 ? 1 : 0); }
 

@@ -14,6 +14,8 @@ namespace plexion_host {
 /// Milliseconds since 1970-01-01 00:00 UTC.
 using Moment = int64_t;
 constexpr Moment kNever = INT64_MAX;
+/// A day without a change of summer time.
+constexpr int64_t kDayMs = int64_t{24} * 3600 * 1000;
 
 /// A time zone.
 ///

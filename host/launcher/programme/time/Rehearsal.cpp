@@ -15,7 +15,6 @@ namespace {
 /// A clock that is set is noticed within this.
 constexpr int64_t kLongestSleepMs = 1000;
 constexpr int64_t kShortestSleepMs = 10;
-constexpr int64_t kDayMs = 24 * 60 * 60 * 1000;
 
 bool ReadTimes(const std::string& text, Rehearsal& rehearsal) {
   const std::vector<std::string> times = SplitAt(text, '-');

@@ -20,7 +20,7 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr size_t kLongestName = 1024;
+constexpr size_t kLongestFileName = 1024;
 constexpr size_t kMostListed = 10000;
 
 std::string Reason(int number) {
@@ -88,9 +88,9 @@ bool BaseFolder::Open(const std::string& path, std::string& error) {
 OpenFile BaseFolder::OpenInside(std::string_view name, int flags, std::string& error) const {
   PLEXION_CHECK(folder_.IsOpen(), "the folder was opened before anything in it");
   const std::string shown = Shown(name);
-  if (name.size() > kLongestName || name.find('\0') != std::string_view::npos) {
+  if (name.size() > kLongestFileName || name.find('\0') != std::string_view::npos) {
     error = "cannot open " + shown + ": expected a file name of at most " +
-            std::to_string(kLongestName) + " bytes without a zero byte";
+            std::to_string(kLongestFileName) + " bytes without a zero byte";
     return OpenFile();
   }
   if (name.find("://") != std::string_view::npos) {

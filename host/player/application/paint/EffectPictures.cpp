@@ -17,7 +17,7 @@ namespace {
 
 /// Of all that are kept from one picture to the next.
 constexpr size_t kMostKeptBytes = size_t{128} * 1024 * 1024;
-constexpr double kTolerance = 1e-6;
+constexpr double kSamePlace = 1e-6;
 
 bool SameShape(const cairo_matrix_t& a, const cairo_matrix_t& b) {
   return a.xx == b.xx && a.yx == b.yx && a.xy == b.xy && a.yy == b.yy;
@@ -34,8 +34,8 @@ bool AreSame(const std::vector<DisplayItem>& then, const DisplayItem* now, doubl
     }
     if (now->element == nullptr) continue;
     if (!SameShape(before.matrix, now->matrix) ||
-        fabs(now->matrix.x0 - before.matrix.x0 - dx) > kTolerance ||
-        fabs(now->matrix.y0 - before.matrix.y0 - dy) > kTolerance) {
+        fabs(now->matrix.x0 - before.matrix.x0 - dx) > kSamePlace ||
+        fabs(now->matrix.y0 - before.matrix.y0 - dy) > kSamePlace) {
       return false;
     }
     if ((before.isCut || now->isCut) && (dx != 0 || dy != 0)) return false;

@@ -12,7 +12,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 /// Sharper corners of a stroke are cut off.
 constexpr double kMiterLimit = 4;
 

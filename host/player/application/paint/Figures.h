@@ -9,6 +9,8 @@
 
 namespace plexion_host::player::application {
 
+constexpr double kPi = 3.14159265358979323846;
+
 /// False for kinds that are no figure.
 bool IsFigure(ElementKind kind);
 /// In the element's own units, which the context has.

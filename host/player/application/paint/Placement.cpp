@@ -12,8 +12,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 /// `x` and `y` are the element's own.
 bool IsHit(const Element& element, TextLayouts& texts, double x, double y) {
   const bool inside = IsInRoundedBox(x, y, element.width, element.height, element.radius);

@@ -24,7 +24,6 @@ constexpr int kMostLines = 2000;
 constexpr size_t kMostKeptBytes = size_t{1024} * 1024;
 
 double Units(int pango) { return static_cast<double>(pango) / PANGO_SCALE; }
-int PangoUnits(double units) { return static_cast<int>(lround(units * PANGO_SCALE)); }
 Box BoxOf(const PangoRectangle& from) {
   return {Units(from.x), Units(from.y), Units(from.width), Units(from.height)};
 }

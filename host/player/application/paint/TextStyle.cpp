@@ -17,8 +17,6 @@ namespace {
 constexpr int kLongestWord = 128;
 constexpr double kSmallestSize = 0.1;
 
-int PangoUnits(double units) { return static_cast<int>(lround(units * PANGO_SCALE)); }
-
 /// Goes through a text once, and notes where the ends of its spans come to lie.
 class Preparing {
  public:

@@ -2,6 +2,7 @@
 #ifndef HOST_PLAYER_APPLICATION_PAINT_TEXTSTYLE_H_
 #define HOST_PLAYER_APPLICATION_PAINT_TEXTSTYLE_H_
 
+#include <math.h>
 #include <pango/pango.h>
 
 #include <memory>
@@ -21,6 +22,9 @@ struct PreparedText {
   bool marksCut = false;
 };
 PreparedText PrepareText(const Element& element);
+
+/// In the layout library's units.
+inline int PangoUnits(double units) { return static_cast<int>(lround(units * PANGO_SCALE)); }
 
 struct FreeFont {
   void operator()(PangoFontDescription* font) const { pango_font_description_free(font); }

@@ -10,12 +10,6 @@
 
 namespace plexion_host::player::application {
 
-namespace {
-
-constexpr uint64_t kLargestScript = 1024 * 1024;
-
-}  // namespace
-
 ScriptHost::ScriptHost(ScriptContext context, ScriptLimits limits)
     : context_(std::move(context)),
       script_(std::move(limits), context_.host.Memory()),

@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t kMostTimers = 10000;
 /// Times are sums; a timer is due at its frame in spite of their rounding.
-constexpr double kTolerance = 1e-6;
+constexpr double kSameMoment = 1e-6;
 
 }  // namespace
 
@@ -41,14 +41,14 @@ void Timers::CallDue(double now) {
     // Looked for anew each time: whatever is called may start and cancel others.
     auto next = timers_.end();
     for (auto at = timers_.begin(); at != timers_.end(); ++at) {
-      if (at->isNew || at->due > now + kTolerance) continue;
+      if (at->isNew || at->due > now + kSameMoment) continue;
       if (next == timers_.end() || at->due < next->due) next = at;
     }
     if (next == timers_.end()) return;
     const int reference = next->reference;
     if (next->period > 0) {
       // Periods that nobody had time for are left out.
-      const double missed = floor((now + kTolerance - next->due) / next->period);
+      const double missed = floor((now + kSameMoment - next->due) / next->period);
       next->due += next->period * (missed + 1);
       calls_.RunReference("timer", reference);
     } else {

@@ -10,7 +10,7 @@
 namespace plexion_host::movie {
 namespace {
 
-uint8_t Byte(float unit) {
+uint8_t OpacityByte(float unit) {
   return static_cast<uint8_t>(unit > 0 ? std::lrint(std::min(unit, 1.0f) * 255) : 0);
 }
 
@@ -51,7 +51,7 @@ void AddMask(const Coverage& into, const Coverage& mask, const IntRect& rect, Ma
   if (area.IsEmpty()) return;
   for (int y = area.top; y < area.bottom; ++y) {
     CombineCover(into.Row(y) + area.left, mask.Row(y) + area.left, area.Width(), SumOf(mode),
-                 inverted ? 255 : 0, Byte(opacity));
+                 inverted ? 255 : 0, OpacityByte(opacity));
   }
 }
 

@@ -10,7 +10,7 @@ namespace plexion_host::movie {
 
 namespace {
 
-constexpr uint64_t kTooMuch = UINT64_MAX / 4096;
+constexpr uint64_t kMostCounted = UINT64_MAX / 4096;
 
 struct KindName {
   const char* type;
@@ -54,12 +54,12 @@ Span<Shape> ShapeReader::Read(const JsonValue* list, Cost& cost, unsigned depth)
     if (!value.IsObject()) throw ReadFault("a shape is not an object");
     const uint64_t before = properties_.vertices;
     ReadOne(value, shapes[number++], here, depth);
-    here.items = std::min(here.items + 1, kTooMuch);
-    here.vertices = std::min(here.vertices + properties_.vertices - before, kTooMuch);
+    here.items = std::min(here.items + 1, kMostCounted);
+    here.vertices = std::min(here.vertices + properties_.vertices - before, kMostCounted);
     properties_.vertices = before;
   }
-  cost.items = std::min(cost.items + here.items, kTooMuch);
-  cost.vertices = std::min(cost.vertices + here.vertices, kTooMuch);
+  cost.items = std::min(cost.items + here.items, kMostCounted);
+  cost.vertices = std::min(cost.vertices + here.vertices, kMostCounted);
   return {shapes, list->count};
 }
 
@@ -195,7 +195,7 @@ void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost)
       break;
     case ShapeKind::kRound:
       shape.radius = properties_.Read(value.Find("r"), 1);
-      cost.vertices = std::min(cost.vertices * 2, kTooMuch);
+      cost.vertices = std::min(cost.vertices * 2, kMostCounted);
       break;
     case ShapeKind::kRepeater: {
       shape.amount = properties_.Read(value.Find("c"), 1);
@@ -209,15 +209,15 @@ void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost)
                         Shown(kMostRepeaterCopies) + " are allowed");
       }
       const auto times = static_cast<uint64_t>(copies);
-      cost.items = cost.items > kTooMuch / times ? kTooMuch : cost.items * times;
-      cost.vertices = cost.vertices > kTooMuch / times ? kTooMuch : cost.vertices * times;
+      cost.items = cost.items > kMostCounted / times ? kMostCounted : cost.items * times;
+      cost.vertices = cost.vertices > kMostCounted / times ? kMostCounted : cost.vertices * times;
       break;
     }
     case ShapeKind::kOffset:
       shape.amount = properties_.Read(value.Find("a"), 1);
       shape.miter = properties_.Read(value.Find("ml"), 1);
       shape.join = Small(value.Find("lj"), 1);
-      cost.vertices = std::min(cost.vertices * 8, kTooMuch);
+      cost.vertices = std::min(cost.vertices * 8, kMostCounted);
       break;
     case ShapeKind::kZigZag: {
       shape.size = properties_.Read(value.Find("s"), 1);
@@ -228,7 +228,7 @@ void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost)
         throw ReadFault("a zig-zag with " + Shown(ridges) + " ridges; at most " +
                         Shown(kMostStarPoints) + " are allowed");
       }
-      cost.vertices = std::min(cost.vertices * (2 + static_cast<uint64_t>(ridges)), kTooMuch);
+      cost.vertices = std::min(cost.vertices * (2 + static_cast<uint64_t>(ridges)), kMostCounted);
       break;
     }
     case ShapeKind::kPucker:

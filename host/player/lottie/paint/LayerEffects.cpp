@@ -5,13 +5,13 @@
 
 #include <algorithm>
 
+#include "host/player/lottie/timeline/Angles.h"
 #include "host/player/lottie/timeline/Transforms.h"
 
 namespace plexion_host::movie {
 
 namespace {
 
-constexpr double kDegrees = 0.017453292519943295;
 constexpr float kBlurSigma = 0.3f;     ///< of a blur's strength
 constexpr float kShadowSigma = 0.25f;  ///< of a shadow's softness
 

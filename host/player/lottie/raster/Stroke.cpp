@@ -10,7 +10,7 @@
 namespace plexion_host::movie {
 namespace {
 
-constexpr double kTolerance = 0.02;  // pixels
+constexpr double kOutlineTolerance = 0.02;  // pixels
 constexpr double kMostDashes = 100000;
 // Half a width that covers whatever can be seen, and whose square is finite.
 constexpr float kWidest = 1e9f;
@@ -42,7 +42,7 @@ class Stroker::Run {
         style_(style),
         radius_(std::min(style.width / 2, kWidest)),
         outline_(outline) {
-    const double tolerance = kTolerance / std::clamp(scale, 1e-6, 1e6);
+    const double tolerance = kOutlineTolerance / std::clamp(scale, 1e-6, 1e6);
     curveTolerance_ = tolerance;
     const double angle = 2 * std::acos(1 - std::min(tolerance / radius_, 1.0));
     mostTurn_ = static_cast<float>(std::cos(std::clamp(angle, 0.02, 0.6)));
@@ -393,7 +393,7 @@ class Stroker::Run {
   const float radius_;
   Path& outline_;
   std::vector<Point>& extra_ = stroker_.extra_;
-  double curveTolerance_ = kTolerance;
+  double curveTolerance_ = kOutlineTolerance;
   float mostTurn_ = 1;
   int patternCount_ = 0;
   double patternLength_ = 0;

@@ -14,8 +14,6 @@ namespace plexion_host::movie {
 
 namespace {
 
-constexpr double kForever = std::numeric_limits<double>::infinity();
-
 /// The time in which a composition stays the same, in the frames of the one that shows it.
 Constancy Outward(const Constancy& inside, const Layer& layer) {
   Constancy outside;

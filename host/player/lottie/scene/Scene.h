@@ -78,7 +78,6 @@ class LayerUse {
   bool visible_ = false;
   Matrix matrix_;
   float opacity_ = 1;
-  double contentTime_ = 0;
 };
 
 /// A movie that can be asked what it shows at a moment.

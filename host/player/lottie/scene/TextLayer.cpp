@@ -11,8 +11,6 @@ namespace plexion_host::movie {
 
 namespace {
 
-constexpr double kForever = std::numeric_limits<double>::infinity();
-
 double NumberOf(const JsonValue& object, const char* name, double otherwise = 0) {
   const JsonValue* value = object.Find(name);
   return value != nullptr ? value->Number(otherwise) : otherwise;

@@ -6,12 +6,12 @@
 #include <algorithm>
 
 #include "host/base/Check.h"
+#include "host/player/lottie/timeline/Angles.h"
 
 namespace plexion_host::movie {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr int kMostCorners = 2000;
 
 /// The same contour the other way round, from the same first corner.

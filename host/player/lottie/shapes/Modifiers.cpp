@@ -7,12 +7,11 @@
 
 #include "host/player/lottie/shapes/Curve.h"
 #include "host/player/lottie/shapes/Figures.h"
+#include "host/player/lottie/timeline/Angles.h"
 
 namespace plexion_host::movie {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 bool Sharp(const Vertex& vertex) {
   return vertex.x == vertex.inX && vertex.y == vertex.inY && vertex.x == vertex.outX &&

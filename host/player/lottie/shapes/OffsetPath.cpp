@@ -8,12 +8,11 @@
 #include "host/player/lottie/shapes/Curve.h"
 #include "host/player/lottie/shapes/Figures.h"
 #include "host/player/lottie/shapes/Modifiers.h"
+#include "host/player/lottie/timeline/Angles.h"
 
 namespace plexion_host::movie {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 bool Alike(double a, double b) { return fabs(a - b) * 100000 <= std::min(fabs(a), fabs(b)); }
 bool Alike(const Dot& a, const Dot& b) { return Alike(a.x, b.x) && Alike(a.y, b.y); }

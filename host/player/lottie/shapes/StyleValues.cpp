@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "host/player/lottie/timeline/Angles.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -108,7 +110,6 @@ void ReadGradient(const Shape& shape, const Moment& moment, std::vector<float>& 
   op.x2 = end[0];
   op.y2 = end[1];
   if (!shape.radial) return;
-  constexpr double kDegrees = 0.017453292519943295;
   const double dx = double{end[0]} - start[0];
   const double dy = double{end[1]} - start[1];
   const double length = std::clamp(moment.Number(shape.highlightLength, 0) / 100, -0.99, 0.99);

@@ -4,13 +4,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/player/lottie/timeline/Angles.h"
 #include "host/player/lottie/timeline/CubicEase.h"
 
 namespace plexion_host::movie {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 double ShapeAt(TextSelector::Shape shape, double start, double end, int index) {
   const double range = end - start;

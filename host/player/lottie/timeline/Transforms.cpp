@@ -6,12 +6,11 @@
 #include <algorithm>
 
 #include "host/base/Check.h"
+#include "host/player/lottie/timeline/Angles.h"
 
 namespace plexion_host::movie {
 
 namespace {
-
-constexpr double kDegrees = 0.017453292519943295;
 
 Matrix Translation(double x, double y) { return {1, 0, 0, 1, x, y}; }
 Matrix Rotation(double degrees) {

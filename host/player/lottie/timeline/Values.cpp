@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "host/base/Check.h"
+#include "host/player/lottie/timeline/Angles.h"
 
 namespace plexion_host::movie {
 
@@ -25,8 +26,6 @@ const AnySegment* SegmentAt(const Span<AnySegment>& segments, double time) {
                        [](double at, const AnySegment& segment) { return at < segment.to; });
   return found == segments.end() ? nullptr : found;
 }
-
-constexpr double kDegrees = 0.017453292519943295;
 
 struct Quaternion {
   double x, y, z, w;

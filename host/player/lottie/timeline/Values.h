@@ -11,11 +11,13 @@
 
 namespace plexion_host::movie {
 
+constexpr double kForever = std::numeric_limits<double>::infinity();
+
 /// The time around a moment in which nothing that was asked for changes: from `from` until just
 /// before `to`, in frames of one composition.
 struct Constancy {
-  double from = -std::numeric_limits<double>::infinity();
-  double to = std::numeric_limits<double>::infinity();
+  double from = -kForever;
+  double to = kForever;
 
   void Meet(double otherFrom, double otherTo) {
     if (otherFrom > from) from = otherFrom;

@@ -11,7 +11,6 @@ namespace plexion_host::player::application {
 namespace {
 
 constexpr uint64_t kLargestData = 8 * 1024 * 1024;
-constexpr uint64_t kLargestScript = 1024 * 1024;
 
 std::string CheckText(lua_State* state, int index) {
   size_t length = 0;

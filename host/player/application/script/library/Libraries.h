@@ -10,6 +10,9 @@
 
 namespace plexion_host::player::application {
 
+/// Of a script's file, in bytes.
+constexpr uint64_t kLargestScript = uint64_t{1024} * 1024;
+
 // Each needs a ScriptHost as the script's owner and leaves the stack as it was.
 void OpenElementLibrary(lua_State* state);
 void OpenStageLibrary(lua_State* state);

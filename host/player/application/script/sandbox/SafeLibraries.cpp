@@ -8,7 +8,7 @@ namespace plexion_host::player::application {
 
 namespace {
 
-constexpr lua_Integer kMostElements = 1000000;
+constexpr lua_Integer kMostOfATable = 1000000;
 constexpr size_t kLongestRepeat = 16 * 1024 * 1024;
 constexpr size_t kLongText = 1024;
 
@@ -23,7 +23,7 @@ int CallOriginal(lua_State* state) {
 }
 
 int TooMany(lua_State* state) {
-  return luaL_error(state, "more than %I elements at once", kMostElements);
+  return luaL_error(state, "more than %I elements at once", kMostOfATable);
 }
 
 /// A table whose length is its own: a metamethod could answer anything, and each time another.
@@ -47,7 +47,7 @@ int SetMetatable(lua_State* state) {
 }
 
 int TableInsertOrRemove(lua_State* state) {
-  if (PlainLength(state, 1) > kMostElements * 10) return TooMany(state);
+  if (PlainLength(state, 1) > kMostOfATable * 10) return TooMany(state);
   return CallOriginal(state);
 }
 
@@ -63,7 +63,7 @@ int ComesBefore(lua_State* state) {
 }
 
 int TableSort(lua_State* state) {
-  if (PlainLength(state, 1) > kMostElements) return TooMany(state);
+  if (PlainLength(state, 1) > kMostOfATable) return TooMany(state);
   lua_settop(state, 2);
   if (lua_isnil(state, 2)) {
     lua_pushcfunction(state, ComesBefore);
@@ -79,7 +79,7 @@ int TableRange(lua_State* state) {
   const lua_Integer first = luaL_optinteger(state, First, 1);
   const lua_Integer last = luaL_optinteger(state, First + 1, length);
   if (last >= first &&
-      static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(first) >= kMostElements) {
+      static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(first) >= kMostOfATable) {
     return TooMany(state);
   }
   return CallOriginal(state);
@@ -89,7 +89,7 @@ int TableMove(lua_State* state) {
   const lua_Integer first = luaL_checkinteger(state, 2);
   const lua_Integer last = luaL_checkinteger(state, 3);
   if (last >= first &&
-      static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(first) >= kMostElements) {
+      static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(first) >= kMostOfATable) {
     return TooMany(state);
   }
   return CallOriginal(state);
@@ -148,7 +148,7 @@ int ResumeWrapped(lua_State* state) {
 
 /// coroutine.wrap(f), upvalues coroutine.create and coroutine.resume. The language's own closes the
 /// variables of a coroutine that failed, and nothing would stop what runs there either.
-int Wrap(lua_State* state) {
+int WrapCoroutine(lua_State* state) {
   luaL_checktype(state, 1, LUA_TFUNCTION);
   lua_settop(state, 1);
   lua_pushvalue(state, lua_upvalueindex(1));
@@ -208,7 +208,7 @@ void OpenSafeLibraries(lua_State* state) {
   luaL_requiref(state, LUA_COLIBNAME, luaopen_coroutine, 1);
   lua_getfield(state, -1, "create");
   lua_getfield(state, -2, "resume");
-  lua_pushcclosure(state, Wrap, 2);
+  lua_pushcclosure(state, WrapCoroutine, 2);
   lua_setfield(state, -2, "wrap");
   Withhold(state, "close");
   lua_pop(state, 1);

@@ -24,7 +24,7 @@ constexpr int kPlacesToLookAt = 8;
 constexpr size_t kLongestMessage = 4000;
 constexpr char kNoEnd[] = "the script does not come to an end";
 
-int OpenLibraries(lua_State* state) {
+int OpenLibrariesIn(lua_State* state) {
   OpenSafeLibraries(state);
   return 0;
 }
@@ -39,7 +39,7 @@ Script::Script(ScriptLimits limits, qx::plexion::MemoryWatchdog* watchdog)
   Script* self = this;
   memcpy(lua_getextraspace(state_), &self, sizeof self);
   lua_sethook(state_, OnCount, LUA_MASKCOUNT, kInstructionsBetweenChecks);
-  lua_pushcfunction(state_, OpenLibraries);
+  lua_pushcfunction(state_, OpenLibrariesIn);
   if (lua_pcall(state_, 0, 0, 0) != LUA_OK) {
     lua_close(state_);
     state_ = nullptr;
