@@ -4,7 +4,7 @@
 
 #include "fuzz/FuzzInput.h"
 #include "host/player/image/PictureTimes.h"
-#include "host/player/media/pictures/AnimationCompositor.h"
+#include "host/player/picture/AnimationCompositor.h"
 
 namespace {
 

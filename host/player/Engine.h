@@ -195,6 +195,7 @@ class IEngineModule : public IQXModule {
 
 /// Module names of the engines that live in libraries of their own.
 constexpr char kMovieEngineModule[] = "IMovieEngine";
+constexpr char kPictureEngineModule[] = "IPictureEngine";
 constexpr char kMediaEngineModule[] = "IMediaEngine";
 constexpr char kApplicationEngineModule[] = "IApplicationEngine";
 

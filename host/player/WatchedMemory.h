@@ -39,6 +39,10 @@ class WatchedBuffer {
   T* As() {
     return static_cast<T*>(data_);
   }
+  template <typename T>
+  const T* As() const {
+    return static_cast<const T*>(data_);
+  }
 
  private:
   void* data_ = nullptr;

@@ -133,6 +133,9 @@ Rights RightsFor(const player::remote::ContentOrder& order, const player::Conten
     case ContentKind::kApplication:
       AddApplication(rights, content.path, settings);
       break;
+    case ContentKind::kPicture:
+      rights.read.push_back(content.path);
+      break;
     case ContentKind::kMedia:
       rights.read.push_back(content.path);
       rights.read.push_back(player::CaptionAddress(content.path, settings));
@@ -144,7 +147,8 @@ Rights RightsFor(const player::remote::ContentOrder& order, const player::Conten
   }
   // Only content whose address lies there, and applications that declare addresses.
   if (order.network) AddNetwork(rights, settings);
-  if (sound && order.kind != ContentKind::kMovie) AddSound(rights);
+  const bool silent = order.kind == ContentKind::kMovie || order.kind == ContentKind::kPicture;
+  if (sound && !silent) AddSound(rights);
   return rights;
 }
 

@@ -16,6 +16,7 @@ class ApplicationEngineModule final : public IEngineModule {
   void OpenLibraries(const std::string& /*format*/) override {
     // What its document names is not known yet, and later the framework could not look around.
     engines_.OpenLibraries(ContentKind::kMedia, "");
+    engines_.OpenLibraries(ContentKind::kPicture, kSvgFormat);
   }
 
  private:

@@ -19,18 +19,19 @@ struct Signature {
   size_t offset;
   std::string_view bytes;
   const char* name;
+  ContentKind kind = ContentKind::kMedia;
 };
 
 using namespace std::string_view_literals;
 
 constexpr Signature kSignatures[] = {
-    {0, "\x89PNG\r\n\x1a\n"sv, "PNG picture"},
-    {0, "\xff\xd8\xff"sv, "JPEG picture"},
-    {0, "GIF8"sv, "GIF picture"},
+    {0, "\x89PNG\r\n\x1a\n"sv, "PNG picture", ContentKind::kPicture},
+    {0, "\xff\xd8\xff"sv, "JPEG picture", ContentKind::kPicture},
+    {0, "GIF8"sv, "GIF picture", ContentKind::kPicture},
     {0, "BM"sv, "BMP picture"},
     {0, "II*\0"sv, "TIFF picture"},
     {0, "MM\0*"sv, "TIFF picture"},
-    {8, "WEBP"sv, "WebP picture"},
+    {8, "WEBP"sv, "WebP picture", ContentKind::kPicture},
     {8, "AVI "sv, "AVI video"},
     {8, "WAVE"sv, "WAV sound"},
     {4, "ftyp"sv, "MP4 video"},
@@ -52,20 +53,21 @@ constexpr Signature kSignatures[] = {
     {0, "FORM"sv, "AIFF sound"},
 };
 
-const char* MediaName(std::string_view head) {
+/// Of an unknown kind when the bytes are no media.
+ProbeResult MediaOf(std::string_view head) {
   for (const Signature& signature : kSignatures) {
     if (head.size() >= signature.offset + signature.bytes.size() &&
         head.compare(signature.offset, signature.bytes.size(), signature.bytes) == 0) {
-      return signature.name;
+      return {signature.kind, signature.name};
     }
   }
   // A transport stream has nothing but its sync byte, once a packet.
   constexpr size_t kPacket = 188;
   if (head.size() > 2 * kPacket && head[0] == 'G' && head[kPacket] == 'G' &&
       head[2 * kPacket] == 'G') {
-    return "MPEG transport stream";
+    return {ContentKind::kMedia, "MPEG transport stream"};
   }
-  return nullptr;
+  return {};
 }
 
 std::string Shown(unsigned char byte) {
@@ -83,7 +85,8 @@ ProbeResult ProbeBytes(const unsigned char* bytes, size_t count) {
   if (head.compare(0, 4, "PK\x03\x04"sv) == 0) return {ContentKind::kMovie, "movie archive"};
   // Before texts: bytes of media may begin with anything that a text begins with, but not the other
   // way round.
-  if (const char* media = MediaName(head)) return {ContentKind::kMedia, media};
+  const ProbeResult media = MediaOf(head);
+  if (media.kind != ContentKind::kUnknown) return media;
 
   size_t first = head.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
   size_t line = 1;
@@ -99,7 +102,7 @@ ProbeResult ProbeBytes(const unsigned char* bytes, size_t count) {
     return {ContentKind::kApplication, "application"};
   }
   if (head[first] == '<' && head.find("<svg") != std::string_view::npos) {
-    return {ContentKind::kMedia, "SVG picture"};
+    return {ContentKind::kPicture, kSvgFormat};
   }
   return {ContentKind::kUnknown,
           "unknown format: it starts with " + Shown(bytes[first]) + " at byte " +

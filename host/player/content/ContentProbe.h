@@ -17,14 +17,19 @@ enum class ContentKind {
   kMovie,        ///< a JSON document
   kMedia,        ///< anything with a known media signature, and all remote content
   kApplication,  ///< a folder, or a document whose root is <application>
+  kPicture,      ///< a local picture that the player decodes itself
   kUnknown,      ///< none of these; the media engine may still recognise it
 };
 
 struct ProbeResult {
   ContentKind kind = ContentKind::kUnknown;
-  /// For kUnknown: what the first bytes are and what was expected. For kMedia: the format's name.
+  /// For kUnknown: what the first bytes are and what was expected. For kMedia and kPicture: the
+  /// format's name.
   std::string description;
 };
+
+/// What ProbeResult calls the one picture whose library is opened when it is needed.
+constexpr char kSvgFormat[] = "SVG picture";
 
 /// Tells the kind from the first bytes of a file.
 ProbeResult ProbeBytes(const unsigned char* bytes, size_t count);

@@ -29,6 +29,7 @@ InstalledEngines::~InstalledEngines() {
   IQXKernel* kernel = IQXKernel::GetKernel();
   if (kernel == nullptr) return;
   kernel->ReleaseModule(movie_);
+  kernel->ReleaseModule(picture_);
   kernel->ReleaseModule(media_);
   kernel->ReleaseModule(application_);
 }
@@ -66,6 +67,8 @@ IEngineModule* InstalledEngines::ModuleFor(ContentKind kind) {
       return Acquire(movie_, kMovieEngineModule);
     case ContentKind::kApplication:
       return Acquire(application_, kApplicationEngineModule);
+    case ContentKind::kPicture:
+      return Acquire(picture_, kPictureEngineModule);
     default:
       // The media engine has the last word on what nobody knows.
       return Acquire(media_, kMediaEngineModule);
@@ -85,6 +88,9 @@ std::unique_ptr<Engine> InstalledEngines::OpenEngine(const ContentAddress& conte
     case ContentKind::kApplication:
       error = MissingEngine("an application (" + probe.description + ")", "application",
                             kApplicationEngineModule);
+      break;
+    case ContentKind::kPicture:
+      error = MissingEngine(probe.description, "picture", kPictureEngineModule);
       break;
     case ContentKind::kMedia:
       error = MissingEngine(probe.description, "media", kMediaEngineModule);

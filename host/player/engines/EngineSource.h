@@ -34,7 +34,7 @@ class EngineSource {
 };
 
 /// The engines of this player: modules that are loaded when the first content asks for them and stay
-/// until the player goes. So a host that shows only movies loads no media framework, and one whose
+/// until the player goes. So a host that shows only movies and pictures loads no media framework, and one whose
 /// contents have processes of their own loads no engine at all.
 class InstalledEngines final : public EngineSource {
  public:
@@ -60,6 +60,7 @@ class InstalledEngines final : public EngineSource {
   // Written once each, under the mutex; the destructor is alone.
   Mutex mutex_;
   IEngineModule* movie_ = nullptr;
+  IEngineModule* picture_ = nullptr;
   IEngineModule* media_ = nullptr;
   IEngineModule* application_ = nullptr;
 };

@@ -1,15 +1,21 @@
 // Decodes JPEG with libjpeg.
-#include "host/player/image/JpegDecoder.h"
-
 #include <setjmp.h>
 #include <stdio.h>
+#include <string.h>
 
+#include <algorithm>
+#include <memory>
+#include <string>
 #include <utility>
 
 // libjpeg's header needs stdio's before it.
 #include <jpeglib.h>
 
 #include "host/base/Check.h"
+#include "host/base/Pixels.h"
+#include "host/player/WatchedMemory.h"
+#include "host/player/image/JpegTurn.h"
+#include "host/player/image/PictureDecoder.h"
 
 namespace plexion_host::player {
 
@@ -68,12 +74,24 @@ bool ReadDims(Jpeg& jpeg, const PictureSource& source) {
   return true;
 }
 
+/// Inks to light, where they are. Files of a known maker have the inks inverted: what is left of white.
+void ConvertInks(uint32_t* pixels, size_t count, bool inverted) {
+  for (size_t i = 0; i < count; ++i) {
+    uint8_t inks[4];
+    memcpy(inks, pixels + i, sizeof inks);
+    if (!inverted) std::transform(inks, inks + 4, inks, [](uint8_t ink) { return 255 - ink; });
+    pixels[i] = kOpaqueBlack | TimesByte(inks[0], inks[3]) << 16 |
+                TimesByte(inks[1], inks[3]) << 8 | TimesByte(inks[2], inks[3]);
+  }
+}
+
 bool ReadRows(Jpeg& jpeg, const PictureSource& source, unsigned char* pixels, size_t pitch) {
   if (setjmp(jpeg.out) != 0) return false;
   jpeg.Open(source);
+  const bool inks = jpeg.decoder.num_components == 4;
   PLEXION_CHECK(pitch >= size_t{jpeg.decoder.image_width} * sizeof(uint32_t),
                 "a row has room for its pixels");
-  jpeg.decoder.out_color_space = JCS_EXT_BGRA;
+  jpeg.decoder.out_color_space = inks ? JCS_CMYK : JCS_EXT_BGRA;
   jpeg_start_decompress(&jpeg.decoder);
   while (jpeg.decoder.output_scanline < jpeg.decoder.output_height) {
     JSAMPROW row = pixels + jpeg.decoder.output_scanline * pitch;
@@ -91,9 +109,11 @@ class JpegDecoder final : public PictureDecoder {
     Jpeg jpeg;
     const bool read = ReadDims(jpeg, source_);
     // 0 after a jump out of the header.
-    facts_.dims = {jpeg.decoder.image_width, jpeg.decoder.image_height};
+    own_ = {jpeg.decoder.image_width, jpeg.decoder.image_height};
     jpeg_destroy_decompress(&jpeg.decoder);
     if (!read) reason = std::string("damaged JPEG: ") + jpeg.message;
+    turn_ = JpegTurnOf(source_.bytes, source_.size);
+    facts_.dims = turn_.SwapsSides() ? qx::plexion::Dims{own_.height, own_.width} : own_;
     PictureFrame frame;
     frame.area = {0, 0, facts_.dims.width, facts_.dims.height};
     frame.hasAlpha = false;
@@ -102,25 +122,38 @@ class JpegDecoder final : public PictureDecoder {
   }
 
   Decoded Decode(size_t, uint32_t* pixels) override {
+    if (turn_.IsNone()) return DecodeUpright(pixels);
+    WatchedBuffer own;
+    if (!own.Resize(source_.watchdog, size_t{own_.width} * own_.height * sizeof(uint32_t))) {
+      return Decoded::kNothing;
+    }
+    memset(own.Data(), 0, own.Size());
+    const Decoded decoded = DecodeUpright(own.As<uint32_t>());
+    turn_.Apply(own.As<uint32_t>(), own_, pixels);
+    return decoded;
+  }
+
+ private:
+  Decoded DecodeUpright(uint32_t* pixels) const {
     Jpeg jpeg;
     const bool read = ReadRows(jpeg, source_, reinterpret_cast<unsigned char*>(pixels),
-                               size_t{facts_.dims.width} * sizeof(uint32_t));
+                               size_t{own_.width} * sizeof(uint32_t));
     const JDIMENSION rows = jpeg.decoder.output_scanline;
+    if (jpeg.decoder.out_color_space == JCS_CMYK) {
+      ConvertInks(pixels, size_t{rows} * own_.width, jpeg.decoder.saw_Adobe_marker != 0);
+    }
     const bool damaged = jpeg.errors.num_warnings > 0;
     jpeg_destroy_decompress(&jpeg.decoder);
     if (read) return damaged ? Decoded::kPart : Decoded::kAll;
     return rows > 0 ? Decoded::kPart : Decoded::kNothing;
   }
 
- private:
   const PictureSource source_;
+  qx::plexion::Dims own_ = {0, 0};  ///< as the file has it, before it is turned
+  JpegTurn turn_;
 };
 
 }  // namespace
-
-bool IsJpeg(const uint8_t* bytes, size_t count) {
-  return count >= 3 && bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF;
-}
 
 std::unique_ptr<PictureDecoder> OpenJpeg(const PictureSource& source, std::string& reason) {
   auto decoder = std::make_unique<JpegDecoder>(source);

@@ -59,6 +59,7 @@ PictureFormat PictureFormatOf(const uint8_t* bytes, size_t count) {
   if (StartsWith(bytes, count, 0, "\x89PNG\r\n\x1a\n")) {
     return HasAnimationChunk(bytes, count) ? PictureFormat::kAnimatedPng : PictureFormat::kPng;
   }
+  if (StartsWith(bytes, count, 0, "\xFF\xD8\xFF")) return PictureFormat::kJpeg;
   if (IsSvg(bytes, count)) return PictureFormat::kSvg;
   return PictureFormat::kNone;
 }
@@ -75,6 +76,8 @@ const char* PictureTypeOf(PictureFormat format) {
       return "image/apng";
     case PictureFormat::kSvg:
       return "image/svg+xml";
+    case PictureFormat::kJpeg:
+      return "image/jpeg";
     default:
       return "";
   }
@@ -82,7 +85,8 @@ const char* PictureTypeOf(PictureFormat format) {
 
 std::unique_ptr<PictureDecoder> OpenPicture(PictureFormat format, const PictureSource& source,
                                             EngineError& error) {
-  error = {qx::plexion::kErrorCorruptMovie, "this is no picture that can move"};
+  error = {qx::plexion::kErrorCorruptMovie,
+           "it is no picture in a format that is known; expected PNG, JPEG, GIF, WebP or SVG"};
   std::unique_ptr<PictureDecoder> decoder;
   if (format == PictureFormat::kGif) decoder = OpenGif(source, error.message);
   if (format == PictureFormat::kPng || format == PictureFormat::kAnimatedPng) {
@@ -90,6 +94,7 @@ std::unique_ptr<PictureDecoder> OpenPicture(PictureFormat format, const PictureS
   }
   if (format == PictureFormat::kWebp) decoder = OpenWebp(source, error.message);
   if (format == PictureFormat::kSvg) decoder = OpenSvg(source, error.message);
+  if (format == PictureFormat::kJpeg) decoder = OpenJpeg(source, error.message);
   if (decoder == nullptr) return nullptr;
   const PictureFacts& facts = decoder->Facts();
   PLEXION_CHECK(!facts.frames.empty(), "an opened picture has a frame");

@@ -13,16 +13,17 @@
 
 #include "host/player/Engine.h"
 
-/// Pictures that the player decodes itself: the media framework shows only the first frame of a
-/// GIF, PNG or WebP animation, or nothing, and nothing of a PNG file that was cut off; and an SVG
-/// picture of a hundred bytes it gives as many pixels as that asks for.
+/// Pictures that the player decodes itself: a sign that shows one needs no media framework, which takes
+/// longer to start than a picture to be decoded. It also shows only the first frame of a GIF, PNG or WebP
+/// animation, or nothing, and nothing of a PNG file that was cut off; and an SVG picture of a hundred
+/// bytes it gives as many pixels as that asks for.
 ///
 /// Order    PictureFormatOf with the content's first bytes; OpenPicture with all of them; then
 ///          Decode for any frame, any number of times.
 
 namespace plexion_host::player {
 
-enum class PictureFormat { kNone, kGif, kPng, kAnimatedPng, kWebp, kSvg };
+enum class PictureFormat { kNone, kGif, kPng, kAnimatedPng, kWebp, kSvg, kJpeg };
 
 /// Tells the format from the beginning of a file, of which kPictureHead bytes are enough.
 PictureFormat PictureFormatOf(const uint8_t* bytes, size_t count);
@@ -95,6 +96,7 @@ std::unique_ptr<PictureDecoder> OpenGif(const PictureSource& source, std::string
 std::unique_ptr<PictureDecoder> OpenPng(const PictureSource& source, std::string& reason);
 std::unique_ptr<PictureDecoder> OpenWebp(const PictureSource& source, std::string& reason);
 std::unique_ptr<PictureDecoder> OpenSvg(const PictureSource& source, std::string& reason);
+std::unique_ptr<PictureDecoder> OpenJpeg(const PictureSource& source, std::string& reason);
 
 }  // namespace plexion_host::player
 

@@ -8,7 +8,6 @@
 
 #include "host/base/Check.h"
 #include "host/base/Pixels.h"
-#include "host/player/image/JpegDecoder.h"
 
 namespace plexion_host::player {
 
@@ -17,12 +16,9 @@ namespace {
 constexpr uint32_t kLargestSide = 16384;
 
 std::unique_ptr<PictureDecoder> Open(const PictureSource& source, std::string& reason) {
-  if (IsJpeg(source.bytes, source.size)) return OpenJpeg(source, reason);
   const PictureFormat format = PictureFormatOf(source.bytes, source.size);
-  if (format == PictureFormat::kNone) {
-    reason = "it is no picture in a format that is known; expected PNG, JPEG, GIF, WebP or SVG";
-    return nullptr;
-  }
+  // Its limits are those of the caller, whatever a picture may have by itself.
+  if (format == PictureFormat::kJpeg) return OpenJpeg(source, reason);
   EngineError error;
   std::unique_ptr<PictureDecoder> decoder = OpenPicture(format, source, error);
   reason = error.message;

@@ -1,7 +1,5 @@
 // SVG pictures: drawn once, at a size that we choose, on a thread that need not be waited for.
 
-#include <cairo.h>
-#include <librsvg/rsvg.h>
 #include <string.h>
 
 #include <algorithm>
@@ -16,6 +14,7 @@
 #include "host/player/image/PictureDecoder.h"
 #include "host/player/image/PictureSize.h"
 #include "host/player/image/SvgCost.h"
+#include "host/player/image/SvgLibrary.h"
 
 namespace plexion_host::player {
 
@@ -41,15 +40,17 @@ struct Drawing {
 };
 
 /// The size that the document has by itself.
-bool OwnSize(RsvgHandle* handle, double& width, double& height) {
-  if (rsvg_handle_get_intrinsic_size_in_pixels(handle, &width, &height) != FALSE) return true;
+bool OwnSize(const SvgLibrary& svg, RsvgHandle* handle, double& width, double& height) {
+  if (svg.rsvg_handle_get_intrinsic_size_in_pixels(handle, &width, &height) != FALSE) return true;
   gboolean hasBox = FALSE;
   RsvgRectangle box;
-  rsvg_handle_get_intrinsic_dimensions(handle, nullptr, nullptr, nullptr, nullptr, &hasBox, &box);
+  svg.rsvg_handle_get_intrinsic_dimensions(handle, nullptr, nullptr, nullptr, nullptr, &hasBox,
+                                           &box);
   // Neither a size nor a view box: as large as what it draws.
   if (hasBox == FALSE) {
     RsvgRectangle logical;
-    if (rsvg_handle_get_geometry_for_element(handle, nullptr, &box, &logical, nullptr) == FALSE) {
+    if (svg.rsvg_handle_get_geometry_for_element(handle, nullptr, &box, &logical, nullptr) ==
+        FALSE) {
       return false;
     }
   }
@@ -67,47 +68,50 @@ Dims FitTo(double width, double height, uint64_t mostPixels) {
   return {side(width), side(height)};
 }
 
-bool Paint(RsvgHandle* handle, Drawing& drawing) {
+bool Paint(const SvgLibrary& svg, RsvgHandle* handle, Drawing& drawing) {
   const auto width = static_cast<int>(drawing.dims.width);
   const auto height = static_cast<int>(drawing.dims.height);
   drawing.pixels.assign(size_t{drawing.dims.width} * drawing.dims.height, 0);
-  cairo_surface_t* surface = cairo_image_surface_create_for_data(
+  cairo_surface_t* surface = svg.cairo_image_surface_create_for_data(
       reinterpret_cast<unsigned char*>(drawing.pixels.data()), CAIRO_FORMAT_ARGB32, width, height,
       width * static_cast<int>(sizeof(uint32_t)));
-  cairo_t* cairo = cairo_create(surface);
+  cairo_t* cairo = svg.cairo_create(surface);
   const RsvgRectangle viewport = {0, 0, static_cast<double>(width), static_cast<double>(height)};
   GError* fault = nullptr;
-  const bool painted = rsvg_handle_render_document(handle, cairo, &viewport, &fault) != FALSE &&
-                       cairo_status(cairo) == CAIRO_STATUS_SUCCESS;
+  const bool painted = svg.rsvg_handle_render_document(handle, cairo, &viewport, &fault) != FALSE &&
+                       svg.cairo_status(cairo) == CAIRO_STATUS_SUCCESS;
   if (!painted) {
     drawing.reason = fault == nullptr ? "it cannot be drawn" : fault->message;
     drawing.pixels.clear();
   }
-  g_clear_error(&fault);
-  cairo_destroy(cairo);
-  cairo_surface_destroy(surface);
+  svg.g_clear_error(&fault);
+  svg.cairo_destroy(cairo);
+  svg.cairo_surface_destroy(surface);
   return painted;
 }
 
 void Draw(Drawing& drawing) {
+  const SvgLibrary* const found = SvgLibrary::Get(drawing.reason);
+  if (found == nullptr) return;
+  const SvgLibrary& svg = *found;
   GError* fault = nullptr;
-  RsvgHandle* handle = rsvg_handle_new_from_data(
+  RsvgHandle* handle = svg.rsvg_handle_new_from_data(
       reinterpret_cast<const guint8*>(drawing.text.data()), drawing.text.size(), &fault);
   if (handle == nullptr) {
     drawing.reason = fault == nullptr ? "it cannot be read" : fault->message;
-    g_clear_error(&fault);
+    svg.g_clear_error(&fault);
     return;
   }
-  rsvg_handle_set_dpi(handle, kPixelsPerInch);
+  svg.rsvg_handle_set_dpi(handle, kPixelsPerInch);
   double width = 0;
   double height = 0;
-  if (!OwnSize(handle, width, height) || !(width > 0 && height > 0)) {
+  if (!OwnSize(svg, handle, width, height) || !(width > 0 && height > 0)) {
     drawing.reason = "the SVG picture is 0 pixels wide or high";
   } else {
     drawing.dims = FitTo(width, height, drawing.mostPixels);
-    Paint(handle, drawing);
+    Paint(svg, handle, drawing);
   }
-  g_object_unref(handle);
+  svg.g_object_unref(handle);
 }
 
 class SvgDecoder final : public PictureDecoder {

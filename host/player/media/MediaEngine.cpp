@@ -9,10 +9,7 @@
 
 namespace plexion_host::player {
 
-MediaEngine::MediaEngine(EngineHost& host)
-    : host_(host),
-      compositor_(host.Memory(), [&host] { return host.Cancelled(); }),
-      painter_(host.Memory()) {}
+MediaEngine::MediaEngine(EngineHost& host) : host_(host), painter_(host.Memory()) {}
 
 MediaEngine::~MediaEngine() {
   if (host_.Settings().instrument) ReportStatistics();
@@ -32,11 +29,6 @@ void MediaEngine::ReportStatistics() const {
       count(", painted late ", framesLate_);
       break;
     }
-    case Kind::kAnimation:
-      count("animation: frames ", compositor_.Facts().frames.size());
-      count(", left out ", framesLeftOut_);
-      count(", damaged ", compositor_.Damaged());
-      break;
     case Kind::kStill:
       text = "still picture";
       break;
@@ -65,6 +57,7 @@ void MediaEngine::SetVolume(double factor) {
 }
 
 bool MediaEngine::Seek(double seconds, bool relative, std::string& fault) {
+  if (picture_ != nullptr) return picture_->Seek(seconds, relative, fault);
   double position = 0;
   double duration = 0;
   if (kind_ == Kind::kStill) {
@@ -89,7 +82,7 @@ void MediaEngine::ApplyState() {
 }
 
 StepResult MediaEngine::Advance(const FrameStep& step) {
-  if (kind_ == Kind::kAnimation) return AdvanceAnimation(step);
+  if (picture_ != nullptr) return picture_->Advance(step);
   StepResult result;
   result.changed = std::exchange(pictureNew_, false);
   result.nextPosition = kNoFrame;
@@ -211,6 +204,7 @@ bool MediaEngine::UpdateLevels() {
 }
 
 DrawResult MediaEngine::Draw(const DrawTarget& target) {
+  if (picture_ != nullptr) return picture_->Draw(target);
   if (kind_ == Kind::kSound) return levels_.Draw(target);
   DrawResult result = painter_.Draw(target);
   if (kind_ != Kind::kMoving) return result;

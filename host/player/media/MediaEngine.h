@@ -8,14 +8,13 @@
 #include <vector>
 
 #include "host/player/Engine.h"
-#include "host/player/image/PictureTimes.h"
-#include "host/player/media/MediaOptions.h"
+#include "host/player/MediaOptions.h"
 #include "host/player/media/net/HttpAccess.h"
-#include "host/player/media/pictures/AnimationCompositor.h"
 #include "host/player/media/pipeline/MediaFaults.h"
 #include "host/player/media/pipeline/MediaPipeline.h"
 #include "host/player/media/pixels/FramePainter.h"
 #include "host/player/media/sound/LevelPicture.h"
+#include "host/player/picture/PictureEngine.h"
 
 namespace plexion_host::player {
 
@@ -24,8 +23,8 @@ namespace plexion_host::player {
 /// Load brings the pipeline to its first frame and then knows what it has. Video paces itself by
 /// the framework's clock: each frame is requested from the player when it is due. A still picture
 /// is content of one frame that lasts for `duration`; nothing of the framework runs while it is
-/// shown. Sound alone is a level picture, drawn 25 times a second. GIF, WebP and animated PNG
-/// pictures do without the framework: an animation is clocked content whose steps are its frames.
+/// shown. Sound alone is a level picture, drawn 25 times a second. Pictures that the player decodes
+/// itself come here when they lie on a server: once they are known, a picture engine has them.
 class MediaEngine final : public Engine {
  public:
   explicit MediaEngine(EngineHost& host);
@@ -40,7 +39,7 @@ class MediaEngine final : public Engine {
   DrawResult Draw(const DrawTarget& target) override;
 
  private:
-  enum class Kind { kNone, kMoving, kStill, kSound, kAnimation };
+  enum class Kind { kNone, kMoving, kStill, kSound };
   enum class Wait { kReady, kEnded, kFailed };
 
   // Loading; MediaLoad.cpp.
@@ -58,9 +57,7 @@ class MediaEngine final : public Engine {
   // Pictures of our own decoders; MediaPictures.cpp.
   bool ReadHead(std::vector<uint8_t>& head) const;
   PictureFormat FormatOfRemote() const;
-  bool LoadPicture(PictureFormat format, ContentFacts& facts, EngineError& error);
-  StepResult AdvanceAnimation(const FrameStep& step);
-  void ReportDamage();
+  bool LoadPicture(ContentFacts& facts, EngineError& error);
 
   // Playing; MediaEngine.cpp.
   void TakeMessages();
@@ -82,9 +79,8 @@ class MediaEngine final : public Engine {
   MediaPipeline::Request request_;
   std::unique_ptr<Captions> captions_;  // the pipeline hands them over: goes after it
   std::unique_ptr<MediaPipeline> pipeline_;
-  AnimationCompositor compositor_;
-  PictureTimes times_;
-  FramePainter painter_;  // may show the compositor's pixels: goes before it
+  std::unique_ptr<PictureEngine> picture_;  // then nothing else is at work
+  FramePainter painter_;
   LevelPicture levels_;
 
   Kind kind_ = Kind::kNone;
@@ -101,11 +97,9 @@ class MediaEngine final : public Engine {
   bool seekWhenOpen_ = false;
   bool sought_ = false;  // and the picture of the new moment has not come yet
   bool pictureNew_ = false;
-  bool damageTold_ = false;
   uint64_t passes_ = 0;
   uint64_t framesTaken_ = 0;
   uint64_t framesLate_ = 0;
-  uint64_t framesLeftOut_ = 0;
 };
 
 }  // namespace plexion_host::player

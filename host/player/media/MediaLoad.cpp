@@ -43,7 +43,7 @@ bool MediaEngine::Load(const ContentAddress& content, ContentFacts& facts, Engin
   std::vector<uint8_t> head;
   if (ReadHead(head)) {
     const PictureFormat ofFile = PictureFormatOf(head.data(), head.size());
-    if (ofFile != PictureFormat::kNone) return LoadPicture(ofFile, facts, error);
+    if (ofFile != PictureFormat::kNone) return LoadPicture(facts, error);
     const uint64_t pixels = DeclaredPixels(head.data(), head.size());
     if (pixels > kMostPixels) {
       error = {qx::plexion::kErrorNotEnoughMemory, TooManyPixels(pixels, kMostPixels)};
@@ -52,8 +52,7 @@ bool MediaEngine::Load(const ContentAddress& content, ContentFacts& facts, Engin
   }
 
   const bool opened = OpenPipeline(error);
-  const PictureFormat remote = FormatOfRemote();
-  if (remote != PictureFormat::kNone) return LoadPicture(remote, facts, error);
+  if (FormatOfRemote() != PictureFormat::kNone) return LoadPicture(facts, error);
   if (!opened || !FindKind(error)) {
     ExplainUnknown(error);
     return false;

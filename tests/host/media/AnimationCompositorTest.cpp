@@ -5,7 +5,7 @@
 #include <random>
 
 #include "host/player/image/PictureTimes.h"
-#include "host/player/media/pictures/AnimationCompositor.h"
+#include "host/player/picture/AnimationCompositor.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
 #include "tests/host/player/PlainHost.h"
@@ -38,21 +38,9 @@ class AnimationCompositorTest : public ::testing::Test {
   }
   PictureRows Seen(size_t frame) {
     compositor_->Show(frame);
-    const GstSamplePointer sample = compositor_->AsSample();
-    GstBuffer* buffer = gst_sample_get_buffer(sample.get());
-    GstMapInfo map;
-    EXPECT_TRUE(gst_buffer_map(buffer, &map, GST_MAP_READ));
-    const PictureRows rows =
-        LettersOf(reinterpret_cast<const uint32_t*>(map.data), compositor_->Facts().dims);
-    gst_buffer_unmap(buffer, &map);
-    return rows;
+    return LettersOf(compositor_->Pixels(), compositor_->Facts().dims);
   }
-  bool SaysItIsOpaque() {
-    const GstSamplePointer sample = compositor_->AsSample();
-    GstVideoInfo info;
-    return gst_video_info_from_caps(&info, gst_sample_get_caps(sample.get())) &&
-           !GST_VIDEO_FORMAT_INFO_HAS_ALPHA(info.finfo);
-  }
+  bool SaysItIsOpaque() { return compositor_->IsOpaque(); }
 
   MediaClips clips_;
   PlainHost host_;
@@ -148,9 +136,7 @@ TEST_F(AnimationCompositorTest, CompressedPixelsOfEveryDepthComeBackAsTheyWere) 
       indices.resize(200 * 100);
       ASSERT_TRUE(Open(PictureFormat::kGif, BuildIndexedGif({200, 100}, indices, colours)));
       EXPECT_EQ(0u, compositor_->Damaged());
-      const GstSamplePointer sample = compositor_->AsSample();
-      std::vector<uint32_t> pixels(indices.size());
-      gst_buffer_extract(gst_sample_get_buffer(sample.get()), 0, pixels.data(), pixels.size() * 4);
+      const uint32_t* const pixels = compositor_->Pixels();
       for (size_t i = 0; i < indices.size(); ++i) {
         ASSERT_EQ(0xFF000000u | indices[i] * 0x010101u, pixels[i]) << i;
       }
@@ -292,6 +278,7 @@ TEST(PictureFormatTest, IsToldByTheFirstBytes) {
       {still, PictureFormat::kPng},
       {png.substr(0, 20), PictureFormat::kPng},
       {png.substr(0, 7), PictureFormat::kNone},
+      {"\xFF\xD8\xFF\xE0", PictureFormat::kJpeg},
       {"", PictureFormat::kNone},
   };
   for (const auto& test : cases) {

@@ -5,7 +5,7 @@
 #include "host/player/image/PictureDecoder.h"
 #include "host/player/image/PictureSize.h"
 #include "host/player/image/SvgCost.h"
-#include "host/player/media/pictures/AnimationCompositor.h"
+#include "host/player/picture/AnimationCompositor.h"
 #include "tests/host/media/MediaClips.h"
 #include "tests/host/media/PictureBuilders.h"
 

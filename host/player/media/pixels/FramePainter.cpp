@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "host/base/Pixels.h"
+#include "host/player/PlanePixels.h"
 
 namespace plexion_host::player {
 
@@ -29,32 +30,6 @@ GstVideoFrame FrameOver(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims,
   frame.info.size = size_t{pitchBytes} * dims.height;
   frame.data[0] = pixels;
   return frame;
-}
-
-void Premultiply(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims) {
-  for (uint32_t y = 0; y < dims.height; ++y) {
-    PremultiplyRow(RowAt(pixels, pitchBytes, y), dims.width);
-  }
-}
-
-void LayBackground(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims, uint8_t bgAlpha) {
-  for (uint32_t y = 0; y < dims.height; ++y) {
-    LayBlackBelow(RowAt(pixels, pitchBytes, y), dims.width, bgAlpha);
-  }
-}
-
-/// All of the plane but `inside` becomes background.
-void FillAround(const DrawTarget& target, const Rect& inside) {
-  const uint32_t background = static_cast<uint32_t>(target.bgAlpha) << 24;
-  for (uint32_t y = 0; y < target.dims.height; ++y) {
-    uint32_t* row = RowAt(target.pixels, target.pitchBytes, y);
-    if (y < inside.y || y >= inside.y + inside.height) {
-      std::fill(row, row + target.dims.width, background);
-      continue;
-    }
-    std::fill(row, row + inside.x, background);
-    std::fill(row + inside.x + inside.width, row + target.dims.width, background);
-  }
 }
 
 /// How frames are converted, and which part of them.
@@ -162,7 +137,7 @@ bool FramePainter::PaintTransparent(const GstVideoFrame& source, const FrameCut&
   if (own.width == cut.seen.width && own.height == cut.seen.height && cut.IsWhole()) {
     GstVideoFrame plane = FrameOver(pixels, pitchBytes, own, source.info);
     if (!Run(direct_, source, all, plane)) return false;
-    Premultiply(pixels, pitchBytes, own);
+    PremultiplyPixels(pixels, pitchBytes, own);
     return true;
   }
   const size_t bytes = size_t{own.width} * own.height * sizeof(uint32_t);
@@ -173,7 +148,7 @@ bool FramePainter::PaintTransparent(const GstVideoFrame& source, const FrameCut&
   const uint32_t ownPitch = own.width * static_cast<uint32_t>(sizeof(uint32_t));
   GstVideoFrame whole = FrameOver(scratch_.As<uint32_t>(), ownPitch, own, source.info);
   if (!Run(direct_, source, all, whole)) return false;
-  Premultiply(scratch_.As<uint32_t>(), ownPitch, own);
+  PremultiplyPixels(scratch_.As<uint32_t>(), ownPitch, own);
   GstVideoFrame destination;
   if (!Destination(cut, pixels, pitchBytes, source, destination, result)) return true;
   if (!Run(resize_, whole, cut.source, destination)) return false;

@@ -1,6 +1,6 @@
 // Puts the frames of a picture one upon the other.
 
-#include "host/player/media/pictures/AnimationCompositor.h"
+#include "host/player/picture/AnimationCompositor.h"
 
 #include <string.h>
 
@@ -38,6 +38,9 @@ void Lay(const uint32_t* from, uint32_t* to, uint32_t count, bool replaces) {
   for (uint32_t x = 0; x < count; ++x) to[x] = Over(from[x], to[x]);
 }
 
+/// Pixels that are decoded in less time than a window takes to be given another size.
+constexpr size_t kMostRedecoded = size_t{16} * 1024 * 1024;
+
 size_t BytesOf(const Rect& area) { return size_t{area.width} * area.height * sizeof(uint32_t); }
 
 }  // namespace
@@ -61,13 +64,33 @@ bool AnimationCompositor::Open(PictureFormat format, const PictureSource& source
     return false;
   }
   if (first == Decoded::kPart) ++damaged_;
-  opaque_ = StaysOpaque();
-  if (facts_.frames.size() == 1) {
-    decoder_.reset();
-    bytes_.reset();
+  const bool still = facts_.frames.size() == 1;
+  const bool known = still && first == Decoded::kAll && IsWhole(0) && !facts_.frames[0].hasAlpha;
+  opaque_ = known || StaysOpaque();
+  if (still) {
     frame_.Resize(watchdog_, 0);
     kept_.Resize(watchdog_, 0);
+    // What takes long to draw is drawn once, and needs its file no longer.
+    redecodes_ = bytes_ != nullptr && format != PictureFormat::kSvg &&
+                 canvas_.Size() <= kMostRedecoded * sizeof(uint32_t);
+    if (!redecodes_) {
+      decoder_.reset();
+      bytes_.reset();
+    }
   }
+  return true;
+}
+
+void AnimationCompositor::Release() {
+  if (redecodes_) canvas_.Resize(watchdog_, 0);
+}
+
+bool AnimationCompositor::Restore() {
+  if (canvas_.Data() != nullptr) return true;
+  EngineError error;
+  if (decoder_ == nullptr || !Allocate(error)) return false;
+  Add(0);
+  frame_.Resize(watchdog_, 0);
   return true;
 }
 
@@ -181,19 +204,6 @@ Decoded AnimationCompositor::Add(size_t index) {
     Lay(pixels + size_t{y} * frame.area.width, Row(area.y + y) + area.x, area.width, replaces);
   }
   return decoded;
-}
-
-GstSamplePointer AnimationCompositor::AsSample() {
-  GstVideoInfo info;
-  gst_video_info_set_format(&info, opaque_ ? GST_VIDEO_FORMAT_BGRx : GST_VIDEO_FORMAT_BGRA,
-                            facts_.dims.width, facts_.dims.height);
-  const GstCapsPointer caps(gst_video_info_to_caps(&info));
-  const GstBufferPointer buffer(gst_buffer_new_wrapped_full(GST_MEMORY_FLAG_READONLY,
-                                                            canvas_.Data(), canvas_.Size(), 0,
-                                                            canvas_.Size(), nullptr, nullptr));
-  GstSegment segment;
-  gst_segment_init(&segment, GST_FORMAT_TIME);
-  return GstSamplePointer(gst_sample_new(buffer.get(), caps.get(), &segment, nullptr));
 }
 
 }  // namespace plexion_host::player

@@ -1,6 +1,6 @@
 // Reads the options of media, and says which is wrong.
 
-#include "host/player/media/MediaOptions.h"
+#include "host/player/MediaOptions.h"
 
 #include <charconv>
 

@@ -1,7 +1,7 @@
 // The frames of a picture, put together as they are wanted.
 
-#ifndef HOST_PLAYER_MEDIA_PICTURES_ANIMATIONCOMPOSITOR_H_
-#define HOST_PLAYER_MEDIA_PICTURES_ANIMATIONCOMPOSITOR_H_
+#ifndef HOST_PLAYER_PICTURE_ANIMATIONCOMPOSITOR_H_
+#define HOST_PLAYER_PICTURE_ANIMATIONCOMPOSITOR_H_
 
 #include <chrono>
 #include <functional>
@@ -10,8 +10,7 @@
 
 #include "host/player/WatchedMemory.h"
 #include "host/player/image/PictureDecoder.h"
-#include "host/player/media/framework/GstPointers.h"
-#include "host/player/media/pictures/PictureBytes.h"
+#include "host/player/picture/PictureBytes.h"
 
 namespace plexion_host::player {
 
@@ -27,8 +26,7 @@ class AnimationCompositor {
                                std::function<bool()> cancelled = nullptr)
       : watchdog_(watchdog), cancelled_(std::move(cancelled)) {}
 
-  /// Opens what `bytes` hold and decodes the first frame. A picture of one frame gives its file's
-  /// bytes back at once.
+  /// Opens what `bytes` hold and decodes the first frame.
   /// Returns  false with `error` when there is nothing to show.
   bool Open(PictureFormat format, std::unique_ptr<PictureBytes> bytes, EngineError& error);
   /// The same with bytes of somebody else, which outlive the compositor.
@@ -44,8 +42,16 @@ class AnimationCompositor {
   /// Frames of which something was missing.
   uint64_t Damaged() const { return damaged_; }
 
-  /// The pixels as a frame of the media framework. They are this object's and change with Show.
-  GstSamplePointer AsSample();
+  /// Rows without padding, straight, and changed by Show. Null while they are given back.
+  const uint32_t* Pixels() const { return canvas_.As<uint32_t>(); }
+  /// Whether all pixels of all frames are opaque.
+  bool IsOpaque() const { return opaque_; }
+
+  /// Gives the memory of the pixels back until Restore; the file's bytes stay. Only of a picture of
+  /// one frame that is quickly decoded again, and opened with bytes of its own: others keep all.
+  void Release();
+  /// Decodes again what was given back. Returns  false when there is no memory; nothing is shown then.
+  bool Restore();
 
  private:
   static constexpr size_t kNone = SIZE_MAX;
@@ -69,8 +75,9 @@ class AnimationCompositor {
   size_t shown_ = kNone;
   uint64_t damaged_ = 0;
   bool opaque_ = false;
+  bool redecodes_ = false;  ///< the pixels may be given back
 };
 
 }  // namespace plexion_host::player
 
-#endif  // HOST_PLAYER_MEDIA_PICTURES_ANIMATIONCOMPOSITOR_H_
+#endif  // HOST_PLAYER_PICTURE_ANIMATIONCOMPOSITOR_H_

@@ -1,7 +1,7 @@
 // All bytes of a picture, from a file or a server.
 
-#ifndef HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
-#define HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
+#ifndef HOST_PLAYER_PICTURE_PICTUREBYTES_H_
+#define HOST_PLAYER_PICTURE_PICTUREBYTES_H_
 
 #include <stddef.h>
 #include <stdint.h>
@@ -9,15 +9,14 @@
 #include <string>
 
 #include "host/player/Engine.h"
-#include "host/player/media/net/HttpAccess.h"
 
 namespace plexion_host::player {
 
 /// All bytes of a picture, in watched memory. A file is read and not mapped: one that is replaced
 /// or cut while it is shown must not end the process.
 ///
-/// Thread   the player's; both readings take as long as they take and give up when the host
-/// cancels.
+/// Errors   every operation returns false with `error` when there are too many bytes, or no memory.
+/// Thread   the player's.
 class PictureBytes {
  public:
   explicit PictureBytes(EngineHost& host) : host_(host) {}
@@ -25,17 +24,16 @@ class PictureBytes {
   PictureBytes& operator=(const PictureBytes&) = delete;
   ~PictureBytes();
 
-  /// Returns  false with `error`.
+  /// Takes as long as it takes, and gives up when the host cancels.
   bool ReadFile(const std::string& path, EngineError& error);
-  bool Download(const std::string& uri, HttpAccess& access, EngineError& error);
+  /// Makes room for `bytes` in all, which come piece by piece.
+  bool Reserve(uint64_t bytes, EngineError& error);
+  bool Append(const void* bytes, size_t count, EngineError& error);
 
   const uint8_t* Data() const { return data_; }
   size_t Size() const { return size_; }
 
  private:
-  bool Reserve(uint64_t bytes, EngineError& error);
-  bool Append(const void* bytes, size_t count, EngineError& error);
-
   EngineHost& host_;
   uint8_t* data_ = nullptr;
   size_t size_ = 0;
@@ -44,4 +42,4 @@ class PictureBytes {
 
 }  // namespace plexion_host::player
 
-#endif  // HOST_PLAYER_MEDIA_PICTURES_PICTUREBYTES_H_
+#endif  // HOST_PLAYER_PICTURE_PICTUREBYTES_H_

@@ -1,7 +1,7 @@
 // Options of --morvelvars that concern media.
 
-#ifndef HOST_PLAYER_MEDIA_MEDIAOPTIONS_H_
-#define HOST_PLAYER_MEDIA_MEDIAOPTIONS_H_
+#ifndef HOST_PLAYER_MEDIAOPTIONS_H_
+#define HOST_PLAYER_MEDIAOPTIONS_H_
 
 #include <string>
 
@@ -22,4 +22,4 @@ bool ReadMediaOptions(const PlayerSettings& settings, MediaOptions& options, std
 
 }  // namespace plexion_host::player
 
-#endif  // HOST_PLAYER_MEDIA_MEDIAOPTIONS_H_
+#endif  // HOST_PLAYER_MEDIAOPTIONS_H_
