@@ -19,6 +19,11 @@ using namespace qx;
 
 constexpr uint32_t kScreenWidth = 1280, kScreenHeight = 720;
 
+/// What there may be memory for. A driver refuses the rest: the module tells it on.
+bool CanBe(const plexion::Dims& dims) {
+  return dims.width - 1 < 16384 && dims.height - 1 < 16384;
+}
+
 /// The pixels of a plane, and the lock that is held while somebody has their address: so a resize from another
 /// thread waits until the player has finished its frame.
 struct Pixels {
@@ -114,11 +119,12 @@ class Driver : public platform::IGraphicsDriver {
 
   platform::RenderPlane* CreateRenderPlane(const plexion::Dims& dims, uint32_t,
                                            plexion::StageWindow*) override {
-    return new RenderPlane(dims);
+    return CanBe(dims) ? new RenderPlane(dims) : nullptr;
   }
 
   platform::OutputPlane* CreateOutputPlane(const plexion::Rect& rect, bool, platform::RenderPlane*,
                                            plexion::StageWindow*, const char* name) override {
+    if (!CanBe({rect.width, rect.height})) return nullptr;
     std::lock_guard<std::recursive_mutex> lock(mutex);
     stack.push_back(new OutputPlane(*this, rect, name));
     return stack.back();
@@ -127,6 +133,7 @@ class Driver : public platform::IGraphicsDriver {
   bool ResizeOutputPlane(platform::OutputPlane*& plane, const plexion::Dims& dims,
                          const plexion::Rect& rect, platform::RenderPlane*, plexion::StageWindow*,
                          const char*) override {
+    if (!CanBe(dims)) return false;
     std::lock_guard<std::recursive_mutex> lock(mutex);
     static_cast<OutputPlane*>(plane)->pixels.Resize(dims);
     return plane->MoveTo({rect.x, rect.y});
@@ -134,6 +141,7 @@ class Driver : public platform::IGraphicsDriver {
 
   bool ResizeRenderPlane(platform::RenderPlane*& plane, const plexion::Dims& dims,
                          plexion::StageWindow*) override {
+    if (!CanBe(dims)) return false;
     static_cast<RenderPlane*>(plane)->pixels.Resize(dims);
     return true;
   }
@@ -152,12 +160,13 @@ class Driver : public platform::IGraphicsDriver {
   /// Composes the whole screen, bottom plane first. A device would do this once for each refresh, and only
   /// where something changed.
   void Present() {
+    if (folder_.empty()) return;  // nobody looks
     std::lock_guard<std::recursive_mutex> lock(mutex);
     std::fill(screen_.begin(), screen_.end(), 0xFF000000u);
     for (OutputPlane* plane : stack) {
       if (plane->visible) Compose(*plane);
     }
-    if (!folder_.empty()) WriteFrame();
+    WriteFrame();
   }
 
   std::recursive_mutex mutex;       // guards the stack, the planes' places and the screen

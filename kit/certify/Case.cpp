@@ -44,17 +44,12 @@ void Case::Say(char kind, const std::string& first, const std::string& second) {
 
 void Case::Step(const std::string& what) { Say('S', what); }
 
-void Case::Expect(bool kept, const std::string& expected, const std::string& seen) {
-  if (kept || failed_.exchange(true)) return;
-  Say('F', expected, seen);
-}
-
-void Case::Require(bool kept, const std::string& expected, const std::string& seen) {
-  if (!kept) Fail(expected, seen);
+void Case::Record(const std::string& expected, const std::string& seen) {
+  if (!failed_.exchange(true)) Say('F', expected, seen);
 }
 
 void Case::Fail(const std::string& expected, const std::string& seen) {
-  Expect(false, expected, seen);
+  Record(expected, seen);
   throw CaseOver();
 }
 

@@ -27,17 +27,16 @@ std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
 /// Everything said goes to the runner's process at once, so that it is known when this one crashes. The
 /// first failure counts; what follows from it would only hide it.
 ///
-/// Thread   Step, Expect and Warn: any. The others: the case's own, since they do not return.
+/// Thread   Step, Record and Warn: any. The others: the case's own, since they do not return.
 class Case {
  public:
   Case(Bench& bench, const Options& options);
 
   /// What is done now: said of a case that crashes or hangs.
   void Step(const std::string& what);
-  /// Records a failure unless `kept`.
-  void Expect(bool kept, const std::string& expected, const std::string& seen);
-  /// The same, and ends the case.
-  void Require(bool kept, const std::string& expected, const std::string& seen);
+  /// Records a failure; the case goes on, as from a thread other than its own it must.
+  void Record(const std::string& expected, const std::string& seen);
+  /// Records it and ends the case.
   [[noreturn]] void Fail(const std::string& expected, const std::string& seen);
   [[noreturn]] void Skip(const std::string& reason);
   /// Speed only: the contract does not name a number.
@@ -69,6 +68,17 @@ class Case {
 
 /// Ends a case; caught where it was begun.
 struct CaseOver {};
+
+/// Fails case `c` unless `kept`. Macros, since what was seen is asked for after what was waited for.
+#define CERTIFY_REQUIRE(c, kept, expected, seen) \
+  do {                                           \
+    if (!(kept)) (c).Fail(expected, seen);       \
+  } while (false)
+/// The same, and the case goes on.
+#define CERTIFY_EXPECT(c, kept, expected, seen) \
+  do {                                          \
+    if (!(kept)) (c).Record(expected, seen);    \
+  } while (false)
 
 /// A thread of the kernel under test that runs a function once.
 class CaseThread {

@@ -17,6 +17,19 @@ PromiseGroup KernelFormatPromises();
 PromiseGroup KernelConsolePromises();
 PromiseGroup KernelProcessPromises();
 PromiseGroup KernelModulePromises();
+PromiseGroup KernelWindowPromises();
+PromiseGroup GraphicsPlanePromises();
+PromiseGroup GraphicsOutputPromises();
+PromiseGroup GraphicsStackPromises();
+PromiseGroup GraphicsWindowPromises();
+PromiseGroup FilePromises();
+PromiseGroup ShellPromises();
+PromiseGroup SmallPromises();
+PromiseGroup PlayerLifePromises();
+PromiseGroup PlayerThreadPromises();
+PromiseGroup PlayerPlanePromises();
+PromiseGroup PlayerWindowPromises();
+PromiseGroup HostPromises();
 
 /// An array of promises as a group.
 template <size_t N>

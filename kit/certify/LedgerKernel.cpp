@@ -112,6 +112,8 @@ void LedgerKernel::DestroyThread(Thread* thread) {
 void LedgerKernel::Sleep(const Time& duration) {
   if (!virtual_) return base_.Sleep(duration);
   virtualTime_ += duration;
+  // Every now and then for real: a kernel with a scheduler of its own lets others run then only.
+  base_.Sleep(++virtualSleeps_ % 1000 == 0 ? 1000000 : 0);
 }
 
 IQXKernel::Mutex* LedgerKernel::CreateMutex() {

@@ -42,8 +42,15 @@ struct Options {
   std::string caseId;
   int reportFd = -1;
 
-  /// The interfaces that something was given for, and "module" where windows can be tried.
+  /// Whether the module is under test.
   bool Has(const std::string& moduleName) const { return modules.count(moduleName) != 0; }
+  /// Whether some module under test is one that the kernel finds by itself.
+  bool KernelFindsModules() const {
+    for (const auto& [name, file] : modules) {
+      if (file.empty()) return true;
+    }
+    return false;
+  }
 };
 
 /// Returns  false with the reason in `error`; "help" when help was asked for.

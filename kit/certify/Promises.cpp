@@ -9,11 +9,15 @@
 namespace plexion_certify {
 
 const std::vector<PromiseGroup>& Groups() {
-  static const std::vector<PromiseGroup> groups = {KernelMemoryPromises(),  KernelTimePromises(),
-                                                   KernelThreadPromises(),  KernelMutexPromises(),
-                                                   KernelEventPromises(),   KernelTextPromises(),
-                                                   KernelFormatPromises(),  KernelConsolePromises(),
-                                                   KernelProcessPromises(), KernelModulePromises()};
+  static const std::vector<PromiseGroup> groups = {
+      KernelMemoryPromises(),   KernelTimePromises(),    KernelThreadPromises(),
+      KernelMutexPromises(),    KernelEventPromises(),   KernelTextPromises(),
+      KernelFormatPromises(),   KernelConsolePromises(), KernelProcessPromises(),
+      KernelModulePromises(),   KernelWindowPromises(),  GraphicsPlanePromises(),
+      GraphicsOutputPromises(), GraphicsStackPromises(), GraphicsWindowPromises(),
+      FilePromises(),           ShellPromises(),         SmallPromises(),
+      PlayerLifePromises(),     PlayerThreadPromises(),  PlayerPlanePromises(),
+      PlayerWindowPromises(),   HostPromises()};
   return groups;
 }
 

@@ -31,7 +31,7 @@ void RunCase(const Options& options) {
   c.Step("loading the host");
   std::string error;
   if (promise == nullptr || !bench.Load(error)) {
-    c.Expect(false, "a host that can be loaded", error);
+    CERTIFY_EXPECT(c, false, "a host that can be loaded", error);
   } else {
     bench.Run([&c, promise] {
       try {

@@ -308,10 +308,16 @@ void SimGraphics::Retire(SimSurface& surface) {
   std::vector<uint32_t>().swap(surface.pixels);
 }
 
+/// What no device has memory for; pixels are real here.
+static bool IsTooLarge(const Dims& dims) {
+  constexpr uint32_t kMaxSide = 16384;
+  return dims.width > kMaxSide || dims.height > kMaxSide;
+}
+
 RenderPlane* SimGraphics::CreateRenderPlane(const Dims& dims, uint32_t pixelFormat,
                                             StageWindow* window) {
   Enter("CreateRenderPlane");
-  if (kernel_.GetFaults().Fails(Fallible::kCreateRenderPlane)) {
+  if (kernel_.GetFaults().Fails(Fallible::kCreateRenderPlane) || IsTooLarge(dims)) {
     kernel_.Note("CreateRenderPlane", ToText(dims) + " -> null");
     return nullptr;
   }
@@ -328,7 +334,8 @@ RenderPlane* SimGraphics::CreateRenderPlane(const Dims& dims, uint32_t pixelForm
 OutputPlane* SimGraphics::CreateOutputPlane(const Rect& rect, bool defaultPlacement, RenderPlane*,
                                             StageWindow* window, const char* title) {
   Enter("CreateOutputPlane");
-  if (kernel_.GetFaults().Fails(Fallible::kCreateOutputPlane)) {
+  if (kernel_.GetFaults().Fails(Fallible::kCreateOutputPlane) ||
+      IsTooLarge({rect.width, rect.height})) {
     kernel_.Note("CreateOutputPlane", ToText(rect) + " -> null");
     return nullptr;
   }
@@ -352,7 +359,7 @@ bool SimGraphics::ResizeOutputPlane(OutputPlane*& plane, const Dims& dims, const
   Enter("ResizeOutputPlane");
   auto* old = static_cast<SimOutputPlane*>(plane);
   if (!old->surface.Use("ResizeOutputPlane")) return false;
-  const bool can = !kernel_.GetFaults().Fails(Fallible::kResizeOutputPlane);
+  const bool can = !kernel_.GetFaults().Fails(Fallible::kResizeOutputPlane) && !IsTooLarge(dims);
   kernel_.Note("ResizeOutputPlane", old->surface.name + " to " + ToText(dims) + " at " +
                                         ToText(rect) + " -> " + ToText(can));
   if (!can) return false;
@@ -384,7 +391,7 @@ bool SimGraphics::ResizeRenderPlane(RenderPlane*& plane, const Dims& dims, Stage
   Enter("ResizeRenderPlane");
   auto* old = static_cast<SimRenderPlane*>(plane);
   if (!old->surface.Use("ResizeRenderPlane")) return false;
-  const bool can = !kernel_.GetFaults().Fails(Fallible::kResizeRenderPlane);
+  const bool can = !kernel_.GetFaults().Fails(Fallible::kResizeRenderPlane) && !IsTooLarge(dims);
   kernel_.Note("ResizeRenderPlane",
                old->surface.name + " to " + ToText(dims) + " -> " + ToText(can));
   if (!can) return false;
@@ -433,8 +440,9 @@ bool SimGraphics::Restack(SimOutputPlane* plane, OutputPlane* other, bool above)
   const bool can = other == nullptr || (found != stack_.end() && other != plane);
   const char* call = above ? "SetAbove" : "SetBelow";
   kernel_.Note(call, plane->surface.name + ", " +
-                         (other == nullptr ? std::string("all")
-                                           : static_cast<SimOutputPlane*>(other)->surface.name) +
+                         (other == nullptr        ? std::string("all")
+                          : found == stack_.end() ? std::string("a stranger's")
+                                                  : (*found)->surface.name) +
                          " -> " + ToText(can));
   if (!can) return false;
   stack_.erase(std::find(stack_.begin(), stack_.end(), plane));

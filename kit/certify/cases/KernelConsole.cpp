@@ -46,30 +46,30 @@ void Arrives(Case& c) {
   const Capture capture(c);
   c.Step("Printf of a line");
   c.Kernel().Printf("certify %s, %d\n", "one", 2);
-  c.Require(capture.Shows("certify one, 2\n"),
-            "\"certify one, 2\" on standard output or standard error",
-            "\"" + capture.Read() + "\"");
+  CERTIFY_REQUIRE(c, capture.Shows("certify one, 2\n"),
+                  "\"certify one, 2\" on standard output or standard error",
+                  "\"" + capture.Read() + "\"");
 }
 
 void Wide(Case& c) {
   const Capture capture(c);
   c.Step("Printf of 64-bit values under %d and %ld");
   c.Kernel().Printf("certify %d %ld %d %s\n", int64_t{11}, int64_t{22}, int64_t{33}, "end");
-  c.Require(capture.Shows("certify 11 22 33 end\n"), "\"certify 11 22 33 end\"",
-            "\"" + capture.Read() + "\"");
+  CERTIFY_REQUIRE(c, capture.Shows("certify 11 22 33 end\n"), "\"certify 11 22 33 end\"",
+                  "\"" + capture.Read() + "\"");
   if (sizeof(long) < sizeof(int64_t)) return;
   c.Kernel().Printf("certify %ld bytes\n", int64_t{1} << 40);
-  c.Require(capture.Shows("certify 1099511627776 bytes\n"), "\"certify 1099511627776 bytes\"",
-            "\"" + capture.Read() + "\"");
+  CERTIFY_REQUIRE(c, capture.Shows("certify 1099511627776 bytes\n"),
+                  "\"certify 1099511627776 bytes\"", "\"" + capture.Read() + "\"");
 }
 
 void Once(Case& c) {
   const Capture capture(c);
   c.Step("Printf of a text with a percent sign, handed in for %s");
   c.Kernel().Printf("certify %s\n", "100%d of %s");
-  c.Require(capture.Shows("certify 100%d of %s\n"),
-            "\"certify 100%d of %s\": conversions of the format only",
-            "\"" + capture.Read() + "\"");
+  CERTIFY_REQUIRE(c, capture.Shows("certify 100%d of %s\n"),
+                  "\"certify 100%d of %s\": conversions of the format only",
+                  "\"" + capture.Read() + "\"");
 }
 
 void LongLine(Case& c) {
@@ -77,8 +77,9 @@ void LongLine(Case& c) {
   c.Step("Printf of 4,000 characters");
   const std::string text(4000, 'm');
   c.Kernel().Printf("certify %s|\n", text.c_str());
-  c.Require(capture.Shows("certify " + text + "|\n"), "4,000 characters and what is behind them",
-            Text("%zu bytes", capture.Read().size()));
+  CERTIFY_REQUIRE(c, capture.Shows("certify " + text + "|\n"),
+                  "4,000 characters and what is behind them",
+                  Text("%zu bytes", capture.Read().size()));
 }
 
 void Order(Case& c) {
@@ -89,8 +90,9 @@ void Order(Case& c) {
     c.Kernel().Printf("certify line %d\n", i);
     expected += "certify line " + std::to_string(i) + "\n";
   }
-  c.Require(capture.Shows(expected), "the fifty lines in their order",
-            Text("%zu bytes of %zu, or another order", capture.Read().size(), expected.size()));
+  CERTIFY_REQUIRE(
+      c, capture.Shows(expected), "the fifty lines in their order",
+      Text("%zu bytes of %zu, or another order", capture.Read().size(), expected.size()));
 }
 
 void WholeLines(Case& c) {
@@ -119,7 +121,8 @@ void WholeLines(Case& c) {
     const std::string body(60, who), line = "<" + body + " " + body + ">";
     const int whole = count[line];
     count.erase(line);
-    c.Expect(whole == kLines || !count.empty(), "150 lines of each thread", Text("%d", whole));
+    CERTIFY_EXPECT(c, whole == kLines || !count.empty(), "150 lines of each thread",
+                   Text("%d", whole));
   }
   for (const auto& [line, times] : count) {
     if (line.find("aa") != std::string::npos || line.find("bb") != std::string::npos) {

@@ -17,14 +17,14 @@ void Unlock(Mutex* mutex) QX_UNCHECKED_LOCKS { mutex->Unlock(); }
 
 Mutex* MakeMutex(Case& c) {
   Mutex* const mutex = c.Kernel().CreateMutex();
-  c.Require(mutex != nullptr, "a mutex", "null");
+  CERTIFY_REQUIRE(c, mutex != nullptr, "a mutex", "null");
   return mutex;
 }
 
 /// Begins as the module does: it resets what it has made.
 Event* MakeEvent(Case& c) {
   Event* const event = c.Kernel().CreateEvent(true);
-  c.Require(event != nullptr, "an event", "null");
+  CERTIFY_REQUIRE(c, event != nullptr, "an event", "null");
   event->Reset();
   return event;
 }
@@ -40,14 +40,14 @@ void Excludes(Case& c) {
     has = true;
     Unlock(mutex);
   });
-  c.Require(c.Until([&] { return wants.load(); }, 3000), "a second thread that begins",
-            "it did not");
+  CERTIFY_REQUIRE(c, c.Until([&] { return wants.load(); }, 3000), "a second thread that begins",
+                  "it did not");
   c.SleepMs(40);
-  c.Expect(!has, "the second thread waits while the first holds the mutex", "it got it");
+  CERTIFY_EXPECT(c, !has, "the second thread waits while the first holds the mutex", "it got it");
   Unlock(mutex);
   c.Step("waiting for the second thread to get the mutex after Unlock");
-  c.Expect(c.Until([&] { return has.load(); }, 5000), "it has the mutex after Unlock",
-           "it waits on");
+  CERTIFY_EXPECT(c, c.Until([&] { return has.load(); }, 5000), "it has the mutex after Unlock",
+                 "it waits on");
 }
 
 void Counts(Case& c) {
@@ -69,8 +69,8 @@ void Counts(Case& c) {
     };
     CaseThread one(c, work), two(c, work), three(c, work), four(c, work);
   }
-  c.Require(most == 1 && count == 1200, "1200 counted, one thread at a time",
-            Text("%ld, with up to %d inside", count, most));
+  CERTIFY_REQUIRE(c, most == 1 && count == 1200, "1200 counted, one thread at a time",
+                  Text("%ld, with up to %d inside", count, most));
 }
 
 void Recursive(Case& c) {
@@ -98,12 +98,12 @@ void AsOften(Case& c) {
   });
   c.Until([&] { return wants.load(); }, 3000);
   c.SleepMs(40);
-  c.Expect(!has, "another thread waits until the third Unlock",
-           "it got the mutex after the second");
+  CERTIFY_EXPECT(c, !has, "another thread waits until the third Unlock",
+                 "it got the mutex after the second");
   c.Step("unlocking for the third time");
   Unlock(mutex);
-  c.Expect(c.Until([&] { return has.load(); }, 5000), "the other thread has it then",
-           "it waits on");
+  CERTIFY_EXPECT(c, c.Until([&] { return has.load(); }, 5000), "the other thread has it then",
+                 "it waits on");
 }
 
 void Apart(Case& c) {
@@ -117,9 +117,9 @@ void Apart(Case& c) {
     has = true;
     Unlock(second);
   });
-  c.Expect(c.Until([&] { return has.load(); }, 5000),
-           "two mutexes have nothing to do with each other",
-           "the second could not be had while the first was held");
+  CERTIFY_EXPECT(c, c.Until([&] { return has.load(); }, 5000),
+                 "two mutexes have nothing to do with each other",
+                 "the second could not be had while the first was held");
   Unlock(first);
 }
 
@@ -138,8 +138,8 @@ void ManyMutexes(Case& c) {
     c.Kernel().DestroyMutex(mutex);
   }
   const long grown = ResidentBytes() - before;
-  c.Require(grown < (1L << 20), "DestroyMutex gives everything back",
-            Text("the process grew by %ld KiB", grown >> 10));
+  CERTIFY_REQUIRE(c, grown < (1L << 20), "DestroyMutex gives everything back",
+                  Text("the process grew by %ld KiB", grown >> 10));
 }
 
 void Latches(Case& c) {
@@ -147,17 +147,18 @@ void Latches(Case& c) {
   Event* const event = MakeEvent(c);
   event->Signal();
   c.SleepMs(20);
-  c.Require(event->Wait(0), "true from a Wait that comes later", "false: the event forgot");
+  CERTIFY_REQUIRE(c, event->Wait(0), "true from a Wait that comes later",
+                  "false: the event forgot");
 }
 
 void Stays(Case& c) {
   c.Step("waiting three times for one Signal");
   Event* const event = MakeEvent(c);
   event->Signal();
-  c.Require(event->Wait(10 * kMillisecond), "true from the first Wait", "false");
+  CERTIFY_REQUIRE(c, event->Wait(10 * kMillisecond), "true from the first Wait", "false");
   for (int i = 0; i < 2; ++i) {
-    c.Require(event->Wait(10 * kMillisecond), "true again: it stays signalled until Reset",
-              "false: the first Wait took the signal with it");
+    CERTIFY_REQUIRE(c, event->Wait(10 * kMillisecond), "true again: it stays signalled until Reset",
+                    "false: the first Wait took the signal with it");
   }
 }
 
@@ -166,9 +167,9 @@ void Resets(Case& c) {
   Event* const event = MakeEvent(c);
   event->Signal();
   event->Reset();
-  c.Require(!event->Wait(0), "false after Reset", "true");
+  CERTIFY_REQUIRE(c, !event->Wait(0), "false after Reset", "true");
   event->Signal();
-  c.Require(event->Wait(10 * kMillisecond), "true after the next Signal", "false");
+  CERTIFY_REQUIRE(c, event->Wait(10 * kMillisecond), "true after the next Signal", "false");
 }
 
 void WakesAll(Case& c) {
@@ -180,12 +181,13 @@ void WakesAll(Case& c) {
     if (event->Wait(8000 * kMillisecond)) ++woken;
   };
   CaseThread one(c, wait), two(c, wait), three(c, wait), four(c, wait), five(c, wait);
-  c.Require(c.Until([&] { return waiting == 5; }, 3000), "five threads that begin",
-            Text("%d", waiting.load()));
+  CERTIFY_REQUIRE(c, c.Until([&] { return waiting == 5; }, 3000), "five threads that begin",
+                  Text("%d", waiting.load()));
   c.SleepMs(30);
-  c.Require(woken == 0, "they wait", Text("%d had returned", woken.load()));
+  CERTIFY_REQUIRE(c, woken == 0, "they wait", Text("%d had returned", woken.load()));
   event->Signal();
-  c.Expect(c.Until([&] { return woken == 5; }, 5000), "all five woken", Text("%d", woken.load()));
+  CERTIFY_EXPECT(c, c.Until([&] { return woken == 5; }, 5000), "all five woken",
+                 Text("%d", woken.load()));
   event->Signal();  // so that a broken event does not keep them
 }
 
@@ -195,11 +197,11 @@ void TimesOut(Case& c) {
   const IQXKernel::Time before = c.Kernel().GetTime();
   const bool came = event->Wait(50 * kMillisecond);
   const IQXKernel::Time waited = c.Kernel().GetTime() - before;
-  c.Require(!came, "false: the time-out passed", "true");
-  c.Require(waited >= 49 * kMillisecond, "a wait of 50 ms",
-            Text("%.3f ms", static_cast<double>(waited) / 1e6));
+  CERTIFY_REQUIRE(c, !came, "false: the time-out passed", "true");
+  CERTIFY_REQUIRE(c, waited >= 49 * kMillisecond, "a wait of 50 ms",
+                  Text("%.3f ms", static_cast<double>(waited) / 1e6));
   c.Step("looking with a time-out of 0");
-  c.Require(!event->Wait(0), "false at once", "true");
+  CERTIFY_REQUIRE(c, !event->Wait(0), "false at once", "true");
 }
 
 void Infinite(Case& c) {
@@ -216,10 +218,10 @@ void Infinite(Case& c) {
     });
     c.Until([&] { return waiting.load(); }, 3000);
     c.SleepMs(30);
-    c.Expect(result == -1, "it waits", "it returned within 30 ms");
+    CERTIFY_EXPECT(c, result == -1, "it waits", "it returned within 30 ms");
     event->Signal();
-    c.Expect(c.Until([&] { return result == 1; }, 5000), "true after Signal",
-             result == 0 ? "false" : "it waits on");
+    CERTIFY_EXPECT(c, c.Until([&] { return result == 1; }, 5000), "true after Signal",
+                   result == 0 ? "false" : "it waits on");
     if (c.HasFailed()) return;
   }
 }
@@ -247,7 +249,8 @@ void PingPong(Case& c) {
     if (!mine->Wait(5000 * kMillisecond)) break;
     mine->Reset();
   }
-  c.Expect(turns == 500, "500 turns, none lost", Text("%d, then nobody was woken", turns.load()));
+  CERTIFY_EXPECT(c, turns == 500, "500 turns, none lost",
+                 Text("%d, then nobody was woken", turns.load()));
 }
 
 void ManyEvents(Case& c) {
@@ -260,10 +263,10 @@ void ManyEvents(Case& c) {
     c.Kernel().DestroyEvent(event);
   }
   const long grown = ResidentBytes() - before;
-  c.Require(grown < (1L << 20) && DescriptorCount() <= descriptors,
-            "DestroyEvent gives everything back",
-            Text("the process grew by %ld KiB and %d open files", grown >> 10,
-                 DescriptorCount() - descriptors));
+  CERTIFY_REQUIRE(c, grown < (1L << 20) && DescriptorCount() <= descriptors,
+                  "DestroyEvent gives everything back",
+                  Text("the process grew by %ld KiB and %d open files", grown >> 10,
+                       DescriptorCount() - descriptors));
 }
 
 constexpr Promise kMutexPromises[] = {

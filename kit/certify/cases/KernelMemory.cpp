@@ -20,7 +20,7 @@ struct Block {
 /// Allocates `size` bytes and fills them; a kernel that has none for so little is of no use.
 Block Take(Case& c, unsigned long size, unsigned char filling) {
   auto* const bytes = static_cast<unsigned char*>(c.Kernel().Allocate(size, __FILE__, __LINE__));
-  c.Require(bytes != nullptr, Text("a block of %lu bytes", size), "null");
+  CERTIFY_REQUIRE(c, bytes != nullptr, Text("a block of %lu bytes", size), "null");
   memset(bytes, filling, size);
   return {bytes, size, filling};
 }
@@ -40,9 +40,9 @@ void Alignment(Case& c) {
   c.Step("taking blocks of 1 to 200 bytes");
   for (unsigned long size = 1; size <= 200; ++size) {
     void* const block = c.Kernel().Allocate(size, __FILE__, __LINE__);
-    c.Require(block != nullptr, Text("a block of %lu bytes", size), "null");
-    c.Require(reinterpret_cast<uintptr_t>(block) % 8 == 0,
-              Text("an address that 8 divides, for %lu bytes", size), Text("%p", block));
+    CERTIFY_REQUIRE(c, block != nullptr, Text("a block of %lu bytes", size), "null");
+    CERTIFY_REQUIRE(c, reinterpret_cast<uintptr_t>(block) % 8 == 0,
+                    Text("an address that 8 divides, for %lu bytes", size), Text("%p", block));
   }
 }
 
@@ -65,7 +65,7 @@ void KeepsBytes(Case& c) {
 void NullFile(Case& c) {
   c.Step("Allocate and Free with a null file name");
   void* const block = c.Kernel().Allocate(24, nullptr, 0);
-  c.Require(block != nullptr, "a block of 24 bytes", "null");
+  CERTIFY_REQUIRE(c, block != nullptr, "a block of 24 bytes", "null");
   c.Kernel().Free(block, nullptr, 0);
 }
 
@@ -83,7 +83,7 @@ void TooMuch(Case& c) {
   c.Step("asking for more than there can be");
   for (const unsigned long size : {~0UL, ~0UL / 2, ~0UL - 64}) {
     void* const block = c.Kernel().Allocate(size, __FILE__, __LINE__);
-    c.Require(block == nullptr, Text("null for %lu bytes", size), Text("%p", block));
+    CERTIFY_REQUIRE(c, block == nullptr, Text("null for %lu bytes", size), Text("%p", block));
   }
 }
 
@@ -128,8 +128,8 @@ void GivesBack(Case& c) {
     c.Kernel().Free(block.bytes, __FILE__, __LINE__);
   }
   const long grown = ResidentBytes() - before;
-  c.Require(grown < (64L << 20), "memory that Free gives back is used again",
-            Text("the process grew by %ld MiB", grown >> 20));
+  CERTIFY_REQUIRE(c, grown < (64L << 20), "memory that Free gives back is used again",
+                  Text("the process grew by %ld MiB", grown >> 20));
 }
 
 constexpr Promise kPromises[] = {

@@ -19,62 +19,62 @@ namespace {
 
 void ProcessId(Case& c) {
   const int32_t first = c.Kernel().GetProcessId();
-  c.Require(first > 0, "a positive number", Text("%d", first));
+  CERTIFY_REQUIRE(c, first > 0, "a positive number", Text("%d", first));
   for (int i = 0; i < 10; ++i) {
     const int32_t next = c.Kernel().GetProcessId();
-    c.Require(next == first, Text("%d, as before", first), Text("%d", next));
+    CERTIFY_REQUIRE(c, next == first, Text("%d, as before", first), Text("%d", next));
   }
 }
 
 void Arguments(Case& c) {
   const auto& given = c.GetOptions().hostArguments;
   const int count = c.Kernel().GetArgc();
-  c.Require(count == static_cast<int>(given.size()) + 1,
-            Text("%zu: the words that PlexionHost_CreateKernel was handed", given.size() + 1),
-            Text("%d", count));
+  CERTIFY_REQUIRE(c, count == static_cast<int>(given.size()) + 1,
+                  Text("%zu: the words that PlexionHost_CreateKernel was handed", given.size() + 1),
+                  Text("%d", count));
   const char** const words = c.Kernel().GetArgv();
-  c.Require(words != nullptr && words[0] != nullptr, "element 0, which names the executable",
-            "null");
+  CERTIFY_REQUIRE(c, words != nullptr && words[0] != nullptr,
+                  "element 0, which names the executable", "null");
   for (size_t i = 0; i < given.size(); ++i) {
-    c.Require(words[i + 1] != nullptr && given[i] == words[i + 1], "word \"" + given[i] + "\"",
-              words[i + 1] == nullptr ? "null" : words[i + 1]);
+    CERTIFY_REQUIRE(c, words[i + 1] != nullptr && given[i] == words[i + 1],
+                    "word \"" + given[i] + "\"", words[i + 1] == nullptr ? "null" : words[i + 1]);
   }
-  c.Require(c.Kernel().GetArgv() == words && c.Kernel().GetArgc() == count,
-            "the same array at the next call: the module keeps it", "another");
+  CERTIFY_REQUIRE(c, c.Kernel().GetArgv() == words && c.Kernel().GetArgc() == count,
+                  "the same array at the next call: the module keeps it", "another");
 }
 
 void BinDirectory(Case& c) {
   QXString folder("before");
   c.Step("GetBinDirectory of the executable");
   if (!c.Kernel().GetBinDirectory(folder, nullptr)) {
-    c.Require(strcmp(folder.Utf8(), "before") == 0, "the text unchanged after false",
-              folder.Utf8());
+    CERTIFY_REQUIRE(c, strcmp(folder.Utf8(), "before") == 0, "the text unchanged after false",
+                    folder.Utf8());
     c.Skip("the kernel does not know the executable's folder");
   }
-  c.Require(folder.Utf8()[0] == '/', "the folder's path from the root",
-            std::string("\"") + folder.Utf8() + "\"");
+  CERTIFY_REQUIRE(c, folder.Utf8()[0] == '/', "the folder's path from the root",
+                  std::string("\"") + folder.Utf8() + "\"");
   const std::string first = folder.Utf8();
   c.Kernel().GetBinDirectory(folder, nullptr);
-  c.Require(first == folder.Utf8(), "the text replaced by the same one at the next call",
-            folder.Utf8());
+  CERTIFY_REQUIRE(c, first == folder.Utf8(), "the text replaced by the same one at the next call",
+                  folder.Utf8());
 }
 
 void BinDirectoryUnknown(Case& c) {
   QXString folder("before");
   c.Step("GetBinDirectory of a module that there is not");
   if (c.Kernel().GetBinDirectory(folder, "INoSuchModule")) {
-    c.Require(folder.Utf8()[0] == '/', "a folder's path with true",
-              std::string("\"") + folder.Utf8() + "\"");
+    CERTIFY_REQUIRE(c, folder.Utf8()[0] == '/', "a folder's path with true",
+                    std::string("\"") + folder.Utf8() + "\"");
   } else {
-    c.Require(strcmp(folder.Utf8(), "before") == 0, "the text unchanged after false",
-              folder.Utf8());
+    CERTIFY_REQUIRE(c, strcmp(folder.Utf8(), "before") == 0, "the text unchanged after false",
+                    folder.Utf8());
   }
 }
 
 void Unknown(Case& c) {
   c.Step("AcquireModule of a name that there is not");
   IQXModule* const module = c.Kernel().AcquireModule("INoSuchModule");
-  c.Require(module == nullptr, "null", Text("%p", static_cast<void*>(module)));
+  CERTIFY_REQUIRE(c, module == nullptr, "null", Text("%p", static_cast<void*>(module)));
 }
 
 void NullModule(Case& c) {
@@ -105,38 +105,40 @@ IQXModule* AcquireProbe(Case& c) {
 void KernelFirst(Case& c) {
   ProbeLog& log = Log();
   IQXModule* const probe = AcquireProbe(c);
-  c.Require(log.kernelAtLoad != nullptr, "PutKernel is called before ModuleLoad",
-            "ModuleLoad without a kernel");
-  c.Require(probe == log.object, "the object that ModuleLoad returned",
-            Text("%p", static_cast<void*>(probe)));
+  CERTIFY_REQUIRE(c, log.kernelAtLoad != nullptr, "PutKernel is called before ModuleLoad",
+                  "ModuleLoad without a kernel");
+  CERTIFY_REQUIRE(c, probe == log.object, "the object that ModuleLoad returned",
+                  Text("%p", static_cast<void*>(probe)));
 }
 
 void SameObject(Case& c) {
   ProbeLog& log = Log();
   IQXModule* const first = AcquireProbe(c);
   IQXModule* const second = c.Kernel().AcquireModule("CertifyProbe");
-  c.Require(first == second, "the same object at the second acquisition", "another");
-  c.Require(log.loads == 1, "one ModuleLoad for two acquisitions", Text("%d", log.loads.load()));
+  CERTIFY_REQUIRE(c, first == second, "the same object at the second acquisition", "another");
+  CERTIFY_REQUIRE(c, log.loads == 1, "one ModuleLoad for two acquisitions",
+                  Text("%d", log.loads.load()));
   c.Step("releasing one of two");
   c.Kernel().ReleaseModule(first);
-  c.Require(log.unloads == 0, "it stays loaded until as many releases",
-            "ModuleUnload after the first");
+  CERTIFY_REQUIRE(c, log.unloads == 0, "it stays loaded until as many releases",
+                  "ModuleUnload after the first");
   c.Step("releasing the second");
   c.Kernel().ReleaseModule(second);
-  c.Require(log.unloads == 1, "one ModuleUnload after the last release",
-            Text("%d", log.unloads.load()));
-  c.Require(log.unloaded == first, "ModuleUnload is handed the module's object", "another address");
+  CERTIFY_REQUIRE(c, log.unloads == 1, "one ModuleUnload after the last release",
+                  Text("%d", log.unloads.load()));
+  CERTIFY_REQUIRE(c, log.unloaded == first, "ModuleUnload is handed the module's object",
+                  "another address");
 }
 
 void LoadedAgain(Case& c) {
   ProbeLog& log = Log();
   for (int i = 1; i <= 5; ++i) {
     IQXModule* const probe = AcquireProbe(c);
-    c.Require(probe != nullptr && log.loads == i, Text("ModuleLoad number %d", i),
-              Text("%d loads", log.loads.load()));
+    CERTIFY_REQUIRE(c, probe != nullptr && log.loads == i, Text("ModuleLoad number %d", i),
+                    Text("%d loads", log.loads.load()));
     c.Kernel().ReleaseModule(probe);
-    c.Require(log.unloads == i, Text("ModuleUnload number %d", i),
-              Text("%d unloads", log.unloads.load()));
+    CERTIFY_REQUIRE(c, log.unloads == i, Text("ModuleUnload number %d", i),
+                    Text("%d unloads", log.unloads.load()));
   }
 }
 
@@ -145,12 +147,12 @@ void Nested(Case& c) {
   log.acquiresInner = true;
   IQXModule* const probe = AcquireProbe(c);
   if (log.inner == nullptr) c.Skip("the kernel finds no module CertifyProbeInner");
-  c.Require(probe != nullptr && log.innerLoads == 1,
-            "a module that acquires another while it is loaded", "null");
+  CERTIFY_REQUIRE(c, probe != nullptr && log.innerLoads == 1,
+                  "a module that acquires another while it is loaded", "null");
   c.Step("releasing a module that releases another while it is unloaded");
   c.Kernel().ReleaseModule(probe);
-  c.Require(log.innerUnloads == 1, "the inner module unloaded with it",
-            Text("%d", log.innerUnloads.load()));
+  CERTIFY_REQUIRE(c, log.innerUnloads == 1, "the inner module unloaded with it",
+                  Text("%d", log.innerUnloads.load()));
 }
 
 void LoadedOnce(Case& c) {
@@ -163,16 +165,16 @@ void LoadedOnce(Case& c) {
     const auto work = [&] {
       for (int i = 0; i < 50; ++i) {
         IQXModule* const probe = c.Kernel().AcquireModule("CertifyProbe");
-        c.Require(probe != nullptr, "the module", "null");
+        CERTIFY_REQUIRE(c, probe != nullptr, "the module", "null");
         c.Kernel().ReleaseModule(probe);
       }
     };
     CaseThread one(c, work), two(c, work), three(c, work), four(c, work);
   }
-  c.Require(log.loads == log.unloads && log.loads > before && log.most == 1,
-            "as many unloads as loads, and never two at a time",
-            Text("%d loads, %d unloads, up to %d at a time", log.loads.load(), log.unloads.load(),
-                 log.most.load()));
+  CERTIFY_REQUIRE(c, log.loads == log.unloads && log.loads > before && log.most == 1,
+                  "as many unloads as loads, and never two at a time",
+                  Text("%d loads, %d unloads, up to %d at a time", log.loads.load(),
+                       log.unloads.load(), log.most.load()));
 }
 
 constexpr Promise kProcessPromises[] = {

@@ -25,7 +25,7 @@ void MemSet(Case& c) {
     c.Kernel().MemSet(bytes + 1, 0x1A5, size);
     bool right = bytes[0] == 0x33 && bytes[1 + size] == 0x33;
     for (unsigned long i = 1; i <= size; ++i) right = right && bytes[i] == 0xA5;
-    c.Require(right, Text("%lu bytes of a5, and none around them", size), "other bytes");
+    CERTIFY_REQUIRE(c, right, Text("%lu bytes of a5, and none around them", size), "other bytes");
   }
 }
 
@@ -35,8 +35,8 @@ void MemCopy(Case& c) {
   for (const unsigned long size : {0UL, 1UL, 9UL, 300UL}) {
     memset(to, 0x33, sizeof(to));
     c.Kernel().MemCopy(to + 1, from, size);
-    c.Require(memcmp(to + 1, from, size) == 0 && to[0] == 0x33 && to[1 + size] == 0x33,
-              Text("%lu bytes as in the source, and none around them", size), "other bytes");
+    CERTIFY_REQUIRE(c, memcmp(to + 1, from, size) == 0 && to[0] == 0x33 && to[1 + size] == 0x33,
+                    Text("%lu bytes as in the source, and none around them", size), "other bytes");
   }
 }
 
@@ -46,24 +46,25 @@ void MemMove(Case& c) {
     for (int i = 0; i < 400; ++i) bytes[i] = right[i] = static_cast<unsigned char>(i * 11 + 1);
     memmove(right + 100 + shift, right + 100, 200);
     c.Kernel().MemMove(bytes + 100 + shift, bytes + 100, 200);
-    c.Require(memcmp(bytes, right, sizeof(bytes)) == 0,
-              Text("200 bytes moved by %d within themselves, unharmed", shift), "other bytes");
+    CERTIFY_REQUIRE(c, memcmp(bytes, right, sizeof(bytes)) == 0,
+                    Text("200 bytes moved by %d within themselves, unharmed", shift),
+                    "other bytes");
   }
 }
 
 void Lengths(Case& c) {
   const unsigned short units[] = {'a', 0x20AC, 0xD83D, 0xDE00, 0x0100, 0};
-  c.Require(c.Kernel().StrLen16(units) == 5, "5 units before the zero",
-            Text("%lu", c.Kernel().StrLen16(units)));
-  c.Require(c.Kernel().StrLen16(units + 5) == 0, "0 for an empty text",
-            Text("%lu", c.Kernel().StrLen16(units + 5)));
+  CERTIFY_REQUIRE(c, c.Kernel().StrLen16(units) == 5, "5 units before the zero",
+                  Text("%lu", c.Kernel().StrLen16(units)));
+  CERTIFY_REQUIRE(c, c.Kernel().StrLen16(units + 5) == 0, "0 for an empty text",
+                  Text("%lu", c.Kernel().StrLen16(units + 5)));
 }
 
 void ByteLengths(Case& c) {
   for (const char* text : {"", "a", "\xE2\x82\xAC and so on"}) {
-    c.Require(c.Kernel().StrLen(text) == strlen(text),
-              Text("%zu bytes of \"%s\"", strlen(text), text),
-              Text("%lu", c.Kernel().StrLen(text)));
+    CERTIFY_REQUIRE(c, c.Kernel().StrLen(text) == strlen(text),
+                    Text("%zu bytes of \"%s\"", strlen(text), text),
+                    Text("%lu", c.Kernel().StrLen(text)));
   }
 }
 
@@ -80,10 +81,10 @@ void Compare(Case& c) {
                                   {"--pause", "--paus"}};
   for (const auto& [left, right] : pairs) {
     const int answer = c.Kernel().StrCmp(left, right);
-    c.Require(Sign(answer) == Sign(strcmp(left, right)),
-              Text("\"%s\" against \"%s\": %d, or another number of that sign", left, right,
-                   Sign(strcmp(left, right))),
-              Text("%d", answer));
+    CERTIFY_REQUIRE(c, Sign(answer) == Sign(strcmp(left, right)),
+                    Text("\"%s\" against \"%s\": %d, or another number of that sign", left, right,
+                         Sign(strcmp(left, right))),
+                    Text("%d", answer));
   }
 }
 
@@ -91,10 +92,10 @@ void Copy(Case& c) {
   char to[32];
   memset(to, '#', sizeof(to));
   c.Kernel().StrCpy(to, "seven77");
-  c.Require(memcmp(to, "seven77\0#", 9) == 0, "the text with its zero, and nothing behind it",
-            std::string(to, 9));
+  CERTIFY_REQUIRE(c, memcmp(to, "seven77\0#", 9) == 0,
+                  "the text with its zero, and nothing behind it", std::string(to, 9));
   c.Kernel().StrCpy(to, "");
-  c.Require(to[0] == '\0', "an empty text", std::string(to, 4));
+  CERTIFY_REQUIRE(c, to[0] == '\0', "an empty text", std::string(to, 4));
 }
 
 void Signed(Case& c) {
@@ -117,12 +118,12 @@ void Signed(Case& c) {
     char *end = nullptr, *rightEnd = nullptr;
     const long right = strtol(text, &rightEnd, base);
     const long answer = c.Kernel().StrToL(text, &end, base);
-    c.Require(answer == right && end == rightEnd,
-              Text("\"%s\" to base %d: %ld, read up to %s", text, base, right,
-                   Shown(rightEnd, text).c_str()),
-              Text("%ld, %s", answer, Shown(end, text).c_str()));
-    c.Require(c.Kernel().StrToL(text, nullptr, base) == right, "the same with a null for the end",
-              "another number");
+    CERTIFY_REQUIRE(c, answer == right && end == rightEnd,
+                    Text("\"%s\" to base %d: %ld, read up to %s", text, base, right,
+                         Shown(rightEnd, text).c_str()),
+                    Text("%ld, %s", answer, Shown(end, text).c_str()));
+    CERTIFY_REQUIRE(c, c.Kernel().StrToL(text, nullptr, base) == right,
+                    "the same with a null for the end", "another number");
   }
 }
 
@@ -141,10 +142,10 @@ void Unsigned(Case& c) {
     char *end = nullptr, *rightEnd = nullptr;
     const unsigned long right = strtoul(text, &rightEnd, base);
     const unsigned long answer = c.Kernel().StrToUL(text, &end, base);
-    c.Require(answer == right && end == rightEnd,
-              Text("\"%s\" to base %d: %lu, read up to %s", text, base, right,
-                   Shown(rightEnd, text).c_str()),
-              Text("%lu, %s", answer, Shown(end, text).c_str()));
+    CERTIFY_REQUIRE(c, answer == right && end == rightEnd,
+                    Text("\"%s\" to base %d: %lu, read up to %s", text, base, right,
+                         Shown(rightEnd, text).c_str()),
+                    Text("%lu, %s", answer, Shown(end, text).c_str()));
   }
 }
 
@@ -154,8 +155,9 @@ void FindFirst(Case& c) {
   for (const int character : sought) {
     const char* const answer = c.Kernel().StrChr(text, character);
     const char* const right = strchr(text, character);
-    c.Require(answer == right, Text("first place of %d: %s", character, Shown(right, text).c_str()),
-              Shown(answer, text));
+    CERTIFY_REQUIRE(c, answer == right,
+                    Text("first place of %d: %s", character, Shown(right, text).c_str()),
+                    Shown(answer, text));
   }
 }
 
@@ -165,8 +167,9 @@ void FindLast(Case& c) {
   for (const int character : sought) {
     const char* const answer = c.Kernel().StrRChr(text, character);
     const char* const right = strrchr(text, character);
-    c.Require(answer == right, Text("last place of %d: %s", character, Shown(right, text).c_str()),
-              Shown(answer, text));
+    CERTIFY_REQUIRE(c, answer == right,
+                    Text("last place of %d: %s", character, Shown(right, text).c_str()),
+                    Shown(answer, text));
   }
 }
 
@@ -182,9 +185,9 @@ void CheckFormat(Case& c, const char* expected, unsigned long size, const char* 
   std::string seen(buffer, strnlen(buffer, sizeof(buffer) - 1));
   bool beyond = false;
   for (size_t i = size; i < sizeof(buffer); ++i) beyond = beyond || buffer[i] != '#';
-  c.Require(!beyond, Text("%lu bytes at most", size), "bytes were written behind them");
-  c.Require(written > size || memcmp(buffer, expected, written) == 0,
-            Text("\"%s\" with its zero", expected), "\"" + seen + "\"");
+  CERTIFY_REQUIRE(c, !beyond, Text("%lu bytes at most", size), "bytes were written behind them");
+  CERTIFY_REQUIRE(c, written > size || memcmp(buffer, expected, written) == 0,
+                  Text("\"%s\" with its zero", expected), "\"" + seen + "\"");
 }
 
 void Conventions(Case& c) {
@@ -213,8 +216,9 @@ void Bounded(Case& c) {
     char buffer[32];
     memset(buffer, '#', sizeof(buffer));
     c.Kernel().FormatString(buffer, size, "%s%d", "abcdef", 123456);
-    c.Require(buffer[size] == '#' && buffer[31] == '#',
-              Text("%lu bytes at most, the zero included", size), "bytes were written behind them");
+    CERTIFY_REQUIRE(c, buffer[size] == '#' && buffer[31] == '#',
+                    Text("%lu bytes at most, the zero included", size),
+                    "bytes were written behind them");
   }
 }
 
@@ -223,9 +227,11 @@ void Terminated(Case& c) {
     char buffer[32];
     memset(buffer, '#', sizeof(buffer));
     c.Kernel().FormatString(buffer, size, "%s", "abcdefghijklmnop");
-    c.Require(memchr(buffer, '\0', size) != nullptr, Text("a zero within the %lu bytes", size),
-              "\"" + std::string(buffer, size) + "\" without one");
-    c.Require(strncmp(buffer, "abcdefghijklmnop", size - 1) == 0, "the text's beginning", buffer);
+    CERTIFY_REQUIRE(c, memchr(buffer, '\0', size) != nullptr,
+                    Text("a zero within the %lu bytes", size),
+                    "\"" + std::string(buffer, size) + "\" without one");
+    CERTIFY_REQUIRE(c, strncmp(buffer, "abcdefghijklmnop", size - 1) == 0, "the text's beginning",
+                    buffer);
   }
 }
 
@@ -233,7 +239,7 @@ void NoRoom(Case& c) {
   char buffer[4] = {'#', '#', '#', '#'};
   c.Step("FormatString with a size of 0");
   c.Kernel().FormatString(buffer, 0, "%s", "text");
-  c.Require(memcmp(buffer, "####", 4) == 0, "nothing written", "bytes were written");
+  CERTIFY_REQUIRE(c, memcmp(buffer, "####", 4) == 0, "nothing written", "bytes were written");
 }
 
 constexpr Promise kTextPromises[] = {

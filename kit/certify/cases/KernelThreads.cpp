@@ -35,7 +35,7 @@ void Procedure(Thread* thread, void* argument) {
 
 Thread* Make(Case& c) {
   Thread* const thread = c.Kernel().CreateThread();
-  c.Require(thread != nullptr, "a thread object", "null");
+  CERTIFY_REQUIRE(c, thread != nullptr, "a thread object", "null");
   return thread;
 }
 
@@ -45,17 +45,19 @@ void Runs(Case& c) {
   seen.kernel = &c.Kernel();
   seen.mayEnd = false;
   Thread* const thread = Make(c);
-  c.Require(thread->Start("certify", &Procedure, &seen), "Start answers true", "false");
-  c.Require(c.Until([&] { return seen.runs > 0; }, 3000),
-            "the procedure runs, and on a thread of its own: Start returns meanwhile",
-            "it did not begin within three seconds");
-  c.Expect(seen.thread == thread, "the procedure is handed the thread and the argument of Start",
-           "another thread object");
+  CERTIFY_REQUIRE(c, thread->Start("certify", &Procedure, &seen), "Start answers true", "false");
+  CERTIFY_REQUIRE(c, c.Until([&] { return seen.runs > 0; }, 3000),
+                  "the procedure runs, and on a thread of its own: Start returns meanwhile",
+                  "it did not begin within three seconds");
+  CERTIFY_EXPECT(c, seen.thread == thread,
+                 "the procedure is handed the thread and the argument of Start",
+                 "another thread object");
   seen.mayEnd = true;
   c.Step("joining it");
-  c.Require(thread->Join(IQXKernel::kInfinite), "Join without limit answers true", "false");
+  CERTIFY_REQUIRE(c, thread->Join(IQXKernel::kInfinite), "Join without limit answers true",
+                  "false");
   c.SleepMs(20);
-  c.Require(seen.runs == 1, "one run for one Start", Text("%d", seen.runs.load()));
+  CERTIFY_REQUIRE(c, seen.runs == 1, "one run for one Start", Text("%d", seen.runs.load()));
   c.Kernel().DestroyThread(thread);
 }
 
@@ -71,9 +73,9 @@ void JoinWaits(Case& c) {
   });
   c.Step("joining a thread that ends in 60 ms");
   const bool joined = thread->Join(IQXKernel::kInfinite);
-  c.Require(joined && seen.ended, "Join returns true when the procedure has returned",
-            joined ? "true while it was running" : "false");
-  c.Require(thread->Join(0), "a second Join answers true: it has ended", "false");
+  CERTIFY_REQUIRE(c, joined && seen.ended, "Join returns true when the procedure has returned",
+                  joined ? "true while it was running" : "false");
+  CERTIFY_REQUIRE(c, thread->Join(0), "a second Join answers true: it has ended", "false");
 }
 
 void JoinTimeout(Case& c) {
@@ -84,7 +86,7 @@ void JoinTimeout(Case& c) {
   thread->Start("certify", &Procedure, &seen);
   c.Step("joining a thread that runs on, with a time-out of 30 ms");
   const bool joined = thread->Join(30 * kMillisecond);
-  c.Expect(!joined, "Join answers false when the time-out passed first", "true");
+  CERTIFY_EXPECT(c, !joined, "Join answers false when the time-out passed first", "true");
   seen.mayEnd = true;
   thread->Join(IQXKernel::kInfinite);
 }
@@ -92,7 +94,7 @@ void JoinTimeout(Case& c) {
 void NeverStarted(Case& c) {
   c.Step("joining a thread that was never started");
   Thread* const thread = Make(c);
-  c.Require(thread->Join(1000 * kMillisecond), "true: it counts as ended", "false");
+  CERTIFY_REQUIRE(c, thread->Join(1000 * kMillisecond), "true: it counts as ended", "false");
   c.Step("destroying it");
   c.Kernel().DestroyThread(thread);
 }
@@ -103,10 +105,10 @@ void Again(Case& c) {
   Thread* const thread = Make(c);
   for (int i = 1; i <= 5; ++i) {
     c.Step(Text("start number %d of one thread", i));
-    c.Require(thread->Start("certify", &Procedure, &seen), "Start answers true after the Join",
-              "false");
-    c.Require(thread->Join(IQXKernel::kInfinite), "Join answers true", "false");
-    c.Require(seen.runs == i, Text("%d runs", i), Text("%d", seen.runs.load()));
+    CERTIFY_REQUIRE(c, thread->Start("certify", &Procedure, &seen),
+                    "Start answers true after the Join", "false");
+    CERTIFY_REQUIRE(c, thread->Join(IQXKernel::kInfinite), "Join answers true", "false");
+    CERTIFY_REQUIRE(c, seen.runs == i, Text("%d runs", i), Text("%d", seen.runs.load()));
   }
 }
 
@@ -119,13 +121,13 @@ void LongName(Case& c) {
     Thread* const thread = Make(c);
     char copied[80];
     snprintf(copied, sizeof(copied), "%s", name);
-    c.Require(thread->Start(copied, &Procedure, &seen), "Start answers true, whatever the name",
-              "false");
+    CERTIFY_REQUIRE(c, thread->Start(copied, &Procedure, &seen),
+                    "Start answers true, whatever the name", "false");
     memset(copied, 'x', sizeof(copied) - 1);
     thread->Join(IQXKernel::kInfinite);
     c.Kernel().DestroyThread(thread);
   }
-  c.Require(seen.runs == 3, "three runs", Text("%d", seen.runs.load()));
+  CERTIFY_REQUIRE(c, seen.runs == 3, "three runs", Text("%d", seen.runs.load()));
 }
 
 void NameCopied(Case& c) {
@@ -152,9 +154,9 @@ void NameCopied(Case& c) {
   memset(name, 'x', sizeof(name) - 1);
   reader.go = true;
   thread->Join(IQXKernel::kInfinite);
-  c.Require(reader.read.find("xxx") == std::string::npos,
-            "a thread called \"certify-name\", or not by name",
-            "\"" + reader.read + "\": what was written over the name afterwards");
+  CERTIFY_REQUIRE(c, reader.read.find("xxx") == std::string::npos,
+                  "a thread called \"certify-name\", or not by name",
+                  "\"" + reader.read + "\": what was written over the name afterwards");
 }
 
 void Together(Case& c) {
@@ -167,11 +169,11 @@ void Together(Case& c) {
     std::vector<Thread*> threads;
     for (int i = 0; i < 64; ++i) {
       threads.push_back(Make(c));
-      c.Require(threads.back()->Start("certify", &Procedure, &seen),
-                Text("thread %d starts", i + 1), "Start answered false");
+      CERTIFY_REQUIRE(c, threads.back()->Start("certify", &Procedure, &seen),
+                      Text("thread %d starts", i + 1), "Start answered false");
     }
-    c.Require(c.Until([&] { return seen.runs == 64; }, 5000), "all 64 run at the same time",
-              Text("%d", seen.runs.load()));
+    CERTIFY_REQUIRE(c, c.Until([&] { return seen.runs == 64; }, 5000),
+                    "all 64 run at the same time", Text("%d", seen.runs.load()));
     seen.mayEnd = true;
     for (Thread* thread : threads) {
       thread->Join(IQXKernel::kInfinite);
@@ -179,9 +181,9 @@ void Together(Case& c) {
     }
   }
   c.Until([&] { return ThreadCount() <= before; }, 1000);
-  c.Require(ThreadCount() <= before,
-            Text("%d threads of the process afterwards, as before", before),
-            Text("%d", ThreadCount()));
+  CERTIFY_REQUIRE(c, ThreadCount() <= before,
+                  Text("%d threads of the process afterwards, as before", before),
+                  Text("%d", ThreadCount()));
 }
 
 void Thousands(Case& c) {
@@ -193,17 +195,17 @@ void Thousands(Case& c) {
   for (int i = 0; i < 2000; ++i) {
     if (i == 100) before = ResidentBytes();  // what the system keeps for the next threads is there
     Thread* const thread = Make(c);
-    c.Require(thread->Start("certify", &Procedure, &seen), Text("thread %d starts", i + 1),
-              "Start answered false");
+    CERTIFY_REQUIRE(c, thread->Start("certify", &Procedure, &seen), Text("thread %d starts", i + 1),
+                    "Start answered false");
     thread->Join(IQXKernel::kInfinite);
     c.Kernel().DestroyThread(thread);
   }
   c.Until([&] { return ThreadCount() <= threadsBefore; }, 1000);
-  c.Expect(ThreadCount() <= threadsBefore, "no thread left",
-           Text("%d", ThreadCount() - threadsBefore));
+  CERTIFY_EXPECT(c, ThreadCount() <= threadsBefore, "no thread left",
+                 Text("%d", ThreadCount() - threadsBefore));
   const long grown = ResidentBytes() - before;
-  c.Require(grown < (6L << 20), "what a thread took is given back with it",
-            Text("the process grew by %ld MiB", grown >> 20));
+  CERTIFY_REQUIRE(c, grown < (6L << 20), "what a thread took is given back with it",
+                  Text("the process grew by %ld MiB", grown >> 20));
 }
 
 constexpr Promise kPromises[] = {

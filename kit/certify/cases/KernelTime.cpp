@@ -34,14 +34,14 @@ void Passes(Case& c) {
   c.SleepMs(30);
   const Time passed = c.Kernel().GetTime() - before;
   const Time real = std::chrono::nanoseconds(std::chrono::steady_clock::now() - began).count();
-  c.Require(passed > 0, "time passes in a sleep of 30 ms", "it stood still");
+  CERTIFY_REQUIRE(c, passed > 0, "time passes in a sleep of 30 ms", "it stood still");
   // A sleep that returns at once is another promise: then what really passed is the measure.
   const Time atLeast = std::min<Time>(30 * kMillisecond, real) * 9 / 10;
   const Time atMost = 10 * std::max<Time>(30 * kMillisecond, real);
-  c.Require(passed >= atLeast && passed <= atMost,
-            Text("%lld to %lld ns pass in that sleep", static_cast<long long>(atLeast),
-                 static_cast<long long>(atMost)),
-            Text("%lld: nanoseconds are meant", static_cast<long long>(passed)));
+  CERTIFY_REQUIRE(c, passed >= atLeast && passed <= atMost,
+                  Text("%lld to %lld ns pass in that sleep", static_cast<long long>(atLeast),
+                       static_cast<long long>(atMost)),
+                  Text("%lld: nanoseconds are meant", static_cast<long long>(passed)));
 }
 
 void Sleeps(Case& c) {
@@ -52,8 +52,9 @@ void Sleeps(Case& c) {
     c.SleepMs(milliseconds);
     const Time real = std::chrono::nanoseconds(std::chrono::steady_clock::now() - began).count();
     const Time slept = std::max(real, c.Kernel().GetTime() - before);
-    c.Require(slept >= milliseconds * kMillisecond, Text("a sleep of %d ms at least", milliseconds),
-              Text("%.3f ms", static_cast<double>(slept) / 1e6));
+    CERTIFY_REQUIRE(c, slept >= milliseconds * kMillisecond,
+                    Text("a sleep of %d ms at least", milliseconds),
+                    Text("%.3f ms", static_cast<double>(slept) / 1e6));
     if (slept > (milliseconds + 100) * kMillisecond) {
       c.Warn(Text("a sleep of %d ms took %.0f ms", milliseconds, static_cast<double>(slept) / 1e6));
     }
@@ -70,13 +71,14 @@ void OthersRun(Case& c) {
     c.SleepMs(400);
     awake = true;
   });
-  c.Require(c.Until([&] { return sleeping.load(); }, 1000), "a second thread that begins",
-            "it did not");
+  CERTIFY_REQUIRE(c, c.Until([&] { return sleeping.load(); }, 1000), "a second thread that begins",
+                  "it did not");
   for (int i = 0; i < 20; ++i) {
     c.SleepMs(1);
     c.Kernel().GetTime();
   }
-  c.Require(!awake, "twenty sleeps of 1 ms beside one of 400 ms", "they waited for the long one");
+  CERTIFY_REQUIRE(c, !awake, "twenty sleeps of 1 ms beside one of 400 ms",
+                  "they waited for the long one");
 }
 
 void Threads(Case& c) {

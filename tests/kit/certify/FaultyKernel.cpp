@@ -288,7 +288,7 @@ class FaultyKernel final : public IQXKernel {
     if (FAULT("time-in-microseconds")) return now / 1000;
     if (FAULT("time-in-milliseconds")) return now / 1000000;
     if (FAULT("time-steps-back") && ++calls % 1000 == 0) return now - 5 * kMillisecond;
-    if (FAULT("time-wraps-at-32-bits")) return now & 0xFFFFFF;
+    if (FAULT("time-wraps-at-32-bits")) return now & 0x3FFFF;
     if (FAULT("time-stands-still")) return 1;
     if (FAULT("time-apart-in-threads")) {
       thread_local const Time skew = ++calls % 2 * 5 * kMillisecond;

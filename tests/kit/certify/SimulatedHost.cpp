@@ -23,6 +23,8 @@ QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** argv) {
   options.lockOrder = false;  // cases lock as no module does
   device = std::make_unique<plexion_sim::SimDevice>(options);
   device->player.usual.frames = 60;
+  device->player.Content("/nowhere/missing-content")
+      .FailAt(0, qx::plexion::kErrorInvalidURL, "there is no such file");
   return plexion_sim::SimDevice::ProcessKernel();
 }
 

@@ -1,0 +1,88 @@
+// Loads IPlexion.so and opens windows.
+
+#include "kit/certify/bench/Service.h"
+
+#include <dlfcn.h>
+
+#include "kit/certify/bench/PlayerStage.h"
+
+namespace plexion_certify {
+
+using namespace qx::plexion;
+
+Service::Service(Case& c) : player(c.GetBench().Ledger()), c_(c) {
+  const Options& options = c.GetOptions();
+  LedgerKernel& kernel = c.GetBench().Ledger();
+  if (options.Has("IMorvelRuntimeLib")) {
+    content_ = ContentOf(c);
+  } else {
+    content_ = "certify";
+    kernel.Provide("IMorvelRuntimeLib", &player);
+  }
+  if (!options.Has("IGraphicsDriver")) kernel.Provide("IGraphicsDriver", &graphics);
+  CERTIFY_REQUIRE(c, !options.plexionFile.empty(),
+                  "the module IPlexion.so beside this program, or --plexion FILE", "none");
+  c.Step("loading " + options.plexionFile);
+  void* const library = dlopen(options.plexionFile.c_str(), RTLD_NOW | RTLD_LOCAL);
+  CERTIFY_REQUIRE(c, library != nullptr, "the module", library == nullptr ? dlerror() : "");
+  const auto find = [library](const char* symbol) { return dlsym(library, symbol); };
+  const auto put = reinterpret_cast<void (*)(IQXKernel*)>(find("IQXModule_QXModule_PutKernel"));
+  const auto load = reinterpret_cast<IQXModule* (*)()>(find("IQXModule_IPlexion_ModuleLoad"));
+  unload_ = reinterpret_cast<void (*)(IQXModule*)>(find("IQXModule_IPlexion_ModuleUnload"));
+  CERTIFY_REQUIRE(c, put != nullptr && load != nullptr && unload_ != nullptr,
+                  "the module's entry points", "not all of them");
+  put(&kernel);
+  module_ = load();
+  service_ = static_cast<IPlexionSets*>(module_);
+  set_ = std::make_unique<StageWindowSet>();
+}
+
+Service::~Service() { Unload(); }
+
+void Service::Unload() {
+  if (module_ == nullptr) return;
+  c_.Step("destroying the windows");
+  service_->DestroyStageWindowSet(*set_);
+  set_.reset();
+  c_.Step("unloading the module");
+  unload_(module_);
+  module_ = nullptr;
+}
+
+const char** Service::Keep(const std::vector<std::string>& words) {
+  texts_.push_back(std::make_unique<std::vector<std::string>>(words));
+  vectors_.push_back(std::make_unique<std::vector<const char*>>());
+  for (const std::string& word : *texts_.back()) vectors_.back()->push_back(word.c_str());
+  vectors_.back()->push_back(nullptr);
+  return vectors_.back()->data();
+}
+
+QXError Service::OpenSet(const std::vector<std::string>& words) {
+  std::vector<std::string> all = {"plexion-certify"};
+  all.insert(all.end(), words.begin(), words.end());
+  c_.Step("CreateAndConfigureStageWindowSet");
+  return service_->CreateAndConfigureStageWindowSet(*set_, static_cast<int>(all.size()), Keep(all),
+                                                    64);
+}
+
+StageWindow* Service::Open(const std::vector<std::string>& options) {
+  std::vector<std::string> words = options;
+  words.push_back(content_);
+  const unsigned before = set_->Count();
+  const QXError error = OpenSet(words);
+  CERTIFY_REQUIRE(c_, error == QXError_OK && set_->Count() == before + 1, "a configured window",
+                  error.name);
+  return (*set_)[before];
+}
+
+bool Service::WaitFor(StageWindow* window, StageWindowStatus status, int milliseconds) {
+  c_.Until(
+      [&] {
+        const StageWindowStatus now = window->GetStageWindowStatus();
+        return now == status || IsTerminalStatus(now);
+      },
+      milliseconds);
+  return window->GetStageWindowStatus() == status;
+}
+
+}  // namespace plexion_certify
