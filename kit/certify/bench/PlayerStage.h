@@ -70,6 +70,8 @@ class PlayerStage final : public qx::core::morvellib::MorvelInstanceNotifier {
   std::function<void(Status)> whenHeard;
   std::function<void()> whenBetweenFrames;
 
+  /// Calls back from inside of a call fail the case.
+  std::atomic<bool> checksCaller{false};
   BareWindow window;
   BenchGraphics graphics;
   BenchRenderPlane* plane = nullptr;

@@ -337,7 +337,7 @@ constexpr Promise kPromises[] = {
     {"player.input", "Keys, pointer, activation and proxy are taken at any moment.",
      Level::kContract, "player.play", Anytime},
     {"player.destroy-anytime", "An instance can be destroyed at any moment, and is silent then.",
-     Level::kBasic, "player.play", DestroyAnytime},
+     Level::kBasic, "player.destroy-waits", DestroyAnytime},
 };
 
 }  // namespace

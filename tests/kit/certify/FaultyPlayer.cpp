@@ -92,6 +92,7 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
       return false;
     const bool configured = inner->Configure(own);
     settings_.contentUrl = parameters.contentUrl;
+    told_ = kStatusConfigured;
     if (FAULT("configure-forgets-settings")) inner->GetLoadSettings()->contentUrl.Clear();
     if (FAULT("leaks-watchdog-memory")) window->GetMemoryWatchdog()->Alloc(16, nullptr, 0);
     if (FAULT("leaks-kernel-event")) IQXKernel::GetKernel()->CreateEvent(true);
