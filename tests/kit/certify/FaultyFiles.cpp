@@ -54,8 +54,8 @@ class FaultyFile final : public qx::platform::IFileObject {
     if (FAULT("remove-missing-is-false") && !fs::exists(path_, failed)) return false;
     if (FAULT("remove-is-always-recursive")) recursive = true;
     if (FAULT("remove-does-nothing")) return true;
-    if (FAULT("remove-follows-links")) return Follow(path_, 0), true;
-    if (FAULT("remove-spares-hidden") && recursive) {
+    if (FAULT("remove-follows-links") && recursive) return Follow(path_, 0), true;
+    if (FAULT("remove-spares-hidden") && recursive && fs::exists(path_)) {
       for (const auto& entry : fs::directory_iterator(path_, failed)) {
         if (entry.path().filename().string()[0] != '.') fs::remove_all(entry.path(), failed);
       }
