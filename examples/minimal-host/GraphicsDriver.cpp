@@ -20,9 +20,7 @@ using namespace qx;
 constexpr uint32_t kScreenWidth = 1280, kScreenHeight = 720;
 
 /// What there may be memory for. A driver refuses the rest: the module tells it on.
-bool CanBe(const plexion::Dims& dims) {
-  return dims.width - 1 < 16384 && dims.height - 1 < 16384;
-}
+bool CanBe(const plexion::Dims& dims) { return dims.width - 1 < 16384 && dims.height - 1 < 16384; }
 
 /// The pixels of a plane, and the lock that is held while somebody has their address: so a resize from another
 /// thread waits until the player has finished its frame.
