@@ -2,13 +2,19 @@
 
 #include <stdlib.h>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
 
-struct Header {
+/// As long on every processor: 32-bit ARM faults when a record with numbers of 8 bytes lies at 4.
+struct alignas(8) Header {
   qx::plexion::MemoryWatchdog* watchdog;
 };
+
+constexpr size_t kAlignment = 8;
+static_assert(sizeof(Header) % kAlignment == 0, "what is behind it is as aligned as the block");
 
 // The watchdog counts in 32 bits.
 constexpr size_t kLargest = 0x7FFFFFFF;
@@ -20,6 +26,8 @@ void* AllocateWatched(qx::plexion::MemoryWatchdog* watchdog, size_t bytes) {
   const size_t whole = bytes + sizeof(Header);
   void* block = watchdog != nullptr ? watchdog->Alloc(whole, __FILE__, __LINE__) : malloc(whole);
   if (block == nullptr) return nullptr;
+  PLEXION_CHECK(reinterpret_cast<uintptr_t>(block) % kAlignment == 0,
+                "a watchdog's blocks are aligned to 8");
   Header* header = static_cast<Header*>(block);
   header->watchdog = watchdog;
   return header + 1;

@@ -30,8 +30,8 @@ double WorkingSeconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/// In front of each block, so that freeing knows what it had.
-struct BlockHead {
+/// In front of each block, so that freeing knows what it had; the block is aligned as the head is.
+struct alignas(8) BlockHead {
   size_t bytes;
 };
 
