@@ -168,6 +168,7 @@ DrawResult Application::Draw(const DrawTarget& target, const std::string& proble
   if (result.drawn) painter_.Costs().AddDrawing(began);
   if (result.drawn) ++draws_;
   drawnRevision_ = stage_.Revision();
+  if (painter_.TouchWhatIsLate()) host_.RequestFrame();
   // Rarely, and only when there is something to be found.
   if (texts_.Count() > stage_.ElementCount()) {
     texts_.Keep([this](uint32_t handle) { return stage_.FindByHandle(handle) != nullptr; });

@@ -58,7 +58,7 @@ std::string UsedIn(const std::string& file, XmlPlace place) {
 }
 
 /// What a document and its parts are read into.
-struct Reading {
+struct DocumentReading {
   PartLibrary& parts;
   Stage& stage;
   std::vector<ScriptReference>& scripts;
@@ -71,7 +71,7 @@ struct Reading {
 /// Reads the document, or one part into the group that its use has become.
 class StageBuilder final : public XmlHandler {
  public:
-  explicit StageBuilder(Reading& reading, std::shared_ptr<const PartUse> use = nullptr)
+  explicit StageBuilder(DocumentReading& reading, std::shared_ptr<const PartUse> use = nullptr)
       : reading_(reading), stage_(reading.stage), scripts_(reading.scripts), use_(std::move(use)) {}
 
   std::string OnOpen(std::string_view name, const Attributes& attributes, XmlPlace place) override {
@@ -467,7 +467,7 @@ class StageBuilder final : public XmlHandler {
     return wrong.what;
   }
 
-  Reading& reading_;
+  DocumentReading& reading_;
   Stage& stage_;
   std::vector<ScriptReference>& scripts_;
   const std::shared_ptr<const PartUse> use_;  ///< null: the application's own document
@@ -482,7 +482,7 @@ class StageBuilder final : public XmlHandler {
 
 bool ReadDocument(const std::string& text, PartLibrary& parts, Stage& stage,
                   std::vector<ScriptReference>& scripts, DocumentError& error) {
-  Reading reading = {parts, stage, scripts, DocumentError()};
+  DocumentReading reading = {parts, stage, scripts, DocumentError()};
   StageBuilder builder(reading);
   if (ReadXml(text, builder, error)) return true;
   if (!reading.inPart.what.empty()) error = reading.inPart;

@@ -15,11 +15,11 @@ namespace {
 constexpr std::string_view kTypes[] = {"text", "number", "flag", "colour"};
 /// Names that mean the same in every part.
 constexpr std::string_view kFolder = "folder";
-constexpr size_t kLongestName = 100;
+constexpr size_t kLongestParameterName = 100;
 
 bool IsName(std::string_view text) {
   const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
-  return !text.empty() && text.size() <= kLongestName && isLetter(text[0]) &&
+  return !text.empty() && text.size() <= kLongestParameterName && isLetter(text[0]) &&
          std::all_of(text.begin(), text.end(),
                      [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '_'; });
 }
@@ -139,7 +139,7 @@ const std::string* FindValue(const PartUse& use, std::string_view name) {
 std::string NoParameter(const PartUse& use, std::string_view name) {
   std::vector<std::string> names = {"width", "height", std::string(kFolder)};
   for (const PartParameter& parameter : use.parameters) names.push_back(parameter.name);
-  const std::string shown(name.substr(0, kLongestName));
+  const std::string shown(name.substr(0, kLongestParameterName));
   return "{" + shown + "} is no parameter of the part" + Meant(shown, names) +
          (IsName(name) ? "" : " ({{ stands for a brace)");
 }

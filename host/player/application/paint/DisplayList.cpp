@@ -21,6 +21,8 @@ constexpr size_t kMostLayers = 8;
 /// Pixels; more would cost more and look the same.
 constexpr double kMostDeviation = 200;
 constexpr double kFarthestShadow = 4000;
+/// How far beyond the plane a group goes whose picture is moved.
+constexpr int kKeptReach = 16384;
 
 using Rectangle = cairo_rectangle_int_t;
 
@@ -65,14 +67,31 @@ struct Extents {
 
   double Side() const { return std::max(right - left, bottom - top); }
 
-  Rectangle Pixels() const {
-    // What is far outside of any plane must not leave the range of whole numbers.
-    const auto pixel = [](double value) {
-      return static_cast<int>(std::clamp(value, -kLargestSeen, kLargestSeen));
-    };
-    const int x = pixel(floor(left - kMargin));
-    const int y = pixel(floor(top - kMargin));
-    return {x, y, pixel(ceil(right + kMargin)) - x, pixel(ceil(bottom + kMargin)) - y};
+  Rectangle Pixels() const { return Grown(kMargin); }
+  /// Of a clip, which has no stroke: no pixel beyond these. What a matrix adds by rounding is none.
+  Rectangle Covered() const { return Grown(-kRounding); }
+
+  /// Those that lie wholly in it.
+  Rectangle Inside() const {
+    const int x = Pixel(ceil(left - kRounding));
+    const int y = Pixel(ceil(top - kRounding));
+    const int width = Pixel(floor(right + kRounding)) - x;
+    const int height = Pixel(floor(bottom + kRounding)) - y;
+    if (width <= 0 || height <= 0) return {0, 0, 0, 0};
+    return {x, y, width, height};
+  }
+
+ private:
+  static constexpr double kRounding = 1e-6;
+
+  /// What is far outside of any plane must not leave the range of whole numbers.
+  static int Pixel(double value) {
+    return static_cast<int>(std::clamp(value, -kLargestSeen, kLargestSeen));
+  }
+  Rectangle Grown(double by) const {
+    const int x = Pixel(floor(left - by));
+    const int y = Pixel(floor(top - by));
+    return {x, y, Pixel(ceil(right + by)) - x, Pixel(ceil(bottom + by)) - y};
   }
 };
 
@@ -93,8 +112,9 @@ bool LooksTheSame(const DisplayItem& a, const DisplayItem& b) {
 
 class Builder {
  public:
-  Builder(Stage& stage, TextLayouts& texts, const StageFit& fit, qx::plexion::Dims dims)
-      : stage_(stage), texts_(texts), fit_(fit) {
+  Builder(Stage& stage, TextLayouts& texts, const StageFit& fit, qx::plexion::Dims dims,
+          const KeptGroups& kept)
+      : stage_(stage), texts_(texts), fit_(fit), kept_(kept) {
     const size_t plane = std::max<size_t>(size_t{dims.width} * dims.height * sizeof(uint32_t), 1);
     // Each may be as large as the plane, and all of them are open at once.
     mostLayers_ = std::clamp<size_t>(kMostLayerBytes / plane, 2, kMostLayers);
@@ -107,6 +127,7 @@ class Builder {
     const Box whole = {0, 0, static_cast<double>(stage_.width), static_cast<double>(stage_.height)};
     Around around = {still};
     around.clip.box = Intersection(plane_, Extents::Of(whole, still).Pixels());
+    list_.stage = Extents::Of(whole, still).Inside();
     AddChildren(stage_.Backdrop(), around);
     AddScenes(around);
     AddChildren(stage_.Overlay(), around);
@@ -122,6 +143,7 @@ class Builder {
     DisplayItem::Clip clip = {};
     // Inside of effects: what is painted reaches further than what is seen of it.
     bool isSpread = false;
+    bool isKept = false;            ///< of a picture that is moved: all of it, seen or not
     Rectangle seen = {0, 0, 0, 0};  ///< what the effects leave of the plane
     int spread[4] = {0, 0, 0, 0};   ///< pixels to the left, top, right and bottom
   };
@@ -190,6 +212,9 @@ class Builder {
   void AddPlain(Element& element, const Around& around) {
     if (element.kind != ElementKind::kGroup) {
       AddElement(element, around);
+    } else if (!around.isKept && kept_.IsKept(element) && effects_ < kMostEffects &&
+               effectsAround_ < kMostLayers) {
+      AddKept(element, around);
     } else if (element.clip) {
       AddClipped(element, around);
     } else {
@@ -237,6 +262,11 @@ class Builder {
     ++effectsAround_;
     AddPlain(element, around);
     --effectsAround_;
+    PopEffect(begin, std::max(far[0], far[1]));
+  }
+
+  /// `reach` is how far the effect goes beyond what it is made of.
+  void PopEffect(size_t begin, int reach) {
     Rectangle source = {0, 0, 0, 0};
     bool isCut = false;
     for (size_t i = begin + 1; i < list_.items.size(); ++i) {
@@ -248,7 +278,26 @@ class Builder {
     if (!Pop(begin, DisplayItem::Kind::kPopEffect)) return;
     DisplayItem& push = list_.items[begin];
     push.isCut = isCut;
-    push.source = Grown(source, std::max(far[0], far[1]));
+    push.source = Grown(source, reach);
+  }
+
+  /// The whole of it is listed, also what is not seen at the moment: its picture is moved.
+  void AddKept(Element& group, Around around) {
+    ++effects_;
+    const size_t begin = Push(DisplayItem::Kind::kPushEffect);
+    DisplayItem& push = list_.items[begin];
+    push.element = &group;
+    push.handle = group.handle;
+    push.matrix = around.matrix;
+    push.effect.isKept = true;
+    if (!around.isSpread) around.seen = around.clip.box;
+    around.isSpread = true;
+    around.isKept = true;
+    around.clip.box = Grown(around.clip.box, kKeptReach);
+    ++effectsAround_;
+    AddPlain(group, around);
+    --effectsAround_;
+    PopEffect(begin, 0);
   }
 
   static Rectangle Grown(const Rectangle& box, int by) {
@@ -295,7 +344,7 @@ class Builder {
 
   void AddClipped(Element& group, Around around) {
     const Extents extents = Extents::Of({0, 0, group.width, group.height}, around.matrix);
-    around.clip.box = Intersection(around.clip.box, extents.Pixels());
+    around.clip.box = Intersection(around.clip.box, extents.Covered());
     // Not a measure, only different for different corners: it is compared and never drawn.
     around.clip.rounding = around.clip.rounding * 31 + group.radius;
     // Nothing of the group is on the plane.
@@ -319,7 +368,7 @@ class Builder {
                 painted.width + around.spread[0] + around.spread[2],
                 painted.height + around.spread[1] + around.spread[3]};
       bounds = Intersection(around.seen, bounds);
-      if (bounds.width == 0) return;
+      if (bounds.width == 0 && !around.isKept) return;
     }
     DisplayItem item;
     item.element = &element;
@@ -395,6 +444,7 @@ class Builder {
   Stage& stage_;
   TextLayouts& texts_;
   const StageFit& fit_;
+  const KeptGroups& kept_;
   Rectangle plane_;
   size_t mostLayers_;
   size_t layers_ = 0;
@@ -406,8 +456,44 @@ class Builder {
 }  // namespace
 
 DisplayList BuildDisplayList(Stage& stage, TextLayouts& texts, const StageFit& fit,
-                             qx::plexion::Dims dims) {
-  return Builder(stage, texts, fit, dims).Build();
+                             qx::plexion::Dims dims, const KeptGroups& kept) {
+  return Builder(stage, texts, fit, dims, kept).Build();
+}
+
+namespace {
+
+bool IsOpaque(const Colour& colour) { return !colour.none && colour.alpha == 255; }
+
+/// All of the pixels inside of it are its own colour.
+bool Covers(const DisplayItem& item, const Rectangle& part) {
+  const Element& element = *item.element;
+  if (element.kind != ElementKind::kRectangle || element.radius > 0 || item.opacity < 1 ||
+      item.seenOpacity < 1 || !IsOpaque(element.fill) ||
+      (!element.fillEnd.none && !IsOpaque(element.fillEnd)) || item.matrix.xy != 0 ||
+      item.matrix.yx != 0) {
+    return false;
+  }
+  const Rectangle inside = Extents::Of({0, 0, element.width, element.height}, item.matrix).Inside();
+  return SameRectangle(Intersection(inside, part), part) &&
+         SameRectangle(Intersection(item.bounds, part), part);
+}
+
+}  // namespace
+
+std::optional<size_t> FirstSeen(const DisplayList& list, const cairo_rectangle_int_t& part) {
+  std::optional<size_t> first;
+  // Beside the stage nothing covers the ground, however far it reaches.
+  if (!SameRectangle(Intersection(list.stage, part), part)) return first;
+  for (size_t i = 0; i < list.items.size(); ++i) {
+    const DisplayItem& item = list.items[i];
+    // What is clipped, merged or blurred covers less than it says.
+    if (item.end != 0) {
+      i = item.end;
+    } else if (item.kind == DisplayItem::Kind::kElement && Covers(item, part)) {
+      first = i;
+    }
+  }
+  return first;
 }
 
 void AddDifference(const DisplayList& before, const DisplayList& after, cairo_region_t* region) {

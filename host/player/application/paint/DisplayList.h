@@ -6,10 +6,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/player/application/paint/KeptGroups.h"
 #include "host/player/application/paint/Placement.h"
 #include "host/player/application/paint/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
@@ -30,12 +32,15 @@ struct Effect {
   float shadowY = 0;
   Colour shadow;
   bool hasShadow = false;
+  /// A group as it is, whose picture is moved instead of being painted anew.
+  bool isKept = false;
 
   bool IsBlurred() const { return blurX > 0 || blurY > 0; }
   bool operator==(const Effect& other) const {
     return blurX == other.blurX && blurY == other.blurY && shadowBlurX == other.shadowBlurX &&
            shadowBlurY == other.shadowBlurY && shadowX == other.shadowX &&
-           shadowY == other.shadowY && shadow == other.shadow && hasShadow == other.hasShadow;
+           shadowY == other.shadowY && shadow == other.shadow && hasShadow == other.hasShadow &&
+           isKept == other.isKept;
   }
 };
 
@@ -81,15 +86,21 @@ struct DisplayItem {
 
 struct DisplayList {
   std::vector<DisplayItem> items;
+  cairo_rectangle_int_t stage = {0, 0, 0, 0};  ///< pixels that lie wholly on it
   /// Elements that are not in it for a reason that their author should know.
   std::vector<std::pair<const Element*, std::string>> refused;
 };
 
-/// Lists what of the stage is seen on a plane of `dims`. An element larger than kLargestSeen is
+/// Lists what of the stage is seen on a plane of `dims`, with a picture for each of the groups `kept`.
+/// An element larger than kLargestSeen is
 /// refused; so is a layer when too many lie inside of each other, whose elements are then
 /// transparent one by one.
 DisplayList BuildDisplayList(Stage& stage, TextLayouts& texts, const StageFit& fit,
-                             qx::plexion::Dims dims);
+                             qx::plexion::Dims dims, const KeptGroups& kept);
+
+/// The first item that has to be painted in a part of the plane: an opaque rectangle that covers it
+/// hides all before it, the ground as well. Empty: the ground is seen.
+std::optional<size_t> FirstSeen(const DisplayList& list, const cairo_rectangle_int_t& part);
 
 /// Adds the pixels in which the two may differ.
 void AddDifference(const DisplayList& before, const DisplayList& after, cairo_region_t* region);

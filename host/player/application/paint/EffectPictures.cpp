@@ -17,6 +17,8 @@ namespace {
 
 /// Of all that are kept from one picture to the next.
 constexpr size_t kMostKeptBytes = size_t{128} * 1024 * 1024;
+/// Of a group that moves.
+constexpr size_t kMostKeptPixels = size_t{4} * 1024 * 1024;
 constexpr double kSamePlace = 1e-6;
 
 bool SameShape(const cairo_matrix_t& a, const cairo_matrix_t& b) {
@@ -76,7 +78,7 @@ bool EffectPictures::Make(Kept& kept, const DisplayItem& push, const PaintRange&
 
   movie::Surface pixels = {kept.pixels.As<uint32_t>(), kept.width, kept.height,
                            static_cast<size_t>(kept.width) * sizeof(uint32_t)};
-  blur_.Run(pixels, pixels.Bounds(), effect.blurX, effect.blurY);
+  if (effect.IsBlurred()) blur_.Run(pixels, pixels.Bounds(), effect.blurX, effect.blurY);
   if (effect.hasShadow) {
     const auto stride =
         static_cast<size_t>(cairo_format_stride_for_width(CAIRO_FORMAT_A8, kept.width));
@@ -89,7 +91,7 @@ bool EffectPictures::Make(Kept& kept, const DisplayItem& push, const PaintRange&
     }
     blur_.Run(shadow, shadow.Bounds(), effect.shadowBlurX, effect.shadowBlurY);
   }
-  if (!effect.IsBlurred()) kept.pixels.Resize(watchdog_, 0);
+  if (!effect.IsBlurred() && !effect.isKept) kept.pixels.Resize(watchdog_, 0);
   return true;
 }
 
@@ -119,9 +121,14 @@ bool EffectPictures::Paint(cairo_t* cairo, const DisplayList& list, size_t begin
   const DisplayItem& push = list.items[begin];
   PLEXION_CHECK(push.kind == DisplayItem::Kind::kPushEffect && push.end > begin,
                 "an effect has its pop");
+  // Larger ones are painted where they are seen, as all others.
+  const size_t pixels =
+      static_cast<size_t>(push.source.width) * static_cast<size_t>(push.source.height);
+  if (push.effect.isKept && (push.isCut || pixels > kMostKeptPixels)) return false;
   Kept* kept = Find(list, begin, paint);
   if (kept == nullptr) return false;
-  // What moves by parts of a pixel keeps its picture: nobody sees that of something blurred.
+  // What moves by parts of a pixel keeps its picture: nobody sees that of something blurred, or on
+  // its way.
   const double x = kept->x + round(push.matrix.x0 - kept->items[0].matrix.x0);
   const double y = kept->y + round(push.matrix.y0 - kept->items[0].matrix.y0);
   cairo_save(cairo);
@@ -133,7 +140,8 @@ bool EffectPictures::Paint(cairo_t* cairo, const DisplayList& list, size_t begin
                        y + round(push.effect.shadowY));
     cairo_surface_destroy(shadow);
   }
-  if (push.effect.IsBlurred()) {
+  const bool isPicture = push.effect.IsBlurred() || push.effect.isKept;
+  if (isPicture) {
     cairo_surface_t* blurred =
         SurfaceOf(kept->pixels, CAIRO_FORMAT_ARGB32, kept->width, kept->height);
     cairo_set_source_surface(cairo, blurred, x, y);
@@ -142,7 +150,7 @@ bool EffectPictures::Paint(cairo_t* cairo, const DisplayList& list, size_t begin
     cairo_surface_destroy(blurred);
   }
   cairo_restore(cairo);
-  return push.effect.IsBlurred();
+  return isPicture;
 }
 
 void EffectPictures::KeepThoseOf(const DisplayList& list) {

@@ -16,7 +16,8 @@
 
 namespace plexion_host::player::application {
 
-/// Keeps the blurred pictures of elements for as long as these look the same, wherever they move to.
+/// Keeps the blurred pictures of elements, and those of groups that move, for as long as these look the
+/// same, wherever they move to.
 ///
 /// Thread   the application's.
 class EffectPictures {
@@ -26,8 +27,9 @@ class EffectPictures {
   /// Draws the items of a list between a push and its pop, without looking where.
   using PaintRange = std::function<void(cairo_t* cairo, size_t begin, size_t end)>;
 
-  /// Paints the shadow of what is between the push at `begin` and its pop, and the blurred picture of
-  /// it when it is blurred. Returns  true when that is all; false: it is still to be painted itself.
+  /// Paints the shadow of what is between the push at `begin` and its pop, and the blurred or kept
+  /// picture of it when there is one. Returns  true when that is all; false: it is still to be painted
+  /// itself.
   bool Paint(cairo_t* cairo, const DisplayList& list, size_t begin, const PaintRange& paint);
   /// Forgets those of elements that are not in the list, and all when they are too large together.
   void KeepThoseOf(const DisplayList& list);

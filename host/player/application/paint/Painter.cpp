@@ -86,6 +86,16 @@ double PixelsDown(const cairo_matrix_t& matrix) { return hypot(matrix.xy, matrix
 
 }  // namespace
 
+bool Painter::TouchWhatIsLate() {
+  bool any = false;
+  for (const uint32_t handle : qrCodes_.TakeLate()) {
+    Element* element = stage_.FindByHandle(handle);
+    if (element != nullptr) stage_.TouchPicture(*element);
+    any = any || element != nullptr;
+  }
+  return any;
+}
+
 DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit, const DrawingNotes& notes) {
   PLEXION_CHECK(target.pixels != nullptr && target.dims.width > 0 && target.dims.height > 0,
                 "there is a plane");
@@ -94,7 +104,14 @@ DrawResult Painter::Draw(const DrawTarget& target, const StageFit& fit, const Dr
   const bool everything = target.everything || notes.problem != drawnProblem_ ||
                           !notes.problem.empty() || drawnDims_.width != target.dims.width ||
                           drawnDims_.height != target.dims.height;
-  DisplayList list = BuildDisplayList(stage_, texts_, fit, target.dims);
+  // A picture that is drawn whole is exact: it may be kept by somebody else.
+  if (everything) {
+    kept_.Clear();
+  } else {
+    kept_.Look(stage_);
+  }
+  qrCodes_.BeginPicture(everything);
+  DisplayList list = BuildDisplayList(stage_, texts_, fit, target.dims, kept_);
   for (const auto& [element, reason] : list.refused) host_.refuse(*element, reason);
   const cairo_rectangle_int_t plane = {0, 0, static_cast<int>(target.dims.width),
                                        static_cast<int>(target.dims.height)};
@@ -138,8 +155,11 @@ void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const D
     cairo_rectangle(cairo, each.x, each.y, each.width, each.height);
   }
   cairo_clip(cairo);
-  PaintGround(cairo, fit, target.bgAlpha);
-  PaintItems(cairo, list, 0, list.items.size(), region);
+  cairo_rectangle_int_t dirty;
+  cairo_region_get_extents(region, &dirty);
+  const std::optional<size_t> first = FirstSeen(list, dirty);
+  PaintGround(cairo, fit, target.bgAlpha, first.has_value());
+  PaintItems(cairo, list, first.value_or(0), list.items.size(), region);
   if (!notes.counter.empty()) PaintCounter(cairo, notes.counter);
   if (!notes.problem.empty()) PaintProblem(cairo, target.dims, notes.problem);
   const cairo_status_t status = cairo_status(cairo);
@@ -147,8 +167,6 @@ void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const D
   cairo_surface_flush(surface);
   cairo_surface_destroy(surface);
 
-  cairo_rectangle_int_t dirty;
-  cairo_region_get_extents(region, &dirty);
   result.drawn = true;
   result.dirty = {static_cast<uint32_t>(dirty.x), static_cast<uint32_t>(dirty.y),
                   static_cast<uint32_t>(dirty.width), static_cast<uint32_t>(dirty.height)};
@@ -157,7 +175,14 @@ void Painter::PaintRegion(const DrawTarget& target, const StageFit& fit, const D
   }
 }
 
-void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) {
+void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha, bool hidden) {
+  cairo_matrix_t still;
+  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.x, fit.y);
+  if (hidden) {
+    // What hides it lies inside of the stage.
+    cairo_set_matrix(cairo, &still);
+    return;
+  }
   // Clears what was there, wherever the stage is to be drawn anew: the plane keeps its last
   // picture.
   cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
@@ -165,8 +190,6 @@ void Painter::PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha) 
   cairo_paint(cairo);
   cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
 
-  cairo_matrix_t still;
-  cairo_matrix_init(&still, fit.scaleX, 0, 0, fit.scaleY, fit.x, fit.y);
   cairo_set_matrix(cairo, &still);
   cairo_rectangle(cairo, 0, 0, stage_.width, stage_.height);
   cairo_clip(cairo);

@@ -62,11 +62,14 @@ class Painter {
   DrawResult Draw(const DrawTarget& target, const StageFit& fit, const DrawingNotes& notes);
 
   ElementCosts& Costs() { return costs_; }
+  /// What the last picture had no time for. True: the stage is to be drawn again soon.
+  bool TouchWhatIsLate();
 
  private:
   void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,
                    const cairo_region_t* region, const DrawingNotes& notes, DrawResult& result);
-  void PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha);
+  /// Leaves the context clipped to the stage; `hidden`: all of it is painted over.
+  void PaintGround(cairo_t* cairo, const StageFit& fit, uint8_t bgAlpha, bool hidden);
   /// Those from `begin` to `end`; without a region all of them.
   void PaintItems(cairo_t* cairo, const DisplayList& list, size_t begin, size_t end,
                   const cairo_region_t* region);
@@ -85,6 +88,7 @@ class Painter {
   EmbeddedSource& embedded_;
   qx::plexion::MemoryWatchdog* watchdog_;
   const DrawingHost host_;
+  KeptGroups kept_;
   EffectPictures effects_;
   QrCodes qrCodes_;
   ElementCosts costs_;

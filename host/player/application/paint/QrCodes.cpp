@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "host/base/Check.h"
 #include "host/player/application/paint/Figures.h"
@@ -20,7 +21,22 @@ constexpr size_t kMostKept = 1000;
 constexpr size_t kMostBytes[] = {2953, 2331, 1663, 1273};
 constexpr QRecLevel kLevels[] = {QR_ECLEVEL_L, QR_ECLEVEL_M, QR_ECLEVEL_Q, QR_ECLEVEL_H};
 
+/// Of texts for each picture: some twenty milliseconds of work, and a second for one that is to be
+/// complete.
+constexpr size_t kPictureBytes = 1500;
+constexpr size_t kWholeBytes = 65536;
+/// The smallest code takes as long as that many bytes of a large one.
+constexpr size_t kLeastCost = 50;
+
 }  // namespace
+
+void QrCodes::BeginPicture(bool whole) {
+  bytesLeft_ = whole ? kWholeBytes : kPictureBytes;
+  madeOne_ = false;
+  late_.clear();
+}
+
+std::vector<uint32_t> QrCodes::TakeLate() { return std::exchange(late_, {}); }
 
 const QrCodes::Code& QrCodes::CodeOf(const Element& element) {
   PLEXION_CHECK(element.level >= kQrLow && element.level <= kQrHigh, "a level is one of its words");
@@ -28,6 +44,14 @@ const QrCodes::Code& QrCodes::CodeOf(const Element& element) {
   if (codes_.size() >= kMostKept && codes_.count(element.handle) == 0) codes_.clear();
   Code& code = codes_[element.handle];
   if (code.level == element.level && code.text == element.text) return code;
+  const size_t cost = std::min(element.text.size(), kMostBytes[element.level]) + kLeastCost;
+  // One is made in any case, or the largest would wait for ever.
+  if (cost > bytesLeft_ && madeOne_) {
+    late_.push_back(element.handle);
+    return code;
+  }
+  bytesLeft_ -= std::min(cost, bytesLeft_);
+  madeOne_ = true;
   code.text = element.text;
   code.level = element.level;
   code.side = 0;

@@ -22,6 +22,13 @@ class QrCodes {
  public:
   explicit QrCodes(DrawingHost host) : host_(std::move(host)) {}
 
+  /// Making a code takes its time, and a script may ask for a thousand new ones at each moment: what a
+  /// picture has no time for keeps what it showed and comes with one of the next. `whole`: one that
+  /// is to be complete, for which there is more.
+  void BeginPicture(bool whole);
+  /// Elements that wait, once.
+  std::vector<uint32_t> TakeLate();
+
   /// In the element's own units, which the context has. A text that no code holds is told and left
   /// out.
   void Paint(cairo_t* cairo, const Element& element, double opacity);
@@ -38,6 +45,9 @@ class QrCodes {
 
   const DrawingHost host_;
   std::unordered_map<uint32_t, Code> codes_;
+  size_t bytesLeft_ = 0;  ///< of texts that this picture may make codes of
+  bool madeOne_ = false;
+  std::vector<uint32_t> late_;
 };
 
 }  // namespace plexion_host::player::application

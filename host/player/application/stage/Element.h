@@ -83,6 +83,8 @@ struct Element {
   std::vector<std::unique_ptr<Element>> children;
   /// Counts what changes the element's own picture; its place is not part of that.
   uint64_t revision = 0;
+  /// Counts what changes its place and no more.
+  uint64_t moves = 0;
 
   // Place. Stage units, degrees clockwise; the pivot is a fraction of the size.
   double x = 0;

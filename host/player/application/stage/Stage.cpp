@@ -342,7 +342,11 @@ bool Stage::AdvanceTransition(double now) {
 
 void Stage::Touch(Element& element, const Property& property) {
   // What only moves is found by its matrix; its own picture is not laid out or decoded again.
-  if (!property.place) ++element.revision;
+  if (property.place) {
+    ++element.moves;
+  } else {
+    ++element.revision;
+  }
   ++revision_;
   // Loaded later, once, however often a script changes it before that.
   const bool isSource = property.text == &Element::src || property.text == &Element::vars;

@@ -55,6 +55,8 @@ class Stage {
 
   Element& Backdrop() { return *backdrop_; }
   Element& Overlay() { return *overlay_; }
+  const Element& Backdrop() const { return *backdrop_; }
+  const Element& Overlay() const { return *overlay_; }
   const std::vector<std::unique_ptr<Element>>& Scenes() const { return scenes_; }
 
   // Building. Null with `error` when there are too many elements or the nesting is too deep.

@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint64_t kLargestData = 8 * 1024 * 1024;
 
-std::string CheckText(lua_State* state, int index) {
+std::string CheckArgument(lua_State* state, int index) {
   size_t length = 0;
   const char* text = luaL_checklstring(state, index, &length);
   return std::string(text, length);
@@ -38,7 +38,7 @@ bool ReadData(lua_State* state, const std::string& name, std::string& bytes, std
 int Read(lua_State* state) {
   std::string bytes;
   std::string error;
-  if (!ReadData(state, CheckText(state, 1), bytes, error)) return PushFailure(state, error);
+  if (!ReadData(state, CheckArgument(state, 1), bytes, error)) return PushFailure(state, error);
   lua_pushlstring(state, bytes.data(), bytes.size());
   return 1;
 }
@@ -46,7 +46,7 @@ int Read(lua_State* state) {
 int Exists(lua_State* state) {
   std::string error;
   const ScriptContext& context = ScriptHost::Of(state).Context();
-  const std::string name = CheckText(state, 1);
+  const std::string name = CheckArgument(state, 1);
   const bool exists = DeclaredData::IsName(name)
                           ? context.data.Age(name, ScriptHost::Of(state).Now()) >= 0
                           : context.base.OpenRegular(name, error).IsOpen();
@@ -57,7 +57,7 @@ int Exists(lua_State* state) {
 /// Seconds since declared data came; nil when nothing has.
 int Age(lua_State* state) {
   ScriptHost& self = ScriptHost::Of(state);
-  const double age = self.Context().data.Age(CheckText(state, 1), self.Now());
+  const double age = self.Context().data.Age(CheckArgument(state, 1), self.Now());
   if (age < 0) {
     lua_pushnil(state);
   } else {
@@ -69,7 +69,7 @@ int Age(lua_State* state) {
 int List(lua_State* state) {
   std::vector<std::string> names;
   std::string error;
-  const std::string folder = lua_isnoneornil(state, 1) ? std::string() : CheckText(state, 1);
+  const std::string folder = lua_isnoneornil(state, 1) ? std::string() : CheckArgument(state, 1);
   if (!ScriptHost::Of(state).Context().base.List(folder, names, error))
     return PushFailure(state, error);
   lua_newtable(state);
@@ -81,7 +81,7 @@ int List(lua_State* state) {
 }
 
 int ReadJson(lua_State* state) {
-  const std::string name = CheckText(state, 1);
+  const std::string name = CheckArgument(state, 1);
   std::string bytes;
   std::string error;
   if (!ReadData(state, name, bytes, error)) return PushFailure(state, error);
@@ -89,7 +89,7 @@ int ReadJson(lua_State* state) {
 }
 
 int ReadCsv(lua_State* state) {
-  const std::string name = CheckText(state, 1);
+  const std::string name = CheckArgument(state, 1);
   const char separator = OptionalSeparator(state, 2);
   std::string bytes;
   std::string error;
@@ -107,18 +107,18 @@ int PushTooLong(lua_State* state) {
 
 int DecodeJson(lua_State* state) {
   luaL_checktype(state, 1, LUA_TSTRING);
-  return IsTooLong(state) ? PushTooLong(state) : PushJson(state, CheckText(state, 1), "JSON");
+  return IsTooLong(state) ? PushTooLong(state) : PushJson(state, CheckArgument(state, 1), "JSON");
 }
 
 int DecodeCsv(lua_State* state) {
   luaL_checktype(state, 1, LUA_TSTRING);
   const char separator = OptionalSeparator(state, 2);
   return IsTooLong(state) ? PushTooLong(state)
-                          : PushCsv(state, CheckText(state, 1), "CSV", separator);
+                          : PushCsv(state, CheckArgument(state, 1), "CSV", separator);
 }
 
 int Watch(lua_State* state) {
-  const std::string name = CheckText(state, 1);
+  const std::string name = CheckArgument(state, 1);
   luaL_checktype(state, 2, LUA_TFUNCTION);
   lua_settop(state, 2);
   ScriptHost::Of(state).Files().Add(state, name);
@@ -130,7 +130,7 @@ char loadedScripts;
 /// require("parts.ticker") runs parts/ticker.lua of the application, or else of the extensions,
 /// once, and answers what it returned.
 int Require(lua_State* state) {
-  const std::string name = CheckText(state, 1);
+  const std::string name = CheckArgument(state, 1);
   lua_settop(state, 1);
   lua_rawgetp(state, LUA_REGISTRYINDEX, &loadedScripts);
   lua_pushvalue(state, 1);

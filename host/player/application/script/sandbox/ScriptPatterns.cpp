@@ -65,7 +65,7 @@ int FindOrMatch(lua_State* state, bool find) {
   return 1;
 }
 
-int Find(lua_State* state) { return FindOrMatch(state, true); }
+int FindText(lua_State* state) { return FindOrMatch(state, true); }
 int MatchText(lua_State* state) { return FindOrMatch(state, false); }
 
 /// Upvalues: subject, pattern, offset to go on from, end of the last match.
@@ -199,7 +199,7 @@ int Substitute(lua_State* state) {
 }  // namespace
 
 void OpenPatterns(lua_State* state) {
-  const luaL_Reg functions[] = {{"find", Find},
+  const luaL_Reg functions[] = {{"find", FindText},
                                 {"match", MatchText},
                                 {"gmatch", IterateMatches},
                                 {"gsub", Substitute},
