@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -20,6 +22,7 @@ std::string_view Arena::CopyText(std::string_view text) {
 }
 
 void Arena::Grow(size_t bytes) {
+  PLEXION_CHECK(bytes > left_ && bytes % 8 == 0, "records are aligned, and this one does not fit");
   // Chunks grow with the document, so that a small one costs little.
   const size_t chunk = std::max(bytes, std::clamp(sizeBytes_ / 2, kSmallestChunk, kLargestChunk));
   chunks_.reserve(chunks_.size() + 1);

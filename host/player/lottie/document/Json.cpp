@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -234,6 +236,7 @@ const JsonValue* JsonValue::Find(std::string_view name) const {
 bool ReadJson(std::string_view text, const JsonLimits& limits,
               const std::function<bool()>& cancelled, Arena& arena, JsonValue& root,
               std::string& error) {
+  PLEXION_CHECK(limits.deepest > 0 && limits.largestNumber > 0, "limits let something through");
   Handler handler(text, limits, cancelled, arena);
   const Cursor first(text.data(), handler.Position());
   const char* endPosition = nullptr;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/document/Reader.h"
 
 namespace plexion_host::movie {
@@ -530,6 +531,7 @@ JsonValue CopyJson(const JsonValue& value, Arena& arena) {
 }
 
 bool ReadMovie(const JsonValue& document, Movie& movie, std::string& error) {
+  PLEXION_CHECK(movie.root.layers.empty() && movie.compositions.empty(), "a movie is read once");
   MovieReader reader(document, movie);
   try {
     reader.Run();

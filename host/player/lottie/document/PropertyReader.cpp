@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/document/Reader.h"
 
 namespace plexion_host::movie {
@@ -122,6 +123,7 @@ const JsonValue* PropertyReader::Slotted(const JsonValue* value) const {
 }
 
 const float* PropertyReader::Numbers(const JsonValue& value, uint32_t dims, double factor) {
+  PLEXION_CHECK(dims > 0, "a value has a number at least");
   float* numbers = arena_.NewArray<float>(dims);
   if (!value.IsArray()) {
     numbers[0] = static_cast<float>(value.Number(0) * factor);
@@ -327,6 +329,7 @@ const PathProperty* PropertyReader::ReadPath(const JsonValue* value, const JsonV
 
 void PropertyReader::ReadPathKeys(const JsonValue& keys, const JsonValue* closed,
                                   PathProperty& property) {
+  PLEXION_CHECK(keys.IsArray(), "whoever calls it has looked");
   const Span<JsonValue> all = keys.Elements();
   auto pathOf = [&](const JsonValue& key, const char* name, PathData& path) {
     const JsonValue* data = FirstOf(key.Find(name));

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/compositing/BlendMode.h"
 #include "host/player/lottie/paint/Images.h"
 #include "host/player/lottie/paint/LayerEffects.h"
@@ -79,6 +80,8 @@ size_t Scene::BeginGroup(uint64_t key) {
 /// Closes a group and works out which pixels it touches; without any it goes.
 void Scene::EndGroup(size_t begin, const IntRect& limit) {
   DisplayList& list = *list_;
+  PLEXION_CHECK(begin < list.size() && list[begin].kind == DrawItem::Kind::kGroup,
+                "what is closed was begun");
   DrawItem group = list[begin];
   const size_t contentEnd = group.matteAt != 0 ? group.matteAt : list.size();
   IntRect bounds;
@@ -283,6 +286,8 @@ void Scene::EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t
 
 void Scene::EmitOp(const LayerUse& use, const ShapeOp& op, uint64_t index, const Matrix& matrix,
                    uint64_t user, float opacity) {
+  PLEXION_CHECK(op.kind == ShapeOp::Kind::kFill || op.kind == ShapeOp::Kind::kStroke,
+                "groups are emitted by whoever walks the list");
   if (op.path.IsEmpty() || op.opacity * opacity <= 0) return;
   const bool stroke = op.kind == ShapeOp::Kind::kStroke;
   if (stroke && op.width <= 0) return;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/paint/Images.h"
 #include "host/player/lottie/paint/LayerEffects.h"
 #include "host/player/lottie/shapes/StyleValues.h"
@@ -143,6 +144,8 @@ Moment Scene::At(const LayerUse& use, double time, Constancy& constancy) const {
 
 Constancy Scene::Evaluate(double frame, const Matrix& toPlane, int width, int height,
                           DisplayList& list) {
+  PLEXION_CHECK(list_ == nullptr, "one moment is worked out at a time");
+  PLEXION_CHECK(width >= 0 && height >= 0, "a plane has a size");
   Constancy constancy;
   EvaluateComposition(*root_, frame, constancy);
   list.clear();
@@ -250,6 +253,7 @@ void Scene::CutSolid(LayerUse& use) {
 
 /// Strokes a layer's masks with a brush: dots of the brush's size, `spacing` apart.
 void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
+  PLEXION_CHECK(effect.effect->type == kEffectStroke, "its values are those of a stroke");
   if (effect.values.size() < 11) return;
   const bool all = effect.At(1) == 1;
   const float wanted = effect.At(0) - 1;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/document/Reader.h"
 
 namespace plexion_host::movie {
@@ -211,6 +212,7 @@ void ScriptAccess::Note(const void* owner, const std::string& why) {
 bool ScriptAccess::Evaluate(int expression, const void* owner, double time,
                             const ExpressionSite& site, const ScriptValue& keyed,
                             ScriptValue& result, Constancy& constancy) {
+  PLEXION_CHECK(scene_ != nullptr, "SetScene comes before the first value");
   const auto* layer = static_cast<const LayerUse*>(owner);
   Reading reading;
   reading.composition = layer != nullptr ? &layer->Owner() : nullptr;
@@ -307,6 +309,7 @@ bool ScriptAccess::RunSelector(std::string_view source, const void* owner, doubl
                                int total, double percent[3], Constancy& constancy) {
   const int expression = Compiled(source, owner);
   if (expression == Expressions::kNone) return false;
+  PLEXION_CHECK(owner != nullptr && index >= 1 && index <= total, "it is one of a text's parts");
   const auto* use = static_cast<const LayerUse*>(owner);
   ExpressionSite site = SiteOf(PartOfLayer(*use, "t"), use, time);
   site.textIndex = index;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/document/Reader.h"
 #include "host/player/lottie/shapes/StyleValues.h"
 
@@ -528,6 +529,7 @@ std::shared_ptr<TextLayout> MakeTextLayout(const Movie& movie) {
 
 std::unique_ptr<TextSource> MakeTextSource(const Layer& layer, std::shared_ptr<TextLayout> layout,
                                            qx::plexion::MemoryWatchdog* watchdog) {
+  PLEXION_CHECK(layer.text != nullptr && layout != nullptr, "it is a text layer, with a layout");
   return std::make_unique<TextLayerSource>(layer, std::move(layout), watchdog);
 }
 

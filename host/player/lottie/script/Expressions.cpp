@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "host/base/Check.h"
 #include "host/player/WatchedMemory.h"
 #include "host/player/lottie/script/Machine.h"
 #include "host/player/lottie/script/Translator.h"
@@ -183,6 +184,7 @@ void ScriptMachine::SeedRandom(double seed, bool timeless) {
 
 const ScriptValue* ScriptMachine::Read(const SceneNode& property, double seconds,
                                        bool scripted) noexcept {
+  PLEXION_CHECK(scene_ != nullptr && !busy_.empty(), "only an expression reads");
   try {
     while (values_.size() <= reading_) values_.emplace_back();
     ScriptValue& value = values_[reading_];
@@ -294,7 +296,11 @@ duk_ret_t ScriptMachine::CompileSafely(duk_context* context, void* data) {
 
 bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const ExpressionSite& site,
                              const ScriptValue& keyed, ScriptValue& result, bool* timeless) {
-  if (expression < 0 || expression >= static_cast<int>(programs_.size())) return false;
+  if (expression == Expressions::kNone) return false;
+  PLEXION_CHECK(expression >= 0 && expression < static_cast<int>(programs_.size()),
+                "the number comes from Compile");
+  PLEXION_CHECK(site.textIndex >= 0 && site.textIndex <= site.textTotal,
+                "a part is one of its text's");
   Program& program = programs_[static_cast<size_t>(expression)];
   const bool selector = site.textTotal > 0;
   if (program.failed || static_cast<int>(busy_.size()) >= limits_.nesting ||
@@ -443,6 +449,7 @@ const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& k
 }
 
 void ScriptMachine::Fail(int expression, std::string why) {
+  PLEXION_CHECK(!why.empty(), "a failure has a reason");
   programs_[static_cast<size_t>(expression)].failed = true;
   why.resize(std::min(why.size(), kLongestFailure));
   failures_.emplace_back(expression, std::move(why));

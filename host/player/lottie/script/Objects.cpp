@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "host/base/Check.h"
 #include "host/player/lottie/script/Machine.h"
 #include "host/player/lottie/script/Words.h"
 
@@ -711,6 +712,7 @@ SceneNode ScriptMachine::NodeAt(duk_context* context, duk_idx_t index) {
 }
 
 SceneNode ScriptMachine::ThisNode(duk_context* context, bool property) {
+  PLEXION_CHECK(site_ != nullptr, "functions are called by expressions only");
   const SceneNode node = ThisOf(context);
   if (property) return node.kind == NodeKind::kNone ? site_->property : node;
   return node.kind == NodeKind::kLayer ? node : site_->layer;

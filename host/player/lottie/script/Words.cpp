@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::movie {
 
 namespace {
@@ -140,6 +142,7 @@ std::string_view PartNumbered(NodeKind kind, std::string_view type, int number) 
 }
 
 std::string_view PartAt(NodeKind kind, std::string_view type, int position) {
+  PLEXION_CHECK(position >= 0, "parts are counted from 0");
   for (const Word& word : kWords) {
     if (Fits(word, kind, type) && position-- == 0) return word.part;
   }
