@@ -18,6 +18,7 @@
 #include "host/player/lottie/paint/Images.h"
 #include "host/player/lottie/paint/Painter.h"
 #include "host/player/lottie/scene/DataFiles.h"
+#include "host/player/lottie/scene/MemoryCharge.h"
 #include "host/player/lottie/scene/NotDrawn.h"
 #include "host/player/lottie/scene/Scene.h"
 #include "host/player/lottie/scene/ScriptAccess.h"
@@ -42,7 +43,8 @@ class LottieEngine final : public Engine {
         movie_(host.Memory()),
         images_(host.Memory()),
         backdrop_(host.Memory()),
-        painter_(host.Memory()) {}
+        painter_(host.Memory()),
+        charge_(host.Memory()) {}
 
   bool Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) override {
     try {
@@ -156,11 +158,10 @@ class LottieEngine final : public Engine {
     });
     movie::SceneParts parts;
     parts.image = [this](const movie::ImageAsset& asset) { return images_.Find(asset); };
-    std::shared_ptr<movie::TextLayout> texts;
-    parts.text = [this, texts](const movie::Layer& layer) mutable {
+    parts.text = [this](const movie::Layer& layer) {
       if (layer.text == nullptr) return std::unique_ptr<movie::TextSource>();
-      if (texts == nullptr) texts = MakeTextLayout(movie_);
-      return MakeTextSource(layer, texts, host_.Memory());
+      if (texts_ == nullptr) texts_ = MakeTextLayout(movie_);
+      return MakeTextSource(layer, texts_, host_.Memory());
     };
     if (movie_.hasExpressions) {
       scripts_.emplace(movie_, host_.Memory());
@@ -197,6 +198,7 @@ class LottieEngine final : public Engine {
           host_.Notify(qx::plexion::kInfoUnsupportedPlaceholderRendered, what);
         });
       }
+      if (!Charge()) throw std::bad_alloc();
       damage_.Clear();
       if (drawn_) comparison_.Compare(shown_, list_, damage_);
     } catch (const std::bad_alloc&) {
@@ -204,6 +206,17 @@ class LottieEngine final : public Engine {
       return false;
     }
     return true;
+  }
+
+  /// Counts what lists, outlines and glyphs hold, now and then: what grows does so step by step.
+  /// Returns  false when it is more than the window may have.
+  bool Charge() {
+    constexpr unsigned kFrames = 30;
+    if (charged_++ % kFrames != 0 && list_.size() <= chargedItems_) return true;
+    chargedItems_ = list_.size();
+    return charge_.Set(scene_->Bytes() + comparison_.Bytes() +
+                       (list_.capacity() + shown_.capacity()) * sizeof(movie::DrawItem) +
+                       (texts_ != nullptr ? texts_->Bytes() : 0));
   }
 
   void PaintDamage(const DrawTarget& target, DrawResult& result) {
@@ -266,6 +279,10 @@ class LottieEngine final : public Engine {
   movie::ListComparison comparison_;
   movie::Damage damage_;
   movie::Painter painter_;
+  std::shared_ptr<movie::TextLayout> texts_;
+  movie::MemoryCharge charge_;
+  unsigned charged_ = 0;     ///< frames
+  size_t chargedItems_ = 0;  ///< of the list that was counted last
   std::string failure_;
 };
 

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+#include "host/player/ContentAddress.h"
+#include "host/player/lottie/LottieEngine.h"
 #include "host/player/lottie/paint/Backdrop.h"
 #include "tests/host/player/PlainHost.h"
 
@@ -115,6 +119,42 @@ TEST(SurfacePoolTest, PixelsOfGroupsAreChargedToTheWindow) {
   const SurfacePool::Lease again = pool.TakeSurface(200, 190);
   EXPECT_EQ(again.surface.Row(5)[5], 0u);
   EXPECT_EQ(memory.Peak(), memory.GetBytesUsed()) << "the same pixels";
+}
+
+/// Draws one frame of a movie with 200 copies of a star of 300 points. Returns  why not.
+std::string DrawCopies(player::LimitedMemory& memory) {
+  const std::string file = ::testing::TempDir() + "copies.json";
+  std::ofstream(file)
+      << R"({"v":"5","fr":10,"ip":0,"op":5,"w":40,"h":20,"layers":[{"ty":4,"ip":0,"op":5,
+  "ks":{},"shapes":[{"ty":"sr","sy":1,"p":{"k":[20,10]},"pt":{"k":300},"r":{"k":0},"or":{"k":8},
+  "ir":{"k":4},"os":{"k":30},"is":{"k":30}},{"ty":"fl","c":{"k":[1,0,0]},"o":{"k":100}},
+  {"ty":"rp","c":{"k":200},"o":{"k":0},"tr":{"p":{"k":[0.01,0]},"so":{"k":100},"eo":{"k":100}}}]}]})";
+  player::PlainHost host;
+  host.memory = &memory;
+  const auto engine = player::MakeLottieEngine(host);
+  player::ContentAddress address;
+  player::ContentFacts facts;
+  player::EngineError error;
+  std::string reason;
+  if (!player::ResolveContentAddress(file, "", address, reason)) return reason;
+  if (!engine->Load(address, facts, error)) return error.message;
+  std::vector<uint32_t> pixels(kWidth * kHeight);
+  player::DrawTarget target;
+  target.pixels = pixels.data();
+  target.pitchBytes = kWidth * 4;
+  target.dims = {kWidth, kHeight};
+  target.everything = true;
+  return engine->Draw(target).failure;
+}
+
+TEST(MovieMemoryTest, ListsAndOutlinesAreChargedToTheWindow) {
+  player::LimitedMemory plenty(256u << 20);
+  EXPECT_EQ("", DrawCopies(plenty));
+  // 600 corners of three points in each copy.
+  constexpr unsigned long kOutlines = 200ul * 600 * 3 * sizeof(Point);
+  EXPECT_GE(plenty.Peak(), kOutlines);
+  player::LimitedMemory scarce(kOutlines / 2);
+  EXPECT_EQ("no memory to work the frame out", DrawCopies(scarce));
 }
 
 }  // namespace

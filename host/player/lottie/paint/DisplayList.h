@@ -115,6 +115,8 @@ class Damage {
 class ListComparison {
  public:
   void Compare(const DisplayList& before, const DisplayList& after, Damage& damage);
+  /// What it holds on to.
+  size_t Bytes() const { return table_.capacity() * sizeof(Entry); }
 
  private:
   struct Entry {

@@ -25,6 +25,8 @@ struct Path {
     verbs.clear();
     points.clear();
   }
+  /// What it holds on to.
+  size_t Bytes() const { return verbs.capacity() + points.capacity() * sizeof(Point); }
   bool IsEmpty() const { return verbs.empty(); }
   void Move(float x, float y) { Add(kMove, {x, y}); }
   void Line(float x, float y) { Add(kLine, {x, y}); }

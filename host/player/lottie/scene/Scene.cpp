@@ -158,6 +158,21 @@ Constancy Scene::Evaluate(double frame, const Matrix& toPlane, int width, int he
   return constancy;
 }
 
+size_t Scene::BytesOf(const CompositionUse& use) {
+  size_t bytes = 0;
+  for (const auto& layer : use.layers) {
+    bytes += sizeof(LayerUse);
+    if (layer->shapes_ != nullptr) bytes += layer->shapes_->Bytes();
+    if (layer->text_ != nullptr) bytes += layer->text_->Bytes();
+    for (const ShapeOp& stroke : layer->strokes_) bytes += sizeof stroke + stroke.Bytes();
+    for (const MaskValue& mask : layer->masks_) {
+      bytes += sizeof mask + mask.path.Bytes() + mask.outline.vertices.capacity() * sizeof(Vertex);
+    }
+    if (layer->content_ != nullptr) bytes += BytesOf(*layer->content_);
+  }
+  return bytes;
+}
+
 void Scene::EvaluateComposition(CompositionUse& use, double time, Constancy& constancy) {
   use.time = time;
   for (const auto& layer : use.layers) EvaluateLayer(*layer, time, constancy);

@@ -27,6 +27,8 @@ class TextSource {
   virtual void Evaluate(const Moment& moment) = 0;
   virtual const std::vector<ShapeOp>& Ops() const = 0;
   virtual size_t OpCount() const = 0;
+  /// What it holds on to, but for glyphs, which texts share.
+  virtual size_t Bytes() const = 0;
 };
 
 /// What a scene needs from outside of it.
@@ -94,6 +96,8 @@ class Scene {
   /// Returns  the time around the frame in which the list stays the same.
   Constancy Evaluate(double frame, const Matrix& toPlane, int width, int height, DisplayList& list);
 
+  /// What its lists and outlines hold on to. Looks at all of them.
+  size_t Bytes() const { return BytesOf(*root_); }
   const CompositionUse& Root() const { return *root_; }
   /// The box around what a shape or text layer shows at a time of its composition, in its own plane:
   /// left, top, width, height. `cost` grows by the points that were looked at.
@@ -106,6 +110,7 @@ class Scene {
   std::unique_ptr<CompositionUse> MakeComposition(const Composition& composition,
                                                   const LayerUse* shownBy, bool& blends);
   void MakeContent(LayerUse& use, bool& blends);
+  static size_t BytesOf(const CompositionUse& use);
   void EvaluateComposition(CompositionUse& use, double time, Constancy& constancy);
   void EvaluateLayer(LayerUse& use, double time, Constancy& constancy);
   void EvaluateOwn(LayerUse& use, double time);

@@ -198,6 +198,11 @@ class TextLayerSource final : public TextSource {
 
   const std::vector<ShapeOp>& Ops() const override { return ops_; }
   size_t OpCount() const override { return count_; }
+  size_t Bytes() const override {
+    size_t bytes = ops_.capacity() * sizeof(ShapeOp) + glyphs_.capacity() * sizeof(PlacedGlyph);
+    for (const ShapeOp& op : ops_) bytes += op.Bytes();
+    return bytes;
+  }
 
  private:
   /// What expression selectors say while the text is laid out.

@@ -361,6 +361,16 @@ void ShapeTree::FillPaths() {
   }
 }
 
+size_t ShapeTree::Bytes() const {
+  size_t bytes = ops_.capacity() * (sizeof(ShapeOp) + sizeof(Path)) + spare_.Bytes() +
+                 targets_.capacity() * sizeof(Target) + copies_.capacity() * sizeof(Matrix) +
+                 instances_.capacity() * sizeof(Instance);
+  for (const ShapeOp& op : ops_) bytes += op.Bytes();
+  for (const Path& path : before_) bytes += path.Bytes();
+  for (const Instance& instance : instances_) bytes += instance.outlines.Bytes();
+  return bytes;
+}
+
 /// Gives an op another version when it draws something else than before.
 void ShapeTree::FinishOp(size_t index, bool sameList) {
   ShapeOp& op = ops_[index];

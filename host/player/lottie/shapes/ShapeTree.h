@@ -38,6 +38,12 @@ struct ShapeOp {
   float width = 0;  ///< of a stroke
   std::vector<float> dashes;
   float dashOffset = 0;
+
+  /// What it holds on to.
+  size_t Bytes() const {
+    return path.Bytes() + stops.capacity() * sizeof(GradientStop) +
+           dashes.capacity() * sizeof(float);
+  }
 };
 
 /// The shapes of one use of a layer.
@@ -52,6 +58,8 @@ class ShapeTree {
   size_t OpCount() const { return opCount_; }
   /// What it was last evaluated at, and how long that holds.
   const Constancy& Holds() const { return constancy_; }
+  /// What it holds on to.
+  size_t Bytes() const;
 
  private:
   struct Node {

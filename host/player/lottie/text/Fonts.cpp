@@ -138,6 +138,7 @@ class Fonts::Map {
 
   bool Shape(const TextFont& font, std::string_view line, bool apart,
              std::vector<FontCluster>& clusters);
+  size_t Bytes() const { return bytes_; }
 
  private:
   void Prepare(const TextFont& font, std::string_view line, bool apart);
@@ -151,6 +152,7 @@ class Fonts::Map {
   hb_draw_funcs_t* pen_;
   /// By font and the glyphs with their offsets.
   std::map<std::pair<PangoFont*, std::string>, GlyphOutline> outlines_;
+  size_t bytes_ = 0;  ///< of these
 };
 
 void Fonts::Map::Prepare(const TextFont& font, std::string_view line, bool apart) {
@@ -205,6 +207,8 @@ const GlyphOutline* Fonts::Map::Outline(PangoFont* font, const PangoGlyphString*
     }
     at += info.geometry.width;
   }
+  bytes_ += sizeof(*entry) + entry->first.second.capacity() + entry->second.verbs.capacity() +
+            entry->second.points.capacity() * sizeof(double);
   return &entry->second;
 }
 
@@ -255,5 +259,7 @@ bool Fonts::Shape(const TextFont& font, std::string_view line, bool apart,
                   std::vector<FontCluster>& clusters) {
   return map_->Shape(font, line, apart, clusters);
 }
+
+size_t Fonts::Bytes() const { return map_->Bytes(); }
 
 }  // namespace plexion_host::movie

@@ -37,6 +37,9 @@ class Fonts {
   bool Shape(const TextFont& font, std::string_view line, bool apart,
              std::vector<FontCluster>& clusters);
 
+  /// What the outlines hold on to.
+  size_t Bytes() const;
+
  private:
   class Map;
   std::unique_ptr<Map> map_;

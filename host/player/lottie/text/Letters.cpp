@@ -109,6 +109,15 @@ const TextCharacter* LetterSource::Find(const TextFont& font, std::string_view c
   return found == byName_.end() ? nullptr : &characters_[found->second];
 }
 
+size_t LetterSource::Bytes() const {
+  size_t bytes = machine_.Bytes() + characters_.capacity() * sizeof(TextCharacter);
+  for (const TextCharacter& character : characters_) {
+    bytes +=
+        character.outline.verbs.capacity() + character.outline.points.capacity() * sizeof(double);
+  }
+  return bytes;
+}
+
 void LetterSource::Take(const TextDocument& document, bool apart, int grouping, Letters& letters) {
   letters.letters.clear();
   letters.lines.clear();

@@ -57,6 +57,8 @@ class LetterSource {
   const TextFont& FontOf(const TextDocument& document) const;
   bool HasCharacters() const { return !characters_.empty(); }
   const std::string& Missing() const { return missing_; }
+  /// What the glyphs that it knows hold on to.
+  size_t Bytes() const;
 
  private:
   void AppendParagraph(const TextDocument& document, std::string_view text, bool apart,

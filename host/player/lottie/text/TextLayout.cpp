@@ -79,6 +79,7 @@ class TextLayout::Engine {
 
   void Lay(const TextRequest& request, std::vector<PlacedGlyph>& glyphs);
   std::string_view Missing() const { return source_.Missing(); }
+  size_t Bytes() const { return source_.Bytes(); }
 
  private:
   void NumberLetters();
@@ -490,6 +491,8 @@ bool TextLayout::Bounds(const TextRequest& request, double box[4]) {
   box[3] = bottom - top;
   return true;
 }
+
+size_t TextLayout::Bytes() const { return engine_->Bytes(); }
 
 std::string_view TextLayout::Missing() const { return engine_->Missing(); }
 

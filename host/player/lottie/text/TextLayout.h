@@ -204,6 +204,9 @@ class TextLayout {
   /// Returns  false when nothing is drawn.
   bool Bounds(const TextRequest& request, double box[4]);
 
+  /// What the glyphs that it knows hold on to.
+  size_t Bytes() const;
+
   /// The first character that had no glyph, or empty.
   std::string_view Missing() const;
 

@@ -45,6 +45,12 @@ class OutlineList {
   Outline& operator[](size_t index) { return outlines_[index]; }
   const Outline& operator[](size_t index) const { return outlines_[index]; }
   Outline& Last() { return outlines_[count_ - 1]; }
+  /// What it holds on to.
+  size_t Bytes() const {
+    size_t bytes = outlines_.capacity() * sizeof(Outline);
+    for (const Outline& outline : outlines_) bytes += outline.vertices.capacity() * sizeof(Vertex);
+    return bytes;
+  }
   void Swap(OutlineList& other) {
     outlines_.swap(other.outlines_);
     std::swap(count_, other.count_);
