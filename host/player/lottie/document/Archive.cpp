@@ -6,8 +6,6 @@
 
 #include <algorithm>
 
-#include "host/base/Check.h"
-
 namespace plexion_host::movie {
 
 namespace {
@@ -74,7 +72,6 @@ bool Gunzip(std::string_view packed, uint64_t mostBytes, qx::plexion::MemoryWatc
 }
 
 bool Archive::Open(std::string_view bytes, std::string& error) {
-  PLEXION_CHECK(files_.empty(), "an archive is opened once");
   bytes_ = bytes;
   constexpr size_t kEndRecord = 22;
   constexpr size_t kFileRecord = 46;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 
-#include "host/base/Check.h"
 #include "host/player/content/ContentFile.h"
 
 namespace plexion_host::movie {
@@ -51,7 +50,6 @@ bool MovieFile::ReadBytes(const std::string& path, player::EngineHost& host,
 
 bool MovieFile::Open(const std::string& path, player::EngineHost& host,
                      player::EngineError& error) {
-  PLEXION_CHECK(bytes_.data() == nullptr, "a file is opened once: what it gave out lives in it");
   if (!ReadBytes(path, host, error)) return false;
   error.status = qx::plexion::kErrorCorruptMovie;
   document_ = bytes_;
