@@ -46,7 +46,7 @@ const line = (parent, kind, text) => {
 const file = path => path ? path.split("/").filter(x => x).pop() : "nothing";
 const minutes = s => s < 90 ? s.toFixed(0) + " s" : s < 5400 ? (s / 60).toFixed(0) + " min" :
   (s / 3600).toFixed(1) + " h";
-let paused = false, frames = -1, busy = false, day = 0;
+let paused = false, frames = -1, busy = false, day = 0, hour = 0;
 
 function show(status) {
   at("name").textContent = (status.name || "Plexion") + " \u2013 " +
@@ -84,10 +84,15 @@ function show(status) {
   }
   if (status.kind === "programme" && Date.now() - day > 60000) {
     day = Date.now();
+    hour = Number(status.time.slice(11, 13)) + Number(status.time.slice(14, 16)) / 60;
     at("plan").hidden = false;
     at("day").firstChild.src = "day.svg?" + day;
   }
 }
+// On a phone the day is wider than the page: now is in the middle. 48 pixels an hour, behind the names.
+at("day").firstChild.addEventListener("load", () => {
+  at("day").scrollLeft = 140 + 48 * hour - at("day").clientWidth / 2;
+});
 for (const event of ["load", "error"]) at("picture").addEventListener(event, () => { busy = false; });
 
 async function look() {

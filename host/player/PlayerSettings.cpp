@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "host/contracts/ContentFit.h"
+#include "host/contracts/ContentGround.h"
 #include "host/player/ContentAddress.h"
 #include "qx/core/morvellib/MorvelInstanceParameters.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -62,6 +63,10 @@ bool ReadVariable(std::string_view item, PlayerSettings& settings, std::string& 
   }
   if (name == kFitVariable && !ReadFit(value)) {
     error = "variable fit is \"" + value + "\"; expected " + kFitsExpected;
+    return false;
+  }
+  if (name == kGroundVariable && !ReadColour(value)) {
+    error = "variable backdrop is \"" + value + "\"; expected a colour like #203040";
     return false;
   }
   settings.variables.emplace_back(std::move(name), std::move(value));

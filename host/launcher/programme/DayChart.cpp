@@ -9,6 +9,7 @@
 namespace plexion_host {
 namespace {
 
+// The page in a browser knows these two as well.
 constexpr int kLeft = 140;
 constexpr int kHour = 48;
 constexpr int kRow = 56;

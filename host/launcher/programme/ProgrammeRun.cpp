@@ -157,8 +157,7 @@ void ProgrammeRun::LookAtScreen() {
 }
 
 void ProgrammeRun::LayOut(const Playing& playing) {
-  playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_,
-                         programme_->defaultDurationMs, programme_->name, programme_->showReason);
+  playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_, *programme_);
 }
 
 bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
 #include "host/base/Text.h"
+#include "host/contracts/ContentGround.h"
 #include "host/launcher/programme/document/ContentKinds.h"
 #include "host/launcher/run/WindowOpener.h"
 #include "host/launcher/run/WindowRun.h"
@@ -77,8 +79,7 @@ WindowStage::~WindowStage() {
 }
 
 void WindowStage::SetZone(const Zone& zone, const qx::plexion::Dims& screen,
-                          int64_t defaultDurationMs, const std::string& displayName,
-                          bool showReason) {
+                          const Programme& programme) {
   zone_ = zone;
   const auto pixels = [](double value) { return static_cast<int32_t>(std::lround(value)); };
   // Edges are rounded, not sizes: neighbours leave no gap between them.
@@ -89,9 +90,10 @@ void WindowStage::SetZone(const Zone& zone, const qx::plexion::Dims& screen,
   rect_ = {static_cast<uint32_t>(left), static_cast<uint32_t>(top),
            static_cast<uint32_t>(std::max(right - left, 1)),
            static_cast<uint32_t>(std::max(bottom - top, 1))};
-  defaultDurationMs_ = defaultDurationMs;
-  displayName_ = displayName;
-  showReason_ = showReason;
+  defaultDurationMs_ = programme.defaultDurationMs;
+  displayName_ = programme.name;
+  showReason_ = programme.showReason;
+  ground_ = programme.background;
 }
 
 WindowStage::Content* WindowStage::Find(uint64_t number) {
@@ -106,6 +108,11 @@ std::string WindowStage::VariablesOf(const Item& item) const {
   const Fit ofAll = session_.options.fit.value_or(Fit::kContain);
   const Fit fit = item.fit.value_or(zone_.fit.value_or(ofAll));
   std::string text = std::string(kFitVariable) + "=" + NameOf(fit);
+  if (ground_) {
+    char colour[8];
+    std::snprintf(colour, sizeof colour, "%06x", static_cast<unsigned>(*ground_));
+    text += std::string("&") + kGroundVariable + "=" + colour;
+  }
   const std::string& captions = item.captions.empty() ? session_.options.captions : item.captions;
   if (!captions.empty()) text += "&captions=" + EncodePercent(captions);
   const double volume = zone_.volume * (item.volume ? *item.volume : 1);

@@ -64,8 +64,7 @@ class WindowStage final : public ZoneStage {
 
   /// Where the zone is, in pixels of the screen, and how contents fill it. What has its planes
   /// already is moved and resized there with the next Poll.
-  void SetZone(const Zone& zone, const qx::plexion::Dims& screen, int64_t defaultDurationMs,
-               const std::string& displayName, bool showReason);
+  void SetZone(const Zone& zone, const qx::plexion::Dims& screen, const Programme& programme);
 
   /// Tells the director what happened to its contents, and moves transitions on.
   /// Returns  the steady time at which it wants to be called again, at the latest.
@@ -133,6 +132,7 @@ class WindowStage final : public ZoneStage {
   int64_t defaultDurationMs_ = 10000;
   std::string displayName_;
   bool showReason_ = true;
+  std::optional<uint32_t> ground_;  ///< below contents and beside them; none: black
   std::list<Content> contents_;
   std::vector<uint64_t> dropLater_;  ///< when the change that they are part of is over
   Change change_;

@@ -1,7 +1,10 @@
 // What a player instance does for one frame, on the player's thread.
 #include <algorithm>
+#include <optional>
 
 #include "host/base/Check.h"
+#include "host/base/Pixels.h"
+#include "host/contracts/ContentGround.h"
 #include "host/player/instance/PlayerInstance.h"
 #include "qx/platform/IGraphicsDriver.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -30,6 +33,26 @@ class LockedPixels {
   qx::platform::RenderPlane* plane_;
   void* pixels_;
 };
+
+/// The colour that a variable asks for; the last one counts.
+std::optional<uint32_t> GroundOf(const PlayerSettings& settings) {
+  std::optional<uint32_t> ground;
+  for (const auto& [name, value] : settings.variables) {
+    if (name == kGroundVariable) ground = ReadColour(value);
+  }
+  return ground;
+}
+
+void LayGround(const DrawTarget& target, const qx::plexion::Rect& dirty, uint32_t colour) {
+  const uint32_t right = std::min(dirty.x + dirty.width, target.dims.width);
+  const uint32_t bottom = std::min(dirty.y + dirty.height, target.dims.height);
+  for (uint32_t y = dirty.y; y < bottom && dirty.x < right; ++y) {
+    uint32_t* const row = RowAt(target.pixels, target.pitchBytes, y);
+    for (uint32_t x = dirty.x; x < right; ++x) {
+      if (row[x] < kOpaqueBlack) row[x] = OverOpaque(row[x], colour);
+    }
+  }
+}
 
 }  // namespace
 
@@ -96,9 +119,12 @@ void PlayerInstance::DrawFrame() {
       target.pixels = pixels.Get();
       target.pitchBytes = plane_->GetPitch();
       target.dims = plane_->GetDims();
-      target.bgAlpha = settings_.bgAlpha;
+      // A colour is laid below what has been drawn, so that no engine needs to know of it.
+      const std::optional<uint32_t> ground = GroundOf(settings_);
+      target.bgAlpha = ground ? 0 : settings_.bgAlpha;
       target.everything = newPlane = drawEverything_;
       result = engine_->Draw(target);
+      if (ground && result.drawn) LayGround(target, result.dirty, *ground);
       // Also after a failure: the same frame would fail the same way; the next change is drawn anew.
       drawEverything_ = false;
     }

@@ -507,14 +507,18 @@ class Programme(Story):
 
     def test_zones_lie_side_by_side_and_a_wrong_document_changes_nothing(self):
         self.write("day.json", json.dumps({
+            "screen": {"background": "#204060"},
             "playlists": {"one": ["long.mvx"], "two": ["blue.mvx"]},
             "zones": [{"name": "left", "rect": [0, 0, "50%", "100%"], "playlist": "one"},
-                      {"name": "right", "rect": ["50%", 0, "50%", "100%"], "playlist": "two"}]}))
+                      {"name": "right", "rect": ["50%", 0, "45%", "100%"], "playlist": "two"}]}))
         code, _, err = self.play("day.json", "--snapshot", "out.png", "--snapshot-at", "600",
                                  "--exit-after", "1500")
         self.assertEqual(0, code, err)
         self.assertEqual((255, 0, 0), self.pixel("out.png", SIZE // 4, SIZE // 2 + 10))
         self.assertEqual((0, 0, 255), self.pixel("out.png", SIZE * 3 // 4, SIZE // 2 + 10))
+        # The background beside a content in its zone; where there is no zone it is black.
+        self.assertEqual((0x20, 0x40, 0x60), self.pixel("out.png", SIZE // 4, SIZE - 4))
+        self.assertEqual((0, 0, 0), self.pixel("out.png", SIZE - 2, SIZE // 2))
 
     def test_what_is_wrong_is_said_with_its_line(self):
         self.write("wrong.json", '{"playlists": {"a": [\n{"contents": "x"}]}}')

@@ -19,7 +19,7 @@ Calendar calendar;
 constexpr char kWhole[] = R"({
   // A restaurant.
   "name": "Lume", "timezone": "Europe/Rome", "duration": "20s",
-  "screen": {"size": "1920x1080"},
+  "screen": {"size": "1920x1080", "background": "#203040"},
   "playlists": {
     "day": [ "a.mvx", {"content": "/b.mp4", "duration": "1m30s", "fit": "cover", "volume": 50,
              "transition": {"kind": "fade", "duration": "700ms"},
@@ -39,6 +39,7 @@ TEST(ProgrammeReaderTest, ReadsAWholeDocument) {
   std::string error;
   ASSERT_TRUE(ReadProgramme(kWhole, "/shop", calendar, programme, error)) << error;
   EXPECT_EQ(1920u, programme.width);
+  EXPECT_EQ(0x203040u, *programme.background);
   EXPECT_EQ(20000, programme.defaultDurationMs);
   const Playlist* const day = programme.FindPlaylist("day");
   ASSERT_NE(nullptr, day);
@@ -68,6 +69,9 @@ TEST(ProgrammeReaderTest, SaysLinePathAndExpectation) {
   } cases[] = {
       {"", "the document ends here"},
       {"{\n\"name\": ]}", "line 2: "},
+      {"{\"playlists\":{\"a\":[\"x.png\"", "the document ends here, and is not complete"},
+      {"{\"playlists\":{\"a\":[]},\"screen\":{\"background\":\"blue\"}}",
+       "screen.background: \"blue\" is no colour; expected one like"},
       {"{\"name\":\"a\",\n\"name\":\"b\"}", "line 2: \"name\" stands here twice"},
       {"[]", "line 1, document: it is a list; expected an object"},
       {"{}", "\"playlists\" is missing"},
@@ -113,6 +117,40 @@ TEST(ProgrammeReaderTest, ReadsDurations) {
       {"12.5", 12500}, {"1.5s", 1500},          {"", std::nullopt}, {"s", std::nullopt},
       {"1d", {}},      {"1..2s", std::nullopt}, {"9999999h", {}},   {"1s 2s", std::nullopt}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(expected, ReadDurationMs(text)) << text;
+}
+
+std::string ErrorOf(const std::string& text) {
+  Programme programme;
+  std::string error;
+  ReadProgramme(text, "", calendar, programme, error);
+  return error;
+}
+
+/// Each holds the next `times`; the last one holds a content.
+std::string ListsInLists(size_t lists, size_t times) {
+  std::string text = R"({"playlists":{)";
+  for (size_t i = 0; i < lists; ++i) {
+    text += (i == 0 ? "\"l" : ",\"l") + std::to_string(i) + "\":[";
+    const bool last = i + 1 == lists;
+    const std::string item = last ? R"("x")" : R"({"playlist":"l)" + std::to_string(i + 1) + "\"}";
+    for (size_t j = 0; j < times; ++j) text += (j == 0 ? "" : ",") + item;
+    text += "]";
+  }
+  return text + "}}";
+}
+
+TEST(ProgrammeReaderTest, ListsInListsStayWithinWhatCanBePlayed) {
+  const auto has = [](const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+  };
+  EXPECT_EQ("", ErrorOf(ListsInLists(17, 1)));
+  const char* const deep = "playlists.l0: playlists lie more than 16 deep in each other";
+  EXPECT_TRUE(has(ErrorOf(ListsInLists(18, 1)), deep));
+  // Neither a stack nor an hour is used for it.
+  EXPECT_TRUE(has(ErrorOf(ListsInLists(10000, 2)), deep));
+  EXPECT_TRUE(has(ErrorOf(ListsInLists(10001, 1)), "more than 10000 names in one object"));
+  EXPECT_EQ("", ErrorOf(ListsInLists(6, 10)));
+  EXPECT_TRUE(has(ErrorOf(ListsInLists(7, 10)), "playlists.l0: it comes to more than 1000000"));
 }
 
 TEST(ProgrammeReaderTest, NamesTellWhatHasNoEndAndWhatIsAPhoto) {

@@ -12,6 +12,7 @@ using Library = nlohmann::json;
 
 constexpr size_t kDeepest = 32;
 constexpr size_t kMostValues = 1000000;
+constexpr size_t kMostMembers = 10000;
 
 /// Hands the bytes to the parser and knows which line it is in.
 class Cursor {
@@ -40,6 +41,9 @@ class Cursor {
 /// The parser's events as a tree. `open_` holds the lists that have not ended yet.
 class Builder {
  public:
+  /// `size` bytes are going to be read.
+  explicit Builder(size_t size) : size_(size) {}
+
   bool null() { return Add({}); }
   bool boolean(bool flag) {
     JsonNode node;
@@ -68,13 +72,17 @@ class Builder {
   bool key(std::string& name) {
     if (open_.back().node.Find(name) != nullptr)
       return Refuse("\"" + name + "\" stands here twice");
+    // Each is compared with those before it.
+    if (open_.back().node.members.size() >= kMostMembers) {
+      return Refuse("more than " + std::to_string(kMostMembers) + " names in one object");
+    }
     open_.back().name = name;
     return true;
   }
-  bool parse_error(size_t, const std::string& token, const Library::exception&) {
+  bool parse_error(size_t position, const std::string& token, const Library::exception&) {
     // The token may hold all of a text that does not end.
     constexpr size_t kShown = 40;
-    return Refuse(token.empty() || token == "<uninitialized>"
+    return Refuse(position >= size_ || token.empty() || token == "<uninitialized>"
                       ? "the document ends here, and is not complete"
                       : "'" + token.substr(0, kShown) + "' is not JSON");
   }
@@ -132,6 +140,7 @@ class Builder {
   }
 
   size_t line_ = 1;
+  const size_t size_;
   size_t count_ = 0;
   std::vector<List> open_;
   JsonNode root_;
@@ -164,7 +173,7 @@ const char* KindName(JsonNode::Kind kind) {
 }
 
 bool ReadJsonTree(const std::string& text, JsonNode& root, std::string& error) {
-  Builder builder;
+  Builder builder(text.size());
   const Cursor begin(text.data(), builder.Line());
   const Cursor end(text.data() + text.size(), builder.Line());
   if (!Library::sax_parse(begin, end, &builder, Library::input_format_t::json, true, true)) {

@@ -102,8 +102,6 @@ bool ReadList(const std::string& path, const std::string& text, Programme& progr
 
 void AddItems(const Programme& programme, const Playlist& playlist, unsigned depth,
               std::vector<Item>& items) {
-  constexpr unsigned kDeepest = 16;
-  constexpr size_t kMostItems = 1000000;
   if (!playlist.folder.empty()) {
     std::string ignored;
     std::vector<Item> found = FolderItems(playlist.folder, ignored);
@@ -113,7 +111,7 @@ void AddItems(const Programme& programme, const Playlist& playlist, unsigned dep
     if (items.size() >= kMostItems) return;
     const Playlist* const inner =
         item.playlist.empty() ? nullptr : programme.FindPlaylist(item.playlist);
-    if (inner != nullptr && depth < kDeepest) {
+    if (inner != nullptr && depth < kDeepestPlaylist) {
       AddItems(programme, *inner, depth + 1, items);
     } else if (item.playlist.empty()) {
       items.push_back(item);

@@ -72,14 +72,19 @@ struct Entry {
   size_t line = 0;
 };
 
+/// What a playlist may come to with all that is in it, and how deep those may lie in each other.
+constexpr size_t kMostItems = 1000000;
+constexpr unsigned kDeepestPlaylist = 16;
+
 struct Programme {
   std::string name;
   std::string timeZone;  ///< "Europe/Rome"; empty: the system's
   uint32_t width = 0;    ///< of the screen; 0: the display's own
   uint32_t height = 0;
-  uint32_t rotation = 0;              ///< degrees clockwise: 0, 90, 180 or 270
-  int64_t defaultDurationMs = 10000;  ///< of what has no end of its own
-  std::vector<Zone> zones;            ///< bottom first; never empty
+  uint32_t rotation = 0;               ///< degrees clockwise: 0, 90, 180 or 270
+  std::optional<uint32_t> background;  ///< 0x00RRGGBB, beside contents in their zones; none: black
+  int64_t defaultDurationMs = 10000;   ///< of what has no end of its own
+  std::vector<Zone> zones;             ///< bottom first; never empty
   std::vector<Playlist> playlists;
   std::vector<Entry> schedule;
   std::string fallback;  ///< a playlist; empty: a plain picture with name and reason

@@ -1,8 +1,11 @@
 // From a document's text to a programme, with line, path and expectation for what is wrong.
 #include <algorithm>
+#include <map>
 #include <set>
+#include <string_view>
 
 #include "host/base/Text.h"
+#include "host/contracts/ContentGround.h"
 #include "host/launcher/programme/document/FieldReader.h"
 #include "host/launcher/programme/document/Programme.h"
 #include "host/launcher/programme/time/LocalTime.h"
@@ -79,6 +82,13 @@ class Reader {
       programme_.rotation = static_cast<uint32_t>(*degrees);
       if (*degrees != programme_.rotation || programme_.rotation % 90 != 0) {
         fields.Fail(*node.Find("rotation"), "screen.rotation", "expected 0, 90, 180 or 270");
+      }
+    }
+    if (const auto background = fields.Text("background")) {
+      programme_.background = ReadColour(*background);
+      if (!programme_.background) {
+        fields.Fail(*node.Find("background"), "screen.background",
+                    "\"" + *background + "\" is no colour; expected one like \"#203040\"");
       }
     }
     fields.Finish();
@@ -355,12 +365,18 @@ class Reader {
 
   /// Names that are used must be there, and no playlist may hold itself.
   void CheckNames(FieldReader& fields, const JsonNode& root) {
+    Index index;
+    for (const Playlist& playlist : programme_.playlists) index[playlist.name] = &playlist;
     const auto known = [&](const std::string& name) {
-      return name.empty() || programme_.FindPlaylist(name) != nullptr;
+      return name.empty() || index.count(name) != 0;
     };
     const auto missing = [&](const std::string& name) {
+      constexpr size_t kMostNamed = 20;
       std::vector<std::string> names;
-      for (const Playlist& playlist : programme_.playlists) names.push_back(playlist.name);
+      for (const Playlist& playlist : programme_.playlists) {
+        if (names.size() < kMostNamed) names.push_back(playlist.name);
+      }
+      if (names.size() < programme_.playlists.size()) names.emplace_back("another");
       return "there is no playlist \"" + name + "\"; expected " + Join(names);
     };
     JsonNode at = root;
@@ -379,33 +395,57 @@ class Reader {
         fields.Fail(at, path + ".zone", "there is no zone \"" + entry.zone + "\"");
       }
     }
-    std::set<std::string> clean;
+    std::map<std::string_view, Extent> measured;
     for (const Playlist& playlist : programme_.playlists) {
       for (const Item& item : playlist.items) {
         at.line = item.line;
-        if (!known(item.playlist))
-          fields.Fail(at, "playlists." + playlist.name, missing(item.playlist));
+        if (known(item.playlist)) continue;
+        fields.Fail(at, "playlists." + playlist.name, missing(item.playlist));
+        return;
       }
-      std::set<std::string> above;
-      if (HoldsItself(playlist, above, clean)) {
-        fields.Fail(root, "playlists." + playlist.name,
-                    "it holds itself, by way of the playlists in it");
+      std::set<std::string_view> above;
+      if (const char* const wrong = Measure(playlist, index, above, measured)) {
+        fields.Fail(root, "playlists." + playlist.name, wrong);
+        return;
       }
     }
   }
 
-  /// `clean` are those that are known not to: each is looked into once.
-  bool HoldsItself(const Playlist& playlist, std::set<std::string>& above,
-                   std::set<std::string>& clean) const {
-    if (clean.count(playlist.name) != 0) return false;
-    if (!above.insert(playlist.name).second) return true;
-    for (const Item& item : playlist.items) {
-      const Playlist* const inner = programme_.FindPlaylist(item.playlist);
-      if (inner != nullptr && HoldsItself(*inner, above, clean)) return true;
+  struct Extent {
+    size_t items = 0;    ///< with all that is in it; what a folder holds nobody knows yet
+    unsigned depth = 0;  ///< how many playlists lie in each other
+  };
+  using Index = std::map<std::string_view, const Playlist*>;
+
+  /// How far a playlist reaches; each is looked into once. Returns  what is wrong, or null.
+  const char* Measure(const Playlist& playlist, const Index& index,
+                      std::set<std::string_view>& above,
+                      std::map<std::string_view, Extent>& measured) const {
+    if (measured.count(playlist.name) != 0) return nullptr;
+    if (!above.insert(playlist.name).second) {
+      return "it holds itself, by way of the playlists in it";
     }
+    Extent extent;
+    const char* const deep = "playlists lie more than 16 deep in each other";
+    static_assert(kDeepestPlaylist == 16, "as the message says");
+    if (above.size() > kDeepestPlaylist + 1) return deep;
+    for (const Item& item : playlist.items) {
+      const auto inner = index.find(item.playlist);
+      if (item.playlist.empty() || inner == index.end()) {
+        ++extent.items;
+        continue;
+      }
+      if (const char* const wrong = Measure(*inner->second, index, above, measured)) return wrong;
+      const Extent& of = measured[inner->second->name];
+      extent.items = std::min(extent.items + of.items, kMostItems + 1);
+      extent.depth = std::max(extent.depth, of.depth + 1);
+    }
+    if (extent.depth > kDeepestPlaylist) return deep;
+    if (extent.items > kMostItems)
+      return "it comes to more than 1000000 items with all that is in it";
     above.erase(playlist.name);
-    clean.insert(playlist.name);
-    return false;
+    measured[playlist.name] = extent;
+    return nullptr;
   }
 
   std::string Beside(const std::string& name) const {

@@ -1,0 +1,32 @@
+// The colour that lies below a content, in the words that documents and the player share.
+
+#ifndef HOST_CONTRACTS_CONTENTGROUND_H_
+#define HOST_CONTRACTS_CONTENTGROUND_H_
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace plexion_host {
+
+/// The variable that carries the colour which lies below a content and beside it: "RRGGBB", or
+/// "#RRGGBB". Without it that is black, as transparent as the window's `bgAlpha` says.
+inline constexpr char kGroundVariable[] = "backdrop";
+
+/// "#203040" or "203040" as 0x00RRGGBB. Returns  none for anything else.
+inline std::optional<uint32_t> ReadColour(std::string_view text) {
+  if (!text.empty() && text[0] == '#') text.remove_prefix(1);
+  uint32_t colour = 0;
+  if (text.size() != 6) return std::nullopt;
+  for (const char digit : text) {
+    const bool number = digit >= '0' && digit <= '9';
+    const char letter = static_cast<char>(digit | 0x20);
+    if (!number && (letter < 'a' || letter > 'f')) return std::nullopt;
+    colour = colour << 4 | static_cast<uint32_t>(number ? digit - '0' : letter - 'a' + 10);
+  }
+  return colour;
+}
+
+}  // namespace plexion_host
+
+#endif  // HOST_CONTRACTS_CONTENTGROUND_H_
