@@ -199,16 +199,19 @@ void HoursOfKeys(Case& c) {
       c, service->SetKeyInputMode(kKeyInputModeAutoRepeat, 400 * kMillisecond, 100 * kMillisecond),
       "SetKeyInputMode answers true", "false");
   service->DispatchKeyDown(0x01000004);
-  c.Until([&] { return kernel.VirtualTime() >= kHours / 10; }, 20000);
+  const IQXKernel::Time pressed = kernel.VirtualTime();  // it flies: an hour in half a second
+  c.Until([&] { return kernel.VirtualTime() - pressed >= kHours / 10; }, 20000);
   const long before = ResidentBytes();
-  CERTIFY_REQUIRE(c, c.Until([&] { return kernel.VirtualTime() >= kHours; }, 40000),
+  CERTIFY_REQUIRE(c, c.Until([&] { return kernel.VirtualTime() - pressed >= kHours; }, 40000),
                   "three hours pass",
                   Text("%.2f h: the thread of the key repeat stands still",
-                       static_cast<double>(kernel.VirtualTime()) / 3.6e12));
+                       static_cast<double>(kernel.VirtualTime() - pressed) / 3.6e12));
   service->DispatchKeyUp(0x01000004);
   const long keys = service.player.keyDowns;
   const long grown = ResidentBytes() - before;
-  CERTIFY_REQUIRE(c, keys > 3 * 36000 * 9 / 10, "about 108,000 repeats at the player",
+  // A stranger's player does not tell what it was sent.
+  const bool counted = !c.GetOptions().Has("IMorvelRuntimeLib");
+  CERTIFY_REQUIRE(c, !counted || keys > 3 * 36000 * 9 / 10, "about 108,000 repeats at the player",
                   Text("%ld", keys));
   CERTIFY_REQUIRE(c, grown < (8L << 20), "repeats pile up nowhere",
                   Text("the process grew by %ld KiB", grown >> 10));
