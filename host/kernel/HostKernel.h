@@ -62,6 +62,10 @@ class HostKernel final : public IQXKernel {
 
   /// Not owned; it must outlive every module.
   void AddBuiltIn(const std::string& name, IQXModule* module);
+  /// Before `name` is first acquired. Not owned.
+  void SetBorder(const std::string& name, ModuleBorder* border) {
+    modules_.SetBorder(name, border);
+  }
   /// AcquireModule that prints nothing. Returns  null with the reason in `error`.
   IQXModule* TryAcquireModule(const std::string& name, std::string& error);
   /// Why `name` could not be had when it was last asked for; empty when it could, or never was.

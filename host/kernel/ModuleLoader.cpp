@@ -47,6 +47,11 @@ void ModuleLoader::AddBuiltIn(const std::string& name, IQXModule* module) {
   entry.module = module;
 }
 
+void ModuleLoader::SetBorder(const std::string& name, ModuleBorder* border) {
+  borderedName_ = name;
+  border_ = border;
+}
+
 IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
   MutexLock lock(mutex_);
   Entry& entry = entries_[name];  // map nodes stay where they are
@@ -88,7 +93,9 @@ bool ModuleLoader::Load(const std::string& name, Entry& loaded) {
   if (file.empty()) return false;
   // A name that is mapped twice, or through a link, must not load a second copy: the library has one
   // kernel pointer and other statics.
-  loaded.source = OpenLibrary(Canonical(file), loaded.error);
+  ModuleBorder* const border = BorderOf(name);
+  IQXKernel& kernel = border != nullptr ? border->KernelFor(kernel_) : kernel_;
+  loaded.source = OpenLibrary(Canonical(file), kernel, loaded.error);
   if (loaded.source == nullptr) return false;
 
   const std::string loadSymbol = "IQXModule_" + name + "_ModuleLoad";
@@ -99,7 +106,7 @@ bool ModuleLoader::Load(const std::string& name, Entry& loaded) {
     loaded.error = loaded.source->file + " has no entry point " +
                    (load == nullptr ? loadSymbol : unloadSymbol);
   } else {
-    loaded.module = load();
+    loaded.module = border != nullptr ? border->Load(load) : load();
     if (loaded.module == nullptr) {
       loaded.error = loaded.source->file + ": " + loadSymbol + " made no module";
     }
@@ -114,8 +121,11 @@ void ModuleLoader::Release(IQXModule* module) {
   if (module == nullptr) return;
   MutexLock lock(mutex_);
   Entry* entry = nullptr;
+  ModuleBorder* border = nullptr;
   for (auto& [name, candidate] : entries_) {
-    if (candidate.module == module && candidate.users > 0) entry = &candidate;
+    if (candidate.module != module || candidate.users == 0) continue;
+    entry = &candidate;
+    border = BorderOf(name);
   }
   // Not ours, or given back already: there is nothing here to unload.
   if (entry == nullptr) return;
@@ -126,7 +136,11 @@ void ModuleLoader::Release(IQXModule* module) {
   entry->state = State::kUnloading;
   entry->worker = std::this_thread::get_id();
   lock.Unlock();
-  entry->unload(module);
+  if (border != nullptr) {
+    border->Unload(entry->unload, module);
+  } else {
+    entry->unload(module);
+  }
   CloseLibrary(entry->source);
   lock.Lock();
   entry->module = nullptr;
@@ -136,7 +150,8 @@ void ModuleLoader::Release(IQXModule* module) {
   settled_.NotifyAll();
 }
 
-ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, std::string& error) {
+ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, IQXKernel& kernel,
+                                                 std::string& error) {
   const MutexLock lock(librariesMutex_);
   std::unique_ptr<Library>& library = libraries_[file];
   if (library == nullptr) {
@@ -149,7 +164,7 @@ ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, std::s
       const char* const reason = dlerror();
       error = reason != nullptr ? reason : file + " cannot be loaded";
     } else if (const auto putKernel = FindEntry<PutKernelEntry>(opened->handle, kPutKernel)) {
-      putKernel(&kernel_);
+      putKernel(&kernel);
       library = std::move(opened);
     } else {
       error = file + " has no entry point " + kPutKernel;

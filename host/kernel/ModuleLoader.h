@@ -16,6 +16,17 @@
 
 namespace plexion_host {
 
+/// Stands between the host and one module: what it is handed and what it hands out goes through here.
+/// Outlives the module.
+class ModuleBorder {
+ public:
+  virtual ~ModuleBorder() = default;
+  virtual IQXKernel& KernelFor(IQXKernel& kernel) = 0;
+  /// Returns  what the host is given of what `load` made; null when it made nothing.
+  virtual IQXModule* Load(IQXModule* (*load)()) = 0;
+  virtual void Unload(void (*unload)(IQXModule*), IQXModule* module) = 0;
+};
+
 /// Modules by name: finds the library, loads it, counts who holds it, and unloads it at the last
 /// release.
 ///
@@ -32,6 +43,9 @@ class ModuleLoader {
 
   /// Makes an object of the host itself acquirable. Not owned; it must outlive every use.
   void AddBuiltIn(const std::string& name, IQXModule* module);
+
+  /// Before `name` is first acquired; it must be alone in its library. Not owned.
+  void SetBorder(const std::string& name, ModuleBorder* border);
 
   /// Returns  null with the reason in `error`.
   IQXModule* Acquire(const std::string& name, std::string& error);
@@ -70,11 +84,16 @@ class ModuleLoader {
   };
 
   bool Load(const std::string& name, Entry& loaded);
-  Library* OpenLibrary(const std::string& file, std::string& error);
+  Library* OpenLibrary(const std::string& file, IQXKernel& kernel, std::string& error);
+  ModuleBorder* BorderOf(const std::string& name) const {
+    return name == borderedName_ ? border_ : nullptr;
+  }
   void CloseLibrary(Library* library);
 
   IQXKernel& kernel_;
   const ModuleFiles files_;
+  std::string borderedName_;  // both constant once modules are acquired
+  ModuleBorder* border_ = nullptr;
 
   Mutex mutex_;
   Condition settled_;

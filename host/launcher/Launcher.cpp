@@ -30,6 +30,7 @@
 #include "host/launcher/health/HealthWatch.h"
 #include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
+#include "host/launcher/process/RecordedService.h"
 #include "host/launcher/process/TempFolder.h"
 #include "host/launcher/programme/ProgrammeCommand.h"
 #include "host/launcher/programme/ProgrammeRun.h"
@@ -137,14 +138,16 @@ void ExportSettings(const LauncherOptions& options) {
 class Launcher {
  public:
   Launcher(const std::vector<std::string>& arguments, CommandLine line)
-      : line_(std::move(line)), kernel_(MakeKernel(arguments, line_.options)) {}
+      : arguments_(arguments),
+        line_(std::move(line)),
+        kernel_(MakeKernel(arguments, line_.options)) {}
 
   int Run() {
     OpenLog(line_.options, kernel_.GetConsole());
     WatchEnd();
-    const bool ready = OpenShell() && ChooseSound() && LoadService() && ReadContents() &&
-                       PrepareContents() && FindScreen() && OpenWindows() && StartContents() &&
-                       OpenDisplay() && OpenInput();
+    const bool ready = OpenRecording() && OpenShell() && ChooseSound() && LoadService() &&
+                       ReadContents() && PrepareContents() && FindScreen() && OpenWindows() &&
+                       StartContents() && OpenDisplay() && OpenInput();
     if (ready) ShowContents();
     EndContents();
     CloseInput();
@@ -175,6 +178,7 @@ class Launcher {
  private:
   // What a run stands on, each a step that answers whether to go on and has said why not.
   void WatchEnd();
+  bool OpenRecording();
   bool OpenShell();
   bool ChooseSound();
   bool LoadService();
@@ -213,8 +217,10 @@ class Launcher {
   bool FailUsage(const std::string& reason);
   int ExitCodeNow() const;
 
+  const std::vector<std::string> arguments_;
   const CommandLine line_;
   HostKernel& kernel_;
+  std::optional<RecordedService> recorded_;  // as long as the process: the service may stay loaded
   const ServiceManager manager_;
   EndWatch end_;
   std::atomic<int> code_{kExitCompleted};
@@ -277,6 +283,13 @@ void Launcher::WatchEnd() {
   windows_.SetPausePending(line_.options.pause);
   end_.Start([this] { windows_.RequestQuit(); }, [this] { return windows_.GetContents(); },
              [this] { return ExitCodeNow(); });
+}
+
+bool Launcher::OpenRecording() {
+  if (line_.options.recordFile.empty()) return true;
+  recorded_.emplace(kernel_);
+  if (recorded_->Open(line_.options, arguments_, error_)) return true;
+  return Fail(kExitCannotWork, "--record: " + error_);
 }
 
 bool Launcher::OpenShell() {

@@ -2,11 +2,15 @@
 
 #include "kit/record/Border.h"
 
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <unistd.h>
 
 #include <cstring>
 
-extern char** environ;  // NOLINT(readability-redundant-declaration): not every system's header has it
+extern char**
+    environ;  // NOLINT(readability-redundant-declaration): not every system's header has it
 
 namespace plexion_record {
 namespace {
@@ -14,6 +18,15 @@ namespace {
 /// A snapshot's own size: half a chunk of names says more than anybody reads.
 constexpr size_t kMostSnapshotObjects = 512;
 constexpr size_t kMostThreads = 65536;
+
+/// What the system calls the current thread.
+std::string SystemName() {
+  char name[32] = "";
+#ifdef __linux__
+  if (prctl(PR_GET_NAME, name) != 0) name[0] = '\0';
+#endif
+  return name;
+}
 
 }  // namespace
 
@@ -62,15 +75,18 @@ BorderThread& Border::Here() {
   if (thread.border != serial_) {
     thread = BorderThread();
     thread.border = serial_;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (threadNames_.size() < kMostThreads) threadNames_.emplace_back();
-    thread.number = static_cast<uint32_t>(threadNames_.size());
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (threadNames_.size() < kMostThreads) threadNames_.emplace_back();
+      thread.number = static_cast<uint32_t>(threadNames_.size());
+    }
+    NoteThread(SystemName());
   }
   return thread;
 }
 
-void Border::Append(RecordKind kind, Operation operation, const BorderThread& thread,
-                    uint32_t pure, int64_t now) {
+void Border::Append(RecordKind kind, Operation operation, const BorderThread& thread, uint32_t pure,
+                    int64_t now) {
   if (!file_.IsOpen()) return;
   if (file_.IsChunkFull(encoder_.Size())) {
     file_.NextChunk(now);

@@ -31,10 +31,10 @@ struct Wrapped {
   Wrapped& operator=(const Wrapped&) = delete;
 
   const ObjectKind kind;
-  const void* behind;   ///< the object itself; null in a replay, for objects of the host
+  const void* behind;    ///< the object itself; null in a replay, for objects of the host
   uint32_t ordinal = 0;  ///< in recordings; 0: it has not been in a record yet
   void* face = nullptr;  ///< of a module: the IQXModule that stands for it
-  std::string label;    ///< a thread's or module's name, a window's content
+  std::string label;     ///< a thread's or module's name, a window's content
 };
 
 /// One thread at the border.
@@ -53,12 +53,11 @@ class Outside {
  public:
   virtual ~Outside() = default;
   virtual BorderThread& Here() = 0;
-  /// Returns when the next record of the recording is this call of the current thread; never when the
-  /// recording has another.
-  virtual void Await(RecordKind kind, Operation operation, uint32_t pureCalls) = 0;
-  /// The awaited record begins with these fields. Returns  what it has beyond them; does not return
-  /// when it begins otherwise.
-  virtual Decoder Compare(const Encoder& given) = 0;
+  /// Returns when the next record of the recording is one of the current thread.
+  virtual void Await() = 0;
+  /// The awaited record is this one, and begins with these fields. Returns  what it has beyond them;
+  /// does not return when it is another.
+  virtual Decoder Compare(RecordKind kind, Operation operation, const Encoder& given) = 0;
   /// On to the next record. A decoder that failed ends the replay.
   virtual void Done(const Decoder& used) = 0;
   /// Makes the calls into the module that were made before the current call returned.
@@ -66,6 +65,8 @@ class Outside {
   /// The inside's object of that number, made when there is none yet and the host has such objects.
   /// Null, and the decoder failed, for one that cannot be.
   virtual Wrapped* Find(ObjectKind kind, uint64_t number, Decoder& from) = 0;
+  /// Whether calls of this operation are neither in the recording nor compared.
+  virtual bool Ignores(Operation operation) const = 0;
   virtual IQXKernel& Kernel() = 0;
   /// A text that lives as long as the replay.
   virtual const char* Keep(std::string_view text) = 0;
@@ -105,10 +106,10 @@ class Border {
     const uint32_t pure = thread.pureCalls;
     thread.pureCalls = 0;
     if (outside_ != nullptr) {
-      outside_->Await(kind, operation, pure);
+      outside_->Await();
       encoder_.Clear();
       fields(encoder_);
-      return outside_->Compare(encoder_);
+      return outside_->Compare(kind, operation, encoder_);
     }
     const int64_t now = kernel_->GetTime();
     const std::lock_guard<std::mutex> lock(mutex_);

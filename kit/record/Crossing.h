@@ -137,7 +137,9 @@ template <bool kOutward, typename... P, typename... A>
 void PutArguments(Border& border, Encoder& to, A&... arguments) {
   (
       [&] {
-        if constexpr (!kIsResult<P>) PutArgument<kOutward>(border, to, arguments);
+        // A text of the host's that the module writes into: it gives the old one back first.
+        constexpr bool kRewritten = std::is_same_v<P, QXString&> && !kOutward;
+        if constexpr (!kIsResult<P> || kRewritten) PutArgument<kOutward>(border, to, arguments);
       }(),
       ...);
 }
@@ -305,13 +307,11 @@ class ModuleObject : public Interface, public Wrapped {
 };
 
 /// The three operations of ObjectOf<INTERFACE> by its wrapper's class.
-#define PLEXION_WRAPPER(INTERFACE, CLASS)                                        \
-  Wrapped* ObjectOf<INTERFACE>::Make(Border& border, INTERFACE* raw) {           \
-    return new CLASS(border, raw);                                               \
-  }                                                                              \
-  INTERFACE* ObjectOf<INTERFACE>::Face(Wrapped* wrapper) {                       \
-    return static_cast<CLASS*>(wrapper);                                         \
-  }                                                                              \
+#define PLEXION_WRAPPER(INTERFACE, CLASS)                                                         \
+  Wrapped* ObjectOf<INTERFACE>::Make(Border& border, INTERFACE* raw) {                            \
+    return new CLASS(border, raw);                                                                \
+  }                                                                                               \
+  INTERFACE* ObjectOf<INTERFACE>::Face(Wrapped* wrapper) { return static_cast<CLASS*>(wrapper); } \
   Wrapped* ObjectOf<INTERFACE>::Back(INTERFACE* face) { return static_cast<CLASS*>(face); }
 
 }  // namespace plexion_record

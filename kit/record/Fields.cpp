@@ -15,38 +15,86 @@ constexpr size_t kLongestNumber = 10;
 
 /// Counted at most once through; hosts know these names from the service's own texts.
 const char* StatusName(int64_t status) {
-  static constexpr const char* kNames[] = {
-      "kStatusUnconfigured", "kStatusConfigured", "kStatusLoading", "kStatusLoaded",
-      "kStatusReadyToAnimate", "kStatusPlaying", "kStatusPaused", "kStatusComplete",
-      "kErrorIncompleteConfiguration", "kErrorModuleUnavailable", "kErrorNotEnoughMemory",
-      "kErrorInvalidURL", "kErrorStartupFailure", "kErrorCorruptMovie",
-      "kErrorRenderPlaneCreationFailure", "kErrorOutputPlaneCreationFailure",
-      "kErrorIncompatibleRenderPlane", "kErrorFatalPlaybackError", "kErrorTallyScriptStuck",
-      "kErrorUnsupportedVersion", "kInfoLoadProgress", "kInfoUnsupportedPlaceholderRendered",
-      "kInfoRenderPlaneUpdated", "kInfoOutputPlaneUpdated", "kInfoWindowActivated",
-      "kInfoWindowDeactivated", "kInfoWindowResized", "kInfoOutputPlaneResizeFailed",
-      "kInfoRenderPlaneResizeFailed", "kInfoWindowMoved", "kInfoWindowMoveFailed",
-      "kInfoContentRenderFailure", "kInfoNotifyTSTrace", "kInfoNotifyFPS"};
+  static constexpr const char* kNames[] = {"kStatusUnconfigured",
+                                           "kStatusConfigured",
+                                           "kStatusLoading",
+                                           "kStatusLoaded",
+                                           "kStatusReadyToAnimate",
+                                           "kStatusPlaying",
+                                           "kStatusPaused",
+                                           "kStatusComplete",
+                                           "kErrorIncompleteConfiguration",
+                                           "kErrorModuleUnavailable",
+                                           "kErrorNotEnoughMemory",
+                                           "kErrorInvalidURL",
+                                           "kErrorStartupFailure",
+                                           "kErrorCorruptMovie",
+                                           "kErrorRenderPlaneCreationFailure",
+                                           "kErrorOutputPlaneCreationFailure",
+                                           "kErrorIncompatibleRenderPlane",
+                                           "kErrorFatalPlaybackError",
+                                           "kErrorTallyScriptStuck",
+                                           "kErrorUnsupportedVersion",
+                                           "kInfoLoadProgress",
+                                           "kInfoUnsupportedPlaceholderRendered",
+                                           "kInfoRenderPlaneUpdated",
+                                           "kInfoOutputPlaneUpdated",
+                                           "kInfoWindowActivated",
+                                           "kInfoWindowDeactivated",
+                                           "kInfoWindowResized",
+                                           "kInfoOutputPlaneResizeFailed",
+                                           "kInfoRenderPlaneResizeFailed",
+                                           "kInfoWindowMoved",
+                                           "kInfoWindowMoveFailed",
+                                           "kInfoContentRenderFailure",
+                                           "kInfoNotifyTSTrace",
+                                           "kInfoNotifyFPS"};
   constexpr int64_t kCount = sizeof kNames / sizeof kNames[0];
   static_assert(kCount == qx::plexion::kInfoNotifyFPS + 1, "a name for each status");
   return status >= 0 && status < kCount ? kNames[status] : nullptr;
 }
 
+/// The bytes of the character that `text` begins with; 0 when it is none, or a control character.
+size_t PrintableBytes(std::string_view text) {
+  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char lead = byte(0);
+  if (lead < 0x80) return lead >= 0x20 && lead != 0x7F ? 1 : 0;
+  const size_t length = lead >= 0xF5   ? 0
+                        : lead >= 0xF0 ? 4
+                        : lead >= 0xE0 ? 3
+                        : lead >= 0xC2 ? 2
+                                       : 0;
+  if (length == 0 || length > text.size()) return 0;
+  for (size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  }
+  // Overlong, surrogates, beyond the last; and the second set of control characters.
+  if ((lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) >= 0xA0) ||
+      (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) >= 0x90) ||
+      (lead == 0xC2 && byte(1) < 0xA0)) {
+    return 0;
+  }
+  return length;
+}
+
 std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
-  for (const char each : text) {
-    const auto byte = static_cast<unsigned char>(each);
-    if (each == '\n') {
+  while (!text.empty()) {
+    size_t length = PrintableBytes(text);
+    if (text[0] == '\n') {
       quoted += "\\n";
-    } else if (each == '"' || each == '\\') {
-      quoted += {'\\', each};
-    } else if (byte < 0x20 || byte == 0x7F) {
+      length = 1;
+    } else if (text[0] == '"' || text[0] == '\\') {
+      quoted += {'\\', text[0]};
+    } else if (length == 0) {
       char hex[8];
-      std::snprintf(hex, sizeof hex, "\\x%02x", byte);
+      std::snprintf(hex, sizeof hex, "\\x%02x", static_cast<unsigned char>(text[0]));
       quoted += hex;
+      length = 1;
     } else {
-      quoted += each;
+      quoted += text.substr(0, length);
     }
+    text.remove_prefix(length);
   }
   return quoted + "\"";
 }
@@ -188,8 +236,8 @@ bool Decoder::Next(Field& field) {
     case 'q':
     case 'e':
       good = Leb(field.numbers[0]);
-      field.number = static_cast<int64_t>(field.numbers[0] >> 1) ^
-                     -static_cast<int64_t>(field.numbers[0] & 1);
+      field.number =
+          static_cast<int64_t>(field.numbers[0] >> 1) ^ -static_cast<int64_t>(field.numbers[0] & 1);
       if (good && field.tag == 'e') good = Bytes(field.text);
       break;
     case 'd':
@@ -228,8 +276,9 @@ bool Decoder::Next(Field& field) {
     default:
       break;
   }
-  if (!good) Fail(std::string("a field '") + (field.tag > ' ' && field.tag < 127 ? field.tag : '?') +
-                  "' that is none");
+  if (!good)
+    Fail(std::string("a field '") + (field.tag > ' ' && field.tag < 127 ? field.tag : '?') +
+         "' that is none");
   return good;
 }
 

@@ -65,8 +65,7 @@ class ThreadFace final : public HostObject<IQXKernel::Thread> {
           border_.PutObject(to, this);
           border_.PutText(to, name);
         },
-        [&] { started = Raw()->Start(name, &Run, this); },
-        [&](Encoder& to) { to.Bool(started); },
+        [&] { started = Raw()->Start(name, &Run, this); }, [&](Encoder& to) { to.Bool(started); },
         [&](Decoder& from) { started = TakeValue<bool>(border_, from); });
     return started;
   }
@@ -96,8 +95,7 @@ class ThreadFace final : public HostObject<IQXKernel::Thread> {
 /// nothing that the module could not work out by itself; they are counted.
 class KernelFace final : public IQXKernel, public Wrapped {
  public:
-  explicit KernelFace(Border& border)
-      : Wrapped(ObjectKind::kKernel, nullptr), border_(border) {}
+  explicit KernelFace(Border& border) : Wrapped(ObjectKind::kKernel, nullptr), border_(border) {}
 
   IQXModule* AcquireModule(const char* name) override {
     if (IsOutside()) return Real().AcquireModule(name);
@@ -125,9 +123,9 @@ class KernelFace final : public IQXKernel, public Wrapped {
         // The wrapper stays: whether this was the last release is the host's secret, and a module
         // that is loaded again may be the same object.
         [&] {
-          Real().ReleaseModule(wrapper != nullptr ? static_cast<IQXModule*>(
-                                                        const_cast<void*>(wrapper->behind))
-                                                  : nullptr);
+          Real().ReleaseModule(wrapper != nullptr
+                                   ? static_cast<IQXModule*>(const_cast<void*>(wrapper->behind))
+                                   : nullptr);
         },
         [](Encoder&) {}, [](Decoder&) {});
   }
@@ -143,9 +141,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
   void Sleep(const Time& duration) override {
     if (IsOutside()) return Real().Sleep(duration);
     CallOut(
-        border_, Manner::kCall, Operation::kKernelSleep,
-        [&](Encoder& to) { to.Signed(duration); }, [&] { Real().Sleep(duration); },
-        [](Encoder&) {}, [](Decoder&) {});
+        border_, Manner::kCall, Operation::kKernelSleep, [&](Encoder& to) { to.Signed(duration); },
+        [&] { Real().Sleep(duration); }, [](Encoder&) {}, [](Decoder&) {});
   }
   Mutex* CreateMutex() override {
     if (IsOutside()) return Real().CreateMutex();
@@ -175,7 +172,9 @@ class KernelFace final : public IQXKernel, public Wrapped {
 
   void* Allocate(unsigned long bytes, const char* file, int line) override {
     void* block = nullptr;
-    if (IsOutside()) return Real().Allocate(bytes, file, line);
+    if (IsOutside() || IsIgnored(Operation::kKernelAllocate)) {
+      return Real().Allocate(bytes, file, line);
+    }
     bool given = true;
     CallOut(
         border_, Manner::kAsk, Operation::kKernelAllocate,
@@ -199,6 +198,7 @@ class KernelFace final : public IQXKernel, public Wrapped {
     BorderThread& thread = border_.Here();
     if (!thread.inside) return Real().Free(block, file, line);
     if (!thread.dying.empty() && block != nullptr) border_.ForgetBlock(thread, block);
+    if (IsIgnored(Operation::kKernelFree)) return Real().Free(block, file, line);
     CallOut(
         border_, Manner::kTell, Operation::kKernelFree,
         [&](Encoder& to) {
@@ -324,6 +324,9 @@ class KernelFace final : public IQXKernel, public Wrapped {
 
  private:
   bool IsOutside() { return !border_.Here().inside; }
+  bool IsIgnored(Operation operation) const {
+    return border_.InReplay() != nullptr && border_.InReplay()->Ignores(operation);
+  }
   IQXKernel& Real() { return border_.Real(); }
   void Count() {
     BorderThread& thread = border_.Here();
@@ -341,7 +344,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
     Wrapped* const known = border_.FindNumber(number);
     if (known == nullptr) return border_.Adopt(MakeModule(border_, name, nullptr), number);
     // A recording that calls one object by two modules' names would make one be used as the other.
-    if (known->kind == ObjectKind::kModule && known->label == (name != nullptr ? name : "")) return known;
+    if (known->kind == ObjectKind::kModule && known->label == (name != nullptr ? name : ""))
+      return known;
     from.Fail("a module that has another name");
     return nullptr;
   }

@@ -1,9 +1,9 @@
 // The player runtime, its instances, and what a host hears, as the module sees them.
 
-#include "kit/record/Player.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "kit/record/Player.h"
 
 namespace plexion_record {
 namespace {
@@ -34,8 +34,14 @@ class InstanceFace final : public HostObject<MorvelInstance> {
           accepted = Raw()->Configure(parameters);
           notifier = own;
         },
-        [&](Encoder& to) { to.Bool(accepted); },
-        [&](Decoder& from) { accepted = TakeValue<bool>(border_, from); });
+        [&](Encoder& to) {
+          to.Bool(accepted);
+          PutRead(to, parameters);
+        },
+        [&](Decoder& from) {
+          accepted = TakeValue<bool>(border_, from);
+          TakeRead(from, parameters);
+        });
     return accepted;
   }
 
@@ -44,8 +50,7 @@ class InstanceFace final : public HostObject<MorvelInstance> {
     CallOut(
         border_, Manner::kAsk, Operation::kInstanceGetLoadSettings,
         [&](Encoder& to) { border_.PutObject(to, this); },
-        [&] { settings_ = Raw()->GetLoadSettings(); },
-        [&](Encoder& to) { PutSettings(to); },
+        [&] { settings_ = Raw()->GetLoadSettings(); }, [&](Encoder& to) { PutSettings(to); },
         [&](Decoder& from) {
           settings_ = &standIn_;
           TakeString(from, standIn_.contentUrl);
@@ -141,7 +146,7 @@ class InstanceFace final : public HostObject<MorvelInstance> {
     return accepted;
   }
 
-  Wrapped* notifier_ = nullptr;  // the module's, which hears this instance
+  Wrapped* notifier_ = nullptr;                        // the module's, which hears this instance
   morvellib::MorvelLoadSettings* settings_ = nullptr;  // once the module has asked for them
   morvellib::MorvelLoadSettings standIn_;              // in a replay
 };

@@ -159,7 +159,9 @@ void Recording::ReadRecords(const Chunk& chunk) {
       Field number;
       Field name;
       if (fields.Take('u', number) && fields.Take('t', name)) {
-        threadNames_[static_cast<uint32_t>(number.numbers[0])] = std::string(name.text);
+        std::string quoted = Describe(name);
+        threadNames_[static_cast<uint32_t>(number.numbers[0])] =
+            quoted.substr(1, quoted.size() - 2);
       }
     }
     records_.push_back(record);

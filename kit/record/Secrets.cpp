@@ -41,21 +41,16 @@ bool SpeaksOfSecret(std::string_view name) {
   for (const char each : name) {
     lower += static_cast<char>(std::tolower(static_cast<unsigned char>(each)));
   }
-  for (const char* const word : {"passw", "passphrase", "secret", "token", "credential", "apikey",
-                                 "api_key", "api-key", "accesskey", "access_key", "signature",
-                                 "sessionid", "session_id"}) {
+  for (const char* const word :
+       {"passw", "passphrase", "secret", "token", "credential", "apikey", "api_key", "api-key",
+        "accesskey", "access_key", "signature", "sessionid", "session_id"}) {
     if (lower.find(word) != std::string::npos) return true;
   }
-  // Short words count as a whole word only: "keyboard" and "author" are no secrets.
-  size_t begin = 0;
-  while (begin <= lower.size()) {
-    size_t end = lower.find_first_of("_-.%", begin);
-    if (end == std::string::npos) end = lower.size();
-    const std::string part = lower.substr(begin, end - begin);
-    for (const char* const word : {"pass", "pwd", "pw", "auth", "key", "pin", "sig", "pass1"}) {
-      if (part == word) return true;
-    }
-    begin = end + 1;
+  // Short ones count as the last word only: "keyboard", "author" and "key-mode" are no secrets.
+  const size_t last = lower.find_last_of("_-.%");
+  const std::string part = last != std::string::npos ? lower.substr(last + 1) : lower;
+  for (const char* const word : {"pass", "pwd", "pw", "auth", "key", "pin", "sig"}) {
+    if (part == word) return true;
   }
   return false;
 }
@@ -71,8 +66,8 @@ std::string Decoded(std::string_view text) {
   for (size_t i = 0; i < text.size(); ++i) {
     const bool escape = text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
                         HexDigit(text[i + 2]) >= 0;
-    decoded += escape ? static_cast<char>(16 * HexDigit(text[i + 1]) + HexDigit(text[i + 2]))
-                      : text[i];
+    decoded +=
+        escape ? static_cast<char>(16 * HexDigit(text[i + 1]) + HexDigit(text[i + 2])) : text[i];
     if (escape) i += 2;
   }
   return decoded;
@@ -160,7 +155,7 @@ std::string Secrets::HideAll(std::string_view secret) {
 
 std::vector<std::string> Secrets::HideWords(int count, const char* const* words) {
   std::vector<std::string> all;
-  int secretIn = 0;   // so many words further on there is one
+  int secretIn = 0;  // so many words further on there is one
   for (int i = 0; i < count && words != nullptr; ++i) {
     const std::string_view word = words[i] != nullptr ? words[i] : "";
     if (secretIn > 0 && --secretIn == 0) {

@@ -143,11 +143,35 @@ StageWindowParameters Outward(Border& border, const StageWindowParameters& from)
 
 void PutString(Border& border, Encoder& to, const QXString& text) {
   border.PutText(to, Utf8Of(text).c_str());
+  to.Bool(text.utf8 != nullptr);
 }
 
 void TakeString(Decoder& from, QXString& text) {
   Field field;
-  if (from.Take('t', field)) text.Assign(std::string(field.text).c_str());
+  Field read;
+  if (!from.Take('t', field) || !from.Take('b', read)) return;
+  text.Assign(std::string(field.text).c_str());
+  if (read.number != 0) text.Utf8();
+}
+
+void PutRead(Encoder& to, const MorvelInstanceParameters& from) {
+  to.Bool(from.proxyPassword.utf8 != nullptr);
+  ForEachPlayerField(from, [&](const auto& field) {
+    if constexpr (std::is_same_v<std::decay_t<decltype(field)>, QXString>) {
+      to.Bool(field.utf8 != nullptr);
+    }
+  });
+}
+
+void TakeRead(Decoder& from, const MorvelInstanceParameters& to) {
+  const auto take = [&](const QXString& text) {
+    Field read;
+    if (from.Take('b', read) && read.number != 0) text.Utf8();
+  };
+  take(to.proxyPassword);
+  ForEachPlayerField(to, [&](const auto& field) {
+    if constexpr (std::is_same_v<std::decay_t<decltype(field)>, QXString>) take(field);
+  });
 }
 
 const char* TakeText(Border& border, Decoder& from) {
@@ -193,6 +217,7 @@ StageWindowParameters TakeStageParameters(Border& border, Decoder& from) {
 void PutPlayerParameters(Border& border, Encoder& to, const MorvelInstanceParameters& from) {
   border.PutObject(to, WrapperOf(Wrap(border, from.notifier)));
   border.PutSecret(to, Utf8Of(from.proxyPassword).c_str());
+  to.Bool(from.proxyPassword.utf8 != nullptr);
   ForEachPlayerField(from, [&](const auto& field) { PutValue(border, to, field); });
 }
 
@@ -201,6 +226,7 @@ void TakePlayerParameters(Decoder& from, MorvelInstanceParameters& to) {
   Field field;
   from.Take('0', field);
   TakeString(from, to.proxyPassword);
+  if (from.Failed()) return;
   ForEachPlayerField(to, [&](auto& value) {
     using T = std::remove_reference_t<decltype(value)>;
     Field taken;

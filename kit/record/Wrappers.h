@@ -31,15 +31,15 @@ namespace morvellib = qx::core::morvellib;
 template <typename Interface>
 struct ObjectOf;
 
-#define PLEXION_WRAPPED(INTERFACE, KIND, OF_MODULE)              \
-  template <>                                                    \
-  struct ObjectOf<INTERFACE> {                                   \
-    static constexpr ObjectKind kKind = ObjectKind::KIND;        \
-    static constexpr bool kOfModule = OF_MODULE;                 \
-    static Wrapped* Make(Border& border, INTERFACE* raw);        \
-    /* The wrapper as the other side's interface, and back. */   \
-    static INTERFACE* Face(Wrapped* wrapper);                    \
-    static Wrapped* Back(INTERFACE* face);                       \
+#define PLEXION_WRAPPED(INTERFACE, KIND, OF_MODULE)            \
+  template <>                                                  \
+  struct ObjectOf<INTERFACE> {                                 \
+    static constexpr ObjectKind kKind = ObjectKind::KIND;      \
+    static constexpr bool kOfModule = OF_MODULE;               \
+    static Wrapped* Make(Border& border, INTERFACE* raw);      \
+    /* The wrapper as the other side's interface, and back. */ \
+    static INTERFACE* Face(Wrapped* wrapper);                  \
+    static Wrapped* Back(INTERFACE* face);                     \
   };
 PLEXION_WRAPPED(IQXKernel::Mutex, kMutex, false)
 PLEXION_WRAPPED(IQXKernel::Event, kEvent, false)
@@ -63,7 +63,7 @@ template <typename T>
 struct IsObject<T, std::void_t<decltype(ObjectOf<T>::kKind)>> : std::true_type {};
 template <typename T>
 constexpr bool kIsObjectPointer =
-    std::is_pointer_v<T> && IsObject<std::remove_cv_t<std::remove_pointer_t<T>>>::value;
+    std::is_pointer_v<T>&& IsObject<std::remove_cv_t<std::remove_pointer_t<T>>>::value;
 
 /// What the other side gets of `raw`: its wrapper. Null for null.
 template <typename Interface>
@@ -71,8 +71,8 @@ Interface* Wrap(Border& border, Interface* raw) {
   using Object = ObjectOf<Interface>;
   // In a replay the host's objects are their own wrappers.
   if (!Object::kOfModule && border.InReplay() != nullptr) return raw;
-  Wrapped* const wrapper = border.Find<Wrapped>(
-      Object::kKind, raw, [&] { return Object::Make(border, raw); });
+  Wrapped* const wrapper =
+      border.Find<Wrapped>(Object::kKind, raw, [&] { return Object::Make(border, raw); });
   return wrapper != nullptr ? Object::Face(wrapper) : nullptr;
 }
 
@@ -117,7 +117,8 @@ void UnloadModule(Border& border, Recorder::UnloadEntry unload, IQXModule* servi
 // Values of records.
 
 void PutStageParameters(Border& border, Encoder& to, const plexion::StageWindowParameters& from);
-void PutPlayerParameters(Border& border, Encoder& to, const morvellib::MorvelInstanceParameters& from);
+void PutPlayerParameters(Border& border, Encoder& to,
+                         const morvellib::MorvelInstanceParameters& from);
 plexion::StageWindowParameters TakeStageParameters(Border& border, Decoder& from);
 void TakePlayerParameters(Decoder& from, morvellib::MorvelInstanceParameters& to);
 void PutStatusData(Border& border, Encoder& to, const plexion::StageWindowStatusData* data);
@@ -125,8 +126,13 @@ void PutStatusData(Border& border, Encoder& to, const plexion::StageWindowStatus
 const plexion::StageWindowStatusData* TakeStatusData(Border& border, Decoder& from,
                                                      plexion::StageWindowStatusData& data,
                                                      plexion::Rect& rect);
+/// A text that crosses by reference, with what the host's reading left in it: its UTF-8 form is the
+/// module's to give back.
 void PutString(Border& border, Encoder& to, const QXString& text);
 void TakeString(Decoder& from, QXString& text);
+/// The same of texts that the host was given to read alone.
+void PutRead(Encoder& to, const morvellib::MorvelInstanceParameters& from);
+void TakeRead(Decoder& from, const morvellib::MorvelInstanceParameters& to);
 const char* TakeText(Border& border, Decoder& from);
 std::vector<const char*> TakeWords(Border& border, Decoder& from);
 

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "sim/stories/Stories.h"
+#include "sim/tool/RecordingCommands.h"
 
 namespace plexion_sim {
 namespace {
@@ -29,13 +30,21 @@ constexpr char kUsage[] =
     "       plexion-sim replay FILE [--journal FILE]\n"
     "       plexion-sim faults STORY|all [--seed N]\n"
     "       plexion-sim modules\n"
+    "       plexion-sim show FILE [--all] [--html OUT]\n"
+    "       plexion-sim replay-recording FILE [--module OTHER.so] [--ignore-memory]\n"
     "\n"
     "  --late        the clock may jump although somebody could run\n"
     "  --count-all   dfs: every choice but the usual one counts as a preemption\n"
     "  --sync-only   switch at threads, locks, events, sleeping and modules only\n"
     "  --save FILE   where a failing schedule goes (default: STORY.schedule)\n"
     "\n"
-    "exit status: 0 all went well, 1 something was found, 2 usage\n";
+    "  --all         show: memory and locks, too\n"
+    "  --html OUT    show: draw it\n"
+    "  --module SO   replay with this module; else with the one in here\n"
+    "  --ignore-memory  calls of the kernel's memory may differ\n"
+    "\n"
+    "exit status: 0 all went well, 1 something was found or a replay differs, 2 usage,\n"
+    "             3 a recording cannot be read\n";
 
 int Usage(const std::string& what) {
   std::fprintf(stderr, "plexion-sim: %s\n\n%s", what.c_str(), kUsage);
@@ -67,9 +76,11 @@ struct Arguments {
 
 Arguments Read(int argc, char** argv) {
   static const std::map<std::string, bool> kKnown = {
-      {"--seed", true},  {"--journal", true},     {"--strategy", true},
-      {"--count", true}, {"--preemptions", true}, {"--count-all", false},
-      {"--late", false}, {"--sync-only", false},  {"--save", true}};
+      {"--seed", true},          {"--journal", true},     {"--strategy", true},
+      {"--count", true},         {"--preemptions", true}, {"--count-all", false},
+      {"--late", false},         {"--sync-only", false},  {"--save", true},
+      {"--all", false},          {"--html", true},        {"--module", true},
+      {"--ignore-memory", false}};
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
@@ -308,10 +319,17 @@ int Main(int argc, char** argv) {
   if (command == "list" && arguments.words.size() == 1) return List();
   if (command == "modules" && arguments.words.size() == 1) return MissingModules();
   if (arguments.words.size() != 2) return Usage("'" + command + "' with the wrong arguments");
+  if (command == "show") {
+    return ShowRecording(arguments.words[1], arguments.Has("--all"), arguments.Text("--html", ""));
+  }
+  if (command == "replay-recording") {
+    return ReplayRecordingFile(arguments.words[1], arguments.Text("--module", ""),
+                               arguments.Has("--ignore-memory"));
+  }
   if (command == "replay") return Replay(arguments.words[1], arguments);
   if (command != "run" && command != "explore" && command != "faults") {
     return Usage("unknown command '" + command +
-                 "'; expected list, run, explore, replay, faults, modules");
+                 "'; expected list, run, explore, replay, faults, modules, show, replay-recording");
   }
   if (command == "faults" && arguments.words[1] == "all") {
     int status = 0;

@@ -104,6 +104,17 @@ std::string ReadMemoryLimit(std::string text, uint32_t& bytes) {
   return {};
 }
 
+std::string ReadCount(const std::string& text, int64_t least, int64_t most, const char* unit,
+                      uint64_t& count) {
+  const auto number = ReadWholeNumber(text, least, most);
+  if (!number) {
+    return "a number of " + std::string(unit) + " from " + std::to_string(least) + " to " +
+           std::to_string(most);
+  }
+  count = static_cast<uint64_t>(*number);
+  return {};
+}
+
 std::string ReadOnOff(const std::string& text, std::optional<bool>& on) {
   on = text == "on";
   return *on || text == "off" ? "" : "on or off";
@@ -250,6 +261,16 @@ class OptionTable {
         "Name a video or movie that plays and whose picture has not changed for so long; else "
         "60000, 0: never",
         [&to](Text text) { return ReadTime(text, 0, to.frozenAfterMs); });
+    AddText("--record", "FILE",
+            "Write down every call between the service and its host, for plexion-sim to show and "
+            "replay",
+            to.recordFile);
+    Add("--record-size", "MB", "With --record: most that the file takes, from 1; else 64",
+        [&to](Text text) { return ReadCount(text, 1, 8191, "megabytes", to.recordMegabytes); });
+    Add("--record-minutes", "N",
+        "With --record: keep the beginning and the last N minutes; else as many as there is room "
+        "for",
+        [&to](Text text) { return ReadCount(text, 1, 100000, "minutes", to.recordMinutes); });
     topic_ = "system";
     AddText("--datadir", "DIR", "Folder to use in place of /mtd_down/halvex/plexion",
             to.dataDirectory);
@@ -309,6 +330,9 @@ std::string FindContradiction(const LauncherOptions& options) {
   if (options.signage && !options.programme.empty()) return "--programme: not with --signage";
   if (options.rehearsal && options.programme.empty()) return "--rehearse: it needs --programme";
   if (options.loop && !options.signage) return "--loop: it needs --signage";
+  if (options.recordFile.empty() && (options.recordMegabytes != 64 || options.recordMinutes > 0)) {
+    return "--record-size, --record-minutes: they need --record FILE";
+  }
   if (!options.lookToken.empty() && !options.look) {
     return "--look-token: it needs --look ADDRESS:PORT";
   }

@@ -66,6 +66,9 @@ struct LauncherOptions {
   std::string shellSocketGroup;      ///< may use it as well; empty: its owner alone
   std::optional<LogLevel> logLevel;  ///< none: info, where there is a log
   bool logJson = false;
+  std::string recordFile;         ///< what crosses the module's border goes there; empty: nowhere
+  uint64_t recordMegabytes = 64;  ///< most that the file takes
+  uint64_t recordMinutes = 0;     ///< that are kept; 0: as many as there is room for
   int64_t frozenAfterMs = 60000;  ///< a moving content whose picture stands still; 0: never said
   std::string captions;           ///< of a programme, likewise; "on", "off" or a file; empty: off
   std::optional<Fit> fit;  ///< of a programme's zones that do not say; windows have their own
