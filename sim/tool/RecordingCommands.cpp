@@ -28,15 +28,11 @@ bool Open(const std::string& path, Recording& recording) {
 
 }  // namespace
 
-int ShowRecording(const std::string& path, bool all, const std::string& html) {
+int ShowRecording(const std::string& path, bool all) {
   Recording recording;
   if (!Open(path, recording)) return kUnreadable;
-  if (html.empty()) {
-    WriteStory(recording, all, [](const std::string& line) { std::printf("%s\n", line.c_str()); });
-    return kEqual;
-  }
-  static_cast<void>(html);
-  return kUsage;
+  WriteStory(recording, all, [](const std::string& line) { std::printf("%s\n", line.c_str()); });
+  return kEqual;
 }
 
 int ReplayRecordingFile(const std::string& path, const std::string& module, bool ignoreMemory) {

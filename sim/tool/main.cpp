@@ -30,7 +30,7 @@ constexpr char kUsage[] =
     "       plexion-sim replay FILE [--journal FILE]\n"
     "       plexion-sim faults STORY|all [--seed N]\n"
     "       plexion-sim modules\n"
-    "       plexion-sim show FILE [--all] [--html OUT]\n"
+    "       plexion-sim show FILE [--all]\n"
     "       plexion-sim replay-recording FILE [--module OTHER.so] [--ignore-memory]\n"
     "\n"
     "  --late        the clock may jump although somebody could run\n"
@@ -39,7 +39,6 @@ constexpr char kUsage[] =
     "  --save FILE   where a failing schedule goes (default: STORY.schedule)\n"
     "\n"
     "  --all         show: memory and locks, too\n"
-    "  --html OUT    show: draw it\n"
     "  --module SO   replay with this module; else with the one in here\n"
     "  --ignore-memory  calls of the kernel's memory may differ\n"
     "\n"
@@ -320,7 +319,7 @@ int Main(int argc, char** argv) {
   if (command == "modules" && arguments.words.size() == 1) return MissingModules();
   if (arguments.words.size() != 2) return Usage("'" + command + "' with the wrong arguments");
   if (command == "show") {
-    return ShowRecording(arguments.words[1], arguments.Has("--all"), arguments.Text("--html", ""));
+    return ShowRecording(arguments.words[1], arguments.Has("--all"));
   }
   if (command == "replay-recording") {
     return ReplayRecordingFile(arguments.words[1], arguments.Text("--module", ""),
