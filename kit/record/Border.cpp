@@ -9,8 +9,8 @@
 
 #include <cstring>
 
-extern char**
-    environ;  // NOLINT(readability-redundant-declaration): not every system's header has it
+extern char** environ;  // NOLINT(readability-redundant-declaration): not every
+                        // system's header has it
 
 namespace plexion_record {
 namespace {
@@ -37,7 +37,8 @@ uint64_t Border::NextSerial() {
 
 Border::~Border() {
   Close("the recorder goes");
-  closing_ = true;  // wrappers that go with this have no table any more to be taken out of
+  closing_ = true;  // wrappers that go with this have no table any more to be
+                    // taken out of
 }
 
 bool Border::Open(const RecorderSettings& settings, std::string& error) {
@@ -240,9 +241,9 @@ Wrapped* Border::FindExisting(ObjectKind kind, const void* raw) {
 
 void Border::Forget(Wrapped* wrapper) {
   if (wrapper == nullptr || closing_) return;
-  if (wrapper->ordinal != 0) {
+  {
     const std::lock_guard<std::mutex> lock(mutex_);
-    byNumber_.erase(wrapper->ordinal);
+    byNumber_.erase(wrapper->ordinal);  // 0 is nobody's
   }
   std::unique_ptr<Wrapped> gone;
   const std::lock_guard<std::mutex> lock(tableMutex_);
@@ -250,6 +251,19 @@ void Border::Forget(Wrapped* wrapper) {
   if (found == byRaw_.end() || found->second.get() != wrapper) return;
   gone = std::move(found->second);
   byRaw_.erase(found);
+}
+
+void Border::ForgetModule() {
+  std::vector<Wrapped*> gone;
+  {
+    const std::lock_guard<std::mutex> lock(tableMutex_);
+    for (const auto& [key, wrapper] : byRaw_) {
+      if (key.kind >= ObjectKind::kCommand && key.kind <= ObjectKind::kService) {
+        gone.push_back(wrapper.get());
+      }
+    }
+  }
+  for (Wrapped* const wrapper : gone) Forget(wrapper);
 }
 
 void Border::AddFace(const void* face, Wrapped* wrapper) {
@@ -270,7 +284,8 @@ Wrapped* Border::FindFace(const void* face) {
 }
 
 void Border::ForgetBlock(BorderThread& thread, const void* block) {
-  // Tracked objects of the module begin behind eight bytes of bookkeeping (qx/core/QXMem.h).
+  // Tracked objects of the module begin behind eight bytes of bookkeeping
+  // (qx/core/QXMem.h).
   constexpr size_t kBookkeepingBytes = 8;
   const void* const object = static_cast<const char*>(block) + kBookkeepingBytes;
   for (auto each = thread.dying.begin(); each != thread.dying.end(); ++each) {

@@ -1,5 +1,5 @@
-// The border around the module: who is on which side, which object is which, and what is said of each
-// crossing.
+// The border around the module: who is on which side, which object is which,
+// and what is said of each crossing.
 
 #ifndef KIT_RECORD_BORDER_H_
 #define KIT_RECORD_BORDER_H_
@@ -43,27 +43,32 @@ struct BorderThread {
   bool inside = false;     ///< its innermost call is the module's code
   uint32_t pureCalls = 0;  ///< since its last record
   uint64_t border = 0;     ///< which border it was numbered by
-  /// Objects of the module that the current call may destroy: when the module frees their memory they
-  /// are forgotten, before another one can have the address.
+  /// Objects of the module that the current call may destroy: when the module
+  /// frees their memory they are forgotten, before another one can have the
+  /// address.
   std::vector<Wrapped*> dying;
 };
 
-/// What stands in the outside's place when a recording is replayed (sim/replay).
+/// What stands in the outside's place when a recording is replayed
+/// (sim/replay).
 class Outside {
  public:
   virtual ~Outside() = default;
   virtual BorderThread& Here() = 0;
-  /// Returns when the next record of the recording is one of the current thread.
+  /// Returns when the next record of the recording is one of the current
+  /// thread.
   virtual void Await() = 0;
-  /// The awaited record is this one, and begins with these fields. Returns  what it has beyond them;
-  /// does not return when it is another.
+  /// The awaited record is this one, and begins with these fields. Returns what
+  /// it has beyond them; does not return when it is another.
   virtual Decoder Compare(RecordKind kind, Operation operation, const Encoder& given) = 0;
   /// On to the next record. A decoder that failed ends the replay.
   virtual void Done(const Decoder& used) = 0;
-  /// Makes the calls into the module that were made before the current call returned.
+  /// Makes the calls into the module that were made before the current call
+  /// returned.
   virtual void Nested() = 0;
-  /// The inside's object of that number, made when there is none yet and the host has such objects.
-  /// Null, and the decoder failed, for one that cannot be.
+  /// The inside's object of that number, made when there is none yet and the
+  /// host has such objects. Null, and the decoder failed, for one that cannot
+  /// be.
   virtual Wrapped* Find(ObjectKind kind, uint64_t number, Decoder& from) = 0;
   /// Whether calls of this operation are neither in the recording nor compared.
   virtual bool Ignores(Operation operation) const = 0;
@@ -72,15 +77,18 @@ class Outside {
   virtual const char* Keep(std::string_view text) = 0;
 };
 
-/// Numbers threads and objects, and writes records (or, in a replay, holds calls against them).
+/// Numbers threads and objects, and writes records (or, in a replay, holds
+/// calls against them).
 ///
-/// The host has only wrapped objects of the module, the module only wrapped ones of the host. Calls
-/// of the host's own code to the module's kernel, which a library that both are linked into makes,
-/// are no crossings: `inside` tells them apart.
+/// The host has only wrapped objects of the module, the module only wrapped
+/// ones of the host. Calls of the host's own code to the module's kernel, which
+/// a library that both are linked into makes, are no crossings: `inside` tells
+/// them apart.
 ///
-/// Order    records are in the order in which they were appended: a call that frees something (a
-///          lock, a thread) is recorded before, one that gets something after, so that what happened
-///          because of another comes after it.
+/// Order    records are in the order in which they were appended: a call that
+/// frees something (a
+///          lock, a thread) is recorded before, one that gets something after,
+///          so that what happened because of another comes after it.
 /// Thread   any.
 class Border {
  public:
@@ -98,8 +106,9 @@ class Border {
   BorderThread& Here();
   Pixels PixelsWanted() const { return pixels_; }
 
-  /// Writes a record, or holds it against the recording. `fields(Encoder&)` is called once. In a
-  /// replay it returns what the recorded one has beyond these fields: Done must follow.
+  /// Writes a record, or holds it against the recording. `fields(Encoder&)` is
+  /// called once. In a replay it returns what the recorded one has beyond these
+  /// fields: Done must follow.
   template <typename Fields>
   Decoder Put(RecordKind kind, Operation operation, const Fields& fields) {
     BorderThread& thread = Here();
@@ -160,21 +169,24 @@ class Border {
     adopted_.emplace_back(made);
     return made;
   }
-  // By the face that the other side has, where that is of a more general type: planes of either kind,
-  // modules of every kind.
+  // By the face that the other side has, where that is of a more general type:
+  // planes of either kind, modules of every kind.
   void AddFace(const void* face, Wrapped* wrapper);
   void RemoveFace(const void* face);
   /// Null for null and for one that is not of this border.
   Wrapped* FindFace(const void* face);
   /// What it stands for is gone. `wrapper` may be null.
   void Forget(Wrapped* wrapper);
+  /// The module is unloaded: nothing of its own is left.
+  void ForgetModule();
   /// The module frees a block: what was made in it is gone.
   void ForgetBlock(BorderThread& thread, const void* block);
   /// In a replay: by its number, of either side; null when there is none.
   Wrapped* FindNumber(uint32_t number) const;
   uint32_t ObjectCount() const { return objects_; }
   const void* FindOpaque(uint64_t number);
-  /// In a replay: the block that PutBlock gave this number; null when there is none.
+  /// In a replay: the block that PutBlock gave this number; null when there is
+  /// none.
   void* FindBlock(uint64_t number) const;
 
  private:

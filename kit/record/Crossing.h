@@ -13,7 +13,8 @@ namespace plexion_record {
 enum class Manner {
   kCall,  ///< as it begins and as it ends: it may wait, or call back
   kAsk,   ///< once, after it: a question that nothing happens because of
-  kTell,  ///< once, before it: others may act on it while it still runs; no result
+  kTell,  ///< once, before it: others may act on it while it still runs; no
+          ///< result
 };
 
 /// Turns to the other side for the time of a call.
@@ -31,8 +32,9 @@ class Turn {
   const bool before_;
 };
 
-/// A call out of the module in three parts: `arguments(Encoder&)`; `call()`, which makes it and keeps
-/// its result; `results(Encoder&)`. In a replay `take(Decoder&)` takes the results from the recording.
+/// A call out of the module in three parts: `arguments(Encoder&)`; `call()`,
+/// which makes it and keeps its result; `results(Encoder&)`. In a replay
+/// `take(Decoder&)` takes the results from the recording.
 template <typename Arguments, typename Call, typename Results, typename Take>
 void CallOut(Border& border, Manner manner, Operation operation, const Arguments& arguments,
              const Call& call, const Results& results, const Take& take) {
@@ -74,7 +76,8 @@ void CallOut(Border& border, Manner manner, Operation operation, const Arguments
   }
 }
 
-/// A call into the module. `call()` makes it and keeps the result; in a replay as well.
+/// A call into the module. `call()` makes it and keeps the result; in a replay
+/// as well.
 template <typename Arguments, typename Call, typename Results>
 void CallIn(Border& border, Operation operation, const Arguments& arguments, const Call& call,
             const Results& results) {
@@ -137,7 +140,8 @@ template <bool kOutward, typename... P, typename... A>
 void PutArguments(Border& border, Encoder& to, A&... arguments) {
   (
       [&] {
-        // A text of the host's that the module writes into: it gives the old one back first.
+        // A text of the host's that the module writes into: it gives the old
+        // one back first.
         constexpr bool kRewritten = std::is_same_v<P, QXString&> && !kOutward;
         if constexpr (!kIsResult<P> || kRewritten) PutArgument<kOutward>(border, to, arguments);
       }(),
@@ -247,7 +251,8 @@ R InBy(Border& border, Operation operation, Wrapped& self, Method method, A&... 
         border, operation, put,
         [&] { result = (raw->*method)(ForCallee<false>(border, arguments)...); },
         [&](Encoder& to) {
-          // Of the module's objects the host gets wrappers; its own come back as they were.
+          // Of the module's objects the host gets wrappers; its own come back
+          // as they were.
           if constexpr (kIsObjectPointer<R>) {
             PutArgument<true>(border, to, result);
           } else {

@@ -13,7 +13,8 @@ namespace {
 
 constexpr size_t kLongestNumber = 10;
 
-/// Counted at most once through; hosts know these names from the service's own texts.
+/// Counted at most once through; hosts know these names from the service's own
+/// texts.
 const char* StatusName(int64_t status) {
   static constexpr const char* kNames[] = {"kStatusUnconfigured",
                                            "kStatusConfigured",
@@ -54,7 +55,8 @@ const char* StatusName(int64_t status) {
   return status >= 0 && status < kCount ? kNames[status] : nullptr;
 }
 
-/// The bytes of the character that `text` begins with; 0 when it is none, or a control character.
+/// The bytes of the character that `text` begins with; 0 when it is none, or a
+/// control character.
 size_t PrintableBytes(std::string_view text) {
   const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned char lead = byte(0);
@@ -68,7 +70,8 @@ size_t PrintableBytes(std::string_view text) {
   for (size_t i = 1; i < length; ++i) {
     if ((byte(i) & 0xC0) != 0x80) return 0;
   }
-  // Overlong, surrogates, beyond the last; and the second set of control characters.
+  // Overlong, surrogates, beyond the last; and the second set of control
+  // characters.
   if ((lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) >= 0xA0) ||
       (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) >= 0x90) ||
       (lead == 0xC2 && byte(1) < 0xA0)) {

@@ -12,7 +12,8 @@
 
 namespace plexion_record {
 
-/// Writes fields into a buffer of its own. What would make a record too large is left out.
+/// Writes fields into a buffer of its own. What would make a record too large
+/// is left out.
 class Encoder {
  public:
   /// Drops what was written.
@@ -61,14 +62,15 @@ class Encoder {
 struct Field {
   char tag = 0;
   bool note = false;
-  int64_t number = 0;           ///< i, q, e; b as 0 or 1
-  uint64_t numbers[4] = {};     ///< u, o, k, l, h in [0]; r, s, p
-  double real = 0;              ///< d
+  int64_t number = 0;                     ///< i, q, e; b as 0 or 1
+  uint64_t numbers[4] = {};               ///< u, o, k, l, h in [0]; r, s, p
+  double real = 0;                        ///< d
   ObjectKind kind = ObjectKind::kModule;  ///< o
-  std::string_view text;        ///< t, e
+  std::string_view text;                  ///< t, e
 };
 
-/// Reads fields one by one; after one that is wrong or missing it stays at the end, and Failed.
+/// Reads fields one by one; after one that is wrong or missing it stays at the
+/// end, and Failed.
 class Decoder {
  public:
   Decoder() = default;
@@ -76,7 +78,8 @@ class Decoder {
 
   /// The next field. Returns  false at the end or when the bytes are no field.
   bool Next(Field& field);
-  /// The next field that is no note and has this tag; a null counts where `nullToo`.
+  /// The next field that is no note and has this tag; a null counts where
+  /// `nullToo`.
   bool Take(char tag, Field& field, bool nullToo = false);
   bool AtEnd() const { return at_ == end_; }
   bool Failed() const { return failed_; }
@@ -95,12 +98,13 @@ class Decoder {
   std::string reason_;
 };
 
-/// "Rect(0,0 320x200)", "window#4", '"text"': a field for people. Control characters are escaped.
+/// "Rect(0,0 320x200)", "window#4", '"text"': a field for people. Control
+/// characters are escaped.
 std::string Describe(const Field& field);
 /// All fields from here on, notes in brackets.
 std::string DescribeAll(Decoder fields);
-/// Whether both begin with the same fields, notes left out; `rest` is then what `recorded` has beyond
-/// those of `given`.
+/// Whether both begin with the same fields, notes left out; `rest` is then what
+/// `recorded` has beyond those of `given`.
 bool BeginsWith(Decoder recorded, Decoder given, Decoder& rest);
 
 }  // namespace plexion_record

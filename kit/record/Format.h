@@ -12,26 +12,31 @@ namespace plexion_record {
 /// A recording is a file of chunks, all numbers little-endian:
 ///
 ///   bytes 0..4095   FileHeader, the rest 0
-///   then            chunks of `chunkBytes` each; the first `headChunks` hold the beginning and are
-///                   kept, the others are a ring, the oldest of which is written over
+///   then            chunks of `chunkBytes` each; the first `headChunks` hold
+///   the beginning and are
+///                   kept, the others are a ring, the oldest of which is
+///                   written over
 ///
-/// A chunk is a ChunkHeader and records one after the other; `used` counts the header in and is written
-/// last, so that a process that dies leaves whole records. Chunks are put in order by `sequence`;
-/// `firstRecord` counts all records before it, which shows what the ring has dropped. Every chunk of
-/// the ring begins with a snapshot: notes that name each thread and each live object.
+/// A chunk is a ChunkHeader and records one after the other; `used` counts the
+/// header in and is written last, so that a process that dies leaves whole
+/// records. Chunks are put in order by `sequence`; `firstRecord` counts all
+/// records before it, which shows what the ring has dropped. Every chunk of the
+/// ring begins with a snapshot: notes that name each thread and each live
+/// object.
 ///
-/// A record is a RecordHeader and fields, `bytes` in all. Which fields says the operation
-/// (Operations.h); each begins with a byte that says what it is:
+/// A record is a RecordHeader and fields, `bytes` in all. Which fields says the
+/// operation (Operations.h); each begins with a byte that says what it is:
 ///
-///   b        u8, 0 or 1                     i        signed integer, zigzag LEB128
-///   d        float64                        u        unsigned integer, LEB128
-///   t        length (LEB128) and bytes      0        null: of a text, an object, a pointer
-///   o        kind (u8), number (LEB128): an object, counted in order of appearance
-///   k        number (LEB128): a pointer that means something to the host alone
-///   r s p    rectangle, size, point: 4, 2, 2 unsigned LEB128
-///   q        status, zigzag LEB128          e        QXError: code zigzag, length and bytes of its name
-///   l        count (LEB128): so many fields follow and belong together
-///   h        u64: a hash of pixels          n        nothing; the next field is no part of the call:
+///   b        u8, 0 or 1                     i        signed integer, zigzag
+///   LEB128 d        float64                        u        unsigned integer,
+///   LEB128 t        length (LEB128) and bytes      0        null: of a text,
+///   an object, a pointer o        kind (u8), number (LEB128): an object,
+///   counted in order of appearance k        number (LEB128): a pointer that
+///   means something to the host alone r s p    rectangle, size, point: 4, 2, 2
+///   unsigned LEB128 q        status, zigzag LEB128          e        QXError:
+///   code zigzag, length and bytes of its name l        count (LEB128): so many
+///   fields follow and belong together h        u64: a hash of pixels n
+///   nothing; the next field is no part of the call:
 ///                                                    it is never compared
 ///
 /// Version 1. A reader refuses other versions.
@@ -41,7 +46,8 @@ constexpr uint32_t kFileHeaderBytes = 4096;
 constexpr uint32_t kChunkMagic = 0x4B484351;  // "QCHK"
 constexpr uint32_t kSmallestChunkBytes = 64 * 1024;
 constexpr uint32_t kLargestChunkBytes = 16 * 1024 * 1024;
-/// A record is never larger, whatever a host hands over; what has no room is left out, and kCut says so.
+/// A record is never larger, whatever a host hands over; what has no room is
+/// left out, and kCut says so.
 constexpr uint32_t kLargestRecordBytes = 32 * 1024;
 constexpr uint32_t kLongestTextBytes = 8 * 1024;
 
@@ -81,7 +87,8 @@ struct RecordHeader {
   uint8_t flags;
   Operation operation;
   uint32_t thread;     ///< counts from 1 in order of appearance
-  uint32_t pureCalls;  ///< byte and text operations of this thread since its last record
+  uint32_t pureCalls;  ///< byte and text operations of this thread since its
+                       ///< last record
   int64_t timeNs;      ///< the kernel's time; never less than the record's before
 };
 static_assert(sizeof(FileHeader) == 48 && sizeof(ChunkHeader) == 32 && sizeof(RecordHeader) == 24,
@@ -112,8 +119,8 @@ enum class ObjectKind : uint8_t {
 /// "window"; valid kinds only.
 inline const char* ObjectKindName(ObjectKind kind) {
   static constexpr const char* kNames[] = {
-      "",        "module",   "mutex",    "event",        "thread",  "file",   "renderPlane",
-      "output",  "context",  "instance", "observer",     "rects",   "command", "window",
+      "",         "module",   "mutex",    "event",    "thread", "file",    "renderPlane",
+      "output",   "context",  "instance", "observer", "rects",  "command", "window",
       "notifier", "watchdog", "service",  "kernel"};
   return kNames[static_cast<unsigned>(kind)];
 }

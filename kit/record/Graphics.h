@@ -7,7 +7,8 @@
 
 namespace plexion_record {
 
-/// A hash of `pixels`, an address from LockPixels of `plane`; 0 when none is wanted (Recorder.h).
+/// A hash of `pixels`, an address from LockPixels of `plane`; 0 when none is
+/// wanted (Recorder.h).
 uint64_t HashPixels(Pixels wanted, platform::Plane& plane, const void* pixels);
 
 /// The host's plane behind a wrapper; null for null and in a replay.

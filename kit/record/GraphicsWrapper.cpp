@@ -1,9 +1,10 @@
-// Planes and their drawing contexts as the module sees them, and hashes of what is in them.
-
-#include "kit/record/Graphics.h"
+// Planes and their drawing contexts as the module sees them, and hashes of what
+// is in them.
 
 #include <algorithm>
 #include <cstring>
+
+#include "kit/record/Graphics.h"
 
 namespace plexion_record {
 namespace {
@@ -58,9 +59,7 @@ class ContextFace final : public HostObject<platform::DrawingContext> {
         [&](Decoder& results) { drawn = TakeValue<bool>(border_, results); });
     return drawn;
   }
-  void Finish() override {
-    Tell(Operation::kContextFinish, &platform::DrawingContext::Finish);
-  }
+  void Finish() override { Tell(Operation::kContextFinish, &platform::DrawingContext::Finish); }
 };
 
 /// What both kinds of planes have.
@@ -191,7 +190,8 @@ uint64_t HashPixels(Pixels wanted, platform::Plane& plane, const void* pixels) {
     return hash;
   }
   for (unsigned y = 0; y < kSpots; ++y) {
-    const unsigned char* const line = bytes + (dims.height - 1) * uint64_t{y} / (kSpots - 1) * pitch;
+    const unsigned char* const line =
+        bytes + (dims.height - 1) * uint64_t{y} / (kSpots - 1) * pitch;
     for (unsigned x = 0; x < kSpots; ++x) {
       hash = Mix(hash, line + (row - kSpotBytes) * x / (kSpots - 1), kSpotBytes);
     }

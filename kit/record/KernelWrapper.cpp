@@ -9,7 +9,8 @@
 namespace plexion_record {
 namespace {
 
-/// Who waits for a lock is told before it waits: of a deadlock that is all that there is.
+/// Who waits for a lock is told before it waits: of a deadlock that is all that
+/// there is.
 class MutexFace final : public HostObject<IQXKernel::Mutex> {
  public:
   using HostObject::HostObject;
@@ -19,7 +20,8 @@ class MutexFace final : public HostObject<IQXKernel::Mutex> {
     const uint32_t holder = holder_.load(std::memory_order_relaxed);
     if (holder != 0 && holder != self) border_.NoteLockWaits(*this, holder);
     Ask(Operation::kMutexLock, &IQXKernel::Mutex::Lock);
-    // In a replay the simulated mutex is taken when the recorded one was: it finds misuse.
+    // In a replay the simulated mutex is taken when the recorded one was: it
+    // finds misuse.
     if (border_.InReplay() != nullptr) ReallyLock();
     holder_.store(self, std::memory_order_relaxed);
     ++depth_;
@@ -91,8 +93,9 @@ class ThreadFace final : public HostObject<IQXKernel::Thread> {
   void* argument_ = nullptr;
 };
 
-/// Every operation but the byte and text ones is a crossing while the module's code runs. Those say
-/// nothing that the module could not work out by itself; they are counted.
+/// Every operation but the byte and text ones is a crossing while the module's
+/// code runs. Those say nothing that the module could not work out by itself;
+/// they are counted.
 class KernelFace final : public IQXKernel, public Wrapped {
  public:
   explicit KernelFace(Border& border) : Wrapped(ObjectKind::kKernel, nullptr), border_(border) {}
@@ -107,8 +110,7 @@ class KernelFace final : public IQXKernel, public Wrapped {
         [&] {
           raw = Real().AcquireModule(name);
           if (raw == nullptr) return;
-          module = border_.Find<Wrapped>(ObjectKind::kModule, raw,
-                                         [&] { return MakeModule(border_, name, raw); });
+          module = FindModule(name, raw);
         },
         [&](Encoder& to) { border_.PutObject(to, module); },
         [&](Decoder& from) { module = TakeModule(name, from); });
@@ -120,8 +122,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
     CallOut(
         border_, Manner::kCall, Operation::kKernelReleaseModule,
         [&](Encoder& to) { border_.PutObject(to, wrapper); },
-        // The wrapper stays: whether this was the last release is the host's secret, and a module
-        // that is loaded again may be the same object.
+        // The wrapper stays: whether this was the last release is the host's
+        // secret, and a module that is loaded again may be the same object.
         [&] {
           Real().ReleaseModule(wrapper != nullptr
                                    ? static_cast<IQXModule*>(const_cast<void*>(wrapper->behind))
@@ -332,6 +334,14 @@ class KernelFace final : public IQXKernel, public Wrapped {
     BorderThread& thread = border_.Here();
     if (thread.inside) ++thread.pureCalls;
   }
+  /// By name as well: one object may be two modules, and one that is loaded
+  /// where another was unloaded may have its address.
+  Wrapped* FindModule(const char* name, IQXModule* raw) {
+    const std::lock_guard<std::mutex> lock(modulesMutex_);
+    std::unique_ptr<Wrapped>& found = modules_[{raw, name != nullptr ? name : ""}];
+    if (found == nullptr) found.reset(MakeModule(border_, name, raw));
+    return found.get();
+  }
   Wrapped* TakeModule(const char* name, Decoder& from) {
     Field field;
     if (!from.Take('o', field, true) || field.tag == '0') return nullptr;
@@ -343,7 +353,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
     const auto number = static_cast<uint32_t>(field.numbers[0]);
     Wrapped* const known = border_.FindNumber(number);
     if (known == nullptr) return border_.Adopt(MakeModule(border_, name, nullptr), number);
-    // A recording that calls one object by two modules' names would make one be used as the other.
+    // A recording that calls one object by two modules' names would make one be
+    // used as the other.
     if (known->kind == ObjectKind::kModule && known->label == (name != nullptr ? name : ""))
       return known;
     from.Fail("a module that has another name");
@@ -389,7 +400,9 @@ class KernelFace final : public IQXKernel, public Wrapped {
   }
 
   Border& border_;
-  std::vector<const char*> argv_;
+  std::vector<const char*> argv_;  // in a replay
+  std::mutex modulesMutex_;
+  std::map<std::pair<IQXModule*, std::string>, std::unique_ptr<Wrapped>> modules_;
 };
 
 }  // namespace

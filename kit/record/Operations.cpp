@@ -11,9 +11,9 @@ struct Description {
 };
 
 #define PLEXION_OPERATION(ID, NAME, FIELDS) {NAME, FIELDS},
-constexpr Description kDescriptions[] = {
-    PLEXION_RECORDED_NOTES(PLEXION_OPERATION) PLEXION_RECORDED_OUT(PLEXION_OPERATION)
-        PLEXION_RECORDED_IN(PLEXION_OPERATION)};
+constexpr Description kDescriptions[] = {PLEXION_RECORDED_NOTES(PLEXION_OPERATION)
+                                             PLEXION_RECORDED_OUT(PLEXION_OPERATION)
+                                                 PLEXION_RECORDED_IN(PLEXION_OPERATION)};
 #undef PLEXION_OPERATION
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Every call that can cross the module's border, by number, name and what its fields are.
+// Every call that can cross the module's border, by number, name and what its
+// fields are.
 
 #ifndef KIT_RECORD_OPERATIONS_H_
 #define KIT_RECORD_OPERATIONS_H_
@@ -7,9 +8,10 @@
 
 namespace plexion_record {
 
-/// The calls that the module makes: name, and its fields in the order in which they are recorded. What
-/// stands behind "->" is a result. The numbers are part of the file format: new ones go to the end of
-/// the second list, and the format's version (Format.h) changes with anything else.
+/// The calls that the module makes: name, and its fields in the order in which
+/// they are recorded. What stands behind "->" is a result. The numbers are part
+/// of the file format: new ones go to the end of the second list, and the
+/// format's version (Format.h) changes with anything else.
 #define PLEXION_RECORDED_OUT(X)                                                                    \
   X(KernelAcquireModule, "Kernel.AcquireModule", "name -> module")                                 \
   X(KernelReleaseModule, "Kernel.ReleaseModule", "module")                                         \
@@ -107,112 +109,112 @@ namespace plexion_record {
   X(RectProviderGetRectOnScreen, "RectProvider.GetRectOnScreen", "-> rect")
 
 /// The calls that are made into the module.
-#define PLEXION_RECORDED_IN(X)                                                                    \
-  X(ModuleLoad, "Module.Load", "-> service")                                                      \
-  X(ModuleUnload, "Module.Unload", "service")                                                     \
-  X(ThreadProcedure, "Thread.Procedure", "thread")                                                \
-  X(CommandExecute, "Command.Execute", "words -> error")                                          \
-  X(NotifierOnNotification, "Window.OnMorvelInstanceNotification", "status data")                 \
-  X(NotifierOnInterFrame, "Window.OnMorvelInstanceInterFrameNotification", "")                    \
-  X(WatchdogAlloc, "Watchdog.Alloc", "bytes file line -> given")                                  \
-  X(WatchdogFree, "Watchdog.Free", "block file line")                                             \
-  X(WatchdogGetBytesUsed, "Watchdog.GetBytesUsed", "-> bytes")                                    \
-  X(WatchdogGetBytesAvailable, "Watchdog.GetBytesAvailable", "-> bytes")                          \
-  X(WindowConfigure, "Window.Configure", "parameters -> usable")                                  \
-  X(WindowConfigureWords, "Window.Configure", "words -> usable")                                  \
-  X(WindowLoadMVX, "Window.LoadMVX", "-> accepted")                                               \
-  X(WindowCreatePlanes, "Window.CreatePlanes", "-> made")                                         \
-  X(WindowRunToCompletion, "Window.RunToCompletion", "-> complete")                               \
-  X(WindowLoadForLFD, "Window.LoadForLFD", "-> loaded")                                           \
-  X(WindowPlayForLFD, "Window.PlayForLFD", "-> complete")                                         \
-  X(WindowLoadMVXAsync, "Window.LoadMVXAsync", "-> accepted")                                     \
-  X(WindowPlay, "Window.Play", "-> accepted")                                                     \
-  X(WindowPause, "Window.Pause", "-> accepted")                                                   \
-  X(WindowTerminate, "Window.Terminate", "status -> accepted")                                    \
-  X(WindowSetRenderPlane, "Window.SetRenderPlane", "plane -> taken")                              \
-  X(WindowResetRenderPlane, "Window.ResetRenderPlane", "plane -> taken")                          \
-  X(WindowSetOutputPlane, "Window.SetOutputPlane", "plane -> taken")                              \
-  X(WindowSetActiveStageWindow, "Window.SetActiveStageWindow", "-> active")                       \
-  X(WindowIsActiveStageWindow, "Window.IsActiveStageWindow", "-> active")                         \
-  X(WindowMoveTo, "Window.MoveTo", "point -> false")                                              \
-  X(WindowResize, "Window.Resize", "dims deferred")                                               \
-  X(WindowResizeAndMove, "Window.ResizeAndMove", "dims point")                                    \
-  X(WindowSetVisible, "Window.SetVisible", "visible")                                             \
-  X(WindowIsVisible, "Window.IsVisible", "-> visible")                                            \
-  X(WindowSetAlpha, "Window.SetAlpha", "alpha")                                                   \
-  X(WindowDispatchKeyDown, "Window.DispatchKeyDown", "key")                                       \
-  X(WindowDispatchKeyUp, "Window.DispatchKeyUp", "key")                                           \
-  X(WindowDispatchMouseButtonDown, "Window.DispatchMouseButtonDown", "button x y")                \
-  X(WindowDispatchMouseButtonUp, "Window.DispatchMouseButtonUp", "button x y")                    \
-  X(WindowDispatchMouseMove, "Window.DispatchMouseMove", "x y")                                   \
-  X(WindowDispatchScrollWheelScroll, "Window.DispatchScrollWheelScroll", "direction delta")       \
-  X(WindowGetStageWindowStatus, "Window.GetStageWindowStatus", "-> status")                       \
-  X(WindowGetMVXAuthoredStageDims, "Window.GetMVXAuthoredStageDims", "-> dims")                   \
-  X(WindowGetStageDims, "Window.GetStageDims", "-> dims")                                         \
-  X(WindowGetRenderPlane, "Window.GetRenderPlane", "-> plane")                                    \
-  X(WindowGetOutputPlane, "Window.GetOutputPlane", "-> plane")                                    \
-  X(WindowGetMemoryWatchdog, "Window.GetMemoryWatchdog", "-> watchdog")                           \
-  X(WindowGetRectOnScreen, "Window.GetRectOnScreen", "-> rect")                                   \
-  X(WindowSetContext, "Window.SetContext", "name value")                                          \
-  X(WindowGetContext, "Window.GetContext", "name -> value")                                       \
-  X(WindowGetMemoryInfo, "Window.GetMemoryInfo", "-> used limit graphics")                        \
-  X(WindowIncrementGraphicsMemoryUsedCount, "Window.IncrementGraphicsMemoryUsedCount", "bytes")   \
-  X(WindowDecrementGraphicsMemoryUsedCount, "Window.DecrementGraphicsMemoryUsedCount", "bytes")   \
-  X(WindowUpdateProxyParameters, "Window.UpdateProxyParameters", "host port user password")       \
-  X(WindowRegisterNotifier, "Window.RegisterNotifier", "observer")                                \
-  X(WindowUnregisterNotifier, "Window.UnregisterNotifier", "observer")                            \
-  X(ServiceLockPersistentResources, "Service.LockPersistentResourcesOnStartup", "")               \
-  X(ServiceReleasePersistentResources, "Service.ReleasePersistentResourcesForShutdown", "")       \
-  X(ServiceInitParameters, "Service.InitParameters", "parameters -> zero parameters")             \
-  X(ServiceParseCommandLine, "Service.ParseCommandLineParameters",                                \
-    "words parameters -> good parameters")                                                        \
-  X(ServiceCreateStageWindow, "Service.CreateStageWindow", "-> window")                           \
-  X(ServiceCreateStageWindowFor, "Service.CreateStageWindow", "parameters -> window")             \
-  X(ServiceDestroyStageWindow, "Service.DestroyStageWindow", "window")                            \
-  X(ServiceShowUsage, "Service.ShowUsage", "program -> code")                                     \
-  X(ServiceShowUsageFor, "Service.ShowUsage", "program maxWindows -> code")                       \
-  X(ServiceSetKeyInputMode, "Service.SetKeyInputMode", "mode delay interval -> taken")            \
-  X(ServiceDispatchKeyDown, "Service.DispatchKeyDown", "key")                                     \
-  X(ServiceDispatchKeyUp, "Service.DispatchKeyUp", "key")                                         \
-  X(ServiceDispatchMouseButtonDown, "Service.DispatchMouseButtonDown", "button x y")              \
-  X(ServiceDispatchMouseButtonUp, "Service.DispatchMouseButtonUp", "button x y")                  \
-  X(ServiceDispatchMouseMove, "Service.DispatchMouseMove", "x y")                                 \
-  X(ServiceDispatchScrollWheelScroll, "Service.DispatchScrollWheelScroll", "direction delta")     \
-  X(ServiceStatusToString, "Service.StageWindowStatusToString", "status -> name")                 \
-  X(ServiceGetPlexionDataDirectory, "Service.GetPlexionDataDirectory", "-> known directory")      \
-  X(ServiceGetPlexionBinDirectory, "Service.GetPlexionBinDirectory", "-> known directory")        \
-  X(ServiceGetPlexionBaseDirectory, "Service.GetPlexionBaseDirectory", "-> known directory")      \
-  X(ServiceGetPlexionFontDirectory, "Service.GetPlexionFontDirectory", "-> known directory")      \
-  X(ServiceGetUserPrivateDataDirectory, "Service.GetUserPrivateDataDirectory",                    \
-    "-> known directory")                                                                         \
-  X(ServiceGetPlexionTempDirectory, "Service.GetPlexionTempDirectory", "-> known directory")      \
-  X(ServiceGetPrivateTempFileDirectory, "Service.GetApplicationPrivateTempFileDirectory",         \
-    "-> known directory")                                                                         \
-  X(ServiceSetUserInputKey, "Service.SetUserInputKey", "key -> true")                             \
-  X(ServiceGetUserInputKey, "Service.GetUserInputKey", "-> key")                                  \
-  X(ServiceSetWindowXID, "Service.SetWindowXID", "id -> true")                                    \
-  X(ServiceGetWindowXID, "Service.GetWindowXID", "-> id")                                         \
-  X(ServiceSetExitFlag, "Service.SetExitFlag", "")                                                \
-  X(ServiceGetExitFlag, "Service.GetExitFlag", "-> flag")                                         \
-  X(ServiceSetViewIndex, "Service.SetViewIndex", "index -> true")                                 \
-  X(ServiceGetViewIndex, "Service.GetViewIndex", "-> index")                                      \
-  X(ServiceSetLastFrame, "Service.SetLastFrame", "given size value -> kept")                      \
-  X(ServiceGetLastFrame, "Service.GetLastFrame", "-> valid size value")                           \
-  X(ServiceSetStreamFrameRate, "Service.SetStreamFrameRate", "rate -> taken")                     \
-  X(ServiceGetStreamFrameRate, "Service.GetStreamFrameRate", "-> answer rate")                    \
-  X(ServiceIsRewindOrForward, "Service.IsRewindOrForward", "-> either")                           \
-  X(ServiceCreateSet, "Service.CreateAndConfigureStageWindowSet", "set words -> error set")       \
-  X(ServiceCreateSetUpTo, "Service.CreateAndConfigureStageWindowSet",                             \
-    "set words maxWindows -> error set")                                                          \
-  X(ServiceRunSet, "Service.RunStageWindowSetToCompletion", "set -> shown set")                   \
+#define PLEXION_RECORDED_IN(X)                                                                  \
+  X(ModuleLoad, "Module.Load", "-> service")                                                    \
+  X(ModuleUnload, "Module.Unload", "service")                                                   \
+  X(ThreadProcedure, "Thread.Procedure", "thread")                                              \
+  X(CommandExecute, "Command.Execute", "words -> error")                                        \
+  X(NotifierOnNotification, "Window.OnMorvelInstanceNotification", "status data")               \
+  X(NotifierOnInterFrame, "Window.OnMorvelInstanceInterFrameNotification", "")                  \
+  X(WatchdogAlloc, "Watchdog.Alloc", "bytes file line -> given")                                \
+  X(WatchdogFree, "Watchdog.Free", "block file line")                                           \
+  X(WatchdogGetBytesUsed, "Watchdog.GetBytesUsed", "-> bytes")                                  \
+  X(WatchdogGetBytesAvailable, "Watchdog.GetBytesAvailable", "-> bytes")                        \
+  X(WindowConfigure, "Window.Configure", "parameters -> usable")                                \
+  X(WindowConfigureWords, "Window.Configure", "words -> usable")                                \
+  X(WindowLoadMVX, "Window.LoadMVX", "-> accepted")                                             \
+  X(WindowCreatePlanes, "Window.CreatePlanes", "-> made")                                       \
+  X(WindowRunToCompletion, "Window.RunToCompletion", "-> complete")                             \
+  X(WindowLoadForLFD, "Window.LoadForLFD", "-> loaded")                                         \
+  X(WindowPlayForLFD, "Window.PlayForLFD", "-> complete")                                       \
+  X(WindowLoadMVXAsync, "Window.LoadMVXAsync", "-> accepted")                                   \
+  X(WindowPlay, "Window.Play", "-> accepted")                                                   \
+  X(WindowPause, "Window.Pause", "-> accepted")                                                 \
+  X(WindowTerminate, "Window.Terminate", "status -> accepted")                                  \
+  X(WindowSetRenderPlane, "Window.SetRenderPlane", "plane -> taken")                            \
+  X(WindowResetRenderPlane, "Window.ResetRenderPlane", "plane -> taken")                        \
+  X(WindowSetOutputPlane, "Window.SetOutputPlane", "plane -> taken")                            \
+  X(WindowSetActiveStageWindow, "Window.SetActiveStageWindow", "-> active")                     \
+  X(WindowIsActiveStageWindow, "Window.IsActiveStageWindow", "-> active")                       \
+  X(WindowMoveTo, "Window.MoveTo", "point -> false")                                            \
+  X(WindowResize, "Window.Resize", "dims deferred")                                             \
+  X(WindowResizeAndMove, "Window.ResizeAndMove", "dims point")                                  \
+  X(WindowSetVisible, "Window.SetVisible", "visible")                                           \
+  X(WindowIsVisible, "Window.IsVisible", "-> visible")                                          \
+  X(WindowSetAlpha, "Window.SetAlpha", "alpha")                                                 \
+  X(WindowDispatchKeyDown, "Window.DispatchKeyDown", "key")                                     \
+  X(WindowDispatchKeyUp, "Window.DispatchKeyUp", "key")                                         \
+  X(WindowDispatchMouseButtonDown, "Window.DispatchMouseButtonDown", "button x y")              \
+  X(WindowDispatchMouseButtonUp, "Window.DispatchMouseButtonUp", "button x y")                  \
+  X(WindowDispatchMouseMove, "Window.DispatchMouseMove", "x y")                                 \
+  X(WindowDispatchScrollWheelScroll, "Window.DispatchScrollWheelScroll", "direction delta")     \
+  X(WindowGetStageWindowStatus, "Window.GetStageWindowStatus", "-> status")                     \
+  X(WindowGetMVXAuthoredStageDims, "Window.GetMVXAuthoredStageDims", "-> dims")                 \
+  X(WindowGetStageDims, "Window.GetStageDims", "-> dims")                                       \
+  X(WindowGetRenderPlane, "Window.GetRenderPlane", "-> plane")                                  \
+  X(WindowGetOutputPlane, "Window.GetOutputPlane", "-> plane")                                  \
+  X(WindowGetMemoryWatchdog, "Window.GetMemoryWatchdog", "-> watchdog")                         \
+  X(WindowGetRectOnScreen, "Window.GetRectOnScreen", "-> rect")                                 \
+  X(WindowSetContext, "Window.SetContext", "name value")                                        \
+  X(WindowGetContext, "Window.GetContext", "name -> value")                                     \
+  X(WindowGetMemoryInfo, "Window.GetMemoryInfo", "-> used limit graphics")                      \
+  X(WindowIncrementGraphicsMemoryUsedCount, "Window.IncrementGraphicsMemoryUsedCount", "bytes") \
+  X(WindowDecrementGraphicsMemoryUsedCount, "Window.DecrementGraphicsMemoryUsedCount", "bytes") \
+  X(WindowUpdateProxyParameters, "Window.UpdateProxyParameters", "host port user password")     \
+  X(WindowRegisterNotifier, "Window.RegisterNotifier", "observer")                              \
+  X(WindowUnregisterNotifier, "Window.UnregisterNotifier", "observer")                          \
+  X(ServiceLockPersistentResources, "Service.LockPersistentResourcesOnStartup", "")             \
+  X(ServiceReleasePersistentResources, "Service.ReleasePersistentResourcesForShutdown", "")     \
+  X(ServiceInitParameters, "Service.InitParameters", "parameters -> zero parameters")           \
+  X(ServiceParseCommandLine, "Service.ParseCommandLineParameters",                              \
+    "words parameters -> good parameters")                                                      \
+  X(ServiceCreateStageWindow, "Service.CreateStageWindow", "-> window")                         \
+  X(ServiceCreateStageWindowFor, "Service.CreateStageWindow", "parameters -> window")           \
+  X(ServiceDestroyStageWindow, "Service.DestroyStageWindow", "window")                          \
+  X(ServiceShowUsage, "Service.ShowUsage", "program -> code")                                   \
+  X(ServiceShowUsageFor, "Service.ShowUsage", "program maxWindows -> code")                     \
+  X(ServiceSetKeyInputMode, "Service.SetKeyInputMode", "mode delay interval -> taken")          \
+  X(ServiceDispatchKeyDown, "Service.DispatchKeyDown", "key")                                   \
+  X(ServiceDispatchKeyUp, "Service.DispatchKeyUp", "key")                                       \
+  X(ServiceDispatchMouseButtonDown, "Service.DispatchMouseButtonDown", "button x y")            \
+  X(ServiceDispatchMouseButtonUp, "Service.DispatchMouseButtonUp", "button x y")                \
+  X(ServiceDispatchMouseMove, "Service.DispatchMouseMove", "x y")                               \
+  X(ServiceDispatchScrollWheelScroll, "Service.DispatchScrollWheelScroll", "direction delta")   \
+  X(ServiceStatusToString, "Service.StageWindowStatusToString", "status -> name")               \
+  X(ServiceGetPlexionDataDirectory, "Service.GetPlexionDataDirectory", "-> known directory")    \
+  X(ServiceGetPlexionBinDirectory, "Service.GetPlexionBinDirectory", "-> known directory")      \
+  X(ServiceGetPlexionBaseDirectory, "Service.GetPlexionBaseDirectory", "-> known directory")    \
+  X(ServiceGetPlexionFontDirectory, "Service.GetPlexionFontDirectory", "-> known directory")    \
+  X(ServiceGetUserPrivateDataDirectory, "Service.GetUserPrivateDataDirectory",                  \
+    "-> known directory")                                                                       \
+  X(ServiceGetPlexionTempDirectory, "Service.GetPlexionTempDirectory", "-> known directory")    \
+  X(ServiceGetPrivateTempFileDirectory, "Service.GetApplicationPrivateTempFileDirectory",       \
+    "-> known directory")                                                                       \
+  X(ServiceSetUserInputKey, "Service.SetUserInputKey", "key -> true")                           \
+  X(ServiceGetUserInputKey, "Service.GetUserInputKey", "-> key")                                \
+  X(ServiceSetWindowXID, "Service.SetWindowXID", "id -> true")                                  \
+  X(ServiceGetWindowXID, "Service.GetWindowXID", "-> id")                                       \
+  X(ServiceSetExitFlag, "Service.SetExitFlag", "")                                              \
+  X(ServiceGetExitFlag, "Service.GetExitFlag", "-> flag")                                       \
+  X(ServiceSetViewIndex, "Service.SetViewIndex", "index -> true")                               \
+  X(ServiceGetViewIndex, "Service.GetViewIndex", "-> index")                                    \
+  X(ServiceSetLastFrame, "Service.SetLastFrame", "given size value -> kept")                    \
+  X(ServiceGetLastFrame, "Service.GetLastFrame", "-> valid size value")                         \
+  X(ServiceSetStreamFrameRate, "Service.SetStreamFrameRate", "rate -> taken")                   \
+  X(ServiceGetStreamFrameRate, "Service.GetStreamFrameRate", "-> answer rate")                  \
+  X(ServiceIsRewindOrForward, "Service.IsRewindOrForward", "-> either")                         \
+  X(ServiceCreateSet, "Service.CreateAndConfigureStageWindowSet", "set words -> error set")     \
+  X(ServiceCreateSetUpTo, "Service.CreateAndConfigureStageWindowSet",                           \
+    "set words maxWindows -> error set")                                                        \
+  X(ServiceRunSet, "Service.RunStageWindowSetToCompletion", "set -> shown set")                 \
   X(ServiceDestroySet, "Service.DestroyStageWindowSet", "set")
 
 /// What is no call: said for who reads, never compared.
-#define PLEXION_RECORDED_NOTES(X)                              \
-  X(NoteThread, "thread", "number name")                       \
-  X(NoteObject, "live", "object label")                        \
-  X(NoteSnapshot, "snapshot", "threads objects")               \
-  X(NoteLockWaits, "waits for a lock", "mutex holder")         \
+#define PLEXION_RECORDED_NOTES(X)                      \
+  X(NoteThread, "thread", "number name")               \
+  X(NoteObject, "live", "object label")                \
+  X(NoteSnapshot, "snapshot", "threads objects")       \
+  X(NoteLockWaits, "waits for a lock", "mutex holder") \
   X(NoteEnd, "end", "reason")
 
 enum class Operation : uint16_t {

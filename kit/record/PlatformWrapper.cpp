@@ -114,7 +114,8 @@ class GraphicsFace final : public PlatformFace<platform::IGraphicsDriver> {
   }
 
  private:
-  /// The driver may replace the object. The old wrapper then stands for nothing.
+  /// The driver may replace the object. The old wrapper then stands for
+  /// nothing.
   template <typename Kind, typename Arguments, typename Make>
   bool Resize(Operation operation, Kind*& plane, const Arguments& arguments, const Make& make) {
     Kind* const before = plane;
@@ -204,8 +205,8 @@ Wrapped* MakeFace(Border& border, IQXModule* raw, IQXModule*& face) {
   return made;
 }
 
-/// Which interface a name stands for. A name that the contract does not have is a player runtime of
-/// the host's choosing: the module asks for no other.
+/// Which interface a name stands for. A name that the contract does not have is
+/// a player runtime of the host's choosing: the module asks for no other.
 Wrapped* MakeFaceFor(Border& border, const std::string& name, IQXModule* raw, IQXModule*& face) {
   if (name == "IFileSystem") return MakeFace<FileSystemFace>(border, raw, face);
   if (name == "IGraphicsDriver") return MakeFace<GraphicsFace>(border, raw, face);

@@ -10,8 +10,8 @@ namespace plexion_record {
 /// A player runtime's module; `face` is what the module gets.
 Wrapped* MakeRuntime(Border& border, IQXModule* raw, IQXModule*& face);
 
-/// The call that gives `object` back to the module `owner`: `destroy(raw)`. The wrapper goes first,
-/// before another object can have the address.
+/// The call that gives `object` back to the module `owner`: `destroy(raw)`. The
+/// wrapper goes first, before another object can have the address.
 template <typename Interface, typename Destroy>
 void GiveBack(Border& border, Wrapped& owner, Operation operation, Interface* object,
               const Destroy& destroy) {

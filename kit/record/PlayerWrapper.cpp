@@ -1,4 +1,5 @@
-// The player runtime, its instances, and what a host hears, as the module sees them.
+// The player runtime, its instances, and what a host hears, as the module sees
+// them.
 
 #include <algorithm>
 #include <cstring>
@@ -27,7 +28,8 @@ class InstanceFace final : public HostObject<MorvelInstance> {
           PutPlayerParameters(border_, to, parameters);
         },
         [&] {
-          // Of its own memory: the module's texts are not to be copied by another kernel's hands.
+          // Of its own memory: the module's texts are not to be copied by
+          // another kernel's hands.
           auto& notifier = const_cast<MorvelInstanceParameters&>(parameters).notifier;
           auto* const own = notifier;
           notifier = heard;
@@ -200,7 +202,8 @@ class RuntimeFace final : public IMorvelRuntimeLib, public Wrapped {
         instance != nullptr ? static_cast<InstanceFace*>(instance)->Notifier() : nullptr;
     GiveBack(border_, *this, Operation::kRuntimeDestroyMorvelInstance, instance,
              [&](MorvelInstance* its) { Raw()->DestroyMorvelInstance(its); });
-    // Nobody notifies any more, and the window still stands: its address is nobody else's yet.
+    // Nobody notifies any more, and the window still stands: its address is
+    // nobody else's yet.
     border_.Forget(notifier);
   }
 

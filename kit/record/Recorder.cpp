@@ -43,8 +43,9 @@ void UnloadModule(Border& border, Recorder::UnloadEntry unload, IQXModule* servi
   Wrapped* const wrapper = ServiceBack(service);
   CallIn(
       border, Operation::kModuleUnload, [&](Encoder& to) { border.PutObject(to, wrapper); },
-      [&] { unload(static_cast<IQXModule*>(const_cast<void*>(wrapper->behind))); }, [](Encoder&) {});
-  border.Forget(wrapper);
+      [&] { unload(static_cast<IQXModule*>(const_cast<void*>(wrapper->behind))); },
+      [](Encoder&) {});
+  border.ForgetModule();
 }
 
 }  // namespace plexion_record

@@ -77,26 +77,24 @@ bool RecordingFile::Open(const Settings& settings, std::string& error) {
   header.chunks = chunks_;
   header.pointerBits = 8 * sizeof(void*);
   header.operations = static_cast<uint32_t>(Operation::kCount);
-  header.startedUnixMs = static_cast<uint64_t>(
-      std::chrono::duration_cast<std::chrono::milliseconds>(
-          std::chrono::system_clock::now().time_since_epoch())
-          .count());
+  header.startedUnixMs =
+      static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                std::chrono::system_clock::now().time_since_epoch())
+                                .count());
   header.pixels = settings.pixels;
   std::memcpy(memory_, &header, sizeof header);
   chunk_ = used_ = 0;
   sequence_ = records_ = 0;
-  lastNs_ = 0;
+  lastNs_ = INT64_MIN;
   return true;
 }
 
 ChunkHeader& RecordingFile::Chunk(uint32_t index) const {
-  return *reinterpret_cast<ChunkHeader*>(memory_ + kFileHeaderBytes +
-                                         size_t{index} * chunkBytes_);
+  return *reinterpret_cast<ChunkHeader*>(memory_ + kFileHeaderBytes + size_t{index} * chunkBytes_);
 }
 
 bool RecordingFile::IsChunkFull(size_t fieldBytes) const {
-  return sequence_ == 0 ||
-         Chunk(chunk_).used + sizeof(RecordHeader) + fieldBytes > chunkBytes_;
+  return sequence_ == 0 || Chunk(chunk_).used + sizeof(RecordHeader) + fieldBytes > chunkBytes_;
 }
 
 void RecordingFile::NextChunk(int64_t timeNs) {

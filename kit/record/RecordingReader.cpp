@@ -131,6 +131,9 @@ std::string Recording::CheckRecord(const RecordHeader& header, size_t room,
       (IsInward(header.operation) && header.kind == RecordKind::kWhole)) {
     return std::string("a kind that ") + OperationName(header.operation) + " has not";
   }
+  if (!records_.empty() && header.timeNs < records_.back().header.timeNs) {
+    return "its time is before the record's before it";
+  }
   if (header.thread == 0 && header.kind != RecordKind::kNote) return "it has no thread";
   Decoder decoder(fields, header.bytes - sizeof header);
   Field field;

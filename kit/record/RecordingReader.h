@@ -21,15 +21,18 @@ struct Record {
   Decoder Fields() const { return Decoder(fields, fieldBytes); }
 };
 
-/// A recording in memory, in order. Every record has a known operation, a kind that goes with it and
-/// fields that can be read to the end; whatever has not, ends its chunk, and Faults says so.
+/// A recording in memory, in order. Every record has a known operation, a kind
+/// that goes with it and fields that can be read to the end; whatever has not,
+/// ends its chunk, and Faults says so.
 ///
-/// Move only the whole; records point into it. Thread: one at a time; any, once it is read.
+/// Move only the whole; records point into it. Thread: one at a time; any, once
+/// it is read.
 class Recording {
  public:
   static constexpr uint64_t kMostBytes = 8ULL << 30;
 
-  /// Returns  false with the reason in `error` when the file is no recording at all.
+  /// Returns  false with the reason in `error` when the file is no recording at
+  /// all.
   bool ReadFile(const std::string& path, std::string& error);
   /// `bytes` as of a file; kept.
   bool Read(std::vector<uint8_t> bytes, std::string& error);
@@ -42,8 +45,13 @@ class Recording {
   const std::vector<std::string>& Faults() const { return faults_; }
   /// "PlexionPlayer", or "thread 3".
   std::string ThreadName(uint32_t thread) const;
-  /// Nanoseconds of the first record.
-  int64_t BeginsNs() const { return records_.empty() ? 0 : records_.front().header.timeNs; }
+  /// Nanoseconds since the first record.
+  uint64_t ElapsedNs(const Record& record) const {
+    // Times never go back, so the difference has no sign, and what overflows on
+    // the way comes out right.
+    return static_cast<uint64_t>(record.header.timeNs) -
+           static_cast<uint64_t>(records_.front().header.timeNs);
+  }
 
  private:
   struct Chunk {

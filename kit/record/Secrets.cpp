@@ -35,7 +35,8 @@ bool IsNamePart(char each) {
          each == '.' || each == '%';
 }
 
-/// Whether a name speaks of a secret: "vncPassword", "api_key", "X-Auth-Token", "user_pin".
+/// Whether a name speaks of a secret: "vncPassword", "api_key", "X-Auth-Token",
+/// "user_pin".
 bool SpeaksOfSecret(std::string_view name) {
   std::string lower;
   for (const char each : name) {
@@ -46,7 +47,8 @@ bool SpeaksOfSecret(std::string_view name) {
         "accesskey", "access_key", "signature", "sessionid", "session_id"}) {
     if (lower.find(word) != std::string::npos) return true;
   }
-  // Short ones count as the last word only: "keyboard", "author" and "key-mode" are no secrets.
+  // Short ones count as the last word only: "keyboard", "author" and "key-mode"
+  // are no secrets.
   const size_t last = lower.find_last_of("_-.%");
   const std::string part = last != std::string::npos ? lower.substr(last + 1) : lower;
   for (const char* const word : {"pass", "pwd", "pw", "auth", "key", "pin", "sig"}) {
@@ -107,7 +109,8 @@ void Secrets::HideAddresses(std::string& text) {
     const size_t begin = at + 3;
     size_t end = text.find_first_of("/?# \t\n\"'<>", begin);
     if (end == std::string::npos) end = text.size();
-    // A password may hold '@' unescaped, against the rules: the last one ends it.
+    // A password may hold '@' unescaped, against the rules: the last one ends
+    // it.
     const size_t sign = text.rfind('@', end - 1);
     if (end == begin || sign == std::string::npos || sign < begin) continue;
     const size_t colon = text.find(':', begin);
@@ -180,7 +183,8 @@ void Secrets::LearnEnvironment(const char* const* variables) {
     const size_t sign = variable.find('=');
     if (sign == std::string_view::npos) continue;
     const std::string_view value = variable.substr(sign + 1);
-    // Only what cannot be a word of another meaning: "1" or a file's path would be found everywhere.
+    // Only what cannot be a word of another meaning: "1" or a file's path would
+    // be found everywhere.
     if (SpeaksOfSecret(variable.substr(0, sign)) && value.find('/') == std::string_view::npos) {
       Remember(value);
     }

@@ -12,7 +12,8 @@ using plexion::StageWindow;
 using plexion::StageWindowParameters;
 using plexion::StageWindowSet;
 
-/// The service has no interface of its own that crosses twice: it is found by ServiceBack alone.
+/// The service has no interface of its own that crosses twice: it is found by
+/// ServiceBack alone.
 struct ServiceKind {
   static constexpr ObjectKind kKind = ObjectKind::kService;
 };
@@ -31,9 +32,10 @@ class ServiceObject final : public ModuleObject<IPlexionSets, ServiceKind> {
   }
   int InitParameters(StageWindowParameters& parameters) override {
     int zero = 0;
-    WithParameters(Op::kServiceInitParameters, parameters, [](Encoder&) {},
-                   [&](StageWindowParameters& own) { zero = Raw()->InitParameters(own); },
-                   [&](Encoder& to) { to.Signed(zero); });
+    WithParameters(
+        Op::kServiceInitParameters, parameters, [](Encoder&) {},
+        [&](StageWindowParameters& own) { zero = Raw()->InitParameters(own); },
+        [&](Encoder& to) { to.Signed(zero); });
     return zero;
   }
   bool ParseCommandLineParameters(int argc, const char** argv,
@@ -243,8 +245,8 @@ class ServiceObject final : public ModuleObject<IPlexionSets, ServiceKind> {
     parameters = Outward(border_, own);
   }
 
-  /// The host's set has wrappers, the module's own has windows. Windows that the call destroys are
-  /// gone when it returns.
+  /// The host's set has wrappers, the module's own has windows. Windows that
+  /// the call destroys are gone when it returns.
   template <typename Arguments, typename Call, typename Results>
   void WithSet(Operation operation, StageWindowSet& set, const Arguments& arguments,
                const Call& call, const Results& results) {
@@ -284,9 +286,11 @@ class ServiceObject final : public ModuleObject<IPlexionSets, ServiceKind> {
     to.List(windows.size());
     for (StageWindow* const window : windows) border_.PutObject(to, WrapperOf(window));
   }
-  /// A module that keeps its objects elsewhere than the tracked memory: they are gone all the same.
+  /// A module that keeps its objects elsewhere than the tracked memory: they
+  /// are gone all the same.
   void EndDying(BorderThread& thread, const std::vector<Wrapped*>& before) {
-    for (size_t i = thread.dying.size(); i > before.size(); --i) border_.Forget(thread.dying[i - 1]);
+    for (size_t i = thread.dying.size(); i > before.size(); --i)
+      border_.Forget(thread.dying[i - 1]);
     thread.dying = before;
   }
 };
@@ -296,7 +300,9 @@ class ServiceObject final : public ModuleObject<IPlexionSets, ServiceKind> {
 Wrapped* MakeService(Border& border, IQXModule* raw) {
   return new ServiceObject(border, static_cast<IPlexionSets*>(raw));
 }
-plexion::IPlexionSets* ServiceFace(Wrapped* service) { return static_cast<ServiceObject*>(service); }
+plexion::IPlexionSets* ServiceFace(Wrapped* service) {
+  return static_cast<ServiceObject*>(service);
+}
 Wrapped* ServiceBack(IQXModule* face) {
   return static_cast<ServiceObject*>(static_cast<IPlexionSets*>(face));
 }

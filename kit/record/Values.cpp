@@ -12,7 +12,8 @@ namespace {
 using morvellib::MorvelInstanceParameters;
 using plexion::StageWindowParameters;
 
-/// The fields of the record that are passed on as they are, in the order in which they are recorded.
+/// The fields of the record that are passed on as they are, in the order in
+/// which they are recorded.
 template <typename Parameters, typename Each>
 void ForEachStageField(Parameters& p, const Each& each) {
   each(p.contentPath);
@@ -95,7 +96,8 @@ void ForEachPlayerField(Parameters& p, const Each& each) {
   each(p.instrument);
 }
 
-/// UTF-16 as UTF-8, without the text's own cache, which is the module's to fill.
+/// UTF-16 as UTF-8, without the text's own cache, which is the module's to
+/// fill.
 std::string Utf8Of(const QXString& text) {
   std::string utf8;
   const unsigned short* const units = text.Units();

@@ -1,4 +1,5 @@
-// The module's objects as the host sees them: windows, and what belongs to them.
+// The module's objects as the host sees them: windows, and what belongs to
+// them.
 
 #include "kit/record/Crossing.h"
 
@@ -32,7 +33,9 @@ class WindowFace final : public ModuleObject<StageWindow> {
     return usable;
   }
   bool LoadMVX() override { return Enter(Op::kWindowLoadMVX, &StageWindow::LoadMVX); }
-  bool CreatePlanes() override { return Enter(Op::kWindowCreatePlanes, &StageWindow::CreatePlanes); }
+  bool CreatePlanes() override {
+    return Enter(Op::kWindowCreatePlanes, &StageWindow::CreatePlanes);
+  }
   bool RunToCompletion() override {
     return Enter(Op::kWindowRunToCompletion, &StageWindow::RunToCompletion);
   }
@@ -125,8 +128,7 @@ class WindowFace final : public ModuleObject<StageWindow> {
     auto& self = const_cast<WindowFace&>(*this);
     plexion::Rect rect{};
     CallIn(
-        border_, Op::kWindowGetRectOnScreen,
-        [&](Encoder& to) { border_.PutObject(to, &self); },
+        border_, Op::kWindowGetRectOnScreen, [&](Encoder& to) { border_.PutObject(to, &self); },
         [&] { rect = Raw()->GetRectOnScreen(); }, [&](Encoder& to) { to.Rect(rect); });
     return rect;
   }

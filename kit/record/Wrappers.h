@@ -1,4 +1,5 @@
-// The objects of each side as the other side sees them: made, found and unwrapped.
+// The objects of each side as the other side sees them: made, found and
+// unwrapped.
 
 #ifndef KIT_RECORD_WRAPPERS_H_
 #define KIT_RECORD_WRAPPERS_H_
@@ -26,8 +27,8 @@ namespace platform = qx::platform;
 namespace plexion = qx::plexion;
 namespace morvellib = qx::core::morvellib;
 
-/// Of each interface that crosses: its kind, whose objects they are, and how a wrapper is made.
-/// `raw` is null for a host's object in a replay.
+/// Of each interface that crosses: its kind, whose objects they are, and how a
+/// wrapper is made. `raw` is null for a host's object in a replay.
 template <typename Interface>
 struct ObjectOf;
 
@@ -105,7 +106,8 @@ Wrapped* ServiceBack(IQXModule* face);
 IQXKernel* MakeKernel(Border& border);
 void DestroyKernel(IQXKernel* kernel);
 
-/// In a replay: what a thread of the module was started with. Runs it as Thread.Procedure.
+/// In a replay: what a thread of the module was started with. Runs it as
+/// Thread.Procedure.
 bool RunThreadProcedure(Border& border, Wrapped* thread);
 /// In a replay: an object of the host, made from a record alone.
 Wrapped* MakeHostObject(Border& border, ObjectKind kind);
@@ -126,8 +128,8 @@ void PutStatusData(Border& border, Encoder& to, const plexion::StageWindowStatus
 const plexion::StageWindowStatusData* TakeStatusData(Border& border, Decoder& from,
                                                      plexion::StageWindowStatusData& data,
                                                      plexion::Rect& rect);
-/// A text that crosses by reference, with what the host's reading left in it: its UTF-8 form is the
-/// module's to give back.
+/// A text that crosses by reference, with what the host's reading left in it:
+/// its UTF-8 form is the module's to give back.
 void PutString(Border& border, Encoder& to, const QXString& text);
 void TakeString(Decoder& from, QXString& text);
 /// The same of texts that the host was given to read alone.

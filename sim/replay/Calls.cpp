@@ -9,7 +9,8 @@
 
 namespace plexion_sim {
 
-using namespace plexion_record;  // NOLINT(google-build-using-namespace): it is all about these
+using namespace plexion_record;  // NOLINT(google-build-using-namespace): it is
+                                 // all about these
 using morvellib::MorvelInstanceNotifier;
 using plexion::IPlexion;
 using plexion::IPlexionSets;
@@ -20,7 +21,8 @@ using plexion::StageWindowSet;
 
 namespace {
 
-/// What a parameter of type P is given: taken from the record, or room for a result.
+/// What a parameter of type P is given: taken from the record, or room for a
+/// result.
 template <typename P>
 struct Given {
   using Value = std::remove_cv_t<std::remove_reference_t<P>>;
@@ -36,7 +38,8 @@ struct Given {
   }
 };
 
-/// Calls `method` with what the record has for its parameters, unless that is not there.
+/// Calls `method` with what the record has for its parameters, unless that is
+/// not there.
 template <typename I, typename C, typename R, typename... P>
 void Invoke(Border& border, Decoder& from, I* object, R (C::*method)(P...)) {
   std::tuple<Given<P>...> given;
@@ -52,8 +55,9 @@ I* TakeSelf(Border& border, Decoder& from) {
   return self;
 }
 
-/// Windows keep pointers to the texts of what they were made with, and to the record itself no longer
-/// than a call: texts live as long as the replay (Outside::Keep).
+/// Windows keep pointers to the texts of what they were made with, and to the
+/// record itself no longer than a call: texts live as long as the replay
+/// (Outside::Keep).
 StageWindowParameters* TakeRecord(Border& border, Decoder& from, StageWindowParameters& room) {
   room = TakeStageParameters(border, from);
   return &room;

@@ -42,7 +42,8 @@ constexpr uint64_t kMostObjects = 0xFFFFFFFF;
 SimOptions KernelOptions(Scheduler& scheduler) {
   SimOptions options;
   options.scheduler = &scheduler;
-  // The recorded order is the schedule: the simulated kernel has none of its own to offer.
+  // The recorded order is the schedule: the simulated kernel has none of its
+  // own to offer.
   options.decisionPoints = DecisionPoints::kSynchronisation;
   options.journal = false;
   options.timeLimit = IQXKernel::kInfinite;

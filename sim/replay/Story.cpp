@@ -19,7 +19,8 @@ using plexion_record::RecordKind;
 
 namespace {
 
-/// The names of the fields, one after the other; "->" stands before the results.
+/// The names of the fields, one after the other; "->" stands before the
+/// results.
 class FieldNames {
  public:
   explicit FieldNames(const char* text) : at_(text) {}
@@ -74,7 +75,8 @@ std::string Arguments(const Record& record, bool results) {
     Field self;
     fields.Next(self);
   }
-  // In a record of both the arrow takes a name's place; what is named wrongly then would mislead.
+  // In a record of both the arrow takes a name's place; what is named wrongly
+  // then would mislead.
   std::string plain(names);
   if (!results) {
     const size_t arrow = plain.find("->");
@@ -99,9 +101,9 @@ std::string CallName(const Record& record) {
 }
 
 std::string StoryLine(const Recording& recording, const Record& record, unsigned depth) {
-  const int64_t ns = record.header.timeNs - recording.BeginsNs();
+  const uint64_t ns = recording.ElapsedNs(record);
   char head[96];
-  std::snprintf(head, sizeof head, "%8" PRIu64 " %8" PRId64 ".%06" PRId64 "  ", record.number,
+  std::snprintf(head, sizeof head, "%8" PRIu64 " %8" PRIu64 ".%06" PRIu64 "  ", record.number,
                 ns / 1000000, ns % 1000000);
   std::string thread = recording.ThreadName(record.header.thread);
   thread.resize(std::max<size_t>(thread.size(), 26), ' ');
@@ -154,7 +156,7 @@ void WriteStory(const Recording& recording, bool all, void (*write)(const std::s
   const auto& records = recording.Records();
   write("recording of " + std::string(date) + ", " + std::to_string(header.pointerBits) +
         " bits, " + std::to_string(records.size()) + " records, " +
-        std::to_string((records.back().header.timeNs - recording.BeginsNs()) / 1000000) + " ms");
+        std::to_string(recording.ElapsedNs(records.back()) / 1000000) + " ms");
   for (const std::string& fault : recording.Faults()) write("fault: " + fault);
   write("> into the module, < out of it, = what a call returned, - a note");
   std::map<uint32_t, unsigned> depths;

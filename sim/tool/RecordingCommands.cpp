@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "sim/replay/Drawing.h"
 #include "sim/replay/Replay.h"
 #include "sim/replay/Story.h"
 
@@ -28,9 +29,17 @@ bool Open(const std::string& path, Recording& recording) {
 
 }  // namespace
 
-int ShowRecording(const std::string& path, bool all) {
+int ShowRecording(const std::string& path, bool all, const std::string& html) {
   Recording recording;
   if (!Open(path, recording)) return kUnreadable;
+  if (!html.empty()) {
+    std::ofstream file(html, std::ios::binary);
+    file << DrawRecording(recording);
+    file.close();
+    if (file) return kEqual;
+    std::fprintf(stderr, "plexion-sim: cannot write '%s'\n", html.c_str());
+    return kUsage;
+  }
   WriteStory(recording, all, [](const std::string& line) { std::printf("%s\n", line.c_str()); });
   return kEqual;
 }

@@ -25,24 +25,31 @@ namespace {
 constexpr char kUsage[] =
     "usage: plexion-sim list\n"
     "       plexion-sim run STORY [--seed N] [--late] [--journal FILE]\n"
-    "       plexion-sim explore STORY [--strategy random|pct|dfs] [--count N] [--seed N]\n"
-    "                   [--preemptions K] [--count-all] [--sync-only] [--late] [--save FILE]\n"
+    "       plexion-sim explore STORY [--strategy random|pct|dfs] [--count N] "
+    "[--seed N]\n"
+    "                   [--preemptions K] [--count-all] [--sync-only] [--late] "
+    "[--save FILE]\n"
     "       plexion-sim replay FILE [--journal FILE]\n"
     "       plexion-sim faults STORY|all [--seed N]\n"
     "       plexion-sim modules\n"
-    "       plexion-sim show FILE [--all]\n"
-    "       plexion-sim replay-recording FILE [--module OTHER.so] [--ignore-memory]\n"
+    "       plexion-sim show FILE [--all] [--html OUT]\n"
+    "       plexion-sim replay-recording FILE [--module OTHER.so] "
+    "[--ignore-memory]\n"
     "\n"
     "  --late        the clock may jump although somebody could run\n"
-    "  --count-all   dfs: every choice but the usual one counts as a preemption\n"
-    "  --sync-only   switch at threads, locks, events, sleeping and modules only\n"
+    "  --count-all   dfs: every choice but the usual one counts as a "
+    "preemption\n"
+    "  --sync-only   switch at threads, locks, events, sleeping and modules "
+    "only\n"
     "  --save FILE   where a failing schedule goes (default: STORY.schedule)\n"
     "\n"
     "  --all         show: memory and locks, too\n"
+    "  --html OUT    show: draw it\n"
     "  --module SO   replay with this module; else with the one in here\n"
     "  --ignore-memory  calls of the kernel's memory may differ\n"
     "\n"
-    "exit status: 0 all went well, 1 something was found or a replay differs, 2 usage,\n"
+    "exit status: 0 all went well, 1 something was found or a replay differs, "
+    "2 usage,\n"
     "             3 a recording cannot be read\n";
 
 int Usage(const std::string& what) {
@@ -75,11 +82,11 @@ struct Arguments {
 
 Arguments Read(int argc, char** argv) {
   static const std::map<std::string, bool> kKnown = {
-      {"--seed", true},          {"--journal", true},     {"--strategy", true},
-      {"--count", true},         {"--preemptions", true}, {"--count-all", false},
-      {"--late", false},         {"--sync-only", false},  {"--save", true},
-      {"--all", false},          {"--html", true},        {"--module", true},
-      {"--ignore-memory", false}};
+      {"--seed", true},   {"--journal", true},       {"--strategy", true},
+      {"--count", true},  {"--preemptions", true},   {"--count-all", false},
+      {"--late", false},  {"--sync-only", false},    {"--save", true},
+      {"--all", false},   {"--html", true},          {"--html", true},
+      {"--module", true}, {"--ignore-memory", false}};
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
@@ -217,8 +224,8 @@ int Replay(const std::string& path, const Arguments& arguments) {
   return Tell(*story, options, arguments, true);
 }
 
-/// One case in a process of its own, so that a crash is an outcome like any other.
-/// Returns  what was found; empty when all went well.
+/// One case in a process of its own, so that a crash is an outcome like any
+/// other. Returns  what was found; empty when all went well.
 std::string FailCall(const Story& story, const SimOptions& options, const FaultCase& fault) {
   int ends[2];
   if (pipe(ends) != 0) return std::string("pipe: ") + std::strerror(errno);
@@ -278,7 +285,8 @@ int FailCalls(const Story& story, Arguments& arguments) {
     }
   }
   std::printf(
-      "%-24s %5u calls, %5zu ways to fail: %5zu unnoticed, %4u refused cleanly, %2u left to the "
+      "%-24s %5u calls, %5zu ways to fail: %5zu unnoticed, %4u refused "
+      "cleanly, %2u left to the "
       "host, %u wrong\n",
       story.name.c_str(), sites, cases.size(), cases.size() - changed - left - bad, changed, left,
       bad);
@@ -319,7 +327,7 @@ int Main(int argc, char** argv) {
   if (command == "modules" && arguments.words.size() == 1) return MissingModules();
   if (arguments.words.size() != 2) return Usage("'" + command + "' with the wrong arguments");
   if (command == "show") {
-    return ShowRecording(arguments.words[1], arguments.Has("--all"));
+    return ShowRecording(arguments.words[1], arguments.Has("--all"), arguments.Text("--html", ""));
   }
   if (command == "replay-recording") {
     return ReplayRecordingFile(arguments.words[1], arguments.Text("--module", ""),
@@ -328,7 +336,8 @@ int Main(int argc, char** argv) {
   if (command == "replay") return Replay(arguments.words[1], arguments);
   if (command != "run" && command != "explore" && command != "faults") {
     return Usage("unknown command '" + command +
-                 "'; expected list, run, explore, replay, faults, modules, show, replay-recording");
+                 "'; expected list, run, explore, replay, faults, modules, "
+                 "show, replay-recording");
   }
   if (command == "faults" && arguments.words[1] == "all") {
     int status = 0;

@@ -104,6 +104,14 @@ def replay():
                      ".Resize(dims 400x225", "kErrorCorruptMovie", "kInfoWindowResized",
                      "Module.Unload", "PlexionPlayer"):
             expect(part in story.stdout, f"the story lacks '{part}'")
+        drawing = os.path.join(folder, "session.html")
+        drawn = sim("show", recording, "--html", drawing)
+        expect(drawn.returncode == 0, drawn.stdout)
+        with open(drawing) as file:
+            page = file.read()
+        expect("<svg" in page and "PlexionPlayer" in page and "http" not in page.replace(
+            "http://www.w3.org/2000/svg", ""), "a page that stands alone, with a lane for each thread")
+
         for module in ([], ["--module", os.path.join(os.path.dirname(options.launcher),
                                                      "IPlexion.so")]):
             same = sim("replay-recording", recording, *module)
