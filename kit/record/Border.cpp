@@ -228,7 +228,8 @@ const void* Border::FindOpaque(uint64_t number) {
     if (known == number) return pointer;
   }
   // Some address that is nobody's; the module only keeps it.
-  const void* const made = reinterpret_cast<const void*>(uintptr_t{0x1000} + 16 * number);
+  const void* const made =
+      reinterpret_cast<const void*>(static_cast<uintptr_t>(0x1000 + 16 * number));
   opaque_.emplace(made, number);
   return made;
 }

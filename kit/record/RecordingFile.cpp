@@ -18,7 +18,7 @@ namespace plexion_record {
 namespace {
 
 constexpr uint32_t kFewestChunks = 4;
-constexpr uint64_t kMostBytes = 8ULL << 30;
+constexpr uint64_t kMostBytes = 2047ULL << 20;  // a reader, also a small one, has to hold it
 
 std::string Reason(const std::string& path, const char* what) {
   return path + ": " + what + ": " + std::strerror(errno);

@@ -29,7 +29,7 @@ struct Record {
 /// it is read.
 class Recording {
  public:
-  static constexpr uint64_t kMostBytes = 8ULL << 30;
+  static constexpr size_t kMostBytes = size_t{1} << 31;
 
   /// Returns  false with the reason in `error` when the file is no recording at
   /// all.

@@ -266,7 +266,7 @@ class OptionTable {
             "replay",
             to.recordFile);
     Add("--record-size", "MB", "With --record: most that the file takes, from 1; else 64",
-        [&to](Text text) { return ReadCount(text, 1, 8191, "megabytes", to.recordMegabytes); });
+        [&to](Text text) { return ReadCount(text, 1, 2047, "megabytes", to.recordMegabytes); });
     Add("--record-minutes", "N",
         "With --record: keep the beginning and the last N minutes; else as many as there is room "
         "for",
