@@ -24,6 +24,9 @@ class IHostPlayer : public IQXModule {
   /// content is told when it is loaded. `parameters` are read during the call only.
   virtual void Prepare(const qx::plexion::StageWindowParameters& parameters) = 0;
 
+  /// What protects from content, in a line for people; empty when no content has had a process of its own.
+  virtual std::string Protection() = 0;
+
   /// A factor from 0 to 1 for the sound of what the window plays, on top of the content's own. It may
   /// come before the window is configured, and holds until Forget.
   virtual void SetVolume(const qx::plexion::StageWindow* window, double factor) = 0;

@@ -135,18 +135,24 @@ void Console::CallHook(void (*hook)(void*)) {
   insideHook_ = false;
 }
 
-void Console::KeepLastLines(const std::string& printable) {
+void Console::KeepLastLines(const std::string& printable, bool output) {
   for (std::string& line : SplitAt(printable, '\n')) {
     // The level in front of it is for the journal.
     if (line.size() > 3 && line[0] == '<' && line[2] == '>') line.erase(0, 3);
-    if (!line.empty()) lastLines_.push_back(std::move(line));
+    if (line.empty()) continue;
+    lastLines_.push_back({line.substr(0, kMostOfLastLine), output});
   }
   while (lastLines_.size() > kMostLastLines) lastLines_.pop_front();
 }
 
-std::vector<std::string> Console::LastLines() {
+std::vector<std::string> Console::LastLines(size_t most, bool all) {
   const RecursiveMutexLock lock(mutex_);
-  return {lastLines_.begin(), lastLines_.end()};
+  std::vector<std::string> lines;
+  for (const LastLine& line : lastLines_) {
+    if (all || !line.output) lines.push_back(line.text);
+  }
+  if (lines.size() > most) lines.erase(lines.begin(), lines.end() - static_cast<ptrdiff_t>(most));
+  return lines;
 }
 
 void Console::Write(Stream Console::*which, const std::string& text) {
@@ -154,7 +160,7 @@ void Console::Write(Stream Console::*which, const std::string& text) {
   std::string printable = Printable(text);
   const RecursiveMutexLock lock(mutex_);
   Stream& stream = this->*which;
-  if (which == &Console::error_) KeepLastLines(printable);
+  KeepLastLines(printable, which == &Console::output_);
   lineOpen_ = text.back() != '\n';
   // A hook writes as well: not to a terminal that takes nothing.
   const bool now = stream.kept.empty() && CanWrite(stream.fd);

@@ -38,7 +38,8 @@ namespace plexion_host {
 class Console final : public IHostConsole {
  public:
   static constexpr size_t kMaxKept = 1U << 20;
-  static constexpr size_t kMostLastLines = 50;
+  static constexpr size_t kMostLastLines = 500;
+  static constexpr size_t kMostOfLastLine = 2000;  ///< bytes of one that are remembered
 
   /// `outputFd` and `errorFd` stay the caller's.
   explicit Console(int outputFd = 1, int errorFd = 2) : output_(outputFd), error_(errorFd) {}
@@ -58,8 +59,9 @@ class Console final : public IHostConsole {
   /// left out.
   void Log(const LogRecord& record);
 
-  /// The last lines of the log, or what went to standard error; the oldest first, kMostLastLines at most.
-  std::vector<std::string> LastLines();
+  /// The last lines of the log, or what went to standard error; the oldest first, `most` at most and no
+  /// more than kMostLastLines. `all`: also those that went to standard output.
+  std::vector<std::string> LastLines(size_t most, bool all = false);
 
   /// Waits until what was kept has been written, as long as its reader takes something every now and
   /// then; what a reader does not take for so long is dropped.
@@ -92,10 +94,14 @@ class Console final : public IHostConsole {
 
   std::unique_ptr<OperatorLog> log_;  // constant once others print
 
-  void KeepLastLines(const std::string& printable) REQUIRES(mutex_);
+  struct LastLine {
+    std::string text;
+    bool output = false;
+  };
+  void KeepLastLines(const std::string& printable, bool output) REQUIRES(mutex_);
 
   RecursiveMutex mutex_;  // also the order of output
-  std::deque<std::string> lastLines_ GUARDED_BY(mutex_);
+  std::deque<LastLine> lastLines_ GUARDED_BY(mutex_);
   Stream output_ GUARDED_BY(mutex_);
   Stream error_ GUARDED_BY(mutex_);
   void (*before_)(void*) GUARDED_BY(mutex_) = nullptr;

@@ -27,6 +27,7 @@
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/control/SoundControl.h"
 #include "host/launcher/ctl/CtlCommand.h"
+#include "host/launcher/diagnose/Diagnosis.h"
 #include "host/launcher/health/HealthWatch.h"
 #include "host/launcher/options/Help.h"
 #include "host/launcher/process/EndWatch.h"
@@ -123,7 +124,9 @@ void ExportSettings(const LauncherOptions& options) {
   if (!path.empty()) {
     setenv(kDataDirectoryVariable, std::filesystem::absolute(path, error).c_str(), 1);
   }
-  if (options.isolation) setenv(kIsolationVariable, *options.isolation ? "on" : "off", 1);
+  // The variable alone says so for a whole suite, or a whole machine.
+  const bool given = options.isolation.has_value();
+  setenv(kIsolationVariable, options.isolation.value_or(true) ? "on" : "off", given ? 1 : 0);
   // Contents' processes find the engines where this one does.
   const char* const variable = "PLEXION_MODULE_PATH";
   const std::string modules =
@@ -152,6 +155,7 @@ class Launcher {
     EndContents();
     CloseInput();
     CloseDisplay();
+    WriteDiagnosis();
     UnloadService();
     CloseShell();
     return ExitCodeNow();
@@ -200,6 +204,7 @@ class Launcher {
   void EndContents();
   void CloseInput();
   void CloseDisplay();
+  void WriteDiagnosis();
   void UnloadService();
   void CloseShell();
 
@@ -233,6 +238,7 @@ class Launcher {
   SoundControl sound_;
   ModuleHandle<IHostPlayer> player_;  // under the sound control's lock
   OperatorShell shell_{kernel_, windows_, &session_.play, &sound_};
+  Diagnosis diagnosis_{kernel_, shell_.Context(), arguments_};
   LookSource lookSource_{shell_.Context(), kernel_};
   ModuleHandle<IHostLook> look_;
   ModuleHandle<qx::plexion::IPlexionSets> service_;
@@ -280,6 +286,8 @@ void Launcher::WatchEnd() {
                      (level.muted ? ", muted" : ""),
                  {{"event", "volume"}});
   });
+  shell_.Context().diagnosis = &diagnosis_;
+  if (!line_.options.diagnose.empty()) windows_.SetGoingHandler([this] { diagnosis_.Remember(); });
   windows_.SetPausePending(line_.options.pause);
   end_.Start([this] { windows_.RequestQuit(); }, [this] { return windows_.GetContents(); },
              [this] { return ExitCodeNow(); });
@@ -574,6 +582,13 @@ void Launcher::CloseDisplay() {
   if (displayOpen_ && display_) display_->Close();
   display_.Reset();
   driver_.Reset();
+}
+
+void Launcher::WriteDiagnosis() {
+  const std::string& path = line_.options.diagnose;
+  if (path.empty()) return;
+  if (diagnosis_.Write(path, error_)) return;
+  Fail(kExitContentError, "--diagnose: " + error_);
 }
 
 void Launcher::UnloadService() {

@@ -20,6 +20,8 @@
 
 namespace plexion_host {
 
+class Diagnosis;
+
 /// What the operator's commands work on. The windows are there for the whole of a run; display,
 /// graphics and input only in the middle of it.
 struct CommandContext {
@@ -28,8 +30,9 @@ struct CommandContext {
 
   IQXKernel& kernel;
   IHostWindows& windows;
-  PlayControls* play = nullptr;   ///< constant once commands run; null: nothing ever plays
-  SoundControl* sound = nullptr;  ///< likewise; null: there is no sound
+  PlayControls* play = nullptr;    ///< constant once commands run; null: nothing ever plays
+  SoundControl* sound = nullptr;   ///< likewise; null: there is no sound
+  Diagnosis* diagnosis = nullptr;  ///< likewise; null: bundles cannot be had
   const std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 
   /// Set by a command whose words were wrong, which is another failure than one of its work. One

@@ -3,7 +3,9 @@
 #include <cinttypes>
 #include <ctime>
 
+#include "host/base/Text.h"
 #include "host/launcher/commands/HostCommand.h"
+#include "host/launcher/diagnose/Diagnosis.h"
 
 namespace plexion_host {
 namespace {
@@ -15,6 +17,16 @@ bool Snapshot(CommandContext& context, const Arguments& arguments, std::string& 
     return false;
   }
   return context.display->SaveSnapshot(arguments.texts[0], error);
+}
+
+bool Diagnose(CommandContext& context, const Arguments& arguments, std::string& error) {
+  if (context.diagnosis == nullptr) {
+    error = "there is nothing to diagnose";
+    return false;
+  }
+  if (!context.diagnosis->Write(arguments.texts[0], error)) return false;
+  context.kernel.Printf("written to %s\n", PrintableWord(arguments.texts[0]).c_str());
+  return true;
 }
 
 bool Time(CommandContext& context, const Arguments&, std::string&) {
@@ -49,6 +61,10 @@ std::vector<CommandRule> LauncherCommands() {
        "saves the composed screen as a PNG file",
        {{"FILE", ArgumentRule::Kind::kText}},
        Snapshot},
+      {"diagnose",
+       "writes what a bug report needs as a tar file: versions, options, windows, log",
+       {{"FILE", ArgumentRule::Kind::kText}},
+       Diagnose},
       {"time", "tells the time, how long Plexion has run, and the frames presented", {}, Time},
       {"version", "tells Plexion's version", {}, Version},
       {"quit", "ends all contents and then Plexion", {}, Quit},

@@ -7,6 +7,13 @@
 
 namespace plexion_host {
 
+namespace {
+
+/// That the page shows.
+constexpr size_t kMostMessages = 50;
+
+}  // namespace
+
 uint64_t LookSource::GetFrameCount() {
   const MutexLock lock(context_.mutex);
   return context_.display != nullptr ? context_.display->GetFrameCount() : 0;
@@ -29,7 +36,7 @@ std::string LookSource::GetStatus() {
   } else {
     status["error"] = error;
   }
-  status["messages"] = kernel_.GetConsole().LastLines();
+  status["messages"] = kernel_.GetConsole().LastLines(kMostMessages);
   return status.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

@@ -233,10 +233,13 @@ class OptionTable {
     topic_ = "system";
     Add("--memory-limit", "BYTES[K|M]", "Let the content of each window allocate this much at most",
         [&to](Text text) { return ReadMemoryLimit(text, to.memoryLimitBytes); });
+    AddText("--diagnose", "FILE.tar",
+            "At the end write what a bug report needs: versions, options without passwords, "
+            "windows, log",
+            to.diagnose);
     Add("--isolation", "on|off",
         "Play each content in a process of its own, so that a crash or a hang ends nothing else; "
-        "else "
-        "off",
+        "else on",
         [&to](Text text) { return ReadOnOff(text, to.isolation); });
     topic_ = "operator";
     AddText("--shellsocket", "PATH", "Take the operator's commands from a Unix socket, too",

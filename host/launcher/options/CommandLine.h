@@ -56,7 +56,8 @@ struct LauncherOptions {
   bool signage = false;
   bool loop = false;
   std::optional<unsigned> restartFailed;  ///< how often; none: see MostRestarts
-  bool watch = false;  ///< content that is being written is read again when its files change
+  std::string diagnose;  ///< a tar file for a bug report, written at the end; empty: none
+  bool watch = false;    ///< content that is being written is read again when its files change
   std::optional<StartTime> startAt;
   int64_t loadTimeoutMs = 15000;     ///< with signage: a content that takes longer is left out
   std::string shellSocket;           ///< empty: none

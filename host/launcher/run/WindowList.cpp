@@ -88,6 +88,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
 }
 
 void WindowList::Destroy(StageWindow* window) {
+  if (windowGoing_) windowGoing_();
   const std::unique_ptr<WindowObserver> observer = TakeOut(window);
   PLEXION_CHECK(observer != nullptr, "a window is destroyed once");
   if (windowGone_) windowGone_(window);

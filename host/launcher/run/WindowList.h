@@ -47,6 +47,8 @@ class WindowList final : public IHostWindows {
     windowAdded_ = std::move(added);
     windowGone_ = std::move(gone);
   }
+  /// Called before a window is taken out of the list. Set before any thread is there.
+  void SetGoingHandler(std::function<void()> handler) { windowGoing_ = std::move(handler); }
   void SetKeyHandler(std::function<void(uint32_t)> handler) { keyHandler_ = std::move(handler); }
   /// "--pause" stands on the command line and nobody has said "go" yet.
   void SetPausePending(bool pending) { pausePending_ = pending; }
@@ -88,6 +90,7 @@ class WindowList final : public IHostWindows {
   std::function<void(const std::string&)> displayLostHandler_;
   std::function<void(const HostWindow&)> windowAdded_;
   std::function<void(const qx::plexion::StageWindow*)> windowGone_;
+  std::function<void()> windowGoing_;
   std::function<void(uint32_t)> keyHandler_;
   std::chrono::milliseconds keyUpDelay_{0};  // constant once there are windows
 

@@ -31,6 +31,8 @@ class EngineSource {
   virtual void Prepare(const ContentAddress& /*content*/) {}
   /// The same for content whose window is not there yet; its Prepare still comes. Thread: any.
   virtual void PrepareEarly(const ContentAddress& /*content*/) {}
+  /// As IHostPlayer's.
+  virtual std::string Protection() { return {}; }
 };
 
 /// The engines of this player: modules that are loaded when the first content asks for them and stay

@@ -26,6 +26,11 @@ void PlayerBoard::Prepare(const qx::plexion::StageWindowParameters& parameters) 
   if (engines_ != nullptr) engines_->PrepareEarly(content);
 }
 
+std::string PlayerBoard::Protection() {
+  const MutexLock lock(mutex_);
+  return engines_ == nullptr ? std::string() : engines_->Protection();
+}
+
 void PlayerBoard::Add(const qx::plexion::StageWindow* window, PlayerInstance* instance) {
   if (window == nullptr || instance == nullptr) return;
   const MutexLock lock(mutex_);

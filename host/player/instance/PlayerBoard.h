@@ -23,6 +23,7 @@ class PlayerBoard {
   /// Of the runtime, for as long as it is there; null from then on.
   void SetEngines(EngineSource* engines);
   void Prepare(const qx::plexion::StageWindowParameters& parameters);
+  std::string Protection();
 
   void Add(const qx::plexion::StageWindow* window, PlayerInstance* instance);
   void Remove(const PlayerInstance* instance);
@@ -49,6 +50,7 @@ class PlayerCommands final : public IHostPlayer {
   void Prepare(const qx::plexion::StageWindowParameters& parameters) override {
     PlayerBoard::Get().Prepare(parameters);
   }
+  std::string Protection() override { return PlayerBoard::Get().Protection(); }
   void SetVolume(const qx::plexion::StageWindow* window, double factor) override {
     PlayerBoard::Get().SetVolume(window, factor);
   }

@@ -25,6 +25,7 @@ class RemoteEngines final : public EngineSource {
   /// Has a process started and its libraries opened.
   void Prepare(const ContentAddress& content) override;
   void PrepareEarly(const ContentAddress& content) override;
+  std::string Protection() override { return processes_.Protection(); }
 
  private:
   Mutex mutex_;

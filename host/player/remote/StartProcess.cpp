@@ -136,7 +136,11 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
   orders.Place(sources[4].Get(), kAnswerBellDescriptor);
   pid_t id = 0;
   const int result = orders.Run(program, id);
-  if (result != 0) return failed(("cannot start " + program).c_str(), result);
+  if (result != 0) {
+    failed(("cannot start " + program).c_str(), result);
+    error += " (--isolation off plays content without it)";
+    return nullptr;
+  }
   process->id_ = id;
   process->handle_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, id, 0)));
   if (!process->handle_) {

@@ -15,6 +15,7 @@ import socket
 import struct
 import subprocess
 import sys
+import tarfile
 import tempfile
 import time
 import unittest
@@ -86,6 +87,14 @@ def read_png(path):
         rows.append([tuple(row[x * channels:x * channels + 3]) for x in range(width)])
         above = row
     return width, height, rows
+
+
+def read_bundle(path):
+    """The texts of a bundle for a bug report, by their names."""
+    assert os.stat(path).st_mode & 0o777 == 0o600, "for its owner's eyes"
+    with tarfile.open(path) as bundle:
+        return {os.path.basename(entry.name): bundle.extractfile(entry).read().decode()
+                for entry in bundle}
 
 
 class Story(unittest.TestCase):
@@ -342,6 +351,9 @@ class Operator(Story):
         self.assertRegex(self.type("time")[0], r"up \d+\.\d+ s, \d+ frames presented")
         self.assertEqual(["OK"], self.type("snapshot a.png"))
         self.assertEqual((255, 0, 0), self.pixel("a.png", SIZE // 2, SIZE // 2))
+        self.assertIn("OK", self.type("diagnose bundle.tar"))
+        self.assertIn("kStatusPlaying", read_bundle(self.path("bundle.tar"))["windows.txt"])
+        self.assertIn("ERROR", self.type("diagnose absent/bundle.tar")[-1])
         self.end()
 
     def test_content_waits_for_go_which_may_name_another(self):
@@ -867,8 +879,8 @@ class Ending(Story):
         self.assertFalse(os.path.exists(f"/tmp/.plexion/app-tmp/{process.pid}"))
 
 
-class Isolation(Story):
-    """Contents in processes of their own, ended by hand."""
+class IsolationStory(Story):
+    """Contents in processes of their own, which are found from outside."""
 
     def start(self, *arguments):
         process = subprocess.Popen(self.command("--isolation", "on", *arguments), cwd=self.folder,
@@ -899,6 +911,8 @@ class Isolation(Story):
             self.assertLess(time.monotonic(), deadline, what)
             time.sleep(0.02)
 
+
+class Isolation(IsolationStory):
     def test_one_that_crashes_ends_its_window_and_no_other(self):
         for number, name in ((signal.SIGSEGV, "SIGSEGV"), (signal.SIGKILL, "SIGKILL")):
             process = self.start("--exit-after", "4000", "long.mvx", "long.mvx")
@@ -931,6 +945,20 @@ class Isolation(Story):
             self.wait_for(lambda: not any(os.path.exists(f"/proc/{one}/exe") for one in contents),
                           "its processes go with it")
 
+    def test_a_bundle_for_a_bug_report_tells_what_was(self):
+        process = self.start("--diagnose", "bundle.tar", "--proxyauthentication", "me:hidden",
+                             "red.mvx", "cut.mvx")
+        process.communicate(timeout=60)
+        self.assertEqual(1, process.returncode)
+        texts = read_bundle(self.path("bundle.tar"))
+        self.assertIn("--proxyauthentication\n(left out)\n", texts["options.txt"])
+        self.assertNotIn("hidden", "".join(texts.values()))
+        self.assertIn("cut.mvx: kErrorCorruptMovie", texts["log.txt"])
+        self.assertIn("system call filter", texts["protection.txt"])
+        self.assertRegex(texts["windows.txt"], r"kStatusComplete .* red\.mvx|kErrorCorruptMovie .* cut\.mvx")
+        self.assertIn("libc", texts["versions.txt"])
+        self.assertIn("VmRSS", texts["memory.txt"])
+
     def test_one_that_failed_comes_back(self):
         process = self.start("--restart-failed", "1", "long.mvx")
         self.wait_for(lambda: self.contents(process.pid), "a process")
@@ -944,6 +972,104 @@ class Isolation(Story):
         self.assertEqual(1, process.returncode)
         self.assertEqual(1, err.count("comes back in 1 s (1 of 1)"), err)
         self.assertEqual(2, err.count("SIGSEGV"), err)
+
+
+class Killing(IsolationStory):
+    """Contents' processes that are ended at every moment, and what is left of them: nothing."""
+
+    def all_contents(self, launcher):
+        found = []
+        for task in os.listdir(f"/proc/{launcher}/task"):
+            with open(f"/proc/{launcher}/task/{task}/children", encoding="ascii") as children:
+                found += [int(child) for child in children.read().split()]
+        return found
+
+    def shared(self, process):
+        """What it shares with others: memory without a file, sockets, pipes."""
+        found = set()
+        for number in os.listdir(f"/proc/{process}/fd"):
+            try:
+                name = os.readlink(f"/proc/{process}/fd/{number}")
+                if name.startswith(("/memfd:plexion", "socket:", "pipe:")):
+                    status = os.stat(f"/proc/{process}/fd/{number}")
+                    found.add((status.st_dev, status.st_ino, name))
+            except OSError:
+                pass
+        return found
+
+    def who_has(self, shared):
+        """Processes of this machine that have any of it."""
+        own = {os.getpid(), os.getppid()}
+        return [process for process in map(int, filter(str.isdigit, os.listdir("/proc")))
+                if process not in own and os.access(f"/proc/{process}/fd", os.R_OK)
+                and self.shared_or_none(process) & shared]
+
+    def shared_or_none(self, process):
+        try:
+            return self.shared(process)
+        except OSError:
+            return set()
+
+    def expect_nothing_left(self, launcher, contents, shared):
+        self.wait_for(lambda: not any(os.path.exists(f"/proc/{one}/exe") for one in contents),
+                      "its processes go with it")
+        self.wait_for(lambda: not self.who_has(shared), f"{shared} are still there")
+        self.assertFalse(os.path.exists(f"/proc/{launcher}/exe"))
+
+    def test_at_every_moment_of_a_playlist_it_plays_on(self):
+        names = ["red-second.mvx", "green-second.mvx", "blue-second.mvx"]
+        for number in (signal.SIGSEGV, signal.SIGKILL, signal.SIGSTOP):
+            with self.subTest(number.name):
+                process = self.start("--signage", "--loop", "--restart-failed", "9", *names)
+                seen, ended = set(), 0
+                deadline = time.monotonic() + (12 if number == signal.SIGSTOP else 6)
+                while time.monotonic() < deadline:
+                    self.assertIsNone(process.poll(), "the launcher goes on")
+                    for one in self.all_contents(process.pid):
+                        if one in seen:
+                            continue
+                        seen.add(one)
+                        # Some at once, while they start or load, some while they play, some never.
+                        if len(seen) % 3 == 0:
+                            continue
+                        time.sleep(0.25 * (len(seen) % 4))
+                        try:
+                            os.kill(one, number)
+                            ended += 1
+                        except OSError:
+                            pass
+                    time.sleep(0.01)
+                shared = self.shared(process.pid)
+                contents = self.all_contents(process.pid)
+                process.send_signal(signal.SIGTERM)
+                _, err = process.communicate(timeout=60)
+                self.assertGreater(ended, 2, err)
+                self.assertIn(process.returncode, (0, 1), err)
+                self.assertNotIn("by force", err)
+                self.expect_nothing_left(process.pid, contents, shared)
+
+    def test_all_of_them_at_once_end_their_windows_alone(self):
+        process = self.start("--shellsocket", "socket", "long.mvx", "long.mvx", "--bgalpha", "3",
+                             "long.mvx")
+        self.wait_for(lambda: len(self.contents(process.pid)) == 3, "three processes")
+        contents, shared = self.contents(process.pid), self.shared(process.pid)
+        for one in contents:
+            os.kill(one, signal.SIGKILL)
+        _, err = process.communicate(timeout=60)
+        self.assertEqual(1, process.returncode, err)
+        self.assertEqual(3, err.count("kErrorFatalPlaybackError"), err)
+        self.expect_nothing_left(process.pid, contents, shared)
+        self.assertFalse(os.path.exists(self.path("socket")))
+
+    def test_a_killed_launcher_leaves_nothing_that_anybody_has(self):
+        process = self.start("long.mvx", "long.mvx")
+        self.wait_for(lambda: len(self.contents(process.pid)) == 2, "two processes")
+        contents, shared = self.contents(process.pid), self.shared(process.pid)
+        self.assertTrue([one for one in shared if "plexion-plane" in one[2]], "planes are shared")
+        self.assertTrue(self.who_has(shared), "the launcher has them")
+        process.kill()
+        process.wait(timeout=60)
+        self.expect_nothing_left(process.pid, contents, shared)
 
 
 def read_options():

@@ -12,6 +12,7 @@ using qx::plexion::StageWindow;
 class FakePlayer final : public IHostPlayer {
  public:
   void Prepare(const qx::plexion::StageWindowParameters&) override {}
+  std::string Protection() override { return {}; }
   void SetVolume(const StageWindow* window, double factor) override { volumes[window] = factor; }
   void Forget(const StageWindow* window) override { volumes.erase(window); }
   bool Seek(const StageWindow* window, double seconds, bool,
