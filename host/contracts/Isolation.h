@@ -4,7 +4,8 @@
 namespace plexion_host {
 
 /// Name of the environment variable by which the launcher's --isolation reaches the player runtime:
-/// "on" plays each content in a process of its own; everything else, and none, in the launcher.
+/// "on" plays each content in a process of its own; everything else, and none, in the process that
+/// loaded the runtime. The launcher sets "on" where nobody has set anything.
 constexpr const char* kIsolationVariable = "PLEXION_ISOLATION";
 
 /// And that by which --modulemap reaches contents' processes: lines of NAME:FILE.
