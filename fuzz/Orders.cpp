@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   SeekOrder seek;
   if (ReadSeek(record, seek, fault)) Require(std::isfinite(seek.seconds), "a moment");
   ContentOrder content;
-  ReadContent(record, Kind::kLoad, content, fault);
+  ReadContent(record, Kind::kProtect, content, fault);
   bool flag = false;
   ReadFlag(record, Kind::kPlaying, flag, fault);
   return 0;

@@ -36,6 +36,7 @@ void ContentHost::Send(const player::remote::Record& event) {
   // Waits for room: a launcher that does not come to read is not to be told more.
   while (send(socket_, &event, sizeof event, MSG_NOSIGNAL) < 0 && errno == EINTR) {
   }
+  ++sent_;
 }
 
 bool ContentHost::Cancelled() {

@@ -38,6 +38,8 @@ class ContentHost final : public player::EngineHost {
   /// The frame that was asked for is being worked out: the next request is a new one.
   void BeginFrame() { frameWanted_ = false; }
   void Send(const player::remote::Record& event);
+  /// Events so far.
+  uint32_t Sent() const { return sent_; }
 
  private:
   bool MayNotify() REQUIRES(mutex_);
@@ -46,6 +48,7 @@ class ContentHost final : public player::EngineHost {
   player::remote::CallPage& page_;
   player::PlayerSettings settings_;
   ContentMemory memory_;
+  std::atomic<uint32_t> sent_{0};
   std::atomic<bool> frameWanted_{false};
   std::atomic<bool> memoryRefused_{false};
 

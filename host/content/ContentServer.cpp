@@ -30,14 +30,18 @@ ContentServer::ContentServer(CallPage& page, std::vector<std::string> libraries)
 
 int ContentServer::Run() {
   host_.Send(MakeRecord(Kind::kReady));
-  pollfd waits[] = {{kSocketDescriptor, POLLIN, 0}, {kOrderBellDescriptor, POLLIN, 0}};
+  // In this order: of a bell that is found rung, what was sent before has been found as well.
+  pollfd waits[] = {{kOrderBellDescriptor, POLLIN, 0}, {kSocketDescriptor, POLLIN, 0}};
   for (;;) {
-    if (poll(waits, 2, -1) < 0 && errno != EINTR) return 1;
+    if (poll(waits, 2, -1) < 0) {
+      if (errno == EINTR) continue;
+      return 1;
+    }
     uint64_t rings = 0;
     const bool rung =
-        waits[1].revents != 0 && read(kOrderBellDescriptor, &rings, sizeof rings) == sizeof rings;
+        waits[0].revents != 0 && read(kOrderBellDescriptor, &rings, sizeof rings) == sizeof rings;
     // What was sent before the bell was rung comes first.
-    if (!TakeOrders()) break;
+    if (waits[1].revents != 0 && !TakeOrders()) break;
     if (!rung) continue;
     Record order;
     CopyRecord(page_.order, order);
@@ -134,7 +138,9 @@ void ContentServer::Answer(const Record& order) {
     if (!fault_.empty()) {
       answer = Misunderstood(std::exchange(fault_, {}));
     } else if (static_cast<Kind>(order.kind) == Kind::kLoad) {
-      answer = Load(order);
+      answer = Load();
+    } else if (static_cast<Kind>(order.kind) == Kind::kProtect) {
+      answer = Protect(order);
     } else if (engine_ == nullptr) {
       answer = Misunderstood("an order before there is content");
     } else if (static_cast<Kind>(order.kind) == Kind::kAdvance) {
@@ -151,6 +157,7 @@ void ContentServer::Answer(const Record& order) {
     answer = ErrorRecord(Kind::kFailed, {qx::plexion::kErrorFatalPlaybackError, exception.what()});
   }
   answer.serial = order.serial;
+  answer.events = host_.Sent();
   CopyRecord(answer, page_.answer);
   const uint64_t one = 1;
   const ssize_t written = write(kAnswerBellDescriptor, &one, sizeof one);
@@ -167,10 +174,10 @@ void ContentServer::OpenLibraries(ContentKind kind, const std::string& format) {
   opened_ = true;
 }
 
-Record ContentServer::Load(const Record& order) {
+Record ContentServer::Protect(const Record& order) {
   ContentOrder content;
   std::string fault;
-  if (!ReadContent(order, Kind::kLoad, content, fault)) return Misunderstood(fault);
+  if (!ReadContent(order, Kind::kProtect, content, fault)) return Misunderstood(fault);
   host_.GetMemory().SetLimit(content.memoryBytes);
   // Its libraries are opened while this process may still open everything; the content, not before it
   // may no longer.
@@ -178,8 +185,12 @@ Record ContentServer::Load(const Record& order) {
   Rights rights = RightsFor(content, address_, host_.Settings(),
                             player::SoundMayBeHeard(player::RealSoundSurroundings()));
   rights.read.insert(rights.read.end(), libraries_.begin(), libraries_.end());
-  host_.Send(ProtectedRecord(GiveUpRights(rights)));
+  protected_ = true;
+  return ProtectedRecord(GiveUpRights(rights));
+}
 
+Record ContentServer::Load() {
+  if (!protected_) return Misunderstood("content before rights are given up");
   EngineError error;
   player::ContentFacts facts;
   engine_ = engines_.OpenEngine(address_, host_, error);
@@ -209,7 +220,11 @@ Record ContentServer::Draw(const Record& order) {
   target.dims = memory_.Plane().dims;
   target.bgAlpha = draw.bgAlpha;
   target.everything = draw.everything;
-  return DrawnRecord(engine_->Draw(target));
+  if (!draw.step) return DrawnRecord(engine_->Draw(target));
+  host_.BeginFrame();
+  const player::StepResult moved = engine_->Advance(*draw.step);
+  const bool same = !moved.changed && !draw.everything;
+  return DrawnRecord(same ? player::DrawResult() : engine_->Draw(target), moved.nextPosition);
 }
 
 Record ContentServer::Seek(const Record& order) {

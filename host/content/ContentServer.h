@@ -30,7 +30,8 @@ class ContentServer {
   bool TakeOrders();
   bool TakeOrder(const player::remote::Record& order, int descriptor);
   void Answer(const player::remote::Record& order);
-  player::remote::Record Load(const player::remote::Record& order);
+  player::remote::Record Protect(const player::remote::Record& order);
+  player::remote::Record Load();
   player::remote::Record Advance(const player::remote::Record& order);
   player::remote::Record Draw(const player::remote::Record& order);
   player::remote::Record Seek(const player::remote::Record& order);
@@ -44,9 +45,10 @@ class ContentServer {
   std::unique_ptr<player::Engine> engine_;
   DrawMemory memory_;
   player::ContentAddress address_;
-  bool opened_ = false;  ///< its libraries, for the content that will come
-  std::string text_;     ///< pieces of the next order's text
-  std::string fault_;    ///< an order that could not be understood; the next answer says so
+  bool opened_ = false;     ///< its libraries, for the content that will come
+  bool protected_ = false;  ///< rights have been given up
+  std::string text_;        ///< pieces of the next order's text
+  std::string fault_;       ///< an order that could not be understood; the next answer says so
 };
 
 }  // namespace plexion_host::content

@@ -36,6 +36,18 @@ bool IsError(uint64_t status) {
 
 }  // namespace
 
+Record ProtectedRecord(const std::string& text) {
+  Record record = MakeRecord(Kind::kProtected);
+  PutText(record, text);
+  return record;
+}
+
+bool ReadProtected(const Record& record, std::string& text, std::string& fault) {
+  if (!IsOf(record, Kind::kProtected, fault)) return false;
+  text = ReadText(record);
+  return true;
+}
+
 Record LoadedRecord(const ContentFacts& facts) {
   Record record = MakeRecord(Kind::kLoaded);
   record.words[0] = facts.stageDims.width;
@@ -91,19 +103,20 @@ bool ReadAdvanced(const Record& record, StepResult& result, std::string& fault) 
   return true;
 }
 
-Record DrawnRecord(const DrawResult& result) {
+Record DrawnRecord(const DrawResult& result, uint64_t next) {
   Record record = MakeRecord(Kind::kDrawn);
   record.words[0] = result.drawn ? 1 : 0;
   record.words[1] = result.dirty.x;
   record.words[2] = result.dirty.y;
   record.words[3] = result.dirty.width;
   record.words[4] = result.dirty.height;
+  record.words[5] = next;
   PutText(record, result.failure);
   return record;
 }
 
 bool ReadDrawn(const Record& record, const qx::plexion::Dims& dims, DrawResult& result,
-               std::string& fault) {
+               uint64_t& next, std::string& fault) {
   if (!IsOf(record, Kind::kDrawn, fault)) return false;
   if (!ReadFlag(record.words[0], result.drawn)) return Refuse(fault, "no flag for a picture");
   const uint64_t* const rect = record.words + 1;
@@ -115,6 +128,7 @@ bool ReadDrawn(const Record& record, const qx::plexion::Dims& dims, DrawResult& 
   result.dirty = {static_cast<uint32_t>(rect[0]), static_cast<uint32_t>(rect[1]),
                   static_cast<uint32_t>(rect[2]), static_cast<uint32_t>(rect[3])};
   result.failure = ReadText(record);
+  next = record.words[5];  // as ReadAdvanced: any moment will do
   return true;
 }
 
@@ -153,12 +167,6 @@ Record NoMemoryRecord(uint64_t bytes) {
   return record;
 }
 
-Record ProtectedRecord(const std::string& text) {
-  Record record = MakeRecord(Kind::kProtected);
-  PutText(record, text);
-  return record;
-}
-
 bool ReadEvent(const Record& record, Event& event, std::string& fault) {
   event = Event();
   event.kind = static_cast<Kind>(record.kind);
@@ -167,9 +175,6 @@ bool ReadEvent(const Record& record, Event& event, std::string& fault) {
     case Kind::kReady:
     case Kind::kFrameWanted:
     case Kind::kComplete:
-      return true;
-    case Kind::kProtected:
-      event.text = ReadText(record);
       return true;
     case Kind::kProgress:
       if (record.words[0] > 100) return Refuse(fault, "progress beyond 100 percent");

@@ -17,6 +17,9 @@
 
 namespace plexion_host::player::remote {
 
+Record ProtectedRecord(const std::string& text);
+bool ReadProtected(const Record& record, std::string& text, std::string& fault);
+
 Record LoadedRecord(const ContentFacts& facts);
 bool ReadLoaded(const Record& record, ContentFacts& facts, std::string& fault);
 
@@ -28,10 +31,11 @@ bool ReadError(const Record& record, EngineError& error, std::string& fault);
 Record AdvancedRecord(const StepResult& result);
 bool ReadAdvanced(const Record& record, StepResult& result, std::string& fault);
 
-Record DrawnRecord(const DrawResult& result);
+/// `next`: of a draw with a step, as StepResult's.
+Record DrawnRecord(const DrawResult& result, uint64_t next = kNoFrame);
 /// The dirty rectangle that is read lies within `dims`.
 bool ReadDrawn(const Record& record, const qx::plexion::Dims& dims, DrawResult& result,
-               std::string& fault);
+               uint64_t& next, std::string& fault);
 
 /// `fault` of the answer is empty when the content went there.
 Record SoughtRecord(const std::string& fault);
@@ -42,13 +46,11 @@ struct Event {
   unsigned percent = 0;  ///< kProgress: 0 to 100
   uint64_t bytes = 0;    ///< kNoMemory
   EngineError error;     ///< kGaveUp; kNotice uses all of it, with an event's status
-  std::string text;      ///< kProtected
 };
 
 Record ProgressRecord(unsigned percent);
 Record NoticeRecord(qx::plexion::StageWindowStatus event, const std::string& message);
 Record NoMemoryRecord(uint64_t bytes);
-Record ProtectedRecord(const std::string& text);
 /// Any event.
 bool ReadEvent(const Record& record, Event& event, std::string& fault);
 

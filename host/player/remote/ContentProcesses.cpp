@@ -21,6 +21,8 @@ namespace plexion_host::player::remote {
 namespace {
 
 constexpr std::chrono::milliseconds kPeriod{250};
+/// While a process takes memory fast: its limit is to end it before the machine swaps.
+constexpr std::chrono::milliseconds kShortPeriod{20};
 constexpr int kGentleMs = 500;
 /// What it prints is read no faster than that; a process whose pipe is full waits, or leaves something out.
 constexpr double kPrintedPerSecond = 256 * 1024;
@@ -131,7 +133,7 @@ void ContentProcesses::Run() {
                                   [](const ChildPointer& child) { return child->taken; });
     epoll_event events[16];
     const int count =
-        epoll_wait(epoll_.Get(), events, 16, busy ? static_cast<int>(kPeriod.count()) : -1);
+        epoll_wait(epoll_.Get(), events, 16, busy ? static_cast<int>(period_.count()) : -1);
     for (int i = 0; i < count; ++i) {
       const int descriptor = events[i].data.fd;
       if (descriptor == wake_.Fd()) {
@@ -141,7 +143,7 @@ void ContentProcesses::Run() {
         Serve(child, descriptor);
       }
     }
-    if (Clock::now() - lookedAround_ >= kPeriod) LookAround();
+    if (Clock::now() - lookedAround_ >= period_) LookAround();
   }
   for (const ChildPointer& child : children_) child->process->Kill();
 }
@@ -278,7 +280,10 @@ void ContentProcesses::LookAround() {
     child->outputPaused = false;
     Add(epoll_, child->process->Output());
   }
-  for (const ChildPointer& child : children_) child->events->TellMemory();
+  period_ = kPeriod;
+  for (const ChildPointer& child : children_) {
+    if (child->events->TellMemory()) period_ = kShortPeriod;
+  }
 }
 
 }  // namespace plexion_host::player::remote

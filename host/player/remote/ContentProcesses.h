@@ -29,7 +29,7 @@ struct TakenProcess {
 /// those that have ended. All on one thread of its own, "PlexionContent", so that no thread that shows
 /// something ever waits for a process. That thread lives as long as this does, and no process longer.
 ///
-/// One process that nobody has asked for yet is kept waiting, so that the next content finds it started.
+/// Processes that were asked for by Prepare wait with their libraries opened until they are taken.
 ///
 /// Thread   any.
 class ContentProcesses {
@@ -105,6 +105,7 @@ class ContentProcesses {
   // The thread's own.
   std::list<ChildPointer> children_;
   Clock::time_point lookedAround_;
+  std::chrono::milliseconds period_{0};  ///< of looking around
   bool quit_ = false;
 
   NamedThread thread_;

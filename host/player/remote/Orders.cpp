@@ -15,25 +15,29 @@ uint64_t Pair(uint32_t high, uint32_t low) { return uint64_t{high} << 32 | low; 
 uint32_t High(uint64_t word) { return static_cast<uint32_t>(word >> 32); }
 uint32_t Low(uint64_t word) { return static_cast<uint32_t>(word); }
 
+void PutStep(const FrameStep& step, uint64_t* words) {
+  words[0] = step.frame;
+  words[1] = step.pass;
+  words[2] = step.position;
+  words[3] = step.playing ? 1 : 0;
+}
+
+bool TakeStep(const uint64_t* words, FrameStep& step, std::string& fault) {
+  if (words[3] > 1) return Refuse(fault, "no flag for playing");
+  step = {words[0], words[1], words[2], words[3] == 1};
+  return true;
+}
+
 }  // namespace
 
 Record StepRecord(const FrameStep& step) {
   Record record = MakeRecord(Kind::kAdvance);
-  record.words[0] = step.frame;
-  record.words[1] = step.pass;
-  record.words[2] = step.position;
-  record.words[3] = step.playing ? 1 : 0;
+  PutStep(step, record.words);
   return record;
 }
 
 bool ReadStep(const Record& record, FrameStep& step, std::string& fault) {
-  if (!IsOf(record, Kind::kAdvance, fault)) return false;
-  if (record.words[3] > 1) return Refuse(fault, "no flag for playing");
-  step.frame = record.words[0];
-  step.pass = record.words[1];
-  step.position = record.words[2];
-  step.playing = record.words[3] == 1;
-  return true;
+  return IsOf(record, Kind::kAdvance, fault) && TakeStep(record.words, step, fault);
 }
 
 Record InputRecord(const InputEvent& event) {
@@ -99,6 +103,8 @@ Record DrawRecord(const DrawOrder& order) {
   Record record = MakeRecord(Kind::kDraw);
   record.words[0] = order.bgAlpha;
   record.words[1] = order.everything ? 1 : 0;
+  record.words[2] = order.step ? 1 : 0;
+  if (order.step) PutStep(*order.step, record.words + 3);
   return record;
 }
 
@@ -108,6 +114,9 @@ bool ReadDraw(const Record& record, DrawOrder& order, std::string& fault) {
   if (record.words[1] > 1) return Refuse(fault, "no flag for the whole picture");
   order.bgAlpha = static_cast<uint8_t>(record.words[0]);
   order.everything = record.words[1] == 1;
+  if (record.words[2] > 1) return Refuse(fault, "no flag for a step");
+  if (record.words[2] == 1 && !TakeStep(record.words + 3, order.step.emplace(), fault))
+    return false;
   return true;
 }
 

@@ -3,6 +3,7 @@
 #ifndef HOST_PLAYER_REMOTE_ORDERS_H_
 #define HOST_PLAYER_REMOTE_ORDERS_H_
 
+#include <optional>
 #include <string>
 
 #include "host/player/Engine.h"
@@ -35,6 +36,8 @@ bool ReadPlane(const Record& record, PlaneMemory& plane, std::string& fault);
 struct DrawOrder {
   uint8_t bgAlpha = 255;
   bool everything = false;
+  /// Moved to before it is drawn; what stands still then is not drawn.
+  std::optional<FrameStep> step = {};
 };
 Record DrawRecord(const DrawOrder& order);
 bool ReadDraw(const Record& record, DrawOrder& order, std::string& fault);
@@ -52,7 +55,7 @@ bool ReadFlag(const Record& record, Kind kind, bool& flag, std::string& fault);
 Record VolumeRecord(double volume);
 bool ReadVolume(const Record& record, double& volume, std::string& fault);
 
-/// Content of a kind, and whether its address is on the network. For Kind::kPrepare and Kind::kLoad.
+/// Content of a kind, and whether it may use the network. For Kind::kPrepare and Kind::kProtect.
 struct ContentOrder {
   ContentKind kind = ContentKind::kUnknown;
   bool network = false;

@@ -21,6 +21,9 @@ constexpr double kMostCredit = 8000;
 /// From one process before the others have their turn.
 constexpr int kMostInTurn = 64;
 
+/// Between two looks at what a process uses; from then on it is looked at more often.
+constexpr uint64_t kFastGrowth = uint64_t{32} << 20;
+
 }  // namespace
 
 void ProtectionNote::Tell(const std::string& text) {
@@ -70,6 +73,7 @@ ProcessEvents::Left ProcessEvents::Read() {
     const ssize_t bytes = recvmsg(process_.Socket(), &message, MSG_DONTWAIT);
     if (bytes < 0 && errno == EINTR) continue;
     if (bytes <= 0) return bytes == 0 ? Left::kClosed : Left::kNothing;
+    ++heard_;
     TakeCredit();
     credit_ -= 1;
     Event event;
@@ -82,7 +86,7 @@ ProcessEvents::Left ProcessEvents::Read() {
     }
     if (listener_ == nullptr) continue;
     if (whole && ReadEvent(record, event, fault)) {
-      Tell(event);
+      listener_->OnEvent(event);
     } else {
       End({qx::plexion::kErrorFatalPlaybackError,
            "the content's process was ended: it sent " + fault});
@@ -96,12 +100,20 @@ void ProcessEvents::ReadAll() {
   }
 }
 
-void ProcessEvents::Tell(const Event& event) {
-  if (event.kind != Kind::kProtected) return listener_->OnEvent(event);
-  // Once: content could say so again.
-  if (std::exchange(loads_, true)) return;
-  listener_->OnMemory(process_.Memory());
-  protection_.Tell(event.text);
+void ProcessEvents::ReadBefore(uint32_t events) {
+  // Hardly any answer has events before it. Who lies here hears of its own events late.
+  if (events != heard_) ReadAll();
+}
+
+void ProcessEvents::BeginContent(const std::string& protection) {
+  {
+    const MutexLock lock(mutex_);
+    const ProcessMemory memory = process_.Memory();
+    hasContent_ = true;
+    usedBytes_ = memory.ownBytes + memory.sharedBytes;
+    if (listener_ != nullptr) listener_->OnMemory(memory);
+  }
+  protection_.Tell(protection);
 }
 
 void ProcessEvents::End(const EngineError& error) {
@@ -109,9 +121,14 @@ void ProcessEvents::End(const EngineError& error) {
   if (listener_ != nullptr) std::exchange(listener_, nullptr)->OnEnd(error);
 }
 
-void ProcessEvents::TellMemory() {
+bool ProcessEvents::TellMemory() {
   const MutexLock lock(mutex_);
-  if (listener_ != nullptr && loads_) listener_->OnMemory(process_.Memory());
+  if (listener_ == nullptr || !hasContent_) return false;
+  const ProcessMemory memory = process_.Memory();
+  const uint64_t used = memory.ownBytes + memory.sharedBytes;
+  const uint64_t before = std::exchange(usedBytes_, used);
+  listener_->OnMemory(memory);
+  return used > before && used - before > kFastGrowth;
 }
 
 void ProcessEvents::TellEnd(const EngineError& error) {

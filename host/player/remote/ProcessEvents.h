@@ -3,6 +3,7 @@
 #ifndef HOST_PLAYER_REMOTE_PROCESSEVENTS_H_
 #define HOST_PLAYER_REMOTE_PROCESSEVENTS_H_
 
+#include <atomic>
 #include <chrono>
 #include <string>
 
@@ -59,12 +60,16 @@ class ProcessEvents {
   };
   /// Reads what has come, from a process that says a lot not all at once.
   Left Read();
-  /// All that has come: what was said before an answer is heard before it. The most that content may say
-  /// at once, which takes some milliseconds.
+  /// All that has come: the most that content may say at once, which takes some milliseconds.
   void ReadAll();
+  /// What was said before an answer is heard before it; `events` as the answer counts them.
+  void ReadBefore(uint32_t events);
 
-  /// Tells what the process uses, once it is about to take content.
-  void TellMemory();
+  /// The process is about to take content, protected by what it says: what it uses now is its own, and
+  /// told at once; what it uses from now on is the content's.
+  void BeginContent(const std::string& protection);
+  /// Tells what the process uses, if there is content. Returns  true when that grows fast.
+  bool TellMemory();
   void TellEnd(const EngineError& error);
   bool HasListener() const;
 
@@ -72,15 +77,16 @@ class ProcessEvents {
   using Clock = std::chrono::steady_clock;
 
   void TakeCredit() REQUIRES(mutex_);
-  void Tell(const Event& event) REQUIRES(mutex_);
   void End(const EngineError& error) REQUIRES(mutex_);
 
   ContentProcess& process_;
   ProtectionNote& protection_;
+  std::atomic<uint32_t> heard_{0};
   mutable Mutex mutex_;
   ProcessListener* listener_ GUARDED_BY(mutex_) = nullptr;
-  bool loads_ GUARDED_BY(mutex_) = false;  ///< it is about to take content, or has
-  double credit_ GUARDED_BY(mutex_);       ///< records that it may still send now
+  bool hasContent_ GUARDED_BY(mutex_) = false;
+  uint64_t usedBytes_ GUARDED_BY(mutex_) = 0;  ///< when it was looked at last
+  double credit_ GUARDED_BY(mutex_);           ///< records that it may still send now
   Clock::time_point credited_ GUARDED_BY(mutex_);
 };
 

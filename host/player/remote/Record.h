@@ -17,7 +17,7 @@ namespace plexion_host::player::remote {
 enum class Kind : uint32_t {
   // Orders without an answer, over the socket, in the order in which they are sent.
   kText = 1,  ///< a piece of a text; the next other order gets all pieces since the last one
-  kPrepare,   ///< content of a kind will come: words as of kLoad; text: its format
+  kPrepare,   ///< content of a kind will come: words as of kProtect; text: its format
   kSettings,  ///< text: see SettingsText.h
   kAddress,   ///< text: see SettingsText.h
   kInput,     ///< see InputRecord
@@ -26,19 +26,20 @@ enum class Kind : uint32_t {
   kVolume,    ///< words[0]: the bits of a double from 0 to 1
   kPlane,  ///< with the memory's descriptor; words: width, height, pitch in bytes, memory's bytes
   // Orders with an answer, by way of the page.
-  kLoad = 32,  ///< words: ContentKind, may use the network, bytes of memory
-  kAdvance,    ///< words: frame, pass, position, playing
-  kDraw,       ///< words: background alpha, everything
-  kSeek,       ///< words: bits of seconds, relative
+  kProtect = 32,  ///< words: ContentKind, may use the network, bytes of memory
+  kLoad,
+  kAdvance,  ///< words: frame, pass, position, playing
+  kDraw,     ///< words: background alpha, everything, has a step, and that as of kAdvance
+  kSeek,     ///< words: bits of seconds, relative
   // Answers, by way of the page.
-  kLoaded = 64,  ///< words: width, height, bits of frames a second, frames
-  kFailed,       ///< words[0]: StageWindowStatus; text: why
-  kAdvanced,     ///< words: changed, next position
-  kDrawn,        ///< words: drawn, dirty x, y, width, height; text: what could not be drawn
-  kSought,       ///< words[0]: done; text: why not
+  kProtected = 64,  ///< text: what protects, now that the content is about to be taken
+  kLoaded,          ///< words: width, height, bits of frames a second, frames
+  kFailed,          ///< words[0]: StageWindowStatus; text: why
+  kAdvanced,        ///< words: changed, next position
+  kDrawn,  ///< words: drawn, dirty x, y, width, height, next position; text: what could not be drawn
+  kSought,  ///< words[0]: done; text: why not
   // Events, over the socket.
   kReady = 96,   ///< the process has its modules; it waits for content
-  kProtected,    ///< text: what protects, once the content is about to be taken
   kProgress,     ///< words[0]: percent
   kFrameWanted,  ///< see EngineHost::RequestFrame
   kComplete,     ///< see EngineHost::Complete
@@ -53,7 +54,7 @@ struct Record {
   uint32_t kind = 0;
   uint32_t serial = 0;     ///< of an order with an answer, and of that answer
   uint32_t textBytes = 0;  ///< of `text`
-  uint32_t reserved = 0;
+  uint32_t events = 0;     ///< of an answer: that were sent before it
   uint64_t words[8] = {};
   char text[944] = {};
 };

@@ -16,6 +16,8 @@ using std::chrono::nanoseconds;
 
 /// Between the end of a process and the thread that collects it.
 constexpr milliseconds kCollecting{2000};
+/// So many frames after each other, and the next one will probably differ as well.
+constexpr unsigned kSteadyFrames = 3;
 
 std::string Seconds(milliseconds time) { return std::to_string(time.count() / 1000) + " s"; }
 
@@ -43,8 +45,9 @@ bool RemoteEngine::Load(const ContentAddress& content, ContentFacts& facts, Engi
   taken_ = processes_.Take(order_, *this, error.message);
   if (taken_.process == nullptr) return false;
   Record answer;
-  CallEnd end = SendLoad(content) ? CallLoad(answer) : CallEnd::kNotTaken;
   std::string fault;
+  CallEnd end = SendLoad(content) ? CallProtect(answer, fault) : CallEnd::kNotTaken;
+  if (end == CallEnd::kAnswered && fault.empty()) end = CallLoad(Kind::kLoad, answer);
   if (end == CallEnd::kAnswered && ReadLoaded(answer, facts, fault)) {
     const MutexLock lock(mutex_);
     loaded_ = !ended_;
@@ -66,12 +69,21 @@ bool RemoteEngine::SendLoad(const ContentAddress& content) {
          taken_.process->SendText(MakeRecord(Kind::kAddress), address);
 }
 
-CallEnd RemoteEngine::CallLoad(Record& answer) {
+CallEnd RemoteEngine::CallProtect(Record& answer, std::string& fault) {
+  const CallEnd end = CallLoad(Kind::kProtect, answer);
+  std::string protection;
+  if (end == CallEnd::kAnswered && ReadProtected(answer, protection, fault)) {
+    taken_.events->BeginContent(protection);
+  }
+  return end;
+}
+
+CallEnd RemoteEngine::CallLoad(Kind kind, Record& answer) {
   ContentOrder order = order_;
   if (host_.Memory() != nullptr) order.memoryBytes = host_.Memory()->GetBytesAvailable();
   uint32_t signs = taken_.process->LifeSigns();
   auto seen = Clock::now();
-  const CallEnd end = taken_.process->Call(ContentRecord(Kind::kLoad, order), answer, [&] {
+  const CallEnd end = taken_.process->Call(ContentRecord(kind, order), answer, [&] {
     ReportProgress();
     if (host_.Cancelled()) return false;
     if (std::exchange(signs, taken_.process->LifeSigns()) != taken_.process->LifeSigns())
@@ -131,11 +143,22 @@ bool RemoteEngine::Seek(double seconds, bool relative, std::string& fault) {
 }
 
 StepResult RemoteEngine::Advance(const FrameStep& step) {
+  // Only movies: their moments take no time to speak of, and whoever wants the plane waits for a Draw.
+  if (order_.kind == ContentKind::kMovie && step.playing && steadyFrames_ >= kSteadyFrames) {
+    pending_ = step;
+    return {true, step.position + 1};
+  }
+  pending_.reset();
   StepResult result;
   result.nextPosition = kNoFrame;
   Record answer;
   std::string fault;
-  if (!Call(StepRecord(step), answer) || ReadAdvanced(answer, result, fault)) return result;
+  if (!Call(StepRecord(step), answer)) return result;
+  if (ReadAdvanced(answer, result, fault)) {
+    const bool steady = result.changed && result.nextPosition == step.position + 1;
+    steadyFrames_ = steady ? steadyFrames_ + 1 : 0;
+    return result;
+  }
   GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
   return {false, kNoFrame};
 }
@@ -149,11 +172,14 @@ DrawResult RemoteEngine::Draw(const DrawTarget& target) {
   }
   Record answer;
   std::string fault;
-  if (!Call(DrawRecord({target.bgAlpha, target.everything}), answer)) return result;
-  if (!ReadDrawn(answer, target.dims, result, fault)) {
+  const std::optional<FrameStep> step = std::exchange(pending_, std::nullopt);
+  if (!Call(DrawRecord({target.bgAlpha, target.everything, step}), answer)) return result;
+  uint64_t next = kNoFrame;
+  if (!ReadDrawn(answer, target.dims, result, next, fault)) {
     GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
     return DrawResult();
   }
+  if (step && (!result.drawn || next != step->position + 1)) steadyFrames_ = 0;
   if (own_ != nullptr && result.drawn) CopyOwn(target, result.dirty);
   return result;
 }
@@ -169,7 +195,7 @@ bool RemoteEngine::Call(const Record& order, Record& answer) {
     return MayGoOn(asked, worked);
   });
   // What the content said while it worked belongs to the frame that it worked on.
-  taken_.events->ReadAll();
+  if (end == CallEnd::kAnswered) taken_.events->ReadBefore(answer.events);
   EngineError error;
   std::string ignored;
   if (end == CallEnd::kAnswered) {

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -64,7 +65,9 @@ class RemoteEngine final : public Engine, private ProcessListener {
   void OnEnd(const EngineError& error) override;
 
   bool SendLoad(const ContentAddress& content);
-  CallEnd CallLoad(Record& answer);
+  CallEnd CallLoad(Kind kind, Record& answer);
+  /// Opens libraries and gives up rights, and looks at what that took. As CallLoad.
+  CallEnd CallProtect(Record& answer, std::string& fault);
   void ReportProgress();
   /// Returns  false when there is no answer to be used; the window has then been told why.
   bool Call(const Record& order, Record& answer);
@@ -97,6 +100,10 @@ class RemoteEngine final : public Engine, private ProcessListener {
   PlaneMemory plane_;
   uint32_t* own_ = nullptr;  ///< memory of ours that the process draws into
   uint64_t ownBytes_ = 0;
+
+  /// Moved to by the next Draw: a movie that moves with every frame takes one order for each, not two.
+  std::optional<FrameStep> pending_;
+  unsigned steadyFrames_ = 0;  ///< in a row, each followed by another picture
 
   /// Of the largest plane that the process was given; it may have one mapped until it reads of the next.
   std::atomic<uint64_t> planeBytes_{0};

@@ -23,9 +23,11 @@ using namespace plexion_host::player::remote;
 
 std::string mode;
 CallPage* page = nullptr;
+uint32_t sent = 0;
 
 void Send(const Record& record, size_t bytes = sizeof(Record)) {
   send(kSocketDescriptor, &record, bytes, MSG_NOSIGNAL);
+  ++sent;
 }
 
 void Ring() {
@@ -40,6 +42,7 @@ uint32_t WaitForOrder() {
 }
 
 void Answer(Record record, uint32_t serial) {
+  record.events = sent;
   record.serial = serial;
   CopyRecord(record, page->answer);
   Ring();
@@ -61,7 +64,7 @@ void MisbehaveAtLoad(uint32_t serial) {
     Answer(record, serial);
   }
   // The lie stands: what would be said next is not to take its place.
-  if (page->answer.kind != 0 || mode == "bell-alone") pause();
+  if (page->answer.kind != static_cast<uint32_t>(Kind::kProtected) || mode == "bell-alone") pause();
 }
 
 void Flood() {
@@ -151,11 +154,12 @@ int main(int argc, char** argv) {
     if (ftruncate(kPageDescriptor, 0) == 0) return 4;
     mode = "wrong-kind";
   }
-  uint32_t serial = WaitForOrder();
-  MisbehaveAtLoad(serial);
   // From then on it is looked at how much it uses.
+  uint32_t serial = WaitForOrder();
+  Answer(ProtectedRecord("nothing"), serial);
+  serial = WaitForOrder();
+  MisbehaveAtLoad(serial);
   if (mode == "shared-memory") {
-    Send(ProtectedRecord("nothing"));
     Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "heard after that"));
   }
   Answer(LoadedRecord({{8, 8}, 10, 5}), serial);

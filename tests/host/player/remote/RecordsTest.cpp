@@ -38,10 +38,13 @@ TEST(RecordsTest, AnswersComeOutAsTheyWentIn) {
   EXPECT_EQ(kNoFrame, step.nextPosition);
 
   DrawResult drawn;
-  ASSERT_TRUE(ReadDrawn(DrawnRecord({true, {1, 2, 63, 34}, "too wide"}), {64, 36}, drawn, fault));
+  uint64_t next = 0;
+  ASSERT_TRUE(
+      ReadDrawn(DrawnRecord({true, {1, 2, 63, 34}, "too wide"}, 9), {64, 36}, drawn, next, fault));
   EXPECT_TRUE(drawn.drawn);
   EXPECT_EQ(63u, drawn.dirty.width);
   EXPECT_EQ("too wide", drawn.failure);
+  EXPECT_EQ(9u, next);
 
   std::string answer;
   ASSERT_TRUE(ReadSought(SoughtRecord("it has no length"), answer, fault));
@@ -73,14 +76,15 @@ TEST(RecordsTest, LyingAnswersAreRefusedWithTheLie) {
   EXPECT_FALSE(ReadLoaded(With(loaded, 0, uint64_t{1} << 32), facts, fault));
   EXPECT_FALSE(ReadLoaded(With(loaded, 3, UINT64_MAX), facts, fault));
   EXPECT_FALSE(ReadLoaded(AdvancedRecord({}), facts, fault));
-  EXPECT_THAT(fault, HasSubstr("66 instead of 64"));
+  EXPECT_THAT(fault, HasSubstr("67 instead of 65"));
 
   DrawResult drawn;
+  uint64_t next = 0;
   const Record whole = DrawnRecord({true, {0, 0, 64, 36}, ""});
   const std::pair<size_t, uint64_t> outside[] = {
       {0, 2}, {1, 1}, {2, 37}, {3, 65}, {4, UINT64_MAX}, {1, UINT64_MAX - 1}, {1, UINT32_MAX}};
   for (const auto& [word, value] : outside) {
-    EXPECT_FALSE(ReadDrawn(With(whole, word, value), {64, 36}, drawn, fault)) << word;
+    EXPECT_FALSE(ReadDrawn(With(whole, word, value), {64, 36}, drawn, next, fault)) << word;
   }
 
   Event event;
@@ -164,16 +168,19 @@ TEST(RecordsTest, OrdersComeOutAsTheyWentInAndNoOthersDo) {
   EXPECT_FALSE(ReadSeek(SeekRecord({std::nan(""), true}), seek, fault));
   DrawOrder draw;
   ASSERT_TRUE(ReadDraw(DrawRecord({7, true}), draw, fault));
-  EXPECT_TRUE(draw.bgAlpha == 7 && draw.everything);
+  EXPECT_TRUE(draw.bgAlpha == 7 && draw.everything && !draw.step);
+  ASSERT_TRUE(ReadDraw(DrawRecord({7, true, FrameStep{1, 2, 3, true}}), draw, fault));
+  EXPECT_TRUE(draw.step && draw.step->position == 3 && draw.step->playing);
+  EXPECT_FALSE(ReadDraw(With(DrawRecord({}), 2, 2), draw, fault));
   EXPECT_FALSE(ReadDraw(With(DrawRecord({}), 0, 256), draw, fault));
   bool playing = false;
   EXPECT_TRUE(ReadFlag(FlagRecord(Kind::kPlaying, true), Kind::kPlaying, playing, fault));
   EXPECT_TRUE(playing);
   ContentOrder content;
-  ASSERT_TRUE(ReadContent(ContentRecord(Kind::kLoad, {ContentKind::kMedia, true}), Kind::kLoad,
-                          content, fault));
+  ASSERT_TRUE(ReadContent(ContentRecord(Kind::kProtect, {ContentKind::kMedia, true}),
+                          Kind::kProtect, content, fault));
   EXPECT_TRUE(content.kind == ContentKind::kMedia && content.network);
-  EXPECT_FALSE(ReadContent(ContentRecord(Kind::kPrepare, {}), Kind::kLoad, content, fault));
+  EXPECT_FALSE(ReadContent(ContentRecord(Kind::kPrepare, {}), Kind::kProtect, content, fault));
 }
 
 TEST(RecordsTest, SettingsTravelWhole) {

@@ -198,6 +198,57 @@ TEST_F(RemoteEngineTest, DrawsWhatAnEngineOfTheLauncherDraws) {
   EXPECT_EQ(0, host_.Failures());
 }
 
+/// As kSquare, 50 frames: the square moves from frame to frame, stands still from 20 to 30, and moves on.
+std::string Walk() {
+  std::string movie = kSquare;
+  const auto replace = [&movie](const std::string& what, const std::string& with) {
+    for (size_t at = 0; (at = movie.find(what, at)) != std::string::npos; at += with.size()) {
+      movie.replace(at, what.size(), with);
+    }
+  };
+  replace("\"op\":5", "\"op\":50");
+  replace("{\"t\":0,\"s\":[5,5],\"h\":1},{\"t\":3,\"s\":[10,5],\"h\":1}", "KEYS");
+  replace("\n  {\"t\":0,\"s\":[5,5],\"h\":1},{\"t\":3,\"s\":[10,5],\"h\":1}", "KEYS");
+  const std::string line = "\"i\":{\"x\":1,\"y\":1},\"o\":{\"x\":0,\"y\":0}";
+  replace("KEYS", "{\"t\":0,\"s\":[0,5]," + line +
+                      "},{\"t\":20,\"s\":[10,5],\"h\":1},{\"t\":30,\"s\":[10,5]," + line +
+                      "},{\"t\":50,\"s\":[20,5]}");
+  return movie;
+}
+
+TEST_F(RemoteEngineTest, AMovieThatMovesAndStandsStillIsDrawnFrameByFrame) {
+  std::ofstream(path_, std::ios::trunc) << Walk();
+  Use(kProgram);
+  ASSERT_TRUE(Load()) << error_.message;
+  PlainHost plain;
+  InstalledEngines installed;
+  const std::unique_ptr<Engine> own = installed.OpenEngine(content_, plain, error_);
+  ContentFacts facts;
+  ASSERT_TRUE(own->Load(content_, facts, error_)) << error_.message;
+  FakePlane plane(20, 10, 3);
+  FakePlane reference(20, 10, 3);
+  int drawn = 0;
+  for (uint64_t frame = 0; frame < 50; ++frame) {
+    const FrameStep step = {frame, 0, frame, true};
+    if (own->Advance(step).changed) {
+      DrawTarget target;
+      target.pixels = static_cast<uint32_t*>(reference.LockPixels(false));
+      target.pitchBytes = reference.GetPitch();
+      target.dims = reference.GetDims();
+      target.everything = frame == 0;
+      own->Draw(target);
+      reference.UnlockPixels();
+    }
+    const StepResult moved = engine_->Advance(step);
+    EXPECT_GT(moved.nextPosition, frame);
+    if (moved.changed && Draw(plane, frame == 0).drawn) ++drawn;
+    ASSERT_EQ(reference.Pixels(), plane.Pixels()) << "frame " << frame;
+  }
+  EXPECT_GE(drawn, 38);
+  EXPECT_LE(drawn, 41) << "what stands still is not drawn";
+  EXPECT_EQ(0, host_.Failures());
+}
+
 TEST_F(RemoteEngineTest, ContentThatCannotBePlayedEndsWithItsOwnWords) {
   Use(kProgram);
   std::ofstream(path_, std::ios::trunc) << "{\"v\":";
