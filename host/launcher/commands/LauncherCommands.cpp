@@ -4,8 +4,8 @@
 #include <ctime>
 
 #include "host/base/Text.h"
+#include "host/launcher/commands/Diagnosis.h"
 #include "host/launcher/commands/HostCommand.h"
-#include "host/launcher/diagnose/Diagnosis.h"
 
 namespace plexion_host {
 namespace {

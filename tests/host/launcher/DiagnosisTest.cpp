@@ -1,8 +1,8 @@
 // What a bundle for a bug report says of a command line, and its shape.
 #include <gtest/gtest.h>
 
-#include "host/launcher/diagnose/Diagnosis.h"
-#include "host/launcher/diagnose/TarFile.h"
+#include "host/launcher/commands/Diagnosis.h"
+#include "host/launcher/commands/TarFile.h"
 
 namespace plexion_host {
 namespace {

@@ -1,7 +1,7 @@
 // What a bug report needs to hold, as one file.
 
-#ifndef HOST_LAUNCHER_DIAGNOSE_DIAGNOSIS_H_
-#define HOST_LAUNCHER_DIAGNOSE_DIAGNOSIS_H_
+#ifndef HOST_LAUNCHER_COMMANDS_DIAGNOSIS_H_
+#define HOST_LAUNCHER_COMMANDS_DIAGNOSIS_H_
 
 #include <string>
 #include <vector>
@@ -46,4 +46,4 @@ class Diagnosis {
 
 }  // namespace plexion_host
 
-#endif  // HOST_LAUNCHER_DIAGNOSE_DIAGNOSIS_H_
+#endif  // HOST_LAUNCHER_COMMANDS_DIAGNOSIS_H_

@@ -1,6 +1,6 @@
 // Headers and blocks.
 
-#include "host/launcher/diagnose/TarFile.h"
+#include "host/launcher/commands/TarFile.h"
 
 #include <algorithm>
 #include <cstdio>

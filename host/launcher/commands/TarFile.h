@@ -1,7 +1,7 @@
 // A bundle of small files.
 
-#ifndef HOST_LAUNCHER_DIAGNOSE_TARFILE_H_
-#define HOST_LAUNCHER_DIAGNOSE_TARFILE_H_
+#ifndef HOST_LAUNCHER_COMMANDS_TARFILE_H_
+#define HOST_LAUNCHER_COMMANDS_TARFILE_H_
 
 #include <cstdint>
 #include <string>
@@ -28,4 +28,4 @@ class TarFile {
 
 }  // namespace plexion_host
 
-#endif  // HOST_LAUNCHER_DIAGNOSE_TARFILE_H_
+#endif  // HOST_LAUNCHER_COMMANDS_TARFILE_H_

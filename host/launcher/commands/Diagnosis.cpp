@@ -1,6 +1,6 @@
 // Gathers what a bug report needs.
 
-#include "host/launcher/diagnose/Diagnosis.h"
+#include "host/launcher/commands/Diagnosis.h"
 
 #include <fcntl.h>
 #include <gnu/libc-version.h>
@@ -23,8 +23,8 @@
 #include "host/contracts/Isolation.h"
 #include "host/kernel/OperatorLog.h"
 #include "host/launcher/commands/PlayStatus.h"
+#include "host/launcher/commands/TarFile.h"
 #include "host/launcher/commands/WindowTable.h"
-#include "host/launcher/diagnose/TarFile.h"
 
 namespace plexion_host {
 
