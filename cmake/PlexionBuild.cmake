@@ -129,7 +129,7 @@ function(plexion_join_folder FOLDER)
 endfunction()
 
 # plexion_vector_sources(SOURCE...): sources of this folder's libraries that are written with Highway, one
-# copy for each kind of vector; the library links PkgConfig::HIGHWAY.
+# copy for each kind of vector; the library links plexion_vectors.
 function(plexion_vector_sources)
   # For processors without any vectors, Highway has plain loops that look like vectors of four. It does
   # not trust g++ before 12.3 with them, which vectorises such loops wrongly at times: so it must not.
