@@ -3,6 +3,7 @@
 #include "host/graphics/Display.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "host/graphics/pixels/PngFile.h"
 #include "host/graphics/pixels/Turn.h"
@@ -29,7 +30,8 @@ bool DesktopIsLikely() {
 
 }  // namespace
 
-Display::Display(std::shared_ptr<Screen> screen) : screen_(std::move(screen)) {
+Display::Display(std::shared_ptr<Screen> screen, WindowOpener opener)
+    : screen_(std::move(screen)), opener_(std::move(opener)) {
   screen_->SetWorkListener([this] { Wake(); });
 }
 
@@ -85,8 +87,8 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
 
 bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::string& error) {
   Dims dims{options.width, options.height};
-  std::unique_ptr<SdlWindow> window =
-      SdlWindow::Open(fullscreen, dims, QuartersOf(options), options.title, error);
+  std::unique_ptr<PictureWindow> window =
+      opener_(fullscreen, dims, QuartersOf(options), options.title, error);
   if (window == nullptr) return false;
   if (!screen_->SetDims(TurnedDims(dims, QuartersOf(options)))) {
     error = "no memory for a screen of " + std::to_string(dims.width) + "x" +
@@ -120,7 +122,7 @@ std::string Display::Describe() {
 // The canvas goes first: it lies in the window.
 void Display::Close() {
   screen_->UseCanvas(nullptr);
-  std::unique_ptr<SdlWindow> closing;
+  std::unique_ptr<PictureWindow> closing;
   const MutexLock lock(wakeMutex_);
   closing = std::move(window_);
   kind_ = Kind::kHeadless;

@@ -11,8 +11,8 @@
 
 #include "host/base/Mutex.h"
 #include "host/contracts/IHostDisplay.h"
+#include "host/graphics/PictureWindow.h"
 #include "host/graphics/Screen.h"
-#include "host/graphics/window/SdlWindow.h"
 
 namespace plexion_host {
 
@@ -62,7 +62,8 @@ class Listeners {
 /// asked for. A first change is presented at once; further ones at most sixty times a second.
 class Display : public IHostDisplay {
  public:
-  explicit Display(std::shared_ptr<Screen> screen);
+  /// `opener` makes the window, when there is to be one.
+  Display(std::shared_ptr<Screen> screen, WindowOpener opener);
   ~Display() override;
 
   bool Plan(const DisplayOptions& options) override;
@@ -107,9 +108,10 @@ class Display : public IHostDisplay {
   void Follow(const DisplayEvent& event);
 
   const std::shared_ptr<Screen> screen_;
+  const WindowOpener opener_;
 
   // Set by Open and Close on the main thread; wakeMutex_ keeps Wake from a window that goes away.
-  std::unique_ptr<SdlWindow> window_;
+  std::unique_ptr<PictureWindow> window_;
   std::atomic<Kind> kind_{Kind::kHeadless};
   unsigned quarters_ = 0;         ///< the main thread's, as the next
   bool follows_ = false;          ///< the screen takes each new size of the display

@@ -2,7 +2,9 @@
 // long as either is loaded, and "IHostPlanes".
 
 #include <memory>
+#include <string>
 
+#include "host/base/ModuleHandle.h"
 #include "host/base/Mutex.h"
 #include "host/contracts/HostModule.h"
 #include "host/graphics/Display.h"
@@ -33,7 +35,27 @@ class GraphicsDriverModule final : public GraphicsDriver {
 
 class DisplayModule final : public Display {
  public:
-  DisplayModule() : Display(SharedScreen()) {}
+  DisplayModule()
+      : Display(SharedScreen(), [this](bool fullscreen, qx::plexion::Dims& dims, unsigned quarters,
+                                       const std::string& title, std::string& error) {
+          return OpenWindow(fullscreen, dims, quarters, title, error);
+        }) {}
+  ~DisplayModule() override { Close(); }
+
+ private:
+  std::unique_ptr<PictureWindow> OpenWindow(bool fullscreen, qx::plexion::Dims& dims,
+                                            unsigned quarters, const std::string& title,
+                                            std::string& error) {
+    if (!windows_) windows_ = ModuleHandle<IDisplayWindow>("IDisplayWindow");
+    if (windows_) return windows_->Open(fullscreen, dims, quarters, title, error);
+    error =
+        "cannot open a display: this host has no windows (module \"IDisplayWindow\" is not on the "
+        "module path, or a library that it needs is not installed); expected the display mode "
+        "headless";
+    return nullptr;
+  }
+
+  ModuleHandle<IDisplayWindow> windows_;  // held from the first window on
 };
 
 class PlanesModule final : public IHostPlanes {

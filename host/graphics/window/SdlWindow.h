@@ -1,4 +1,4 @@
-// The window that the composed picture is shown in.
+// The window of SDL that the composed picture is shown in.
 
 #ifndef HOST_GRAPHICS_WINDOW_SDLWINDOW_H_
 #define HOST_GRAPHICS_WINDOW_SDLWINDOW_H_
@@ -11,49 +11,28 @@
 #include <string>
 #include <utility>
 
-#include "host/contracts/IHostDisplay.h"
-#include "host/graphics/pixels/PixelStore.h"
-#include "host/graphics/pixels/Region.h"
+#include "host/graphics/PictureWindow.h"
 
 namespace plexion_host {
 
-/// One window, or the whole display, that shows a picture and hears its events. The picture is as
-/// large as the screen; a window of another size shows it scaled, with black bars where the shapes
-/// differ.
-///
-/// Thread   the one that opened it (SDL wants the main thread); Wake any.
-class SdlWindow {
+class SdlWindow final : public PictureWindow {
  public:
-  /// `dims` is the window's size; 0,0 takes the display's in full screen and comes back as what was
-  /// taken. The picture is turned by `quarters` before it is shown, and has its size before that.
-  /// Null with the reason in `error`.
+  /// A WindowOpener. SDL wants the main thread.
   static std::unique_ptr<SdlWindow> Open(bool fullscreen, qx::plexion::Dims& dims,
                                          unsigned quarters, const std::string& title,
                                          std::string& error);
-  ~SdlWindow();
+  ~SdlWindow() override;
   SdlWindow(const SdlWindow&) = delete;
   SdlWindow& operator=(const SdlWindow&) = delete;
 
-  /// The window's own pixels when a picture of `dims` can be made right in them: rows of
-  /// 0x..RRGGBB without padding. They stay until the handler below is called. Null when the window
-  /// has another size or format, or the picture is turned.
-  uint32_t* Canvas(const qx::plexion::Dims& dims) {
+  uint32_t* Canvas(const qx::plexion::Dims& dims) override {
     return quarters_ == 0 ? CanvasOf(dims) : nullptr;
   }
-  /// Called before the window's pixels go.
-  void SetCanvasLost(std::function<void()> handler) { canvasLost_ = std::move(handler); }
-  /// The picture that is shown has another size from now on, as Open's `dims`.
-  void SetDims(const qx::plexion::Dims& dims);
-
-  /// `picture` may be the canvas.
-  void Show(const PixelStore& picture, const Region& damage);
-
-  using Handler = std::function<void(const DisplayEvent&)>;
-  /// Waits up to `timeoutMs` (negative: without limit) for an event or Wake, then hands over all
-  /// that has happened.
-  /// Returns  true when the window lost what it showed: Show the whole picture again.
-  bool WaitForEvents(int timeoutMs, const Handler& handler);
-  void Wake();
+  void SetCanvasLost(std::function<void()> handler) override { canvasLost_ = std::move(handler); }
+  void SetDims(const qx::plexion::Dims& dims) override;
+  void Show(const PixelStore& picture, const Region& damage) override;
+  bool WaitForEvents(int timeoutMs, const Handler& handler) override;
+  void Wake() override;
 
  private:
   SdlWindow(SDL_Window* window, const qx::plexion::Dims& dims, unsigned quarters, bool fullscreen);

@@ -368,7 +368,9 @@ class Operator(Story):
         self.start("--pause", "tone.wav")
         self.wait_for(1, status="kStatusConfigured")
         with open(f"/proc/{self.process.pid}/maps", encoding="utf-8") as maps:
-            self.assertNotIn("MediaEngine", maps.read())
+            mapped = maps.read()
+        self.assertNotIn("MediaEngine", mapped)
+        self.assertNotIn("libSDL", mapped, "nobody sees it")
         self.end()
 
     def test_quitting_ends_the_wait_for_go(self):
@@ -851,6 +853,18 @@ class Ending(Story):
         code, _, err = self.launch("--display", "auto", "red.mvx", environment=environment)
         self.assertEqual(0, code, err)
         self.assertIn("plexion: no display was found: it plays off screen, and nobody sees it", err)
+
+    def test_windows_are_missed_only_by_who_wants_one(self):
+        for display, code, told in [
+                ("headless", 0, None),
+                ("auto", 0, "plexion: no display was found: "),
+                ("window", 3, 'cannot open a display: this host has no windows (module "IDisplayWindow"')]:
+            got, _, err = self.launch("--display", display, "--modulemap",
+                                      "IDisplayWindow:/absent/module.so", "red.mvx",
+                                      environment={"DISPLAY": ":0"})
+            self.assertEqual(code, got, err)
+            self.assertIn(told or "", err)
+            self.assertEqual(told is not None, "module IDisplayWindow is not available" in err, err)
 
     def test_what_killed_launchers_left_is_swept(self):
         process = subprocess.Popen(self.command("long.mvx"), cwd=self.folder,

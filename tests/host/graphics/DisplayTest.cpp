@@ -12,6 +12,7 @@
 #include "host/graphics/Display.h"
 #include "host/graphics/GraphicsDriver.h"
 #include "host/graphics/Screen.h"
+#include "host/graphics/window/SdlWindow.h"
 
 namespace plexion_host {
 namespace {
@@ -88,7 +89,7 @@ class DisplayTest : public ::testing::Test {
   std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(Dims{1280, 720});
   GraphicsDriver driver_{screen_};
   FrameLog log_;
-  Display display_{screen_};
+  Display display_{screen_, SdlWindow::Open};
   OutputPlane* plane_ = nullptr;
   std::thread loop_;
 };

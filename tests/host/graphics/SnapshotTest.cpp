@@ -51,7 +51,7 @@ class SnapshotTest : public ::testing::Test {
 TEST_F(SnapshotTest, HoldsTheComposedScreenPixelForPixel) {
   const auto screen = std::make_shared<Screen>(qx::plexion::Dims{31, 17});
   GraphicsDriver driver(screen);
-  Display display(screen);
+  Display display(screen, nullptr);
   auto* plane = driver.CreateOutputPlane({3, 4, 20, 9}, false, nullptr, nullptr, "");
   auto* pixels = static_cast<uint32_t*>(plane->LockPixels(false));
   for (uint32_t i = 0; i < 180; ++i) pixels[i] = 0xff000000u | i * 71723u;

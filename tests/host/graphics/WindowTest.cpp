@@ -14,6 +14,7 @@
 
 #include "host/graphics/Display.h"
 #include "host/graphics/GraphicsDriver.h"
+#include "host/graphics/window/SdlWindow.h"
 
 namespace plexion_host {
 namespace {
@@ -91,7 +92,7 @@ class WindowTest : public ::testing::Test, public IDisplayEventSink, public IFra
 
   std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(qx::plexion::Dims{1280, 720});
   GraphicsDriver driver_{screen_};
-  Display display_{screen_};
+  Display display_{screen_, SdlWindow::Open};
   OutputPlane* plane_ = nullptr;
   SDL_Window* window_ = nullptr;
   std::vector<DisplayEvent> events_;

@@ -2,6 +2,7 @@
 
 #include "host/graphics/Display.h"
 #include "host/graphics/GraphicsDriver.h"
+#include "host/graphics/window/SdlWindow.h"
 #include "host/launcher/run/PlaneTransition.h"
 
 namespace plexion_host {
@@ -65,7 +66,7 @@ class PlaneTransitionTest : public ::testing::Test {
   }
 
   std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(Dims{80, 60});
-  Display display_{screen_};
+  Display display_{screen_, SdlWindow::Open};
   GraphicsDriver driver_{screen_};
   qx::platform::OutputPlane* red_ = nullptr;
   qx::platform::OutputPlane* blue_ = nullptr;
