@@ -428,7 +428,8 @@ inline bool IsOption(const char* word) { return word[0] == '-' && word[1] == '-'
 template <class Texts>
 const Option<Texts>* FindOption(Texts& texts, const char* name) {
   for (const Option<Texts>& option : kOptions<Texts>) {
-    if (Same(texts, option.name, name)) return &option;
+    // Most names differ in their first letter, which is seen without a call of the host.
+    if (option.name[0] == name[0] && Same(texts, option.name, name)) return &option;
   }
   return nullptr;
 }
