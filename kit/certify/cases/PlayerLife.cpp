@@ -133,7 +133,9 @@ void StoredFirst(Case& c) {
                       "a status from GetStageWindowStatus, never an event",
                       PlayerStage::NameOf(heard.answered));
     } else {
-      CERTIFY_REQUIRE(c, heard.answered == heard.status,
+      // A load that was asked for meanwhile may have gone on from it.
+      const bool later = heard.status < kStatusPlaying && heard.answered > heard.status;
+      CERTIFY_REQUIRE(c, heard.answered == heard.status || later,
                       "GetStageWindowStatus answers " + PlayerStage::NameOf(heard.status) +
                           " from inside of its notification: it is stored first",
                       PlayerStage::NameOf(heard.answered));
