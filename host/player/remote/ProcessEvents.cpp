@@ -19,7 +19,7 @@ namespace {
 constexpr double kCreditPerSecond = 2000;
 constexpr double kMostCredit = 8000;
 /// From one process before the others have their turn.
-constexpr int kMostInTurn = 64;
+constexpr int kMostEventsInTurn = 64;
 
 /// Between two looks at what a process uses; from then on it is looked at more often.
 constexpr uint64_t kFastGrowth = uint64_t{32} << 20;
@@ -63,7 +63,7 @@ void ProcessEvents::TakeCredit() {
 
 ProcessEvents::Left ProcessEvents::Read() {
   const MutexLock lock(mutex_);
-  for (int i = 0; i < kMostInTurn; ++i) {
+  for (int i = 0; i < kMostEventsInTurn; ++i) {
     Record record;
     iovec part = {&record, sizeof record};
     msghdr message = {};
