@@ -239,7 +239,11 @@ void WindowStage::Relocate(Content& content) {
   // What has not drawn yet would be resized under its first picture; it is behind that.
   const bool drawn = content.phase == Phase::kReady || content.phase == Phase::kShown;
   if (!drawn || same(content.place, rect_)) return;
-  EndChange();  // it moves planes between places that are no more
+  // It moves planes between places that are no more. What only waited for its end is gone with it, which
+  // may be this content.
+  const uint64_t number = content.number;
+  EndChange();
+  if (Find(number) == nullptr) return;
   content.place = rect_;
   const OneFrame frame(session_.display);
   content.window->MoveTo({rect_.x, rect_.y});
