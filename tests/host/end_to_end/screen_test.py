@@ -118,6 +118,26 @@ class Modes(Steered):
         return [OPTIONS.launcher, "--display", "fullscreen", "--datadir", self.path("data"),
                 *arguments]
 
+    def setUp(self):
+        super().setUp()
+        reader, writer = os.pipe()
+        server = subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-screen", "0", "640x480x24",
+                                   "-nolisten", "tcp"], pass_fds=[writer], stderr=subprocess.DEVNULL)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        os.close(writer)
+        with os.fdopen(reader) as number:
+            os.environ["DISPLAY"] = ":" + number.readline().strip()
+        self.addCleanup(os.environ.pop, "DISPLAY")
+        shutil.copy(self.path("long.mvx"), self.path("red-long.mvx"))
+        self.write("blue-long.mvx", json.dumps(launcher_test.movie([0, 0, 1], 60000)))
+        self.deadline = time.monotonic() + 60
+
+    def window(self):
+        window = XWindow(os.environ["DISPLAY"])
+        self.addCleanup(window.close)
+        return window
+
     def wait_for_pixels(self, size, expected):
         """Until the screen has that size and these colours at these places."""
         while True:
@@ -132,31 +152,17 @@ class Modes(Steered):
                 self.fail(f"{width}x{height} has {found}, expected {size} with {expected}")
 
     def test_zones_and_their_contents_follow_a_display_that_changes_its_mode(self):
-        reader, writer = os.pipe()
-        server = subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-screen", "0", "640x480x24",
-                                   "-nolisten", "tcp"], pass_fds=[writer], stderr=subprocess.DEVNULL)
-        self.addCleanup(server.wait)
-        self.addCleanup(server.kill)
-        os.close(writer)
-        with os.fdopen(reader) as number:
-            display = ":" + number.readline().strip()
-        shutil.copy(self.path("long.mvx"), self.path("red-long.mvx"))
-        self.write("blue-long.mvx", json.dumps(launcher_test.movie([0, 0, 1], 60000)))
         self.write("day.json", json.dumps({
             "playlists": {"red": ["red-long.mvx"], "blue": ["blue-long.mvx"]},
             "zones": [{"name": "left", "rect": [0, 0, "50%", "100%"], "playlist": "red"},
                       {"name": "right", "rect": ["50%", 0, "50%", "100%"], "playlist": "blue",
                        "fit": "cover"}]}))
-        os.environ["DISPLAY"] = display
-        self.addCleanup(os.environ.pop, "DISPLAY")
         self.start("--programme", "day.json")
-        self.deadline = time.monotonic() + 60
         red, blue, black = (255, 0, 0), (0, 0, 255), (0, 0, 0)
         # A square movie: whole between bars on the left, without bars on the right.
         self.wait_for_pixels((640, 480), {(160, 240): red, (160, 470): black, (0, 240): red,
                                           (480, 240): blue, (480, 470): blue, (320, 240): blue})
-        window = XWindow(display)
-        self.addCleanup(window.close)
+        window = self.window()
         window.resize(400, 200)
         self.wait_for_pixels((400, 200), {(5, 190): red, (100, 100): red, (199, 190): red,
                                           (201, 190): blue, (395, 190): blue})
@@ -165,6 +171,23 @@ class Modes(Steered):
         window.resize(900, 300)
         self.wait_for_pixels((900, 300), {(10, 150): black, (225, 280): red, (440, 150): black,
                                           (460, 150): blue, (890, 280): blue})
+        self.end()
+
+    def test_a_display_that_changes_in_the_middle_of_a_fade_ends_it(self):
+        fade = {"content": "blue-long.mvx", "duration": "60s",
+                "transition": {"kind": "fade", "duration": "40s"}}
+        self.write("day.json", json.dumps({
+            "playlists": {"all": [{"content": "red-long.mvx", "duration": "1s"}, fade]},
+            "zones": [{"name": "main", "playlist": "all", "fit": "stretch"}]}))
+        self.start("--programme", "day.json")
+        while True:
+            if self.ctl("snapshot", "now.png")[0] == 0:
+                _, _, rows = read_png(self.path("now.png"))
+                if rows[240][320][0] > 0 and rows[240][320][2] > 0:
+                    break  # both are seen
+            self.assertLess(time.monotonic(), self.deadline)
+        self.window().resize(400, 200)
+        self.wait_for_pixels((400, 200), {(5, 5): (0, 0, 255), (395, 195): (0, 0, 255)})
         self.end()
 
 
