@@ -115,6 +115,18 @@ def main():
         (folder / "torn.txt").write_text("320 -1")
         check(run(host, folder / "torn.txt")[0] == 1, "a content without sizes was played")
 
+        # With the recorder before the module: pictures as before, and a file that can be told and replayed.
+        shutil.rmtree(frames)
+        frames.mkdir()
+        recording = folder / "session.rec"
+        must(host, "--record", recording, "--frames", frames, "--outputrect", "100,120,320,180", content)
+        check(len(list(frames.iterdir())) >= 9, "nothing is shown while it is recorded")
+        story = must(kit / "bin/plexion-sim", "show", recording)
+        check("RunStageWindowSetToCompletion" in story, "the recording does not tell of the run:\n" + story)
+        must(kit / "bin/plexion-sim", "replay-recording", recording)
+        code, text = run(host, "--record", folder / "nowhere/session.rec", content)
+        check(code == 1 and "--record: " in text, f"a recording that cannot be written ended with {code}:\n{text}")
+
         # A module of another contract is refused before anything of it is called.
         module = kit / "lib/plexion/IPlexion.so"
         note = struct.pack("<III8s", 8, 8, 1, b"Plexion\0")
@@ -137,7 +149,7 @@ def main():
         must("bash", "-eu", "-c", lines, env=environment, cwd=by_hand)
         shutil.rmtree(frames)
         frames.mkdir()
-        must(by_hand / "minimal-host", "--frames", frames, "--outputrect", "100,120,320,180", content)
+        must(by_hand / "minimal-host", "--record", recording, "--frames", frames, "--outputrect", "100,120,320,180", content)
         look_at(frames)
     finally:
         shutil.rmtree(folder)
