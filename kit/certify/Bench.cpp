@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "host/base/Check.h"
+#include "kit/certify/Case.h"
 #include "kit/certify/PlexionHost.h"
 
 namespace plexion_certify {
@@ -49,9 +50,12 @@ bool Bench::Load(std::string& error) {
       error = options_.kernelFile + " exports no PlexionHost_CreateKernel";
       return false;
     }
+    destroy_ = Find<decltype(destroy_)>(library, "PlexionHost_DestroyKernel");
     run_ = Find<decltype(run_)>(library, "PlexionHost_Run");
     type_ = Find<decltype(type_)>(library, "PlexionHost_Type");
   }
+  threadsBefore_ = ThreadCount();
+  descriptorsBefore_ = DescriptorCount();
   kernel_ = create(argc, arguments_.data());
   if (kernel_ == nullptr) {
     error = "PlexionHost_CreateKernel answered null";
@@ -79,6 +83,12 @@ void Bench::Run(std::function<void()> body) {
   } else {
     call(&body);
   }
+}
+
+void Bench::DestroyKernel() {
+  PLEXION_CHECK(kernel_ != nullptr && destroy_ != nullptr, "a kernel that can be destroyed");
+  destroy_(kernel_);
+  kernel_ = nullptr;
 }
 
 bool Bench::Type(const std::string& line) {

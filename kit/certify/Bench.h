@@ -24,6 +24,13 @@ class Bench {
 
   /// Returns  false with the reason in `error`: nothing can then be tried.
   bool Load(std::string& error);
+  /// Whether the library takes its kernel back.
+  bool CanDestroyKernel() const { return destroy_ != nullptr; }
+  /// After Run, when CanDestroyKernel: nothing that takes the kernel's memory may be used any more.
+  void DestroyKernel();
+  /// What the process had before the kernel was made, its library being loaded.
+  int ThreadsBefore() const { return threadsBefore_; }
+  int DescriptorsBefore() const { return descriptorsBefore_; }
   /// Calls `body` where the kernel's operations may be called.
   void Run(std::function<void()> body);
 
@@ -40,9 +47,11 @@ class Bench {
   std::vector<const char*> arguments_;
   IQXKernel* kernel_ = nullptr;
   std::unique_ptr<LedgerKernel> ledger_;
+  void (*destroy_)(IQXKernel*) = nullptr;
   void (*run_)(IQXKernel*, void (*)(void*), void*) = nullptr;
   void (*type_)(const char*) = nullptr;
   int inputFd_ = -1;  // writes to our own standard input
+  int threadsBefore_ = 0, descriptorsBefore_ = 0;
 };
 
 }  // namespace plexion_certify

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "kit/certify/Options.h"
 #include "qx/core/IQXKernel.h"
@@ -41,6 +42,10 @@ class Case {
   [[noreturn]] void Skip(const std::string& reason);
   /// Speed only: the contract does not name a number.
   void Warn(const std::string& text);
+  /// `check` is called after the case has passed, outside of the kernel's own scheduler, once the kernel was
+  /// destroyed: of this process only the standard library may be used. It says what it sees by Record.
+  void AfterKernel(std::function<void()> check) { afterKernel_ = std::move(check); }
+  const std::function<void()>& CheckAfterKernel() const { return afterKernel_; }
   /// What the runner is told when the case has returned.
   void End();
   bool HasFailed() const { return failed_; }
@@ -62,6 +67,7 @@ class Case {
 
   Bench& bench_;
   const Options& options_;
+  std::function<void()> afterKernel_;
   std::mutex mutex_;  // order of what is said
   std::atomic<bool> failed_{false};
 };

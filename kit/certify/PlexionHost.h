@@ -19,7 +19,8 @@ extern "C" {
 /// Returns  null when there is none to be had.
 IQXKernel* PlexionHost_CreateKernel(int argc, const char** argv);
 
-/// Optional: without it the kernel stays until the process ends.
+/// Optional: without it the kernel stays until the process ends. Called once, after Run has returned and all
+/// that was taken from the kernel is back: ends its threads, closes its files, and returns.
 void PlexionHost_DestroyKernel(IQXKernel* kernel);
 
 /// Optional, for a kernel with a scheduler of its own: calls `body` once with `context`, where the

@@ -40,6 +40,11 @@ void RunCase(const Options& options) {
         // It has said why.
       }
     });
+    if (c.CheckAfterKernel() && !c.HasFailed()) {
+      c.Step("PlexionHost_DestroyKernel");
+      bench.DestroyKernel();
+      c.CheckAfterKernel()();
+    }
   }
   c.End();
   // What a stranger's libraries do when the process ends is nobody's promise.

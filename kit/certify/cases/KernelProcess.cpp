@@ -4,8 +4,10 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include "kit/certify/Bench.h"
 #include "kit/certify/Case.h"
@@ -177,6 +179,42 @@ void LoadedOnce(Case& c) {
                        log.unloads.load(), log.most.load()));
 }
 
+void Destroyed(Case& c) {
+  Bench& bench = c.GetBench();
+  if (!bench.CanDestroyKernel()) c.Skip("the library exports no PlexionHost_DestroyKernel");
+  // A kernel that was used, and has everything back.
+  IQXKernel& kernel = c.Kernel();
+  IQXKernel::Mutex* const mutex = kernel.CreateMutex();
+  IQXKernel::Event* const event = kernel.CreateEvent(true);
+  event->Reset();
+  {
+    CaseThread thread(c, [&] {
+      mutex->Lock();
+      kernel.Sleep(kMillisecond);
+      mutex->Unlock();
+      event->Signal();
+    });
+    event->Wait(IQXKernel::kInfinite);
+  }
+  kernel.DestroyEvent(event);
+  kernel.DestroyMutex(mutex);
+  kernel.Free(kernel.Allocate(100000, __FILE__, __LINE__), __FILE__, __LINE__);
+  kernel.ReleaseModule(kernel.AcquireModule("CertifyProbe"));
+  c.AfterKernel([&c, &bench] {
+    // A thread that was joined is listed until the system has taken it down.
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (ThreadCount() > bench.ThreadsBefore() && std::chrono::steady_clock::now() < until) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    CERTIFY_EXPECT(c, ThreadCount() <= bench.ThreadsBefore(),
+                   Text("%d threads, as before the kernel was made", bench.ThreadsBefore()),
+                   Text("%d", ThreadCount()));
+    CERTIFY_EXPECT(c, DescriptorCount() <= bench.DescriptorsBefore(),
+                   Text("%d open files, as before the kernel was made", bench.DescriptorsBefore()),
+                   Text("%d", DescriptorCount()));
+  });
+}
+
 constexpr Promise kProcessPromises[] = {
     {"kernel.process.id", "The process has one identifier.", Level::kContract, "", ProcessId},
     {"kernel.process.arguments", "The host's command line is as it was given, and stays.",
@@ -186,6 +224,9 @@ constexpr Promise kProcessPromises[] = {
     {"kernel.process.bin-directory-unknown",
      "What is not known is false, and the text is unchanged.", Level::kContract, "",
      BinDirectoryUnknown},
+    {"kernel.process.destroyed",
+     "PlexionHost_DestroyKernel returns, ends the kernel's threads and closes its files.",
+     Level::kContract, "kernel.thread.runs", Destroyed},
 };
 
 constexpr Promise kModulePromises[] = {

@@ -174,6 +174,8 @@ class FaultyThread final : public IQXKernel::Thread {
 class FaultyKernel final : public IQXKernel {
  public:
   explicit FaultyKernel(IQXKernel& inner) : inner_(inner) {}
+  ~FaultyKernel() = default;
+  IQXKernel& Right() { return inner_; }
 
   // Modules
 
@@ -467,9 +469,22 @@ class FaultyKernel final : public IQXKernel {
 }  // namespace
 
 #undef PlexionHost_CreateKernel
+#undef PlexionHost_DestroyKernel
 extern "C" QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** argv) {
   IQXKernel* const right = RightHost_CreateKernel(argc, argv);
   // Strings that it fills take their memory from the right kernel's side.
   IQXModule_QXModule_PutKernel(right);
+  if (FAULT("destroy-leaves-threads")) {
+    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
+  }
   return new FaultyKernel(*right);
+}
+
+extern "C" QX_EXPORT void PlexionHost_DestroyKernel(IQXKernel* kernel) {
+  auto* const faulty = static_cast<FaultyKernel*>(kernel);
+  if (FAULT("destroy-waits-for-ever")) std::this_thread::sleep_for(std::chrono::hours(1));
+  if (FAULT("destroy-leaves-files") && dup(1) < 0) return;
+  RightHost_DestroyKernel(&faulty->Right());
+  if (FAULT("destroy-frees-twice")) RightHost_DestroyKernel(&faulty->Right());
+  delete faulty;
 }

@@ -12,3 +12,7 @@ extern "C" QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** 
                                         std::getenv("PLEXION_MODULE_PATH"));
   return new plexion_host::HostKernel(std::vector<std::string>(argv, argv + argc), files);
 }
+
+extern "C" QX_EXPORT void PlexionHost_DestroyKernel(IQXKernel* kernel) {
+  delete static_cast<plexion_host::HostKernel*>(kernel);
+}

@@ -28,6 +28,8 @@ QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** argv) {
   return plexion_sim::SimDevice::ProcessKernel();
 }
 
+QX_EXPORT void PlexionHost_DestroyKernel(IQXKernel*) { device.reset(); }
+
 QX_EXPORT void PlexionHost_Run(IQXKernel*, void (*body)(void*), void* context) {
   device->Run([body, context] { body(context); });
 }
