@@ -6,11 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
+#include <system_error>
 
-#include "host/base/Check.h"
 #include "kit/certify/Bench.h"
 
 namespace plexion_certify {
@@ -73,7 +75,7 @@ bool Case::Until(const std::function<bool()>& condition, int milliseconds) {
 void Case::SleepMs(int milliseconds) { Kernel().Sleep(milliseconds * kMillisecond); }
 
 CaseThread::CaseThread(Case& c, std::function<void()> body, const char* name)
-    : kernel_(c.Kernel()), thread_(kernel_.CreateThread()), body_(std::move(body)) {
+    : case_(c), kernel_(c.Kernel()), thread_(kernel_.CreateThread()), body_(std::move(body)) {
   if (thread_ == nullptr || !thread_->Start(name, &CaseThread::Run, this)) {
     c.Fail("a thread that starts",
            thread_ == nullptr ? "CreateThread answered null" : "Start answered false");
@@ -93,6 +95,8 @@ void CaseThread::Run(IQXKernel::Thread*, void* self) {
     thread->body_();
   } catch (const CaseOver&) {
     // It has said why.
+  } catch (const std::exception& error) {
+    thread->case_.Record("no exception of the case's own", error.what());
   }
   thread->ended_ = true;
 }
@@ -116,7 +120,10 @@ std::string MakeFolder() {
   const char* const base = getenv("TMPDIR");
   std::string pattern = std::string(base != nullptr ? base : "/tmp") + "/plexion-certify-XXXXXX";
   const char* const made = mkdtemp(pattern.data());
-  PLEXION_CHECK(made != nullptr, "a temporary directory that can be written to");
+  if (made == nullptr) {
+    throw std::filesystem::filesystem_error("a temporary folder", pattern,
+                                            std::error_code(errno, std::generic_category()));
+  }
   return made;
 }
 }  // namespace

@@ -101,6 +101,7 @@ class CaseThread {
  private:
   static void Run(IQXKernel::Thread* thread, void* self);
 
+  Case& case_;
   IQXKernel& kernel_;
   IQXKernel::Thread* thread_;
   std::function<void()> body_;

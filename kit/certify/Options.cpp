@@ -19,6 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Seconds for a case: what a process needs to begin, and a day.
+constexpr double kShortestLimit = 0.01, kLongestLimit = 86400;
+
 std::string OwnFolder() {
   char path[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
@@ -88,9 +91,10 @@ bool ReadProfile(const std::string& file, Options& options, std::string& error) 
     if (key == "absent" && value.is_object()) {
       for (const auto& [id, reason] : value.items()) {
         const auto fits = [&id = id](const PromiseGroup& group) {
-          return std::any_of(group.promises, group.promises + group.count, [&id](const Promise& p) {
-            return std::string(p.id).compare(0, id.size(), id) == 0;
-          });
+          return !id.empty() &&
+                 std::any_of(group.promises, group.promises + group.count, [&id](const Promise& p) {
+                   return std::string(p.id).compare(0, id.size(), id) == 0;
+                 });
         };
         if (std::none_of(Groups().begin(), Groups().end(), fits) || !reason.is_string()) {
           error = at + "\"" + id + "\" is no id, nor the beginning of one, with a reason as text";
@@ -112,7 +116,8 @@ bool ReadProfile(const std::string& file, Options& options, std::string& error) 
       options.shellReadsInput = value.get<bool>();
     } else if (key == "consoleIsOutput" && value.is_boolean()) {
       options.consoleIsOutput = value.get<bool>();
-    } else if (key == "limitSeconds" && value.is_number() && value.get<double>() > 0) {
+    } else if (key == "limitSeconds" && value.is_number() &&
+               value.get<double>() >= kShortestLimit && value.get<double>() <= kLongestLimit) {
       options.limitSeconds = value.get<double>();
     } else {
       error = at +
@@ -150,7 +155,7 @@ bool ReadLevel(const std::string& text, Level& level) {
 bool ReadNumber(const std::string& text, double& number) {
   char* end = nullptr;
   number = strtod(text.c_str(), &end);
-  return !text.empty() && *end == '\0' && number >= 0 && number < 1e15;
+  return !text.empty() && *end == '\0' && number >= 0;
 }
 
 /// Files that are named must be there: a case that cannot load them would say so a hundred times.
@@ -184,10 +189,10 @@ bool ReadOptions(int argc, char** argv, Options& options, std::string& error) {
       return true;
     };
   };
-  const auto number = [&](auto& field) {
-    return [&field](const std::string& value) {
+  const auto number = [&](auto& field, double least, double most) {
+    return [&field, least, most](const std::string& value) {
       double read = 0;
-      if (!ReadNumber(value, read)) return false;
+      if (!ReadNumber(value, read) || read < least || read > most) return false;
       field = static_cast<std::remove_reference_t<decltype(field)>>(read);
       return true;
     };
@@ -220,12 +225,12 @@ bool ReadOptions(int argc, char** argv, Options& options, std::string& error) {
          return value.back() == '.' || FindPromise(value) != nullptr;
        }},
       {"--level", [&](const std::string& value) { return ReadLevel(value, options.level); }},
-      {"--seed", number(options.seed)},
-      {"--jobs", number(options.jobs)},
-      {"--limit", number(options.limitSeconds)},
+      {"--seed", number(options.seed, 0, 1e15)},
+      {"--jobs", number(options.jobs, 0, 1024)},
+      {"--limit", number(options.limitSeconds, kShortestLimit, kLongestLimit)},
       {"--json", text(options.jsonFile, true)},
       {"--case", text(options.caseId, false)},
-      {"--report-fd", number(options.reportFd)},
+      {"--report-fd", number(options.reportFd, 0, 1023)},
   };
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
@@ -280,7 +285,7 @@ const char* UsageText() {
          "  --host FOLDER        all that a folder holds: one kernel, and <Name>.so for each "
          "module\n"
          "  --plexion FILE       IPlexion.so; else the one beside this program\n"
-         "  --content FILE       what the player plays: two seconds at least, and it ends\n"
+         "  --content FILE       what the player plays: two to ten seconds, and it ends\n"
          "  --argument WORD      a word of the host's own command line\n"
          "  --profile FILE       JSON: what the device has not, and the settings above\n"
          "\n"
@@ -298,7 +303,8 @@ const char* UsageText() {
          "  --verbose            each promise's sentence, too\n"
          "  --json FILE          the results for a program\n"
          "\n"
-         "Exit code: 0 every promise is kept, 1 one is broken, 2 wrong command line.\n";
+         "Exit code: 0 every promise is kept, 1 one is broken, 2 wrong command line or\n"
+         "nothing was tried.\n";
 }
 
 }  // namespace plexion_certify

@@ -68,6 +68,11 @@ std::string Quoted(const std::string& text) {
   return out + "\"";
 }
 
+bool NothingTried(const std::vector<Result>& results) {
+  return std::all_of(results.begin(), results.end(),
+                     [](const Result& result) { return result.outcome == Outcome::kSkipped; });
+}
+
 }  // namespace
 
 std::string TableOf(const Options& options, const std::vector<Result>& results, double seconds) {
@@ -121,7 +126,7 @@ std::string TableOf(const Options& options, const std::vector<Result>& results, 
   if (broken != results.end()) {
     out += "Begin with " + std::string(broken->promise->id) +
            ": what comes later may follow from it.\n";
-  } else if (results.empty()) {
+  } else if (NothingTried(results)) {
     out += "There was nothing to try.\n";
   } else if (ExitCodeOf(options, results) == 0) {
     out += "Every promise that was tried is kept.\n";
@@ -172,6 +177,7 @@ std::string JsonOf(const Options& options, const std::vector<Result>& results, d
 }
 
 int ExitCodeOf(const Options& options, const std::vector<Result>& results) {
+  if (NothingTried(results)) return 2;
   for (const Result& result : results) {
     if (IsBroken(result.outcome)) return 1;
     if (options.warningsFail && result.outcome == Outcome::kWarning) return 1;

@@ -13,7 +13,7 @@ namespace plexion_certify {
 
 std::string TableOf(const Options& options, const std::vector<Result>& results, double seconds);
 std::string JsonOf(const Options& options, const std::vector<Result>& results, double seconds);
-/// 0 when all that was tried is kept, 1 otherwise.
+/// 0 when all that was tried is kept, 1 when something is broken, 2 when nothing was tried.
 int ExitCodeOf(const Options& options, const std::vector<Result>& results);
 
 }  // namespace plexion_certify

@@ -171,7 +171,9 @@ bool LookAfter(const Options& options, Running& running, Result& result) {
   if (late) {
     waitpid(running.process, &status, 0);
     Hear(running, result);
-    if (!running.ended && result.outcome != Outcome::kFailed) {
+    // What a case had said before it did not end stays the reason.
+    if (!running.ended && result.outcome != Outcome::kFailed &&
+        result.outcome != Outcome::kSkipped) {
       result.outcome = Outcome::kHung;
       result.expected = "an end";
       char limit[64];
@@ -273,9 +275,11 @@ std::vector<Result> RunCases(const Options& options, int argc, char** argv) {
         if (Start(options, argc, argv, *result.promise, started)) {
           running.push_back(started);
         } else {
-          result.outcome = Outcome::kSkipped;
-          result.note = "no process could be started for it";
+          result.outcome = Outcome::kFailed;  // not skipped: nobody must take it for kept
+          result.expected = "a process for this case";
+          result.seen = "none could be started on this machine; the host was not asked";
           done.insert(*at);
+          unsound.insert(*at);
         }
       }
       at = waiting.erase(at);

@@ -1,11 +1,13 @@
 // plexion-certify: tries every promise of the contract against a device maker's kernel and modules.
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
+#include <exception>
 #include <fstream>
 
 #include "kit/certify/Bench.h"
@@ -19,12 +21,18 @@ namespace plexion_certify {
 namespace {
 
 constexpr int kWrongCommandLine = 2;
+constexpr rlim_t kMostOutput = rlim_t{256} << 20;  // of a case, in bytes
 
 /// The process of one case.
 void RunCase(const Options& options) {
   // A crash is a result here: no file of the whole memory for each.
   const rlimit none = {0, 0};
   setrlimit(RLIMIT_CORE, &none);
+  // What a case prints is kept in memory until it ends.
+  const rlimit output = {kMostOutput, kMostOutput};
+  setrlimit(RLIMIT_FSIZE, &output);
+  // Each case has a process group of its own, so that Ctrl-C reaches the runner only.
+  if (options.reportFd >= 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
   Bench bench(options);
   Case c(bench, options);
   const Promise* const promise = FindPromise(options.caseId);
@@ -38,6 +46,9 @@ void RunCase(const Options& options) {
         promise->run(c);
       } catch (const CaseOver&) {
         // It has said why.
+      } catch (const std::exception& thrown) {
+        // Of the case's own files, mostly: not a crash of the host's.
+        c.Record("no exception of the case's own", thrown.what());
       }
     });
     if (c.CheckAfterKernel() && !c.HasFailed()) {
@@ -80,6 +91,13 @@ int Main(int argc, char** argv) {
   if (options.list != Options::List::kNo) return List(options);
   if (!options.caseId.empty()) RunCase(options);
 
+  try {
+    const TemporaryFolder tried;  // cases need one, and none must be blamed on the host
+  } catch (const std::exception& failed) {
+    fprintf(stderr, "plexion-certify: %s; expected a folder in TMPDIR that can be written to\n",
+            failed.what());
+    return kWrongCommandLine;
+  }
   // A reader who has gone must not end us before the JSON is written.
   signal(SIGPIPE, SIG_IGN);
   const auto began = std::chrono::steady_clock::now();
