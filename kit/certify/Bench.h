@@ -41,6 +41,8 @@ class Bench {
   /// What Printf of the kit's own messages goes through. The operator types a line.
   /// Returns  false when there is no way to.
   bool Type(const std::string& line);
+  /// Whether Type may work, without typing.
+  bool CanType() const { return type_ != nullptr || (options_.shellReadsInput && inputFd_ >= 0); }
 
  private:
   const Options& options_;

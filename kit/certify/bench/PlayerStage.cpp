@@ -157,8 +157,8 @@ void PlayerStage::OnMorvelInstanceNotification(Status status, const StageWindowS
 void PlayerStage::OnMorvelInstanceInterFrameNotification() {
   CheckCaller("OnMorvelInstanceInterFrameNotification");
   ++count_;
-  ++betweenFrames_;
   if (whenBetweenFrames) whenBetweenFrames();
+  ++betweenFrames_;  // who waits for it reads what the call has written
 }
 
 std::string PlayerStage::NameOf(Status status) {

@@ -18,8 +18,8 @@
 
 namespace plexion_certify {
 
-/// Loads the module; what was not given for a graphics driver or a player is the kit's own, and of the other
-/// modules there are those that were given.
+/// Loads the module. Player and graphics driver are those that were given where they, or the whole host, are
+/// tried; else they are the kit's own. Of the other modules there are those that were given.
 ///
 /// Order    make it, windows, Unload (or the destructor).
 class Service {

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
+#include <set>
 
 #include "kit/certify/Bench.h"
 #include "kit/certify/Case.h"
@@ -31,10 +33,16 @@ struct Files {
   }
   /// An object that points below the folder.
   IFileObject& At(const std::string& below) {
+    // Kept: whether the path is copied is a promise of its own.
+    const char* path = nullptr;
+    {
+      const std::lock_guard<std::mutex> lock(mutex);
+      path = paths.insert(Path(below)).first->c_str();
+    }
     IFileObject* const object = system.CreateFileObject();
     CERTIFY_REQUIRE(c, object != nullptr, "a file object", "null");
-    CERTIFY_REQUIRE(c, object->Open((folder.path + "/" + below).c_str()),
-                    "Open of " + below + " answers true: it need not exist", "false");
+    CERTIFY_REQUIRE(c, object->Open(path), "Open of " + below + " answers true: it need not exist",
+                    "false");
     return *object;
   }
   std::string Path(const std::string& below) const { return folder.path + "/" + below; }
@@ -47,6 +55,8 @@ struct Files {
   Case& c;
   IFileSystem& system;
   TemporaryFolder folder;
+  std::mutex mutex;  // threads have objects of their own, and share this
+  std::set<std::string> paths;
 };
 
 void Objects(Case& c) {
@@ -56,7 +66,9 @@ void Objects(Case& c) {
   CERTIFY_REQUIRE(c, one != nullptr && two != nullptr && one != two, "an object for each call",
                   "null, or the same twice");
   files.system.DestroyFileObject(one);
-  CERTIFY_REQUIRE(c, two->Open(files.folder.path.c_str()) && two->EnsureWritable(false),
+  const std::string there = files.Path("there");
+  fs::create_directory(there);
+  CERTIFY_REQUIRE(c, two->Open(there.c_str()) && two->RemoveDirectory(false),
                   "an object that works when another was destroyed", "false");
   files.system.DestroyFileObject(two);
 }

@@ -253,20 +253,19 @@ constexpr uint32_t kBackground = 0xFF102030u;
 /// A destination all of one colour, and a source with a pixel of its own at each place.
 struct Copy {
   Copy(Case& c, DriverBench& bench, const Dims& from, const Dims& to)
-      : source(bench.Render(from)), target(bench.Render(to)), done(false) {
+      : source(bench.Render(from)), target(bench.Render(to)) {
     bench.Paint(*source, 4);
     bench.Fill(*target, kBackground);
     c.Step("StretchCopy");
   }
   bool Do(const Rect& from, const Rect& to) {
     DrawingContext* const context = target->GetDrawingContext();
-    done = context->StretchCopy(source, from, to);
+    const bool done = context->StretchCopy(source, from, to);
     context->Finish();
     return done;
   }
   RenderPlane* source;
   RenderPlane* target;
-  bool done;
 };
 
 void CopyExact(Case& c) {
@@ -306,9 +305,10 @@ void CopyOutside(Case& c) {
   c.Step("StretchCopy from outside of the source");
   copy.Do({minus(20), minus(20), 2000, 2000}, {0, 0, 60, 40});
   copy.Do({1000, 1000, 60, 40}, {0, 0, 60, 40});
-  if (!copy.done) return;
   bench.Fill(*copy.target, kBackground);
-  copy.Do({0, 0, 60, 40}, {minus(10), minus(10), 60, 40});
+  if (!copy.Do({0, 0, 60, 40}, {minus(10), minus(10), 60, 40})) {
+    c.Skip("the driver leaves copies that reach outside to the module");
+  }
   CERTIFY_REQUIRE(c, bench.PixelOf(*copy.target, 0, 0) == bench.Colour(4, 10, 10),
                   Text("0x%08x at 0,0: what lies outside is skipped, the rest stays in its place",
                        bench.Colour(4, 10, 10)),

@@ -1,6 +1,7 @@
 // Promises of the kernel's time.
 
 #include <chrono>
+#include <thread>
 #include <vector>
 
 #include "kit/certify/Bench.h"
@@ -28,16 +29,16 @@ void Forward(Case& c) {
 
 void Passes(Case& c) {
   // Against the kernel's own Sleep, so that a kernel with a time of its own is not accused.
-  c.Step("sleeping 30 ms");
+  c.Step("sleeping 200 ms");  // a clock of 20 ms steps is right, too
   const auto began = std::chrono::steady_clock::now();
   const Time before = c.Kernel().GetTime();
-  c.SleepMs(30);
+  c.SleepMs(200);
   const Time passed = c.Kernel().GetTime() - before;
   const Time real = std::chrono::nanoseconds(std::chrono::steady_clock::now() - began).count();
-  CERTIFY_REQUIRE(c, passed > 0, "time passes in a sleep of 30 ms", "it stood still");
+  CERTIFY_REQUIRE(c, passed > 0, "time passes in a sleep of 200 ms", "it stood still");
   // A sleep that returns at once is another promise: then what really passed is the measure.
-  const Time atLeast = std::min<Time>(30 * kMillisecond, real) * 9 / 10;
-  const Time atMost = 10 * std::max<Time>(30 * kMillisecond, real);
+  const Time atLeast = std::min<Time>(200 * kMillisecond, real) * 9 / 10;
+  const Time atMost = 10 * std::max<Time>(200 * kMillisecond, real);
   CERTIFY_REQUIRE(c, passed >= atLeast && passed <= atMost,
                   Text("%lld to %lld ns pass in that sleep", static_cast<long long>(atLeast),
                        static_cast<long long>(atMost)),
@@ -64,21 +65,25 @@ void Sleeps(Case& c) {
 }
 
 void OthersRun(Case& c) {
-  c.Step("one thread sleeps, another works");
-  std::atomic<bool> sleeping{false}, awake{false};
-  CaseThread sleeper(c, [&] {
-    sleeping = true;
-    c.SleepMs(400);
-    awake = true;
-  });
-  CERTIFY_REQUIRE(c, c.Until([&] { return sleeping.load(); }, 1000), "a second thread that begins",
-                  "it did not");
-  for (int i = 0; i < 20; ++i) {
-    c.SleepMs(1);
-    c.Kernel().GetTime();
+  // Three times: a busy machine may keep us from the processor once.
+  for (int i = 0; i < 3; ++i) {
+    c.Step("one thread sleeps, another works");
+    std::atomic<bool> sleeping{false}, awake{false};
+    CaseThread sleeper(c, [&] {
+      sleeping = true;
+      c.SleepMs(400);
+      awake = true;
+    });
+    CERTIFY_REQUIRE(c, c.Until([&] { return sleeping.load(); }, 1000),
+                    "a second thread that begins", "it did not");
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));  // it is asleep by now
+    for (int times = 0; times < 20; ++times) {
+      c.SleepMs(1);
+      c.Kernel().GetTime();
+    }
+    if (!awake) return;
   }
-  CERTIFY_REQUIRE(c, !awake, "twenty sleeps of 1 ms beside one of 400 ms",
-                  "they waited for the long one");
+  c.Fail("twenty sleeps of 1 ms beside one of 400 ms", "they waited for the long one");
 }
 
 void Threads(Case& c) {

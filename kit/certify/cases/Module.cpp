@@ -38,7 +38,7 @@ void PlaysSet(Case& c, unsigned windows) {
   const QXError error = service.OpenSet(words);
   CERTIFY_REQUIRE(c, error == QXError_OK && service.Set().Count() == windows,
                   Text("%u windows", windows), error.name);
-  c.Step("RunStageWindowSetToCompletion");
+  c.Step("RunStageWindowSetToCompletion, of content that ends within ten seconds");
   CERTIFY_REQUIRE(c, service->RunStageWindowSetToCompletion(service.Set()), "true: all were shown",
                   "false");
   CERTIFY_REQUIRE(c, service.Set().IsEmpty(), "an empty set: windows that have ended are destroyed",
@@ -87,7 +87,7 @@ void Shows(Case& c) {
           for (uint32_t x = 0; x < 64; ++x) {
             uint32_t pixel = 0;
             memcpy(&pixel, row + size_t{x} * 4, sizeof(pixel));
-            drawn += pixel >> 24 == 255;
+            drawn += pixel >> 24 != 0;
           }
         }
         plane->UnlockPixels();
@@ -95,7 +95,7 @@ void Shows(Case& c) {
       },
       3000);
   CERTIFY_REQUIRE(c, drawn > 64 * 48 / 2, "the player's picture in the output plane's pixels",
-                  Text("%zu of 3072 pixels are opaque", drawn));
+                  Text("%zu of 3072 pixels are not transparent", drawn));
 }
 
 void Resized(Case& c) {
@@ -209,9 +209,7 @@ void HoursOfKeys(Case& c) {
   service->DispatchKeyUp(0x01000004);
   const long keys = service.player.keyDowns;
   const long grown = ResidentBytes() - before;
-  // A stranger's player does not tell what it was sent.
-  const bool counted = !c.GetOptions().Has("IMorvelRuntimeLib");
-  CERTIFY_REQUIRE(c, !counted || keys > 3 * 36000 * 9 / 10, "about 108,000 repeats at the player",
+  CERTIFY_REQUIRE(c, keys > 3 * 36000 * 9 / 10, "about 108,000 repeats at the player",
                   Text("%ld", keys));
   CERTIFY_REQUIRE(c, grown < (8L << 20), "repeats pile up nowhere",
                   Text("the process grew by %ld KiB", grown >> 10));
@@ -220,6 +218,8 @@ void HoursOfKeys(Case& c) {
 void PausedSet(Case& c) {
   if (!c.GetOptions().Has("IShell"))
     c.Skip("this host has no shell: nobody waits for the operator");
+  // Before a thread waits for what cannot come: it would be joined for ever.
+  if (!c.GetBench().CanType()) c.Skip("there is no way to type at this shell");
   c.GetBench().Ledger().UseArguments({"plexion-certify", "--pause"});
   Service service(c);
   const QXError error = service.OpenSet({service.Content(), service.Content()});
@@ -234,7 +234,8 @@ void PausedSet(Case& c) {
     c.Step("the set waits for \"go\"");
     c.SleepMs(300);
     const bool early = done;
-    if (!c.GetBench().Type("go")) c.Skip("there is no way to type at this shell");
+    CERTIFY_EXPECT(c, c.GetBench().Type("go"), "a line that can be typed at the shell",
+                   "it cannot");
     c.Step("playing after \"go\"");
     CERTIFY_EXPECT(c, !early, "nothing plays before \"go\"", "the set had ended");
   }

@@ -96,8 +96,8 @@ void LoadsInOrder(Case& c) {
 }
 
 void SizeWhenLoaded(Case& c) {
-  PlayerStage stage(c);
   Dims atLoaded = {0, 0};
+  PlayerStage stage(c);
   stage.whenHeard = [&](StageWindowStatus status) {
     if (status == kStatusLoaded) atLoaded = stage.Instance().GetMVXAuthoredStageDims();
   };
@@ -212,7 +212,8 @@ void Completes(Case& c) {
   stage.ConfigureAndLoad();
   stage.GivePlane();
   stage.PlayFrames(1);
-  const int limit = static_cast<int>(c.GetOptions().limitSeconds * 2500);
+  const int limit =
+      static_cast<int>(c.GetOptions().limitSeconds * 500);  // before the process's own
   c.Step("waiting for the content's end");
   if (!stage.WaitFor(kStatusComplete, limit)) {
     CERTIFY_REQUIRE(c, !IsTerminalStatus(stage.Instance().GetStageWindowStatus()),

@@ -1,5 +1,8 @@
 // Promises of the player runtime: what it draws, and where.
 
+#include <memory>
+#include <mutex>
+
 #include "kit/certify/Groups.h"
 #include "kit/certify/bench/PlayerStage.h"
 
@@ -10,18 +13,32 @@ using namespace qx::plexion;  // statuses
 
 /// Holds the player between two frames while `look` looks at the plane, so that nothing moves.
 void BetweenTwoFrames(Case& c, PlayerStage& stage, const std::function<void()>& look) {
-  std::atomic<bool> looked{false};
-  stage.whenBetweenFrames = [&] {
-    look();
-    looked = true;
+  // Shared, and shut at the end: a player that is late must not write into what is gone.
+  struct Look {
+    std::mutex mutex;
+    bool looked = false, over = false;
+  };
+  const auto shared = std::make_shared<Look>();
+  stage.whenBetweenFrames = [shared, look] {
+    const std::lock_guard<std::mutex> lock(shared->mutex);
+    if (!shared->over) look();
+    shared->looked = true;
   };
   stage.Do("RequestInterFrameNotification",
            [&] { stage.Instance().RequestInterFrameNotification(); });
-  c.Until([&] { return looked.load(); }, 3000);
+  const auto looked = [&shared] {
+    const std::lock_guard<std::mutex> lock(shared->mutex);
+    return shared->looked;
+  };
+  const bool came = c.Until(looked, 8000);
   stage.Do("Pause", [&] { stage.Instance().Pause(); });
   stage.WaitFor(kStatusPaused, 3000);
-  c.SleepMs(30);
-  stage.whenBetweenFrames = nullptr;
+  {
+    const std::lock_guard<std::mutex> lock(shared->mutex);
+    shared->over = true;
+  }
+  CERTIFY_REQUIRE(c, came, "OnMorvelInstanceInterFrameNotification after it was asked for",
+                  "none in eight seconds");
 }
 
 void Draws(Case& c) {
@@ -115,12 +132,12 @@ void Changed(Case& c) {
 
 void SameAgain(Case& c) {
   for (const Dims& dims : {Dims{160, 90}, Dims{400, 240}}) {
+    size_t before = 0;
+    bool taken = false;
     PlayerStage stage(c);
     stage.ConfigureAndLoad();
     stage.GivePlane();
     stage.PlayFrames(2);
-    size_t before = 0;
-    bool taken = false;
     stage.whenBetweenFrames = [&] {
       // As a resize does it: between two frames, then the plane is set again.
       stage.plane->SetDims(dims);

@@ -35,8 +35,8 @@ void OwnThread(Case& c) {
 
 /// Holds the player's thread in the notification of `held` and makes every call meanwhile.
 void CallsWhileHeld(Case& c, StageWindowStatus held) {
+  std::atomic<bool> inside{false}, mayLeave{false};  // outlive the stage, which calls back
   PlayerStage stage(c);
-  std::atomic<bool> inside{false}, mayLeave{false};
   stage.whenHeard = [&](StageWindowStatus status) {
     if (status != held || inside.exchange(true)) return;
     c.Until([&] { return mayLeave.load(); }, 4000);
@@ -101,7 +101,7 @@ void CallsWhileHeld(Case& c, StageWindowStatus held) {
                    std::string(calling.load()) + " waits for the player's thread");
     mayLeave = true;
   }
-  stage.whenHeard = nullptr;
+  stage.Destroy();  // nothing calls back after it
 }
 
 void FreeWhileLoading(Case& c) {
@@ -120,8 +120,8 @@ void FreeWhilePlaying(Case& c) {
 
 void CallsBack(Case& c) {
   // The window's own thread of thought: it asks, and ends content, from inside of a notification.
-  PlayerStage stage(c);
   std::atomic<bool> called{false};
+  PlayerStage stage(c);
   stage.whenHeard = [&](StageWindowStatus status) {
     auto& instance = stage.Instance();
     instance.GetStageWindowStatus();
@@ -180,8 +180,8 @@ void BetweenFramesPaused(Case& c) {
 }
 
 void NothingDrawnBetween(Case& c) {
-  PlayerStage stage(c);
   std::atomic<bool> drawn{false};
+  PlayerStage stage(c);
   stage.whenBetweenFrames = [&] {
     const int locks = stage.plane->LockCalls();
     c.SleepMs(80);
@@ -192,16 +192,17 @@ void NothingDrawnBetween(Case& c) {
   stage.PlayFrames(1);
   stage.Do("RequestInterFrameNotification",
            [&] { stage.Instance().RequestInterFrameNotification(); });
-  c.Until([&] { return stage.BetweenFrames() > 0; }, 3000);
-  c.SleepMs(100);
+  CERTIFY_REQUIRE(c, c.Until([&] { return stage.BetweenFrames() > 0; }, 8000),
+                  "OnMorvelInstanceInterFrameNotification after it was asked for",
+                  "none in eight seconds");
   CERTIFY_REQUIRE(c, !drawn, "nothing is drawn until the inter-frame notification has returned",
                   "the plane was locked meanwhile");
   stage.Destroy();
 }
 
 void DestroyWaits(Case& c) {
-  PlayerStage stage(c);
   std::atomic<bool> inside{false}, left{false}, destroyed{false}, tooEarly{false};
+  PlayerStage stage(c);
   stage.whenHeard = [&](StageWindowStatus status) {
     if (status != kInfoRenderPlaneUpdated || inside.exchange(true)) return;
     c.SleepMs(120);
@@ -246,6 +247,8 @@ void MemoryBack(Case& c) {
   {
     PlayerStage warm(c);
     warm.ConfigureAndLoad();
+    warm.GivePlane();
+    warm.PlayFrames(1);
   }
   const Balance before = c.GetBench().Ledger().Out();
   {

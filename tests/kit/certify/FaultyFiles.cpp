@@ -34,7 +34,8 @@ class FaultyFile final : public qx::platform::IFileObject {
     std::error_code failed;
     if (FAULT("ensure-always-true")) return fs::create_directories(path, failed), true;
     if (FAULT("ensure-refuses-existing") && fs::exists(path, failed)) return false;
-    if (FAULT("ensure-makes-files")) return (std::ofstream(path) << "x").good();
+    if (FAULT("ensure-makes-files") && !fs::exists(path, failed))
+      return (std::ofstream(path) << "x").good();
     if (FAULT("ensure-always-makes-above")) createMissing = true;
     if (FAULT("ensure-makes-last-only")) createMissing = false;
     if (FAULT("ensure-replaces-a-file") && fs::is_regular_file(path, failed)) fs::remove(path);

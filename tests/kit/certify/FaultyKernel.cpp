@@ -189,6 +189,13 @@ class FaultyKernel final : public IQXKernel {
       HandOurselvesTo(name);
       return inner_.AcquireModule(name);
     }
+    if (FAULT("modules-null-while-loading")) {
+      if (busyLoading_.exchange(true)) return nullptr;
+      HandOurselvesTo(name);
+      IQXModule* const module = inner_.AcquireModule(name);
+      busyLoading_ = false;
+      return module;
+    }
     return inner_.AcquireModule(name);
   }
   void ReleaseModule(IQXModule* module) override {
@@ -439,6 +446,14 @@ class FaultyKernel final : public IQXKernel {
       }
       return;
     }
+    if (FAULT("printf-loses-lines")) {
+      // Whoever comes while another prints is not waited for.
+      if (printing_.exchange(true)) return;
+      inner_.Printf("%s", text);
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+      printing_ = false;
+      return;
+    }
     inner_.Printf("%s", text);
   }
 
@@ -461,6 +476,7 @@ class FaultyKernel final : public IQXKernel {
 
   IQXKernel& inner_;
   std::mutex loading_;
+  std::atomic<bool> busyLoading_{false}, printing_{false};
   void* volatile cached_ = nullptr;
   std::string kept_;
   int lines_ = 0;

@@ -119,15 +119,15 @@ def judge(certify, library, fault, expected, only):
 
 
 def check_wrong(certify, faults, jobs, only=None):
-    """Returns the faults that were not named by the promise expected, first of all that were named."""
+    """Returns the entries that were not named by the promise expected, first of all that were named."""
     missed = []
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        wanted = [pool.submit(judge, certify, library, fault, expected,
-                              [expected] if only else certify.ids_of(library))
-                  for library, fault, expected in faults]
+        wanted = {pool.submit(judge, certify, library, fault, expected,
+                              [expected] if only else certify.ids_of(library)): (library, fault, expected)
+                  for library, fault, expected in faults}
         for one in concurrent.futures.as_completed(wanted):
             if one.result():
-                missed.append(one.result())
+                missed.append(wanted[one])
                 print(one.result(), flush=True)
     return missed
 
@@ -157,12 +157,14 @@ def main():
 
     for name in args.right.split():
         check_right(certify, name, right_options(certify, name, args))
-    missed = check_wrong(certify, faults, os.cpu_count() or 1)
+    # A promise about time may be broken by a neighbour: what was missed is tried again, alone.
+    again = check_wrong(certify, faults, os.cpu_count() or 1)
+    missed = check_wrong(certify, again, 1)
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     print(f"{len(faults)} wrong hosts, {len(faults) - len(missed)} named by the right promise first, "
           f"{used.ru_utime + used.ru_stime:.1f} s of processor time")
     check(len(faults) >= WANTED, f"{len(faults)} wrong hosts, {WANTED} are wanted")
-    check(len(missed) <= len(faults) * 5 // 100, f"{len(missed)} of {len(faults)} wrong hosts were missed")
+    check(not missed, f"{len(missed)} of {len(faults)} wrong hosts were missed twice")
 
 
 main()
