@@ -61,6 +61,48 @@ TEST_F(KeptPictureTest, AGroupThatMovesLooksAsIfItWerePaintedAnew) {
   }
 }
 
+TEST_F(KeptPictureTest, AShadowMovesWithItsGroup) {
+  Show(
+      "<rectangle width='64' height='36' fill='#ffffff'/>"
+      "<group id='card' shadow='#0000ff' shadowX='6' shadowY='6' shadowBlur='2'>"
+      "<rectangle x='2' y='4' width='12' height='12' fill='#ff0000'/>"
+      "<rectangle x='6' y='8' width='12' height='12' fill='#00ff00'/></group>",
+      "on('frame', function() stage.find('card').x = stage.find('card').x + 2 end)");
+  for (uint64_t frame = 0; frame < 8; ++frame) Visit(frame);
+  ExpectAsIfDrawnWhole("moved for eight frames");
+}
+
+TEST_F(KeptPictureTest, WhatComesToRestIsPaintedWhereItStands) {
+  Show(
+      "<group id='belt'><rectangle x='2' y='4' width='12' height='12' fill='#ff0000'/>"
+      "<text x='20' y='2' size='14' font='DejaVu Sans'>rests</text></group>",
+      "local n = 0 on('frame', function() n = n + 1\n"
+      "if n <= 8 then stage.find('belt').x = n * 1.3 end end)");
+  uint64_t frame = 0;
+  for (; frame < 8; ++frame) Visit(frame);
+  const std::vector<uint32_t> moving = pixels_;
+  for (; frame < 14; ++frame) Visit(frame);
+  EXPECT_NE(moving, pixels_) << "it was beside its place";
+  EXPECT_FALSE(result_.changed) << "and is not painted for ever";
+  ExpectAsIfDrawnWhole("at rest");
+}
+
+TEST_F(KeptPictureTest, GroupsThatMoveTakeNobodysShadow) {
+  std::string groups;
+  for (int i = 0; i < 70; ++i) {
+    groups += "<group id='g" + std::to_string(i) + "'><rectangle y='" + std::to_string(i % 30) +
+              "' width='3' height='3' fill='#ff0000'/></group>";
+  }
+  Show(groups +
+           "<rectangle x='40' y='8' width='8' height='8' fill='#fff' shadow='#0000ff' "
+           "shadowX='9'/>",
+       "on('frame', function() for i = 0, 69 do local g = stage.find('g' .. i) g.x = g.x + 1 end "
+       "end)");
+  for (uint64_t frame = 0; frame < 8; ++frame) Visit(frame);
+  EXPECT_TRUE(host_.Notices().empty()) << host_.Notices()[0];
+  ExpectAsIfDrawnWhole("with seventy groups");
+}
+
 TEST_F(KeptPictureTest, IsPaintedOnceWhileItMoves) {
   host_.settings.traceFlags = kTraceScript | kTraceFrameRate;
   host_.settings.traceFpsMs = 2000;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "host/base/Check.h"
 #include "host/player/application/paint/Figures.h"
@@ -18,6 +19,7 @@ namespace {
 /// Edges are smoothed over the pixels beside them.
 constexpr double kMargin = 1.5;
 constexpr size_t kMostLayers = 8;
+constexpr size_t kMostKeptGroups = 64;
 /// Pixels; more would cost more and look the same.
 constexpr double kMostDeviation = 200;
 constexpr double kFarthestShadow = 4000;
@@ -212,8 +214,7 @@ class Builder {
   void AddPlain(Element& element, const Around& around) {
     if (element.kind != ElementKind::kGroup) {
       AddElement(element, around);
-    } else if (!around.isKept && kept_.IsKept(element) && effects_ < kMostEffects &&
-               effectsAround_ < kMostLayers) {
+    } else if (!around.isKept && kept_.IsKept(element) && keptGroups_ < kMostKeptGroups) {
       AddKept(element, around);
     } else if (element.clip) {
       AddClipped(element, around);
@@ -283,7 +284,7 @@ class Builder {
 
   /// The whole of it is listed, also what is not seen at the moment: its picture is moved.
   void AddKept(Element& group, Around around) {
-    ++effects_;
+    ++keptGroups_;
     const size_t begin = Push(DisplayItem::Kind::kPushEffect);
     DisplayItem& push = list_.items[begin];
     push.element = &group;
@@ -294,9 +295,7 @@ class Builder {
     around.isSpread = true;
     around.isKept = true;
     around.clip.box = Grown(around.clip.box, kKeptReach);
-    ++effectsAround_;
     AddPlain(group, around);
-    --effectsAround_;
     PopEffect(begin, 0);
   }
 
@@ -450,6 +449,8 @@ class Builder {
   size_t layers_ = 0;
   size_t effects_ = 0;
   size_t effectsAround_ = 0;
+  /// Of its own: an element keeps its shadow, whatever moves.
+  size_t keptGroups_ = 0;
   DisplayList list_;
 };
 
@@ -517,6 +518,15 @@ void AddDifference(const DisplayList& before, const DisplayList& after, cairo_re
     if (!overtaken && LooksTheSame(now, then)) continue;
     cairo_region_union_rectangle(region, &then.bounds);
     cairo_region_union_rectangle(region, &now.bounds);
+  }
+  // The picture of a group that moved is laid on whole pixels; what stands is painted where it is.
+  std::unordered_set<uint32_t> kept;
+  for (const DisplayItem& now : after.items) {
+    if (now.effect.isKept) kept.insert(now.handle);
+  }
+  for (const DisplayItem& then : before.items) {
+    if (!then.effect.isKept || kept.count(then.handle) != 0) continue;
+    cairo_region_union_rectangle(region, &then.bounds);
   }
   for (const auto& gone : places) {
     cairo_region_union_rectangle(region, &before.items[gone.second].bounds);

@@ -51,6 +51,11 @@ cairo_surface_t* SurfaceOf(WatchedBuffer& pixels, cairo_format_t format, int wid
                                              cairo_format_stride_for_width(format, width));
 }
 
+/// A group that moves may have an effect of its own around its kept picture.
+uint64_t KeyOf(const DisplayItem& push) {
+  return uint64_t{push.handle} << 1 | (push.effect.isKept ? 1U : 0U);
+}
+
 size_t BytesOf(cairo_format_t format, int width, int height) {
   return static_cast<size_t>(cairo_format_stride_for_width(format, width)) *
          static_cast<size_t>(height);
@@ -98,7 +103,7 @@ bool EffectPictures::Make(Kept& kept, const DisplayItem& push, const PaintRange&
 EffectPictures::Kept* EffectPictures::Find(const DisplayList& list, size_t begin,
                                            const PaintRange& paint) {
   const DisplayItem& push = list.items[begin];
-  std::unique_ptr<Kept>& kept = kept_[push.handle];
+  std::unique_ptr<Kept>& kept = kept_[KeyOf(push)];
   const size_t count = push.end - begin;
   if (kept != nullptr && kept->items.size() == count) {
     const DisplayItem& then = kept->items[0];
@@ -112,7 +117,7 @@ EffectPictures::Kept* EffectPictures::Find(const DisplayList& list, size_t begin
   kept->items.assign(list.items.begin() + static_cast<ptrdiff_t>(begin),
                      list.items.begin() + static_cast<ptrdiff_t>(push.end));
   if (Make(*kept, push, paint, begin)) return kept.get();
-  kept_.erase(push.handle);
+  kept_.erase(KeyOf(push));
   return nullptr;
 }
 
@@ -157,7 +162,7 @@ void EffectPictures::KeepThoseOf(const DisplayList& list) {
   if (kept_.empty()) return;
   for (const DisplayItem& item : list.items) {
     if (item.kind != DisplayItem::Kind::kPushEffect) continue;
-    const auto found = kept_.find(item.handle);
+    const auto found = kept_.find(KeyOf(item));
     if (found != kept_.end()) found->second->isListed = true;
   }
   size_t bytes = 0;
@@ -167,6 +172,19 @@ void EffectPictures::KeepThoseOf(const DisplayList& list) {
     at = std::exchange(kept.isListed, false) ? std::next(at) : kept_.erase(at);
   }
   if (bytes > kMostKeptBytes) kept_.clear();
+}
+
+bool EffectPictures::HasBesideItsPlace(const DisplayList& list) const {
+  if (kept_.empty()) return false;
+  return std::any_of(list.items.begin(), list.items.end(), [this](const DisplayItem& item) {
+    if (!item.effect.isKept) return false;
+    const auto found = kept_.find(KeyOf(item));
+    if (found == kept_.end()) return false;
+    const cairo_matrix_t& then = found->second->items[0].matrix;
+    const double x = item.matrix.x0 - then.x0;
+    const double y = item.matrix.y0 - then.y0;
+    return fabs(x - round(x)) > kSamePlace || fabs(y - round(y)) > kSamePlace;
+  });
 }
 
 }  // namespace plexion_host::player::application

@@ -33,6 +33,8 @@ class EffectPictures {
   bool Paint(cairo_t* cairo, const DisplayList& list, size_t begin, const PaintRange& paint);
   /// Forgets those of elements that are not in the list, and all when they are too large together.
   void KeepThoseOf(const DisplayList& list);
+  /// Whether the picture of a group that moves lies less than a pixel beside its place.
+  bool HasBesideItsPlace(const DisplayList& list) const;
 
  private:
   struct Kept {
@@ -51,7 +53,8 @@ class EffectPictures {
   bool Make(Kept& kept, const DisplayItem& push, const PaintRange& paint, size_t begin);
 
   qx::plexion::MemoryWatchdog* watchdog_;
-  std::unordered_map<uint32_t, std::unique_ptr<Kept>> kept_;
+  /// By handle and kind: what is kept must outlive the making of another one inside of it.
+  std::unordered_map<uint64_t, std::unique_ptr<Kept>> kept_;
   movie::Blur blur_;
 };
 

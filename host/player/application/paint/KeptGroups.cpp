@@ -11,6 +11,8 @@ namespace {
 
 /// A single step is no movement.
 constexpr unsigned kLeastMoves = 3;
+/// Of pictures in which it stood: other things on the stage may move twice as often.
+constexpr unsigned kMostRests = 2;
 
 uint64_t Hashed(uint64_t hash, uint64_t value) {
   hash = (hash ^ value) * 0x9E3779B97F4A7C15U;
@@ -47,6 +49,10 @@ uint64_t KeptGroups::Visit(const Element& element, uint64_t shape) {
     history.moves = 0;
   } else if (history.place != element.moves) {
     ++history.moves;
+    history.rests = 0;
+  } else if (++history.rests >= kMostRests) {
+    // Its picture may lie beside its place, which is seen of what stands.
+    history.moves = 0;
   }
   history.content = content;
   history.place = element.moves;

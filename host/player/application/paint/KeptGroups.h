@@ -19,7 +19,8 @@ class KeptGroups {
  public:
   /// Compares the stage with how it was the last time.
   void Look(const Stage& stage);
-  /// It is worth a picture of its own. False again as soon as something in it changes.
+  /// It is worth a picture of its own. False again as soon as something in it
+  /// changes, or it has come to rest.
   bool IsKept(const Element& group) const;
   void Clear() { groups_.clear(); }
 
@@ -28,6 +29,7 @@ class KeptGroups {
     uint64_t place = 0;    ///< counts its own moves
     uint64_t content = 0;  ///< of all that is in it, and of how it is turned and scaled
     unsigned moves = 0;    ///< in a row
+    unsigned rests = 0;    ///< looks since the last of them
     uint64_t round = 0;
   };
 

@@ -93,6 +93,11 @@ bool Painter::TouchWhatIsLate() {
     if (element != nullptr) stage_.TouchPicture(*element);
     any = any || element != nullptr;
   }
+  // Whether it goes on moving or has come to rest is known at the next picture.
+  if (effects_.HasBesideItsPlace(drawn_)) {
+    stage_.TouchDrawing();
+    any = true;
+  }
   return any;
 }
 

@@ -117,6 +117,8 @@ class Stage {
   void TouchPicture(Element& element);
   void TouchAll() { ++revision_; }
   /// Changes whenever anything that may be seen does.
+  /// All elements look as before, and yet it is to be drawn again.
+  void TouchDrawing() { ++revision_; }
   uint64_t Revision() const { return revision_; }
   /// Elements whose `src` has changed and is to be loaded; empties the list.
   std::vector<uint32_t> TakeStale();
