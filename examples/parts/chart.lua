@@ -14,6 +14,14 @@ local function shown(value)
   return (whole and tostring(whole) or string.format("%.1f", value)) .. parameters.unit
 end
 
+-- The first bytes of a text, up to the end of a letter; nothing of what is no text.
+local function cut(text, most)
+  if not utf8.len(text) then return "" end
+  if #text <= most then return text end
+  while most > 0 and text:byte(most + 1) & 0xC0 == 0x80 do most = most - 1 end
+  return text:sub(1, most)
+end
+
 -- Held from the beginning: clones have the ids of their patterns.
 local plot, patterns = part:find("plot"), {}
 for _, id in ipairs{ "bar", "rule", "curve", "slice", "dot", "number", "name" } do patterns[id] = part:find(id) end
@@ -82,7 +90,7 @@ function use(data)
     -- Neither what is no number nor what no screen could show.
     if value and value == value and math.abs(value) < 1e12 and #list < mostEntries then
       local name = entry[parameters.label]
-      list[#list + 1] = { value = value, label = type(name) == "string" and name:sub(1, 100) or "" }
+      list[#list + 1] = { value = value, label = type(name) == "string" and cut(name, 100) or "" }
       least, most = math.min(least, value), math.max(most, value)
     end
   end

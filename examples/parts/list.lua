@@ -26,10 +26,18 @@ local function place(i)
   return x, math.max(0, width - 12)
 end
 
+-- The first bytes of a text, up to the end of a letter; nothing of what is no text.
+local function cut(text, most)
+  if not utf8.len(text) then return "" end
+  if #text <= most then return text end
+  while most > 0 and text:byte(most + 1) & 0xC0 == 0x80 do most = most - 1 end
+  return text:sub(1, most)
+end
+
 -- A field as text, whatever it is.
 local function text(value)
   if type(value) == "number" then return tostring(math.tointeger(value) or value) end
-  return type(value) == "string" and value:sub(1, 200) or ""
+  return type(value) == "string" and cut(value, 200) or ""
 end
 
 local function showPage()

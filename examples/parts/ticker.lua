@@ -6,22 +6,37 @@ local gap = parameters.size * 2
 local mostLines = 100
 local speed = math.max(1, parameters.speed)
 
+-- The first bytes of a text, up to the end of a letter; nothing of what is no text.
+local function cut(text, most)
+  if not utf8.len(text) then return "" end
+  if #text <= most then return text end
+  while most > 0 and text:byte(most + 1) & 0xC0 == 0x80 do most = most - 1 end
+  return text:sub(1, most)
+end
+
 local function run(from)
+  -- A shorter text may be out of sight already.
+  if from <= -belt.width then from = window.width end
   belt.x = from
   belt:animate{ x = -belt.width, duration = (from + belt.width) / speed, easing = "linear",
     done = function() run(window.width) end }
 end
 
 function say(lines)
+  local good = {}
+  for _, line in ipairs(lines) do
+    if #good >= mostLines then break end
+    local shown = type(line) == "string" and cut(line, 1000) or ""
+    if shown ~= "" then good[#good + 1] = shown end
+  end
   for _, child in ipairs(belt:children()) do child:remove() end
   local x = 0
-  for i, line in ipairs(lines) do
-    if i > mostLines then break end
+  for i, line in ipairs(good) do
     if i > 1 then
       bullet:clone(belt, { x = x, y = part.height / 2 - 4 })
       x = x + gap
     end
-    local item = pattern:clone(belt, { x = x, text = line:sub(1, 1000) })
+    local item = pattern:clone(belt, { x = x, text = line })
     x = x + item.textWidth + gap
   end
   belt.width = math.max(1, x)

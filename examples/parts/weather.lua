@@ -15,6 +15,14 @@ for _, names in pairs(skies) do
   for _, id in ipairs(names) do layers[id] = part:find(id) end
 end
 
+-- The first bytes of a text, up to the end of a letter; nothing of what is no text.
+local function cut(text, most)
+  if not utf8.len(text) then return "" end
+  if #text <= most then return text end
+  while most > 0 and text:byte(most + 1) & 0xC0 == 0x80 do most = most - 1 end
+  return text:sub(1, most)
+end
+
 local function degrees(value) return type(value) == "number" and string.format("%.0f°", value) or "–" end
 
 function use(data)
@@ -29,7 +37,7 @@ function use(data)
   for i, day in ipairs(days) do
     local card = pattern:clone(row, { x = (i - 1) * step, width = step - 10 })
     for _, id in ipairs{ "card", "name", "high", "low" } do card:find(id).width = step - 10 end
-    card:find("name").text = day.day:sub(1, 60)
+    card:find("name").text = cut(day.day, 60)
     card:find("high").text, card:find("low").text = degrees(day.high), degrees(day.low)
     local sky = card:find("sky")
     sky.x = (step - 10 - 72) / 2

@@ -232,7 +232,9 @@ void Application::TakeOver(const Application& before) {
   });
   if (!ReadDocument(before.documentText_, parts, asWritten, scripts, ignored)) return;
   const auto takeOver = [&](Element& element) {
-    const Element* then = element.id.empty() ? nullptr : asWritten.FindById(element.id);
+    // What is in a part is no script's of the application, though it may have the same id.
+    if (element.id.empty() || stage_.FindById(element.id) != &element) return;
+    const Element* then = asWritten.FindById(element.id);
     const Element* last = then == nullptr ? nullptr : before.stage_.FindById(element.id);
     if (last == nullptr || then->kind != element.kind || last->kind != element.kind) return;
     stage_.TakeOver(element, *then, *last);

@@ -189,6 +189,25 @@ TEST_F(PartsTest, IsReadAgainWhileItIsWritten) {
   EXPECT_EQ(0xFF0000FF, At(32, 18));
 }
 
+TEST_F(PartsTest, WhatIsReadAgainTakesNothingFromNamesakes) {
+  watchFiles_ = true;
+  Write("box.xml",
+        "<part><rectangle id='box' x='32' width='32' height='36' fill='#ff0000'/></part>");
+  ASSERT_TRUE(
+      Show("<rectangle id='box' width='20' height='36' fill='#ff0000'/>"
+           "<use part='box.xml'/>",
+           "on('keydown', function() stage.find('box').fill = '#0000ff' end)"));
+  Visit(0);
+  Press('a');
+  EXPECT_EQ(0xFF0000FF, At(4, 18));
+  Write("next", "<part><rectangle id='box' x='30' width='34' height='36' fill='#ff0000'/></part>");
+  std::filesystem::rename(folder_ / "next", folder_ / "box.xml");
+  ASSERT_TRUE(host_.WaitForRequest());
+  RunTo(position_ + 2);
+  EXPECT_EQ(0xFF0000FF, At(4, 18)) << "what a script has set stays";
+  EXPECT_EQ(0xFFFF0000, At(31, 18)) << "and the part's has its own";
+}
+
 TEST_F(PartsTest, CheckNamesWhatIsNotUsed) {
   Write("a.xml",
         "<part><parameter name='used'/><parameter name='idle' default=''/><text id='known' "
@@ -312,6 +331,26 @@ TEST_F(ExamplePartsTest, ChartsAndWeatherTakeWhateverTheyAreTold) {
   EXPECT_EQ("pie\t8", Trace(2));
   EXPECT_EQ("nil\tis no list", Trace(4));
   EXPECT_EQ("1", Trace(6));
+  EXPECT_TRUE(host_.Notices().empty()) << host_.Notices()[0];
+}
+
+TEST_F(ExamplePartsTest, TextsAreCutBetweenLettersAndMayBeNone) {
+  // Of two bytes each, after one of one: the middle of a letter lies at every even length.
+  ASSERT_TRUE(
+      Show("<use part='list.xml' id='l' source='none.json' columns='a'/>"
+           "<use part='chart.xml' id='c' source='none.json'/>"
+           "<use part='weather.xml' id='w' source='none.json'/><use part='ticker.xml' id='t'/>",
+           "local long, bad = 'x' .. ('\\u{e4}'):rep(3000), 'a\\xff'\n"
+           "for _, text in ipairs{bad, long} do\n"
+           "parts.l.use{{a = text}, {a = 'good'}} parts.c.use{{label = text, value = 1}}\n"
+           "parts.w.use{{day = text}} parts.t.say{text, 5, 'good'} end\n"
+           "local belt = stage.find('t'):find('belt') trace(#belt:children(), belt.width > 1000)\n"
+           "on('keydown', function() parts.t.say{'short'} trace(belt.x) end)"))
+      << error_.message;
+  EXPECT_EQ("3\ttrue", Trace(host_.Traces().size() - 1));
+  RunTo(300);
+  Press('a');
+  EXPECT_GT(std::stod(host_.Traces().back()), 0) << "a shorter one begins anew";
   EXPECT_TRUE(host_.Notices().empty()) << host_.Notices()[0];
 }
 
