@@ -1,4 +1,5 @@
 // Data from servers of every kind: what reaches a script, what is told, and what never happens.
+#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -6,6 +7,8 @@
 #include <chrono>
 #include <thread>
 
+#include "host/player/application/net/DeclaredData.h"
+#include "host/player/application/script/ScriptErrors.h"
 #include "host/player/content/DeclaredAddresses.h"
 #include "tests/host/application/ApplicationFixture.h"
 #include "tests/host/media/HttpServer.h"
@@ -20,10 +23,9 @@ constexpr std::chrono::seconds kLong{20};
 class Fetching {
  public:
   explicit Fetching(const std::string& address, double timeout = 20, double every = 0.01,
-                    std::vector<std::string> hosts = {"127.0.0.1"}) {
-    FetchSettings settings;
-    settings.addresses = {{address, every, timeout}};
-    settings.hosts = std::move(hosts);
+                    std::vector<std::string> hosts = {"127.0.0.1"})
+      : Fetching(SettingsOf(address, timeout, every, std::move(hosts))) {}
+  explicit Fetching(FetchSettings settings) {
     settings.wake = [this] {
       const std::lock_guard<std::mutex> lock(mutex_);
       woken_ = true;
@@ -44,6 +46,15 @@ class Fetching {
       std::vector<Fetched> fetched = fetcher_->Take();
       if (!fetched.empty()) return fetched[0];
     }
+  }
+  DataFetcher& Fetcher() { return *fetcher_; }
+
+  static FetchSettings SettingsOf(const std::string& address, double timeout, double every,
+                                  std::vector<std::string> hosts) {
+    FetchSettings settings;
+    settings.addresses = {{address, every, timeout}};
+    settings.hosts = std::move(hosts);
+    return settings;
   }
 
  private:
@@ -75,7 +86,7 @@ TEST(DataFetcher, TellsWhatServersDoWrong) {
          peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
          Stall(peer, "x");
        },
-       "the answer did not come to its end within the time-out", 0.3},
+       "the answer did not come to its end within the time-out", 2},
       {"drips its head",
        [](const std::string&, HttpServer::Peer& peer) {
          peer.Send("HTTP/1.1 200 OK\r\n");
@@ -132,6 +143,12 @@ TEST(DataFetcher, TellsWhatServersDoWrong) {
          peer.Send(HttpServer::Reply("302 Found", "Location: http://127.0.0.1@localhost/\r\n", ""));
        },
        "expected a host that the application declares"},
+      {"sends to a name that ends where readers disagree",
+       [](const std::string&, HttpServer::Peer& peer) {
+         peer.Send(
+             HttpServer::Reply("302 Found", "Location: http://127.0.0.1\\@localhost:9/\r\n", ""));
+       },
+       "expected a host that the application declares"},
       {"sends to a file",
        [](const std::string&, HttpServer::Peer& peer) {
          peer.Send(HttpServer::Reply("302 Found", "Location: file:///etc/passwd\r\n", ""));
@@ -179,21 +196,101 @@ TEST(DataFetcher, AsksForWhatIsNewAndTellsNothingOfWhatIsNot) {
   EXPECT_GE(count, 5);
 }
 
-TEST(DataFetcher, GivesUpAtOnce) {
-  std::atomic<bool> asked{false};
+TEST(DataFetcher, WhatIsRefusedIsAskedForAsAWhole) {
+  HttpServer server([](const std::string& head) {
+    if (head.find("If-None-Match") != std::string::npos) {
+      return HttpServer::Reply("304 Not Modified", "Location: /elsewhere\r\n", "");
+    }
+    return HttpServer::Reply("200 OK", "ETag: \"1\"\r\n", "all");
+  });
+  Fetching fetching(server.Address("/"));
+  EXPECT_EQ("all", fetching.Next().bytes);
+  fetching.Fetcher().Refuse(0);
+  fetching.Fetcher().Refuse(99);
+  EXPECT_EQ("all", fetching.Next().bytes) << "though the server says that it has not changed";
+}
+
+TEST(DataFetcher, AllAnswersTogetherHaveABound) {
   HttpServer server(
-      [&](const std::string&, HttpServer::Peer& peer) {
-        asked = true;
-        peer.Send("HTTP/1.1 200 OK\r\n");
-        Stall(peer, "A: b\r\n");
+      [](const std::string&, HttpServer::Peer& peer) {
+        peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 8300000\r\n\r\n" + std::string(8000000, ' '));
+        Stall(peer, " ");
       },
       {});
-  auto fetching = std::make_unique<Fetching>(server.Address("/"), 60);
-  const auto end = Clock::now() + kLong;
-  while (!asked && Clock::now() < end) std::this_thread::yield();
+  FetchSettings settings = Fetching::SettingsOf(server.Address("/"), 60, 3600, {"127.0.0.1"});
+  settings.addresses.resize(5, settings.addresses[0]);
+  Fetching fetching(settings);
+  EXPECT_EQ("no room for it: all answers under way may have 33554432 bytes together",
+            fetching.Next().failure);
+}
+
+TEST(DataFetcher, UsesTheProxyThatItIsGivenWhateverTheEnvironmentLeavesOut) {
+  ASSERT_EQ(0, setenv("no_proxy", "*", 1));
+  HttpServer proxy([](const std::string&) { return Page("by the proxy"); });
+  FetchSettings settings =
+      Fetching::SettingsOf("http://declared.example/", 20, 3600, {"declared.example"});
+  settings.proxy.host = "127.0.0.1";
+  settings.proxy.port = static_cast<uint16_t>(proxy.Port());
+  EXPECT_EQ("by the proxy", Fetching(settings).Next().bytes);
+  unsetenv("no_proxy");
+}
+
+TEST(DataFetcher, GivesUpAtOnce) {
+  HttpServer server([](const std::string&) { return Page("once"); });
+  auto fetching = std::make_unique<Fetching>(server.Address("/"), 60, 3600);
+  EXPECT_EQ("once", fetching->Next().bytes);
+  // Idle for an hour; nothing but being woken ends it sooner.
   const auto began = Clock::now();
   fetching.reset();
-  EXPECT_LT(Clock::now() - began, std::chrono::seconds(20)) << "not the time-out's minute";
+  EXPECT_LT(Clock::now() - began, std::chrono::seconds(10));
+}
+
+TEST(DeclaredData, RefusesWhatItCannotKeep) {
+  class Full final : public IDataAccess, public DataFetcher {
+   public:
+    explicit Full(std::vector<size_t>& refused) : refused_(refused) {}
+    std::unique_ptr<DataFetcher> Open(FetchSettings) override {
+      return std::make_unique<Full>(refused_);
+    }
+    std::vector<Fetched> Take() override {
+      std::vector<Fetched> all;
+      for (size_t i = 0; i < 5; ++i) all.push_back({i, std::string(kLargestAnswer, ' '), ""});
+      return all;
+    }
+    void Refuse(size_t index) override { refused_.push_back(index); }
+    void SetProxy(const ProxySettings&) override {}
+
+   private:
+    std::vector<size_t>& refused_;
+  };
+  std::vector<size_t> refused;
+  Full access(refused);
+  RecordingHost host;
+  DeclaredData data(host);
+  std::vector<DataSource> sources(5);
+  for (size_t i = 0; i < 5; ++i) {
+    sources[i].id = std::to_string(i);
+    sources[i].address = "http://declared.example/";
+  }
+  data.Start(sources, &access);
+  const std::vector<DeclaredData::News> news = data.Take(1);
+  ASSERT_EQ(5u, news.size());
+  EXPECT_EQ("", news[3].failure);
+  EXPECT_NE("", news[4].failure);
+  EXPECT_EQ(std::vector<size_t>{4}, refused);
+}
+
+TEST(ScriptErrors, DataThatFailsInTheSameWayIsToldOnceAMinute) {
+  RecordingHost host;
+  ScriptErrors errors(host);
+  errors.AddOfData("data:d", "Failed to connect to 127.0.0.1 port 9 after 3 ms", 1);
+  errors.AddOfData("data:d", "Failed to connect to 127.0.0.1 port 9 after 12 ms", 2);
+  EXPECT_EQ(1u, host.Notices().size());
+  errors.AddOfData("data:d", "the server sends to \"http://a.example/1\"", 3);
+  errors.AddOfData("data:d", "the server sends to \"http://b.example/2\"", 4);
+  EXPECT_EQ(2u, host.Notices().size()) << "another reason is news, another address is not";
+  errors.AddOfData("data:d", "Failed to connect to 127.0.0.1 port 9 after 1 ms", 62);
+  EXPECT_EQ(3u, host.Notices().size());
 }
 
 /// Applications that declare data of a server on this machine.

@@ -32,10 +32,7 @@ bool ReadSide(std::string_view text, uint32_t& side) {
 
 /// With a host, without a user: what is told about it would tell the password as well.
 bool IsWebAddress(std::string_view text) {
-  if (HostOf(text).empty() || text.size() > kLongestAddress) return false;
-  const size_t begin = text.find("://") + 3;
-  const std::string_view server = text.substr(begin, text.find_first_of("/?#\\", begin) - begin);
-  return server.find('@') == std::string_view::npos &&
+  return !HostOf(text).empty() && text.size() <= kLongestAddress &&
          std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7f; });
 }
 

@@ -3,7 +3,9 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <deque>
 #include <map>
 #include <system_error>
 #include <utility>
@@ -31,8 +33,9 @@ Clock::duration Seconds(double seconds) {
 
 class CurlFetcher final : public DataFetcher {
  public:
-  explicit CurlFetcher(FetchSettings settings)
-      : settings_(std::move(settings)), questions_(settings_.addresses.size()) {}
+  explicit CurlFetcher(FetchSettings settings) : settings_(std::move(settings)) {
+    for (size_t i = 0; i < settings_.addresses.size(); ++i) questions_.emplace_back(underWay_);
+  }
   ~CurlFetcher() override {
     {
       const MutexLock lock(mutex_);
@@ -59,9 +62,20 @@ class CurlFetcher final : public DataFetcher {
   std::vector<Fetched> Take() override {
     const MutexLock lock(mutex_);
     std::vector<Fetched> taken;
-    for (auto& each : fetched_) taken.push_back(std::move(each.second));
+    for (auto& each : fetched_) {
+      underWay_ -= each.second.bytes.size();
+      taken.push_back(std::move(each.second));
+    }
     fetched_.clear();
     return taken;
+  }
+
+  void Refuse(size_t index) override {
+    {
+      const MutexLock lock(mutex_);
+      refused_.push_back(index);
+    }
+    curl_multi_wakeup(multi_);
   }
 
   void SetProxy(const ProxySettings& proxy) override {
@@ -71,12 +85,16 @@ class CurlFetcher final : public DataFetcher {
 
  private:
   struct Question {
+    explicit Question(std::atomic<uint64_t>& underWay) : request(underWay) {}
+
     HttpRequest request;
     Clock::time_point due = Clock::now();
     Clock::time_point end;  ///< of the one under way
     bool isUnderWay = false;
     int redirections = 0;
-    unsigned failures = 0;  ///< one after the other
+    unsigned failures = 0;     ///< one after the other, refusals among them
+    bool wasAnswered = false;  ///< and nobody has refused it yet
+    bool isRefused = false;    ///< what is kept is older than the version; asked for anew
     AnswerVersion version;
     std::string asked;  ///< the address at hand, where a redirection leads
   };
@@ -91,6 +109,7 @@ class CurlFetcher final : public DataFetcher {
       int running = 0;
       curl_multi_perform(multi_, &running);
       TakeAnswers();
+      TakeRefusals();
       const Clock::time_point now = Clock::now();
       Clock::time_point next = now + kLongestWait;
       for (size_t i = 0; i < questions_.size(); ++i) {
@@ -111,6 +130,8 @@ class CurlFetcher final : public DataFetcher {
   void Ask(size_t index) {
     Question& question = questions_[index];
     question.redirections = 0;
+    if (std::exchange(question.wasAnswered, false)) question.failures = 0;
+    if (std::exchange(question.isRefused, false)) question.version = AnswerVersion();
     question.end = Clock::now() + Seconds(settings_.addresses[index].timeoutSeconds);
     Send(index, settings_.addresses[index].address);
   }
@@ -144,6 +165,22 @@ class CurlFetcher final : public DataFetcher {
     }
   }
 
+  void TakeRefusals() {
+    std::vector<size_t> refused;
+    {
+      const MutexLock lock(mutex_);
+      refused.swap(refused_);
+    }
+    for (const size_t index : refused) {
+      if (index >= questions_.size()) continue;
+      Question& question = questions_[index];
+      question.isRefused = true;
+      // One that is under way may bring another answer; if it says that nothing has changed, the next one
+      // asks for all of it.
+      if (!question.isUnderWay) Postpone(index);
+    }
+  }
+
   void Finish(size_t index, CURLcode code) {
     Question& question = questions_[index];
     switch (question.request.Finish(code)) {
@@ -153,12 +190,14 @@ class CurlFetcher final : public DataFetcher {
         return Fail(index, question.request.Failure());
       case HttpRequest::Outcome::kAnswer:
         question.version = question.request.Version();
+        question.isRefused = false;
         Tell({index, question.request.TakeBytes(), ""});
         break;
       case HttpRequest::Outcome::kUnchanged:
+        if (question.isRefused) return Postpone(index);
         break;
     }
-    question.failures = 0;
+    question.wasAnswered = true;
     question.due = Clock::now() + Seconds(settings_.addresses[index].everySeconds);
   }
 
@@ -170,7 +209,7 @@ class CurlFetcher final : public DataFetcher {
       return Fail(index, "the server sends to \"" + PrintableWord(target.substr(0, 200)) +
                              "\"; expected a host that the application declares");
     }
-    if (question.asked.compare(0, 6, "https:") == 0 && target.compare(0, 6, "https:") != 0) {
+    if (IsSecure(question.asked) && !IsSecure(target)) {
       return Fail(index, "the server sends from https to an address without");
     }
     if (++question.redirections > kMostRedirections) {
@@ -180,14 +219,24 @@ class CurlFetcher final : public DataFetcher {
     Send(index, target);
   }
 
+  static bool IsSecure(const std::string& address) {
+    return LowerCase(address.substr(0, 6)) == "https:";
+  }
+
   void Fail(size_t index, const std::string& reason) {
+    Postpone(index);
+    Tell({index, "", reason});
+  }
+
+  /// Asks again sooner than it would, but later each time.
+  void Postpone(size_t index) {
     Question& question = questions_[index];
     const double every = settings_.addresses[index].everySeconds;
     const double retry =
         kFirstRetrySeconds * static_cast<double>(1U << std::min(question.failures, 16U));
     ++question.failures;
+    question.wasAnswered = false;
     question.due = Clock::now() + Seconds(std::min(every, retry));
-    Tell({index, "", reason});
   }
 
   void Tell(Fetched fetched) {
@@ -195,16 +244,21 @@ class CurlFetcher final : public DataFetcher {
       const MutexLock lock(mutex_);
       Fetched& last = fetched_[fetched.index];
       // An answer that nobody has taken yet is not lost by a failure after it.
-      if (fetched.failure.empty() || last.bytes.empty()) last = std::move(fetched);
+      if (fetched.failure.empty() || last.bytes.empty()) {
+        underWay_ -= last.bytes.size();
+        last = std::move(fetched);
+      }
     }
     settings_.wake();
   }
 
   FetchSettings settings_;  ///< its proxy is guarded by the mutex, all else constant
   CURLM* multi_ = nullptr;
-  std::vector<Question> questions_;  ///< the thread's while it runs
+  std::atomic<uint64_t> underWay_{0};  ///< bytes of answers that nobody has taken yet
+  std::deque<Question> questions_;     ///< the thread's while it runs
   Mutex mutex_;
   bool stops_ GUARDED_BY(mutex_) = false;
+  std::vector<size_t> refused_ GUARDED_BY(mutex_);
   std::map<size_t, Fetched> fetched_ GUARDED_BY(mutex_);
   NamedThread thread_;  ///< last: it uses all of the others
 };

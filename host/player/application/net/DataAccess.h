@@ -16,6 +16,8 @@ namespace plexion_host::player::application {
 
 /// Of one answer, without its head.
 constexpr uint64_t kLargestAnswer = uint64_t{8} * 1024 * 1024;
+/// Of all answers of an application that are under way or not yet taken.
+constexpr uint64_t kMostUnderWay = uint64_t{32} * 1024 * 1024;
 
 /// One address that is asked again and again.
 struct FetchedAddress {
@@ -54,6 +56,9 @@ class DataFetcher {
   /// What has come since the last call, of each address the latest. An answer that says that nothing
   /// has changed is not among it.
   virtual std::vector<Fetched> Take() = 0;
+  /// The last answer that was taken of an address could not be kept: it is asked for the whole of it
+  /// again, as soon as after a failure. An index that is none does nothing.
+  virtual void Refuse(size_t index) = 0;
   /// From the next question on.
   virtual void SetProxy(const ProxySettings& proxy) = 0;
 };

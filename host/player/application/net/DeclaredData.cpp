@@ -75,7 +75,14 @@ std::vector<DeclaredData::News> DeclaredData::Take(double now) {
     PLEXION_CHECK(fetched.index < entries_.size(), "only what was asked for comes");
     Entry& entry = entries_[fetched.index];
     entry.failure = fetched.failure;
-    if (fetched.failure.empty() && Keep(entry, fetched.bytes)) entry.cameAt = now;
+    if (fetched.failure.empty()) {
+      if (Keep(entry, fetched.bytes)) {
+        entry.cameAt = now;
+      } else {
+        // Else the server would say for ever that nothing has changed.
+        fetcher_->Refuse(fetched.index);
+      }
+    }
     news.push_back({kDataPrefix + entry.id, entry.failure});
   }
   return news;

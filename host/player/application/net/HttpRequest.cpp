@@ -4,6 +4,7 @@
 #include <math.h>
 
 #include <algorithm>
+#include <new>
 
 #include "host/base/Text.h"
 #include "host/player/application/net/WebAddress.h"
@@ -33,11 +34,18 @@ bool TakeHeader(std::string_view line, std::string_view name, std::string& value
 
 }  // namespace
 
-HttpRequest::HttpRequest() : handle_(curl_easy_init()) {}
+HttpRequest::HttpRequest(std::atomic<uint64_t>& underWay)
+    : handle_(curl_easy_init()), underWay_(underWay) {}
 
 HttpRequest::~HttpRequest() {
+  Drop();
   if (handle_ != nullptr) curl_easy_cleanup(handle_);
   curl_slist_free_all(headers_);
+}
+
+void HttpRequest::Drop() {
+  underWay_ -= bytes_.size();
+  bytes_ = std::string();
 }
 
 void HttpRequest::SetIdentity(const std::string& host, const FetchSettings& settings) {
@@ -61,12 +69,13 @@ void HttpRequest::SetIdentity(const std::string& host, const FetchSettings& sett
 
 void HttpRequest::Begin(const std::string& address, double timeoutSeconds,
                         const FetchSettings& settings, const AnswerVersion& version) {
-  bytes_.clear();
+  Drop();
   failure_.clear();
   redirection_.clear();
   answered_ = AnswerVersion();
   headBytes_ = 0;
   isTooLarge_ = false;
+  hasNoRoom_ = false;
   reason_[0] = '\0';
   if (handle_ == nullptr) return;
   curl_easy_reset(handle_);
@@ -89,7 +98,9 @@ void HttpRequest::Begin(const std::string& address, double timeoutSeconds,
   curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, OnBody);
   curl_easy_setopt(handle_, CURLOPT_WRITEDATA, this);
   curl_easy_setopt(handle_, CURLOPT_PRIVATE, this);
-  // Only the proxy that the device names, as for media; not one of the environment.
+  // Only the proxy that the device names, as for media; not one of the environment, and whatever that
+  // leaves out.
+  curl_easy_setopt(handle_, CURLOPT_NOPROXY, "");
   curl_easy_setopt(handle_, CURLOPT_PROXY, settings.proxy.host.c_str());
   if (!settings.proxy.host.empty()) {
     curl_easy_setopt(handle_, CURLOPT_PROXYPORT, static_cast<long>(settings.proxy.port));
@@ -116,8 +127,14 @@ size_t HttpRequest::OnHead(char* bytes, size_t size, size_t count, void* self) {
     request.isTooLarge_ = true;
     return 0;
   }
-  if (!TakeHeader(line, "etag", request.answered_.entityTag)) {
-    TakeHeader(line, "last-modified", request.answered_.lastModified);
+  try {
+    if (!TakeHeader(line, "etag", request.answered_.entityTag)) {
+      TakeHeader(line, "last-modified", request.answered_.lastModified);
+    }
+  } catch (const std::bad_alloc&) {
+    // It must not pass through the library.
+    request.hasNoRoom_ = true;
+    return 0;
   }
   return line.size();
 }
@@ -129,11 +146,32 @@ size_t HttpRequest::OnBody(char* bytes, size_t size, size_t count, void* self) {
     request.isTooLarge_ = true;
     return 0;
   }
-  request.bytes_.append(bytes, size * count);
+  if (request.underWay_ + size * count > kMostUnderWay) {
+    request.hasNoRoom_ = true;
+    return 0;
+  }
+  try {
+    request.bytes_.append(bytes, size * count);
+  } catch (const std::bad_alloc&) {
+    request.hasNoRoom_ = true;
+    return 0;
+  }
+  request.underWay_ += size * count;
   return size * count;
 }
 
 HttpRequest::Outcome HttpRequest::Finish(CURLcode code) {
+  const Outcome outcome = OutcomeOf(code);
+  if (outcome != Outcome::kAnswer) Drop();
+  return outcome;
+}
+
+HttpRequest::Outcome HttpRequest::OutcomeOf(CURLcode code) {
+  if (hasNoRoom_) {
+    failure_ = "no room for it: all answers under way may have " + std::to_string(kMostUnderWay) +
+               " bytes together";
+    return Outcome::kFailed;
+  }
   if (isTooLarge_ || code == CURLE_FILESIZE_EXCEEDED) {
     failure_ = headBytes_ > kLargestHead
                    ? "the answer's head has more than " + std::to_string(kLargestHead) + " bytes"
@@ -152,13 +190,14 @@ HttpRequest::Outcome HttpRequest::Finish(CURLcode code) {
   }
   long status = 0;
   curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+  // It may name a place, and leads to none.
+  if (status == 304) return Outcome::kUnchanged;
   const char* target = nullptr;
   curl_easy_getinfo(handle_, CURLINFO_REDIRECT_URL, &target);
   if (status >= 300 && status < 400 && target != nullptr) {
     redirection_ = target;
     return Outcome::kRedirected;
   }
-  if (status == 304) return Outcome::kUnchanged;
   if (status == 200) return Outcome::kAnswer;
   failure_ = "the server answered " + std::to_string(status) + "; expected 200";
   return Outcome::kFailed;

@@ -5,8 +5,10 @@
 #include <curl/curl.h>
 #include <stdint.h>
 
+#include <atomic>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/player/application/net/DataAccess.h"
 
@@ -24,7 +26,8 @@ class HttpRequest {
  public:
   enum class Outcome { kAnswer, kUnchanged, kRedirected, kFailed };
 
-  HttpRequest();
+  /// `underWay` counts the bytes of all requests that share it; it outlives them.
+  explicit HttpRequest(std::atomic<uint64_t>& underWay);
   ~HttpRequest();
   HttpRequest(const HttpRequest&) = delete;
   HttpRequest& operator=(const HttpRequest&) = delete;
@@ -38,7 +41,8 @@ class HttpRequest {
   Outcome Finish(CURLcode code);
 
   const std::string& Bytes() const { return bytes_; }
-  std::string TakeBytes() { return std::move(bytes_); }
+  /// They stay counted until whoever takes them has done with them.
+  std::string TakeBytes() { return std::exchange(bytes_, {}); }
   const AnswerVersion& Version() const { return answered_; }
   const std::string& Redirection() const { return redirection_; }
   const std::string& Failure() const { return failure_; }
@@ -46,6 +50,9 @@ class HttpRequest {
  private:
   static size_t OnHead(char* bytes, size_t size, size_t count, void* self);
   static size_t OnBody(char* bytes, size_t size, size_t count, void* self);
+  /// Gives the memory of an answer back.
+  void Drop();
+  Outcome OutcomeOf(CURLcode code);
   void SetIdentity(const std::string& host, const FetchSettings& settings);
 
   CURL* handle_;
@@ -54,6 +61,8 @@ class HttpRequest {
   std::string bytes_;
   size_t headBytes_ = 0;
   bool isTooLarge_ = false;
+  bool hasNoRoom_ = false;
+  std::atomic<uint64_t>& underWay_;
   AnswerVersion answered_;
   std::string redirection_;
   std::string failure_;

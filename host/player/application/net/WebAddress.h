@@ -13,16 +13,17 @@ inline std::string LowerCase(std::string_view text) {
   return lower;
 }
 
-/// The host of an http or https address, in lower case; empty when it is none, or has no host.
+/// The host of an http or https address, in lower case; empty when it is none, or has no host. Also
+/// empty with a user or a backslash: not all who read it agree then on where the host begins and ends,
+/// and whoever asks must not be told another one than will be connected to.
 inline std::string HostOf(std::string_view address) {
   const size_t begin = address.find("://");
   if (begin == std::string_view::npos) return "";
   const std::string scheme = LowerCase(address.substr(0, begin));
   if (scheme != "http" && scheme != "https") return "";
   std::string_view server = address.substr(begin + 3);
-  server = server.substr(0, server.find_first_of("/?#\\"));
-  const size_t user = server.rfind('@');
-  if (user != std::string_view::npos) server.remove_prefix(user + 1);
+  server = server.substr(0, server.find_first_of("/?#"));
+  if (server.find_first_of("@\\") != std::string_view::npos) return "";
   // "[::1]:80" has colons of its own.
   const size_t bracket = server.find(']');
   const size_t colon = server.find(':', bracket == std::string_view::npos ? 0 : bracket);

@@ -12,6 +12,17 @@ namespace {
 
 constexpr char kPrefix[] = "TallyScript: ";
 
+/// A reason without what differs from time to time: milliseconds, bytes, what a server says.
+std::string KindOf(const std::string& reason) {
+  std::string kind;
+  bool isQuoted = false;
+  for (const char c : reason) {
+    if (c == '"') isQuoted = !isQuoted;
+    if (!isQuoted && (c < '0' || c > '9')) kind += c;
+  }
+  return kind;
+}
+
 }  // namespace
 
 void ScriptErrors::Add(const std::string& event, const EngineError& error, double now) {
@@ -25,7 +36,7 @@ void ScriptErrors::Add(const std::string& event, const EngineError& error, doubl
 void ScriptErrors::AddOfData(const std::string& name, const std::string& reason, double now) {
   const std::string message = name + ": " + reason;
   if (failures_.size() < kMostKept) failures_.push_back({"data", message});
-  Tell(message, message + " (what came before stays)", now);
+  Tell(name + ": " + KindOf(reason), message + " (what came before stays)", now);
 }
 
 void ScriptErrors::Tell(const std::string& key, const std::string& text, double now) {
