@@ -88,10 +88,11 @@ void AnimationCompositor::Release() {
 bool AnimationCompositor::Restore() {
   if (canvas_.Data() != nullptr) return true;
   EngineError error;
-  if (decoder_ == nullptr || !Allocate(error)) return false;
-  Add(0);
+  const bool restored = decoder_ != nullptr && Allocate(error) && Add(0) != Decoded::kNothing;
   frame_.Resize(watchdog_, 0);
-  return true;
+  // Else half of it would pass for the picture the next time.
+  if (!restored) canvas_.Resize(watchdog_, 0);
+  return restored;
 }
 
 bool AnimationCompositor::Allocate(EngineError& error) {

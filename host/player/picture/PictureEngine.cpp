@@ -102,6 +102,8 @@ DrawResult PictureEngine::Draw(const DrawTarget& target) {
   if (!compositor_.Restore()) {
     DrawResult result;
     result.failure = "no memory for the picture's pixels";
+    pictureNew_ = true;
+    host_.RequestFrame();
     return result;
   }
   const PicturePixels picture = {compositor_.Pixels(), compositor_.Facts().dims,

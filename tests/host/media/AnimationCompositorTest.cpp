@@ -254,6 +254,24 @@ TEST_F(AnimationCompositorTest, MemoryIsTheWindowsAndBounded) {
   }
 }
 
+TEST_F(AnimationCompositorTest, WhatCannotBeRestoredIsNotShown) {
+  const PictureRows part(50, std::string(50, 'r'));
+  LimitedMemory memory(1 << 20);
+  host_.memory = &memory;
+  ASSERT_TRUE(Open(PictureFormat::kGif, BuildGif({100, 100}, {{0, 0, part}}))) << error_.message;
+  const PictureRows seen = Seen(0);
+  compositor_->Release();
+  ASSERT_EQ(nullptr, compositor_->Pixels());
+  // Enough for the picture, not for its frame as well.
+  void* others = memory.Alloc(memory.GetBytesAvailable() - 45000, "", 0);
+  EXPECT_FALSE(compositor_->Restore());
+  EXPECT_EQ(nullptr, compositor_->Pixels()) << "nobody has put anything into it";
+  memory.Free(others, "", 0);
+  EXPECT_TRUE(compositor_->Restore());
+  EXPECT_EQ(seen, LettersOf(compositor_->Pixels(), compositor_->Facts().dims));
+  compositor_.reset();
+}
+
 TEST_F(AnimationCompositorTest, APictureLargerThanAnyDisplayIsRefused) {
   std::string gif = BuildGif({1, 1}, {{0, 0, {"r"}}, {0, 0, {"g"}}});
   gif.replace(6, 4, "\xff\xff\xff\xff");
