@@ -144,13 +144,15 @@ TEST_P(HostileContentTest, LeavesItsNeighbourAndTheLauncherAlone) {
         bad.Play();
         WaitUntil(kPlaying, [&] { return bad.HasEnded(); });
       }
+      // Who fails says why; the player's status is there before the window has heard of it.
+      const bool failed = bad.HasEnded() && bad.Status() != kStatusComplete;
+      const bool told =
+          WaitUntil(kPlaying, [&] { return !bad.notifier.EndMessage().empty() || !failed; });
+      EXPECT_TRUE(told);
       const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - began);
       printf("%-36s %2d %6lld ms  %s\n", content.name.c_str(), bad.Status(),
              static_cast<long long>(took.count()),
              bad.notifier.EndMessage().substr(0, 150).c_str());
-      // Who fails says why.
-      const bool failed = bad.HasEnded() && bad.Status() != kStatusComplete;
-      EXPECT_TRUE(!failed || !bad.notifier.EndMessage().empty());
     }
     EXPECT_TRUE(good.IsPlaying());
     if (before == 0) before = OwnMemory();  // after the first, which makes threads and buffers
