@@ -104,10 +104,12 @@ class Connection {
     return false;
   }
 
+  /// A server that hangs up has said why: that is for Read to find, and no failure of sending.
   bool Send(std::string text, std::string& error) {
     while (!text.empty()) {
       const ssize_t sent = send(fd_, text.data(), text.size(), MSG_NOSIGNAL);
       if (sent > 0) text.erase(0, static_cast<size_t>(sent));
+      if (sent < 0 && (errno == EPIPE || errno == ECONNRESET)) return true;
       if (sent < 0 && errno != EAGAIN && errno != EINTR) {
         error = std::strerror(errno);
         return false;
@@ -134,7 +136,8 @@ class Connection {
       char bytes[4096];
       const ssize_t count = recv(fd_, bytes, sizeof bytes, 0);
       if (count > 0) got_.append(bytes, static_cast<size_t>(count));
-      if (count == 0) {
+      // A reset is an end, too: of who closed without having read everything.
+      if (count == 0 || (count < 0 && errno == ECONNRESET)) {
         error = "Plexion has ended before it answered";
         return false;
       }

@@ -630,6 +630,25 @@ class Control(Steered):
         self.wait_for(content="green-long.mvx", items=1)
         self.end()
 
+    def test_a_server_that_hangs_up_is_heard_out(self):
+        self.environment = dict(os.environ)
+        for said, told in ((b"ERROR there are 16 clients already\n", "there are 16 clients already"),
+                           (b"", "Plexion has ended before it answered")):
+            with socket.socket(socket.AF_UNIX) as server:
+                path = self.path(f"full-{len(said)}")
+                server.bind(path)
+                server.listen()
+                # More than a socket takes: the client is still sending when it is closed.
+                words = ["x" * 100000] * 10
+                client = subprocess.Popen(
+                    [OPTIONS.launcher, "ctl", "--socket", path, *words], env=self.environment,
+                    stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                    text=True)
+                connection, _ = server.accept()
+                connection.sendall(said)
+                connection.close()
+                self.assertEqual("plexion ctl: " + told + "\n", client.communicate(timeout=60)[1])
+
     def test_volume_and_moments_are_set_for_all_for_a_zone_and_by_key(self):
         os.mkdir(self.path("list"))
         shutil.copy(self.path("long.mvx"), self.path("list/long.mvx"))
