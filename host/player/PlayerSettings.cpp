@@ -91,7 +91,7 @@ PlayerSettings CopySettings(const qx::core::morvellib::MorvelInstanceParameters&
   settings.proxy = parameters.proxy.Utf8();
   settings.proxyUser = parameters.proxyUser.Utf8();
   settings.proxyPassword = parameters.proxyPassword.Utf8();
-  settings.locale = parameters.locale.IsEmpty() ? "en_US.UTF-8" : parameters.locale.Utf8();
+  settings.locale = parameters.locale.Utf8();
   settings.proxyPort = parameters.proxyPort;
   settings.contentWidth = parameters.contentWidth;
   settings.contentHeight = parameters.contentHeight;

@@ -30,7 +30,7 @@ struct PlayerSettings {
   std::string proxy;
   std::string proxyUser;
   std::string proxyPassword;
-  std::string locale;
+  std::string locale;  ///< empty: nobody named one
   unsigned proxyPort = 0;
   unsigned contentWidth = 0;
   unsigned contentHeight = 0;

@@ -1,5 +1,6 @@
 // What a script has to work with: files, settings, properties, and the language's patterns.
 #include <algorithm>
+#include <cstdlib>
 
 #include "tests/host/application/ApplicationFixture.h"
 
@@ -47,6 +48,17 @@ TEST_F(ApplicationTest, ALocaleThatIsNotInstalledIsToldOnce) {
   EXPECT_EQ(std::vector<std::string>{"the locale \"xx_YY\" is not installed; days and months are "
                                      "in English"},
             host_.Notices());
+}
+
+TEST_F(ApplicationTest, NobodyIsToldOfALocaleThatNobodyNamed) {
+  const char* const before = getenv("LC_ALL");
+  const std::string kept = before != nullptr ? before : "";
+  setenv("LC_ALL", "xx_YY", 1);
+  host_.settings.locale.clear();
+  ASSERT_TRUE(LoadScript("trace(clock.format('%A'), locale)")) << error_.message;
+  EXPECT_EQ("Sunday\ten_US.UTF-8", Trace(0));
+  EXPECT_TRUE(host_.Notices().empty());
+  before != nullptr ? setenv("LC_ALL", kept.c_str(), 1) : unsetenv("LC_ALL");
 }
 
 TEST_F(ApplicationTest, TracesAreSilentWithoutTheirOption) {

@@ -71,6 +71,8 @@ TEST(PlayerRuntimeTest, CopiesEveryFieldThatMeansSomethingToAPlayer) {
   EXPECT_EQ(17u, to.extraWord);
   EXPECT_TRUE(to.extraFlag && to.noSpeedLimit && to.debugMode && to.dcts && to.spdump &&
               to.instrument);
+  EXPECT_EQ("de_DE.UTF-8", CopySettings(to).locale);
+  EXPECT_EQ("", CopySettings({}).locale) << "nobody named one";
 }
 
 TEST(PlayerRuntimeTest, NamesItselfWithinTheBuffer) {

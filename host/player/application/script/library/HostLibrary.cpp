@@ -12,6 +12,8 @@ namespace {
 
 constexpr size_t kLongestTrace = 16384;
 constexpr unsigned kMostTraces = 1000;
+/// What scripts are told when nobody named a locale.
+constexpr char kUsualLocale[] = "en_US.UTF-8";
 
 int Trace(lua_State* state) {
   const ScriptContext& context = ScriptHost::Of(state).Context();
@@ -59,7 +61,7 @@ void OpenHostLibrary(lua_State* state) {
   lua_setglobal(state, "print");
   lua_pushcfunction(state, Complete);
   lua_setglobal(state, "complete");
-  lua_pushstring(state, settings.locale.c_str());
+  lua_pushstring(state, settings.locale.empty() ? kUsualLocale : settings.locale.c_str());
   lua_setglobal(state, "locale");
 
   lua_newtable(state);

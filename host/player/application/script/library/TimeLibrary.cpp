@@ -90,12 +90,13 @@ int ClockNow(lua_State* state) {
   return 1;
 }
 
-/// Names of days and months in the application's language, when the system has it.
+/// Names of days and months in the language that somebody named, when the system has it; in English
+/// when nobody did, whatever is installed.
 class TimeLocale {
  public:
   TimeLocale(const std::string& name, Notices& notices)
-      : locale_(newlocale(LC_TIME_MASK, name.c_str(), nullptr)) {
-    if (locale_ == nullptr) {
+      : locale_(name.empty() ? nullptr : newlocale(LC_TIME_MASK, name.c_str(), nullptr)) {
+    if (locale_ == nullptr && !name.empty()) {
       notices.Tell("the locale \"" + name + "\" is not installed; days and months are in English");
     }
     if (locale_ == nullptr) locale_ = newlocale(LC_TIME_MASK, "C.UTF-8", nullptr);
