@@ -120,6 +120,10 @@ class IHostDisplay : public IQXModule {
     return false;
   }
 
+  /// What is seen where no plane is, and through planes that cover nothing there: 0x00RRGGBB. Black
+  /// until it is set, and on displays that know no other.
+  virtual void SetGround(uint32_t /*colour*/) {}
+
   /// The composed screen as it would be presented now, rows of `width` pixels without padding.
   virtual void CopyScreen(qx::plexion::Dims& dims, std::vector<uint32_t>& pixels) = 0;
   /// Writes the composed screen as PNG. Returns  false with the reason in `error`.

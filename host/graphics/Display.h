@@ -83,6 +83,8 @@ class Display : public IHostDisplay {
     return screen_->Clip(plane, clip);
   }
 
+  void SetGround(uint32_t colour) override { screen_->SetGround(colour); }
+
   void AddEventSink(IDisplayEventSink* sink) override { sinks_.Add(sink); }
   void RemoveEventSink(IDisplayEventSink* sink) override { sinks_.Remove(sink); }
   void AddFrameObserver(IFrameObserver* observer) override { observers_.Add(observer); }

@@ -44,9 +44,21 @@ bool Screen::SetDims(const Dims& dims) {
   dims_ = dims;
   damage_.Clear();
   unpresented_.Clear();
-  // Without planes the new picture is black already, and nothing needs to be presented.
-  if (!stack_.empty()) AddDamage(ClipRect({0, 0, dims.width, dims.height}, 0, 0, dims));
+  // Without planes the new picture is black already, and nothing needs to be presented, unless the
+  // ground has a colour.
+  if (!stack_.empty() || ground_ != kOpaqueBlack)
+    AddDamage(ClipRect({0, 0, dims.width, dims.height}, 0, 0, dims));
   return true;
+}
+
+void Screen::SetGround(uint32_t colour) {
+  {
+    const MutexLock lock(stateMutex_);
+    if (ground_ == (kOpaqueBlack | colour)) return;
+    ground_ = kOpaqueBlack | colour;
+    AddDamage(ClipRect({0, 0, dims_.width, dims_.height}, 0, 0, dims_));
+  }
+  NotifyWork();
 }
 
 void Screen::SetWorkListener(std::function<void()> listener) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/base/Mutex.h"
+#include "host/base/Pixels.h"
 #include "host/contracts/IHostDisplay.h"
 #include "host/graphics/Planes.h"
 #include "host/graphics/pixels/PixelStore.h"
@@ -17,7 +18,8 @@
 namespace plexion_host {
 
 /// The stack of output planes and the picture that they make: planes from bottom to top, each drawn
-/// over what is below it by its pixels' alpha times its own, the lowest over black.
+/// over what is below it by its pixels' alpha times its own, the lowest over the ground: black, or
+/// the colour that it was given.
 ///
 /// Only damaged pixels are composed again, and of them only what no opaque plane above covers. The
 /// damage is what a plane shows (ShowRegion), and, when a plane is moved, resized, restacked,
@@ -35,6 +37,9 @@ class Screen {
   qx::plexion::Dims GetDims() const;
   /// Returns  false without memory for it; the screen is then as before.
   bool SetDims(const qx::plexion::Dims& dims);
+
+  /// What lies below all planes: 0x00RRGGBB, black until it is set.
+  void SetGround(uint32_t colour);
 
   /// Called, on the thread that changed something and without any lock of the screen, whenever
   /// there may be something new to present. Setting it waits for a call under way.
@@ -110,7 +115,8 @@ class Screen {
 
   void ComposeDue() REQUIRES(composeMutex_);
   void NotePresented();
-  void Compose(const std::vector<Layer>& layers, const Region& damage) REQUIRES(composeMutex_);
+  void Compose(const std::vector<Layer>& layers, const Region& damage, uint32_t ground)
+      REQUIRES(composeMutex_);
   void Draw(const Layer& layer, const Job& job) REQUIRES(composeMutex_);
 
   // Held while the picture is composed, presented or read. Recursive: a frame's observer may ask
@@ -124,6 +130,7 @@ class Screen {
   // Innermost lock, held for a few assignments at a time.
   mutable Mutex stateMutex_;
   qx::plexion::Dims dims_ GUARDED_BY(stateMutex_);
+  uint32_t ground_ GUARDED_BY(stateMutex_) = kOpaqueBlack;
   Stack stack_ GUARDED_BY(stateMutex_);         ///< bottom to top
   Region damage_ GUARDED_BY(stateMutex_);       ///< to be composed
   Region unpresented_ GUARDED_BY(stateMutex_);  ///< composed since the last presentation

@@ -57,11 +57,13 @@ void Screen::ComposeDue() {
     std::vector<Layer> layers;
     Region damage;
     uint64_t generation = 0;
+    uint32_t ground = kOpaqueBlack;
     {
       const MutexLock lock(stateMutex_);
       if (updateDepth_ > 0 || damage_.Empty()) return;
       std::swap(damage, damage_);
       generation = storageGeneration_;
+      ground = ground_;
       layers.reserve(stack_.size());
       for (const auto& plane : stack_) {
         PlaneState& state = StateOf(*plane);
@@ -70,7 +72,7 @@ void Screen::ComposeDue() {
         state.composed = state.composed || std::exchange(state.drawn, false);
       }
     }
-    Compose(layers, damage);
+    Compose(layers, damage, ground);
     const MutexLock lock(stateMutex_);
     unpresented_.Add(damage);
     // A plane that got another size in between was read with the old placement: again, with the
@@ -79,7 +81,7 @@ void Screen::ComposeDue() {
   }
 }
 
-void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
+void Screen::Compose(const std::vector<Layer>& layers, const Region& damage, uint32_t ground) {
   // From the top: what is left to paint shrinks by what opaque planes cover.
   const Dims screen = picture_.Dims();
   std::vector<Job> jobs(layers.size());
@@ -110,10 +112,10 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage) {
     }
     jobs[i].blend = std::move(covered);
   }
-  // What no opaque plane covers begins as black; the planes are drawn over it from the bottom up.
+  // What no opaque plane covers begins as the ground; the planes are drawn over it from the bottom up.
   for (const Box& box : remaining) {
     for (int32_t y = box.y1; y < box.y2; ++y) {
-      FillRow(picture_.Row(static_cast<size_t>(y)) + box.x1, kOpaqueBlack,
+      FillRow(picture_.Row(static_cast<size_t>(y)) + box.x1, ground,
               static_cast<size_t>(box.x2 - box.x1));
     }
   }

@@ -63,8 +63,13 @@ ProgrammeRun::ProgrammeRun(Session& session, ICalendar& calendar, std::string pa
 
 ProgrammeRun::~ProgrammeRun() { zones_.clear(); }
 
+void ProgrammeRun::SetGround() {
+  if (session_.display != nullptr) session_.display->SetGround(programme_->background.value_or(0));
+}
+
 void ProgrammeRun::MakeZones() {
   zones_.clear();
+  SetGround();
   for (const Zone& zone : programme_->zones) {
     Playing playing;
     playing.zone = zone.name;
@@ -176,6 +181,7 @@ bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {
     return true;
   }
   session_.Log(LogLevel::kInfo, "the programme has changed; it counts from the end of what is on");
+  SetGround();
   for (const Playing& playing : zones_) {
     LayOut(playing);
     playing.director->SetProgramme(programme_);

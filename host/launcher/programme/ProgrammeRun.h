@@ -44,6 +44,8 @@ class ProgrammeRun final : public PlayControl {
   };
 
   void MakeZones();
+  /// The document's background where no zone is.
+  void SetGround();
   /// Tells the zone's stage its place and what it needs to know of the programme.
   void LayOut(const Playing& playing);
   void StartClock();

@@ -530,9 +530,9 @@ class Programme(Story):
         self.assertEqual(0, code, err)
         self.assertEqual((255, 0, 0), self.pixel("out.png", SIZE // 4, SIZE // 2 + 10))
         self.assertEqual((0, 0, 255), self.pixel("out.png", SIZE * 3 // 4, SIZE // 2 + 10))
-        # The background beside a content in its zone; where there is no zone it is black.
+        # The background beside a content in its zone, and where there is no zone.
         self.assertEqual((0x20, 0x40, 0x60), self.pixel("out.png", SIZE // 4, SIZE - 4))
-        self.assertEqual((0, 0, 0), self.pixel("out.png", SIZE - 2, SIZE // 2))
+        self.assertEqual((0x20, 0x40, 0x60), self.pixel("out.png", SIZE - 2, SIZE // 2))
 
     def test_what_is_wrong_is_said_with_its_line(self):
         self.write("wrong.json", '{"playlists": {"a": [\n{"contents": "x"}]}}')

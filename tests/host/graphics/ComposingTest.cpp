@@ -31,6 +31,10 @@ class RandomStack {
   void Step() {
     // Whose memory the picture is in makes no difference to it.
     if (Below(8) == 0) SwitchCanvas();
+    if (Below(16) == 0) {
+      ground_ = Below(2) == 0 ? 0 : static_cast<uint32_t>(random_()) & 0xffffffu;
+      screen_->SetGround(ground_);
+    }
     const unsigned action = Below(12);
     if (planes_.empty() || (action == 0 && planes_.size() < 6)) return Create();
     OutputPlane*& plane = planes_[Below(static_cast<unsigned>(planes_.size()))];
@@ -67,7 +71,9 @@ class RandomStack {
   }
 
   std::vector<uint32_t> Shown() { return PictureOf(*screen_); }
-  std::vector<uint32_t> Expected() { return ReferencePicture(screen_->GetDims(), planes_); }
+  std::vector<uint32_t> Expected() {
+    return ReferencePicture(screen_->GetDims(), planes_, 0xff000000u | ground_);
+  }
 
  private:
   unsigned Below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
@@ -160,6 +166,7 @@ class RandomStack {
   }
 
   std::mt19937 random_;
+  uint32_t ground_ = 0;
   std::vector<uint32_t> canvases_[2];
   std::vector<uint32_t>* current_ = nullptr;
   std::shared_ptr<Screen> screen_;
@@ -280,6 +287,16 @@ TEST(ComposingTest, PresentsNoMoreThanWhatChanged) {
   EXPECT_FALSE(screen->HasWork()) << "nobody sees a hidden plane change";
   driver.DestroyOutputPlane(plane);
   EXPECT_FALSE(screen->HasWork());
+}
+
+TEST(ComposingTest, AScreenOfAnotherSizeHasTheGroundEverywhere) {
+  Screen screen({8, 4});
+  screen.SetGround(0x204060);
+  for (const Dims& dims : {Dims{8, 4}, Dims{5, 9}, Dims{20, 10}}) {
+    ASSERT_TRUE(screen.SetDims(dims));
+    EXPECT_EQ(ReferencePicture(dims, {}, 0xff204060u), PictureOf(screen));
+    EXPECT_TRUE(screen.HasWork()) << "so that it is presented, too";
+  }
 }
 
 TEST(ComposingTest, KeepsHundredsOfSmallChangesInAFewRectangles) {

@@ -127,6 +127,15 @@ TEST_F(DisplayTest, PresentsEachChangeOnceAndNothingWithoutOne) {
   EXPECT_EQ(1u, log_.Damage()[1][0].width);
 }
 
+TEST_F(DisplayTest, PresentsTheGroundWithoutAnyContent) {
+  Start();
+  display_.SetGround(0x204060);
+  ASSERT_TRUE(log_.WaitForPixel(0xff204060u));
+  display_.SetGround(0x204060);
+  Stop();
+  EXPECT_EQ((std::vector<uint64_t>{1}), log_.Numbers());
+}
+
 TEST_F(DisplayTest, PresentsAtMostSixtyTimesASecond) {
   const auto before = std::chrono::steady_clock::now();
   Start();

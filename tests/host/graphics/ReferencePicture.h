@@ -28,9 +28,10 @@ inline uint32_t ReferenceBlend(uint32_t destination, uint32_t source, uint32_t p
 }
 
 /// What the screen should show of `planes`, bottom to top, read from the planes themselves.
-inline std::vector<uint32_t> ReferencePicture(
-    const qx::plexion::Dims& screen, const std::vector<qx::platform::OutputPlane*>& planes) {
-  std::vector<uint32_t> picture(size_t{screen.width} * screen.height, 0xff000000u);
+inline std::vector<uint32_t> ReferencePicture(const qx::plexion::Dims& screen,
+                                              const std::vector<qx::platform::OutputPlane*>& planes,
+                                              uint32_t ground = 0xff000000u) {
+  std::vector<uint32_t> picture(size_t{screen.width} * screen.height, ground);
   for (qx::platform::OutputPlane* plane : planes) {
     if (!plane->IsVisible()) continue;
     const qx::plexion::Rect rect = plane->GetRect();

@@ -82,7 +82,7 @@ struct Programme {
   uint32_t width = 0;    ///< of the screen; 0: the display's own
   uint32_t height = 0;
   uint32_t rotation = 0;               ///< degrees clockwise: 0, 90, 180 or 270
-  std::optional<uint32_t> background;  ///< 0x00RRGGBB, beside contents in their zones; none: black
+  std::optional<uint32_t> background;  ///< 0x00RRGGBB, where nothing else is; none: black
   int64_t defaultDurationMs = 10000;   ///< of what has no end of its own
   std::vector<Zone> zones;             ///< bottom first; never empty
   std::vector<Playlist> playlists;
