@@ -1105,11 +1105,11 @@ class Killing(IsolationStory):
         self.expect_nothing_left(process.pid, contents, shared)
 
 
-def read_options():
+def read_options(*further):
     """For the stories that lie in files of their own as well."""
     global OPTIONS  # pylint: disable=global-statement
     parser = argparse.ArgumentParser()
-    for option in ("--launcher", "--recorder"):
+    for option in ("--launcher", "--recorder", *further):
         parser.add_argument(option, required=True)
     parser.add_argument("story")
     OPTIONS = parser.parse_args()
