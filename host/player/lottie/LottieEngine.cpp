@@ -216,7 +216,8 @@ class LottieEngine final : public Engine {
     chargedItems_ = list_.size();
     return charge_.Set(scene_->Bytes() + comparison_.Bytes() +
                        (list_.capacity() + shown_.capacity()) * sizeof(movie::DrawItem) +
-                       (texts_ != nullptr ? texts_->Bytes() : 0));
+                       (texts_ != nullptr ? texts_->Bytes() : 0) +
+                       (scripts_ ? scripts_->Bytes() : 0));
   }
 
   void PaintDamage(const DrawTarget& target, DrawResult& result) {

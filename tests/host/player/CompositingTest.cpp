@@ -253,5 +253,36 @@ TEST(CompositingTest, PoolsLendTheSameMemoryAgainAndClean) {
   EXPECT_EQ(pool.Bytes(), 0u);
 }
 
+TEST(CompositingTest, PoolsComeDownAfterAPeak) {
+  SurfacePool pool;
+  for (int i = 1; i <= 50; ++i) {  // a group that grows from frame to frame is one group
+    pool.BeginFrame();
+    pool.TakeSurface(100, 10 * i);
+  }
+  EXPECT_LE(pool.Bytes(), 2u * 100 * 500 * 4);
+  for (int i = 0; i < 200; ++i) {
+    pool.BeginFrame();
+    pool.TakeSurface(100, 10);
+  }
+  EXPECT_LE(pool.Bytes(), 2u * 100 * 10 * 4);
+}
+
+TEST(CompositingTest, PoolsKeepWhatEveryPassNeeds) {
+  SurfacePool pool;
+  const auto pass = [&pool](bool steady) {
+    const size_t bytes = pool.Bytes();
+    for (int frame = 0; frame < 300; ++frame) {
+      pool.BeginFrame();
+      if (frame < 100) pool.TakeSurface(100, 10);
+      if (frame == 150) pool.TakeSurface(500, 500);
+      if (steady) {
+        ASSERT_EQ(bytes, pool.Bytes()) << frame;
+      }
+    }
+  };
+  for (int i = 0; i < 8; ++i) pass(false);
+  for (int i = 0; i < 8; ++i) pass(true);
+}
+
 }  // namespace
 }  // namespace plexion_host::movie

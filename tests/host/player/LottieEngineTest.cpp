@@ -167,6 +167,55 @@ TEST_F(LottieEngineTest, GivesTheExpressionsOfEveryFrameTheirOwnBudget) {
   EXPECT_EQ(kRed, plane_->At(19, 5)) << "it stands still when the expression is not used";
 }
 
+/// A null layer called `name` whose position is `expression`.
+std::string NullLayer(const std::string& name, const std::string& expression) {
+  return R"({"ty":3,"nm":")" + name +
+         R"(","ip":0,"op":5,"st":0,"sr":1,"ks":{"p":{"a":0,"k":[5,5],"x":")" + expression +
+         R"("}},"shapes":[]},)";
+}
+
+TEST_F(LottieEngineTest, EvaluatesWhatManyReadOnceForAFrame) {
+  // Each is read four times by the next: a million evaluations, were each reading one.
+  std::string nulls = NullLayer("n0", "[5 + time * 10, 5]");
+  for (int i = 1; i <= 10; ++i) {
+    const std::string below = "thisComp.layer('n" + std::to_string(i - 1) + "').position[0]";
+    nulls += NullLayer("n" + std::to_string(i),
+                       "[(" + below + " + " + below + " + " + below + " + " + below + ") / 4, 5]");
+  }
+  std::string movie = kSquare;
+  const std::string keys = R"("p":{"a":1,)";
+  movie.insert(movie.find(keys) + keys.size(), R"("x":"thisComp.layer('n10').position",)");
+  const std::string layers = R"("layers":[)";
+  movie.insert(movie.find(layers) + layers.size(), nulls);
+  const TemporaryFile file(movie);
+  Open(file.Path());
+  PlayToEnd();
+  EXPECT_EQ(0u, window_.Count(kInfoUnsupportedPlaceholderRendered));
+  EXPECT_EQ(5u, window_.Count(kInfoRenderPlaneUpdated)) << "it goes on in every frame";
+  EXPECT_EQ(kRed, plane_->At(13, 5));
+  EXPECT_EQ(0xFF000000, plane_->At(3, 5) | 0xFF000000);
+}
+
+TEST_F(LottieEngineTest, MovesInAHeldCompositionWhatLooksOutside) {
+  // Time stands still inside, and the square follows a layer outside.
+  std::string square = kSquare;
+  const std::string keys = R"("p":{"a":1,)";
+  square.insert(square.find(keys) + keys.size(), R"("x":"comp('Whole').layer('lead').position",)");
+  const std::string begin = R"("layers":)";
+  const std::string layer = square.substr(square.find(begin) + begin.size());
+  const std::string movie =
+      R"({"v":"5","nm":"Whole","fr":10,"ip":0,"op":5,"w":20,"h":10,"assets":[{"id":"c","layers":)" +
+      layer.substr(0, layer.size() - 1) + R"(}],"layers":[)" +
+      NullLayer("lead", "[5 + time * 10, 5]") +
+      R"({"ty":0,"refId":"c","w":20,"h":10,"ip":0,"op":5,"st":0,"sr":1,"ks":{},"tm":{"a":0,"k":0.1}}]})";
+  const TemporaryFile file(movie);
+  Open(file.Path());
+  PlayToEnd();
+  EXPECT_EQ(0u, window_.Count(kInfoUnsupportedPlaceholderRendered));
+  EXPECT_EQ(5u, window_.Count(kInfoRenderPlaneUpdated));
+  EXPECT_EQ(kRed, plane_->At(13, 5));
+}
+
 /// Squares of 10 pixels for each A in the text; `source` and `selector` are expressions, the latter
 /// of an animator that hides.
 std::string TextMovie(const std::string& source, const std::string& selector) {

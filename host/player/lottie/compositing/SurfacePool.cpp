@@ -4,12 +4,18 @@
 
 #include <string.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
 #include "host/base/Check.h"
 
 namespace plexion_host::movie {
+
+namespace {
+/// A pass of the longest movie.
+constexpr unsigned kLongestWindow = 1u << 17;
+}  // namespace
 
 class SurfacePool::Block {
  public:
@@ -76,6 +82,17 @@ SurfacePool::Lease SurfacePool::Take(size_t bytes) {
     lease.block_ = std::move(free_[best]);
     free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(best));
   } else {
+    // What grows from frame to frame takes the place of what it was, instead of one more each time.
+    size_t outgrown = free_.size();
+    for (size_t i = 0; i < free_.size(); ++i) {
+      const size_t size = free_[i]->Bytes();
+      if (size < needed && (outgrown == free_.size() || size > free_[outgrown]->Bytes())) {
+        outgrown = i;
+      }
+    }
+    if (outgrown < free_.size()) Drop(outgrown);
+    // Given back for nothing: whoever needs it comes around more slowly than this looks.
+    if (std::exchange(trimmed_, false)) window_ = std::min(window_ * 2, kLongestWindow);
     // Room for all that is lent, so that giving back never allocates.
     free_.reserve(blocks_ + 1);
     lease.block_ = std::make_unique<Block>(watchdog_, needed);
@@ -89,14 +106,25 @@ SurfacePool::Lease SurfacePool::Take(size_t bytes) {
 
 void SurfacePool::GiveBack(std::unique_ptr<Block> block) { free_.push_back(std::move(block)); }
 
-void SurfacePool::Trim() {
+void SurfacePool::Drop(size_t free) {
+  PLEXION_CHECK(free < free_.size(), "only what is not lent can go");
+  bytes_ -= free_[free]->Bytes();
+  free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(free));
+  --blocks_;
+}
+
+void SurfacePool::BeginFrame() {
+  if (++frames_ < window_) return;
+  frames_ = 0;
+  if (Trim()) trimmed_ = true;
+}
+
+bool SurfacePool::Trim() {
+  const size_t before = free_.size();
   for (size_t i = free_.size(); i-- > 0;) {
-    // Twice unused: one frame without a group does not mean that the next has none.
-    if (std::exchange(free_[i]->used, false)) continue;
-    bytes_ -= free_[i]->Bytes();
-    free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(i));
-    --blocks_;
+    if (!std::exchange(free_[i]->used, false)) Drop(i);
   }
+  return free_.size() < before;
 }
 
 }  // namespace plexion_host::movie

@@ -48,17 +48,24 @@ class SurfacePool {
 
   /// What the pool holds, lent or not, in bytes.
   size_t Bytes() const { return bytes_; }
-  /// Gives back to the system what has not been used since the last call.
-  void Trim();
+  /// Before each frame. Now and then gives back to the system what no frame used for a while; the
+  /// while grows until it gives back nothing that is needed again, such as by the next pass.
+  void BeginFrame();
+  /// Gives back what has not been used since the last call. Returns  whether that was anything.
+  bool Trim();
 
  private:
   Lease Take(size_t bytes);
   void GiveBack(std::unique_ptr<Block> block);
+  void Drop(size_t free);
 
   qx::plexion::MemoryWatchdog* watchdog_;
   std::vector<std::unique_ptr<Block>> free_;
   size_t blocks_ = 0;  ///< blocks, lent or free
   size_t bytes_ = 0;
+  unsigned frames_ = 0;   ///< since BeginFrame trimmed
+  unsigned window_ = 60;  ///< frames from trimming to trimming
+  bool trimmed_ = false;  ///< something was given back, and nothing was made since
 };
 
 }  // namespace plexion_host::movie

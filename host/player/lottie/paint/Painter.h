@@ -23,8 +23,12 @@ class Painter {
   explicit Painter(qx::plexion::MemoryWatchdog* watchdog = nullptr)
       : covers_(watchdog), pool_(watchdog) {}
 
-  /// Before the first Paint of a frame: what is painted twice in one frame does not rest.
-  void BeginFrame() { covers_.BeginFrame(); }
+  /// Before the first Paint of a frame: what is painted twice in one frame does not rest, and
+  /// pixels of groups that are used no more are given back in time.
+  void BeginFrame() {
+    covers_.BeginFrame();
+    pool_.BeginFrame();
+  }
 
   /// Draws what of the items `from` to `to` of `list` lies in `clip` over what is there. `stopped` is
   /// asked now and then; once it says so, the rest is left out.
@@ -34,7 +38,6 @@ class Painter {
 
   size_t KeptBytes() const { return covers_.Bytes(); }
   size_t PoolBytes() const { return pool_.Bytes(); }
-  void Trim() { pool_.Trim(); }
 
  private:
   /// Where the pixels of a list lie in a surface of their own.

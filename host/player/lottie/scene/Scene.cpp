@@ -337,7 +337,13 @@ void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {
       inner = At(use, time, constancy).Number(layer.timeRemap, 0) * movie_.frameRate;
       // The very end of a composition shows its last frame, not the nothing behind it.
       if (inner == layer.out) inner = layer.out - 1;
+      // Time inside goes where the map takes it: how long that holds is said above, unless something
+      // in there looks outside.
+      const uint64_t before = parts_.scripts != nullptr ? parts_.scripts->OutsideReads() : 0;
       EvaluateComposition(*use.content_, inner, inside);
+      if (parts_.scripts != nullptr && parts_.scripts->OutsideReads() != before) {
+        constancy.Meet(time, time);
+      }
       return;
     }
     EvaluateComposition(*use.content_, inner, inside);

@@ -2,6 +2,7 @@
 #include "host/player/lottie/scene/ScriptAccess.h"
 
 #include <algorithm>
+#include <array>
 
 #include "host/base/Check.h"
 #include "host/player/lottie/document/Reader.h"
@@ -125,6 +126,14 @@ constexpr ShapePart kShapeParts[] = {
     {"zz ", "pt", &Shape::points},
 };
 
+/// Whether one of `types`, each with a blank behind it, is `type`.
+bool Lists(std::string_view types, std::string_view type) {
+  for (size_t at = 0; at < types.size(); at = types.find(' ', at) + 1) {
+    if (types.substr(at, types.find(' ', at) - at) == type) return true;
+  }
+  return false;
+}
+
 SceneNode PartOfShape(const Shape& shape, const void* owner, std::string_view part) {
   if (part == "it" && shape.kind == ShapeKind::kGroup) {
     return {NodeKind::kContents, &shape.items, owner};
@@ -135,8 +144,7 @@ SceneNode PartOfShape(const Shape& shape, const void* owner, std::string_view pa
   if (part == "d" && !shape.dashes.empty()) return {NodeKind::kDashes, &shape.dashes, owner};
   if (part == "ks" && shape.path != nullptr) return PathNode(shape.path, owner);
   for (const ShapePart& entry : kShapeParts) {
-    const std::string type = std::string(shape.type) + " ";
-    if (part == entry.name && std::string_view(entry.types).find(type) != std::string_view::npos) {
+    if (part == entry.name && Lists(entry.types, shape.type)) {
       return PropertyNode(shape.*entry.member, owner);
     }
   }
@@ -222,14 +230,21 @@ bool ScriptAccess::Evaluate(int expression, const void* owner, double time,
   bool timeless = false;
   const bool good = expressions_.Evaluate(expression, *this, site, keyed, result, &timeless);
   reading_ = outer;
+  if (!timeless && reading.otherTime) ++outside_;
   // One that has failed may be tried again: its budget is that of a frame.
   if (!good || !timeless) reading.holds.Meet(time, time);
   constancy.Meet(reading.holds.from, reading.holds.to);
   if (good) return true;
+  ++cuts_;
   int failed = 0;
   std::string why;
   while (expressions_.TakeFailure(failed, why)) Note(owner, why);
   return false;
+}
+
+KeptResults::Key ScriptAccess::KeyOf(const void* property, const void* owner, double time) {
+  const auto* use = static_cast<const LayerUse*>(owner);
+  return {property, owner, time, use != nullptr ? use->Owner().time : time};
 }
 
 void ScriptAccess::NoteRead(const LayerUse* layer, const Constancy& holds) {
@@ -240,6 +255,7 @@ void ScriptAccess::NoteRead(const LayerUse* layer, const Constancy& holds) {
     reading_->holds.Meet(holds.from, holds.to);
   } else {
     // Other compositions count other frames.
+    ++outside_;
     reading_->holds.Meet(reading_->time, reading_->time);
   }
 }
@@ -262,15 +278,27 @@ bool ScriptAccess::Run(const Property& property, const void* owner, double time,
                        Constancy& constancy) {
   const int expression = Compiled(property.expression, owner);
   if (expression == Expressions::kNone || property.dims > ScriptValue::kMostNumbers) return false;
+  const KeptResults::Key key = KeyOf(&property, owner, time);
+  Constancy holds;
+  if (kept_.Find(key, values, property.dims, holds)) {
+    constancy.Meet(holds.from, holds.to);
+    return true;
+  }
   ScriptValue keyed, result;
   ToValue(values, property.dims, keyed);
   ExpressionSite site =
       SiteOf(PropertyNode(&property, owner), static_cast<const LayerUse*>(owner), time);
   site.seed = property.number;
-  if (!Evaluate(expression, owner, time, site, keyed, result, constancy)) return false;
+  const Context before = ContextNow();
+  const bool good = Evaluate(expression, owner, time, site, keyed, result, holds);
+  constancy.Meet(holds.from, holds.to);
+  if (!good) return false;
+  std::array<float, KeptResults::kMostNumbers> given = {};
+  std::copy_n(values, std::min(property.dims, KeptResults::kMostNumbers), given.begin());
   for (size_t i = 0; i < std::min<size_t>(property.dims, result.numbers.size()); ++i) {
     values[i] = static_cast<float>(std::clamp(result.numbers[i], -1e9, 1e9));
   }
+  if (ContextNow() == before) kept_.Keep(key, given.data(), values, property.dims, holds);
   return true;
 }
 
@@ -278,13 +306,25 @@ bool ScriptAccess::RunPath(const PathProperty& property, const void* owner, doub
                            Outline& outline, Constancy& constancy) {
   const int expression = Compiled(property.expression, owner);
   if (expression == Expressions::kNone) return false;
+  const KeptResults::Key key = KeyOf(&property, owner, time);
+  Constancy holds;
+  if (kept_.Find(key, outline, holds)) {
+    constancy.Meet(holds.from, holds.to);
+    return true;
+  }
   ScriptValue keyed, result;
   ToValue(outline.vertices.data(), outline.vertices.size(), outline.closed, keyed);
   ExpressionSite site =
       SiteOf(PathNode(&property, owner), static_cast<const LayerUse*>(owner), time);
   site.seed = property.number;
-  if (!Evaluate(expression, owner, time, site, keyed, result, constancy)) return false;
-  if (result.kind == ScriptValue::Kind::kPath) FromValue(result, outline);
+  const Context before = ContextNow();
+  const bool good = Evaluate(expression, owner, time, site, keyed, result, holds);
+  constancy.Meet(holds.from, holds.to);
+  if (!good) return false;
+  if (result.kind != ScriptValue::Kind::kPath) return true;
+  const Outline given = outline;
+  FromValue(result, outline);
+  if (ContextNow() == before) kept_.Keep(key, given, outline, holds);
   return true;
 }
 
@@ -539,11 +579,16 @@ SceneNode ScriptAccess::GroupOf(const SceneNode& node) {
 }
 
 double ScriptAccess::NowOf(const SceneNode& node) {
+  const CompositionUse* composition = nullptr;
   if (node.kind == NodeKind::kComposition) {
-    return As<CompositionUse>(node).time / movie_.frameRate;
+    composition = &As<CompositionUse>(node);
+  } else {
+    const void* use = node.kind == NodeKind::kLayer ? node.what : node.where;
+    if (use == nullptr) return 0;
+    composition = &static_cast<const LayerUse*>(use)->Owner();
   }
-  const void* use = node.kind == NodeKind::kLayer ? node.what : node.where;
-  return use != nullptr ? static_cast<const LayerUse*>(use)->Owner().time / movie_.frameRate : 0;
+  if (reading_ != nullptr && composition != reading_->composition) reading_->otherTime = true;
+  return composition->time / movie_.frameRate;
 }
 
 bool ScriptAccess::ValueAt(const SceneNode& node, double seconds, bool scripted,
@@ -645,11 +690,14 @@ bool ScriptAccess::SourceRectOf(const SceneNode& node, double seconds, double bo
   const LayerKind kind = use.Model().kind;
   if (kind == LayerKind::kShape || kind == LayerKind::kText) {
     NoteRead(&use, {use.Owner().time, use.Owner().time});
+    bool found = false;
     try {
-      return scene_ != nullptr && scene_->SourceRect(use, seconds * movie_.frameRate, box, cost);
+      found = scene_ != nullptr && scene_->SourceRect(use, seconds * movie_.frameRate, box, cost);
     } catch (const std::bad_alloc&) {
-      return false;
+      found = false;
     }
+    if (!found) ++cuts_;  // it may be that the layer is being worked out just now
+    return found;
   }
   const LayerFacts facts = FactsOfLayer(node);
   if (facts.width <= 0 || facts.height <= 0) return false;

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/player/lottie/scene/KeptResults.h"
 #include "host/player/lottie/scene/Scene.h"
 #include "host/player/lottie/script/Expressions.h"
 
@@ -18,10 +19,16 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
 
   /// The scene whose properties are evaluated; borrowed.
   void SetScene(Scene& scene) { scene_ = &scene; }
-  void BeginFrame() { expressions_.BeginFrame(); }
+  void BeginFrame() {
+    expressions_.BeginFrame();
+    kept_.BeginFrame();
+  }
+  /// What is kept of results; the script engine counts its memory itself.
+  size_t Bytes() const { return kept_.Bytes(); }
   /// Tells of expressions that have failed since the last call.
   void TellFailures(const std::function<void(const std::string&)>& tell);
 
+  uint64_t OutsideReads() const override { return outside_; }
   bool Run(const Property& property, const void* owner, double time, float* values,
            Constancy& constancy) override;
   bool RunPath(const PathProperty& property, const void* owner, double time, Outline& outline,
@@ -59,11 +66,22 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
     const CompositionUse* composition = nullptr;  ///< whose frames `holds` counts
     double time = 0;
     Constancy holds;
+    bool otherTime = false;  ///< the time of another composition was looked at
+  };
+  /// What has to stay as it is while an expression is evaluated, for its result to be kept.
+  struct Context {
+    uint64_t outside;
+    uint64_t cuts;
+    bool operator==(const Context& other) const {
+      return outside == other.outside && cuts == other.cuts;
+    }
   };
 
   int Compiled(std::string_view source, const void* owner);
   bool Evaluate(int expression, const void* owner, double time, const ExpressionSite& site,
                 const ScriptValue& keyed, ScriptValue& result, Constancy& constancy);
+  Context ContextNow() const { return {outside_, cuts_ + expressions_.Cuts()}; }
+  static KeptResults::Key KeyOf(const void* property, const void* owner, double time);
   /// Remembers how long something holds that was read, in frames of its layer's composition.
   void NoteRead(const LayerUse* layer, const Constancy& holds);
   /// Remembers why an expression of a layer is not used, to be told.
@@ -74,7 +92,10 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
   const Movie& movie_;
   Expressions expressions_;
   Scene* scene_ = nullptr;
-  Reading* reading_ = nullptr;                     ///< of the innermost expression
+  Reading* reading_ = nullptr;  ///< of the innermost expression
+  KeptResults kept_;
+  uint64_t outside_ = 0;  ///< see OutsideReads
+  uint64_t cuts_ = 0;     ///< readings that gave something else because of who asked
   std::unordered_map<const char*, int> compiled_;  ///< by where the source lies
   std::vector<std::string> failures_;
 };

@@ -190,7 +190,9 @@ const ScriptValue* ScriptMachine::Read(const SceneNode& property, double seconds
     ScriptValue& value = values_[reading_];
     value.kind = ScriptValue::Kind::kNone;
     ++reading_;
-    const bool found = scene_->ValueAt(property, seconds, scripted && !IsBusy(property), value);
+    const bool busy = scripted && IsBusy(property);
+    if (busy && !(property == site_->property)) ++cuts_;
+    const bool found = scene_->ValueAt(property, seconds, scripted && !busy, value);
     --reading_;
     return found && value.kind != ScriptValue::Kind::kNone ? &value : nullptr;
   } catch (...) {
@@ -484,6 +486,8 @@ bool Expressions::Evaluate(int expression, IScriptScene& scene, const Expression
 bool Expressions::TakeFailure(int& expression, std::string& why) {
   return machine_->TakeFailure(expression, why);
 }
+
+uint64_t Expressions::Cuts() const { return machine_->Cuts(); }
 
 size_t Expressions::MemoryBytes() const { return machine_->MemoryBytes(); }
 

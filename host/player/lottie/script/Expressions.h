@@ -87,6 +87,9 @@ class Expressions {
   bool TakeFailure(int& expression, std::string& why);
 
   size_t MemoryBytes() const;
+  /// How often a property gave its keyed value because its expression was being evaluated already:
+  /// what such a reading led to holds for this reader only.
+  uint64_t Cuts() const;
 
  private:
   std::unique_ptr<ScriptMachine> machine_;

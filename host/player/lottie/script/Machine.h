@@ -31,6 +31,7 @@ class ScriptMachine {
                 const ScriptValue& keyed, ScriptValue& result, bool* timeless);
   bool TakeFailure(int& expression, std::string& why);
   size_t MemoryBytes() const { return liveBytes_; }
+  uint64_t Cuts() const { return cuts_; }
 
   static ScriptMachine& Of(duk_context* context);
 
@@ -133,6 +134,7 @@ class ScriptMachine {
   bool steadyChance_ = false;  ///< the same numbers at all times
   bool timed_ = false;         ///< something was made of the time itself
   std::vector<SceneNode> busy_;
+  uint64_t cuts_ = 0;  ///< see Expressions
 
   size_t liveBytes_ = 0;
   bool counting_ = false;

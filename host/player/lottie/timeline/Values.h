@@ -31,6 +31,9 @@ struct Constancy {
 class PropertyScripts {
  public:
   virtual ~PropertyScripts() = default;
+  /// How often expressions have used what changes in another composition than their own. While this
+  /// grows, a composition that stands still may change all the same.
+  virtual uint64_t OutsideReads() const { return 0; }
   /// `values` has what the keys say, and gets what the expression makes of it; `owner` is whoever
   /// the properties belong to, see Moment. Returns  false when it failed: `values` is as it was.
   virtual bool Run(const Property& property, const void* owner, double time, float* values,
