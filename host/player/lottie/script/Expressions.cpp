@@ -221,15 +221,25 @@ bool ScriptMachine::IsBusy(const SceneNode& property) const {
   return std::find(busy_.begin(), busy_.end(), property) != busy_.end();
 }
 
-const SceneNode* ScriptMachine::Keep(const SceneNode& node, unsigned& number) noexcept {
+ScriptMachine::KeptNode* ScriptMachine::Keep(const SceneNode& node) noexcept {
   try {
-    const auto [entry, fresh] = nodeNumbers_.try_emplace(
-        std::make_tuple(node.kind, node.what, node.where), static_cast<unsigned>(nodes_.size()));
-    if (fresh) nodes_.push_back(node);
-    number = entry->second;
-    return &nodes_[number];
+    const auto number = static_cast<unsigned>(nodes_.size());
+    const auto [entry, fresh] = nodes_.try_emplace(node);
+    if (fresh) entry->second = {node, number, nullptr};
+    return &entry->second;
   } catch (...) {
     return nullptr;
+  }
+}
+
+void ScriptMachine::PushStored(duk_context* context, const char* name, void*& known) {
+  if (known == nullptr) {
+    duk_push_global_stash(context);
+    duk_get_prop_string(context, -1, name);
+    duk_remove(context, -2);
+    known = duk_get_heapptr(context, -1);
+  } else {
+    duk_push_heapptr(context, known);
   }
 }
 
@@ -373,9 +383,7 @@ duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
   const Program& program = *run.program;
   duk_require_stack(context, static_cast<duk_idx_t>(program.arguments.size()) + 16);
   duk_push_heapptr(context, program.function);
-  duk_push_global_stash(context);
-  duk_get_prop_string(context, -1, "step");
-  duk_remove(context, -2);
+  PushStored(context, "step", machine.step_);
   if (program.usesThis) {
     machine.PushProperty(context, machine.site_->property, machine.time_, false);
   } else {

@@ -8,7 +8,7 @@
 #include <deque>
 #include <map>
 #include <string>
-#include <tuple>
+#include <unordered_map>
 #include <vector>
 
 #include "host/player/lottie/script/Expressions.h"
@@ -93,6 +93,19 @@ class ScriptMachine {
     void* function;
   };
 
+  struct KeptNode {
+    SceneNode node;
+    unsigned number = 0;     ///< in the store's list, which keeps the object alive
+    void* object = nullptr;  ///< the engine's; null until it is asked for
+  };
+  struct NodeHash {
+    size_t operator()(const SceneNode& node) const {
+      const auto what = reinterpret_cast<uintptr_t>(node.what);
+      const auto where = reinterpret_cast<uintptr_t>(node.where);
+      return (what * 31 + where) * 31 + static_cast<size_t>(node.kind);
+    }
+  };
+
   static void* Allocate(void* machine, duk_size_t bytes);
   static void* Reallocate(void* machine, void* block, duk_size_t bytes);
   static void Free(void* machine, void* block);
@@ -108,7 +121,9 @@ class ScriptMachine {
   void Fail(int expression, std::string why);
   bool IsBusy(const SceneNode& property) const;
   bool Affords(size_t bytes);
-  const SceneNode* Keep(const SceneNode& node, unsigned& number) noexcept;
+  KeptNode* Keep(const SceneNode& node) noexcept;
+  /// A value of the engine's own store, which is looked for once and then known by its address.
+  static void PushStored(duk_context* context, const char* name, void*& known);
   bool SpentTime();
 
   qx::plexion::MemoryWatchdog* watchdog_;
@@ -120,8 +135,9 @@ class ScriptMachine {
   std::map<std::string, int, std::less<>> bySource_;
   std::vector<std::pair<int, std::string>> failures_;
 
-  std::deque<SceneNode> nodes_;
-  std::map<std::tuple<NodeKind, const void*, const void*>, unsigned> nodeNumbers_;
+  std::unordered_map<SceneNode, KeptNode, NodeHash> nodes_;
+  void* step_ = nullptr;
+  void* prototypes_[3] = {};        ///< of properties: numbers, lists, texts
   std::deque<ScriptValue> values_;  ///< one for each reading inside of another
   size_t reading_ = 0;
 

@@ -719,31 +719,30 @@ SceneNode ScriptMachine::ThisNode(duk_context* context, bool property) {
 }
 
 void ScriptMachine::PushNode(duk_context* context, const SceneNode& node) {
-  unsigned number = 0;
-  const SceneNode* kept = node && nodes_.size() < kMostNodes ? Keep(node, number) : nullptr;
+  KeptNode* kept = node && nodes_.size() < kMostNodes ? Keep(node) : nullptr;
   if (kept == nullptr) {
     duk_push_null(context);
     return;
   }
+  if (kept->object != nullptr) {
+    duk_push_heapptr(context, kept->object);
+    return;
+  }
   duk_push_global_stash(context);
   duk_get_prop_string(context, -1, "nodes");
-  duk_remove(context, -2);
-  if (duk_get_prop_index(context, -1, number) == 0) {
-    duk_pop(context);
-    duk_push_c_function(context, CallNode, 1);
-    duk_push_pointer(context, const_cast<SceneNode*>(kept));
-    duk_put_prop_string(context, -2, kNodeKey);
-    duk_push_global_stash(context);
-    duk_get_prop_string(context, -1, PrototypeOf(node.kind));
-    duk_remove(context, -2);
-    duk_set_prototype(context, -2);
-    // Its own ones would hide those of its kind.
-    duk_del_prop_string(context, -1, "length");
-    duk_del_prop_string(context, -1, "name");
-    duk_dup_top(context);
-    duk_put_prop_index(context, -3, number);
-  }
-  duk_remove(context, -2);
+  duk_push_c_function(context, CallNode, 1);
+  duk_push_pointer(context, &kept->node);
+  duk_put_prop_string(context, -2, kNodeKey);
+  duk_get_prop_string(context, -3, PrototypeOf(node.kind));
+  duk_set_prototype(context, -2);
+  // Its own ones would hide those of its kind.
+  duk_del_prop_string(context, -1, "length");
+  duk_del_prop_string(context, -1, "name");
+  duk_dup_top(context);
+  duk_put_prop_index(context, -3, kept->number);
+  kept->object = duk_get_heapptr(context, -1);
+  duk_replace(context, -3);
+  duk_pop(context);
 }
 
 void ScriptMachine::PushValue(duk_context* context, const ScriptValue& value) {
@@ -772,8 +771,7 @@ void ScriptMachine::PushValue(duk_context* context, const ScriptValue& value) {
 
 void ScriptMachine::PushProperty(duk_context* context, const SceneNode& property, double seconds,
                                  bool scripted) {
-  unsigned number = 0;
-  const SceneNode* kept = property && nodes_.size() < kMostNodes ? Keep(property, number) : nullptr;
+  KeptNode* kept = property && nodes_.size() < kMostNodes ? Keep(property) : nullptr;
   const ScriptValue* value = kept == nullptr ? nullptr : Read(property, seconds, scripted);
   if (value == nullptr) {
     duk_push_null(context);
@@ -783,15 +781,14 @@ void ScriptMachine::PushProperty(duk_context* context, const SceneNode& property
   PushValue(context, *value);
   duk_to_object(context, -1);
   if (kind != ScriptValue::Kind::kPath) {
-    duk_push_global_stash(context);
-    duk_get_prop_string(context, -1,
-                        kind == ScriptValue::Kind::kNumber   ? "number"
-                        : kind == ScriptValue::Kind::kVector ? "vector"
-                                                             : "string");
-    duk_remove(context, -2);
+    static constexpr const char* kNames[] = {"number", "vector", "string"};
+    const size_t which = kind == ScriptValue::Kind::kNumber   ? 0
+                         : kind == ScriptValue::Kind::kVector ? 1
+                                                              : 2;
+    PushStored(context, kNames[which], prototypes_[which]);
     duk_set_prototype(context, -2);
   }
-  duk_push_pointer(context, const_cast<SceneNode*>(kept));
+  duk_push_pointer(context, &kept->node);
   duk_put_prop_string(context, -2, kNodeKey);
 }
 
