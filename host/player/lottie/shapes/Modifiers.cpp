@@ -56,7 +56,8 @@ void ZigZagOutline(const Outline& from, const Ridges& ridges, Outline& to) {
   const size_t curves = from.closed ? count : count - 1;
   to.closed = from.closed;
   if (curves == 0) return;
-  double side = -1;
+  constexpr double kFirstSide = -1;
+  double side = kFirstSide;
   AddCorner(from, 0, ridges, side, to);
   for (size_t i = 0; i < curves; ++i) {
     Curve curve = Curve::Of(from.vertices[i], from.vertices[(i + 1) % count]);
@@ -71,6 +72,8 @@ void ZigZagOutline(const Outline& from, const Ridges& ridges, Outline& to) {
       AddRidge(to, curve.At(t), atan2(slope.x, slope.y), side * ridges.size, handle, handle);
       side = -side;
     }
+    // Back at the first corner, a second one in its place would be a curve from it to itself.
+    if (from.closed && i + 1 == curves && side == kFirstSide) break;
     AddCorner(from, i + 1, ridges, side, to);
   }
 }
