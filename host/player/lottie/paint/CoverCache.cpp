@@ -35,18 +35,19 @@ CoverCache::Entry& CoverCache::Place(std::vector<Entry>& table, uint64_t key) {
 
 /// Leaves out what has not been asked for in a while.
 void CoverCache::Rebuild(size_t size) {
-  std::vector<Entry> table(size);
+  spare_.assign(size, Entry());
   size_t taken = 0;
   for (Entry& entry : table_) {
     if (!entry.taken) continue;
     if (frame_ - entry.used > kForgottenAfter) {
       Free(entry);
     } else {
-      Place(table, entry.key) = entry;
+      Place(spare_, entry.key) = entry;
       ++taken;
     }
   }
-  table_.swap(table);
+  table_.swap(spare_);
+  spare_.assign(size, Entry());  // the next one of this size allocates nothing
   taken_ = taken;
 }
 

@@ -59,6 +59,7 @@ class CoverCache {
 
   qx::plexion::MemoryWatchdog* watchdog_;
   std::vector<Entry> table_;  ///< half empty at least; its size is a power of two
+  std::vector<Entry> spare_;  ///< as large, for the next Rebuild
   size_t taken_ = 0;
   size_t bytes_ = 0;
   uint32_t frame_ = 0;
