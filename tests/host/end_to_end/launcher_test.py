@@ -1013,8 +1013,11 @@ class Killing(IsolationStory):
     def all_contents(self, launcher):
         found = []
         for task in os.listdir(f"/proc/{launcher}/task"):
-            with open(f"/proc/{launcher}/task/{task}/children", encoding="ascii") as children:
-                found += [int(child) for child in children.read().split()]
+            try:
+                with open(f"/proc/{launcher}/task/{task}/children", encoding="ascii") as children:
+                    found += [int(child) for child in children.read().split()]
+            except OSError:
+                pass  # a thread that has just ended
         return found
 
     def shared(self, process):
