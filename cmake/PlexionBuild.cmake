@@ -181,6 +181,11 @@ function(plexion_host_module NAME)
     LIBRARY_OUTPUT_DIRECTORY ${PLEXION_OUTPUT_DIR}
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${NAME} PRIVATE plexion_common plexion_host_base qx_core ${ARG_LIBRARIES})
+  if(NOT PLEXION_SANITIZE)
+    # A module that misses a symbol is otherwise found out when it is loaded. The sanitizers' own come with the
+    # launcher.
+    target_link_options(${NAME} PRIVATE -Wl,--no-undefined)
+  endif()
   if(ARG_INCLUDES)
     target_include_directories(${NAME} SYSTEM PRIVATE ${ARG_INCLUDES})
   endif()
