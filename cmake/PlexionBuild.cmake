@@ -23,8 +23,6 @@ add_library(plexion_warnings INTERFACE)
 target_compile_options(plexion_warnings INTERFACE -Wall -Wextra -Werror
   # Where sources are joined, a variable of a function may well be named as one of another source.
   $<$<NOT:$<BOOL:${PLEXION_JOIN}>>:-Wshadow>
-  # g++ takes a joined source for a header, whose classes must not have parts without linkage.
-  "$<$<AND:$<BOOL:${PLEXION_JOIN}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>"
   # Holds what the code says of its locks (host/base/Mutex.h); g++ has no such check.
   "$<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>")
 add_library(plexion_strict_warnings INTERFACE)
