@@ -73,7 +73,6 @@ ProcessEvents::Left ProcessEvents::Read() {
     const ssize_t bytes = recvmsg(process_.Socket(), &message, MSG_DONTWAIT);
     if (bytes < 0 && errno == EINTR) continue;
     if (bytes <= 0) return bytes == 0 ? Left::kClosed : Left::kNothing;
-    ++heard_;
     TakeCredit();
     credit_ -= 1;
     Event event;
@@ -84,13 +83,14 @@ ProcessEvents::Left ProcessEvents::Read() {
            "the content's process was ended: it said more than content may have to say"});
       return Left::kNothing;
     }
-    if (listener_ == nullptr) continue;
     if (whole && ReadEvent(record, event, fault)) {
-      listener_->OnEvent(event);
+      if (listener_ != nullptr) listener_->OnEvent(event);
     } else {
       End({qx::plexion::kErrorFatalPlaybackError,
            "the content's process was ended: it sent " + fault});
     }
+    // Not before it was told: whoever counts on it does not take the lock.
+    ++heard_;
   }
   return Left::kMore;
 }

@@ -81,7 +81,7 @@ class ProcessEvents {
 
   ContentProcess& process_;
   ProtectionNote& protection_;
-  std::atomic<uint32_t> heard_{0};
+  std::atomic<uint32_t> heard_{0};  ///< records that were told
   mutable Mutex mutex_;
   ProcessListener* listener_ GUARDED_BY(mutex_) = nullptr;
   bool hasContent_ GUARDED_BY(mutex_) = false;

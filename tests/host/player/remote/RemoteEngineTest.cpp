@@ -55,7 +55,11 @@ class WaitingHost final : public EngineHost {
     if (failures_++ == 0) failure_ = error;
     changed_.notify_all();
   }
-  void Notify(StageWindowStatus, const std::string&) override { ++notices; }
+  void Notify(StageWindowStatus, const std::string&) override {
+    // A listener takes its time, and whoever counts on having been heard has to wait for it.
+    for (int i = 0; i < 20; ++i) std::this_thread::yield();
+    ++notices;
+  }
 
   EngineError WaitForFailure() {
     std::unique_lock<std::mutex> lock(mutex_);
