@@ -97,6 +97,7 @@ bool Display::OpenWindow(bool fullscreen, const DisplayOptions& options, std::st
   }
   // SDL frees the window's pixels when it is resized: nothing may be composed there after that.
   window->SetCanvasLost([this] { screen_->UseCanvas(nullptr); });
+  screen_->SetLending(window->ShowsAtOnce());
   const MutexLock lock(wakeMutex_);
   window_ = std::move(window);
   kind_ = fullscreen ? Kind::kFullscreen : Kind::kWindow;
@@ -124,6 +125,7 @@ void Display::Close() {
   screen_->UseCanvas(nullptr);
   std::unique_ptr<PictureWindow> closing;
   const MutexLock lock(wakeMutex_);
+  screen_->SetLending(true);
   closing = std::move(window_);
   kind_ = Kind::kHeadless;
 }

@@ -63,6 +63,9 @@ void Display::RunWindow() {
         timeoutMs = static_cast<int>(
             std::chrono::duration_cast<std::chrono::milliseconds>(wait + kEarly).count());
       }
+    } else if (cleared_) {
+      // For a plane that has not been drawn on: it may have its pixels there from the first frame on.
+      screen_->UseCanvas(window_->Canvas(screen_->GetDims()));
     }
     if (window_->WaitForEvents(timeoutMs, handler) && cleared_) ShowAll();
   }

@@ -32,6 +32,8 @@ class PictureWindow {
   /// The picture that is shown has another size from now on, as that of opening.
   virtual void SetDims(const qx::plexion::Dims& dims) = 0;
 
+  /// Whether Show returns as soon as the display has the picture, and does not wait for its beam.
+  virtual bool ShowsAtOnce() = 0;
   /// `picture` may be the canvas.
   virtual void Show(const PixelStore& picture, const Region& damage) = 0;
 

@@ -7,7 +7,6 @@
 
 #include "host/base/Check.h"
 #include "host/base/Pixels.h"
-#include "host/graphics/pixels/PixelRows.h"
 
 namespace plexion_host {
 
@@ -18,15 +17,9 @@ namespace {
 
 constexpr size_t kMaxDamageRects = 24;
 
-PixelStore MakePicture(const Dims& dims) {
-  PixelStore picture = PixelStore::Make(dims);
-  if (picture) FillRow(picture.Pixels(), kOpaqueBlack, size_t{dims.width} * dims.height);
-  return picture;
-}
-
 }  // namespace
 
-Screen::Screen(const Dims& dims) : picture_(MakePicture(dims)), dims_(picture_.Dims()) {}
+Screen::Screen(const Dims& dims) : picture_(PixelStore::Make(dims)), dims_(picture_.Dims()) {}
 
 Dims Screen::GetDims() const {
   const MutexLock lock(stateMutex_);
@@ -36,10 +29,12 @@ Dims Screen::GetDims() const {
 bool Screen::SetDims(const Dims& dims) {
   const RecursiveMutexLock composeLock(composeMutex_);
   if (picture_.Dims().width == dims.width && picture_.Dims().height == dims.height) return true;
-  PixelStore picture = MakePicture(dims);
+  PixelStore picture = PixelStore::Make(dims);
   if (!picture) return false;
+  TakeBack();
   const MutexLock lock(stateMutex_);
   picture_ = std::move(picture);
+  blank_ = true;
   canvas_ = nullptr;
   dims_ = dims;
   damage_.Clear();
@@ -72,8 +67,11 @@ ScreenPlane* Screen::AddPlane(const Rect& rect, qx::plexion::StageWindow* window
   if (!store) return nullptr;
   auto plane = std::make_shared<ScreenPlane>(*this, std::move(store), rect, window,
                                              name == nullptr ? "" : name);
-  const MutexLock lock(stateMutex_);
-  stack_.push_back(plane);  // transparent: nothing on the screen changes yet
+  {
+    const MutexLock lock(stateMutex_);
+    stack_.push_back(plane);  // transparent: nothing on the screen changes yet
+  }
+  NotifyWork();  // its pixels may be those of the display
   return plane.get();
 }
 
@@ -212,6 +210,9 @@ void Screen::Damage(ScreenPlane& plane, const Rect& region) {
 }
 
 void Screen::BeginUpdate() {
+  const RecursiveMutexLock composeLock(composeMutex_);
+  // What is drawn from here on must not get into pictures of before.
+  TakeBackAndCompose();
   const MutexLock lock(stateMutex_);
   ++updateDepth_;
 }

@@ -28,6 +28,9 @@ namespace plexion_host {
 /// One composition takes the placements of all planes at one moment, and holds each plane's pixel
 /// lock once while it reads that plane, so that no half-drawn copy gets to the screen.
 ///
+/// A plane on top that is all of the picture, opaque and as large as the screen, borrows the picture's
+/// pixels: what its window draws is then composed already. It holds up drawing while it is shown.
+///
 /// Thread   any. Locks, from outer to inner: compose lock, a surface's pixel lock, state lock.
 class Screen {
  public:
@@ -81,6 +84,9 @@ class Screen {
   /// of the screen's own, so that what shows them need not copy; null: into one of its own again.
   /// What is there is taken along. The pixels must stay until this or SetDims is called again.
   void UseCanvas(uint32_t* pixels);
+  /// Whether planes may borrow the picture's pixels, as they may until told otherwise: not where showing
+  /// takes long, as drawing waits for it.
+  void SetLending(bool lends);
 
   /// What was seen of a plane. Returns  false when it is not of this screen.
   bool GetHealth(const qx::platform::OutputPlane* plane, bool withPicture, PlaneHealth& health);
@@ -119,6 +125,20 @@ class Screen {
       REQUIRES(composeMutex_);
   void Draw(const Layer& layer, const Job& job) REQUIRES(composeMutex_);
 
+  // The picture's pixels, and the plane that borrows them.
+  void FillBlank() REQUIRES(composeMutex_);
+  void LendToFirst() REQUIRES(composeMutex_);
+  bool LendTo(const std::shared_ptr<ScreenPlane>& plane) REQUIRES(composeMutex_);
+  /// Returns  true when the topmost plane is the picture, and nothing needs to be composed. Adds to
+  /// `damage` what else has to be composed otherwise.
+  bool Lend(const std::vector<Layer>& layers, Region& damage) REQUIRES(composeMutex_);
+  /// Returns  true when the picture is not one of a screen: the plane had transparent pixels.
+  bool TakeBack() REQUIRES(composeMutex_);
+  /// The same, and has such a picture composed.
+  void TakeBackAndCompose() REQUIRES(composeMutex_);
+  /// Returns  false, without a call, when a plane that borrowed the picture is no longer all of it.
+  bool ShowLent(const Presenter& presenter, const Region& changed) REQUIRES(composeMutex_);
+
   // Held while the picture is composed, presented or read. Recursive: a frame's observer may ask
   // for a copy of the screen.
   mutable RecursiveMutex composeMutex_;
@@ -126,6 +146,10 @@ class Screen {
   uint32_t* canvas_ GUARDED_BY(composeMutex_) =
       nullptr;  ///< where the picture is when it is not its own
   bool presenting_ GUARDED_BY(composeMutex_) = false;
+  bool blank_ GUARDED_BY(composeMutex_) = true;  ///< black in fact, whatever is in its memory
+  bool lends_ GUARDED_BY(composeMutex_) = true;
+  int lendAfter_ GUARDED_BY(composeMutex_) = 0;  ///< compositions
+  std::weak_ptr<ScreenPlane> lent_ GUARDED_BY(composeMutex_);
 
   // Innermost lock, held for a few assignments at a time.
   mutable Mutex stateMutex_;

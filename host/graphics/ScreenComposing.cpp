@@ -16,38 +16,40 @@ namespace {
 constexpr int kMaxAttempts = 3;
 }  // namespace
 
-void Screen::UseCanvas(uint32_t* pixels) {
-  const RecursiveMutexLock composeLock(composeMutex_);
-  if (pixels == canvas_) return;
-  const Dims dims = GetDims();
-  PixelStore next = pixels != nullptr ? PixelStore::Over(pixels, dims) : PixelStore::Make(dims);
-  // Without memory for it the picture is one of no pixels until the next canvas.
-  if (next && picture_) CopyRow(next.Pixels(), picture_.Pixels(), next.Bytes() / sizeof(uint32_t));
-  picture_ = std::move(next);
-  canvas_ = pixels;
-}
-
 bool Screen::Present(const Presenter& presenter) {
   const RecursiveMutexLock composeLock(composeMutex_);
   if (presenting_) return false;
-  ComposeDue();
-  Region changed;
-  {
+  bool shown = false;
+  for (int attempt = 0; attempt < kMaxAttempts && !shown; ++attempt) {
+    ComposeDue();
+    Region changed;
+    {
+      const MutexLock lock(stateMutex_);
+      // Asked again under the lock: an update may have begun while this was composed.
+      if (updateDepth_ > 0 || unpresented_.Empty()) return false;
+      std::swap(changed, unpresented_);
+    }
+    PLEXION_CHECK(!presenting_, "one frame is presented at a time");
+    presenting_ = true;
+    shown = ShowLent(presenter, changed);
+    presenting_ = false;
+    if (shown) break;
+    // Its plane has just been drawn transparent, or got another size: composed after all.
+    TakeBack();
     const MutexLock lock(stateMutex_);
-    // Asked again under the lock: an update may have begun while this was composed.
-    if (updateDepth_ > 0 || unpresented_.Empty()) return false;
-    std::swap(changed, unpresented_);
+    AddDamage(ClipRect({0, 0, dims_.width, dims_.height}, 0, 0, dims_));
   }
-  PLEXION_CHECK(!presenting_, "one frame is presented at a time");
-  presenting_ = true;
-  presenter(picture_, changed);
-  presenting_ = false;
-  NotePresented();
-  return true;
+  if (shown) NotePresented();
+  return shown;
 }
 
 void Screen::Read(const std::function<void(const PixelStore& picture)>& reader) {
   const RecursiveMutexLock composeLock(composeMutex_);
+  if (!presenting_) ComposeDue();
+  FillBlank();
+  if (ShowLent([&reader](const PixelStore& picture, const Region&) { reader(picture); }, {}))
+    return;
+  TakeBackAndCompose();
   if (!presenting_) ComposeDue();
   reader(picture_);
 }
@@ -72,7 +74,7 @@ void Screen::ComposeDue() {
         state.composed = state.composed || std::exchange(state.drawn, false);
       }
     }
-    Compose(layers, damage, ground);
+    if (!Lend(layers, damage)) Compose(layers, damage, ground);
     const MutexLock lock(stateMutex_);
     unpresented_.Add(damage);
     // A plane that got another size in between was read with the old placement: again, with the
@@ -82,6 +84,7 @@ void Screen::ComposeDue() {
 }
 
 void Screen::Compose(const std::vector<Layer>& layers, const Region& damage, uint32_t ground) {
+  FillBlank();
   // From the top: what is left to paint shrinks by what opaque planes cover.
   const Dims screen = picture_.Dims();
   std::vector<Job> jobs(layers.size());

@@ -49,7 +49,10 @@ uint32_t Surface::GetPitch() {
 void* Surface::LockPixels(bool forReading) {
   mutex_.Lock();
   // Nobody tells which rows are written from here on, so none is known to be opaque any more.
-  if (!forReading) ForgetOpacity();
+  if (!forReading) {
+    ForgetOpacity();
+    untouched_ = false;
+  }
   return store_.Pixels();
 }
 
@@ -70,6 +73,7 @@ bool Surface::StretchCopy(qx::platform::Plane* source, const Rect& sourceRect,
       pitch = aligned.PitchBytes();
     }
     const RecursiveMutexLock lock(mutex_);
+    untouched_ = false;
     if (sourceRect.width == destinationRect.width && sourceRect.height == destinationRect.height) {
       CopyRows(static_cast<const uint8_t*>(pixels), pitch, sourceDims, sourceRect, destinationRect);
       spread_ = 0;
@@ -143,6 +147,7 @@ bool Surface::Scale(const uint32_t* source, uint32_t sourcePitch, const Dims& so
 void Surface::Replace(PixelStore store, bool keepPicture) {
   const RecursiveMutexLock lock(mutex_);
   const PixelStore old = std::move(store_);
+  own_ = PixelStore();
   store_ = std::move(store);
   opaqueRow_.assign(store_.Dims().height, 0);
   PLEXION_CHECK(static_cast<bool>(store_), "a plane never is without pixels");
@@ -151,6 +156,29 @@ void Surface::Replace(PixelStore store, bool keepPicture) {
   const Dims to = store_.Dims();
   Scale(old.Pixels(), old.PitchBytes(), from, {0, 0, from.width, from.height},
         {0, 0, to.width, to.height});
+}
+
+void Surface::Borrow(uint32_t* pixels) {
+  PLEXION_CHECK(!IsBorrowing(), "only one place at a time is borrowed");
+  own_ = std::move(store_);
+  store_ = PixelStore::Over(pixels, own_.Dims());
+  const size_t count = store_.Bytes() / sizeof(uint32_t);
+  if (untouched_) {
+    FillRow(pixels, 0, count);
+  } else {
+    CopyRow(pixels, own_.Pixels(), count);
+    own_.ForgetPixels();
+  }
+}
+
+void Surface::GiveBack() {
+  PLEXION_CHECK(IsBorrowing(), "what is given back was borrowed");
+  if (!untouched_) CopyRow(own_.Pixels(), store_.Pixels(), store_.Bytes() / sizeof(uint32_t));
+  store_ = std::move(own_);
+}
+
+bool Surface::IsKnownOpaque() const {
+  return std::find(opaqueRow_.begin(), opaqueRow_.end(), 0) == opaqueRow_.end();
 }
 
 Region Surface::OpaqueRows(int32_t first, int32_t last) const {

@@ -41,6 +41,15 @@ class Surface final : public qx::platform::DrawingContext {
   /// Swaps in `store`, which takes over the old picture, stretched, when `keepPicture`.
   void Replace(PixelStore store, bool keepPicture);
 
+  /// Has its picture in somebody else's `pixels` from now on, as many as its own and in rows without
+  /// padding, whose place they are until they are given back; Replace gives them back, too.
+  void Borrow(uint32_t* pixels) REQUIRES(mutex_);
+  /// Takes the picture along. Needs `pixels` to be still there; nothing of it can fail.
+  void GiveBack() REQUIRES(mutex_);
+  bool IsBorrowing() const REQUIRES(mutex_) { return static_cast<bool>(own_); }
+  /// Whether nothing has ever been drawn: every pixel is transparent.
+  bool IsUntouched() const REQUIRES(mutex_) { return untouched_; }
+
   /// How far beyond its own place a source pixel has been spread by the last copy.
   int32_t GetSpread() const { return spread_; }
 
@@ -49,6 +58,7 @@ class Surface final : public qx::platform::DrawingContext {
   /// The rows from `first` to before `last` that have no transparent pixel, as
   /// boxes of full width.
   Region OpaqueRows(int32_t first, int32_t last) const REQUIRES(mutex_);
+  bool IsKnownOpaque() const REQUIRES(mutex_);
   bool RowIsKnownOpaque(int32_t y) const REQUIRES(mutex_) {
     return opaqueRow_[static_cast<size_t>(y)] != 0;
   }
@@ -65,6 +75,8 @@ class Surface final : public qx::platform::DrawingContext {
 
   RecursiveMutex mutex_;
   PixelStore store_ GUARDED_BY(mutex_);
+  PixelStore own_ GUARDED_BY(mutex_);  ///< kept while `store_` is borrowed
+  bool untouched_ GUARDED_BY(mutex_) = true;
   std::vector<uint8_t> opaqueRow_ GUARDED_BY(mutex_);  ///< 1: the whole row is known to be opaque
 
   std::atomic<int32_t> spread_{0};

@@ -82,6 +82,13 @@ class PixelStore {
     return store;
   }
 
+  /// Gives the memory of pixels that nobody needs back to the system, but not their place: drawing
+  /// there later needs nothing that could be refused. All pixels are 0 or as they were.
+  void ForgetPixels() {
+    const FreePixels& block = block_.get_deleter();
+    if (block.mapped > 0 && !block.shared) madvise(block_.get(), block.mapped, MADV_DONTNEED);
+  }
+
   PixelStore(PixelStore&& other) noexcept { *this = std::move(other); }
   PixelStore& operator=(PixelStore&& other) noexcept {
     block_ = std::move(other.block_);

@@ -107,7 +107,9 @@ SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, unsigned quarters, bo
       fullscreen_(fullscreen),
       wakeEvent_(SDL_RegisterEvents(1)),
       canSleep_(std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0 ||
-                std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0) {
+                std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0),
+      // A bare console's pictures are exchanged while the display's beam is away.
+      showsAtOnce_(std::strcmp(SDL_GetCurrentVideoDriver(), "KMSDRM") != 0) {
   SDL_DisplayMode mode;
   if (fullscreen_ && SDL_GetDesktopDisplayMode(0, &mode) == 0 && mode.w > 0 && mode.h > 0) {
     display_ = {static_cast<uint32_t>(mode.w), static_cast<uint32_t>(mode.h)};

@@ -28,6 +28,7 @@ class SdlWindow final : public PictureWindow {
   uint32_t* Canvas(const qx::plexion::Dims& dims) override {
     return quarters_ == 0 ? CanvasOf(dims) : nullptr;
   }
+  bool ShowsAtOnce() override { return showsAtOnce_; }
   void SetCanvasLost(std::function<void()> handler) override { canvasLost_ = std::move(handler); }
   void SetDims(const qx::plexion::Dims& dims) override;
   void Show(const PixelStore& picture, const Region& damage) override;
@@ -58,6 +59,7 @@ class SdlWindow final : public PictureWindow {
   /// Whether the video system can sleep until an event comes. Where it cannot, SDL would look every
   /// millisecond; we look less often.
   const bool canSleep_;
+  const bool showsAtOnce_;
   std::atomic<bool> wakePosted_{false};
   std::function<void()> canvasLost_;
   PixelStore turned_;  ///< where it cannot be turned right into the window

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "host/graphics/GraphicsDriver.h"
@@ -44,7 +45,8 @@ class RandomStack {
         planes_.erase(planes_.begin() + (&plane - planes_.data()));
         break;
       case 2:
-        plane->MoveTo({Position(), Position()});
+        plane->MoveTo(Below(3) == 0 ? qx::plexion::Point{0, 0}
+                                    : qx::plexion::Point{Position(), Position()});
         break;
       case 3: {
         const Dims dims{1 + Below(60), 1 + Below(60)};
@@ -103,10 +105,14 @@ class RandomStack {
   }
 
   void Create() {
-    const Rect rect{Position(), Position(), 1 + Below(60), 1 + Below(60)};
+    const Dims whole = screen_->GetDims();
+    // One that is all of the screen may have its pixels in the screen's picture.
+    const Rect rect = Below(2) == 0 ? Rect{0, 0, whole.width, whole.height}
+                                    : Rect{Position(), Position(), 1 + Below(60), 1 + Below(60)};
     OutputPlane* const plane = driver_.CreateOutputPlane(rect, false, nullptr, nullptr, "plane");
     ASSERT_NE(nullptr, plane);
     planes_.push_back(plane);
+    if (Below(3) == 0) screen_->UseCanvas(current_ == nullptr ? nullptr : current_->data());
     Draw(plane);
   }
 
@@ -139,7 +145,7 @@ class RandomStack {
     const Dims from = Below(2) == 0 ? to : Dims{1 + Below(80), 1 + Below(80)};
     qx::platform::RenderPlane* const source = driver_.CreateRenderPlane(from, 1, nullptr);
     Fill(source, {0, 0, from.width, from.height});
-    const Rect shown = PartOf(to);
+    const Rect shown = Below(2) == 0 ? Rect{0, 0, to.width, to.height} : PartOf(to);
     if (from.width == to.width && from.height == to.height) {
       EXPECT_TRUE(plane->GetDrawingContext()->StretchCopy(source, shown, shown));
       plane->ShowRegion(shown);
@@ -184,6 +190,123 @@ TEST(ComposingTest, ShowsWhatTheReferenceShowsAfterEveryChange) {
       ASSERT_EQ(stack.Expected(), stack.Shown()) << "seed " << seed << ", step " << step;
     }
   }
+}
+
+/// A screen with a canvas of somebody else's, and a plane that is all of it.
+class LendingTest : public ::testing::Test {
+ protected:
+  static constexpr Dims kDims{64, 48};
+  static constexpr Rect kWhole{0, 0, kDims.width, kDims.height};
+
+  void SetUp() override {
+    canvas_.assign(size_t{kDims.width} * kDims.height, 0x12345678u);
+    screen_->UseCanvas(canvas_.data());
+    render_ = driver_.CreateRenderPlane(kDims, 1, nullptr);
+    plane_ = driver_.CreateOutputPlane(kWhole, false, render_, nullptr, "");
+  }
+  void TearDown() override {
+    if (plane_ != nullptr) driver_.DestroyOutputPlane(plane_);
+    driver_.DestroyRenderPlane(render_);
+  }
+  /// As a window does with a frame.
+  void Draw(uint32_t pixel, const Rect& part = kWhole) {
+    std::fill_n(static_cast<uint32_t*>(render_->LockPixels(false)), canvas_.size(), pixel);
+    render_->UnlockPixels();
+    EXPECT_TRUE(plane_->GetDrawingContext()->StretchCopy(render_, part, part));
+    plane_->ShowRegion(part);
+  }
+  bool IsLent() {
+    const bool lent = plane_->LockPixels(true) == canvas_.data();
+    plane_->UnlockPixels();
+    return lent;
+  }
+  uint32_t Presented() {
+    uint32_t pixel = 0;
+    screen_->Present([&](const PixelStore& picture, const Region&) { pixel = *picture.Row(0); });
+    return pixel;
+  }
+
+  std::vector<uint32_t> canvas_;
+  const std::shared_ptr<Screen> screen_ = std::make_shared<Screen>(kDims);
+  GraphicsDriver driver_{screen_};
+  qx::platform::RenderPlane* render_ = nullptr;
+  OutputPlane* plane_ = nullptr;
+};
+
+TEST_F(LendingTest, DrawsAnOpaqueScreenfulRightIntoTheCanvas) {
+  Draw(0xff102030u);
+  EXPECT_FALSE(IsLent()) << "the first frame came before anybody looked for a place";
+  EXPECT_EQ(0xff102030u, Presented());
+  EXPECT_TRUE(IsLent());
+  Draw(0xff405060u);
+  EXPECT_EQ(0xff405060u, canvas_.back()) << "without being composed";
+  EXPECT_EQ(0xff405060u, Presented());
+
+  // Nothing of it gets lost with the canvas.
+  screen_->UseCanvas(nullptr);
+  canvas_.assign(canvas_.size(), 0x87654321u);
+  EXPECT_FALSE(IsLent());
+  EXPECT_EQ(ReferencePicture(kDims, {plane_}), PictureOf(*screen_));
+}
+
+TEST_F(LendingTest, LendsToAWindowBeforeItsFirstFrame) {
+  screen_->UseCanvas(canvas_.data());
+  EXPECT_TRUE(IsLent());
+  EXPECT_EQ(ReferencePicture(kDims, {}), PictureOf(*screen_)) << "black until then, and opaque";
+  screen_->UseCanvas(canvas_.data());
+  Draw(0x80100000u, {0, 0, 5, 5});
+  EXPECT_EQ(ReferencePicture(kDims, {plane_}), PictureOf(*screen_));
+  EXPECT_FALSE(IsLent());
+}
+
+TEST_F(LendingTest, ComposesWhatIsTransparentOrBelowAnother) {
+  Draw(0xff102030u);
+  Presented();
+  ASSERT_TRUE(IsLent());
+  Draw(0x80402010u);
+  EXPECT_EQ(ReferencePicture(kDims, {plane_})[0], Presented());
+  EXPECT_FALSE(IsLent());
+  for (int frame = 0; frame < 100 && !IsLent(); ++frame) {
+    Draw(0xff102030u);
+    Presented();
+  }
+  ASSERT_TRUE(IsLent()) << "opaque again, and for long enough";
+
+  OutputPlane* const above = driver_.CreateOutputPlane({3, 4, 5, 6}, false, nullptr, nullptr, "");
+  above->LockPixels(false);
+  above->UnlockPixels();
+  above->ShowRegion({0, 0, 5, 6});
+  Presented();
+  EXPECT_FALSE(IsLent());
+  EXPECT_EQ(ReferencePicture(kDims, {plane_, above}), PictureOf(*screen_));
+  driver_.DestroyOutputPlane(above);
+}
+
+TEST_F(LendingTest, LetsNothingOfAnUpdateIntoPicturesOfBefore) {
+  Draw(0xff102030u);
+  Presented();
+  ASSERT_TRUE(IsLent());
+  screen_->BeginUpdate();
+  Draw(0xff405060u);
+  EXPECT_EQ(0xff102030u, PictureOf(*screen_)[0]);
+  screen_->EndUpdate();
+  EXPECT_EQ(0xff405060u, PictureOf(*screen_)[0]);
+}
+
+TEST_F(LendingTest, LetsNobodyDrawWhileItIsShown) {
+  Draw(0xff102030u);
+  Presented();
+  Draw(0xff102030u);
+  std::thread player;
+  screen_->Present([&](const PixelStore& picture, const Region&) {
+    player = std::thread([this] { Draw(0xff405060u); });
+    for (int look = 0; look < 50; ++look) {
+      ASSERT_EQ(0xff102030u, picture.Row(kDims.height - 1)[kDims.width - 1]);
+      std::this_thread::yield();
+    }
+  });
+  player.join();
+  EXPECT_EQ(0xff405060u, Presented());
 }
 
 TEST(ComposingTest, BlendsByTheRuleForEveryAlphaAndChannelValue) {
