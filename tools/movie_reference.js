@@ -82,12 +82,24 @@ async function draw(page, job) {
   }
 }
 
+const SECONDS = 90;  // for a movie
+
+// A page that computes for ever answers nothing any more: what was asked of it is left, not waited for.
+function within(seconds, work) {
+  let timer;
+  const late = new Promise((unused, reject) => {
+    timer = setTimeout(() => reject(new Error(`it takes more than ${seconds} s`)), seconds * 1000);
+  });
+  return Promise.race([work, late]).finally(() => clearTimeout(timer));
+}
+
 async function main() {
   const jobs = JSON.parse(fs.readFileSync(jobsFile, 'utf8'));
   const script = mended(fs.readFileSync(path.join(packages, 'node_modules/lottie-web/build/player/lottie.js'), 'utf8'));
-  const browser = await chromium.launch({executablePath: '/usr/bin/chromium', args: [
+  const launch = () => chromium.launch({executablePath: '/usr/bin/chromium', args: [
     '--no-sandbox', '--disable-gpu', '--disable-background-networking', '--disable-component-update',
     '--disable-sync', '--no-first-run', '--force-color-profile=srgb', '--hide-scrollbars']});
+  let browser = await launch();
   for (const job of jobs) {
     // A page of its own each: a movie that breaks the renderer breaks no other.
     const page = await browser.newPage();
@@ -95,11 +107,16 @@ async function main() {
     try {
       await serve(page, path.dirname(job.movie));
       await page.addScriptTag({content: script});
-      await draw(page, job);
+      await within(SECONDS, draw(page, job));
     } catch (fault) {
       error = String(fault).split('\n')[0];
     }
-    await page.close();
+    try {
+      await within(5, page.close());
+    } catch (stuck) {
+      await browser.close();
+      browser = await launch();
+    }
     console.log(JSON.stringify({movie: job.movie, error}));
   }
   await browser.close();

@@ -17,6 +17,7 @@
 #include "host/player/lottie/paint/Backdrop.h"
 #include "host/player/lottie/paint/Images.h"
 #include "host/player/lottie/paint/Painter.h"
+#include "host/player/lottie/raster/Rows.h"
 #include "host/player/lottie/scene/DataFiles.h"
 #include "host/player/lottie/scene/MemoryCharge.h"
 #include "host/player/lottie/scene/NotDrawn.h"
@@ -239,7 +240,7 @@ class LottieEngine final : public Engine {
         backdrop_.CopyTo(plane, rect);
       } else {
         for (int y = rect.top; y < rect.bottom; ++y) {
-          std::fill(plane.Row(y) + rect.left, plane.Row(y) + rect.right, background);
+          movie::FillRow(plane.Row(y) + rect.left, background, rect.Width());
         }
       }
       whole = painter_.Paint(list_, below, list_.size(), plane, rect, stopped);

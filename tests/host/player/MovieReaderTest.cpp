@@ -109,6 +109,10 @@ INSTANTIATE_TEST_SUITE_P(
                  Movie(Shapes(R"({"ty":"gr","it":[{"ty":"gr","it":[{"ty":"rc"},)"
                               R"({"ty":"rp","c":{"k":900}}]},{"ty":"rp","c":{"k":900}}]})")),
                  "more than 50000 shapes"},
+        BadMovie{"MergesInRepeaters",
+                 Movie(Shapes(R"({"ty":"gr","it":[{"ty":"sr","pt":{"k":400}},{"ty":"mm","mm":3}]},)"
+                              R"({"ty":"rp","c":{"k":100}})")),
+                 "points of paths"},
         BadMovie{"Star", Movie(Shapes(R"({"ty":"sr","pt":{"k":90000}})")), "a star with 90000"},
         BadMovie{"Dash", Movie(Shapes(R"({"ty":"st","d":[{"n":"d","v":{"k":0.0001}}]})")),
                  "a dash of length 0.0001"},

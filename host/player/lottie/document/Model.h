@@ -176,6 +176,7 @@ struct Shape {
   const Property* offset = nullptr;  ///< trim, repeater
   const Property* amount = nullptr;  ///< repeater copies; pucker, offset, twist; zig-zag: how many
   uint8_t mode = 0;                  ///< trim: 1 each, 2 one after the other; merge; repeater order
+  bool tooLarge = false;             ///< merge: of too many points to be cut
 };
 
 struct Mask {

@@ -231,6 +231,13 @@ void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost)
       cost.vertices = std::min(cost.vertices * (2 + static_cast<uint64_t>(ridges)), kMostCounted);
       break;
     }
+    case ShapeKind::kMerge: {
+      // Each line may cross each other one.
+      const uint64_t points = cost.vertices;
+      shape.tooLarge = shape.mode > 1 && points > kMostMergedVertices;
+      if (shape.mode > 1 && !shape.tooLarge) cost.vertices += points * points / 4;
+      break;
+    }
     case ShapeKind::kPucker:
     case ShapeKind::kTwist:
       shape.amount = properties_.Read(value.Find("a"), 1);

@@ -67,8 +67,9 @@ class Teller {
     for (const Shape& shape : shapes) {
       if (shape.hidden) continue;
       if (shape.kind == ShapeKind::kUnknown) Tell("shapes of type " + Quoted(shape.type));
-      if (shape.kind == ShapeKind::kMerge && shape.mode > 1) {
-        Tell("the cut of merged paths (mode " + std::to_string(shape.mode) + ")");
+      if (shape.kind == ShapeKind::kMerge && shape.tooLarge) {
+        Tell("the cut of merged paths of more than " + std::to_string(kMostMergedVertices) +
+             " points");
       }
       if (shape.blend >= kBlendModes) Tell("blend mode " + std::to_string(shape.blend));
       Look(shape.items);

@@ -78,7 +78,7 @@ void ShapeTree::Evaluate(const Moment& moment) {
     return;
   }
   const size_t lastCount = opCount_;
-  opCount_ = instanceCount_ = modifierCount_ = 0;
+  opCount_ = instanceCount_ = modifierCount_ = mergeCount_ = 0;
   chain_.clear();
   toLayer_.assign(1, Matrix());
   openStyles_.clear();
@@ -150,6 +150,9 @@ void ShapeTree::Walk(const Node* nodes, size_t count, const Moment& moment) {
       case ShapeKind::kPucker:
       case ShapeKind::kTwist:
         AddModifier(shape);
+        break;
+      case ShapeKind::kMerge:
+        if (shape.mode > 1 && shape.mode <= 5 && !shape.tooLarge) AddMerge(shape);
         break;
       case ShapeKind::kRepeater:
         WalkCopies(nodes[i], nodes, i, moment);
@@ -226,7 +229,19 @@ void ShapeTree::AddModifier(const Shape& shape) {
   Modifier& modifier = modifiers_[modifierCount_];
   modifier.shape = &shape;
   modifier.instances.clear();
+  modifier.depth = static_cast<uint32_t>(chain_.size());
+  modifier.merges = shape.kind == ShapeKind::kMerge;
   openModifiers_.push_back(static_cast<uint32_t>(modifierCount_++));
+}
+
+/// All styles that are open, the nearest first.
+void ShapeTree::AddTargets() {
+  Matrix relative;
+  size_t depth = chain_.size();
+  for (size_t i = openStyles_.size(); i-- > 0;) {
+    for (; depth > openStyles_[i].depth; --depth) relative = Then(relative, chain_[depth - 1]);
+    targets_.push_back({openStyles_[i].op, relative});
+  }
 }
 
 void ShapeTree::AddPath(const Shape& shape, const Moment& moment) {
@@ -265,89 +280,12 @@ void ShapeTree::AddPath(const Shape& shape, const Moment& moment) {
       break;
   }
   instance.firstTarget = static_cast<uint32_t>(targets_.size());
-  Matrix relative;
-  size_t depth = chain_.size();
-  for (size_t i = openStyles_.size(); i-- > 0;) {
-    for (; depth > openStyles_[i].depth; --depth) relative = Then(relative, chain_[depth - 1]);
-    targets_.push_back({openStyles_[i].op, relative});
-  }
+  AddTargets();
   instance.targetCount = static_cast<uint32_t>(targets_.size()) - instance.firstTarget;
-  for (const uint32_t modifier : openModifiers_) modifiers_[modifier].instances.push_back(number);
-}
-
-/// What stands nearer to a path changes it first.
-void ShapeTree::ApplyModifiers(const Moment& moment) {
-  for (size_t i = modifierCount_; i-- > 0;) {
-    const Modifier& modifier = modifiers_[i];
-    const Shape& shape = *modifier.shape;
-    if (modifier.instances.empty()) continue;
-    if (shape.kind == ShapeKind::kTrim) {
-      ApplyTrim(modifier, moment);
-      continue;
-    }
-    const double amount = moment.Number(shape.amount, 0);
-    const double size =
-        moment.Number(shape.kind == ShapeKind::kRound ? shape.radius : shape.size, 0);
-    const bool none = shape.kind == ShapeKind::kRound || shape.kind == ShapeKind::kZigZag
-                          ? size == 0
-                          : amount == 0;
-    if (none) continue;
-    float centre[2] = {0, 0};
-    for (const uint32_t number : modifier.instances) {
-      OutlineList& outlines = instances_[number].outlines;
-      spare_.Clear();
-      switch (shape.kind) {
-        case ShapeKind::kRound:
-          RoundCorners(outlines, size, spare_);
-          break;
-        case ShapeKind::kZigZag:
-          ZigZag(outlines, size, amount, moment.Number(shape.points, 1) == 2, spare_);
-          break;
-        case ShapeKind::kPucker:
-          Pucker(outlines, amount, spare_);
-          break;
-        case ShapeKind::kTwist:
-          moment.Numbers(shape.position, centre, 2);
-          Twist(outlines, amount, centre[0], centre[1], spare_);
-          break;
-        default:
-          Offset(outlines, {amount, shape.join, moment.Number(shape.miter, 4)}, spare_);
-          break;
-      }
-      outlines.Swap(spare_);
-    }
-  }
-}
-
-void ShapeTree::ApplyTrim(const Modifier& modifier, const Moment& moment) {
-  const Shape& shape = *modifier.shape;
-  const TrimRange range = MakeTrimRange(
-      moment.Number(shape.start, 0), moment.Number(shape.end, 100), moment.Number(shape.offset, 0));
-  if (range.All()) return;
-  double total = 0;
-  if (!range.Nothing()) {
-    for (const uint32_t number : modifier.instances) {
-      Measure(instances_[number].outlines, instances_[number].lengths);
-      total += instances_[number].lengths.total;
-    }
-  }
-  const bool oneLine = shape.mode == 2 && modifier.instances.size() > 1;
-  double done = 0;
-  // The line begins with the topmost path, which was found last.
-  for (size_t i = modifier.instances.size(); i-- > 0;) {
-    Instance& instance = instances_[modifier.instances[i]];
-    spare_.Clear();
-    if (oneLine) {
-      const double length = instance.lengths.total;
-      const TrimParts parts = TrimPiece(range, done, length, total);
-      for (int part = 0; part < parts.count; ++part) {
-        Trim(instance.outlines, instance.lengths, parts.parts[part], spare_);
-      }
-      done += length;
-    } else {
-      Trim(instance.outlines, instance.lengths, range, spare_);
-    }
-    instance.outlines.Swap(spare_);
+  for (const uint32_t index : openModifiers_) {
+    Modifier& modifier = modifiers_[index];
+    modifier.instances.push_back(number);
+    if (modifier.merges) modifier.matrices.push_back(MatrixTo(modifier.depth));
   }
 }
 
@@ -368,6 +306,7 @@ size_t ShapeTree::Bytes() const {
   for (const ShapeOp& op : ops_) bytes += op.Bytes();
   for (const Path& path : before_) bytes += path.Bytes();
   for (const Instance& instance : instances_) bytes += instance.outlines.Bytes();
+  for (const auto& merged : merged_) bytes += sizeof(Merged) + merged->outlines.Bytes();
   return bytes;
 }
 

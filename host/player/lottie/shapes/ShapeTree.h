@@ -3,11 +3,13 @@
 
 #include <stdint.h>
 
+#include <memory>
 #include <vector>
 
 #include "host/player/lottie/document/Model.h"
 #include "host/player/lottie/raster/Paint.h"
 #include "host/player/lottie/raster/Path.h"
+#include "host/player/lottie/shapes/MergePaths.h"
 #include "host/player/lottie/shapes/Modifiers.h"
 #include "host/player/lottie/timeline/Outline.h"
 #include "host/player/lottie/timeline/Transforms.h"
@@ -84,7 +86,21 @@ class ShapeTree {
   };
   struct Modifier {
     const Shape* shape = nullptr;
-    std::vector<uint32_t> instances;
+    std::vector<uint32_t> instances;  ///< from bottom to top
+    uint32_t depth = 0;               ///< groups that it stands in
+    bool merges = false;
+    // Of a merge only.
+    std::vector<Matrix> matrices;  ///< from each instance's plane to the merge's
+    std::vector<uint32_t> outer;   ///< modifiers that were open already, which change the result
+    std::vector<Matrix> toOuter;   ///< from the merge's plane to each of these
+    uint32_t firstTarget = 0;      ///< styles below it, which paint the result alone
+    uint32_t targetCount = 0;
+    uint32_t firstOp = 0;  ///< from it on styles paint what is not merged yet
+  };
+  /// What a merge made last.
+  struct Merged {
+    uint64_t sum = 0;  ///< of what it was made from
+    OutlineList outlines;
   };
 
   static void Build(Span<Shape> shapes, std::vector<Node>& nodes);
@@ -95,8 +111,12 @@ class ShapeTree {
   void AddStyle(const Shape& shape, const Moment& moment);
   void AddPath(const Shape& shape, const Moment& moment);
   void AddModifier(const Shape& shape);
+  void AddMerge(const Shape& shape);
   void ApplyModifiers(const Moment& moment);
   void ApplyTrim(const Modifier& modifier, const Moment& moment);
+  void ApplyMerge(size_t index);
+  Matrix MatrixTo(size_t depth) const;
+  void AddTargets();
   void FillPaths();
   ShapeOp& NewOp(ShapeOp::Kind kind);
   void FinishOp(size_t index, bool sameList);
@@ -122,6 +142,9 @@ class ShapeTree {
   std::vector<Matrix> copies_;  ///< of the repeaters that are open
   std::vector<Modifier> modifiers_;
   size_t modifierCount_ = 0;
+  std::vector<std::unique_ptr<Merged>> merged_;  ///< in the order in which they are applied
+  size_t mergeCount_ = 0;
+  std::vector<MergeOperand> operands_;
   OutlineList spare_;
   std::vector<float> numbers_;
 };
