@@ -7,6 +7,7 @@
 
 namespace plexion_certify {
 
+PromiseGroup LoadingPromises();
 PromiseGroup KernelMemoryPromises();
 PromiseGroup KernelTimePromises();
 PromiseGroup KernelThreadPromises();
@@ -25,6 +26,7 @@ PromiseGroup GraphicsWindowPromises();
 PromiseGroup FilePromises();
 PromiseGroup ShellPromises();
 PromiseGroup SmallPromises();
+PromiseGroup PointerPromises();
 PromiseGroup PlayerLifePromises();
 PromiseGroup PlayerThreadPromises();
 PromiseGroup PlayerPlanePromises();

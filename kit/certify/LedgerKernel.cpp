@@ -35,26 +35,30 @@ std::string LedgerKernel::WhyNot(const std::string& name) {
   return found == provided_.end() ? "the kernel has none" : found->second.error;
 }
 
+bool ModuleFile::Open(const std::string& file, const std::string& name, std::string& error) {
+  void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    error = dlerror();
+    return false;
+  }
+  const std::string entry = "IQXModule_" + name + "_Module";
+  putKernel = reinterpret_cast<decltype(putKernel)>(dlsym(library, "IQXModule_QXModule_PutKernel"));
+  load = reinterpret_cast<decltype(load)>(dlsym(library, (entry + "Load").c_str()));
+  unload = reinterpret_cast<decltype(unload)>(dlsym(library, (entry + "Unload").c_str()));
+  if (putKernel != nullptr && load != nullptr && unload != nullptr) return true;
+  error = file + " does not export all of IQXModule_QXModule_PutKernel, " + entry + "Load, " +
+          entry + "Unload";
+  return false;
+}
+
 void LedgerKernel::Load(const std::string& name, Provided& provided) {
   provided.loaded = true;
-  void* const library = dlopen(provided.file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
-    provided.error = dlerror();
-    return;
-  }
-  const std::string loadName = "IQXModule_" + name + "_ModuleLoad";
-  const auto putKernel =
-      reinterpret_cast<void (*)(IQXKernel*)>(dlsym(library, "IQXModule_QXModule_PutKernel"));
-  const auto load = reinterpret_cast<IQXModule* (*)()>(dlsym(library, loadName.c_str()));
-  const std::string unloadName = "IQXModule_" + name + "_ModuleUnload";
-  if (putKernel == nullptr || load == nullptr || dlsym(library, unloadName.c_str()) == nullptr) {
-    provided.error = provided.file + " does not export all of IQXModule_QXModule_PutKernel, " +
-                     loadName + ", " + unloadName;
-    return;
-  }
-  putKernel(this);
-  provided.module = load();
-  if (provided.module == nullptr) provided.error = loadName + " answered null";
+  ModuleFile file;
+  if (!file.Open(provided.file, name, provided.error)) return;
+  file.putKernel(this);
+  provided.module = file.load();
+  if (provided.module == nullptr)
+    provided.error = "IQXModule_" + name + "_ModuleLoad answered null";
 }
 
 IQXModule* LedgerKernel::AcquireModule(const char* name) {

@@ -28,6 +28,16 @@ struct Balance {
   }
 };
 
+/// The entry points of a module's library, which stays loaded.
+struct ModuleFile {
+  void (*putKernel)(IQXKernel*) = nullptr;
+  IQXModule* (*load)() = nullptr;
+  void (*unload)(IQXModule*) = nullptr;
+
+  /// Returns  false with the reason in `error`.
+  bool Open(const std::string& file, const std::string& name, std::string& error);
+};
+
 /// Hands every call on to `base`. Modules come from files or objects that it was given; any other name
 /// is the base kernel's to find.
 ///

@@ -240,6 +240,8 @@ bool ReadOptions(int argc, char** argv, Options& options, std::string& error) {
       return false;
     } else if (word == "--verbose") {
       options.verbose = true;
+    } else if (word == "--first") {
+      options.firstOnly = true;
     } else if (word == "--warnings-fail") {
       options.warningsFail = true;
     } else if (word == "--list") {
@@ -296,6 +298,7 @@ const char* UsageText() {
          "  --seed N             of what is chosen at random\n"
          "  --jobs N             cases at a time; else one for each processor\n"
          "  --limit SECONDS      for a case, three times that for load; else 20\n"
+         "  --first              ends with the first promise of the table that is broken\n"
          "  --warnings-fail      too slow is broken as well\n"
          "\n"
          "What comes out:\n"

@@ -27,6 +27,7 @@ struct Options {
   uint64_t seed = 1;
   unsigned jobs = 0;  ///< 0: as many as there are processors
   double limitSeconds = 20;
+  bool firstOnly = false;  ///< nothing is tried any more that stands behind a broken promise
   bool warningsFail = false;
   bool verbose = false;
   std::string jsonFile;

@@ -43,6 +43,7 @@ const Promise* FindPromise(const std::string& id);
 const PromiseGroup& GroupOf(const Promise& promise);
 /// "kernel" of "kernel.mutex.recursive".
 std::string InterfaceOf(const Promise& promise);
+/// What it says itself, and that its libraries can be loaded.
 std::vector<std::string> NeedsOf(const Promise& promise);
 const char* LevelName(Level level);
 

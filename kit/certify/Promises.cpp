@@ -10,14 +10,19 @@ namespace plexion_certify {
 
 const std::vector<PromiseGroup>& Groups() {
   static const std::vector<PromiseGroup> groups = {
-      KernelMemoryPromises(),   KernelTimePromises(),    KernelThreadPromises(),
-      KernelMutexPromises(),    KernelEventPromises(),   KernelTextPromises(),
-      KernelFormatPromises(),   KernelConsolePromises(), KernelProcessPromises(),
-      KernelModulePromises(),   KernelWindowPromises(),  GraphicsPlanePromises(),
-      GraphicsOutputPromises(), GraphicsStackPromises(), GraphicsWindowPromises(),
-      FilePromises(),           ShellPromises(),         SmallPromises(),
-      PlayerLifePromises(),     PlayerThreadPromises(),  PlayerPlanePromises(),
-      PlayerWindowPromises(),   HostPromises()};
+      LoadingPromises(),       KernelMemoryPromises(),
+      KernelTimePromises(),    KernelThreadPromises(),
+      KernelMutexPromises(),   KernelEventPromises(),
+      KernelTextPromises(),    KernelFormatPromises(),
+      KernelConsolePromises(), KernelProcessPromises(),
+      KernelModulePromises(),  KernelWindowPromises(),
+      GraphicsPlanePromises(), GraphicsOutputPromises(),
+      GraphicsStackPromises(), GraphicsWindowPromises(),
+      FilePromises(),          ShellPromises(),
+      SmallPromises(),         PointerPromises(),
+      PlayerLifePromises(),    PlayerThreadPromises(),
+      PlayerPlanePromises(),   PlayerWindowPromises(),
+      HostPromises()};
   return groups;
 }
 
@@ -46,6 +51,11 @@ std::string InterfaceOf(const Promise& promise) {
 std::vector<std::string> NeedsOf(const Promise& promise) {
   std::istringstream words(promise.needs);
   std::vector<std::string> needs;
+  // Said once, or a library that cannot be loaded would be said by every promise of it, each after its limit.
+  for (const std::string& loads : {std::string("kernel.loads"), InterfaceOf(promise) + ".loads"}) {
+    if (loads == promise.id) return needs;
+    if (FindPromise(loads) != nullptr) needs.push_back(loads);
+  }
   for (std::string word; words >> word;) needs.push_back(word);
   return needs;
 }

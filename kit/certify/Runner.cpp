@@ -29,6 +29,8 @@ using Clock = std::chrono::steady_clock;
 
 /// The descriptor at which a case's process finds the way back.
 constexpr int kReportFd = 3;
+/// Bytes. What a case says is shorter (Case::Say).
+constexpr size_t kLongestLine = 64 * 1024;
 
 struct Running {
   size_t index = 0;  // into the results
@@ -90,12 +92,17 @@ bool Start(const Options& options, int argc, char** argv, const Promise& promise
 /// Takes what the process has said so far. Returns  false at its end.
 bool Hear(Running& running, Result& result) {
   char buffer[4096];
-  for (;;) {
+  // Not for as long as there is something: a process that floods us must not outlive its limit.
+  for (int parts = 0; parts < 64; ++parts) {
     const ssize_t count = read(running.report, buffer, sizeof(buffer));
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return errno == EAGAIN;
     if (count == 0) return false;
     running.heard.append(buffer, static_cast<size_t>(count));
+    // Nothing of ours: a library writes to a descriptor that it has guessed.
+    if (running.heard.size() > kLongestLine && running.heard.find('\n') == std::string::npos) {
+      running.heard.clear();
+    }
     for (size_t end; (end = running.heard.find('\n')) != std::string::npos;) {
       const std::string line = running.heard.substr(0, end);
       running.heard.erase(0, end + 1);
@@ -127,6 +134,7 @@ bool Hear(Running& running, Result& result) {
       }
     }
   }
+  return true;
 }
 
 /// The last lines that the process wrote, as one printable text.
@@ -155,6 +163,14 @@ void Judge(const Running& running, int status, Result& result) {
                   " before the case was over";
   }
   result.printed = TailOf(running.output);
+}
+
+/// Ends a process that nobody asks for any more, with all that it has started.
+void End(const Running& running) {
+  kill(-running.process, SIGKILL);
+  waitpid(running.process, nullptr, 0);
+  close(running.report);
+  close(running.output);
 }
 
 /// Looks after one process. Returns  true when it is gone and judged.
@@ -232,77 +248,147 @@ const char* OutcomeName(Outcome outcome) {
   return names[static_cast<int>(outcome)];
 }
 
-std::vector<Result> RunCases(const Options& options, int argc, char** argv) {
-  std::vector<Result> results = Choose(options);
-  const size_t jobs =
-      options.jobs > 0 ? options.jobs : std::max(1u, std::thread::hardware_concurrency());
-  std::map<std::string, size_t> indexes;
-  std::vector<size_t> waiting;
-  std::set<size_t> done, unsound;  // unsound: broken, or standing on what is
-  for (size_t i = 0; i < results.size(); ++i) {
-    indexes[results[i].promise->id] = i;
-    if (results[i].outcome == Outcome::kSkipped) {
-      done.insert(i);
-    } else {
-      waiting.push_back(i);
+namespace {
+
+/// The cases of one run: which wait, which run, and what is known of the others.
+class Run {
+ public:
+  Run(const Options& options, int argc, char** argv)
+      : options_(options), argc_(argc), argv_(argv), results_(Choose(options)) {
+    firstBroken_ = results_.size();
+    for (size_t i = 0; i < results_.size(); ++i) {
+      indexes_[results_[i].promise->id] = i;
+      if (results_[i].outcome == Outcome::kSkipped) {
+        done_.insert(i);
+      } else {
+        waiting_.push_back(i);
+      }
     }
   }
 
-  std::vector<Running> running;
-  while (!waiting.empty() || !running.empty()) {
-    const size_t before = waiting.size();
-    for (auto at = waiting.begin(); at != waiting.end() && running.size() < jobs;) {
-      Result& result = results[*at];
+  std::vector<Result> ToEnd() {
+    while (!waiting_.empty() || !running_.empty()) {
+      const size_t before = waiting_.size();
+      StartWhatCan();
+      if (running_.empty()) {
+        // What was skipped makes others ready that stand before it in the table.
+        PLEXION_CHECK(waiting_.size() < before, "needs that go one way");
+        continue;
+      }
+      std::vector<pollfd> polled;
+      for (const Running& each : running_) polled.push_back({each.report, POLLIN, 0});
+      poll(polled.data(), polled.size(), 20);
+      for (auto at = running_.begin(); at != running_.end();) {
+        if (LookAfter(options_, *at, results_[at->index])) {
+          Note(at->index);
+          at = running_.erase(at);
+        } else {
+          ++at;
+        }
+      }
+      if (options_.firstOnly && firstBroken_ < results_.size()) LeaveOut();
+    }
+    return std::move(results_);
+  }
+
+ private:
+  void StartWhatCan() {
+    const size_t jobs =
+        options_.jobs > 0 ? options_.jobs : std::max(1u, std::thread::hardware_concurrency());
+    for (auto at = waiting_.begin(); at != waiting_.end() && running_.size() < jobs;) {
+      Result& result = results_[*at];
       bool ready = true;
       std::string broken;
-      for (const std::string& need : NeedsOf(*result.promise)) {
-        const auto found = indexes.find(need);
-        if (found == indexes.end()) continue;  // not asked for: taken as kept
-        ready = ready && done.count(found->second) != 0;
-        if (unsound.count(found->second) != 0) broken = need;
+      for (const size_t need : Needs(*at)) {
+        ready = ready && done_.count(need) != 0;
+        if (unsound_.count(need) != 0) broken = results_[need].promise->id;
       }
       if (!broken.empty()) {
         result.outcome = Outcome::kSkipped;
         result.note = "needs " + broken + ", which is not kept";
-        done.insert(*at);
-        unsound.insert(*at);
+        done_.insert(*at);
+        unsound_.insert(*at);
       } else if (!ready) {
         ++at;
         continue;
       } else {
         Running started;
         started.index = *at;
-        if (Start(options, argc, argv, *result.promise, started)) {
-          running.push_back(started);
+        if (Start(options_, argc_, argv_, *result.promise, started)) {
+          running_.push_back(started);
         } else {
           result.outcome = Outcome::kFailed;  // not skipped: nobody must take it for kept
           result.expected = "a process for this case";
           result.seen = "none could be started on this machine; the host was not asked";
-          done.insert(*at);
-          unsound.insert(*at);
+          Note(*at);
         }
       }
-      at = waiting.erase(at);
+      at = waiting_.erase(at);
     }
-    if (running.empty()) {
-      // What was skipped makes others ready that stand before it in the table.
-      PLEXION_CHECK(waiting.size() < before, "needs that go one way");
-      continue;
+  }
+
+  /// Needs that were asked for; others are taken as kept.
+  std::vector<size_t> Needs(size_t index) const {
+    std::vector<size_t> needs;
+    for (const std::string& id : NeedsOf(*results_[index].promise)) {
+      const auto found = indexes_.find(id);
+      if (found != indexes_.end()) needs.push_back(found->second);
     }
-    std::vector<pollfd> polled;
-    for (const Running& each : running) polled.push_back({each.report, POLLIN, 0});
-    poll(polled.data(), polled.size(), 20);
-    for (auto at = running.begin(); at != running.end();) {
-      if (LookAfter(options, *at, results[at->index])) {
-        done.insert(at->index);
-        if (IsBroken(results[at->index].outcome)) unsound.insert(at->index);
-        at = running.erase(at);
+    return needs;
+  }
+
+  /// A case is over.
+  void Note(size_t index) {
+    done_.insert(index);
+    if (!IsBroken(results_[index].outcome)) return;
+    unsound_.insert(index);
+    firstBroken_ = std::min(firstBroken_, index);
+  }
+
+  /// Whether the first broken promise may still turn out to be another.
+  void Ask(size_t index, std::set<size_t>& asked) const {
+    if (done_.count(index) != 0 || !asked.insert(index).second) return;
+    for (const size_t need : Needs(index)) Ask(need, asked);
+  }
+
+  /// Drops what stands behind the first broken promise, unless one before it hangs on that.
+  void LeaveOut() {
+    std::set<size_t> asked;
+    for (size_t i = 0; i < firstBroken_; ++i) Ask(i, asked);
+    const auto leave = [this, &asked](size_t index) {
+      if (asked.count(index) != 0) return false;
+      results_[index].outcome = Outcome::kSkipped;
+      results_[index].note = std::string("--first: ") + results_[firstBroken_].promise->id +
+                             " stands before it, and is not kept";
+      done_.insert(index);
+      return true;
+    };
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), leave), waiting_.end());
+    for (auto at = running_.begin(); at != running_.end();) {
+      if (leave(at->index)) {
+        End(*at);
+        at = running_.erase(at);
       } else {
         ++at;
       }
     }
   }
-  return results;
+
+  const Options& options_;
+  const int argc_;
+  char** const argv_;
+  std::vector<Result> results_;  // in the table's order; what follows counts places in it
+  std::map<std::string, size_t> indexes_;
+  std::vector<size_t> waiting_;
+  std::vector<Running> running_;
+  std::set<size_t> done_, unsound_;  // unsound: broken, or standing on what is
+  size_t firstBroken_ = 0;
+};
+
+}  // namespace
+
+std::vector<Result> RunCases(const Options& options, int argc, char** argv) {
+  return Run(options, argc, argv).ToEnd();
 }
 
 }  // namespace plexion_certify

@@ -31,7 +31,8 @@ inline bool IsBroken(Outcome outcome) { return outcome >= Outcome::kFailed; }
 /// command line, which each process gets again.
 ///
 /// What a stranger's library does stays in the process of its case: it may crash, hang, close every file
-/// or exit. A case whose needs are broken is skipped.
+/// or exit. A case whose needs are broken is skipped; with `firstOnly` so is everything behind the first
+/// broken promise.
 std::vector<Result> RunCases(const Options& options, int argc, char** argv);
 
 }  // namespace plexion_certify

@@ -114,7 +114,9 @@ void PlayerStage::GivePlane(uint32_t width, uint32_t height) {
 }
 
 void PlayerStage::PlayFrames(int frames) {
-  Do("Play", [&] { instance_->Play(); });
+  bool accepted = false;
+  Do("Play", [&] { accepted = instance_->Play(); });
+  CERTIFY_REQUIRE(c_, accepted, "Play answers true", "false");
   c_.Step("waiting for kStatusPlaying and frames");
   CERTIFY_REQUIRE(c_, WaitFor(kStatusPlaying), "kStatusPlaying announced",
                   NameOf(instance_->GetStageWindowStatus()) + " after ten seconds");

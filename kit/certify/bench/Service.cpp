@@ -18,13 +18,13 @@ Service::Service(Case& c) : player(c.GetBench().Ledger()), c_(c) {
   // accused of what another part of the host does wrong.
   const Promise* const promise = FindPromise(options.caseId);
   const std::string tried = promise != nullptr ? InterfaceOf(*promise) : "host";
-  if (options.Has("IMorvelRuntimeLib") && tried != "kernel" && tried != "graphics") {
+  if (options.Has("IMorvelRuntimeLib") && (tried == "player" || tried == "host")) {
     content_ = ContentOf(c);
   } else {
     content_ = "certify";
     kernel.Provide("IMorvelRuntimeLib", &player);
   }
-  if (!options.Has("IGraphicsDriver") || tried == "kernel" || tried == "player")
+  if (!options.Has("IGraphicsDriver") || (tried != "graphics" && tried != "host"))
     kernel.Provide("IGraphicsDriver", &graphics);
   CERTIFY_REQUIRE(c, !options.plexionFile.empty(),
                   "the module IPlexion.so beside this program, or --plexion FILE", "none");
@@ -40,6 +40,7 @@ Service::Service(Case& c) : player(c.GetBench().Ledger()), c_(c) {
   put(&kernel);
   module_ = load();
   service_ = static_cast<IPlexionSets*>(module_);
+  kernel.Provide("IPlexion", module_);  // to an input driver, which dispatches to it
   set_ = std::make_unique<StageWindowSet>();
 }
 
@@ -51,6 +52,7 @@ void Service::Unload() {
   service_->DestroyStageWindowSet(*set_);
   set_.reset();
   c_.Step("unloading the module");
+  c_.GetBench().Ledger().Provide("IPlexion", nullptr);
   unload_(module_);
   module_ = nullptr;
 }
@@ -79,6 +81,47 @@ StageWindow* Service::Open(const std::vector<std::string>& options) {
   CERTIFY_REQUIRE(c_, error == QXError_OK && set_->Count() == before + 1, "a configured window",
                   error.name);
   return (*set_)[before];
+}
+
+void Service::RunToCompletion(const std::function<void()>& meanwhile) {
+  std::vector<StageWindow*> windows;  // the set is empty at its end
+  for (unsigned i = 0; i < set_->Count(); ++i) {
+    windows.push_back((*set_)[i]);
+    observers_.push_back(std::make_unique<Observer>());
+    windows.back()->RegisterNotifier(observers_.back().get());
+  }
+  const int limitMs = static_cast<int>(c_.GetOptions().limitSeconds * 500);
+  std::atomic<bool> over{false};
+  bool shown = false, tooLong = false;
+  std::string halted;
+  {
+    CaseThread runner(c_, [&] {
+      shown = service_->RunStageWindowSetToCompletion(*set_);
+      over = true;
+    });
+    if (meanwhile) meanwhile();
+    c_.Step("RunStageWindowSetToCompletion");
+    tooLong = !c_.Until([&] { return over.load(); }, limitMs);
+    for (size_t i = 0; tooLong && i < windows.size(); ++i) {
+      if (observers_[i]->End() != kStatusUnconfigured) continue;  // destroyed, or about to be
+      const StageWindowStatus status = windows[i]->GetStageWindowStatus();
+      if (status != kStatusPlaying) halted = PlayerStage::NameOf(status);
+      c_.Step(Text("terminating a window that has not ended after %d s", limitMs / 1000));
+      windows[i]->Terminate(kErrorFatalPlaybackError);
+    }
+  }
+  CERTIFY_REQUIRE(c_, halted.empty(), "windows that play, and come to their end",
+                  "one that stays in " + halted);
+  if (tooLong) {
+    c_.Skip(
+        Text("the content plays for more than %d s: name one of two to ten, or a longer --limit",
+             limitMs / 1000));
+  }
+  CERTIFY_REQUIRE(c_, shown, "true from RunStageWindowSetToCompletion", "false");
+  for (const auto& observer : observers_) {
+    CERTIFY_REQUIRE(c_, observer->End() == kStatusComplete, "kStatusComplete of each window",
+                    PlayerStage::NameOf(observer->End()));
+  }
 }
 
 bool Service::WaitFor(StageWindow* window, StageWindowStatus status, int milliseconds) {

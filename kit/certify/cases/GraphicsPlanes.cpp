@@ -85,6 +85,10 @@ void Reading(Case& c) {
                   "the pixel that was written",
                   Text("0x%08x", *static_cast<const uint32_t*>(pixels)));
   plane->UnlockPixels();
+  for (int i = 0; i < 2; ++i) {
+    const std::string wrong = bench.Unlike(*plane, 9);
+    CERTIFY_REQUIRE(c, wrong.empty(), "reading changes nothing, however often", wrong);
+  }
 }
 
 void Apart(Case& c) {
@@ -400,7 +404,7 @@ constexpr Promise kPromises[] = {
      "graphics.render.size", Pitch},
     {"graphics.render.rows", "Every row begins a pitch after the one before, and keeps its pixels.",
      Level::kBasic, "graphics.render.pitch", Rows},
-    {"graphics.render.reading", "Pixels can be locked for reading.", Level::kBasic,
+    {"graphics.render.reading", "Pixels can be locked for reading, again and again.", Level::kBasic,
      "graphics.render.rows", Reading},
     {"graphics.render.apart", "Planes share no pixels.", Level::kBasic, "graphics.render.rows",
      Apart},

@@ -167,10 +167,15 @@ void LoadedOnce(Case& c) {
   const int before = log.loads;
   c.Step("four threads acquire and release one module");
   {
+    std::atomic<int> arrived{0};
     const auto work = [&] {
       for (int i = 0; i < 50; ++i) {
+        // All at once, each time: what two threads do one after the other shows nothing.
+        ++arrived;
+        while (arrived < 4 * (i + 1) && !c.HasFailed()) c.Kernel().Sleep(kMillisecond / 10);
         IQXModule* const probe = c.Kernel().AcquireModule("CertifyProbe");
         CERTIFY_REQUIRE(c, probe != nullptr, "the module", "null");
+        c.Kernel().Sleep(kMillisecond / 2);  // held while the others come
         c.Kernel().ReleaseModule(probe);
       }
     };

@@ -1,4 +1,4 @@
-// Promises of the operator's shell, and of the small modules: system driver, locale, input, pointer.
+// Promises of the operator's shell.
 
 #include <pthread.h>
 
@@ -8,24 +8,14 @@
 #include "kit/certify/Bench.h"
 #include "kit/certify/Case.h"
 #include "kit/certify/Groups.h"
-#include "qx/core/QXString.h"
-#include "qx/platform/ILocaleUtils.h"
+#include "kit/certify/bench/ModuleUnderTest.h"
 #include "qx/platform/IShell.h"
-#include "qx/platform/ISystemDriver.h"
 
 namespace plexion_certify {
 namespace {
 
 using qx::platform::IShell;
 using qx::platform::IShellCommand;
-
-template <typename Module>
-Module& Acquire(Case& c, const char* name) {
-  LedgerKernel& kernel = c.GetBench().Ledger();
-  IQXModule* const module = kernel.AcquireModule(name);
-  CERTIFY_REQUIRE(c, module != nullptr, std::string("the module ") + name, kernel.WhyNot(name));
-  return *static_cast<Module*>(module);
-}
 
 /// A command that notes how it was run. Nobody but the case destroys it.
 class Command final : public IShellCommand {
@@ -76,7 +66,7 @@ bool Ran(Case& c, Command& command, int runs) {
 }
 
 void Registers(Case& c) {
-  auto& shell = Acquire<IShell>(c, "IShell");
+  auto& shell = ModuleUnderTest<IShell>(c, "IShell");
   auto* const command = new Command(c);
   c.Step("RegisterCommand and UnregisterCommand");
   const QXError error = shell.RegisterCommand("certify", command);
@@ -90,13 +80,13 @@ void Registers(Case& c) {
 }
 
 void Unknown(Case& c) {
-  auto& shell = Acquire<IShell>(c, "IShell");
+  auto& shell = ModuleUnderTest<IShell>(c, "IShell");
   c.Step("UnregisterCommand of an unknown name");
   CERTIFY_REQUIRE(c, shell.UnregisterCommand("certify-unknown") == nullptr, "null", "an object");
 }
 
 void Replaces(Case& c) {
-  auto& shell = Acquire<IShell>(c, "IShell");
+  auto& shell = ModuleUnderTest<IShell>(c, "IShell");
   auto *const first = new Command(c), *const second = new Command(c);
   shell.RegisterCommand("certify", first);
   c.Step("registering a second command under one name");
@@ -110,7 +100,7 @@ void Replaces(Case& c) {
 }
 
 void Starts(Case& c) {
-  auto& shell = Acquire<IShell>(c, "IShell");
+  auto& shell = ModuleUnderTest<IShell>(c, "IShell");
   for (int i = 0; i < 3; ++i) {
     c.Step("Start, which must not block");
     const QXError error = shell.Start();
@@ -121,7 +111,7 @@ void Starts(Case& c) {
 
 /// A shell that has begun to read, with one command.
 struct Reading {
-  explicit Reading(Case& c) : shell(Acquire<IShell>(c, "IShell")), command(new Command(c)) {
+  explicit Reading(Case& c) : shell(ModuleUnderTest<IShell>(c, "IShell")), command(new Command(c)) {
     shell.RegisterCommand("certify", command);
     const QXError error = shell.Start();
     CERTIFY_REQUIRE(c, error == QXError_OK, "QXError_OK from Start", error.name);
@@ -152,7 +142,7 @@ void Words(Case& c) {
 }
 
 void NameCopied(Case& c) {
-  auto& shell = Acquire<IShell>(c, "IShell");
+  auto& shell = ModuleUnderTest<IShell>(c, "IShell");
   auto* const command = new Command(c);
   char name[] = "certify";
   shell.RegisterCommand(name, command);
@@ -238,7 +228,7 @@ void OwnThread(Case& c) {
 }
 
 void Thousands(Case& c) {
-  auto& shell = Acquire<IShell>(c, "IShell");
+  auto& shell = ModuleUnderTest<IShell>(c, "IShell");
   auto* const command = new Command(c);
   c.Step("10,000 registrations");
   long before = 0;
@@ -251,55 +241,6 @@ void Thousands(Case& c) {
   const long grown = ResidentBytes() - before;
   CERTIFY_REQUIRE(c, grown < (1L << 19), "registrations leave nothing behind",
                   Text("the process grew by %ld KiB", grown >> 10));
-}
-
-// System driver and locale
-
-void UserName(Case& c) {
-  auto& system = Acquire<qx::platform::ISystemDriver>(c, "ISystemDriver");
-  QXString name("before");
-  c.Step("GetCurrentUserName");
-  system.GetCurrentUserName(name);
-  const std::string first = name.Utf8();
-  CERTIFY_REQUIRE(c, first.find("before") == std::string::npos, "the text replaced",
-                  "\"" + first + "\"");
-  CERTIFY_REQUIRE(c, first.find('/') == std::string::npos && first != "." && first != "..",
-                  "a name fit for one component of a path", "\"" + first + "\"");
-  system.GetCurrentUserName(name);
-  CERTIFY_REQUIRE(c, first == name.Utf8(), "the same name again: \"" + first + "\"",
-                  std::string("\"") + name.Utf8() + "\"");
-}
-
-void Locale(Case& c) {
-  auto& locale = Acquire<qx::platform::ILocaleUtils>(c, "ILocaleUtils");
-  using qx::platform::ILocaleUtils;
-  for (const char* name : {"C", "en_US.UTF-8", "xx_YY.nonsense"}) {
-    c.Step(std::string("SetLocale to \"") + name + "\"");
-    const char* const now = locale.SetLocale(ILocaleUtils::kLocaleMessages, name);
-    CERTIFY_REQUIRE(c, now != nullptr, "the name of the locale in force, never null", "null");
-    CERTIFY_REQUIRE(c, now[0] != '\0', "a name", "an empty text");
-  }
-}
-
-void LocaleInForce(Case& c) {
-  auto& locale = Acquire<qx::platform::ILocaleUtils>(c, "ILocaleUtils");
-  using qx::platform::ILocaleUtils;
-  const std::string before = locale.SetLocale(ILocaleUtils::kLocaleMessages, "C");
-  c.Step("SetLocale to one that there is not");
-  const char* const after = locale.SetLocale(ILocaleUtils::kLocaleMessages, "xx_YY.nonsense");
-  CERTIFY_REQUIRE(c, after != nullptr && strcmp(after, "xx_YY.nonsense") != 0,
-                  "the locale that is in force, as before: " + before,
-                  after == nullptr ? "null" : after);
-}
-
-void InputHeld(Case& c) {
-  LedgerKernel& kernel = c.GetBench().Ledger();
-  for (int i = 0; i < 50; ++i) {
-    c.Step("AcquireModule of IUserInputDriver");
-    IQXModule* const module = kernel.AcquireModule("IUserInputDriver");
-    CERTIFY_REQUIRE(c, module != nullptr, "the module", kernel.WhyNot("IUserInputDriver"));
-    kernel.ReleaseModule(module);
-  }
 }
 
 constexpr Promise kShellPromises[] = {
@@ -331,18 +272,6 @@ constexpr Promise kShellPromises[] = {
      "shell.registers", Thousands},
 };
 
-constexpr Promise kSmallPromises[] = {
-    {"system.user-name",
-     "The user's name replaces the text and is fit for one component of a path.", Level::kContract,
-     "", UserName},
-    {"locale.never-null", "SetLocale answers with a name, whatever it is asked.", Level::kContract,
-     "", Locale},
-    {"locale.in-force", "The name is the one of the locale in force.", Level::kContract,
-     "locale.never-null", LocaleInForce},
-    {"input.held", "The input driver can be acquired and released again and again.",
-     Level::kContract, "", InputHeld},
-};
-
 }  // namespace
 
 PromiseGroup ShellPromises() {
@@ -351,12 +280,6 @@ PromiseGroup ShellPromises() {
                    "library. The window that waits\n"
                    "for \"go\" destroys its command right after UnregisterCommand.",
                    kShellPromises);
-}
-
-PromiseGroup SmallPromises() {
-  return MakeGroup("System, locale, input",
-                   "qx/platform/ISystemDriver.h, ILocaleUtils.h, IUserInputDriver.h",
-                   "The user's name becomes a folder's.", kSmallPromises);
 }
 
 }  // namespace plexion_certify

@@ -2,10 +2,12 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qx/core/IQXKernel.h"
@@ -26,12 +28,23 @@ class FaultyFile final : public qx::platform::IFileObject {
     if (FAULT("open-knows-ascii-only")) {
       for (char& byte : path_) byte = static_cast<char>(byte & 0x7F);
     }
+    if (FAULT("open-takes-every-path")) return true;
     return !path_.empty() && path_.size() < 4096;
   }
 
   bool EnsureWritable(bool createMissing) override {
     const fs::path path(FAULT("open-borrows-path") ? borrowed_ : path_.c_str());
     std::error_code failed;
+    if (FAULT("open-takes-every-path") && (path_.empty() || path_.size() >= 4096)) return true;
+    if (FAULT("ensure-trusts-the-owner") && path_.find("/proc/") == 0) return true;
+    if (FAULT("ensure-changes-the-working-directory") && createMissing && !fs::exists(path_)) {
+      // One working directory is the whole process's.
+      fs::create_directories(path.parent_path(), failed);
+      fs::current_path(path.parent_path(), failed);
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
+      fs::create_directory(path.filename(), failed);
+      return fs::is_directory(path, failed);
+    }
     if (FAULT("ensure-always-true")) return fs::create_directories(path, failed), true;
     if (FAULT("ensure-refuses-existing") && fs::exists(path, failed)) return false;
     if (FAULT("ensure-makes-files") && !fs::exists(path, failed))
@@ -108,4 +121,7 @@ class FaultyFiles final : public qx::platform::IFileSystem {
 }  // namespace
 
 extern "C" QX_EXPORT IQXModule* IQXModule_IFileSystem_ModuleLoad() { return new FaultyFiles; }
-extern "C" QX_EXPORT void IQXModule_IFileSystem_ModuleUnload(IQXModule* module) { delete module; }
+extern "C" QX_EXPORT void IQXModule_IFileSystem_ModuleUnload(IQXModule* module) {
+  if (FAULT("files-unload-crashes")) abort();
+  delete module;
+}

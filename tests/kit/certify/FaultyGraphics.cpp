@@ -1,7 +1,9 @@
 // Graphics drivers that are wrong in one thing each: the kit's own, with one fault in front of it.
 
+#include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kit/certify/bench/BenchGraphics.h"
@@ -90,6 +92,7 @@ class FaultyPlane : public Interface {
   }
   void* LockPixels(bool forReading) override {
     if (FAULT("lock-is-null-for-reading") && forReading) return nullptr;
+    reading_ = forReading;
     auto* const pixels = static_cast<unsigned char*>(inner->LockPixels(forReading));
     if (FAULT("lock-clears-for-reading") && forReading) memset(pixels, 0, 64);
     if (FAULT("lock-hands-out-one-buffer")) {
@@ -98,7 +101,15 @@ class FaultyPlane : public Interface {
     }
     return pixels;
   }
-  void UnlockPixels() override { inner->UnlockPixels(); }
+  void UnlockPixels() override {
+    if (FAULT("unlock-after-reading-clears") && reading_) {
+      memset(inner->LockPixels(false), 0, 64);
+      inner->UnlockPixels();
+    }
+    inner->UnlockPixels();
+    if (FAULT("planes-are-cached-without-a-lock") && inner->GetDims().width == 40)
+      std::this_thread::sleep_for(std::chrono::microseconds(300));
+  }
   DrawingContext* GetDrawingContext() override {
     if (FAULT("context-is-null")) return nullptr;
     if (FAULT("context-is-another-each-time")) return new FaultyContext(*inner);
@@ -110,10 +121,14 @@ class FaultyPlane : public Interface {
  private:
   FaultyContext context_;
   Dims first_ = {};
+  bool reading_ = false;
 };
 
 class FaultyRenderPlane final : public FaultyPlane<RenderPlane> {
-  using FaultyPlane::FaultyPlane;
+ public:
+  FaultyRenderPlane(RenderPlane* plane, StageWindow* window)
+      : FaultyPlane(plane), charged(window) {}
+  StageWindow* const charged;
 };
 class FaultyOutputPlane;
 std::vector<FaultyOutputPlane*> planes;  // this process has one driver, and threads wait for it
@@ -209,18 +224,29 @@ class FaultyGraphics final : public IGraphicsDriver {
   }
   RenderPlane* CreateRenderPlane(const Dims& dims, uint32_t format, StageWindow* window) override {
     if (FAULT("create-too-large-crashes") && dims.width > 100000) abort();
+    if (FAULT("planes-are-cached-without-a-lock") && dims.width == 40 && cached_ != nullptr) {
+      RenderPlane* const again = cached_;
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+      cached_ = nullptr;
+      return again;
+    }
     RenderPlane* plane = inner_.CreateRenderPlane(dims, format, window);
     if (FAULT("create-too-large-is-smaller") && plane == nullptr)
       plane = inner_.CreateRenderPlane({64, 64}, format, window);
     if (plane == nullptr) return nullptr;
     window->IncrementGraphicsMemoryUsedCount(BytesOf(dims));
     if (FAULT("accounts-rounds-at-creation")) window->IncrementGraphicsMemoryUsedCount(64);
-    charged_ = window;
-    return new FaultyRenderPlane(plane);
+    return new FaultyRenderPlane(plane, window);
   }
   OutputPlane* CreateOutputPlane(const Rect& rect, bool defaultPlacement, RenderPlane* render,
                                  StageWindow* window, const char* name) override {
     const std::lock_guard<std::recursive_mutex> lock(planesMutex);
+    if (FAULT("output-thirty-two-at-most") && planes.size() >= 32) return nullptr;
+    if (render != nullptr) {  // as the module asks
+      if (FAULT("output-refused-beside-a-render-plane")) return nullptr;
+      if (FAULT("output-for-a-window-leaks")) IQXKernel::GetKernel()->CreateEvent(true);
+      if (FAULT("output-for-windows-thirty-two-at-most") && planes.size() >= 32) return nullptr;
+    }
     OutputPlane* const plane =
         inner_.CreateOutputPlane(rect, defaultPlacement, nullptr, window, name);
     if (plane == nullptr) return nullptr;
@@ -228,11 +254,11 @@ class FaultyGraphics final : public IGraphicsDriver {
     planes.back()->placed = defaultPlacement;
     if (FAULT("created-transparent")) plane->SetAlpha(0);
     if (FAULT("created-at-the-bottom")) plane->SetBelow(nullptr);
-    static_cast<void>(render);
     return planes.back();
   }
-  bool ResizeOutputPlane(OutputPlane*& plane, const Dims& dims, const Rect& rect, RenderPlane*,
-                         StageWindow* window, const char* name) override {
+  bool ResizeOutputPlane(OutputPlane*& plane, const Dims& dims, const Rect& rect,
+                         RenderPlane* render, StageWindow* window, const char* name) override {
+    if (FAULT("resize-refused-beside-a-render-plane") && render != nullptr) return false;
     OutputPlane* inner = static_cast<FaultyOutputPlane*>(plane)->inner;
     if (FAULT("resize-ignores-place")) {
       const Rect old = inner->GetRect();
@@ -270,9 +296,16 @@ class FaultyGraphics final : public IGraphicsDriver {
   void DestroyRenderPlane(RenderPlane* plane) override {
     if (plane == nullptr && !FAULT("destroy-null-crashes")) return;
     auto* const faulty = static_cast<FaultyRenderPlane*>(plane);
-    if (charged_ != nullptr && !FAULT("accounts-never-gives-back"))
-      charged_->DecrementGraphicsMemoryUsedCount(BytesOf(faulty->inner->GetDims()));
+    if (!FAULT("accounts-never-gives-back"))
+      faulty->charged->DecrementGraphicsMemoryUsedCount(BytesOf(faulty->inner->GetDims()));
     if (FAULT("destroy-leaks-pixels")) return;
+    if (FAULT("destroy-keeps-large-planes") && BytesOf(faulty->inner->GetDims()) > (1 << 20))
+      return;
+    if (FAULT("planes-are-cached-without-a-lock") && faulty->inner->GetDims().width == 40 &&
+        cached_ == nullptr) {
+      cached_ = plane;
+      return;
+    }
     inner_.DestroyRenderPlane(faulty->inner);
     delete faulty;
   }
@@ -300,13 +333,19 @@ class FaultyGraphics final : public IGraphicsDriver {
   }
 
   BenchGraphics inner_;
-  StageWindow* charged_ = nullptr;
+  RenderPlane* volatile cached_ = nullptr;
   uint32_t calls_ = 0;
 };
 
 }  // namespace
 
 extern "C" QX_EXPORT IQXModule* IQXModule_IGraphicsDriver_ModuleLoad() {
+  static int loads = 0;
+  if (FAULT("graphics-load-answers-null")) return nullptr;
+  if (FAULT("graphics-loads-once") && ++loads > 1) return nullptr;
+  if (FAULT("graphics-load-leaves-a-thread")) {
+    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
+  }
   return new FaultyGraphics;
 }
 extern "C" QX_EXPORT void IQXModule_IGraphicsDriver_ModuleUnload(IQXModule* module) {

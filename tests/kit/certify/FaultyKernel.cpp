@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -38,6 +39,10 @@ class FaultyMutex final : public IQXKernel::Mutex {
     if (FAULT("mutex-one-for-all")) return Everybodys().lock();
     if (FAULT("mutex-recursive-three-deep") && ++depth_ > 3)
       return std::this_thread::sleep_for(std::chrono::hours(1));
+    // A short way past the lock that is right nearly always.
+    if (FAULT("mutex-lets-every-31st-pass") && ++locks_ % 31 == 0) return (void)(Passed() = this);
+    if (FAULT("mutex-wears-out") && ++locks_ == 100000)
+      return std::this_thread::sleep_for(std::chrono::hours(1));
     inner_->Lock();
     ++held_;
   }
@@ -48,6 +53,7 @@ class FaultyMutex final : public IQXKernel::Mutex {
     if (FAULT("mutex-gives-up-after-20ms")) return timed_.unlock();
     if (FAULT("mutex-one-for-all")) return Everybodys().unlock();
     if (FAULT("mutex-never-unlocks")) return;
+    if (FAULT("mutex-lets-every-31st-pass") && Passed() == this) return (void)(Passed() = nullptr);
     if (FAULT("mutex-recursive-three-deep")) --depth_;
     if (FAULT("mutex-first-unlock-frees")) {
       for (int times = std::exchange(held_, 0); times > 0; --times) inner_->Unlock();
@@ -64,9 +70,13 @@ class FaultyMutex final : public IQXKernel::Mutex {
     static std::recursive_mutex mutex;
     return mutex;
   }
+  static FaultyMutex*& Passed() {
+    thread_local FaultyMutex* mutex = nullptr;
+    return mutex;
+  }
   std::mutex plain_;
   std::recursive_timed_mutex timed_;
-  std::atomic<int> depth_{0};
+  std::atomic<int> depth_{0}, locks_{0};
   int held_ = 0;
 };
 
@@ -132,6 +142,8 @@ class FaultyThread final : public IQXKernel::Thread {
     if (FAULT("thread-never-runs")) return true;
     if (FAULT("thread-refuses-long-names") && strlen(name) > 15) return false;
     if (FAULT("thread-starts-once") && started_) return false;
+    if (FAULT("thread-thirty-two-at-most") && running_ >= 32) return false;
+    ++running_;
     started_ = true;
     name_ = name;
     return inner_->Start(name, &FaultyThread::Run, this);
@@ -163,13 +175,17 @@ class FaultyThread final : public IQXKernel::Thread {
     if (FAULT("thread-hands-over-null")) return thread->procedure_(nullptr, thread->argument_);
     thread->procedure_(thread, thread->argument_);
     if (FAULT("thread-runs-twice")) thread->procedure_(thread, thread->argument_);
+    --running_;
   }
 
+  static std::atomic<int> running_;
   Procedure procedure_ = nullptr;
   void* argument_ = nullptr;
   const char* name_ = nullptr;
   std::atomic<bool> started_{false};
 };
+
+std::atomic<int> FaultyThread::running_{0};
 
 class FaultyKernel final : public IQXKernel {
  public:
@@ -196,11 +212,38 @@ class FaultyKernel final : public IQXKernel {
       busyLoading_ = false;
       return module;
     }
-    return inner_.AcquireModule(name);
+    if (FAULT("modules-input-must-be-there") && name[0] == 'I' &&
+        strcmp(name, "INoSuchModule") != 0)
+      abort();
+    if (FAULT("modules-load-once") && !loadedBefore_.insert(name).second) {
+      if (users_ == 0) return nullptr;
+    }
+    if (FAULT("modules-kernel-after-load") && strcmp(name, "CertifyProbe") == 0) {
+      return LoadOf("IQXModule_CertifyProbe_ModuleLoad")();
+    }
+    if (FAULT("modules-loaded-without-a-lock") && strcmp(name, "CertifyProbe") == 0) {
+      // Between the look and the load another thread looks as well.
+      if (probeUsers_ == 0) {
+        std::this_thread::sleep_for(std::chrono::microseconds(300));
+        HandOurselvesTo(name);
+        module_ = LoadOf("IQXModule_CertifyProbe_ModuleLoad")();
+      }
+      ++probeUsers_;
+      return module_;
+    }
+    IQXModule* const module = inner_.AcquireModule(name);
+    if (module != nullptr) ++users_;
+    return module;
   }
   void ReleaseModule(IQXModule* module) override {
     if (FAULT("modules-null-crashes") && module == nullptr) abort();
     if (FAULT("modules-never-unload")) return;
+    if (FAULT("modules-loaded-without-a-lock") && module != nullptr && module == module_) {
+      if (--probeUsers_ > 0) return;
+      return reinterpret_cast<void (*)(IQXModule*)>(
+          dlsym(Library("CertifyProbe"), "IQXModule_CertifyProbe_ModuleUnload"))(module_);
+    }
+    if (module != nullptr) --users_;
     inner_.ReleaseModule(module);
     if (FAULT("modules-unload-at-first-release")) inner_.ReleaseModule(module);
   }
@@ -233,12 +276,14 @@ class FaultyKernel final : public IQXKernel {
   }
   Event* CreateEvent(bool manualReset) override {
     if (FAULT("event-automatic-reset")) manualReset = false;
+    if (FAULT("event-fifty-at-most") && ++events_ > 50) return nullptr;
     return new FaultyEvent(inner_.CreateEvent(manualReset));
   }
   void DestroyEvent(Event* event) override {
     auto* const faulty = static_cast<FaultyEvent*>(event);
     if (FAULT("event-destroy-leaks") && event != nullptr) return;
     if (event == nullptr && !FAULT("event-null-crashes")) return;
+    --events_;
     inner_.DestroyEvent(faulty->inner_);
     delete faulty;
   }
@@ -295,12 +340,13 @@ class FaultyKernel final : public IQXKernel {
     static std::atomic<int> calls{0};
     const Time now = inner_.GetTime();
     if (FAULT("time-in-microseconds")) return now / 1000;
+    if (FAULT("time-in-steps-of-40-ms")) return now - now % (40 * kMillisecond);
     if (FAULT("time-in-milliseconds")) return now / 1000000;
     if (FAULT("time-steps-back") && ++calls % 1000 == 0) return now - 5 * kMillisecond;
     if (FAULT("time-wraps-at-32-bits")) return now & 0x3FFFF;
     if (FAULT("time-stands-still")) return 1;
     if (FAULT("time-apart-in-threads")) {
-      thread_local const Time skew = ++calls % 2 * 5 * kMillisecond;
+      thread_local const Time skew = ++calls % 2 * 100 * kMillisecond;
       return now + skew;
     }
     return now;
@@ -431,6 +477,7 @@ class FaultyKernel final : public IQXKernel {
     vsnprintf(text, FAULT("printf-cuts-at-256") ? 256 : sizeof(text), kept.c_str(), arguments);
     va_end(arguments);
     if (FAULT("printf-says-nothing")) return;
+    if (FAULT("printf-keeps-its-buffers")) memset(new char[2000], 1, 2000);
     if (FAULT("printf-formats-twice")) return inner_.Printf(text);
     if (FAULT("printf-swaps-lines") && ++lines_ > 4) {
       // Two buffers, and the second is written first.
@@ -458,14 +505,19 @@ class FaultyKernel final : public IQXKernel {
   }
 
  private:
-  /// The right kernel hands itself to what it loads; the first one stays.
-  void HandOurselvesTo(const char* name) {
+  void* Library(const std::string& name) {
     QXString folder;
     inner_.GetBinDirectory(folder, nullptr);
-    void* const library =
-        dlopen((std::string(folder.Utf8()) + "/" + name + ".so").c_str(), RTLD_NOW);
+    return dlopen((std::string(folder.Utf8()) + "/" + name + ".so").c_str(), RTLD_NOW);
+  }
+  /// The right kernel hands itself to what it loads; the first one stays.
+  void HandOurselvesTo(const char* name) {
+    void* const library = Library(name);
     if (library == nullptr) return;
     reinterpret_cast<void (*)(IQXKernel*)>(dlsym(library, "IQXModule_QXModule_PutKernel"))(this);
+  }
+  IQXModule* (*LoadOf(const char* entry))() {
+    return reinterpret_cast<IQXModule* (*)()>(dlsym(Library("CertifyProbe"), entry));
   }
 
   /// As for a formatter whose long is 32 bits wide.
@@ -477,6 +529,9 @@ class FaultyKernel final : public IQXKernel {
   IQXKernel& inner_;
   std::mutex loading_;
   std::atomic<bool> busyLoading_{false}, printing_{false};
+  std::atomic<int> users_{0}, probeUsers_{0}, events_{0};
+  std::set<std::string> loadedBefore_;
+  IQXModule* module_ = nullptr;
   void* volatile cached_ = nullptr;
   std::string kept_;
   int lines_ = 0;
@@ -487,6 +542,10 @@ class FaultyKernel final : public IQXKernel {
 #undef PlexionHost_CreateKernel
 #undef PlexionHost_DestroyKernel
 extern "C" QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** argv) {
+  if (FAULT("create-answers-null")) return nullptr;
+  if (FAULT("create-throws")) throw 7;
+  if (FAULT("create-exits")) _exit(0);
+  if (FAULT("create-hangs")) std::this_thread::sleep_for(std::chrono::hours(1));
   IQXKernel* const right = RightHost_CreateKernel(argc, argv);
   // Strings that it fills take their memory from the right kernel's side.
   IQXModule_QXModule_PutKernel(right);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -77,6 +78,9 @@ class FaultyPlane final : public Plane {
   void* pixels_ = nullptr;
 };
 
+/// Whether who configures last is a window of the module: the kit's own bench says "certify".
+thread_local bool filledForModule = false;
+
 class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifier {
  public:
   FaultyInstance(MorvelInstance* instance, StageWindow* instanceWindow)
@@ -84,6 +88,7 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
 
   bool Configure(const MorvelInstanceParameters& parameters) override {
     notifier_ = parameters.notifier;
+    ofModule_ = filledForModule;
     MorvelInstanceParameters own;
     own.notifier = this;
     own.contentUrl = parameters.contentUrl;
@@ -95,6 +100,7 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
     told_ = kStatusConfigured;
     if (FAULT("configure-forgets-settings")) inner->GetLoadSettings()->contentUrl.Clear();
     if (FAULT("leaks-watchdog-memory")) window->GetMemoryWatchdog()->Alloc(16, nullptr, 0);
+    if (FAULT("configure-keeps-texts")) memset(new char[2000], 1, 2000);
     if (FAULT("leaks-kernel-event")) IQXKernel::GetKernel()->CreateEvent(true);
     return configured;
   }
@@ -113,6 +119,11 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
       notifier_->OnMorvelInstanceNotification(kInfoNotifyTSTrace, nullptr);
     if (FAULT("play-needs-a-plane") && plane_.target == nullptr) return false;
     if (FAULT("play-once") && ++plays_ > 1) return true;
+    if (FAULT("play-answers-false")) return inner->Play() && false;
+    if (FAULT("window-plays-alone") && HasPlanes() && playing_.exchange(true)) {
+      return true;
+    }
+    if (FAULT("windows-thirty-two-at-most") && HasPlanes() && ++playingWindows_ > 32) return true;
     return inner->Play();
   }
   bool Pause() override {
@@ -125,6 +136,7 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
     if (FAULT("terminate-when-playing-only") && inner->GetStageWindowStatus() != kStatusPlaying)
       return true;
     if (FAULT("terminate-with-another-status")) status = kErrorFatalPlaybackError;
+    if (FAULT("terminate-inside-crashes") && player_ == std::this_thread::get_id()) abort();
     if (FAULT("terminate-waits-for-the-end")) {
       inner->Terminate(status);
       while (!IsTerminalStatus(inner->GetStageWindowStatus()) || announcing_ > 0) SleepMs(1);
@@ -152,6 +164,8 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
   }
   bool SetRenderPlane(Plane* plane) override {
     if (FAULT("plane-same-again-refused") && plane == plane_.target) return false;
+    if (FAULT("plane-of-a-window-set-once") && plane == plane_.target && HasPlanes())
+      return inner->Pause();
     if (FAULT("plane-change-does-not-wait")) return Later(plane);
     // The kit's player holds our plane; it has let go of it when this returns.
     inner->SetRenderPlane(nullptr);
@@ -213,6 +227,7 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
   void OnMorvelInstanceNotification(StageWindowStatus status,
                                     const StageWindowStatusData* data) override {
     ++announcing_;
+    player_ = std::this_thread::get_id();
     Announce(status, data);
     told_ = status <= kErrorUnsupportedVersion ? status : told_.load();
     if (FAULT("talks-after-the-end") && status == kStatusComplete) {
@@ -222,14 +237,33 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
     --announcing_;
   }
   void OnMorvelInstanceInterFrameNotification() override {
+    if (FAULT("draws-between-frames") && plane_.target != nullptr) {
+      return Beside([this] {
+        SleepMs(20);
+        plane_.LockPixels(false);
+        plane_.UnlockPixels();
+      });
+    }
     notifier_->OnMorvelInstanceInterFrameNotification();
   }
+  bool IsUnused() {
+    return plane_.target != nullptr && inner->GetStageWindowStatus() == kStatusReadyToAnimate;
+  }
+  bool HasPlanes() const { return ofModule_; }
 
   MorvelInstance* const inner;
   StageWindow* const window;
 
  private:
   void Announce(StageWindowStatus status, const StageWindowStatusData* data) {
+    if (FAULT("never-completes") && status == kStatusComplete) return;
+    if (HasPlanes()) {  // as windows of the module have
+      if (FAULT("window-ends-in-error") && status == kStatusComplete)
+        status = kErrorFatalPlaybackError;
+      if (FAULT("window-is-wiped") && status == kInfoRenderPlaneUpdated) Wipe();
+      if (FAULT("window-leaks-an-event") && status == kStatusPlaying)
+        IQXKernel::GetKernel()->CreateEvent(true);
+    }
     if (FAULT("error-is-not-announced") && status == kErrorInvalidURL) return;
     if (FAULT("loaded-is-not-announced") && status == kStatusLoaded) return;
     if (FAULT("ready-before-loaded") && status == kStatusLoaded)
@@ -264,6 +298,17 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
     const std::lock_guard<std::recursive_mutex> lock(busy_);
     notifier_->OnMorvelInstanceNotification(status, data);
   }
+  void Wipe() {
+    qx::platform::Plane& plane = *plane_.target;
+    memset(plane.LockPixels(false), 0, size_t{plane.GetPitch()} * plane.GetDims().height);
+    plane.UnlockPixels();
+  }
+  /// Notifies, and does something else on another thread meanwhile.
+  void Beside(const std::function<void()>& other) {
+    std::thread thread(other);
+    notifier_->OnMorvelInstanceInterFrameNotification();
+    thread.join();
+  }
   /// As an operation that takes the lock under which this player notifies.
   void WaitWhileBusy() {
     while (announcing_ > 0) SleepMs(1);
@@ -289,7 +334,14 @@ class FaultyInstance final : public MorvelInstance, public MorvelInstanceNotifie
   std::atomic<int> announcing_{0}, plays_{0}, requests_{0};
   std::atomic<StageWindowStatus> told_{kStatusUnconfigured};
   std::vector<unsigned long> keys_;
+  std::thread::id player_;
+  bool ofModule_ = false;  // its window is one of the module's, with planes
+  static std::atomic<bool> playing_;
+  static std::atomic<int> playingWindows_;
 };
+
+std::atomic<bool> FaultyInstance::playing_{false};
+std::atomic<int> FaultyInstance::playingWindows_{0};
 
 class FaultyPlayer final : public IMorvelRuntimeLib {
  public:
@@ -309,15 +361,21 @@ class FaultyPlayer final : public IMorvelRuntimeLib {
   }
   void FillInstanceParameters(MorvelInstanceParameters& to,
                               const StageWindowParameters& from) override {
+    filledForModule =
+        from.outputPlaneName == nullptr || strcmp(from.outputPlaneName, "certify") != 0;
     if (FAULT("fill-forgets-content")) return;
     if (FAULT("fill-reads-null-texts") && strlen(from.base) > 1000) return;
     inner_.FillInstanceParameters(to, from);
   }
   MorvelInstance* CreateMorvelInstance(StageWindow* window) override {
+    if (FAULT("create-keeps-memory")) memset(new char[1000], 1, 1000);
+    if (FAULT("instances-thirty-two-at-most") && ++live_ > 32) return nullptr;
     return new FaultyInstance(inner_.CreateMorvelInstance(window), window);
   }
   void DestroyMorvelInstance(MorvelInstance* instance) override {
     auto* const faulty = static_cast<FaultyInstance*>(instance);
+    --live_;
+    if (FAULT("destroy-before-play-crashes") && faulty->IsUnused()) abort();
     if (FAULT("destroy-does-not-wait-for-callback")) {
       faulty->inner->Terminate(kErrorFatalPlaybackError);
       return;  // it goes when it is done
@@ -330,11 +388,13 @@ class FaultyPlayer final : public IMorvelRuntimeLib {
 
  private:
   BenchPlayer inner_;
+  std::atomic<int> live_{0};
 };
 
 }  // namespace
 
 extern "C" QX_EXPORT IQXModule* IQXModule_IMorvelRuntimeLib_ModuleLoad() {
+  if (FAULT("player-load-leaks-a-mutex")) IQXKernel::GetKernel()->CreateMutex();
   return new FaultyPlayer;
 }
 extern "C" QX_EXPORT void IQXModule_IMorvelRuntimeLib_ModuleUnload(IQXModule* module) {

@@ -49,6 +49,7 @@ class FaultyShell final : public qx::platform::IShell {
       if (found == commands_.end()) return nullptr;
       command = found->second;
       if (FAULT("shell-borrows-name") && strcmp(borrowed_[command], name) != 0) return nullptr;
+      gone_[name] = command;
       if (!FAULT("shell-keeps-unregistered")) commands_.erase(found);
     }
     while (!FAULT("shell-unregister-does-not-wait") && running_ == command) SleepMs(1);
@@ -60,8 +61,21 @@ class FaultyShell final : public qx::platform::IShell {
     if (FAULT("shell-start-blocks")) Read();
     if (FAULT("shell-second-start-fails") && started_) return QXError_Generic;
     if (started_.exchange(true)) return QXError_OK;
+    if (FAULT("shell-runs-all-at-its-start")) {
+      for (const auto& [name, command] : commands_) {
+        std::vector<char> word(name.begin(), name.end());
+        word.push_back('\0');
+        char* argv[] = {word.data(), nullptr};
+        command->Execute(1, argv);
+      }
+    }
     std::thread([this] { Read(); }).detach();
     return QXError_OK;
+  }
+  /// A line that somebody has typed.
+  void Take(const std::string& line) {
+    if (FAULT("shell-runs-on-the-thread-of-who-types")) return Run(line);
+    std::thread([this, line] { Run(line); }).detach();
   }
 
  private:
@@ -96,6 +110,10 @@ class FaultyShell final : public qx::platform::IShell {
       if (FAULT("shell-takes-first-that-begins-so")) {
         found = commands_.lower_bound(words[0].substr(0, 4));
       }
+      if (FAULT("shell-runs-what-is-gone") && found == commands_.end()) {
+        found = gone_.find(words[0]);
+        if (found == gone_.end()) return;
+      }
       if (found == commands_.end()) return;
       command = found->second;
       running_ = command;
@@ -110,6 +128,7 @@ class FaultyShell final : public qx::platform::IShell {
 
   std::mutex mutex_;
   std::map<std::string, IShellCommand*> commands_;
+  std::map<std::string, IShellCommand*> gone_;
   std::map<IShellCommand*, const char*> borrowed_;
   std::vector<std::string> history_;
   std::atomic<IShellCommand*> running_{nullptr};
@@ -117,7 +136,11 @@ class FaultyShell final : public qx::platform::IShell {
   None none_;
 };
 
+FaultyShell* shell = nullptr;
+
 }  // namespace
 
-extern "C" QX_EXPORT IQXModule* IQXModule_IShell_ModuleLoad() { return new FaultyShell; }
+extern "C" QX_EXPORT IQXModule* IQXModule_IShell_ModuleLoad() { return shell = new FaultyShell; }
 extern "C" QX_EXPORT void IQXModule_IShell_ModuleUnload(IQXModule* module) { delete module; }
+// As a kernel's library it has an operator of its own.
+extern "C" QX_EXPORT void PlexionHost_Type(const char* line) { shell->Take(line); }

@@ -10,6 +10,10 @@ extern "C" QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** 
   plexion_host::ModuleFiles files;
   files.path = plexion_host::ModulePath(plexion_host::ExecutableFolder(), {},
                                         std::getenv("PLEXION_MODULE_PATH"));
+  // What its modules ask each other for, as its launcher has it.
+  files.sharedLibraries = {{"IHostDisplay", "IGraphicsDriver"},
+                           {"IHostPlanes", "IGraphicsDriver"},
+                           {"IHostInput", "IUserInputDriver"}};
   return new plexion_host::HostKernel(std::vector<std::string>(argv, argv + argc), files);
 }
 
