@@ -21,6 +21,8 @@ namespace plexion_host::player::remote {
 namespace {
 
 constexpr std::chrono::milliseconds kPeriod{250};
+/// While none of them does anything: a machine that shows a still picture is to sleep.
+constexpr std::chrono::milliseconds kIdlePeriod{600};
 /// While a process takes memory fast: its limit is to end it before the machine swaps.
 constexpr std::chrono::milliseconds kShortPeriod{20};
 constexpr int kGentleMs = 500;
@@ -142,6 +144,7 @@ void ContentProcesses::Run() {
       } else if (const ChildPointer child = FindBy(descriptor)) {
         Serve(child, descriptor);
       }
+      period_ = std::min(period_, kPeriod);
     }
     if (Clock::now() - lookedAround_ >= period_) LookAround();
   }
@@ -280,8 +283,10 @@ void ContentProcesses::LookAround() {
     child->outputPaused = false;
     Add(epoll_, child->process->Output());
   }
-  period_ = kPeriod;
+  period_ = kIdlePeriod;
   for (const ChildPointer& child : children_) {
+    const int64_t worked = child->process->WorkedNanoseconds();
+    if (std::exchange(child->worked, worked) != worked) period_ = std::min(period_, kPeriod);
     if (child->events->TellMemory()) period_ = kShortPeriod;
   }
 }

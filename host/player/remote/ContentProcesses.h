@@ -70,6 +70,7 @@ class ContentProcesses {
     bool outputOpen = true;
     bool outputPaused = false;  ///< it has printed too much for now
     double mayPrint = 0;        ///< bytes
+    int64_t worked = -1;        ///< nanoseconds of processor time when last looked at
   };
   using ChildPointer = std::shared_ptr<Child>;
 
