@@ -23,6 +23,8 @@ namespace {
 
 /// A progressive file may hold thousands of passes over the whole picture in a few bytes each.
 constexpr int kMostScans = 100;
+/// The library makes 1 to 8 pixels a side of each block of 8.
+constexpr unsigned kEighths = 8;
 
 /// What libjpeg calls. It knows no exceptions: every failure jumps out of it, so no object with a
 /// destructor may live in between.
@@ -85,19 +87,33 @@ void ConvertInks(uint32_t* pixels, size_t count, bool inverted) {
   }
 }
 
-bool ReadRows(Jpeg& jpeg, const PictureSource& source, unsigned char* pixels, size_t pitch) {
+/// A side of a picture of which `eighths` of eight are made.
+uint32_t SideOf(uint32_t side, unsigned eighths) {
+  return static_cast<uint32_t>((uint64_t{side} * eighths + 7) / 8);
+}
+
+/// Reads the first `most` rows, at so many eighths of the picture's size.
+bool ReadRows(Jpeg& jpeg, const PictureSource& source, unsigned eighths, unsigned char* pixels,
+              size_t pitch, JDIMENSION most) {
   if (setjmp(jpeg.out) != 0) return false;
   jpeg.Open(source);
   const bool inks = jpeg.decoder.num_components == 4;
-  PLEXION_CHECK(pitch >= size_t{jpeg.decoder.image_width} * sizeof(uint32_t),
+  PLEXION_CHECK(pitch >= SideOf(jpeg.decoder.image_width, eighths) * sizeof(uint32_t),
                 "a row has room for its pixels");
   jpeg.decoder.out_color_space = inks ? JCS_CMYK : JCS_EXT_BGRA;
+  jpeg.decoder.scale_num = eighths;
+  jpeg.decoder.scale_denom = kEighths;
   jpeg_start_decompress(&jpeg.decoder);
-  while (jpeg.decoder.output_scanline < jpeg.decoder.output_height) {
+  while (jpeg.decoder.output_scanline < std::min(most, jpeg.decoder.output_height)) {
     JSAMPROW row = pixels + jpeg.decoder.output_scanline * pitch;
     jpeg_read_scanlines(&jpeg.decoder, &row, 1);
+    if (inks) {
+      ConvertInks(reinterpret_cast<uint32_t*>(row), jpeg.decoder.output_width,
+                  jpeg.decoder.saw_Adobe_marker != 0);
+    }
   }
-  jpeg_finish_decompress(&jpeg.decoder);
+  if (jpeg.decoder.output_scanline == jpeg.decoder.output_height)
+    jpeg_finish_decompress(&jpeg.decoder);
   return true;
 }
 
@@ -110,6 +126,8 @@ class JpegDecoder final : public PictureDecoder {
     const bool read = ReadDims(jpeg, source_);
     // 0 after a jump out of the header.
     own_ = {jpeg.decoder.image_width, jpeg.decoder.image_height};
+    // In passes over all of it: its first pixels tell little of the rest.
+    inPasses_ = read && jpeg_has_multiple_scans(&jpeg.decoder) != FALSE;
     jpeg_destroy_decompress(&jpeg.decoder);
     if (!read) reason = std::string("damaged JPEG: ") + jpeg.message;
     turn_ = JpegTurnOf(source_.bytes, source_.size);
@@ -133,15 +151,45 @@ class JpegDecoder final : public PictureDecoder {
     return decoded;
   }
 
+  bool DecodesInPlace() override {
+    if (!turn_.IsNone() || inPasses_) return false;
+    WatchedBuffer row;
+    if (!row.Resize(source_.watchdog, size_t{own_.width} * sizeof(uint32_t))) return false;
+    uint32_t rows = 0;
+    return DecodeRows(kEighths, row.As<uint32_t>(), row.Size(), 1, rows) != Decoded::kNothing;
+  }
+  qx::plexion::Dims ReducedTo(const qx::plexion::Dims& wanted) const override {
+    for (unsigned eighths = 1; eighths < kEighths; ++eighths) {
+      const qx::plexion::Dims dims = {SideOf(own_.width, eighths), SideOf(own_.height, eighths)};
+      if (dims.width >= wanted.width && dims.height >= wanted.height) return dims;
+    }
+    return own_;
+  }
+  Decoded DecodeAt(const qx::plexion::Dims& dims, uint32_t* pixels, size_t pitchBytes) override {
+    unsigned eighths = 1;
+    // Small pictures have the same size at several.
+    while (SideOf(own_.width, eighths) < dims.width || SideOf(own_.height, eighths) < dims.height) {
+      ++eighths;
+    }
+    PLEXION_CHECK(eighths <= kEighths, "a picture is not enlarged here");
+    uint32_t rows = 0;
+    const Decoded decoded = DecodeRows(eighths, pixels, pitchBytes, dims.height, rows);
+    ClearRows(pixels, pitchBytes, dims, rows);
+    return decoded;
+  }
+
  private:
   Decoded DecodeUpright(uint32_t* pixels) const {
+    uint32_t rows = 0;
+    return DecodeRows(kEighths, pixels, size_t{own_.width} * sizeof(uint32_t), own_.height, rows);
+  }
+
+  Decoded DecodeRows(unsigned eighths, uint32_t* pixels, size_t pitchBytes, uint32_t most,
+                     uint32_t& rows) const {
     Jpeg jpeg;
-    const bool read = ReadRows(jpeg, source_, reinterpret_cast<unsigned char*>(pixels),
-                               size_t{own_.width} * sizeof(uint32_t));
-    const JDIMENSION rows = jpeg.decoder.output_scanline;
-    if (jpeg.decoder.out_color_space == JCS_CMYK) {
-      ConvertInks(pixels, size_t{rows} * own_.width, jpeg.decoder.saw_Adobe_marker != 0);
-    }
+    const bool read = ReadRows(jpeg, source_, eighths, reinterpret_cast<unsigned char*>(pixels),
+                               pitchBytes, most);
+    rows = jpeg.decoder.output_scanline;
     const bool damaged = jpeg.errors.num_warnings > 0;
     jpeg_destroy_decompress(&jpeg.decoder);
     if (read) return damaged ? Decoded::kPart : Decoded::kAll;
@@ -151,6 +199,7 @@ class JpegDecoder final : public PictureDecoder {
   const PictureSource source_;
   qx::plexion::Dims own_ = {0, 0};  ///< as the file has it, before it is turned
   JpegTurn turn_;
+  bool inPasses_ = false;
 };
 
 }  // namespace

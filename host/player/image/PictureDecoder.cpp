@@ -64,6 +64,12 @@ PictureFormat PictureFormatOf(const uint8_t* bytes, size_t count) {
   return PictureFormat::kNone;
 }
 
+void ClearRows(uint32_t* pixels, size_t pitchBytes, const qx::plexion::Dims& dims, uint32_t first) {
+  for (uint32_t y = first; y < dims.height; ++y) {
+    memset(reinterpret_cast<uint8_t*>(pixels) + y * pitchBytes, 0, dims.width * sizeof *pixels);
+  }
+}
+
 const char* PictureTypeOf(PictureFormat format) {
   switch (format) {
     case PictureFormat::kGif:

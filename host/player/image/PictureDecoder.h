@@ -32,6 +32,9 @@ constexpr size_t kPictureHead = 64 * 1024;
 /// The media type, as the framework would name it.
 const char* PictureTypeOf(PictureFormat format);
 
+/// Clears what a decoder did not come to: the rows of `dims` from `first` on.
+void ClearRows(uint32_t* pixels, size_t pitchBytes, const qx::plexion::Dims& dims, uint32_t first);
+
 /// One frame of an animation: a rectangle that is put on what the frames before it left behind.
 struct PictureFrame {
   enum class After {
@@ -66,6 +69,21 @@ class PictureDecoder {
   /// Decodes a frame's rectangle into its own pixels, area.width of them a row: 0xAARRGGBB, not
   /// multiplied by alpha. `pixels` are all 0 before; what is missing in the file stays so.
   virtual Decoded Decode(size_t frame, uint32_t* pixels) = 0;
+
+  // Right to where it is shown, for a picture of one opaque frame, each time that it is needed.
+
+  /// Whether DecodeAt can be used. Decodes the first pixels to know that there are some.
+  virtual bool DecodesInPlace() { return false; }
+  /// A size that DecodeAt has, the nearest that is nowhere smaller than `wanted`; at most the picture's own.
+  virtual qx::plexion::Dims ReducedTo(const qx::plexion::Dims& /*wanted*/) const {
+    return facts_.dims;
+  }
+  /// Decodes all of it, reduced to `dims`, into rows that are `pitchBytes` apart, whatever they hold. Rows
+  /// that are missing in the file become 0.
+  virtual Decoded DecodeAt(const qx::plexion::Dims& /*dims*/, uint32_t* /*pixels*/,
+                           size_t /*pitchBytes*/) {
+    return Decoded::kNothing;
+  }
 
  protected:
   PictureFacts facts_;

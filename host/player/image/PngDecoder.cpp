@@ -123,8 +123,17 @@ class PngDecoder final : public PictureDecoder {
 
   bool Read(std::string& reason);
   Decoded Decode(size_t frame, uint32_t* pixels) override;
+  bool DecodesInPlace() override;
+  Decoded DecodeAt(const qx::plexion::Dims& dims, uint32_t* pixels, size_t pitchBytes) override;
 
  private:
+  /// Where the rows of a frame come to, and how many of them are wanted; `rows` is counted on.
+  struct Rows {
+    uint8_t* pixels = nullptr;
+    size_t pitchBytes = 0;
+    uint32_t most = 0;
+    volatile uint32_t done = 0;  ///< of all passes; read after a jump: not in a register
+  };
   struct Pixels {
     size_t firstPiece = 0;
     size_t pieces = 0;
@@ -136,6 +145,9 @@ class PngDecoder final : public PictureDecoder {
   bool TakeControl(const Chunk& chunk);
   void TakeData(const Chunk& chunk, size_t skipped);
   void FinishFrame();
+  Decoded DecodeInto(size_t frame, Rows& rows);
+  static bool DecodeRows(png_structp png, png_infop info, const qx::plexion::Rect& area,
+                         const PictureSource& source, Rows& rows);
 
   const PictureSource source_;
   const bool animated_;
@@ -286,9 +298,9 @@ void SetUp(png_structp png) {
 constexpr uint32_t kRowsAtOnce = 64;
 
 /// Everything that libpng may leave by a jump is in here; nothing in here has a destructor.
-/// Returns  the passes that were decoded; `row` is the row at which decoding ended.
-bool DecodeRows(png_structp png, png_infop info, uint32_t* pixels, const qx::plexion::Rect& area,
-                const PictureSource& source, volatile uint32_t* rows) {
+/// Returns  whether all wanted rows were decoded.
+bool PngDecoder::DecodeRows(png_structp png, png_infop info, const qx::plexion::Rect& area,
+                            const PictureSource& source, Rows& rows) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
   SetUp(png);
   png_read_info(png, info);
@@ -301,16 +313,41 @@ bool DecodeRows(png_structp png, png_infop info, uint32_t* pixels, const qx::ple
   png_read_update_info(png, info);
   if (png_get_rowbytes(png, info) != size_t{area.width} * sizeof(uint32_t)) return false;
   for (int pass = 0; pass < passes; ++pass) {
-    for (uint32_t y = 0; y < area.height; ++y) {
-      png_read_row(png, reinterpret_cast<png_bytep>(pixels + size_t{y} * area.width), nullptr);
-      *rows = *rows + 1;
-      if (*rows % kRowsAtOnce == 0 && source.IsCancelled()) return false;
+    for (uint32_t y = 0; y < std::min(area.height, rows.most); ++y) {
+      png_read_row(png, rows.pixels + y * rows.pitchBytes, nullptr);
+      rows.done = rows.done + 1;
+      if (rows.done % kRowsAtOnce == 0 && source.IsCancelled()) return false;
     }
   }
   return true;
 }
 
 Decoded PngDecoder::Decode(size_t frame, uint32_t* pixels) {
+  const qx::plexion::Rect& area = facts_.frames[frame].area;
+  Rows rows = {reinterpret_cast<uint8_t*>(pixels), size_t{area.width} * sizeof(uint32_t),
+               area.height};
+  return DecodeInto(frame, rows);
+}
+
+bool PngDecoder::DecodesInPlace() {
+  constexpr int kInterlaced = 12;  // in the header; such rows come in seven passes
+  if (alpha_ || facts_.frames.size() != 1 || header_[kInterlaced] != 0) return false;
+  WatchedBuffer row;
+  if (!row.Resize(source_.watchdog, size_t{facts_.dims.width} * sizeof(uint32_t))) return false;
+  Rows rows = {row.As<uint8_t>(), row.Size(), 1};
+  return DecodeInto(0, rows) == Decoded::kAll;
+}
+
+Decoded PngDecoder::DecodeAt(const qx::plexion::Dims& dims, uint32_t* pixels, size_t pitchBytes) {
+  PLEXION_CHECK(dims.width == facts_.dims.width && dims.height == facts_.dims.height,
+                "it has its own size only");
+  Rows rows = {reinterpret_cast<uint8_t*>(pixels), pitchBytes, dims.height};
+  const Decoded decoded = DecodeInto(0, rows);
+  ClearRows(pixels, pitchBytes, dims, rows.done);
+  return decoded;
+}
+
+Decoded PngDecoder::DecodeInto(size_t frame, Rows& rows) {
   PLEXION_CHECK(frame < facts_.frames.size() && header_ != nullptr,
                 "the frame is one of those that were found");
   const qx::plexion::Rect& area = facts_.frames[frame].area;
@@ -321,16 +358,14 @@ Decoded PngDecoder::Decode(size_t frame, uint32_t* pixels) {
       png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, StopDecoding, IgnoreWarning,
                                source_.watchdog, AllocateForPng, FreeForPng);
   png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
-  // Read after a jump: it must be in memory, not in a register.
-  volatile uint32_t rows = 0;
   bool whole = false;
   if (info != nullptr) {
     png_set_read_fn(png, &stream, ReadStream);
-    whole = DecodeRows(png, info, pixels, area, source_, &rows);
+    whole = DecodeRows(png, info, area, source_, rows);
   }
   if (png != nullptr) png_destroy_read_struct(&png, &info, nullptr);
   if (whole) return Decoded::kAll;
-  return rows > 0 ? Decoded::kPart : Decoded::kNothing;
+  return rows.done > 0 ? Decoded::kPart : Decoded::kNothing;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/base/Check.h"
+#include "host/player/WatchedMemory.h"
 #include "host/player/image/PictureDecoder.h"
 
 namespace plexion_host::player {
@@ -12,6 +13,8 @@ namespace plexion_host::player {
 namespace {
 
 constexpr uint64_t kMillisecondUs = 1000;
+/// Of a file that is looked into; twice as many then, until a row is there.
+constexpr size_t kFirstBytes = 4096;
 
 struct WebpRelease {
   void operator()(WebPDemuxer* demuxer) const { WebPDemuxDelete(demuxer); }
@@ -24,8 +27,16 @@ class WebpDecoder final : public PictureDecoder {
 
   bool Read(std::string& reason);
   Decoded Decode(size_t frame, uint32_t* pixels) override;
+  bool DecodesInPlace() override;
+  /// The library scales while it decodes, to any size.
+  qx::plexion::Dims ReducedTo(const qx::plexion::Dims& wanted) const override {
+    return {std::min(wanted.width, facts_.dims.width), std::min(wanted.height, facts_.dims.height)};
+  }
+  Decoded DecodeAt(const qx::plexion::Dims& dims, uint32_t* pixels, size_t pitchBytes) override;
 
  private:
+  Decoded DecodeInto(size_t frame, const qx::plexion::Dims& dims, uint32_t* pixels,
+                     size_t pitchBytes, bool firstRows, int& rows);
   void TakeFrames();
 
   const PictureSource source_;
@@ -73,6 +84,37 @@ void WebpDecoder::TakeFrames() {
 }
 
 Decoded WebpDecoder::Decode(size_t frame, uint32_t* pixels) {
+  const qx::plexion::Rect& area = facts_.frames[frame].area;
+  int rows = 0;
+  return DecodeInto(frame, {area.width, area.height}, pixels, size_t{area.width} * sizeof(uint32_t),
+                    false, rows);
+}
+
+bool WebpDecoder::DecodesInPlace() {
+  const PictureFrame& frame = facts_.frames[0];
+  if (facts_.frames.size() != 1 || frame.hasAlpha || frame.area.x != 0 || frame.area.y != 0 ||
+      frame.area.width != facts_.dims.width || frame.area.height != facts_.dims.height) {
+    return false;
+  }
+  constexpr uint32_t kSmaller = 16;  // takes little room, and has its first row early
+  const qx::plexion::Dims dims = {(facts_.dims.width + kSmaller - 1) / kSmaller,
+                                  (facts_.dims.height + kSmaller - 1) / kSmaller};
+  const size_t pitch = dims.width * sizeof(uint32_t);
+  WatchedBuffer pixels;
+  int rows = 0;
+  return pixels.Resize(source_.watchdog, pitch * dims.height) &&
+         DecodeInto(0, dims, pixels.As<uint32_t>(), pitch, true, rows) != Decoded::kNothing;
+}
+
+Decoded WebpDecoder::DecodeAt(const qx::plexion::Dims& dims, uint32_t* pixels, size_t pitchBytes) {
+  int rows = 0;
+  const Decoded decoded = DecodeInto(0, dims, pixels, pitchBytes, false, rows);
+  ClearRows(pixels, pitchBytes, dims, static_cast<uint32_t>(rows));
+  return decoded;
+}
+
+Decoded WebpDecoder::DecodeInto(size_t frame, const qx::plexion::Dims& dims, uint32_t* pixels,
+                                size_t pitchBytes, bool firstRows, int& rows) {
   WebPIterator found = {};
   WebPDecoderConfig config;
   if (WebPInitDecoderConfig(&config) == 0 ||
@@ -81,19 +123,26 @@ Decoded WebpDecoder::Decode(size_t frame, uint32_t* pixels) {
   }
   PLEXION_CHECK(frame < facts_.frames.size(), "the frame is one of those that were found");
   const qx::plexion::Rect& area = facts_.frames[frame].area;
-  const size_t pitch = size_t{area.width} * sizeof(uint32_t);
+  if (dims.width != area.width || dims.height != area.height) {
+    config.options.use_scaling = 1;
+    config.options.scaled_width = static_cast<int>(dims.width);
+    config.options.scaled_height = static_cast<int>(dims.height);
+  }
   config.output.colorspace = MODE_BGRA;
   config.output.is_external_memory = 1;
   config.output.u.RGBA.rgba = reinterpret_cast<uint8_t*>(pixels);
-  config.output.u.RGBA.stride = static_cast<int>(pitch);
-  config.output.u.RGBA.size = pitch * area.height;
+  config.output.u.RGBA.stride = static_cast<int>(pitchBytes);
+  config.output.u.RGBA.size = pitchBytes * (dims.height - 1) + dims.width * sizeof(uint32_t);
   // The step-by-step decoder keeps the rows that came before a fault.
   const std::unique_ptr<WebPIDecoder, WebpRelease> decoder(WebPIDecode(nullptr, 0, &config));
   VP8StatusCode status = VP8_STATUS_OUT_OF_MEMORY;
-  int rows = 0;
-  if (decoder != nullptr) {
-    status = WebPIUpdate(decoder.get(), found.fragment.bytes, found.fragment.size);
+  rows = 0;
+  size_t given = firstRows ? std::min(kFirstBytes, found.fragment.size) : found.fragment.size;
+  while (decoder != nullptr) {
+    status = WebPIUpdate(decoder.get(), found.fragment.bytes, given);
     WebPIDecGetRGB(decoder.get(), &rows, nullptr, nullptr, nullptr);
+    if (rows > 0 || status != VP8_STATUS_SUSPENDED || given == found.fragment.size) break;
+    given = std::min(given * 2, found.fragment.size);
   }
   WebPDemuxReleaseIterator(&found);
   if (status == VP8_STATUS_OK) return Decoded::kAll;

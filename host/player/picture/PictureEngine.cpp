@@ -47,10 +47,12 @@ bool PictureEngine::LoadBytes(const std::string& name, std::unique_ptr<PictureBy
   if (!ReadMediaOptions(host_.Settings(), options, error.message)) return false;
   painter_.SetFit(FitOf(host_.Settings()));
   const PictureFormat format = PictureFormatOf(bytes->Data(), bytes->Size());
-  if (!compositor_.Open(format, std::move(bytes), error)) return false;
+  direct_ =
+      DirectPicture::Open(format, bytes, host_.Memory(), [this] { return host_.Cancelled(); });
+  if (direct_ == nullptr && !compositor_.Open(format, std::move(bytes), error)) return false;
   type_ = PictureTypeOf(format);
   const PictureFacts& picture = compositor_.Facts();
-  facts.stageDims = stage_ = StageDimsOf(picture.dims);
+  facts.stageDims = stage_ = StageDimsOf(direct_ != nullptr ? direct_->Dims() : picture.dims);
   pictureNew_ = true;
   ReportDamage();
   if (!IsMoving()) {
@@ -99,11 +101,11 @@ StepResult PictureEngine::Advance(const FrameStep& step) {
 DrawResult PictureEngine::Draw(const DrawTarget& target) {
   // A picture that stands still is drawn once, as a rule: the plane has its pixels then, and nobody
   // needs them a second time. When the plane is another, they are decoded again.
+  if (direct_ != nullptr) return DrawDirect(target);
   if (!compositor_.Restore()) {
     DrawResult result;
     result.failure = "no memory for the picture's pixels";
-    pictureNew_ = true;
-    host_.RequestFrame();
+    Retry();
     return result;
   }
   const PicturePixels picture = {compositor_.Pixels(), compositor_.Facts().dims,
@@ -112,6 +114,21 @@ DrawResult PictureEngine::Draw(const DrawTarget& target) {
   compositor_.Release();
   if (!IsMoving()) painter_.Forget();
   return result;
+}
+
+DrawResult PictureEngine::DrawDirect(const DrawTarget& target) {
+  DrawResult result = direct_->Draw(stage_, FitOf(host_.Settings()), target);
+  if (!result.drawn) Retry();
+  if (direct_->IsDamaged() && !std::exchange(damageTold_, true)) {
+    IQXKernel::GetKernel()->Printf(
+        "Media: %s: the picture is damaged; what could be decoded of it is shown\n", name_.c_str());
+  }
+  return result;
+}
+
+void PictureEngine::Retry() {
+  pictureNew_ = true;
+  host_.RequestFrame();
 }
 
 void PictureEngine::ReportDamage() {

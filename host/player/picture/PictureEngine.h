@@ -9,6 +9,7 @@
 #include "host/player/Engine.h"
 #include "host/player/image/PictureTimes.h"
 #include "host/player/picture/AnimationCompositor.h"
+#include "host/player/picture/DirectPicture.h"
 #include "host/player/picture/PicturePainter.h"
 
 namespace plexion_host::player {
@@ -32,10 +33,14 @@ class PictureEngine final : public Engine {
 
  private:
   bool IsMoving() const { return compositor_.Facts().frames.size() > 1; }
+  DrawResult DrawDirect(const DrawTarget& target);
+  /// Has it drawn again after a failure.
+  void Retry();
   void ReportDamage();
   void ReportStatistics() const;
 
   EngineHost& host_;
+  std::unique_ptr<DirectPicture> direct_;  ///< null: the compositor has the picture
   AnimationCompositor compositor_;
   PicturePainter painter_;
   PictureTimes times_;

@@ -182,6 +182,101 @@ TEST_F(PictureEngineTest, OfWhatReachesOutThePartThatIsSeenIsTheSame) {
   }
 }
 
+/// The largest and the mean difference of a channel between `shown` and `whole`, of whose pixels as many
+/// as become one are averaged.
+std::pair<int, double> DifferenceFromAverage(const Canvas& shown, const Canvas& whole) {
+  const uint32_t across = whole.dims.width / shown.dims.width;
+  const uint32_t down = whole.dims.height / shown.dims.height;
+  int largest = 0;
+  double sum = 0;
+  for (uint32_t y = 0; y < shown.dims.height; ++y) {
+    for (uint32_t x = 0; x < shown.dims.width; ++x) {
+      for (int shift = 0; shift <= 24; shift += 8) {
+        uint32_t all = 0;
+        for (uint32_t i = 0; i < across * down; ++i) {
+          all += whole.At(x * across + i % across, y * down + i / across) >> shift & 0xFF;
+        }
+        const int differs = abs(static_cast<int>(all / (across * down)) -
+                                static_cast<int>(shown.At(x, y) >> shift & 0xFF));
+        largest = std::max(largest, differs);
+        sum += differs;
+      }
+    }
+  }
+  return {largest, sum / static_cast<double>(shown.pixels.size() * 4)};
+}
+
+TEST_F(PictureEngineTest, StillPicturesAreDecodedAtTheSizeThatIsShown) {
+  std::vector<std::string> rows;
+  for (int y = 0; y < 480; ++y) {
+    std::string row;
+    for (int x = 0; x < 640; ++x) row += "rgbwk"[(x / 40 + y / 48) % 5];
+    rows.push_back(row);
+  }
+  const std::string webp = BuildWebp({640, 480}, {{0, 0, rows}});
+  const std::string png =
+      MediaClips::Read(clips_.Make("bars.png",
+                                   "videotestsrc num-buffers=1 ! video/x-raw,format=RGB,width=640,"
+                                   "height=480 ! pngenc ! filesink location=%"));
+  const std::string jpeg =
+      MediaClips::Read(clips_.Make("bars.jpg",
+                                   "videotestsrc num-buffers=1 ! video/x-raw,format=I420,width=640,"
+                                   "height=480 ! jpegenc ! filesink location=%"));
+  LimitedMemory memory(size_t{640} * 480 * 4 + 300000);
+  host_.memory = &memory;
+  for (const std::string& bytes : {png, jpeg, webp}) {
+    ASSERT_TRUE(Load(bytes)) << error_.message;
+    EXPECT_LT(memory.GetBytesUsed(), bytes.size() + 100000) << "no pixels yet";
+    Canvas whole({640, 480});
+    EXPECT_TRUE(engine_->Draw(whole.Target()).drawn);
+    for (const uint32_t part : {1, 2, 4, 5, 8, 16}) {
+      SCOPED_TRACE(part);
+      Canvas shown({640 / part, 480 / part});
+      EXPECT_TRUE(engine_->Draw(shown.Target()).drawn);
+      const auto [largest, mean] = DifferenceFromAverage(shown, whole);
+      EXPECT_LT(mean, part == 1 ? 0.01 : 7);
+      EXPECT_LE(largest, part == 1 ? 0 : 140) << "at an edge that a filter reaches over";
+    }
+    // Larger, cut and with bars: as the scaler has it.
+    Canvas larger({1400, 960});
+    EXPECT_TRUE(engine_->Draw(larger.Target()).drawn);
+    EXPECT_EQ(0xFF000000u, larger.At(0, 0));
+    EXPECT_EQ(whole.At(330, 310), larger.At(60 + 660, 620));
+    engine_.reset();
+    EXPECT_LE(memory.Peak(), size_t{640} * 480 * 4 + bytes.size() + 150000);
+  }
+}
+
+TEST_F(PictureEngineTest, APhotographNeedsNoMoreMemoryThanItsShownSize) {
+  const std::string jpeg = MediaClips::Read(
+      clips_.Make("large.jpg",
+                  "videotestsrc num-buffers=1 pattern=white ! video/x-raw,format=I420,"
+                  "width=3200,height=2400 ! jpegenc ! filesink location=%"));
+  LimitedMemory memory(jpeg.size() + (1 << 20));
+  host_.memory = &memory;
+  ASSERT_TRUE(Load(jpeg)) << error_.message;
+  Canvas canvas({390, 293});
+  EXPECT_TRUE(engine_->Draw(canvas.Target()).drawn);
+  EXPECT_THAT(canvas.pixels, Each(0xFFEBEBEBu));
+  Canvas whole({3000, 2250});
+  EXPECT_THAT(engine_->Draw(whole.Target()).failure, HasSubstr("no memory"));
+  engine_.reset();
+}
+
+TEST_F(PictureEngineTest, WhatIsMissingOfAStillPictureIsBackground) {
+  const std::string png = MediaClips::Read(
+      clips_.Make("snow.png",
+                  "videotestsrc num-buffers=1 pattern=snow ! video/x-raw,format=RGB,"
+                  "width=320,height=240 ! pngenc ! filesink location=%"));
+  for (const Dims& plane : {Dims{320, 240}, Dims{160, 120}}) {
+    ASSERT_TRUE(Load(png.substr(0, png.size() / 2))) << error_.message;
+    Canvas canvas(plane);
+    EXPECT_TRUE(engine_->Draw(canvas.Target()).drawn);
+    EXPECT_EQ(0xFF000000u, canvas.pixels.back());
+    EXPECT_NE(0xFF000000u, canvas.At(plane.width / 2, plane.height / 4));
+  }
+}
+
 TEST_F(PictureEngineTest, LyingPicturesAreRefusedBeforeTheyAreDecoded) {
   const std::string header =
       "\xFF\xD8\xFF\xC0\0\x11\x08\xFD\xE8\xFD\xE8\x03\x01\x22\0\x02\x11\x01\x03\x11\x01"s;
