@@ -2,6 +2,7 @@
 
 import collections
 import os
+import re
 import signal
 import struct
 import subprocess
@@ -66,27 +67,55 @@ def start(command, screen):
                             stderr=subprocess.DEVNULL)
 
 
-def peak_mebibytes(pid):
-    try:
-        with open(f"/proc/{pid}/status", encoding="ascii") as status:
-            for line in status:
-                if line.startswith("VmHWM:"):
-                    return int(line.split()[1]) / 1024
-    except OSError:
-        pass
-    return 0
+def family(pid):
+    """The process and all that it started, directly or not."""
+    children = {}
+    for entry in os.listdir("/proc"):
+        if entry.isdigit():
+            try:
+                with open(f"/proc/{entry}/stat", encoding="ascii", errors="replace") as stat:
+                    parent = int(stat.read().rpartition(")")[2].split()[1])
+            except OSError:
+                continue
+            children.setdefault(parent, []).append(int(entry))
+    found = [pid]
+    for one in found:
+        found += children.get(one, [])
+    return found
 
 
-def own_mebibytes(pid):
-    """What the process has for itself, and its part of what it shares with others."""
+def shared_parts(pid):
+    """Kibibytes of each part of a file or of shared memory that others have mapped as well."""
+    parts = collections.Counter()
+    part = None
     try:
-        with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as maps:
-            for line in maps:
-                if line.startswith("Pss:"):
-                    return int(line.split()[1]) / 1024
+        with open(f"/proc/{pid}/smaps", encoding="utf-8", errors="replace") as file:
+            for line in file:
+                words = line.split()
+                if "-" in words[0] and len(words) >= 5:
+                    _, _, offset, device, inode = words[:5]
+                    part = (device, inode, offset) if inode != "0" else None
+                elif part is not None and words[0] in ("Shared_Clean:", "Shared_Dirty:"):
+                    parts[part] += int(words[1])
     except OSError:
-        pass
-    return 0
+        pass  # it has ended
+    return parts
+
+
+def peak_mebibytes(pids):
+    """What processes that work together had at their peaks, less what more than one of them has: that
+    is counted once. What they share with others, as a window's pixels with the display, is theirs."""
+    total = 0
+    shared = collections.defaultdict(list)
+    for pid in pids:
+        try:
+            with open(f"/proc/{pid}/status", encoding="ascii", errors="replace") as status:
+                total += int(re.search(r"^VmHWM:\s*(\d+)", status.read(), re.M).group(1))
+        except (OSError, AttributeError):
+            continue  # it has ended
+        for part, size in shared_parts(pid).items() if len(pids) > 1 else ():
+            shared[part].append(size)
+    return (total - sum(sum(sizes) - max(sizes) for sizes in shared.values())) / 1024
 
 
 def play(command, screen):
@@ -103,14 +132,23 @@ def play(command, screen):
         now = time.monotonic()
         if first is None and screen.has_picture():
             first = now - begin
-        if now - looked > 0.2:
-            peak, looked = max(peak, peak_mebibytes(process.pid)), now
+        if now - looked > 0.5:
+            peak, looked = max(peak, peak_mebibytes(family(process.pid))), now
         if now - begin > 60:
             process.kill()
         time.sleep(0.001 if first is None else 0.05)
     # A player that failed has no figures.
     seen = first if first is not None and status == 0 else float("nan")
     return Result(seen * 1000, usage.ru_utime + usage.ru_stime, peak)
+
+
+def end(process):
+    process.send_signal(signal.SIGTERM)
+    try:
+        process.wait(15)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
 
 
 def until_picture(command, screen):
@@ -125,7 +163,7 @@ def until_picture(command, screen):
             break
         time.sleep(0.001)
     time.sleep(0.4)
-    memory = peak_mebibytes(process.pid)
+    memory = peak_mebibytes(family(process.pid))
     process.send_signal(signal.SIGTERM)
     try:
         _, _, usage = os.wait4(process.pid, 0)
@@ -135,7 +173,7 @@ def until_picture(command, screen):
 
 
 def play_together(commands, screen):
-    """Plays all at once; memory is the peak of their sum, shared parts counted once."""
+    """Plays all at once, to the end."""
     screen.clear()
     running = {}
     for command in commands:
@@ -144,8 +182,8 @@ def play_together(commands, screen):
     begin = time.monotonic()
     processor, peak, failed = 0.0, 0, False
     while running:
-        peak = max(peak, sum(own_mebibytes(pid) for pid in running))
-        time.sleep(0.15)
+        peak = max(peak, peak_mebibytes([one for pid in running for one in family(pid)]))
+        time.sleep(0.5)
         for pid in list(running):
             done, status, usage = os.wait4(pid, os.WNOHANG)
             if done:
