@@ -1,7 +1,7 @@
 // The smallest kernel that the module runs on: memory, threads, time, text and modules from a POSIX system.
 //
-// A device whose variable arguments are not register-sized (32-bit ARM, for one) prints through a formatter of
-// its own: the module hands Printf and FormatString 64-bit values for "%d" in places.
+// A device with a 32-bit processor that keeps the high half of a number first prints through a formatter of its own:
+// the module hands Printf 64-bit values for "%d" in places, always as the last one.
 
 #include <dlfcn.h>
 #include <unistd.h>

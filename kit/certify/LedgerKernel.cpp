@@ -156,6 +156,8 @@ void LedgerKernel::Free(void* block, const char* file, int line) {
 
 IQXKernel::Time LedgerKernel::GetTime() { return virtual_ ? virtualTime_.load() : base_.GetTime(); }
 
+// Variable arguments cannot be handed on, so the C library formats them here: on every processor as the module means
+// it, which hands a 64-bit value to "%d" as the last one only.
 void LedgerKernel::FormatString(char* buffer, unsigned long size, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);

@@ -204,10 +204,12 @@ void Conventions(Case& c) {
 void Wide(Case& c) {
   // As the module does: a time, or a byte count, under a conversion that says less.
   CheckFormat(c, "Begin play: 1234", 64, "Begin play: %d", IQXKernel::Time{1234});
+  CheckFormat(c, "file:313: 7ms for what", 64, "%s:%d: %ldms for %s", "file", 313, 7L, "what");
+  if (sizeof(long) < sizeof(int64_t))
+    return;  // what stands behind a wide value is read from its other half
   CheckFormat(c, "5 6 end", 64, "%d %d %s", int64_t{5}, int64_t{6}, "end");
   CheckFormat(c, "7 8 end", 64, "%ld %ld %s", int64_t{7}, int64_t{8}, "end");
   CheckFormat(c, "1 -2 3 end", 64, "%u %d %d %s", uint64_t{1}, int64_t{-2}, int64_t{3}, "end");
-  if (sizeof(long) < sizeof(int64_t)) return;
   CheckFormat(c, "1099511627776 end", 64, "%ld %s", int64_t{1} << 40, "end");
 }
 
@@ -273,8 +275,9 @@ constexpr Promise kFormatPromises[] = {
     {"kernel.format.no-room", "A size of 0 writes nothing.", Level::kContract, "", NoRoom},
     {"kernel.format.conventions", "FormatString follows printf's conventions.", Level::kBasic,
      "kernel.format.bounded", Conventions},
-    {"kernel.format.64-bit", "64-bit values under %d, %u and %ld are read whole.", Level::kBasic,
-     "kernel.format.conventions", Wide},
+    {"kernel.format.64-bit",
+     "64-bit values under %d, %u and %ld are read, and so is what stands behind them.",
+     Level::kBasic, "kernel.format.conventions", Wide},
 };
 
 }  // namespace
@@ -285,13 +288,14 @@ PromiseGroup KernelTextPromises() {
 }
 
 PromiseGroup KernelFormatPromises() {
-  return MakeGroup("Kernel: formatting", "qx/core/IQXKernel.h",
-                   "The module hands 64-bit values to `%d` and `%ld` in places. Where variable "
-                   "arguments are not as wide\n"
-                   "as a register (32-bit ARM, for one), the C library's printf then reads halves: "
-                   "print through a\n"
-                   "formatter of your own there.",
-                   kFormatPromises);
+  return MakeGroup(
+      "Kernel: formatting", "qx/core/IQXKernel.h",
+      "The module hands 64-bit values to `%d` in places: milliseconds, at the end of a "
+      "line. The C library's\n"
+      "printf reads their low half, which holds 24 days. On a 32-bit processor that "
+      "keeps the high half first\n"
+      "it reads zeros: print through a formatter of your own there.",
+      kFormatPromises);
 }
 
 }  // namespace plexion_certify
