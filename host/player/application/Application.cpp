@@ -154,7 +154,9 @@ StepResult Application::Advance(const FrameStep& step) {
   RunScript(step);
   costs.AddScript(began);
   if (costs.IsOn() && now_ >= nextTrace_) TraceCosts();
-  return {stage_.Revision() != drawnRevision_, NextPosition(step)};
+  const uint64_t next = NextPosition(step);
+  frameFollows_ = step.playing && next == step.position + 1;
+  return {stage_.Revision() != drawnRevision_, next};
 }
 
 DrawResult Application::Draw(const DrawTarget& target, const std::string& problem) {
@@ -168,7 +170,10 @@ DrawResult Application::Draw(const DrawTarget& target, const std::string& proble
   if (result.drawn) painter_.Costs().AddDrawing(began);
   if (result.drawn) ++draws_;
   drawnRevision_ = stage_.Revision();
-  if (painter_.TouchWhatIsLate()) host_.RequestFrame();
+  const bool late = painter_.TouchWhatIsLate();
+  // What moves is on its way until its next frame: at once it would be where it is now, and ask again.
+  const bool atRest = painter_.TouchWhatIsBesideItsPlace() && !frameFollows_;
+  if (late || atRest) host_.RequestFrame();
   // Rarely, and only when there is something to be found.
   if (texts_.Count() > stage_.ElementCount()) {
     texts_.Keep([this](uint32_t handle) { return stage_.FindByHandle(handle) != nullptr; });

@@ -125,7 +125,8 @@ class Application {
   double frameRate_ = 30;
   double now_ = 0;
   uint64_t nextFrame_ = 0;
-  bool settled_ = true;  ///< nothing was left over for the next moment
+  bool settled_ = true;        ///< nothing was left over for the next moment
+  bool frameFollows_ = false;  ///< the next frame comes by itself
   bool started_ = false;
   bool fallback_ = false;
   std::string failure_;

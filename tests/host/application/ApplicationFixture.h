@@ -39,6 +39,11 @@ class RecordingHost final : public EngineHost {
   void Notify(StageWindowStatus event, const std::string& message) override {
     notes.emplace_back(event, message);
   }
+  /// Whether somebody has asked for a frame since the last time.
+  bool TakeRequest() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(requested_, false);
+  }
   /// Until an engine's own thread asks for a frame.
   bool WaitForRequest() {
     std::unique_lock<std::mutex> lock(mutex_);

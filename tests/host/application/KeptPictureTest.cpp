@@ -87,6 +87,30 @@ TEST_F(KeptPictureTest, WhatComesToRestIsPaintedWhereItStands) {
   ExpectAsIfDrawnWhole("at rest");
 }
 
+TEST_F(KeptPictureTest, WhatMovesByPartsOfAPixelAsksForNoFrameBetweenItsOwn) {
+  Show(
+      "<group id='belt'><rectangle x='2' y='4' width='12' height='12' fill='#ff0000'/>"
+      "<text x='20' y='2' size='14' font='DejaVu Sans'>moves</text></group>",
+      "stage.find('belt'):animate{ x = 13, duration = 1, easing = 'linear' }");
+  // As the player does: a frame that is asked for comes at once, at the same moment.
+  size_t asked = 0;
+  const auto visit = [&](uint64_t frame) {
+    Visit(frame);
+    for (; host_.TakeRequest() && asked < 100; ++asked) Visit(frame);
+  };
+  for (uint64_t frame = 0; frame < 9; ++frame) visit(frame);
+  EXPECT_EQ(0u, asked) << "its next frame comes by itself";
+  // Halted in the middle, or at its end, it is painted where it stands, in a few pictures.
+  playing_ = false;
+  visit(9);
+  EXPECT_LE(asked, 4u);
+  ExpectAsIfDrawnWhole("halted");
+  playing_ = true;
+  for (uint64_t frame = 10; frame < 14; ++frame) visit(frame);
+  EXPECT_LE(asked, 8u);
+  ExpectAsIfDrawnWhole("at its end");
+}
+
 TEST_F(KeptPictureTest, GroupsThatMoveTakeNobodysShadow) {
   std::string groups;
   for (int i = 0; i < 70; ++i) {

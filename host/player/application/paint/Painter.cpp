@@ -93,11 +93,13 @@ bool Painter::TouchWhatIsLate() {
     if (element != nullptr) stage_.TouchPicture(*element);
     any = any || element != nullptr;
   }
+  return any;
+}
+
+bool Painter::TouchWhatIsBesideItsPlace() {
   // Whether it goes on moving or has come to rest is known at the next picture.
-  if (effects_.HasBesideItsPlace(drawn_)) {
-    stage_.TouchDrawing();
-    any = true;
-  }
+  const bool any = effects_.HasBesideItsPlace(drawn_);
+  if (any) stage_.TouchDrawing();
   return any;
 }
 

@@ -64,6 +64,9 @@ class Painter {
   ElementCosts& Costs() { return costs_; }
   /// What the last picture had no time for. True: the stage is to be drawn again soon.
   bool TouchWhatIsLate();
+  /// What was moved by whole pixels for a place between them. True: the stage is to be drawn again with
+  /// the next frame, or soon when there is none.
+  bool TouchWhatIsBesideItsPlace();
 
  private:
   void PaintRegion(const DrawTarget& target, const StageFit& fit, const DisplayList& list,

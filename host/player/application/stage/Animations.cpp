@@ -127,9 +127,14 @@ void Animations::SetProgress(Element& element, const Animation& animation, doubl
     if (property.number != nullptr) {
       const double value = track.fromNumber + (track.target.number - track.fromNumber) * eased;
       // `back` may lead out of what a property allows.
-      element.*property.number = std::clamp(value, property.lowest, property.highest);
+      const double allowed = std::clamp(value, property.lowest, property.highest);
+      // A moment that is asked for twice moves nothing.
+      if (element.*property.number == allowed) continue;
+      element.*property.number = allowed;
     } else {
-      element.*property.colour = Mixed(track.fromColour, track.target.colour, eased);
+      const auto mixed = Mixed(track.fromColour, track.target.colour, eased);
+      if (element.*property.colour == mixed) continue;
+      element.*property.colour = mixed;
     }
     stage_.Touch(element, property);
   }
