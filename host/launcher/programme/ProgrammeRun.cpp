@@ -17,6 +17,8 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
 constexpr int64_t kLookMs = 2000;
+/// A content that does not draw for so long is not waited for by the others.
+constexpr int64_t kLayoutMs = 1000;
 
 template <typename Clock>
 int64_t Milliseconds() {
@@ -107,8 +109,9 @@ void ProgrammeRun::Run() {
     if (clock_.IsOver(now.wall)) session_.windows.RequestQuit();
     session_.turnAtMs = now.steadyMs;
     LookAtDocument(now.steadyMs);
-    LookAtScreen();
+    LookAtScreen(now.steadyMs);
     int64_t next = now.steadyMs + clock_.LongestSleepMs();
+    if (layout_ != nullptr) next = std::min(next, layoutUntilMs_);
     for (const Playing& playing : zones_) {
       next = std::min(next, playing.director->Advance(now));
       next = std::min(next, playing.stage->Poll(*playing.director, now));
@@ -116,11 +119,13 @@ void ProgrammeRun::Run() {
     session_.windows.Board().WaitUntil(StatusBoard::Clock::time_point(milliseconds(next)), [this] {
       return session_.windows.IsQuitting() || requests_.HasRequestsLocked() ||
              session_.screenChanges != screenChanges_ ||
+             (layout_ != nullptr && IsLaidOutLocked()) ||
              std::any_of(zones_.begin(), zones_.end(),
                          [](const Playing& playing) { return playing.stage->HasNewsLocked(); });
     });
   }
   session_.turnAtMs = -1;
+  layout_.reset();
   requests_.Close();
   session_.play.Set(nullptr);
   session_.OnLastWindow();
@@ -149,16 +154,30 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
   session_.Log(LogLevel::kWarning, "the changed programme is wrong, the old one goes on: " + error);
 }
 
-void ProgrammeRun::LookAtScreen() {
+bool ProgrammeRun::IsLaidOutLocked() const {
+  return std::all_of(zones_.begin(), zones_.end(),
+                     [](const Playing& playing) { return playing.stage->IsLaidOutLocked(); });
+}
+
+void ProgrammeRun::LookAtScreen(int64_t nowMs) {
+  if (layout_ != nullptr && (nowMs >= layoutUntilMs_ ||
+                             session_.windows.Board().Ask([this] { return IsLaidOutLocked(); }))) {
+    layout_.reset();
+  }
   const unsigned changes = session_.screenChanges;
   if (changes == screenChanges_) return;
   screenChanges_ = changes;
   const qx::plexion::Dims screen = session_.GetScreenDims();
   if (screen.width == screen_.width && screen.height == screen_.height) return;
   screen_ = screen;
-  // In one frame, as far as contents can draw at once.
-  const OneFrame frame(session_.display);
-  for (const Playing& playing : zones_) LayOut(playing);
+  // In one frame, or for a moment neighbours would overlap or leave a gap. Each content is resized and draws
+  // on its own thread, so the frame waits for the last of them.
+  if (layout_ == nullptr) layout_ = std::make_unique<OneFrame>(session_.display);
+  layoutUntilMs_ = nowMs + kLayoutMs;
+  for (const Playing& playing : zones_) {
+    LayOut(playing);
+    playing.stage->Relocate();
+  }
 }
 
 void ProgrammeRun::LayOut(const Playing& playing) {

@@ -52,7 +52,8 @@ class ProgrammeRun final : public PlayControl {
   void Print(const std::string& zone, const ZoneNews& news) const;
   void LookAtDocument(int64_t nowMs);
   /// Lays the zones out again when the screen has another size.
-  void LookAtScreen();
+  void LookAtScreen(int64_t nowMs);
+  bool IsLaidOutLocked() const;
   bool TakeDocument(const std::string& path, std::string& error);
   /// Has it done on the thread that plays.
   bool Ask(std::string& error, const std::function<bool()>& work);
@@ -76,6 +77,8 @@ class ProgrammeRun final : public PlayControl {
   RequestQueue requests_;
   int64_t lookAtMs_ = 0;
   std::string documentStamp_;
+  std::unique_ptr<OneFrame> layout_;  ///< no frame is presented before the zones are laid out anew
+  int64_t layoutUntilMs_ = 0;         ///< or it takes too long
 };
 
 }  // namespace plexion_host

@@ -231,6 +231,21 @@ void WindowStage::Step(ZoneDirector& director, Content& content, const ZoneTime&
   }
 }
 
+void WindowStage::Relocate() {
+  std::vector<uint64_t> numbers;
+  for (const Content& content : contents_) numbers.push_back(content.number);
+  for (const uint64_t number : numbers) {
+    if (Content* const content = Find(number)) Relocate(*content);
+  }
+}
+
+bool WindowStage::IsLaidOutLocked() const {
+  return std::all_of(contents_.begin(), contents_.end(), [](const Content& content) {
+    return !content.visible || content.phase != Phase::kShown ||
+           content.observer->HasResizedLocked();
+  });
+}
+
 void WindowStage::Relocate(Content& content) {
   const auto same = [](const qx::plexion::Rect& one, const qx::plexion::Rect& other) {
     return one.x == other.x && one.y == other.y && one.width == other.width &&
@@ -246,6 +261,7 @@ void WindowStage::Relocate(Content& content) {
   if (Find(number) == nullptr) return;
   content.place = rect_;
   const OneFrame frame(session_.display);
+  content.observer->AwaitResize();
   content.window->MoveTo({rect_.x, rect_.y});
   content.window->Resize({rect_.width, rect_.height}, true);
 }

@@ -65,6 +65,10 @@ class WindowStage final : public ZoneStage {
   /// Where the zone is, in pixels of the screen, and how contents fill it. What has its planes
   /// already is moved and resized there with the next Poll.
   void SetZone(const Zone& zone, const qx::plexion::Dims& screen, const Programme& programme);
+  /// Asks for that at once. Contents are resized between two of their frames, on threads of their own.
+  void Relocate();
+  /// Whether all that can be seen has drawn at the size that it was asked to have. Under the board's lock.
+  bool IsLaidOutLocked() const;
 
   /// Tells the director what happened to its contents, and moves transitions on.
   /// Returns  the steady time at which it wants to be called again, at the latest.

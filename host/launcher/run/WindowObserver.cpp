@@ -44,10 +44,24 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
                                                StageWindowStatus status,
                                                const qx::plexion::StageWindowStatusData* data) {
   if (status == qx::plexion::kInfoOutputPlaneUpdated) {
-    // Comes with every frame: only the first is news.
-    if (firstFrameMs_ != 0) return;
-    firstFrameMs_ = NowMs();
-    board_.Post([this] { drawn_ = true; });
+    // Comes with every frame: only the first is news, and the first of another size.
+    const bool resized = resize_ == Resize::kDone;
+    if (firstFrameMs_ != 0 && !resized) return;
+    if (firstFrameMs_ == 0) firstFrameMs_ = NowMs();
+    board_.Post([&] {
+      drawn_ = true;
+      if (resized) resize_ = Resize::kNone;
+    });
+    return;
+  }
+  if (status == qx::plexion::kInfoWindowResized) {
+    Resize asked = Resize::kAsked;
+    resize_.compare_exchange_strong(asked, Resize::kDone);
+    return;
+  }
+  if (status == qx::plexion::kInfoOutputPlaneResizeFailed ||
+      status == qx::plexion::kInfoRenderPlaneResizeFailed) {
+    board_.Post([this] { resize_ = Resize::kNone; });
     return;
   }
   if (status > qx::plexion::kErrorUnsupportedVersion) return;

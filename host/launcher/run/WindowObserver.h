@@ -66,6 +66,12 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
     return HasEndedLocked() || state_ >= qx::plexion::kStatusReadyToAnimate;
   }
   bool HasDrawnLocked() const { return HasEndedLocked() || drawn_; }
+  /// Whether nothing is left of AwaitResize.
+  bool HasResizedLocked() const { return HasEndedLocked() || resize_ == Resize::kNone; }
+
+  /// Before a resize is asked for: HasResizedLocked is false until the content has drawn at its new size,
+  /// or does not get it.
+  void AwaitResize() { resize_ = Resize::kAsked; }
 
   /// Waits for nothing. Milliseconds since its first picture; 0: there was none.
   int64_t GetShownMs() const;
@@ -75,8 +81,11 @@ class WindowObserver final : public qx::plexion::StageWindowNotifier {
   std::optional<Ending> GetEnding();
 
  private:
+  enum class Resize { kNone, kAsked, kDone };
+
   StatusBoard& board_;
   std::atomic<int64_t> firstFrameMs_{0};
+  std::atomic<Resize> resize_{Resize::kNone};
   // Under the board's lock, which the compiler cannot follow through its conditions.
   qx::plexion::StageWindowStatus state_ = qx::plexion::kStatusUnconfigured;
   bool drawn_ = false;

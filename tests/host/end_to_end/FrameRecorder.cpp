@@ -1,6 +1,6 @@
 // Writes a line for each presented frame to the file PLEXION_FRAME_LOG: its time in nanoseconds,
-// the pixel in the middle of the screen, a hash of all pixels, and the pixels an eighth of the screen
-// from its left and its right end. It takes the place of the pointer stream, or of the page.
+// the pixel in the middle of the screen, a hash of all pixels, the pixels an eighth of the screen
+// from its left and its right end, and the screen's size. It takes the place of the pointer stream, or of the page.
 #include <cstdio>
 #include <cstdlib>
 
@@ -43,8 +43,10 @@ class Recording final : public plexion_host::IFrameObserver {
       }
       for (uint32_t x = 0; x < frame.dims.width; ++x) hash = (hash ^ pixels[x]) * 1099511628211U;
     }
-    std::fprintf(log_, "%lld %08x %016llx %08x %08x\n", static_cast<long long>(frame.timeNs),
-                 middle, static_cast<unsigned long long>(hash), left, right);
+    std::fprintf(log_, "%lld %08x %016llx %08x %08x %ux%u\n", static_cast<long long>(frame.timeNs),
+                 middle, static_cast<unsigned long long>(hash), left, right, frame.dims.width,
+                 frame.dims.height);
+    std::fflush(log_);
   }
 
  private:

@@ -173,6 +173,40 @@ class Modes(Steered):
                                           (460, 150): blue, (890, 280): blue})
         self.end()
 
+    def test_all_zones_are_laid_out_in_one_frame(self):
+        zones = [{"name": f"zone{i}", "rect": [f"{i % 3 * 100 / 3}%", f"{i // 3 * 50}%", f"{100 / 3}%", "50%"],
+                  "playlist": "red" if i % 2 else "blue"} for i in range(6)]
+        for name in ("red", "blue"):
+            self.write(name + ".svg", '<svg xmlns="http://www.w3.org/2000/svg" width="90" height="90">'
+                       f'<rect width="90" height="90" fill="{name}"/></svg>')
+        # One content takes its time to draw at another size.
+        os.mkdir(self.path("slow"))
+        self.write("slow/application.xml", '<application width="90" height="90" rate="1"><scene id="main">'
+                   '<rectangle width="90" height="90" fill="#ff0000"/>' +
+                   '<rectangle x="20" y="20" width="50" height="50" fill="#ff0000" blur="6"/>' * 60 +
+                   '</scene></application>')
+        zones[1]["playlist"] = "slow"
+        self.write("day.json", json.dumps(
+            {"playlists": {"red": ["red.svg"], "blue": ["blue.svg"], "slow": ["slow"]}, "zones": zones}))
+        os.environ["PLEXION_FRAME_LOG"] = self.path("log")
+        self.addCleanup(os.environ.pop, "PLEXION_FRAME_LOG")
+        self.start("--programme", "day.json", "--look", "127.0.0.1:1",
+                   "--modulemap", "IHostLook:" + OPTIONS.recorder)
+        # Squares in the middle of 213x240 each.
+        self.wait_for_pixels((640, 480), {(106, 120): (0, 0, 255), (106, 360): (255, 0, 0),
+                                          (533, 120): (0, 0, 255), (533, 360): (255, 0, 0)})
+        self.window().resize(400, 200)
+        # 133x100 each: the squares reach from top to bottom.
+        self.wait_for_pixels((400, 200), {(66, 5): (0, 0, 255), (333, 105): (255, 0, 0),
+                                          (3, 50): (0, 0, 0), (396, 150): (0, 0, 0),
+                                          (140, 50): (0, 0, 0), (200, 5): (255, 0, 0)})
+        with open(self.path("log"), encoding="utf-8") as log:
+            frames = [line.split() for line in log if line.endswith("\n")]
+        self.end()
+        # Where the first zone was, and is not: the lower one is there now.
+        pictures = {frame[2] for frame in frames if frame[5] == "400x200" and frame[3] == "ffff0000"}
+        self.assertEqual(1, len(pictures), "some zones were laid out before others")
+
     def test_a_display_that_changes_in_the_middle_of_a_fade_ends_it(self):
         fade = {"content": "blue-long.mvx", "duration": "60s",
                 "transition": {"kind": "fade", "duration": "40s"}}
@@ -213,7 +247,7 @@ class Switches(Story):
         frames = []
         with open(self.path("log"), encoding="utf-8") as log:
             for line in log:
-                _, middle, _, left, right = line.split()
+                _, middle, _, left, right, _ = line.split()
                 frames.append(tuple(bytes.fromhex(pixel[2:]) for pixel in (left, middle, right)))
         self.check(frames)
 
