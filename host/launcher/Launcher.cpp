@@ -381,8 +381,17 @@ bool Launcher::ReadContents() {
   GiveVariables(line_.contentOptions, lines_);
   for (const WindowLine& line : lines_) {
     // The service has the last word, before the first content is opened.
-    if (opener_.Check(line)) continue;
-    return FailUsage("the service does not accept the options of '" + line.content + "'");
+    if (!opener_.Check(line)) {
+      return FailUsage("the service does not accept the options of '" + line.content + "'");
+    }
+    std::error_code fault;
+    const std::filesystem::path folder = line.content;
+    if (std::filesystem::is_directory(folder, fault) &&
+        !std::filesystem::exists(folder / "application.xml", fault)) {
+      session_.Log(LogLevel::kWarning,
+                   "'" + PrintableWord(line.content) +
+                       "' is a folder without an application.xml; --programme plays what is in it");
+    }
   }
   return true;
 }
@@ -619,9 +628,12 @@ bool Launcher::Fail(ExitCode code, const std::string& reason) {
 
 bool Launcher::FailUsage(const std::string& reason) {
   // First and last: what is above the usage has often left the screen, what is below a script's log.
-  // A log says it once.
-  if (!kernel_.GetConsole().HasLog()) session_.Error(reason);
-  kernel_.GetConsole().PrintPlain(ShortUsage());
+  // A log says a thing once, and the journal needs no usage.
+  Console& console = kernel_.GetConsole();
+  const bool journal = GoesToJournal(STDERR_FILENO);
+  if (!console.HasLog()) session_.Error(reason);
+  if (console.HasLog() && !journal) console.PrintPlain("plexion: " + PrintableWord(reason) + "\n");
+  if (!journal) console.PrintPlain(ShortUsage());
   return Fail(kExitUsage, reason);
 }
 

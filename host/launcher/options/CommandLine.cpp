@@ -221,7 +221,7 @@ class OptionTable {
         })
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     topic_ = "schedule";
-    Add("--start-at", "TIME", "Begin to play at HH:MM:SS[.mmm] or a Unix time",
+    Add("--start-at", "TIME", "Begin to play at HH:MM[:SS[.mmm]] of today or a Unix time; at once when it has passed",
         [&to](Text text) { return ReadStartTime(text, to.startAt); });
     AddText("--sound-output", "NAME",
             "The sound output by its name, auto or none; a wrong name lists what there is",
@@ -411,6 +411,13 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
   } catch (const CLI::ParseError& error) {
     line.kind = CommandLine::Kind::kWrong;
     line.error = error.what();
+    // The parser's own words for that count the values.
+    const CLI::Option* const option =
+        app.get_option_no_throw(line.error.substr(0, line.error.find(':')));
+    const bool missing = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
+    if (missing && option != nullptr && option->get_expected_min() > 0) {
+      line.error = option->get_name() + ": the value is missing; expected " + option->get_type_name();
+    }
     return line;
   }
   line.options = reading.options;

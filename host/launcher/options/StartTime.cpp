@@ -41,7 +41,7 @@ int64_t TakeFraction(std::string& text) {
 }  // namespace
 
 std::string ReadStartTime(const std::string& text, std::optional<StartTime>& startTime) {
-  const char* const expected = "a time HH:MM:SS[.mmm] or a Unix time in seconds";
+  const char* const expected = "a time HH:MM[:SS[.mmm]] or a Unix time in seconds";
   std::string rest = text;
   StartTime result;
   if (text.find(':') != std::string::npos) {
@@ -49,8 +49,10 @@ std::string ReadStartTime(const std::string& text, std::optional<StartTime>& sta
     const int64_t hours = TakeNumber(rest, 2);
     if (hours < 0 || hours > 23 || !TakeCharacter(rest, ':')) return expected;
     const int64_t minutes = TakeNumber(rest, 2);
-    if (minutes < 0 || minutes > 59 || !TakeCharacter(rest, ':')) return expected;
-    const int64_t seconds = TakeNumber(rest, 2);
+    if (minutes < 0 || minutes > 59) return expected;
+    const bool toTheMinute = rest.empty();
+    if (!toTheMinute && !TakeCharacter(rest, ':')) return expected;
+    const int64_t seconds = toTheMinute ? 0 : TakeNumber(rest, 2);
     if (seconds < 0 || seconds > 59) return expected;
     result.milliseconds = ((hours * 60 + minutes) * 60 + seconds) * kMsPerSecond;
   } else {

@@ -16,7 +16,7 @@ struct StartTime {
   int64_t milliseconds = 0;  ///< since local midnight, or since the Unix epoch
 };
 
-/// Reads "HH:MM:SS[.mmm]" or a Unix time in seconds ("1795473000", "1795473000.250").
+/// Reads "HH:MM[:SS[.mmm]]" or a Unix time in seconds ("1795473000", "1795473000.250").
 /// Returns  an empty text, or what was expected.
 std::string ReadStartTime(const std::string& text, std::optional<StartTime>& startTime);
 

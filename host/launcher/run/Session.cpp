@@ -133,8 +133,9 @@ bool Session::WaitForStartTime() {
   const auto now = std::chrono::system_clock::now();
   const auto start = Resolve(*options.startAt, now);
   if (start < now && !windows.IsQuitting()) {
-    Error(std::string("--start-at: that moment has passed") +
-          (options.startAt->timeOfDay ? " today" : "") + "; beginning at once");
+    Log(LogLevel::kWarning, std::string("--start-at: that moment has passed") +
+                                (options.startAt->timeOfDay ? " today" : "") +
+                                "; beginning at once");
   }
   return !windows.Board().WaitUntil(start, [this] { return windows.IsQuitting(); });
 }

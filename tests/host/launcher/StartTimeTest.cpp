@@ -34,6 +34,7 @@ constexpr int64_t kDay = 24 * 60 * 60;
 TEST_F(StartTimeTest, ATimeOfDayIsTodaysAlsoWhenItHasPassed) {
   EXPECT_EQ(kNoon + 1, Seconds("12:00:01", kNoon));
   EXPECT_EQ(kNoon, Seconds("12:00:00", kNoon));
+  EXPECT_EQ(kNoon + 60, Seconds("12:01", kNoon));
   EXPECT_EQ(kNoon - 5 * 3600, Seconds("07:00:00", kNoon)) << "after a power cut at noon";
   EXPECT_EQ(kNoon - kDay / 2, Seconds("0:00:00", kNoon));
 }
@@ -67,7 +68,7 @@ TEST_F(StartTimeTest, ReadsFractionsOfASecond) {
 
 TEST_F(StartTimeTest, RefusesWhatIsNoTime) {
   for (const char* const text :
-       {"", "noon", "24:00:00", "12:60:00", "12:00:60", "12:00", "12:00:00.", "12:00:00.1234",
+       {"", "noon", "24:00:00", "12:60:00", "12:00:60", "12:", "12:00:", "12:00:00.", "12:00:00.1234",
         "12:00:00x", "-5", "1.2.3", "123456789012", ":::", "1:2:3:4"}) {
     std::optional<StartTime> time;
     EXPECT_NE("", ReadStartTime(text, time)) << text;

@@ -191,8 +191,10 @@ bool OpenProgramme(const std::string& path, ICalendar& calendar, Programme& prog
                : ReadProgramme(text, fs::path(path).parent_path().string(), calendar, programme,
                                error);
   }
-  if (!good) error = path + ": " + error;
-  return good;
+  if (good) return true;
+  const bool isThere = fs::exists(path, fault);
+  error = path + ": " + error + (isThere ? "" : "; expected a document, a folder, or a list (.m3u)");
+  return false;
 }
 
 }  // namespace plexion_host
