@@ -211,7 +211,8 @@ class Modes(Steered):
         fade = {"content": "blue-long.mvx", "duration": "60s",
                 "transition": {"kind": "fade", "duration": "40s"}}
         self.write("day.json", json.dumps({
-            "playlists": {"all": [{"content": "red-long.mvx", "duration": "1s"}, fade]},
+            # An item without a duration: else the playlist would be entered where it would be by now.
+            "playlists": {"all": ["red.mvx", fade]},
             "zones": [{"name": "main", "playlist": "all", "fit": "stretch"}]}))
         self.start("--programme", "day.json")
         while True:
