@@ -7,6 +7,7 @@
 #include "host/launcher/commands/PlayStatus.h"
 #include "host/launcher/commands/WindowCommands.h"
 #include "host/launcher/control/PlayText.h"
+#include "host/launcher/programme/time/LocalTime.h"
 
 namespace plexion_host {
 namespace {
@@ -120,6 +121,9 @@ bool Programme(CommandContext& context, const Arguments& arguments, std::string&
   if (!verb.empty() && verb != "day") {
     return context.Misuse(
         error, "'" + verb + "' is no word of it; expected day [YYYY-MM-DD], reload or load FILE");
+  }
+  if (!word.empty() && !ReadDate(word)) {
+    return context.Misuse(error, "'" + PrintableWord(word) + "' is no date; expected YYYY-MM-DD");
   }
   PlannedDay day;
   if (!OnPlay(context, error,

@@ -221,8 +221,10 @@ class OptionTable {
         })
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     topic_ = "schedule";
-    Add("--start-at", "TIME", "Begin to play at HH:MM[:SS[.mmm]] of today or a Unix time; at once when it has passed",
+    Add("--start-at", "TIME",
+        "Begin to play at HH:MM[:SS[.mmm]] of today or a Unix time; at once when it has passed",
         [&to](Text text) { return ReadStartTime(text, to.startAt); });
+    topic_ = "playing";
     AddText("--sound-output", "NAME",
             "The sound output by its name, auto or none; a wrong name lists what there is",
             to.soundOutput);
@@ -416,7 +418,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
         app.get_option_no_throw(line.error.substr(0, line.error.find(':')));
     const bool missing = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
     if (missing && option != nullptr && option->get_expected_min() > 0) {
-      line.error = option->get_name() + ": the value is missing; expected " + option->get_type_name();
+      line.error =
+          option->get_name() + ": the value is missing; expected " + option->get_type_name();
     }
     return line;
   }

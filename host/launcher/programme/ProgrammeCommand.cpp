@@ -41,12 +41,42 @@ Moment Now() {
       .count();
 }
 
+/// Zones in which nothing is ever on, or not always. Returns  how many there are of the first kind.
+size_t CheckZones(const Programme& programme, Console& console) {
+  size_t empty = 0;
+  for (const Zone& zone : programme.zones) {
+    if (!zone.playlist.empty() || !programme.fallback.empty()) continue;
+    const bool first = &zone == &programme.zones.front();
+    const bool scheduled =
+        std::any_of(programme.schedule.begin(), programme.schedule.end(), [&](const Entry& entry) {
+          return entry.zone == zone.name || (entry.zone.empty() && first);
+        });
+    empty += scheduled ? 0U : 1U;
+    console.Print("zone " + PrintableWord(zone.name) +
+                  (scheduled
+                       ? ": nothing is on when no entry of the schedule counts; a \"playlist\" "
+                         "of the zone or a \"fallback\" would be\n"
+                       : ": nothing is ever on; expected a \"playlist\" of the zone, an entry "
+                         "of the schedule, or a \"fallback\"\n"));
+  }
+  return empty;
+}
+
 /// Contents that are named and are not there; addresses are not asked.
 int Check(const Programme& programme, Console& console) {
   size_t count = 0;
-  size_t missing = 0;
+  size_t missing = CheckZones(programme, console);
   for (const Playlist& playlist : programme.playlists) {
-    for (const Item& item : FlatItems(programme, playlist.name)) {
+    const std::vector<Item> items = FlatItems(programme, playlist.name);
+    if (items.empty()) {
+      ++missing;
+      console.Print("playlist " + PrintableWord(playlist.name) + ": there is nothing " +
+                    (playlist.folder.empty()
+                         ? "in it"
+                         : "to play in the folder '" + PrintableWord(playlist.folder) + "'") +
+                    "\n");
+    }
+    for (const Item& item : items) {
       ++count;
       std::error_code fault;
       const bool address = item.content.find("://") != std::string::npos;

@@ -2,6 +2,7 @@
 #include "host/launcher/programme/WindowStage.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -25,6 +26,12 @@ namespace fs = std::filesystem;
 /// A content without pictures (sound alone) never draws; it is not waited for longer than this.
 constexpr int64_t kFirstPictureMs = 1000;
 constexpr int64_t kFrameMs = 16;
+/// Which of many displays it is, where the programme does not say.
+std::string HostName() {
+  char name[256] = {};
+  return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
 /// Numbers of plain pictures, beyond those that a director gives.
 constexpr uint64_t kReasonNumbers = uint64_t{1} << 62;
 
@@ -91,7 +98,7 @@ void WindowStage::SetZone(const Zone& zone, const qx::plexion::Dims& screen,
            static_cast<uint32_t>(std::max(right - left, 1)),
            static_cast<uint32_t>(std::max(bottom - top, 1))};
   defaultDurationMs_ = programme.defaultDurationMs;
-  displayName_ = programme.name;
+  displayName_ = programme.name.empty() ? HostName() : programme.name;
   showReason_ = programme.showReason;
   ground_ = programme.background;
 }

@@ -209,8 +209,9 @@ void ZoneDirector::FallBack(const ZoneTime& now) {
     if (now.steadyMs - overAtMs < kLastPictureMs) return;
   }
   reasonShown_ = true;
-  reason_ = items_.empty() ? "there is nothing to play in \"" + playing_ + "\""
-                           : "none of its contents can be played";
+  reason_ = "none of its contents can be played";
+  if (items_.empty()) reason_ = "there is nothing to play in \"" + playing_ + "\"";
+  if (playing_.empty()) reason_ = "no playlist is on at this time";
   stage_.ShowReason(reason_);
   if (news_) news_({ZoneNews::Kind::kNothing, "", reason_, playing_, 0});
 }

@@ -88,7 +88,7 @@ PLAYS = [
     Effect("locale", "--locale C.UTF-8", says=["Desired locale: C.UTF-8", "Locale set to: C.UTF-8"]),
     Effect("morvelVars", "--morvelvars loop=2x", 1, r'variable loop is "2x"; expected a number'),
     Effect("mouseStream", "--mousestream 127.0.0.1:0", says=r"Pointer stream at 127\.0\.0\.1:\d+"),
-    Effect("startAt", "--start-at 25:00:00", 2, "--start-at: '25:00:00' is not a time HH:MM[:SS"),
+    Effect("startAt", "--start-at 25:00:00", 2, "--start-at: '25:00:00' is not a time HH:MM"),
 ]
 
 SCRIPT = """

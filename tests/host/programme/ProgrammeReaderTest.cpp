@@ -68,7 +68,15 @@ TEST(ProgrammeReaderTest, SaysLinePathAndExpectation) {
     const char* expected;
   } cases[] = {
       {"", "the document ends here"},
-      {"{\n\"name\": ]}", "line 2: "},
+      {"{\n\"name\": ]}", "line 2, name: "},
+      {"{\"playlists\":{\"a\":[\"x\",\n\"y\",\n]}}",
+       "line 3, playlists.a[2]: ']' is not JSON; expected "},
+      {"{\"playlists\":{\"a\":[{\"content\":\"x\",\n\"transition\":{\"kind\":\"wipe\","
+       "\"duration\":\"61s\"}}]}}",
+       "line 2, playlists.a[0].transition.duration: it is too long for a transition; expected at "
+       "most"},
+      {"{\"playlists\":{\"a\":[]},\"zones\":[{\"name\":\"z\",\n\"playlist\":\"b\"}]}",
+       "line 2, zones[0].playlist: there is no playlist \"b\"; expected a"},
       {"{\"playlists\":{\"a\":[\"x.png\"", "the document ends here, and is not complete"},
       {"{\"playlists\":{\"a\":[]},\"screen\":{\"background\":\"blue\"}}",
        "screen.background: \"blue\" is no colour; expected one like"},
@@ -109,6 +117,18 @@ TEST(ProgrammeReaderTest, SaysLinePathAndExpectation) {
     EXPECT_NE(std::string::npos, error.find(expected)) << text << "\n" << error;
     EXPECT_EQ("kept", programme.name) << "a wrong document changes nothing";
   }
+}
+
+TEST(ProgrammeReaderTest, WhoSaysNeitherWhereNorWhenMeansTheFirstList) {
+  Programme programme;
+  std::string error;
+  ASSERT_TRUE(
+      ReadProgramme(R"({"playlists":{"b":["x"],"a":["y"]}})", "", calendar, programme, error));
+  EXPECT_EQ("b", programme.zones[0].playlist);
+  ASSERT_TRUE(
+      ReadProgramme(R"({"playlists":{"b":["x"]},"schedule":[{"playlist":"b","to":"07:00"}]})", "",
+                    calendar, programme, error));
+  EXPECT_EQ("", programme.zones[0].playlist) << "a schedule says when";
 }
 
 TEST(ProgrammeReaderTest, ReadsDurations) {

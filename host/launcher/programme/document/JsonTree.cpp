@@ -79,12 +79,22 @@ class Builder {
     open_.back().name = name;
     return true;
   }
-  bool parse_error(size_t position, const std::string& token, const Library::exception&) {
-    // The token may hold all of a text that does not end.
+  bool parse_error(size_t position, const std::string& token, const Library::exception& fault) {
+    if (position >= size_ || token.empty() || token == "<uninitialized>") {
+      return Refuse("the document ends here, and is not complete");
+    }
+    // The token may hold all of a text that does not end, and so may the library's words.
     constexpr size_t kShown = 40;
-    return Refuse(position >= size_ || token.empty() || token == "<uninitialized>"
-                      ? "the document ends here, and is not complete"
-                      : "'" + token.substr(0, kShown) + "' is not JSON");
+    constexpr size_t kMostWords = 160;
+    const std::string words = fault.what();
+    const size_t expected = words.rfind("; expected ");
+    const bool said = expected != std::string::npos && words.size() - expected < kMostWords;
+    // It says line ends by their names.
+    const std::string lineEnd = "<U+000A>";
+    const size_t end = token.rfind(lineEnd);
+    const std::string last = end == std::string::npos ? token : token.substr(end + lineEnd.size());
+    return Refuse("'" + last.substr(last.size() - std::min(last.size(), kShown)) + "' is not JSON" +
+                  (said ? words.substr(expected) : ""));
   }
 
   size_t* Line() { return &line_; }
@@ -98,8 +108,22 @@ class Builder {
   };
 
   bool Refuse(const std::string& what) {
-    if (error_.empty()) error_ = "line " + std::to_string(line_) + ": " + what;
+    if (!error_.empty()) return false;
+    const std::string path = Path();
+    error_ = "line " + std::to_string(line_) + (path.empty() ? "" : ", ") + path + ": " + what;
     return false;
+  }
+  /// Of what is being read: "playlists.coffee[2]".
+  std::string Path() const {
+    std::string path;
+    for (const List& list : open_) {
+      if (list.node.kind == JsonNode::Kind::kArray) {
+        path += "[" + std::to_string(list.node.elements.size()) + "]";
+      } else if (!list.name.empty()) {
+        path += (path.empty() ? "" : ".") + list.name;
+      }
+    }
+    return path;
   }
   bool Number(double value) {
     JsonNode node;

@@ -193,7 +193,8 @@ bool OpenProgramme(const std::string& path, ICalendar& calendar, Programme& prog
   }
   if (good) return true;
   const bool isThere = fs::exists(path, fault);
-  error = path + ": " + error + (isThere ? "" : "; expected a document, a folder, or a list (.m3u)");
+  error =
+      path + ": " + error + (isThere ? "" : "; expected a document, a folder, or a list (.m3u)");
   return false;
 }
 

@@ -52,6 +52,9 @@ class Reader {
     if (programme_.zones.empty()) {
       Zone zone;
       zone.name = "main";
+      // Who says neither where nor when means the list that is there.
+      const bool plain = programme_.schedule.empty() && !programme_.playlists.empty();
+      if (plain) zone.playlist = programme_.playlists.front().name;
       programme_.zones.push_back(std::move(zone));
     }
     // What is said of all counts in each zone.
@@ -216,7 +219,11 @@ class Reader {
     if (kind) transition.kind = static_cast<Transition::Kind>(*kind + 1);
     if (transition.kind != Transition::Kind::kCut) transition.durationMs = Transition::kUsualMs;
     if (const auto ms = inner.Duration("duration", 0)) {
-      transition.durationMs = std::min(*ms, Transition::kLongestMs);
+      transition.durationMs = *ms;
+      if (*ms > Transition::kLongestMs) {
+        inner.Fail(*whole.Find("duration"), inner.PathOf("duration"),
+                   "it is too long for a transition; expected at most a minute");
+      }
     }
     if (const auto direction = inner.Word("direction", {"left", "right", "up", "down"})) {
       transition.direction = static_cast<Transition::Direction>(*direction);
@@ -380,11 +387,14 @@ class Reader {
       return "there is no playlist \"" + name + "\"; expected " + Join(names);
     };
     JsonNode at = root;
-    if (!known(programme_.fallback)) fields.Fail(root, "fallback", missing(programme_.fallback));
+    if (!known(programme_.fallback)) {
+      fields.Fail(*root.Find("fallback"), "fallback", missing(programme_.fallback));
+    }
     for (size_t i = 0; i < programme_.zones.size(); ++i) {
       const std::string& name = programme_.zones[i].playlist;
-      if (!known(name))
-        fields.Fail(root, FieldReader::Element("zones", i) + ".playlist", missing(name));
+      if (known(name)) continue;
+      fields.Fail(*root.Find("zones")->elements[i].Find("playlist"),
+                  FieldReader::Element("zones", i) + ".playlist", missing(name));
     }
     for (size_t i = 0; i < programme_.schedule.size(); ++i) {
       const Entry& entry = programme_.schedule[i];
@@ -405,7 +415,8 @@ class Reader {
       }
       std::set<std::string_view> above;
       if (const char* const wrong = Measure(playlist, index, above, measured)) {
-        fields.Fail(root, "playlists." + playlist.name, wrong);
+        fields.Fail(*root.Find("playlists")->Find(playlist.name), "playlists." + playlist.name,
+                    wrong);
         return;
       }
     }
