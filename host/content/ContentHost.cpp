@@ -33,10 +33,12 @@ ContentHost::ContentHost(int socket, player::remote::CallPage& page)
       counted_(std::chrono::steady_clock::now()) {}
 
 void ContentHost::Send(const player::remote::Record& event) {
+  // Before it can be heard: an answer that counts fewer than were heard, while another thread sends,
+  // would hide one that was not.
+  ++sent_;
   // Waits for room: a launcher that does not come to read is not to be told more.
   while (send(socket_, &event, sizeof event, MSG_NOSIGNAL) < 0 && errno == EINTR) {
   }
-  ++sent_;
 }
 
 bool ContentHost::Cancelled() {
