@@ -3,6 +3,7 @@
 #include "host/content/ContentServer.h"
 
 #include <errno.h>
+#include <malloc.h>
 #include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -121,6 +122,11 @@ bool ContentServer::TakeOrder(const Record& order, int descriptor) {
       if (engine_ != nullptr) engine_->SetVolume(volume);
       return true;
     }
+    case Kind::kSaveMemory:
+      if (engine_ != nullptr) engine_->SaveMemory();
+      // What was given back is to be the machine's, not this process's.
+      malloc_trim(0);
+      return true;
     case Kind::kPlane: {
       PlaneMemory plane;
       if (ReadPlane(order, plane, fault_)) return memory_.Map(plane, descriptor);
@@ -158,6 +164,7 @@ void ContentServer::Answer(const Record& order) {
   }
   answer.serial = order.serial;
   answer.events = host_.Sent();
+  page_.countedKibibytes = static_cast<uint32_t>(host_.Memory()->GetBytesUsed() / 1024);
   CopyRecord(answer, page_.answer);
   const uint64_t one = 1;
   const ssize_t written = write(kAnswerBellDescriptor, &one, sizeof one);

@@ -4,6 +4,7 @@
 #include <stdint.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -162,6 +163,13 @@ class Engine {
     fault = "it has no positions to go to";
     return false;
   }
+
+  /// Memory is scarce: what is kept only to be faster goes, and less of it is kept from now on. May come
+  /// again. Nothing that is seen changes.
+  virtual void SaveMemory() {}
+  /// Bytes that the content has from EngineHost::Memory, where these are not counted by the window's
+  /// watchdog itself.
+  virtual std::optional<uint64_t> BytesElsewhere() const { return std::nullopt; }
 
   /// What an author should know of a content that plays: files that nobody names, scenes that are
   /// never shown. After Load, for `plexion check`; may take its time.

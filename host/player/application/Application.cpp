@@ -145,6 +145,12 @@ void Application::OnInput(const InputEvent& event) {
   if (inputs_.size() < kMostInputs) inputs_.push_back(event);
 }
 
+void Application::SaveMemory() {
+  texts_.SaveMemory();
+  painter_.SaveMemory();
+  embedded_.SaveMemory();
+}
+
 StepResult Application::Advance(const FrameStep& step) {
   PLEXION_CHECK(script_ != nullptr, "an application is loaded before it plays");
   now_ = static_cast<double>(step.position) / frameRate_;

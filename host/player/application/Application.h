@@ -77,6 +77,7 @@ class Application {
   /// A factor for all that is embedded, on top of what its elements say.
   void SetVolume(double factor) { embedded_.SetVolume(factor); }
   void SetProxy(const ProxySettings& proxy) { data_.SetProxy(proxy); }
+  void SaveMemory();
   StepResult Advance(const FrameStep& step);
   /// `problem` is drawn on top, for its author; empty: there is none.
   DrawResult Draw(const DrawTarget& target, const std::string& problem);

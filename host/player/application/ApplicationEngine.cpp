@@ -83,6 +83,11 @@ class ApplicationEngine final : public Engine {
     return application_->Draw(wanted, problem_);
   }
 
+  void SaveMemory() override {
+    savesMemory_ = true;
+    application_->SaveMemory();
+  }
+
  private:
   void WatchSources() {
     if (!watchFiles_) return;
@@ -138,6 +143,7 @@ class ApplicationEngine final : public Engine {
   void Replace(std::unique_ptr<Application> next) {
     next->SetVolume(volume_);
     if (proxy_.has_value()) next->SetProxy(*proxy_);
+    if (savesMemory_) next->SaveMemory();
     application_ = std::move(next);
   }
 
@@ -156,6 +162,7 @@ class ApplicationEngine final : public Engine {
   uint64_t retryAt_ = kNoFrame;  ///< position of the next attempt
   double retrySeconds_ = kRetrySeconds;
   std::unique_ptr<FileWatch> watch_;
+  bool savesMemory_ = false;
   bool isNew_ = false;  ///< nothing of it was drawn yet
 };
 

@@ -16,6 +16,10 @@ namespace {
 constexpr IQXKernel::Time kNanosecondsPerMillisecond = 1000000;
 /// A sample period of 0 would keep the thread awake for nothing but samples.
 constexpr IQXKernel::Time kShortestSample = 10 * kNanosecondsPerMillisecond;
+/// Between two looks at what the window uses.
+constexpr IQXKernel::Time kMemoryPeriod = 250 * kNanosecondsPerMillisecond;
+/// Less than that is not worth losing what is kept a second time.
+constexpr uint64_t kGrownAgain = 1024 * 1024;
 
 /// The plane's pixels for as long as they are drawn into.
 class LockedPixels {
@@ -106,12 +110,14 @@ bool PlayerInstance::HasPlane() {
 void PlayerInstance::DrawFrame() {
   DrawResult result;
   bool newPlane = false;
+  bool locked = true;
   const Time began = clock_.Now();
   {
     const MutexLock planeLock(planeMutex_);
     if (plane_ == nullptr || (!pictureChanged_ && !drawEverything_)) return;
     LockedPixels pixels(plane_);
-    if (pixels.Get() == nullptr) {
+    locked = pixels.Get() != nullptr;
+    if (!locked) {
       result.failure = "the render plane's pixels cannot be had";
     } else {
       // Size and pitch are those of the locked pixels: a resize may have come just before.
@@ -130,7 +136,9 @@ void PlayerInstance::DrawFrame() {
     }
     pictureChanged_ = false;
   }
-  if (newPlane) WatchGraphicsMemory();
+  // An engine may leave the moment to the drawing of it, which did not come.
+  if (!locked) AdvanceTo(pacer_.Position());
+  WatchMemory(newPlane);
   if (!result.failure.empty()) {
     Announce(qx::plexion::kInfoContentRenderFailure,
              (content_.name + ": " + result.failure).c_str());
@@ -146,21 +154,30 @@ void PlayerInstance::DrawFrame() {
   notifier_->OnMorvelInstanceNotification(qx::plexion::kInfoRenderPlaneUpdated, &data);
 }
 
-void PlayerInstance::WatchGraphicsMemory() {
-  const unsigned threshold = settings_.graphicsMemThresholdMegabytes;
-  if (window_ == nullptr || threshold == 0) return;
+void PlayerInstance::WatchMemory(bool newPlane) {
+  const Time now = clock_.Now();
+  if (window_ == nullptr || (!newPlane && now < nextMemoryLook_)) return;
+  nextMemoryLook_ = now + kMemoryPeriod;
   unsigned long long used = 0;
   unsigned long long limit = 0;
   unsigned long long graphics = 0;
   window_->GetMemoryInfo(used, limit, graphics);
-  const bool over = graphics > uint64_t{threshold} * 1024 * 1024;
+  const unsigned megabytes = settings_.graphicsMemThresholdMegabytes;
+  const uint64_t threshold = megabytes == 0 ? UINT64_MAX : uint64_t{megabytes} * 1024 * 1024;
+  const bool over = graphics > threshold;
   if (over && !overThreshold_) {
     IQXKernel::GetKernel()->Printf(
         "YELLOW ALERT: %s uses %llu bytes of graphics memory; the threshold is %u MB "
         "(--graphicsmemthreshold)\n",
-        content_.name.c_str(), graphics, threshold);
+        content_.name.c_str(), graphics, megabytes);
   }
   overThreshold_ = over;
+  // What is kept to be faster goes before the limit ends the window.
+  const uint64_t content = engine_->BytesElsewhere().value_or(used);
+  const bool scarce = graphics + content > threshold || (limit > 0 && used > limit / 4 * 3);
+  if (!scarce || content <= savedAt_ + kGrownAgain) return;
+  savedAt_ = content;
+  engine_->SaveMemory();
 }
 
 void PlayerInstance::StartPlayingWhenPossible() {

@@ -148,7 +148,7 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   void AdvanceTo(uint64_t position);
   bool HasPlane();
   void DrawFrame();
-  void WatchGraphicsMemory();
+  void WatchMemory(bool newPlane);
   void StartPlayingWhenPossible();
   void StopPlaying();
   Time SamplePeriod() const;
@@ -202,6 +202,8 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   bool pictureChanged_ = false;
   Time nextSample_ = IQXKernel::kInfinite;
   bool overThreshold_ = false;  // of graphics memory
+  Time nextMemoryLook_ = 0;
+  uint64_t savedAt_ = 0;  // bytes of the content when it was last asked to save memory
   unsigned reportedPercent_ = 0;
   bool progressReported_ = false;
 };

@@ -116,6 +116,11 @@ class LottieEngine final : public Engine {
     return result;
   }
 
+  void SaveMemory() override {
+    painter_.SaveMemory();
+    backdrop_.SaveMemory();
+  }
+
  private:
   bool LoadMovie(const ContentAddress& content, EngineError& error) {
     const auto cancelled = [this] { return host_.Cancelled(); };

@@ -218,6 +218,11 @@ DrawResult MediaEngine::Draw(const DrawTarget& target) {
   return result;
 }
 
+void MediaEngine::SaveMemory() {
+  // Of video there is only what its decoder needs.
+  if (picture_ != nullptr) picture_->SaveMemory();
+}
+
 void MediaEngine::CountLateness() {
   const GstClockTime now = pipeline_->RunningTime();
   const GstBuffer* buffer = painter_.Frame();

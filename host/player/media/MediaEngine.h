@@ -37,6 +37,7 @@ class MediaEngine final : public Engine {
   bool Seek(double seconds, bool relative, std::string& fault) override;
   StepResult Advance(const FrameStep& step) override;
   DrawResult Draw(const DrawTarget& target) override;
+  void SaveMemory() override;
 
  private:
   enum class Kind { kNone, kMoving, kStill, kSound };

@@ -112,7 +112,7 @@ DrawResult PictureEngine::Draw(const DrawTarget& target) {
                                  compositor_.IsOpaque()};
   DrawResult result = painter_.Draw(picture, stage_, target);
   compositor_.Release();
-  if (!IsMoving()) painter_.Forget();
+  if (!IsMoving() || savesMemory_) painter_.Forget();
   return result;
 }
 
@@ -129,6 +129,11 @@ DrawResult PictureEngine::DrawDirect(const DrawTarget& target) {
 void PictureEngine::Retry() {
   pictureNew_ = true;
   host_.RequestFrame();
+}
+
+void PictureEngine::SaveMemory() {
+  savesMemory_ = true;
+  painter_.Forget();
 }
 
 void PictureEngine::ReportDamage() {

@@ -30,6 +30,7 @@ class PictureEngine final : public Engine {
   bool Seek(double seconds, bool relative, std::string& fault) override;
   StepResult Advance(const FrameStep& step) override;
   DrawResult Draw(const DrawTarget& target) override;
+  void SaveMemory() override;
 
  private:
   bool IsMoving() const { return compositor_.Facts().frames.size() > 1; }
@@ -49,6 +50,7 @@ class PictureEngine final : public Engine {
   qx::plexion::Dims stage_ = {0, 0};
   bool pictureNew_ = false;
   bool damageTold_ = false;
+  bool savesMemory_ = false;
   uint64_t framesLeftOut_ = 0;
 };
 

@@ -81,6 +81,9 @@ class ContentProcess {
   /// Moves on while the process loads content.
   uint32_t LifeSigns() const { return page_->alive; }
 
+  /// What it says that its content has of counted memory.
+  uint64_t CountedBytes() const { return uint64_t{page_->countedKibibytes} * 1024; }
+
   void Kill();
   /// Collects the process without waiting. Returns  false as long as it is there.
   bool TakeEnd(siginfo_t& end);

@@ -28,6 +28,9 @@ struct CallPage {
   Record answer;
   std::atomic<uint32_t> cancelled{0};  ///< by the player: not 0 once the content is to end
   std::atomic<uint32_t> alive{0};      ///< by the process: moves on while a load does
+  /// By the process: what its content has of counted memory. Whoever lies keeps more, or less, for
+  /// itself: what the process uses in truth is counted by the launcher.
+  std::atomic<uint32_t> countedKibibytes{0};
 };
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "a lock would be in another's hands");
 

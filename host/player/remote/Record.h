@@ -25,6 +25,7 @@ enum class Kind : uint32_t {
   kPlaying,   ///< words[0]: 0 or 1
   kVolume,    ///< words[0]: the bits of a double from 0 to 1
   kPlane,  ///< with the memory's descriptor; words: width, height, pitch in bytes, memory's bytes
+  kSaveMemory,  ///< see Engine::SaveMemory
   // Orders with an answer, by way of the page.
   kProtect = 32,  ///< words: ContentKind, may use the network, bytes of memory
   kLoad,

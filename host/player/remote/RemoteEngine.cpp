@@ -131,6 +131,14 @@ void RemoteEngine::SetVolume(double factor) {
   SendOrGiveUp(taken_.process->Send(VolumeRecord(std::clamp(factor, 0.0, 1.0))));
 }
 
+void RemoteEngine::SaveMemory() {
+  SendOrGiveUp(taken_.process->Send(MakeRecord(Kind::kSaveMemory)));
+}
+
+std::optional<uint64_t> RemoteEngine::BytesElsewhere() const {
+  return taken_.process->CountedBytes();
+}
+
 bool RemoteEngine::Seek(double seconds, bool relative, std::string& fault) {
   Record answer;
   std::string lie;

@@ -54,6 +54,8 @@ class RemoteEngine final : public Engine, private ProcessListener {
   void OnProxy(const ProxySettings& proxy) override;
   void SetVolume(double factor) override;
   bool Seek(double seconds, bool relative, std::string& fault) override;
+  void SaveMemory() override;
+  std::optional<uint64_t> BytesElsewhere() const override;
   StepResult Advance(const FrameStep& step) override;
   DrawResult Draw(const DrawTarget& target) override;
 

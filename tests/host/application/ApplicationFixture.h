@@ -25,7 +25,7 @@ using namespace qx::plexion;  // the statuses, mostly
 /// Stands for the player: hears what an engine says.
 class RecordingHost final : public EngineHost {
  public:
-  MemoryWatchdog* Memory() override { return nullptr; }
+  MemoryWatchdog* Memory() override { return memory; }
   const PlayerSettings& Settings() override { return settings; }
   bool Cancelled() override { return ++looks > cancelAfter || cancelled; }
   void ReportProgress(unsigned percent) override { progress.push_back(percent); }
@@ -69,6 +69,7 @@ class RecordingHost final : public EngineHost {
   }
 
   PlayerSettings settings;
+  MemoryWatchdog* memory = nullptr;
   bool cancelled = false;
   std::atomic<uint64_t> looks{0};  ///< how often somebody asked whether to end
   uint64_t cancelAfter = UINT64_MAX;

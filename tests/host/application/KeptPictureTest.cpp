@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "tests/host/application/ApplicationFixture.h"
+#include "tests/host/player/PlainHost.h"
 
 namespace plexion_host::player::application {
 namespace {
@@ -59,6 +60,25 @@ TEST_F(KeptPictureTest, AGroupThatMovesLooksAsIfItWerePaintedAnew) {
     // Drawing it whole begins anew, so not each time: in between it is moved.
     if (frame % 5 == 4) ExpectAsIfDrawnWhole("frame " + std::to_string(frame));
   }
+}
+
+TEST_F(KeptPictureTest, WhatIsKeptIsGivenBackWhenMemoryIsToBeSaved) {
+  player::LimitedMemory memory(16u << 20);
+  host_.memory = &memory;
+  Show(
+      "<group id='belt'><rectangle x='2' y='4' width='12' height='12' fill='#ff0000'/>"
+      "<text x='20' y='2' size='14' font='DejaVu Sans'>goes by</text></group>"
+      "<rectangle x='40' y='20' width='9' height='9' fill='#00ff00' shadow='#0000ff'"
+      " shadowBlur='3'/>",
+      "on('frame', function() stage.find('belt').x = stage.find('belt').x - 1 end)");
+  uint64_t frame = 0;
+  while (frame < 12) Visit(frame++);
+  const unsigned long kept = memory.GetBytesUsed();
+  engine_->SaveMemory();
+  EXPECT_LT(memory.GetBytesUsed(), kept);
+  while (frame < 24) Visit(frame++);
+  ExpectAsIfDrawnWhole("drawn with less");
+  engine_.reset();
 }
 
 TEST_F(KeptPictureTest, AShadowMovesWithItsGroup) {

@@ -87,6 +87,22 @@ TEST_F(BackdropTest, GivesUpOnWhatNeverLasts) {
   EXPECT_LT(held, 30);
 }
 
+TEST_F(BackdropTest, HoldsNothingFromWhenMemoryIsToBeSaved) {
+  player::LimitedMemory memory(1u << 20);
+  Backdrop backdrop(&memory);
+  for (int frame = 0; frame < 60; ++frame) {
+    SetFrame(frame, 1);
+    if (frame == 30) {
+      EXPECT_EQ(3u, Draw(backdrop));
+      EXPECT_GT(memory.GetBytesUsed(), 0u);
+      backdrop.SaveMemory();
+      EXPECT_EQ(0u, memory.GetBytesUsed());
+    }
+    const size_t held = Draw(backdrop);
+    EXPECT_TRUE(frame < 30 || held == 0) << frame;
+  }
+}
+
 TEST_F(BackdropTest, LeavesScarceMemoryToOthers) {
   constexpr unsigned long kPlane = kWidth * kHeight * 4;
   player::LimitedMemory memory(kPlane * 6);

@@ -134,6 +134,23 @@ TEST_F(CoverCacheTest, ForgetsWhatIsNotSeenAnyMore) {
   }
 }
 
+TEST_F(CoverCacheTest, GivesBackWhatItKeepsWhenMemoryIsToBeSaved) {
+  player::LimitedMemory memory(64u << 20);
+  Painter painter(&memory);
+  for (int frame = 0; frame < 3; ++frame) Draw(painter, Frame(frame));
+  EXPECT_GT(painter.KeptBytes() + painter.PoolBytes(), 0u);
+  painter.SaveMemory();
+  EXPECT_EQ(0u, painter.KeptBytes() + painter.PoolBytes());
+  EXPECT_EQ(0u, memory.GetBytesUsed());
+  // What it keeps from now on is right, and group's pixels do not outlive the frame after their last.
+  for (int frame = 3; frame < 6; ++frame) {
+    EXPECT_LE(MostApart(Fresh(Frame(frame)), Draw(painter, Frame(frame))), 1) << frame;
+  }
+  EXPECT_GT(painter.KeptBytes(), 0u) << "a little is kept all the same";
+  for (int frame = 0; frame < 3; ++frame) Draw(painter, DisplayList());
+  EXPECT_EQ(0u, painter.PoolBytes());
+}
+
 TEST_F(CoverCacheTest, TakesNoScarceMemoryAndNeverMoreThanItsShare) {
   player::LimitedMemory memory(2u << 20);
   Painter painter(&memory);

@@ -185,6 +185,7 @@ struct EngineScript {
   std::vector<bool> playing;
   std::vector<ProxySettings> proxies;
   std::vector<bool> drawnEverything;
+  int savedMemory = 0;
   int live = 0;
 };
 
@@ -203,6 +204,7 @@ class ScriptedEngine final : public Engine {
   void SetPlaying(bool playing) override { script_.playing.push_back(playing); }
   void OnInput(const InputEvent& event) override { script_.inputs.push_back(event); }
   void OnProxy(const ProxySettings& proxy) override { script_.proxies.push_back(proxy); }
+  void SaveMemory() override { ++script_.savedMemory; }
   StepResult Advance(const FrameStep& step) override {
     script_.steps.push_back(step);
     frame_ = step.frame;
@@ -260,7 +262,7 @@ class PlayerFixture : public ::testing::Test {
   bool Configure() {
     parameters_.notifier = &window_;
     if (parameters_.contentUrl.IsEmpty()) parameters_.contentUrl.Assign("film.mvx");
-    player_ = std::make_unique<PlayerInstance>(nullptr, engines_, clock_);
+    player_ = std::make_unique<PlayerInstance>(stageWindow_, engines_, clock_);
     return player_->Configure(parameters_);
   }
   void Load() {
@@ -281,6 +283,7 @@ class PlayerFixture : public ::testing::Test {
   ScriptedEngines engines_;
   RecordingWindow window_;
   FakePlane plane_{64, 36};
+  StageWindow* stageWindow_ = nullptr;
   qx::core::morvellib::MorvelInstanceParameters parameters_;
   std::unique_ptr<PlayerInstance> player_;
 };

@@ -4,6 +4,7 @@
 #include <future>
 
 #include "qx/plexion/StageWindowParameters.h"
+#include "tests/host/FakeStageWindow.h"
 #include "tests/host/player/PlayerFixture.h"
 
 namespace plexion_host::player {
@@ -100,6 +101,57 @@ TEST_F(PlayerInstanceTest, TellsThatAPlaneWithoutPixelsShowsNothing) {
   EXPECT_EQ(0u, window_.Count(kInfoRenderPlaneUpdated));
   ASSERT_LT(0u, window_.Count(kInfoContentRenderFailure));
   EXPECT_THAT(window_.Events(kInfoContentRenderFailure)[0].message, HasSubstr("film.mvx"));
+}
+
+/// Counts as a test says.
+class CountingWindow final : public FakeStageWindow {
+ public:
+  void GetMemoryInfo(unsigned long long& used, unsigned long long& limit,
+                     unsigned long long& graphics) override {
+    used = usedBytes;
+    limit = limitBytes;
+    graphics = graphicsBytes;
+  }
+  unsigned long long usedBytes = 0;
+  unsigned long long limitBytes = 0;
+};
+
+TEST_F(PlayerInstanceTest, ContentSavesMemoryBeyondTheThresholdAndBeforeTheLimit) {
+  constexpr unsigned long long kMiB = 1024 * 1024;
+  CountingWindow window;
+  stageWindow_ = &window;
+  Script().facts.frameCount = 200;  // 20 s
+  parameters_.graphicsMemThresholdMegabytes = 30;
+  window.graphicsBytes = 8 * kMiB;
+  window.usedBytes = 20 * kMiB;
+  LoadAndPlay();
+  const auto saved = [this] {
+    clock_.RunFor(1000 * kMs);
+    return Script().savedMemory;
+  };
+  EXPECT_EQ(0, saved()) << "below both";
+  window.usedBytes = 23 * kMiB;
+  EXPECT_EQ(1, saved()) << "planes and content together";
+  EXPECT_EQ(1, saved()) << "once is enough";
+  window.usedBytes = 25 * kMiB;
+  EXPECT_EQ(2, saved()) << "it has grown again";
+  window.graphicsBytes = 0;
+  window.usedBytes = 28 * kMiB;
+  EXPECT_EQ(2, saved());
+  window.limitBytes = 32 * kMiB;
+  EXPECT_EQ(3, saved()) << "there is a limit, and it is near";
+  player_.reset();
+}
+
+TEST_F(PlayerInstanceTest, AThresholdOfNothingAsksForNothing) {
+  CountingWindow window;
+  stageWindow_ = &window;
+  parameters_.graphicsMemThresholdMegabytes = 0;
+  window.graphicsBytes = window.usedBytes = 1ull << 32;
+  LoadAndPlay();
+  clock_.RunFor(1000 * kMs);
+  EXPECT_EQ(0, Script().savedMemory);
+  player_.reset();
 }
 
 TEST_F(PlayerInstanceTest, RefusesWhatDoesNotFitItsState) {

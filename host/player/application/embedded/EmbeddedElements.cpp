@@ -130,10 +130,18 @@ void EmbeddedElements::TakeComing(Element& element, Playing& each) {
     element.width = player->AuthoredDims().width;
     element.height = player->AuthoredDims().height;
   }
+  if (savesMemory_) player->SaveMemory();
   each.shown = player;
   element.resource = player;
   element.playState = PlayState::kReady;
   events_.push_back({element.handle, EmbeddedEvent::kReady, ""});
+}
+
+void EmbeddedElements::SaveMemory() {
+  savesMemory_ = true;
+  for (auto& [element, each] : players_) {
+    if (each.shown != nullptr) each.shown->SaveMemory();
+  }
 }
 
 void EmbeddedElements::Move(Element& element, bool seen, double now, bool playing) {

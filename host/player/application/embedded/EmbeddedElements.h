@@ -48,6 +48,8 @@ class EmbeddedElements final : public EmbeddedSource {
   void WaitUntilLoaded(std::chrono::milliseconds most);
   /// A factor for all, on top of what elements say; takes effect with the next Advance.
   void SetVolume(double factor) { volume_ = factor; }
+  /// See Engine::SaveMemory; for those that are opened from now on as well.
+  void SaveMemory();
   /// The element is to play from its beginning, most likely what another `src` names.
   void Restart(uint32_t element);
   /// Seconds at which one of them changes next; infinity when none does by itself.
@@ -84,6 +86,7 @@ class EmbeddedElements final : public EmbeddedSource {
   std::vector<std::shared_ptr<EmbeddedPlayer>> retired_;
   uint64_t round_ = 0;
   double volume_ = 1;
+  bool savesMemory_ = false;
 
   // Of the Advance at hand.
   std::vector<std::pair<Element*, bool>> wanted_;  ///< with whether it is seen

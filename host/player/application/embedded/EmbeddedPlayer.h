@@ -58,6 +58,8 @@ class EmbeddedPlayer final : public Resource, private EngineHost {
 
   /// A factor for its sound.
   void SetVolume(double volume);
+  /// Once it is ready: see Engine::SaveMemory.
+  void SaveMemory() { engine_->SaveMemory(); }
   /// Moves on to `seconds` of the application. Returns  true when its picture has changed.
   bool Advance(double seconds, bool playing);
   /// Seconds at which the picture may change next; infinity when that is not known.

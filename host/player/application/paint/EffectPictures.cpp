@@ -129,7 +129,7 @@ bool EffectPictures::Paint(cairo_t* cairo, const DisplayList& list, size_t begin
   // Larger ones are painted where they are seen, as all others.
   const size_t pixels =
       static_cast<size_t>(push.source.width) * static_cast<size_t>(push.source.height);
-  if (push.effect.isKept && (push.isCut || pixels > kMostKeptPixels)) return false;
+  if (push.effect.isKept && (push.isCut || pixels > Share(kMostKeptPixels))) return false;
   Kept* kept = Find(list, begin, paint);
   if (kept == nullptr) return false;
   // What moves by parts of a pixel keeps its picture: nobody sees that of something blurred, or on
@@ -165,13 +165,21 @@ void EffectPictures::KeepThoseOf(const DisplayList& list) {
     const auto found = kept_.find(KeyOf(item));
     if (found != kept_.end()) found->second->isListed = true;
   }
-  size_t bytes = 0;
   for (auto at = kept_.begin(); at != kept_.end();) {
-    Kept& kept = *at->second;
-    bytes += kept.pixels.Size() + kept.shadow.Size();
-    at = std::exchange(kept.isListed, false) ? std::next(at) : kept_.erase(at);
+    at = std::exchange(at->second->isListed, false) ? std::next(at) : kept_.erase(at);
   }
-  if (bytes > kMostKeptBytes) kept_.clear();
+  if (Bytes() > Share(kMostKeptBytes)) kept_.clear();
+}
+
+void EffectPictures::SaveMemory() {
+  savesMemory_ = true;
+  kept_.clear();
+}
+
+size_t EffectPictures::Bytes() const {
+  size_t bytes = 0;
+  for (const auto& [key, kept] : kept_) bytes += kept->pixels.Size() + kept->shadow.Size();
+  return bytes;
 }
 
 bool EffectPictures::HasBesideItsPlace(const DisplayList& list) const {

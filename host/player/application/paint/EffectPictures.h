@@ -33,6 +33,9 @@ class EffectPictures {
   bool Paint(cairo_t* cairo, const DisplayList& list, size_t begin, const PaintRange& paint);
   /// Forgets those of elements that are not in the list, and all when they are too large together.
   void KeepThoseOf(const DisplayList& list);
+  /// Forgets all of them, and keeps a quarter as much from now on. Between two pictures.
+  void SaveMemory();
+  size_t Bytes() const;
   /// Whether the picture of a group that moves lies less than a pixel beside its place.
   bool HasBesideItsPlace(const DisplayList& list) const;
 
@@ -50,9 +53,11 @@ class EffectPictures {
 
   /// Null when there is no memory for it.
   Kept* Find(const DisplayList& list, size_t begin, const PaintRange& paint);
+  size_t Share(size_t most) const { return savesMemory_ ? most / 4 : most; }
   bool Make(Kept& kept, const DisplayItem& push, const PaintRange& paint, size_t begin);
 
   qx::plexion::MemoryWatchdog* watchdog_;
+  bool savesMemory_ = false;
   /// By handle and kind: what is kept must outlive the making of another one inside of it.
   std::unordered_map<uint64_t, std::unique_ptr<Kept>> kept_;
   movie::Blur blur_;

@@ -61,6 +61,8 @@ class Painter {
   /// corner, when there is one.
   DrawResult Draw(const DrawTarget& target, const StageFit& fit, const DrawingNotes& notes);
 
+  /// Between two pictures: see Engine::SaveMemory.
+  void SaveMemory() { effects_.SaveMemory(); }
   ElementCosts& Costs() { return costs_; }
   /// What the last picture had no time for. True: the stage is to be drawn again soon.
   bool TouchWhatIsLate();

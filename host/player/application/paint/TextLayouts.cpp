@@ -59,7 +59,8 @@ FcConfig* SystemFonts() {
 
 void TextLayouts::Release::operator()(void* object) const { g_object_unref(object); }
 
-TextLayouts::TextLayouts(DrawingHost host) : host_(std::move(host)) {
+TextLayouts::TextLayouts(DrawingHost host)
+    : host_(std::move(host)), mostKeptBytes_(kMostKeptBytes) {
   FcConfig* config = FcConfigReference(SystemFonts());
   fontConfig_ = config;
   fontMap_ = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
@@ -168,7 +169,7 @@ const TextLayouts::Placed& TextLayouts::LayOut(const Element& element) {
   if (found != layouts_.end() && found->second.revision == element.revision) {
     return found->second.placed;
   }
-  if (keptBytes_ + element.text.size() > kMostKeptBytes) {
+  if (keptBytes_ + element.text.size() > mostKeptBytes_) {
     layouts_.clear();
     keptBytes_ = 0;
   }
@@ -180,6 +181,12 @@ const TextLayouts::Placed& TextLayouts::LayOut(const Element& element) {
   CheckLetters(element, kept.layout.get());
   Place(element, kept);
   return kept.placed;
+}
+
+void TextLayouts::SaveMemory() {
+  mostKeptBytes_ = kMostKeptBytes / 4;
+  layouts_.clear();
+  keptBytes_ = 0;
 }
 
 void TextLayouts::Lay(const Element& element, Kept& kept) {

@@ -80,6 +80,8 @@ class TextLayouts {
       }
     }
   }
+  /// Forgets all of them, and keeps those of a quarter of the text from now on.
+  void SaveMemory();
   size_t Count() const { return layouts_.size(); }
 
  private:
@@ -115,6 +117,7 @@ class TextLayouts {
   PangoContext* context_ = nullptr;
   std::unordered_map<uint32_t, Kept> layouts_;
   size_t keptBytes_ = 0;
+  size_t mostKeptBytes_;
   std::unique_ptr<PangoLayout, Release> line_;
 };
 

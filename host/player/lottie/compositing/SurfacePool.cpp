@@ -27,7 +27,8 @@ class SurfacePool::Block {
   bool used = true;  ///< since the last Trim
 };
 
-SurfacePool::SurfacePool(qx::plexion::MemoryWatchdog* watchdog) : watchdog_(watchdog) {}
+SurfacePool::SurfacePool(qx::plexion::MemoryWatchdog* watchdog)
+    : watchdog_(watchdog), mostWindow_(kLongestWindow) {}
 SurfacePool::~SurfacePool() = default;
 
 SurfacePool::Lease::Lease() = default;
@@ -92,7 +93,7 @@ SurfacePool::Lease SurfacePool::Take(size_t bytes) {
     }
     if (outgrown < free_.size()) Drop(outgrown);
     // Given back for nothing: whoever needs it comes around more slowly than this looks.
-    if (std::exchange(trimmed_, false)) window_ = std::min(window_ * 2, kLongestWindow);
+    if (std::exchange(trimmed_, false)) window_ = std::min(window_ * 2, mostWindow_);
     // Room for all that is lent, so that giving back never allocates.
     free_.reserve(blocks_ + 1);
     lease.block_ = std::make_unique<Block>(watchdog_, needed);
@@ -117,6 +118,11 @@ void SurfacePool::BeginFrame() {
   if (++frames_ < window_) return;
   frames_ = 0;
   if (Trim()) trimmed_ = true;
+}
+
+void SurfacePool::SaveMemory() {
+  window_ = mostWindow_ = 1;
+  while (!free_.empty()) Drop(free_.size() - 1);
 }
 
 bool SurfacePool::Trim() {

@@ -51,6 +51,8 @@ class SurfacePool {
   /// Before each frame. Now and then gives back to the system what no frame used for a while; the
   /// while grows until it gives back nothing that is needed again, such as by the next pass.
   void BeginFrame();
+  /// Gives back all that is not lent, and from now on keeps for a frame what the one before used.
+  void SaveMemory();
   /// Gives back what has not been used since the last call. Returns  whether that was anything.
   bool Trim();
 
@@ -65,6 +67,7 @@ class SurfacePool {
   size_t bytes_ = 0;
   unsigned frames_ = 0;   ///< since BeginFrame trimmed
   unsigned window_ = 60;  ///< frames from trimming to trimming
+  unsigned mostWindow_;   ///< what it grows to
   bool trimmed_ = false;  ///< something was given back, and nothing was made since
 };
 

@@ -42,7 +42,12 @@ int64_t WorkOf(const DisplayList& list, size_t from, size_t to) {
 }  // namespace
 
 bool Backdrop::IsScarce(size_t spare) const {
-  return watchdog_ != nullptr && watchdog_->GetBytesAvailable() < spare;
+  return saves_ || (watchdog_ != nullptr && watchdog_->GetBytesAvailable() < spare);
+}
+
+void Backdrop::SaveMemory() {
+  saves_ = true;
+  Drop();
 }
 
 void Backdrop::Drop() {

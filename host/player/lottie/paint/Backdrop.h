@@ -26,6 +26,8 @@ class Backdrop {
   /// Copies what it holds, which must be something.
   void CopyTo(const Surface& target, const IntRect& rect);
   void Drop();
+  /// Drops it, and never keeps another: it is as large as the plane.
+  void SaveMemory();
 
  private:
   size_t Steady(const DisplayList& list);
@@ -36,6 +38,7 @@ class Backdrop {
 
   qx::plexion::MemoryWatchdog* watchdog_;
   player::WatchedBuffer pixels_;
+  bool saves_ = false;  ///< memory, by holding nothing
   int width_ = 0;
   int height_ = 0;
   uint32_t background_ = 0;

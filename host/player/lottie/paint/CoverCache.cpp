@@ -81,7 +81,7 @@ const KeptCover* CoverCache::Keep(uint64_t key, const CoverRecorder& recorder) {
   PLEXION_CHECK(entry.taken && entry.memory == nullptr && !entry.tried, "Find asked for it");
   entry.tried = true;
   const size_t bytes = recorder.Bytes();
-  if (!recorder.Whole() || bytes == 0 || bytes_ + bytes > kMostBytes) return nullptr;
+  if (!recorder.Whole() || bytes == 0 || bytes_ + bytes > most_) return nullptr;
   if (watchdog_ != nullptr && watchdog_->GetBytesAvailable() < kSpare + bytes) return nullptr;
   entry.memory = player::AllocateWatched(watchdog_, bytes);
   if (entry.memory == nullptr) return nullptr;
@@ -89,6 +89,15 @@ const KeptCover* CoverCache::Keep(uint64_t key, const CoverRecorder& recorder) {
   bytes_ += bytes;
   entry.cover = recorder.CopyTo(entry.memory);
   return &entry.cover;
+}
+
+void CoverCache::SaveMemory() {
+  most_ = kMostBytes / 4;
+  for (Entry& entry : table_) {
+    Free(entry);
+    // What rests and is small enough comes back.
+    entry.tried = false;
+  }
 }
 
 }  // namespace plexion_host::movie

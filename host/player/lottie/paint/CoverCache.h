@@ -38,6 +38,9 @@ class CoverCache {
   /// Returns  null when there is no room for it; else what lives until the next BeginFrame.
   const KeptCover* Keep(uint64_t key, const CoverRecorder& recorder);
 
+  /// Gives back what is kept, and keeps a quarter at most from now on. Between two frames.
+  void SaveMemory();
+
   size_t Bytes() const { return bytes_; }
 
  private:
@@ -62,6 +65,7 @@ class CoverCache {
   std::vector<Entry> spare_;  ///< as large, for the next Rebuild
   size_t taken_ = 0;
   size_t bytes_ = 0;
+  size_t most_ = kMostBytes;
   uint32_t frame_ = 0;
 };
 

@@ -30,6 +30,12 @@ class Painter {
     pool_.BeginFrame();
   }
 
+  /// Between two frames: see Engine::SaveMemory.
+  void SaveMemory() {
+    covers_.SaveMemory();
+    pool_.SaveMemory();
+  }
+
   /// Draws what of the items `from` to `to` of `list` lies in `clip` over what is there. `stopped` is
   /// asked now and then; once it says so, the rest is left out.
   /// Returns  false when it was stopped.

@@ -253,6 +253,42 @@ TEST_F(RemoteEngineTest, AMovieThatMovesAndStandsStillIsDrawnFrameByFrame) {
   EXPECT_EQ(0, host_.Failures());
 }
 
+/// 640 x 360, 100 frames: a square moves over a gradient that lies still, and is worth being kept as pixels.
+constexpr char kOverGradient[] =
+    R"({"v":"5","fr":10,"ip":0,"op":100,"w":640,"h":360,"layers":[{"ty":4,
+  "ip":0,"op":100,"st":0,"sr":1,"ks":{"o":{"a":0,"k":100},"r":{"a":0,"k":0},"p":{"a":1,"k":[
+  {"t":0,"s":[150,180],"i":{"x":1,"y":1},"o":{"x":0,"y":0}},{"t":100,"s":[490,180]}]},
+  "a":{"a":0,"k":[0,0]},"s":{"a":0,"k":[100,100]}},"shapes":[{"ty":"gr","it":[{"ty":"rc",
+  "p":{"a":0,"k":[0,0]},"s":{"a":0,"k":[300,300]},"r":{"a":0,"k":0}},{"ty":"fl","c":{"a":0,
+  "k":[1,0,0,1]},"o":{"a":0,"k":100},"r":1},{"ty":"tr","p":{"a":0,"k":[0,0]},"a":{"a":0,"k":[0,0]},
+  "s":{"a":0,"k":[100,100]},"r":{"a":0,"k":0},"o":{"a":0,"k":100}}]}]},{"ty":4,"ip":0,"op":100,"st":0,
+  "sr":1,"ks":{"o":{"a":0,"k":100},"r":{"a":0,"k":0},"p":{"a":0,"k":[320,180]},"a":{"a":0,"k":[0,0]},
+  "s":{"a":0,"k":[100,100]}},"shapes":[{"ty":"gr","it":[{"ty":"rc","p":{"a":0,"k":[0,0]},
+  "s":{"a":0,"k":[640,360]},"r":{"a":0,"k":0}},{"ty":"gf","t":1,"s":{"a":0,"k":[-320,0]},
+  "e":{"a":0,"k":[320,0]},"g":{"p":2,"k":{"a":0,"k":[0,0,1,0,1,0,0,1]}},"o":{"a":0,"k":100},"r":1},
+  {"ty":"tr","p":{"a":0,"k":[0,0]},"a":{"a":0,"k":[0,0]},"s":{"a":0,"k":[100,100]},"r":{"a":0,"k":0},
+  "o":{"a":0,"k":100}}]}]}]})";
+
+TEST_F(RemoteEngineTest, AProcessThatIsToSaveMemoryGivesBackWhatItKeeps) {
+  constexpr uint64_t kPlane = 640 * 360 * 4;
+  std::ofstream(path_, std::ios::trunc) << kOverGradient;
+  Use(kProgram);
+  ASSERT_TRUE(Load()) << error_.message;
+  FakePlane plane(640, 360);
+  const auto play = [&](uint64_t from, uint64_t to) {
+    for (uint64_t frame = from; frame < to; ++frame) {
+      if (Advance(frame).changed) Draw(plane, frame == 0);
+    }
+    return engine_->BytesElsewhere().value_or(0);
+  };
+  EXPECT_GE(play(0, 40), kPlane) << "the gradient's pixels";
+  const std::vector<uint32_t> before = plane.Pixels();
+  engine_->SaveMemory();
+  EXPECT_LT(play(40, 80), kPlane);
+  EXPECT_NE(before, plane.Pixels()) << "it plays on";
+  EXPECT_EQ(0, host_.Failures());
+}
+
 TEST_F(RemoteEngineTest, ContentThatCannotBePlayedEndsWithItsOwnWords) {
   Use(kProgram);
   std::ofstream(path_, std::ios::trunc) << "{\"v\":";
