@@ -49,6 +49,7 @@ bool RemoteEngine::Load(const ContentAddress& content, ContentFacts& facts, Engi
   CallEnd end = SendLoad(content) ? CallProtect(answer, fault) : CallEnd::kNotTaken;
   if (end == CallEnd::kAnswered && fault.empty()) end = CallLoad(Kind::kLoad, answer);
   if (end == CallEnd::kAnswered && ReadLoaded(answer, facts, fault)) {
+    selfPaced_ = facts.framesPerSecond == 0;
     const MutexLock lock(mutex_);
     loaded_ = !ended_;
     if (!loaded_) error = end_;
@@ -150,20 +151,27 @@ bool RemoteEngine::Seek(double seconds, bool relative, std::string& fault) {
   return false;
 }
 
+bool RemoteEngine::IsSteady(const FrameStep& step) const {
+  // Whoever wants the plane waits for a Draw: only content whose moments take no time to speak of.
+  const bool quick =
+      order_.kind == ContentKind::kMovie || (order_.kind == ContentKind::kMedia && selfPaced_);
+  return quick && step.playing && steadyFrames_ >= kSteadyFrames && !pending_;
+}
+
 StepResult RemoteEngine::Advance(const FrameStep& step) {
-  // Only movies: their moments take no time to speak of, and whoever wants the plane waits for a Draw.
-  if (order_.kind == ContentKind::kMovie && step.playing && steadyFrames_ >= kSteadyFrames) {
+  if (IsSteady(step)) {
     pending_ = step;
-    return {true, step.position + 1};
+    return {true, NextOf(step)};
   }
-  pending_.reset();
+  // The Draw did not come.
+  if (std::exchange(pending_, std::nullopt)) steadyFrames_ = 0;
   StepResult result;
   result.nextPosition = kNoFrame;
   Record answer;
   std::string fault;
   if (!Call(StepRecord(step), answer)) return result;
   if (ReadAdvanced(answer, result, fault)) {
-    const bool steady = result.changed && result.nextPosition == step.position + 1;
+    const bool steady = result.changed && result.nextPosition == NextOf(step);
     steadyFrames_ = steady ? steadyFrames_ + 1 : 0;
     return result;
   }
@@ -187,7 +195,7 @@ DrawResult RemoteEngine::Draw(const DrawTarget& target) {
     GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
     return DrawResult();
   }
-  if (step && (!result.drawn || next != step->position + 1)) steadyFrames_ = 0;
+  if (step && (!result.drawn || next != NextOf(*step))) steadyFrames_ = 0;
   if (own_ != nullptr && result.drawn) CopyOwn(target, result.dirty);
   return result;
 }

@@ -103,7 +103,14 @@ class RemoteEngine final : public Engine, private ProcessListener {
   uint32_t* own_ = nullptr;  ///< memory of ours that the process draws into
   uint64_t ownBytes_ = 0;
 
-  /// Moved to by the next Draw: a movie that moves with every frame takes one order for each, not two.
+  /// Whether the next Advance can be left to the Draw that will follow it.
+  bool IsSteady(const FrameStep& step) const;
+  /// StepResult's next position of content whose picture changes with every frame.
+  uint64_t NextOf(const FrameStep& step) const { return selfPaced_ ? kNoFrame : step.position + 1; }
+
+  bool selfPaced_ = false;
+  /// Moved to by the next Draw: video, and a movie that moves with every frame, take one order for each
+  /// frame, not two.
   std::optional<FrameStep> pending_;
   unsigned steadyFrames_ = 0;  ///< in a row, each followed by another picture
 
