@@ -86,6 +86,7 @@ CallEnd RemoteEngine::CallLoad(Kind kind, Record& answer) {
   auto seen = Clock::now();
   const CallEnd end = taken_.process->Call(ContentRecord(kind, order), answer, [&] {
     ReportProgress();
+    taken_.events->TellMemory();
     if (host_.Cancelled()) return false;
     if (std::exchange(signs, taken_.process->LifeSigns()) != taken_.process->LifeSigns())
       seen = Clock::now();
@@ -205,6 +206,8 @@ bool RemoteEngine::Call(const Record& order, Record& answer) {
   const auto asked = Clock::now();
   int64_t worked = -1;
   const CallEnd end = taken_.process->Call(order, answer, [&] {
+    // What takes memory takes its time, and is to be ended at the window's limit, not far beyond it.
+    taken_.events->TellMemory();
     if (host_.Cancelled()) return false;
     // Not before the first glance: hardly any order takes that long.
     if (worked < 0) worked = taken_.process->WorkedNanoseconds();

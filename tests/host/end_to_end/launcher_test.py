@@ -6,6 +6,7 @@ usage: launcher_test.py --launcher FILE --recorder FILE STORY
 
 import argparse
 import http.client
+import http.server
 import json
 import os
 import re
@@ -17,6 +18,7 @@ import subprocess
 import sys
 import tarfile
 import tempfile
+import threading
 import time
 import unittest
 import wave
@@ -993,6 +995,54 @@ class Isolation(IsolationStory):
         self.assertRegex(texts["windows.txt"], r"kStatusComplete .* red\.mvx|kErrorCorruptMovie .* cut\.mvx")
         self.assertIn("libc", texts["versions.txt"])
         self.assertIn("VmRSS", texts["memory.txt"])
+
+    def test_the_network_is_for_what_an_application_declares_and_for_no_other(self):
+        asked = []
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):  # noqa: N802, as the library wants it
+                asked.append(self.path)
+                body = b'{"gate": 7}'
+                self.send_response(200)
+                self.send_header("Content-Length", str(len(body)))
+                self.end_headers()
+                self.wfile.write(body)
+
+            def log_message(self, *_):
+                pass
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        there = f"http://127.0.0.1:{server.server_address[1]}"
+        sources = {"declared": f'<data id="gates" address="{there}/declared" every="60"/>', "silent": ""}
+        for name, declared in sources.items():
+            os.mkdir(self.path(name))
+            self.write(f"{name}/application.xml",
+                       f"""<application width="96" height="96" rate="30">{declared}
+                <scene id="s"><image id="i" src="{there}/{name}-image" width="9" height="9"/>
+                <media id="m" src="{there}/{name}-media" width="9" height="9"/></scene><script>
+                local answers = 0
+                on("failed", function(e) trace("{name}", e.id, "failed") end)
+                timer.every(0.05, function()
+                  local gates = files.json("data:gates")
+                  answers = answers + 1
+                  if gates then trace("{name}", "gate", gates.gate) end
+                  if gates or answers == {1000 if declared else 20} then complete() end
+                end)</script></application>""")
+        with open(self.path("long.mvx"), encoding="utf-8") as file:
+            remote = json.load(file)
+        remote["op"] = 30
+        remote["assets"] = [{"id": "far", "w": 9, "h": 9, "u": there + "/", "p": "movie", "e": 0}]
+        remote["layers"].append({"ty": 2, "refId": "far", "ip": 0, "op": 30, "st": 0, "sr": 1, "ind": 9,
+                                 "ks": remote["layers"][0]["ks"]})
+        self.write("remote.mvx", json.dumps(remote))
+        process = self.start("--tstrace", "declared", "silent", "remote.mvx")
+        out, err = process.communicate(timeout=60)
+        self.assertEqual(0, process.returncode, err)
+        self.assertIn("TallyScript: declared\tgate\t7", out)
+        self.assertNotIn("silent\tgate", out)
+        self.assertEqual(["/declared"], asked, out + err)
 
     def test_one_that_failed_comes_back(self):
         process = self.start("--restart-failed", "1", "long.mvx")

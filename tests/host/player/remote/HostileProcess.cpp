@@ -71,6 +71,17 @@ void Flood() {
   for (;;) Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "more"));
 }
 
+/// Takes memory as fast as it can, up to what no machine that runs this lacks.
+[[noreturn]] void Hoard(int kind) {
+  constexpr size_t kStep = size_t{1} << 20;
+  for (int i = 0; i < 1500; ++i) {
+    void* const memory = mmap(nullptr, kStep, PROT_READ | PROT_WRITE, kind | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) _exit(9);
+    memset(memory, 1, kStep);
+  }
+  _exit(8);
+}
+
 /// What is done while content plays.
 void MisbehaveAtPlay(uint32_t serial) {
   if (mode == "crash") raise(SIGSEGV);
@@ -103,6 +114,8 @@ void MisbehaveAtPlay(uint32_t serial) {
     memset(memory, 1, kBytes);
     mode = "none";
   }
+  if (mode == "hoards") Hoard(MAP_PRIVATE);
+  if (mode == "hoards-shared") Hoard(MAP_SHARED);
   if (mode == "flood") Flood();
   if (mode == "speaks") Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "before the answer"));
   if (mode == "fails") {

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -486,6 +487,47 @@ TEST_P(HostileMemoryTest, CountsAgainstTheLimitOfItsWindow) {
   EXPECT_EQ(0U, memory.GetBytesUsed());
 }
 INSTANTIATE_TEST_SUITE_P(Modes, HostileMemoryTest, ::testing::Values("shared-memory"));
+
+/// Ends its window at the limit, as a window's does.
+class EndingMemory final : public qx::plexion::MemoryWatchdog {
+ public:
+  EndingMemory(unsigned long limit, std::atomic<bool>& ended) : limit_(limit), ended_(ended) {}
+  void* Alloc(unsigned long size, const char* file, unsigned long line) override {
+    if (memory_.GetBytesUsed() + size <= limit_) return memory_.Alloc(size, file, line);
+    ended_ = true;
+    return nullptr;
+  }
+  void Free(void* block, const char* file, unsigned long line) override {
+    memory_.Free(block, file, line);
+  }
+  unsigned long GetBytesUsed() override { return memory_.GetBytesUsed(); }
+  unsigned long GetBytesAvailable() override { return limit_ - memory_.GetBytesUsed(); }
+
+ private:
+  CountedMemory memory_;
+  const unsigned long limit_;
+  std::atomic<bool>& ended_;
+};
+
+using HoardingTest = HostileProcessTest;
+TEST_P(HoardingTest, IsEndedSoonAfterTheLimitOfItsWindow) {
+  constexpr unsigned long kLimit = 64UL << 20;
+  EndingMemory memory(kLimit, host_.cancelled);
+  host_.memory = &memory;
+  SetUp();
+  ASSERT_TRUE(Load()) << error_.message;
+  Advance(1);
+  EXPECT_TRUE(host_.cancelled) << "the limit has ended the window";
+  EXPECT_EQ(0, host_.Failures());
+  engine_.reset();
+  processes_.reset();
+  // Of all processes that were collected; the others of this program take a few mebibytes.
+  rusage usage = {};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  printf("most of a process, at a limit of 64 MiB: %ld MiB\n", usage.ru_maxrss / 1024);
+  EXPECT_LT(usage.ru_maxrss / 1024, 400) << "it takes 1500 MiB when nobody looks";
+}
+INSTANTIATE_TEST_SUITE_P(Modes, HoardingTest, ::testing::Values("hoards", "hoards-shared"));
 
 INSTANTIATE_TEST_SUITE_P(Modes, HostileGiftTest, ::testing::Values("descriptors"));
 
