@@ -98,6 +98,7 @@ TEST_F(EmbeddedMediaTest, ADeclaredStreamPlaysLikeAFile) {
       << error_.message;
   VisitUntilTraces(3);
   std::vector<std::string> traces = host_.Traces();
+  ASSERT_EQ(3u, traces.size());
   std::sort(traces.begin(), traces.end());
   EXPECT_EQ("m\tended", traces[0]);
   EXPECT_EQ("m\tready", traces[1]);
