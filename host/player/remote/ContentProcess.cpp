@@ -25,13 +25,10 @@ namespace {
 constexpr int kGlanceMs = 20;
 constexpr std::chrono::milliseconds kPatienceForRoom{2000};
 
-/// Reads the first 4 KiB of a file of the system about a process, without a zero at the end.
-std::string ReadSystemFile(pid_t id, const char* name) {
-  char path[64];
-  snprintf(path, sizeof path, "/proc/%d/%s", static_cast<int>(id), name);
-  const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+/// The first 4 KiB of a file of the system about a process, as they are now.
+std::string ReadSystemFile(const Descriptor& file) {
   char text[4096];
-  const ssize_t bytes = file ? read(file.Get(), text, sizeof text) : 0;
+  const ssize_t bytes = file ? pread(file.Get(), text, sizeof text, 0) : 0;
   return {text, bytes > 0 ? static_cast<size_t>(bytes) : 0};
 }
 
@@ -51,6 +48,12 @@ bool TakeRing(int bell) {
 void Descriptor::Close() {
   if (number_ >= 0) close(number_);
   number_ = -1;
+}
+
+Descriptor ContentProcess::OpenSystemFile(pid_t id, const char* name) {
+  char path[64];
+  snprintf(path, sizeof path, "/proc/%d/%s", static_cast<int>(id), name);
+  return Descriptor(open(path, O_RDONLY | O_CLOEXEC));
 }
 
 ContentProcess::~ContentProcess() {
@@ -139,7 +142,7 @@ bool ContentProcess::TakeEnd(siginfo_t& end) {
 }
 
 ProcessMemory ContentProcess::Memory() const {
-  const std::string text = ReadSystemFile(id_, "status");
+  const std::string text = ReadSystemFile(status_);
   const auto bytesOf = [&text](const char* name) {
     unsigned long long kibibytes = 0;
     const size_t at = text.find(name);
@@ -158,7 +161,7 @@ int64_t ContentProcess::WorkedNanoseconds() const {
 
 bool ContentProcess::IsWorking() const {
   // "12 (name) R ...": the name may hold anything, also brackets.
-  const std::string text = ReadSystemFile(id_, "stat");
+  const std::string text = ReadSystemFile(OpenSystemFile(id_, "stat"));
   const size_t bracket = text.rfind(')');
   return bracket != std::string::npos && text.compare(bracket, 3, ") R") == 0;
 }

@@ -104,11 +104,13 @@ class ContentProcess {
   ContentProcess() = default;
 
   bool WaitForRoom();
+  static Descriptor OpenSystemFile(pid_t id, const char* name);
 
   pid_t id_ = 0;
   Descriptor handle_;  ///< a pidfd
   Descriptor socket_;
   Descriptor output_;  ///< what it prints, through a pipe
+  Descriptor status_;  ///< the system's list of its figures
   Descriptor orderBell_;
   Descriptor answerBell_;
   // The process's ends. Held so that ringing never meets a pipe that nobody reads, which is a signal, and

@@ -149,6 +149,8 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
     waitpid(id, nullptr, 0);
     return failed("no handle of a content's process", number);
   }
+  // Held, so that once it is collected nobody looks at another that has its number by then.
+  process->status_ = OpenSystemFile(id, "status");
   return process;
 }
 
