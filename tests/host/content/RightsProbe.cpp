@@ -1,6 +1,6 @@
 // Gives up rights as a content's process does, then tries what content might: a line for each attempt.
 //
-// usage: rights_probe KIND CONTENT NEIGHBOUR, where KIND is movie, application, media, network or sound.
+// usage: rights_probe KIND CONTENT NEIGHBOUR, where KIND is movie, application, picture, media, network or sound.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -69,6 +69,7 @@ int main(int argc, char** argv) {
   plexion_host::player::remote::ContentOrder order;
   order.kind = kind == "movie"         ? ContentKind::kMovie
                : kind == "application" ? ContentKind::kApplication
+               : kind == "picture"     ? ContentKind::kPicture
                                        : ContentKind::kMedia;
   order.network = kind == "network";
   plexion_host::player::ContentAddress address;

@@ -61,6 +61,7 @@ constexpr const char* kAlways[] = {"read content", "not to wait", "second number
 TEST_F(SandboxTest, EachKindMayDoWhatItNeedsAndNothingElse) {
   const std::pair<const char*, const char*> kinds[] = {{"movie", "content/film"},
                                                        {"application", "content"},
+                                                       {"picture", "content/film"},
                                                        {"media", "content/film"},
                                                        {"network", "content/film"}};
   for (const auto& [kind, content] : kinds) {
