@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 // Seconds for a case: what a process needs to begin, and a day.
 constexpr double kShortestLimit = 0.01, kLongestLimit = 86400;
+constexpr uintmax_t kMostProfileBytes = 1 << 20;
 
 std::string OwnFolder() {
   char path[PATH_MAX];
@@ -78,6 +79,11 @@ bool ReadHostFolder(const std::string& folder, Options& options, std::string& er
 
 bool ReadProfile(const std::string& file, Options& options, std::string& error) {
   using Json = nlohmann::json;
+  std::error_code unknown;
+  if (!IsFile(file) || fs::file_size(file, unknown) > kMostProfileBytes) {
+    error = "--profile " + file + ": expected a file, of 1 MiB at most";
+    return false;
+  }
   std::ifstream in(file);
   const Json document = Json::parse(in, nullptr, false, true);
   const std::string where = "--profile " + file + ": ";

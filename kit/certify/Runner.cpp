@@ -8,12 +8,14 @@
 #include <spawn.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <fstream>
 #include <map>
 #include <set>
 #include <thread>
@@ -267,6 +269,9 @@ class Run {
   }
 
   std::vector<Result> ToEnd() {
+    // What a library starts and lets go of becomes ours, and is ended with its case.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    before_ = Children();
     while (!waiting_.empty() || !running_.empty()) {
       const size_t before = waiting_.size();
       StartWhatCan();
@@ -282,6 +287,7 @@ class Run {
         if (LookAfter(options_, *at, results_[at->index])) {
           Note(at->index);
           at = running_.erase(at);
+          EndStrays();
         } else {
           ++at;
         }
@@ -324,6 +330,25 @@ class Run {
         }
       }
       at = waiting_.erase(at);
+    }
+  }
+
+  /// Processes whose parent is this one.
+  static std::set<pid_t> Children() {
+    std::set<pid_t> children;
+    std::ifstream list("/proc/thread-self/children");
+    for (pid_t child = 0; list >> child;) children.insert(child);
+    return children;
+  }
+
+  /// Ends those that have left the group of their case.
+  void EndStrays() const {
+    for (const pid_t child : Children()) {
+      const auto isIt = [child](const Running& running) { return running.process == child; };
+      if (before_.count(child) != 0 || std::any_of(running_.begin(), running_.end(), isIt))
+        continue;
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
     }
   }
 
@@ -383,6 +408,7 @@ class Run {
   std::vector<Running> running_;
   std::set<size_t> done_, unsound_;  // unsound: broken, or standing on what is
   size_t firstBroken_ = 0;
+  std::set<pid_t> before_;  // children that somebody left us
 };
 
 }  // namespace

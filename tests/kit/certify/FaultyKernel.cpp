@@ -545,6 +545,23 @@ extern "C" QX_EXPORT IQXKernel* PlexionHost_CreateKernel(int argc, const char** 
   if (FAULT("create-answers-null")) return nullptr;
   if (FAULT("create-throws")) throw 7;
   if (FAULT("create-exits")) _exit(0);
+  if (FAULT("create-closes-every-file")) {
+    for (int file = 0; file < 100; ++file) close(file);
+  }
+  if (FAULT("create-floods-the-report")) {
+    // Whatever it thinks that descriptor 3 is.
+    const std::string noise(65536, 'F');
+    while (write(3, noise.data(), noise.size()) != 0) {
+    }
+  }
+  if (FAULT("create-lets-a-process-go")) {
+    if (fork() == 0) {
+      setsid();
+      std::this_thread::sleep_for(std::chrono::hours(1));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // it has a group of its own now
+    return nullptr;
+  }
   if (FAULT("create-hangs")) std::this_thread::sleep_for(std::chrono::hours(1));
   IQXKernel* const right = RightHost_CreateKernel(argc, argv);
   // Strings that it fills take their memory from the right kernel's side.

@@ -182,6 +182,16 @@ def check_wrong(certify, faults, jobs, only=False):
     return missed
 
 
+def check_nothing_runs_on(fault):
+    """A process that left the group of its case was ended with it."""
+    for environment in pathlib.Path("/proc").glob("[0-9]*/environ"):
+        try:
+            left = f"PLEXION_FAULT={fault}\0".encode() in environment.read_bytes()
+        except OSError:
+            continue
+        check(not left, f"{fault}: process {environment.parent.name} runs on")
+
+
 def main():
     parser = argparse.ArgumentParser()
     for name in ("program", "libraries", "right", "modules", "movie", "page"):
@@ -219,6 +229,7 @@ def main():
     # neighbour: what was missed is tried again, alone.
     again = check_wrong(certify, wrong, 4 * (os.cpu_count() or 1))
     missed = check_wrong(certify, again, 1)
+    check_nothing_runs_on("create-lets-a-process-go")
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     print(f"{len(wrong)} wrong hosts, {len(wrong) - len(missed)} named by the right promise first, "
           f"{len(again)} tried twice, {time.monotonic() - began:.0f} s, {used.ru_utime + used.ru_stime:.1f} s of processor time")
