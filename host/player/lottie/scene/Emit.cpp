@@ -166,6 +166,9 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
     return;
   }
   const size_t begin = BeginGroup(key);
+  // What lies beside the plane may be blurred into it, or throw its shadow there.
+  const IntRect plane = plane_;
+  if (pixelEffects) plane_ = Grown(plane_, ReachOf(use.effects_, toPixels));
   {
     DrawItem& item = (*list_)[begin];
     item.opacity = use.opacity_;
@@ -218,6 +221,7 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
     }
     item.look = look.Value();
   }
+  plane_ = plane;
   EndGroup(begin, limit);
   --depth_;
 }
