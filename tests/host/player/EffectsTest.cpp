@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "host/player/lottie/compositing/Effects.h"
+#include "host/player/lottie/compositing/SurfacePool.h"
 
 namespace plexion_host::movie {
 namespace {
@@ -70,6 +71,48 @@ TEST(EffectsTest, BlurKeepsEdgesWhereItRepeatsThemAndNothingElseWhereItIsCut) {
   EXPECT_LT(pixels[10 * 40 + 20] >> 24, 160u);
   blur.Run(surface, {0, 0, 40, 40}, -1, std::nanf(""));
   EXPECT_EQ(pixels[0], 0xff336699u);
+}
+
+TEST(EffectsTest, BlurAlongADirectionSpreadsThatWayAndNotAcross) {
+  constexpr int kSide = 121;
+  constexpr float kSigma = 8;
+  struct Direction {
+    double x, y;
+  };
+  for (const Direction& d : {Direction{1, 0}, {0, -3}, {1, 1}, {-2, 1}, {0.3, 1}, {5, -4}}) {
+    Blur blur;
+    SurfacePool pool;
+    std::vector<uint32_t> pixels(kSide * kSide);
+    const Surface surface{pixels.data(), kSide, kSide, kSide * 4};
+    for (int y = -2; y <= 2; ++y) {
+      for (int x = -2; x <= 2; ++x) surface.Row(60 + y)[60 + x] = 0xffffffffu;
+    }
+    BlurAlong(blur, pool, surface, d.x, d.y, kSigma);
+    const double length = std::hypot(d.x, d.y);
+    double sum = 0, along = 0, across = 0;
+    for (int y = 0; y < kSide; ++y) {
+      for (int x = 0; x < kSide; ++x) {
+        const uint32_t pixel = surface.Row(y)[x];
+        ASSERT_EQ(pixel, (pixel & 255) * 0x01010101u) << "all channels alike";
+        const double way = ((x - 60) * d.x + (y - 60) * d.y) / length;
+        const double beside = ((x - 60) * d.y - (y - 60) * d.x) / length;
+        sum += pixel & 255;
+        along += (pixel & 255) * way * way;
+        across += (pixel & 255) * beside * beside;
+      }
+    }
+    // The square has a variance of two either way; shifting adds a little, and faint ends are lost to whole steps.
+    EXPECT_NEAR(sum / (25 * 255), 1, 0.06) << d.x << ", " << d.y;
+    EXPECT_NEAR(std::sqrt(along / sum), std::sqrt(kSigma * kSigma + 2), 1.2) << d.x << ", " << d.y;
+    EXPECT_LT(across / sum, 3) << d.x << ", " << d.y;
+  }
+  // What has no direction, or no pixels, stays.
+  Blur blur;
+  SurfacePool pool;
+  uint32_t pixel = 0xff336699u;
+  BlurAlong(blur, pool, {&pixel, 1, 1, 4}, 0, 0, 9);
+  BlurAlong(blur, pool, {&pixel, 0, 1, 4}, 1, 1, 9);
+  EXPECT_EQ(pixel, 0xff336699u);
 }
 
 uint32_t After(uint32_t pixel, const std::function<void(const Surface&, const IntRect&)>& effect) {

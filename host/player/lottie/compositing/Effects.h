@@ -43,6 +43,13 @@ class Blur {
   std::vector<uint8_t> bytes_;
 };
 
+class SurfacePool;
+
+/// Blurs all of a surface along the direction (x, y), and not across it; transparent beyond the edge.
+/// Units    `sigma` as Blur::Run has it, along the direction.
+void BlurAlong(Blur& blur, SurfacePool& pool, const Surface& target, double x, double y,
+               float sigma);
+
 /// All pixels in one colour, as opaque as they were, times `opacity`.
 void FillEffect(const Surface& target, const IntRect& rect, const Colour& colour, float opacity);
 

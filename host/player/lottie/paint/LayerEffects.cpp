@@ -41,6 +41,23 @@ Sigmas BlurOf(const EffectState& effect, const Matrix& matrix) {
   return Scaled(matrix, dimensions == 3 ? 0 : sigma, dimensions == 2 ? 0 : sigma);
 }
 
+/// Along the layer's own axes, which may be turned.
+void BlurLayer(const Sigmas& sigma, const Matrix& m, Blur& blur, SurfacePool& pool,
+               const Surface& target, const IntRect& rect) {
+  constexpr double kStraight = 0.02;  // what an axis may lean, of its length
+  const bool upright = fabs(m.b) <= kStraight * fabs(m.a) && fabs(m.c) <= kStraight * fabs(m.d);
+  const bool onItsSide = fabs(m.a) <= kStraight * fabs(m.b) && fabs(m.d) <= kStraight * fabs(m.c);
+  const bool round = fabsf(sigma.x - sigma.y) <= 0.02f * std::max(sigma.x, sigma.y);
+  if (round || upright) {
+    blur.Run(target, rect, sigma.x, sigma.y);
+  } else if (onItsSide) {
+    blur.Run(target, rect, sigma.y, sigma.x);
+  } else {
+    BlurAlong(blur, pool, target, m.a, m.b, sigma.x);
+    BlurAlong(blur, pool, target, m.c, m.d, sigma.y);
+  }
+}
+
 struct Shadow {
   float x, y, sigma, opacity;
 };
@@ -136,11 +153,9 @@ void RunEffects(const std::vector<EffectState>& effects, const Matrix& matrix, B
                          shadow.sigma, effect.At(5) == 1);
         break;
       }
-      case kEffectBlur: {
-        const Sigmas sigma = BlurOf(effect, matrix);
-        blur.Run(target, rect, sigma.x, sigma.y);
+      case kEffectBlur:
+        BlurLayer(BlurOf(effect, matrix), matrix, blur, pool, target, rect);
         break;
-      }
       default:
         break;
     }
