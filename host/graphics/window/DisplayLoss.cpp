@@ -1,4 +1,4 @@
-// What happens when the X server goes while a window is open.
+// What happens when the display's server goes while a window is open.
 
 #include "host/graphics/window/DisplayLoss.h"
 
@@ -14,15 +14,20 @@ namespace {
 using ErrorHandler = int (*)(void* display);
 
 int OnConnectionBroken(void* /*display*/) {
-  const ModuleHandle<IHostWindows> windows("IHostWindows");
-  if (!windows) return 0;
-  windows->DisplayLost("the connection to the X server broke");
+  if (!TellDisplayLost("the connection to the X server broke")) return 0;
   // The X library ends the process when this returns. Nothing can be drawn any more, but contents
   // have something to put away: whoever watches the end of the launcher ends the process.
   while (true) pause();
 }
 
 }  // namespace
+
+bool TellDisplayLost(const std::string& reason) {
+  const ModuleHandle<IHostWindows> windows("IHostWindows");
+  if (!windows) return false;
+  windows->DisplayLost(reason);
+  return true;
+}
 
 void WatchDisplayConnection() {
   // The library that SDL has loaded, if it has: this host does not link it.

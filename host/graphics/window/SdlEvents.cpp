@@ -1,6 +1,7 @@
 // What SDL reports, as display events.
 
 #include "host/base/Check.h"
+#include "host/graphics/window/DisplayLoss.h"
 #include "host/graphics/window/SdlWindow.h"
 
 namespace plexion_host {
@@ -119,6 +120,11 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
       out.x = SDL_GetNumVideoDisplays();
       break;
     case SDL_QUIT:
+      // All that SDL says of a compositor that has gone.
+      if (wayland_ != nullptr && wayland_->IsLost() &&
+          TellDisplayLost("the connection to the Wayland compositor broke")) {
+        return false;
+      }
       out.kind = DisplayEvent::Kind::kCloseRequested;
       break;
     case SDL_WINDOWEVENT:
@@ -127,7 +133,7 @@ bool SdlWindow::Handle(const SDL_Event& event, const Handler& handler) {
         case SDL_WINDOWEVENT_EXPOSED:
           // Before the surface is asked for: that frees the old one.
           if (canvasLost_) canvasLost_();
-          if (SDL_Surface* const surface = SDL_GetWindowSurface(window_)) {
+          if (SDL_Surface* const surface = GetSurface()) {
             SDL_FillRect(surface, nullptr, SDL_MapRGB(surface->format, 0, 0, 0));
           }
           barsPainted_ = false;

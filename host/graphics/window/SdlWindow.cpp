@@ -53,6 +53,9 @@ void SetHints() {
   SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
   SDL_SetHint(SDL_HINT_QUIT_ON_LAST_WINDOW_CLOSE, "0");
   SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
+  // What draws title bars where a compositor does not hides the window first, and without its plugins never
+  // shows it again. A picture needs none.
+  SDL_SetHint(SDL_HINT_VIDEO_WAYLAND_ALLOW_LIBDECOR, "0");
 }
 
 }  // namespace
@@ -87,9 +90,19 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, unsigned
   SDL_Window* const window =
       SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
                        static_cast<int>(wanted.width), static_cast<int>(wanted.height), flags);
-  if (window == nullptr || SDL_GetWindowSurface(window) == nullptr) {
+  std::unique_ptr<WaylandPixels> wayland;
+  std::string reason;
+  bool good = window != nullptr;
+  if (good && std::strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0) {
+    wayland = WaylandPixels::Make(window, reason);
+    good = wayland != nullptr && wayland->GetSurface() != nullptr;
+  } else if (good) {
+    good = SDL_GetWindowSurface(window) != nullptr;
+  }
+  if (!good) {
     error = std::string("cannot open a window of ") + std::to_string(wanted.width) + "x" +
-            std::to_string(wanted.height) + ": " + SDL_GetError();
+            std::to_string(wanted.height) + ": " + (reason.empty() ? SDL_GetError() : reason);
+    wayland.reset();
     if (window != nullptr) SDL_DestroyWindow(window);
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
     return nullptr;
@@ -97,11 +110,14 @@ std::unique_ptr<SdlWindow> SdlWindow::Open(bool fullscreen, Dims& dims, unsigned
   if (fullscreen) SDL_ShowCursor(SDL_DISABLE);
   SDL_StopTextInput();
   dims = wanted;
-  return std::unique_ptr<SdlWindow>(new SdlWindow(window, wanted, quarters, fullscreen));
+  return std::unique_ptr<SdlWindow>(
+      new SdlWindow(window, std::move(wayland), wanted, quarters, fullscreen));
 }
 
-SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, unsigned quarters, bool fullscreen)
+SdlWindow::SdlWindow(SDL_Window* window, std::unique_ptr<WaylandPixels> wayland, const Dims& dims,
+                     unsigned quarters, bool fullscreen)
     : window_(window),
+      wayland_(std::move(wayland)),
       dims_(dims),
       quarters_(quarters),
       fullscreen_(fullscreen),
@@ -117,6 +133,7 @@ SdlWindow::SdlWindow(SDL_Window* window, const Dims& dims, unsigned quarters, bo
 }
 
 SdlWindow::~SdlWindow() {
+  wayland_.reset();
   SDL_DestroyWindow(window_);
   SDL_QuitSubSystem(SDL_INIT_VIDEO);
 }
@@ -127,8 +144,23 @@ void SdlWindow::SetDims(const Dims& dims) {
   barsPainted_ = false;
 }
 
+SDL_Surface* SdlWindow::GetSurface() const {
+  return wayland_ != nullptr ? wayland_->GetSurface() : SDL_GetWindowSurface(window_);
+}
+
+void SdlWindow::Update(const SDL_Surface& surface, std::vector<SDL_Rect> shown) {
+  if (!barsPainted_) shown.assign(1, SDL_Rect{0, 0, surface.w, surface.h});
+  barsPainted_ = true;
+  if (shown.empty()) return;
+  if (wayland_ != nullptr) {
+    wayland_->Show(shown.data(), static_cast<int>(shown.size()));
+  } else {
+    SDL_UpdateWindowSurfaceRects(window_, shown.data(), static_cast<int>(shown.size()));
+  }
+}
+
 uint32_t* SdlWindow::CanvasOf(const Dims& dims) {
-  SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+  SDL_Surface* const surface = GetSurface();
   if (surface == nullptr || SDL_MUSTLOCK(surface)) return nullptr;
   const bool sameSize = surface->w == static_cast<int>(dims.width) &&
                         surface->h == static_cast<int>(dims.height) &&
@@ -169,7 +201,7 @@ void SdlWindow::ShowTurned(const PixelStore& picture, const Region& damage) {
 }
 
 void SdlWindow::ShowUpright(const PixelStore& picture, const Region& damage) {
-  SDL_Surface* const surface = SDL_GetWindowSurface(window_);
+  SDL_Surface* const surface = GetSurface();
   if (surface == nullptr) return;  // between two sizes; an exposure follows
   const SDL_Rect place = PictureRect(surface->w, surface->h);
   if (place.w != static_cast<int>(picture.Dims().width) ||
@@ -189,12 +221,7 @@ void SdlWindow::ShowUpright(const PixelStore& picture, const Region& damage) {
     if (!isCanvas) SDL_BlitSurface(view.get(), &from, surface, &to);
     shown.push_back(to);
   }
-  if (!barsPainted_) {
-    barsPainted_ = true;
-    SDL_UpdateWindowSurface(window_);
-  } else if (!shown.empty()) {
-    SDL_UpdateWindowSurfaceRects(window_, shown.data(), static_cast<int>(shown.size()));
-  }
+  Update(*surface, std::move(shown));
 }
 
 void SdlWindow::ShowScaled(const PixelStore& picture, const Region& damage, SDL_Surface* surface,
@@ -232,12 +259,7 @@ void SdlWindow::ShowScaled(const PixelStore& picture, const Region& damage, SDL_
     SDL_BlitSurface(view.get(), &source, surface, &target);
     shown.push_back(target);
   }
-  if (!barsPainted_) {
-    barsPainted_ = true;
-    SDL_UpdateWindowSurface(window_);
-  } else if (!shown.empty()) {
-    SDL_UpdateWindowSurfaceRects(window_, shown.data(), static_cast<int>(shown.size()));
-  }
+  Update(*surface, std::move(shown));
 }
 
 SDL_Rect SdlWindow::PictureRect(int width, int height) const {

@@ -10,8 +10,10 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "host/graphics/PictureWindow.h"
+#include "host/graphics/window/WaylandPixels.h"
 
 namespace plexion_host {
 
@@ -36,8 +38,13 @@ class SdlWindow final : public PictureWindow {
   void Wake() override;
 
  private:
-  SdlWindow(SDL_Window* window, const qx::plexion::Dims& dims, unsigned quarters, bool fullscreen);
+  SdlWindow(SDL_Window* window, std::unique_ptr<WaylandPixels> wayland,
+            const qx::plexion::Dims& dims, unsigned quarters, bool fullscreen);
 
+  /// The window's pixels; null between two sizes.
+  SDL_Surface* GetSurface() const;
+  /// They are seen from now on: all of them after the bars were painted.
+  void Update(const SDL_Surface& surface, std::vector<SDL_Rect> shown);
   uint32_t* CanvasOf(const qx::plexion::Dims& dims);
   void ShowTurned(const PixelStore& picture, const Region& damage);
   void ShowUpright(const PixelStore& picture, const Region& damage);
@@ -51,7 +58,8 @@ class SdlWindow final : public PictureWindow {
                   const SDL_Rect& place);
 
   SDL_Window* const window_;
-  qx::plexion::Dims dims_;  ///< of the picture as it is shown
+  std::unique_ptr<WaylandPixels> wayland_;  ///< on Wayland
+  qx::plexion::Dims dims_;                  ///< of the picture as it is shown
   const unsigned quarters_;
   const bool fullscreen_;
   qx::plexion::Dims display_{0, 0};  ///< the whole display's size, as it was told last

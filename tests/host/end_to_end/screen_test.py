@@ -14,6 +14,7 @@ import socket
 import struct
 import subprocess
 import sys
+import tempfile
 import time
 import unittest
 
@@ -223,6 +224,82 @@ class Modes(Steered):
             self.assertLess(time.monotonic(), self.deadline)
         self.window().resize(400, 200)
         self.wait_for_pixels((400, 200), {(5, 5): (0, 0, 255), (395, 195): (0, 0, 255)})
+        self.end()
+
+
+@unittest.skipUnless(shutil.which("sway") and shutil.which("grim"), "needs sway and grim")
+class Wayland(Steered):
+    """In full screen under a compositor without a display, as that has it in the end."""
+
+    def command(self, *arguments, data=None):
+        return [OPTIONS.launcher, "--display", "fullscreen", "--datadir", self.path("data"), *arguments]
+
+    def setUp(self):
+        super().setUp()
+        runtime = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, runtime)
+        config = os.path.join(runtime, "config")
+        with open(config, "w", encoding="utf-8") as file:
+            file.write("xwayland disable\noutput * resolution 640x480\ndefault_border none\n"
+                       'for_window [app_id=".*"] fullscreen enable\n')
+        # It refuses to run as root; root may use its socket all the same.
+        user = []
+        if os.geteuid() == 0:
+            user = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+            os.chown(runtime, 65534, 65534)
+            os.chown(config, 65534, 65534)
+        compositor = subprocess.Popen(
+            [*user, "sway", "--config", config], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+            env={**os.environ, "XDG_RUNTIME_DIR": runtime, "WLR_BACKENDS": "headless",
+                 "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1"})
+        os.environ["SDL_VIDEODRIVER"] = "wayland"
+        for name in ("SDL_VIDEODRIVER", "WAYLAND_DISPLAY", "SWAYSOCK"):
+            self.addCleanup(os.environ.pop, name, None)
+        self.addCleanup(compositor.wait)
+        self.addCleanup(compositor.kill)
+        self.deadline = time.monotonic() + 60
+        for name, prefix in (("WAYLAND_DISPLAY", "wayland-"), ("SWAYSOCK", "sway-ipc.")):
+            while True:
+                found = [entry for entry in os.listdir(runtime)
+                         if entry.startswith(prefix) and not entry.endswith(".lock")]
+                if found:
+                    break
+                self.assertIsNone(compositor.poll(), "the compositor ended")
+                self.assertLess(time.monotonic(), self.deadline)
+            os.environ[name] = os.path.join(runtime, found[0])
+
+    def wait_for_output(self, size, expected):
+        while True:
+            picture = subprocess.run(["grim", "-t", "ppm", "-"], capture_output=True, check=False).stdout
+            head = picture.split(b"\n", 3)
+            if len(head) == 4 and head[1] == b"%d %d" % size:
+                found = {(x, y): tuple(head[3][(y * size[0] + x) * 3:][:3]) for x, y in expected}
+                if found == expected:
+                    return
+            self.assertLess(time.monotonic(), self.deadline, head[:3])
+
+    def test_what_stands_still_is_seen_beside_what_moves_also_in_another_mode(self):
+        for name in ("red", "blue"):
+            self.write(name + ".svg", '<svg xmlns="http://www.w3.org/2000/svg" width="90" height="90">'
+                       f'<rect width="90" height="90" fill="{name}"/></svg>')
+        self.write("day.json", json.dumps({
+            "playlists": {"red": ["red.svg"], "blue": ["blue.svg"], "all": ["long.mvx"]},
+            "zones": [{"name": name, "rect": [f"{25 * i}%", 0, width, "100%"], "playlist": name,
+                       "fit": "stretch"} for i, (name, width) in
+                      enumerate((("red", "25%"), ("blue", "25%"), ("all", "50%")))]}))
+        self.start("--programme", "day.json")
+        for size, mode in (((640, 480), None), ((400, 200), "400x200")):
+            if mode:
+                subprocess.run(["swaymsg", "output", "HEADLESS-1", "resolution", mode], check=True,
+                               stdout=subprocess.DEVNULL)
+            width, height = size
+            stills = {(5, 5): (255, 0, 0), (5, height - 5): (255, 0, 0), (width // 2 - 5, 5): (0, 0, 255)}
+            self.wait_for_output(size, stills)
+            # Each of its buffers comes round a few times.
+            before = json.loads(self.ctl("status", "--json")[1])["framesPresented"]
+            while json.loads(self.ctl("status", "--json")[1])["framesPresented"] < before + 10:
+                self.assertLess(time.monotonic(), self.deadline)
+            self.wait_for_output(size, stills)
         self.end()
 
 
