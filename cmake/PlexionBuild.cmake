@@ -23,6 +23,8 @@ add_library(plexion_warnings INTERFACE)
 target_compile_options(plexion_warnings INTERFACE -Wall -Wextra -Werror
   # Where sources are joined, a variable of a function may well be named as one of another source.
   $<$<NOT:$<BOOL:${PLEXION_JOIN}>>:-Wshadow>
+  # There g++ also takes a type of a source for one of a header, and sees uninitialized what is not.
+  "$<$<AND:$<BOOL:${PLEXION_JOIN}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage;-Wno-maybe-uninitialized>"
   # Holds what the code says of its locks (host/base/Mutex.h); g++ has no such check.
   "$<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>")
 add_library(plexion_strict_warnings INTERFACE)
@@ -64,8 +66,8 @@ endif()
 
 # Precompiled headers, one set for each way of compiling. Suites share the test framework's headers and
 # the standard library's in every preset, since parsing those takes longer than the rest of a suite.
-# Everything else shares them only where PLEXION_PRECOMPILE says so: the everyday and the shipped build
-# parse each source with nothing but its own includes, so that a missing one is found.
+# Everything else shares them only where PLEXION_PRECOMPILE says so: the shipped build parses each source with
+# nothing but its own includes, so that a missing one is found.
 set(PLEXION_STANDARD_HEADERS <algorithm> <atomic> <chrono> <condition_variable> <cstdint> <cstdlib>
     <cstring> <filesystem> <fstream> <functional> <map> <memory> <mutex> <optional> <set> <sstream>
     <string> <string_view> <thread> <unordered_map> <utility> <vector>)
@@ -110,8 +112,8 @@ function(plexion_precompile_folder FOLDER)
 endfunction()
 
 # plexion_join_folder(FOLDER): the sources of a library of this folder and those below it are compiled a dozen
-# at a time, as one: most of a source's time is its headers', and a sanitizer's build is made from nothing more
-# often than it is changed. A name without linkage is then seen by its neighbours, so it is said once in a library.
+# at a time, as one: most of a source's time is its headers'. A name without linkage is then seen by its neighbours,
+# so it is said once in a library.
 function(plexion_join_folder FOLDER)
   get_property(targets DIRECTORY ${FOLDER} PROPERTY BUILDSYSTEM_TARGETS)
   foreach(name IN LISTS targets)
@@ -142,8 +144,9 @@ function(plexion_vector_sources)
     list(APPEND options -mfp16-format=ieee)
   endif()
   if(PLEXION_SANITIZE)
-    # The sanitizers take minutes for each kind of vector. One has all the paths.
-    list(APPEND options -DHWY_COMPILE_ONLY_STATIC)
+    # The sanitizers take minutes for each kind of vector. One has all the paths; without optimisation, vectors
+    # are slower than anything else.
+    list(APPEND options -DHWY_COMPILE_ONLY_STATIC -O1)
     if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
       list(APPEND options -mssse3)
     endif()
@@ -153,10 +156,30 @@ function(plexion_vector_sources)
     SKIP_PRECOMPILE_HEADERS ON SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
-# Three gathering targets: what ./play needs, what the sanitizer runs of ./test need, and the fuzzers.
+# Gathering targets: what ./play needs, what the sanitizer runs of ./test need, everything else but the fuzzers
+# (see plexion_gather_unsanitized), and the fuzzers.
 add_custom_target(plexion-all)
 add_custom_target(fast-tests)
+add_custom_target(unsanitized)
 add_custom_target(fuzzers)
+
+# plexion_gather_unsanitized(FOLDER): all that is built in a folder and those below it, without the suites that
+# the sanitizers run.
+function(plexion_gather_unsanitized FOLDER)
+  get_property(targets DIRECTORY ${FOLDER} PROPERTY BUILDSYSTEM_TARGETS)
+  get_property(suites GLOBAL PROPERTY PLEXION_SANITIZED_SUITES)
+  foreach(name IN LISTS targets)
+    get_target_property(type ${name} TYPE)
+    get_target_property(left_out ${name} EXCLUDE_FROM_ALL)
+    if(NOT type STREQUAL "INTERFACE_LIBRARY" AND NOT left_out AND NOT name IN_LIST suites)
+      add_dependencies(unsanitized ${name})
+    endif()
+  endforeach()
+  get_property(folders DIRECTORY ${FOLDER} PROPERTY SUBDIRECTORIES)
+  foreach(folder IN LISTS folders)
+    plexion_gather_unsanitized(${folder})
+  endforeach()
+endfunction()
 
 # plexion_needed_to_run(TARGET...): ./play builds these.
 function(plexion_needed_to_run)
@@ -216,6 +239,9 @@ function(plexion_test NAME)
   if("fast" IN_LIST ARG_LABELS
      OR ("memory" IN_LIST ARG_LABELS AND PLEXION_SANITIZE STREQUAL "address"))
     add_dependencies(fast-tests ${NAME})
+  endif()
+  if("fast" IN_LIST ARG_LABELS OR "memory" IN_LIST ARG_LABELS)
+    set_property(GLOBAL APPEND PROPERTY PLEXION_SANITIZED_SUITES ${NAME})
   endif()
   if(PLEXION_SANITIZE)
     foreach(part RANGE 1 4)
