@@ -33,6 +33,25 @@ std::string Canonical(const std::string& file) {
   return path;
 }
 
+/// Runs what the library does by itself, and what it does with the kernel. Null with `error`.
+void* OpenFile(const std::string& file, IQXKernel& kernel, std::string& error) {
+  // Local: modules of different makers may define the same names. Now: what is missing is told by
+  // name here, and does not end the process later.
+  void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    const char* const reason = dlerror();
+    error = reason != nullptr ? reason : file + " cannot be loaded";
+    return nullptr;
+  }
+  if (const auto putKernel = FindEntry<PutKernelEntry>(handle, kPutKernel)) {
+    putKernel(&kernel);
+    return handle;
+  }
+  error = file + " has no entry point " + kPutKernel;
+  dlclose(handle);
+  return nullptr;
+}
+
 }  // namespace
 
 ModuleLoader::ModuleLoader(IQXKernel& kernel, ModuleFiles files)
@@ -152,31 +171,39 @@ void ModuleLoader::Release(IQXModule* module) {
 
 ModuleLoader::Library* ModuleLoader::OpenLibrary(const std::string& file, IQXKernel& kernel,
                                                  std::string& error) {
-  const MutexLock lock(librariesMutex_);
-  std::unique_ptr<Library>& library = libraries_[file];
-  if (library == nullptr) {
-    auto opened = std::make_unique<Library>();
-    opened->file = file;
-    // Local: modules of different makers may define the same names. Now: what is missing is told by
-    // name here, and does not end the process later.
-    opened->handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (opened->handle == nullptr) {
-      const char* const reason = dlerror();
-      error = reason != nullptr ? reason : file + " cannot be loaded";
-    } else if (const auto putKernel = FindEntry<PutKernelEntry>(opened->handle, kPutKernel)) {
-      putKernel(&kernel);
-      library = std::move(opened);
-    } else {
-      error = file + " has no entry point " + kPutKernel;
-      dlclose(opened->handle);
+  MutexLock lock(librariesMutex_);
+  for (;;) {
+    std::unique_ptr<Library>& library = libraries_[file];
+    if (library == nullptr) {
+      library = std::make_unique<Library>();
+      library->file = file;
+      library->opener = std::this_thread::get_id();
+      break;
     }
+    if (library->opener == std::thread::id()) {
+      ++library->users;
+      return library.get();
+    }
+    if (library->opener == std::this_thread::get_id()) {
+      error = file + " needs itself in order to be opened";
+      return nullptr;
+    }
+    opened_.Wait(lock);
   }
-  if (library == nullptr) {
+  lock.Unlock();
+  void* const handle = OpenFile(file, kernel, error);
+  lock.Lock();
+  opened_.NotifyAll();
+  if (handle == nullptr) {
     libraries_.erase(file);
     return nullptr;
   }
-  ++library->users;
-  return library.get();
+  Library* const library = libraries_[file].get();
+  PLEXION_CHECK(library != nullptr && library->users == 0, "one thread opens a library");
+  library->handle = handle;
+  library->opener = std::thread::id();
+  library->users = 1;
+  return library;
 }
 
 void ModuleLoader::CloseLibrary(Library* library) {

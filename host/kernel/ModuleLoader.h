@@ -69,6 +69,7 @@ class ModuleLoader {
     std::string file;
     void* handle = nullptr;
     unsigned users = 0;
+    std::thread::id opener;  // none: it is open
   };
   enum class State { kAbsent, kLoading, kLoaded, kUnloading };
   struct Entry {
@@ -99,7 +100,8 @@ class ModuleLoader {
   Condition settled_;
   std::map<std::string, Entry> entries_ GUARDED_BY(mutex_);
 
-  Mutex librariesMutex_;  // never held while mutex_ is taken
+  Mutex librariesMutex_;  // never held while mutex_ is taken, nor while a library is opened
+  Condition opened_;
   std::map<std::string, std::unique_ptr<Library>> libraries_ GUARDED_BY(librariesMutex_);
 };
 

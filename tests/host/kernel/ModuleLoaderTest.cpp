@@ -72,6 +72,15 @@ TEST_F(ModuleLoaderTest, LetsAModuleAcquireOthersButNotItselfWhileItLoads) {
   EXPECT_TRUE(kernel_->GetLoadedModules().empty());
 }
 
+TEST_F(ModuleLoaderTest, LetsALibraryAcquireOthersWhileItIsHandedTheKernel) {
+  CountingModule* const module = Acquire("IEager");
+  ASSERT_NE(nullptr, module);
+  EXPECT_STREQ("IPair", module->GetName());
+  kernel_->ReleaseModule(module);
+  EXPECT_FALSE(IsInProcess("IPair.so"));
+  EXPECT_FALSE(IsInProcess("IEager.so"));
+}
+
 TEST_F(ModuleLoaderTest, SaysOnceWhatIsWrongWithALibrary) {
   const std::string folder = PLEXION_TEST_MODULES;
   const std::pair<const char*, std::string> cases[] = {
