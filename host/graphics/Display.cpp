@@ -32,7 +32,7 @@ bool DesktopIsLikely() {
 
 Display::Display(std::shared_ptr<Screen> screen, WindowOpener opener)
     : screen_(std::move(screen)), opener_(std::move(opener)) {
-  screen_->SetWorkListener([this] { Wake(); });
+  screen_->SetWorkListener([this] { WakeForWork(); });
 }
 
 Display::~Display() {
@@ -136,6 +136,10 @@ void Display::RequestQuit() {
     quitRequested_ = true;
   }
   Wake();
+}
+
+void Display::WakeForWork() {
+  if (!awaitsSlot_) Wake();
 }
 
 void Display::Wake() {

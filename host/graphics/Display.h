@@ -102,6 +102,8 @@ class Display : public IHostDisplay {
 
   bool OpenWindow(bool fullscreen, const DisplayOptions& options, std::string& error);
   void Wake();
+  /// For something new to present, which needs nobody who is going to look anyway.
+  void WakeForWork();
   void RunHeadless();
   void RunWindow();
   void Present();
@@ -125,6 +127,7 @@ class Display : public IHostDisplay {
   bool wakeRequested_ GUARDED_BY(wakeMutex_) = false;
   bool quitRequested_ GUARDED_BY(wakeMutex_) = false;
 
+  std::atomic<bool> awaitsSlot_{false};  ///< the loop waits for the moment to present what is due
   std::atomic<uint64_t> frameCount_{0};
   Listeners<IDisplayEventSink> sinks_;
   Listeners<IFrameObserver> observers_;

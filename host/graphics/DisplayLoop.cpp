@@ -34,7 +34,9 @@ void Display::RunHeadless() {
     lock.Lock();
     if (due) {
       // More damage until the slot comes is presented with it, so only the end matters now.
+      awaitsSlot_ = true;
       wakeUp_.WaitUntil(lock, nextSlot_, [this]() REQUIRES(wakeMutex_) { return quitRequested_; });
+      awaitsSlot_ = false;
     } else {
       wakeUp_.Wait(lock,
                    [this]() REQUIRES(wakeMutex_) { return quitRequested_ || wakeRequested_; });
@@ -67,7 +69,10 @@ void Display::RunWindow() {
       // For a plane that has not been drawn on: it may have its pixels there from the first frame on.
       screen_->UseCanvas(window_->Canvas(screen_->GetDims()));
     }
-    if (window_->WaitForEvents(timeoutMs, handler) && cleared_) ShowAll();
+    awaitsSlot_ = timeoutMs > 0;
+    const bool lost = window_->WaitForEvents(timeoutMs, handler);
+    awaitsSlot_ = false;
+    if (lost && cleared_) ShowAll();
   }
 }
 

@@ -26,6 +26,8 @@ class EnginePacer {
   EnginePacer(const ContentFacts& facts, const PlayerSettings& settings);
 
   void Start(Time now) { timeline_.Start(now); }
+  /// After Start: see Timeline.
+  void Align() { timeline_.Align(); }
   void Stop(Time now) { timeline_.Stop(now); }
   bool IsRunning() const { return timeline_.IsRunning(); }
   bool IsClocked() const { return clocked_; }

@@ -19,6 +19,13 @@ void Timeline::Stop(Time now) {
   elapsed_ = now - origin_;
 }
 
+void Timeline::Align() {
+  constexpr double kSlowest = 20;  // positions a second
+  if (!running_ || positionsPerNanosecond_ * 1e9 < kSlowest) return;
+  const double frames = std::floor(static_cast<double>(origin_) * positionsPerNanosecond_);
+  origin_ = static_cast<Time>(std::ceil(frames / positionsPerNanosecond_));
+}
+
 void Timeline::GoTo(uint64_t position, Time now) {
   if (positionsPerNanosecond_ <= 0) return;
   elapsed_ = static_cast<Time>(std::ceil(static_cast<double>(position) / positionsPerNanosecond_));

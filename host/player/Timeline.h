@@ -24,6 +24,9 @@ class Timeline {
   void Start(Time now);
   void Stop(Time now);
   bool IsRunning() const { return running_; }
+  /// Has its frames due, from now on, when those of all others of its rate are: up to a frame earlier. Only
+  /// for rates at which nobody sees that; otherwise, and while it is stopped, nothing happens.
+  void Align();
   /// `position` is due from now on. Nothing happens to content that is not clocked.
   void GoTo(uint64_t position, Time now);
   double PositionsPerSecond() const { return positionsPerNanosecond_ * 1e9; }

@@ -16,6 +16,8 @@ class SteadyClock final : public PlayerClock {
         .count();
   }
 
+  bool IsShared() override { return true; }
+
   void WaitUntil(Mutex&, MutexLock& lock, Condition& wake, const bool& woken,
                  Time deadline) override {
     if (deadline == IQXKernel::kInfinite) {

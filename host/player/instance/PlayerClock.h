@@ -17,6 +17,9 @@ class PlayerClock {
   virtual ~PlayerClock() = default;
   /// Nanoseconds; never goes back.
   virtual Time Now() = 0;
+  /// Whether other players live by it, whose frames are to be due together: a processor that wakes up
+  /// once for all of them sleeps longer, and one picture of the screen has them all.
+  virtual bool IsShared() { return false; }
   /// Returns when `woken` is true or `deadline` has come (IQXKernel::kInfinite: never). Whoever
   /// sets `woken` holds `mutex`, which `lock` has, and notifies `wake`.
   virtual void WaitUntil(Mutex& mutex, MutexLock& lock, Condition& wake, const bool& woken,

@@ -189,6 +189,7 @@ void PlayerInstance::StartPlayingWhenPossible() {
   engine_->SetPlaying(true);
   const Time now = clock_.Now();
   pacer_.Start(now);
+  if (clock_.IsShared()) pacer_.Align();
   statistics_.StartSample(now);
   if ((settings_.traceFlags & qx::plexion::kTraceFrameRate) != 0) {
     nextSample_ = now + SamplePeriod();

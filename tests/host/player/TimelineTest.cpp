@@ -153,5 +153,31 @@ TEST(TimelineTest, GoesToAnotherMoment) {
   EXPECT_EQ(11u, timeline.PositionAt(1220000000));
 }
 
+TEST(TimelineTest, FramesOfOneRateAreDueTogether) {
+  constexpr int64_t kBegin = 3000000000000007;  // a month after a machine was started
+  constexpr int64_t kFrame = 1000000000 / 60;
+  for (const int64_t later : {1, 1000, 5000001, 16666666, 123456789}) {
+    Timeline first(60, 0, 1, 1);
+    first.Start(kBegin);
+    first.Align();
+    // Half the rate, and played before.
+    Timeline second(30, 0, 1, 1);
+    second.Start(0);
+    second.Stop(100000001);
+    second.Start(kBegin + later);
+    second.Align();
+    const uint64_t next = second.PositionAt(kBegin + later) + 1;
+    const uint64_t same = first.PositionAt(second.DeadlineOf(next) + 5);
+    EXPECT_NEAR(first.DeadlineOf(same), second.DeadlineOf(next), 5) << later;
+    EXPECT_NEAR(kBegin, first.DeadlineOf(0), kFrame);
+    EXPECT_LE(first.DeadlineOf(0), kBegin) << "no frame is due later for it";
+    EXPECT_EQ(3u, second.PositionAt(kBegin + later - 2 * kFrame) + 1);
+  }
+  Timeline slow(0.1, 0, 1, 1);
+  slow.Start(kBegin);
+  slow.Align();
+  EXPECT_EQ(kBegin, slow.DeadlineOf(0)) << "a still picture's ten seconds are not cut";
+}
+
 }  // namespace
 }  // namespace plexion_host::player
