@@ -53,7 +53,9 @@ class Screen:
 
     def wait_for_picture(self, seconds):
         limit = time.monotonic() + seconds
-        while time.monotonic() < limit and not self.has_picture():
+        while not self.has_picture():
+            if time.monotonic() > limit:
+                raise ValueError(f"nothing is seen after {seconds} s")
             time.sleep(0.01)
 
     def close(self):
@@ -143,6 +145,9 @@ def play(command, screen):
 
 
 def end(process):
+    """Of a player that has not ended by itself."""
+    if process.poll() is not None:
+        raise ValueError(f"the player has ended with {process.returncode}")
     process.send_signal(signal.SIGTERM)
     try:
         process.wait(15)
