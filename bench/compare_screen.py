@@ -8,6 +8,9 @@ import struct
 import subprocess
 import time
 
+# All that were started here and may still run.
+STARTED = []
+
 # Milliseconds to the first picture, seconds of processor time, MiB at their peak.
 Result = collections.namedtuple("Result", "first processor memory")
 
@@ -23,6 +26,7 @@ class Screen:
             ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{width}x{height}x24", "-fbdir", folder, "-nolisten",
              "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
+        STARTED.append(self.process)
         # The number comes in pieces, and Xvfb dies when nobody takes the last one.
         with os.fdopen(read) as number:
             self.environment = dict(os.environ, DISPLAY=":" + number.readline().strip())
@@ -65,8 +69,18 @@ class Screen:
 
 
 def start(command, screen):
-    return subprocess.Popen(command, env=screen.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                            stderr=subprocess.DEVNULL)
+    STARTED.append(subprocess.Popen(command, env=screen.environment, stdin=subprocess.DEVNULL,
+                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+    return STARTED[-1]
+
+
+def end_all():
+    """Of a row that was given up: what it leaves running would be in the figures of the next one."""
+    while STARTED:
+        process = STARTED.pop()
+        if process.returncode is None:
+            process.kill()
+            process.wait()
 
 
 def family(pid):
