@@ -123,9 +123,9 @@ std::string Display::Describe() {
 // The canvas goes first: it lies in the window.
 void Display::Close() {
   screen_->UseCanvas(nullptr);
+  screen_->SetLending(true);
   std::unique_ptr<PictureWindow> closing;
   const MutexLock lock(wakeMutex_);
-  screen_->SetLending(true);
   closing = std::move(window_);
   kind_ = Kind::kHeadless;
 }
