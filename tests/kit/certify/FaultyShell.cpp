@@ -140,7 +140,10 @@ FaultyShell* shell = nullptr;
 
 }  // namespace
 
-extern "C" QX_EXPORT IQXModule* IQXModule_IShell_ModuleLoad() { return shell = new FaultyShell; }
+extern "C" QX_EXPORT IQXModule* IQXModule_IShell_ModuleLoad() {
+  if (FAULT("shell-load-leaks-an-event")) IQXKernel::GetKernel()->CreateEvent(true);
+  return shell = new FaultyShell;
+}
 extern "C" QX_EXPORT void IQXModule_IShell_ModuleUnload(IQXModule* module) { delete module; }
 // As a kernel's library it has an operator of its own.
 extern "C" QX_EXPORT void PlexionHost_Type(const char* line) { shell->Take(line); }
