@@ -182,6 +182,33 @@ def check_wrong(certify, faults, jobs, only=False):
     return missed
 
 
+def check_refused(certify):
+    """Profiles that are none are named, at once, and nothing is tried."""
+    file, pipe = certify.folder / "bad.json", certify.folder / "pipe"
+    os.mkfifo(pipe)
+    profiles = [certify.folder, pipe, "/dev/zero", certify.folder / "missing"]
+    texts = ["", "{", "[]", "[" * 100000, '{"absent": 5}', '{"absent": {"kernel.nothing": "x"}}', '{"limitSeconds": -1}',
+             '{"limitSeconds": 1e308}', '{"content": 7}', '{"unknown": true}']
+    for profile in profiles + texts:
+        if isinstance(profile, str) and not profile.startswith("/"):
+            file.write_text(profile)
+            profile = file
+        code, said, document = certify.run("refused", "--kernel", certify.library("MinimalKernel"), "--profile", profile)
+        check(code == 2 and document is None and str(profile) in said, f"a bad profile is not refused: {code}, {said}")
+
+
+def check_long_content(certify):
+    """Content that plays for longer than a case may take is nobody's fault, and nobody waits for its end."""
+    content = certify.folder / "long.txt"
+    content.write_text("320 180 3000\n")
+    code, table, document = certify.run(
+        "long", "--host", certify.folder / "MinimalKernel", "--content", content, "--limit", "4", "--only", "host.present",
+        "--only", "host.plays", "--only", "host.plays-two")
+    outcomes = {one["id"]: one["outcome"] for one in document["results"]}
+    check(code == 0 and outcomes["host.plays"] == outcomes["host.plays-two"] == "skipped",
+          f"content that is too long is not skipped:\n{table}")
+
+
 def check_nothing_runs_on(fault):
     """A process that left the group of its case was ended with it."""
     for environment in pathlib.Path("/proc").glob("[0-9]*/environ"):
@@ -211,6 +238,7 @@ def main():
         check(not check_wrong(certify, [one for one in faults if one.name == args.fault], 1), "missed")
         return
     if args.short:
+        check_refused(certify)
         check_right(certify, "MinimalKernel", ["--kernel", certify.library("MinimalKernel"), "--level", "basic", "--jobs", "4"])
         missed = check_wrong(certify, [one for one in faults if one.name in SHORT and one.library != "host"], 4, only=True)
         check(not missed, f"{len(missed)} wrong hosts were missed")
@@ -219,6 +247,8 @@ def main():
     if args.right:
         for name in args.right.split():
             check_right(certify, name, right_options(certify, name, args))
+            if name == "MinimalKernel":
+                check_long_content(certify)
         for library in (*MODULES, "kernel", "host", "typed-shell"):  # what names a wrong host must be its fault
             check_right(certify, "faultless-" + library, faultless_options(certify, library))
         return
