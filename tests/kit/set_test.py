@@ -52,7 +52,8 @@ class Sets(unittest.TestCase):
         said = self.run_set("--pause", *self.words)
         self.assertIn("go", said, "nobody waited for the word:\n" + self.text)
         before = [line for line in said[:said.index("go")] if line.startswith("screen")]
-        self.assertEqual(before, [f"screen {NOTHING} {NOTHING}"])
+        # Whoever looks may come late to a screen on which there is nothing.
+        self.assertLessEqual(set(before), {f"screen {NOTHING} {NOTHING}"}, self.text)
         self.check_played(said)
 
     def test_AMovieThatCannotBeShownLeavesTheSetToItsHost(self):
