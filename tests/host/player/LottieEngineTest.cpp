@@ -230,6 +230,22 @@ std::string TextMovie(const std::string& source, const std::string& selector) {
          R"("}}],"m":{"g":1}}}]})";
 }
 
+TEST_F(LottieEngineTest, DoesNotCutTanglesThatExpressionsMake) {
+  // Each line crosses most others, and finding all crossings takes long.
+  const std::string path =
+      R"({"ty":"sh","ks":{"a":0,"k":{"i":[],"o":[],"v":[],"c":true},"x":"var $bm_rt, p = [];)"
+      R"(for (var i = 0; i < 600; i++) { p.push([10 * Math.sin(i * 7), 10 * Math.cos(i * 11)]); })"
+      R"($bm_rt = createPath(p, [], [], true);"}},)";
+  const TemporaryFile movie(
+      R"({"v":"5","fr":10,"ip":0,"op":2,"w":20,"h":20,"layers":[{"ty":4,"ip":0,"op":2,"st":0,)"
+      R"("ks":{"p":{"a":0,"k":[10,10]}},"shapes":[)" +
+      path + path +
+      R"({"ty":"mm","mm":3},{"ty":"fl","c":{"a":0,"k":[1,0,0,1]},"o":{"a":0,"k":100}}]}]})");
+  Open(movie.Path());
+  PlayToEnd();
+  EXPECT_NE(0u, plane_->At(10, 10)) << "cut, the one would leave nothing of the other";
+}
+
 TEST_F(LottieEngineTest, RunsTheExpressionsOfTexts) {
   static const struct {
     std::string source, selector;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/base/Check.h"
+#include "host/player/lottie/document/Reader.h"
 #include "host/player/lottie/shapes/ShapeTree.h"
 
 namespace plexion_host::movie {
@@ -47,6 +48,12 @@ class OperandsSum {
 
   uint64_t value_ = 1;
 };
+
+size_t PointsOf(const OutlineList& outlines) {
+  size_t points = 0;
+  for (size_t i = 0; i < outlines.Count(); ++i) points += outlines[i].vertices.size();
+  return points;
+}
 
 }  // namespace
 
@@ -160,12 +167,17 @@ void ShapeTree::ApplyMerge(size_t index) {
   PLEXION_CHECK(merge.matrices.size() == merge.instances.size(),
                 "each path has its way to the merge");
   operands_.clear();
+  size_t points = 0;
   OperandsSum sum;
   sum.Add(merge.shape->mode);
   for (size_t i = merge.instances.size(); i-- > 0;) {  // the topmost was found last
     operands_.push_back({&instances_[merge.instances[i]].outlines, merge.matrices[i]});
     sum.Add(operands_.back());
+    points += PointsOf(*operands_.back().outlines);
   }
+  // The document was counted when it was read, but an expression may give a path any points: those
+  // are painted uncut.
+  if (points > kMostMergedVertices) return;
   if (mergeCount_ == merged_.size()) merged_.push_back(std::make_unique<Merged>());
   Merged& merged = *merged_[mergeCount_++];
   if (merged.sum != sum.Value()) {
