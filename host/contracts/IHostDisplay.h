@@ -91,8 +91,7 @@ class IFrameObserver {
 /// this host; a device maker's driver needs IGraphicsDriver only.
 ///
 /// Order    Open, Run (blocks until RequestQuit), Close: all on the main thread. Everything else
-/// may be
-///          called from any thread at any time.
+///          may be called from any thread at any time.
 class IHostDisplay : public IQXModule {
  public:
   /// Gives the screen the size that Open with these options will, as far as that is known without a

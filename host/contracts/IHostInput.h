@@ -16,8 +16,7 @@ enum class InputSource { kDisplay = 0, kShell = 1, kPointerStream = 2 };
 /// "IUserInputDriver". Private to this host.
 ///
 /// Thread   any. Positions are screen pixels; they are mapped to the plane of the active window. A
-/// press
-///          over another playing window makes that one active first.
+///          press over another playing window makes that one active first.
 class IHostInput : public IQXModule {
  public:
   /// Reads a key map file on top of the built-in table. Returns  false with "FILE:LINE: reason" in

@@ -22,8 +22,7 @@
 ///
 /// Order    Load; then, as often as wanted, SetPlaying, OnInput, Advance and Draw; the destructor.
 /// Thread   every operation runs on the player's thread, one at a time. Inside of an application
-/// the
-///          engine is made, and its Load runs, on another thread before that. An engine with
+///          the engine is made, and its Load runs, on another thread before that. An engine with
 ///          threads of its own ends them in its destructor; they reach the player through
 ///          EngineHost alone.
 /// Window   an engine never calls the window, with one exception: its memory comes from

@@ -25,8 +25,7 @@ constexpr Ranking kRankings[] = {
     // Fails with pictures whose colours are subsampled; the codec library's decoder does not.
     {"openjpegdec", GST_RANK_NONE + 1},
     // Waits for ever, with all the processor's time, when its content comes from a server and is
-    // then
-    // stopped.
+    // then stopped.
     {"avdemux_gif", GST_RANK_NONE},
     // Writes to the terminal where there is no sound card, and has nothing that the others lack.
     {"openalsink", GST_RANK_NONE},
