@@ -6,54 +6,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "qx/plexion/StageWindowStatus.h"
+#include "qx/plexion/StageWindowStatusNames.h"
 
 namespace plexion_record {
 namespace {
 
 constexpr size_t kLongestNumber = 10;
-
-/// Counted at most once through; hosts know these names from the service's own
-/// texts.
-const char* StatusName(int64_t status) {
-  static constexpr const char* kNames[] = {"kStatusUnconfigured",
-                                           "kStatusConfigured",
-                                           "kStatusLoading",
-                                           "kStatusLoaded",
-                                           "kStatusReadyToAnimate",
-                                           "kStatusPlaying",
-                                           "kStatusPaused",
-                                           "kStatusComplete",
-                                           "kErrorIncompleteConfiguration",
-                                           "kErrorModuleUnavailable",
-                                           "kErrorNotEnoughMemory",
-                                           "kErrorInvalidURL",
-                                           "kErrorStartupFailure",
-                                           "kErrorCorruptMovie",
-                                           "kErrorRenderPlaneCreationFailure",
-                                           "kErrorOutputPlaneCreationFailure",
-                                           "kErrorIncompatibleRenderPlane",
-                                           "kErrorFatalPlaybackError",
-                                           "kErrorTallyScriptStuck",
-                                           "kErrorUnsupportedVersion",
-                                           "kInfoLoadProgress",
-                                           "kInfoUnsupportedPlaceholderRendered",
-                                           "kInfoRenderPlaneUpdated",
-                                           "kInfoOutputPlaneUpdated",
-                                           "kInfoWindowActivated",
-                                           "kInfoWindowDeactivated",
-                                           "kInfoWindowResized",
-                                           "kInfoOutputPlaneResizeFailed",
-                                           "kInfoRenderPlaneResizeFailed",
-                                           "kInfoWindowMoved",
-                                           "kInfoWindowMoveFailed",
-                                           "kInfoContentRenderFailure",
-                                           "kInfoNotifyTSTrace",
-                                           "kInfoNotifyFPS"};
-  constexpr int64_t kCount = sizeof kNames / sizeof kNames[0];
-  static_assert(kCount == qx::plexion::kInfoNotifyFPS + 1, "a name for each status");
-  return status >= 0 && status < kCount ? kNames[status] : nullptr;
-}
 
 /// The bytes of the character that `text` begins with; 0 when it is none, or a
 /// control character.
@@ -333,7 +291,7 @@ std::string Describe(const Field& field) {
       std::snprintf(text, sizeof text, "(%d,%d)", place(n[0]), place(n[1]));
       return text;
     case 'q': {
-      const char* const name = StatusName(field.number);
+      const char* const name = qx::plexion::StageWindowStatusName(field.number);
       return name != nullptr ? name : "status " + std::to_string(field.number);
     }
     case 'e':

@@ -5,19 +5,18 @@
 #include <cmath>
 #include <utility>
 
+#include "host/base/Check.h"
+#include "qx/plexion/KeyCodes.h"
+
 namespace plexion_host {
 namespace {
-
-// As in docs/keys.md.
-constexpr uint32_t kKeyVolumeUp = 0x0100001B;
-constexpr uint32_t kKeyVolumeDown = 0x0100001C;
-constexpr uint32_t kKeyMute = 0x0100001D;
 
 bool IsUsual(const SoundLevel& level) { return level.volume == 1 && !level.muted; }
 
 }  // namespace
 
 void SoundControl::SetPlayer(Player player) {
+  PLEXION_CHECK(player != nullptr, "Close takes a player back");
   const MutexLock lock(mutex_);
   player_ = std::move(player);
 }
@@ -28,6 +27,8 @@ void SoundControl::Close() {
   found_ = nullptr;
 }
 
+// Asked when a level is first set, and not before: a player that nobody has yet would be loaded for
+// its volume.
 bool SoundControl::FindPlayer(std::string& error) {
   if (found_ == nullptr && player_) found_ = player_(error);
   if (found_ == nullptr && error.empty()) error = "there is no player yet";
@@ -41,6 +42,7 @@ void SoundControl::Apply(const qx::plexion::StageWindow* window, const Window& e
 
 void SoundControl::OnWindow(const HostWindow& window) {
   const MutexLock lock(mutex_);
+  PLEXION_CHECK(window.window != nullptr && window.number != 0, "a window has its number");
   const Window entry{window.number, window.zone};
   windows_[window.window] = entry;
   Apply(window.window, entry);
@@ -50,6 +52,7 @@ void SoundControl::OnWindowGone(const qx::plexion::StageWindow* window) {
   const MutexLock lock(mutex_);
   const auto found = windows_.find(window);
   if (found == windows_.end()) return;
+  // Its number is never given again; what was set for it goes.
   numbers_.erase(found->second.number);
   windows_.erase(found);
   if (found_ != nullptr) found_->Forget(window);
@@ -60,6 +63,7 @@ SoundLevel& SoundControl::LevelOf(const Target& target) {
   return target.zone.empty() ? all_ : zones_[target.zone];
 }
 
+// Factors multiply, mutes add up: a zone at half in a display at half is a quarter.
 SoundLevel SoundControl::EffectiveLocked(const std::string& zone, unsigned window) const {
   SoundLevel level = all_;
   const auto add = [&](const SoundLevel& other) {
@@ -74,6 +78,8 @@ SoundLevel SoundControl::EffectiveLocked(const std::string& zone, unsigned windo
 }
 
 bool SoundControl::Set(const Target& target, const Change& change, std::string& error) {
+  PLEXION_CHECK(!change.volume || (*change.volume >= 0 && *change.volume <= 1),
+                "commands have checked what an operator wrote");
   const MutexLock lock(mutex_);
   if (!FindPlayer(error)) return false;
   SoundLevel& level = LevelOf(target);
@@ -83,7 +89,9 @@ bool SoundControl::Set(const Target& target, const Change& change, std::string& 
   if (change.volume || change.by != 0) level.muted = false;
   if (change.muted) level.muted = *change.muted;
   if (change.toggle) level.muted = !level.muted;
+  // Windows come and go for years.
   if (target.window != 0 && IsUsual(level)) numbers_.erase(target.window);
+  // All of them: a level of a zone or of everything reaches each window by EffectiveLocked.
   for (const auto& [window, entry] : windows_) Apply(window, entry);
   return true;
 }
@@ -113,9 +121,9 @@ bool SoundControl::Seek(const qx::plexion::StageWindow* window, double seconds, 
 
 bool SoundControl::OnKey(uint32_t key) {
   Change change;
-  if (key == kKeyVolumeUp) change.by = kStep;
-  if (key == kKeyVolumeDown) change.by = -kStep;
-  change.toggle = key == kKeyMute;
+  if (key == qx::plexion::kKeyVolumeUp) change.by = kStep;
+  if (key == qx::plexion::kKeyVolumeDown) change.by = -kStep;
+  change.toggle = key == qx::plexion::kKeyMute;
   if (change.by == 0 && !change.toggle) return false;
   std::string ignored;
   Set({}, change, ignored);

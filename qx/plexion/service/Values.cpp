@@ -4,57 +4,13 @@
 
 #include "qx/core/Check.h"
 #include "qx/plexion/IPlexionImpl.h"
+#include "qx/plexion/StageWindowStatusNames.h"
 
 namespace qx {
 namespace plexion {
 
-namespace {
-
-const char* const kStatusNames[] = {
-    "kStatusUnconfigured",
-    "kStatusConfigured",
-    "kStatusLoading",
-    "kStatusLoaded",
-    "kStatusReadyToAnimate",
-    "kStatusPlaying",
-    "kStatusPaused",
-    "kStatusComplete",
-    "kErrorIncompleteConfiguration",
-    "kErrorModuleUnavailable",
-    "kErrorNotEnoughMemory",
-    "kErrorInvalidURL",
-    "kErrorStartupFailure",
-    "kErrorCorruptMovie",
-    "kErrorRenderPlaneCreationFailure",
-    "kErrorOutputPlaneCreationFailure",
-    "kErrorIncompatibleRenderPlane",
-    "kErrorFatalPlaybackError",
-    "kErrorTallyScriptStuck",
-    "kErrorUnsupportedVersion",
-    "kInfoLoadProgress",
-    "kInfoUnsupportedPlaceholderRendered",
-    "kInfoRenderPlaneUpdated",
-    "kInfoOutputPlaneUpdated",
-    "kInfoWindowActivated",
-    "kInfoWindowDeactivated",
-    "kInfoWindowResized",
-    "kInfoOutputPlaneResizeFailed",
-    "kInfoRenderPlaneResizeFailed",
-    "kInfoWindowMoved",
-    "kInfoWindowMoveFailed",
-    "kInfoContentRenderFailure",
-    "kInfoNotifyTSTrace",
-    "kInfoNotifyFPS",
-};
-
-constexpr int32_t kStatusCount = sizeof(kStatusNames) / sizeof(kStatusNames[0]);
-static_assert(kStatusCount == kInfoNotifyFPS + 1, "a name for each status");
-
-}  // namespace
-
 const char* IPlexionImpl::StageWindowStatusToString(StageWindowStatus status) {
-  const int32_t value = status;  // a player's own number, which may be none of ours
-  return value >= 0 && value < kStatusCount ? kStatusNames[value] : nullptr;
+  return StageWindowStatusName(status);  // a player's own number, which may be none of ours
 }
 
 bool IPlexionImpl::SetUserInputKey(int key) {
