@@ -6,7 +6,9 @@
 #include <cctype>
 #include <set>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
+#include "host/launcher/programme/document/ContentKinds.h"
 
 namespace plexion_host {
 namespace {
@@ -14,20 +16,15 @@ namespace {
 /// A movie that has changed this often moves; one that is a still picture never does.
 constexpr uint64_t kMovingFrames = 10;
 
-const char* const kVideos[] = {"mp4", "m4v",  "mkv", "webm", "mov", "avi", "ts",   "m2ts",
-                               "mpg", "mpeg", "ogv", "wmv",  "flv", "3gp", "m3u8", "mpd"};
-const char* const kMovies[] = {"mvx", "json", "lottie", "gif"};
+const char* const kVideos[] = {".mp4", ".m4v",  ".mkv", ".webm", ".mov", ".avi", ".ts",   ".m2ts",
+                               ".mpg", ".mpeg", ".ogv", ".wmv",  ".flv", ".3gp", ".m3u8", ".mpd"};
+const char* const kMovies[] = {".mvx", ".json", ".lottie", ".gif"};
 
 }  // namespace
 
 Motion MotionOf(const std::string& content) {
   if (content.compare(0, 7, "rtsp://") == 0) return Motion::kVideo;
-  const bool address = content.find("://") != std::string::npos;
-  const std::string path = address ? content.substr(0, content.find_first_of("?#")) : content;
-  const size_t dot = path.rfind('.');
-  const size_t slash = path.rfind('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return Motion::kNone;
-  const std::string ending = LowerAscii(std::string_view(path).substr(dot + 1));
+  const std::string ending = ExtensionOf(content);
   const auto is = [&](const char* one) { return ending == one; };
   if (std::any_of(std::begin(kVideos), std::end(kVideos), is)) return Motion::kVideo;
   if (std::any_of(std::begin(kMovies), std::end(kMovies), is)) return Motion::kMovie;
@@ -35,14 +32,17 @@ Motion MotionOf(const std::string& content) {
 }
 
 HealthJudge::Verdict HealthJudge::Judge(const Sample& sample) {
+  PLEXION_CHECK(sample.nowMs >= presentedMs_, "samples come in the order of their times");
   Verdict verdict;
   verdict.windows = sample.windows;
   std::set<unsigned> there;
   for (WindowHealth& window : verdict.windows) {
+    // What is paused or hidden has a right to stand still.
     if (!window.plays || !window.visible) continue;
     there.insert(window.number);
     Look(window, sample.nowMs, verdict);
   }
+  // Forgotten at once: a number that plays again begins anew.
   for (auto place = seen_.begin(); place != seen_.end();) {
     place = there.count(place->first) == 0 ? seen_.erase(place) : std::next(place);
   }
@@ -50,6 +50,8 @@ HealthJudge::Verdict HealthJudge::Judge(const Sample& sample) {
     presented_ = sample.presented;
     presentedMs_ = sample.nowMs;
   }
+  // Nothing since the last look: a still picture needs no frame, so the display is asked for one,
+  // and only its silence then counts.
   verdict.wantsFrame = sample.nowMs > presentedMs_;
   if (sample.nowMs - presentedMs_ >= kSilenceMs) {
     verdict.reason = "the display has presented nothing for " +
@@ -69,12 +71,15 @@ void HealthJudge::Look(WindowHealth& window, int64_t nowMs, Verdict& verdict) {
   const auto [place, isNew] = seen_.try_emplace(window.number);
   Seen& seen = place->second;
   if (isNew || seen.content != window.content) {
+    // Another content in the same window: its time begins now.
     seen = {window.content, window.picture, nowMs, window.frames, nowMs, false};
   }
   if (seen.frames != window.frames) {
     seen.frames = window.frames;
     seen.drawnMs = nowMs;
   }
+  // Pictures are compared by a hash, so frames that come and all look alike count as standing
+  // still.
   if (seen.picture != window.picture) {
     if (seen.told) {
       verdict.changes.push_back(
@@ -85,6 +90,7 @@ void HealthJudge::Look(WindowHealth& window, int64_t nowMs, Verdict& verdict) {
     seen.told = false;
   }
   const Motion motion = MotionOf(window.content);
+  // A movie may be one picture; it owes movement only after it has moved.
   const bool moves =
       motion == Motion::kVideo || (motion == Motion::kMovie && window.frames >= kMovingFrames);
   const int64_t stillMs = nowMs - seen.changedMs;
@@ -102,6 +108,8 @@ bool HealthJudge::AllVideosStand(const Sample& sample) const {
     if (MotionOf(seen.content) != Motion::kVideo) continue;
     any = true;
     // A video of one picture is drawn all the time, and lives.
+    // Twice the time in which one is named: an operator reads of it before the watchdog ends the
+    // process.
     if (sample.nowMs - seen.drawnMs < 2 * frozenAfterMs_) return false;
   }
   return any;

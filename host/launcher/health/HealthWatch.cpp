@@ -17,6 +17,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLook{5000};
 
 int64_t NowMs() {
+  // The same clock as the display's times of frames.
   return duration_cast<milliseconds>(StatusBoard::Clock::now().time_since_epoch()).count();
 }
 
@@ -44,6 +45,7 @@ std::vector<WindowHealth> ReadHealth(IHostWindows& windows, IHostDisplay* displa
         PlaneHealth seen;
         const bool hash = withPictures && health.plays && health.visible &&
                           MotionOf(health.content) != Motion::kNone;
+        // Hashing a picture of a large screen costs milliseconds: only of what should move.
         if (display != nullptr && display->GetPlaneHealth(plane, hash, seen)) {
           health.frames = seen.frames;
           health.picture = seen.picture;
@@ -90,6 +92,8 @@ void HealthWatch::Run() {
   const milliseconds period = watchdog.count() > 0 ? std::min(kLook, watchdog) : kLook;
   MutexLock lock(mutex_);
   while (!stopping_) {
+    // Looking takes the launcher's window lock and asks the display; the destructor must not wait
+    // for that behind our own.
     lock.Unlock();
     Look();
     lock.Lock();
@@ -109,6 +113,7 @@ void HealthWatch::Look() {
   // A display loop of somebody else's counts no frames: it is believed.
   const bool judged = session_.display != nullptr;
   if (verdict.wantsFrame && judged) session_.display->RequestFrame();
+  // No petting is all it takes: the manager does the rest.
   if (verdict.alive || !judged) manager_.PetWatchdog();
 }
 

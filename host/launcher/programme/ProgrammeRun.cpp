@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "qx/platform/IGraphicsDriver.h"
 
@@ -16,6 +17,9 @@ namespace {
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
+// How often the document's stamp is looked at: a call of stat() for each, which no disk feels. A
+// notification of the system would be sooner, and is not there on every file system a document may
+// lie on.
 constexpr int64_t kLookMs = 2000;
 /// A content that does not draw for so long is not waited for by the others.
 constexpr int64_t kLayoutMs = 1000;
@@ -29,6 +33,8 @@ int64_t Milliseconds() {
 std::string StampOf(const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return {};
+  // With nanoseconds and the inode: an editor that writes twice in a second, or puts a new file in
+  // the place of the old one, is noticed as well.
   return std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec) +
          "/" + std::to_string(status.st_size) + "/" + std::to_string(status.st_ino);
 }
@@ -61,7 +67,9 @@ ProgrammeRun::ProgrammeRun(Session& session, ICalendar& calendar, std::string pa
       programme_(std::move(programme)),
       reaper_(session.windows),
       requests_(session.windows.Board()),
-      documentStamp_(StampOf(path_)) {}
+      documentStamp_(StampOf(path_)) {
+  PLEXION_CHECK(programme_ != nullptr, "a programme was read");
+}
 
 ProgrammeRun::~ProgrammeRun() { zones_.clear(); }
 
@@ -86,6 +94,7 @@ void ProgrammeRun::MakeZones() {
 }
 
 qx::platform::OutputPlane* ProgrammeRun::PlaneAbove(const std::string& zone) const {
+  // In the order of the document: what stands further down lies above.
   bool above = false;
   for (const Playing& playing : zones_) {
     if (above) {
@@ -97,9 +106,13 @@ qx::platform::OutputPlane* ProgrammeRun::PlaneAbove(const std::string& zone) con
 }
 
 void ProgrammeRun::Run() {
+  // Not before the display is open: zones with percentages would be laid out for a screen of no
+  // size.
   if (!session_.WaitForDisplay() || !session_.WaitForStartTime()) return;
   screen_ = session_.GetScreenDims();
   StartClock();
+  // The ground is set and the zones are there before the first request: an operator's "status"
+  // right after the start finds them.
   MakeZones();
   requests_.Open();
   session_.play.Set(this);
@@ -107,6 +120,7 @@ void ProgrammeRun::Run() {
     requests_.Serve();
     const ZoneTime now = Now();
     if (clock_.IsOver(now.wall)) session_.windows.RequestQuit();
+    // The service's watchdog reads it: a loop that hangs in a call below stops moving it on.
     session_.turnAtMs = now.steadyMs;
     LookAtDocument(now.steadyMs);
     LookAtScreen(now.steadyMs);
@@ -116,6 +130,8 @@ void ProgrammeRun::Run() {
       next = std::min(next, playing.director->Advance(now));
       next = std::min(next, playing.stage->Poll(*playing.director, now));
     }
+    // Under the board's lock the conditions are looked at before the sleep begins, so that news
+    // between Poll and here is not slept through.
     session_.windows.Board().WaitUntil(StatusBoard::Clock::time_point(milliseconds(next)), [this] {
       return session_.windows.IsQuitting() || requests_.HasRequestsLocked() ||
              session_.screenChanges != screenChanges_ ||
@@ -135,6 +151,8 @@ void ProgrammeRun::Run() {
 void ProgrammeRun::StartClock() {
   const std::optional<Rehearsal>& rehearsal = session_.options.rehearsal;
   if (!rehearsal) return;
+  // The schedule refers to the programme that it was made from. Documents that are read later go on
+  // with the clock of the first.
   rehearsedProgramme_ = programme_;
   rehearsed_ = std::make_unique<Schedule>(*programme_, calendar_);
   clock_ = ProgrammeClock(*rehearsal, rehearsed_->Clock());
@@ -148,6 +166,8 @@ void ProgrammeRun::LookAtDocument(int64_t nowMs) {
   if (nowMs < lookAtMs_) return;
   lookAtMs_ = nowMs + kLookMs;
   const std::string stamp = StampOf(path_);
+  // Gone, or just being replaced: the old one counts, and whoever writes it will be done by the
+  // next look.
   if (stamp.empty() || stamp == documentStamp_) return;
   std::string error;
   if (TakeDocument(path_, error)) return;
@@ -181,7 +201,9 @@ void ProgrammeRun::LookAtScreen(int64_t nowMs) {
 }
 
 void ProgrammeRun::LayOut(const Playing& playing) {
-  playing.stage->SetZone(*programme_->FindZone(playing.zone), screen_, *programme_);
+  const Zone* const zone = programme_->FindZone(playing.zone);
+  PLEXION_CHECK(zone != nullptr, "zones that play are those of the programme");
+  playing.stage->SetZone(*zone, screen_, *programme_);
 }
 
 bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {
@@ -192,6 +214,8 @@ bool ProgrammeRun::TakeDocument(const std::string& path, std::string& error) {
   if (!OpenProgramme(path, calendar_, *programme, error)) return false;
   path_ = path;
   documentStamp_ = stamp;
+  // Contents are known to the zones' directors by numbers, and a director cannot exchange its
+  // zone's geometry under contents of another one. So zones that differ begin anew.
   const bool sameZones = SameZones(*programme, *programme_);
   programme_ = std::move(programme);
   if (!sameZones) {
@@ -225,6 +249,7 @@ void ProgrammeRun::Print(const std::string& zone, const ZoneNews& news) const {
     return;
   }
   const std::string where = "zone " + PrintableWord(zone) + ": ";
+  // The same facts as fields: the JSON log has them without taking the sentence apart.
   std::vector<LogField> fields = {{"zone", zone}, {"reason", news.reason}};
   if (news.kind == ZoneNews::Kind::kNothing) {
     fields.push_back({"event", "nothing"});

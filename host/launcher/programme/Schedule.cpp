@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -13,6 +15,7 @@ constexpr int32_t kDaysAhead = 8;
 
 Schedule::Schedule(const Programme& programme, ICalendar& calendar)
     : programme_(programme), clock_(calendar) {
+  PLEXION_CHECK(!programme.zones.empty(), "a programme has a zone, if only one for the screen");
   clock_.Open(programme.timeZone);
   for (const Entry& entry : programme.schedule) {
     rules_.push_back({&entry, Recurrence(calendar, entry.rule, entry.firstDay)});
@@ -21,11 +24,15 @@ Schedule::Schedule(const Programme& programme, ICalendar& calendar)
 
 Schedule::Span Schedule::Around(Rule& rule, Moment moment) {
   const Entry& entry = *rule.entry;
+  // An entry whose "to" is not after its "from" goes on past midnight: 22:00 to 02:00, and 00:00 to
+  // 00:00 is a whole day. The day that its rule names is the one on which it begins.
   const int64_t lasts = entry.toMs > entry.fromMs ? 0 : kDayMs;
   const int32_t today = clock_.At(moment).day;
   // Yesterday's may reach into today.
   for (int32_t day = today - 1; day <= today + kDaysAhead; ++day) {
     if (day < entry.firstDay || day > entry.lastDay || !rule.days.Holds(day)) continue;
+    // Both ends through the zone's rules, not `begin` plus a length: in the night when the clock
+    // changes, 01:00 to 04:00 lasts two or four hours, and still ends at four.
     Span span;
     span.begin = clock_.Of(day, entry.fromMs);
     span.end = clock_.Of(day, entry.toMs + lasts);
@@ -52,6 +59,7 @@ DayPart Schedule::At(const Zone& zone, Moment moment) {
       continue;
     }
     next = std::min(next, span.end);
+    // ">=": of two alike the one further down in the document wins, which its author wrote last.
     const bool higher = part.entry == nullptr || entry.priority > part.entry->priority ||
                         (entry.priority == part.entry->priority && span.begin >= best.begin);
     if (!higher) continue;
@@ -73,10 +81,10 @@ DayPart Schedule::At(const Zone& zone, Moment moment) {
 
 bool Schedule::Holds(const Entry* entry, Moment moment) {
   if (entry == nullptr) return true;
-  for (Rule& rule : rules_) {
-    if (rule.entry == entry) return Around(rule, moment).begin <= moment;
-  }
-  return false;
+  const auto rule = std::find_if(rules_.begin(), rules_.end(),
+                                 [entry](const Rule& each) { return each.entry == entry; });
+  PLEXION_CHECK(rule != rules_.end(), "the entry is one of this programme");
+  return Around(*rule, moment).begin <= moment;
 }
 
 std::vector<DayPart> Schedule::Day(const Zone& zone, int32_t day) {
@@ -84,6 +92,7 @@ std::vector<DayPart> Schedule::Day(const Zone& zone, int32_t day) {
   const Moment end = clock_.Of(day + 1, 0);
   for (Moment at = clock_.Of(day, 0); at < end;) {
     DayPart part = At(zone, at);
+    // At gives the time since which the part counts; a chart of one day begins at its midnight.
     part.begin = at;
     part.end = std::min(part.end, end);
     at = part.end;

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "host/contracts/ContentGround.h"
 #include "host/launcher/programme/document/ContentKinds.h"
@@ -50,6 +51,7 @@ WindowReaper::~WindowReaper() {
 }
 
 void WindowReaper::Destroy(qx::plexion::StageWindow* window, std::shared_ptr<void> keep) {
+  PLEXION_CHECK(window != nullptr, "a window is destroyed once");
   // Asked at once, so that nothing of it is heard while it waits for its turn.
   window->Terminate(qx::plexion::kStatusComplete);
   {
@@ -66,6 +68,8 @@ void WindowReaper::Run() {
     if (tasks_.empty()) return;
     Task task = std::move(tasks_.front());
     tasks_.pop_front();
+    // Destroying waits for the player's thread, perhaps for seconds. Others may hand in their
+    // windows meanwhile.
     lock.Unlock();
     windows_.Destroy(task.window);
     task.keep.reset();
@@ -81,6 +85,7 @@ WindowStage::Texts::~Texts() {
 WindowStage::WindowStage(Session& session, WindowReaper& reaper, PlaneAbove above)
     : session_(session), reaper_(reaper), above_(std::move(above)) {}
 
+// A change that is under way ends here as well: its planes go with the windows.
 WindowStage::~WindowStage() {
   for (Content& content : contents_) Destroy(content);
 }
@@ -125,6 +130,8 @@ std::string WindowStage::VariablesOf(const Item& item) const {
   const double volume = zone_.volume * (item.volume ? *item.volume : 1);
   text += "&volume=" + std::to_string(static_cast<int>(std::lround(volume * 100)));
   // A picture lasts as long as its item, or as the programme says; its end is the director's.
+  // An item with a duration gets a minute more, so that a picture never ends by itself while the
+  // director still counts; when that is late, the picture stands rather than a hole is seen.
   const int64_t durationMs = item.durationMs ? *item.durationMs + 60000 : defaultDurationMs_;
   text += "&duration=" + std::to_string(durationMs / 1000) + "." +
           std::to_string(durationMs % 1000 / 100);
@@ -134,6 +141,8 @@ std::string WindowStage::VariablesOf(const Item& item) const {
 }
 
 void WindowStage::Load(uint64_t number, const Item& item) {
+  PLEXION_CHECK(rect_.width > 0 && rect_.height > 0, "the zone is known before its contents");
+  PLEXION_CHECK(Find(number) == nullptr, "a number stands for one content");
   contents_.emplace_back();
   Content& content = contents_.back();
   content.number = number;
@@ -142,12 +151,14 @@ void WindowStage::Load(uint64_t number, const Item& item) {
   content.texts->line.zone = zone_.name;
   content.texts->variables = VariablesOf(item);
   content.endless = MayBeEndless(item.content);
-  Open(content, item);
+  Open(content);
 }
 
-void WindowStage::Open(Content& content, const Item& item) {
+void WindowStage::Open(Content& content) {
   content.window = session_.service->CreateStageWindow();
   if (content.window == nullptr) {
+    // Told by the next Poll, as every failure is: the director is in the middle of a decision when
+    // it calls Load.
     content.failure = "there is no memory for a window";
     return;
   }
@@ -159,7 +170,6 @@ void WindowStage::Open(Content& content, const Item& item) {
   DrawInto(rect_, *session_.service, parameters);
   content.place = rect_;
   parameters.memoryLimit = session_.options.memoryLimitBytes;
-  (void)item;
   // The platform's own folder, which nobody named: not to be missed where there is none.
   std::error_code fault;
   if (parameters.extensionsDir != nullptr && !fs::is_directory(parameters.extensionsDir, fault)) {
@@ -175,7 +185,7 @@ void WindowStage::Open(Content& content, const Item& item) {
 }
 
 int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
-  // Steps may add contents behind, and drop any.
+  // By number, not by iterator: a step may load, drop or show, and any of these changes the list.
   std::vector<uint64_t> numbers;
   for (const Content& content : contents_) numbers.push_back(content.number);
   for (const uint64_t number : numbers) {
@@ -189,6 +199,8 @@ int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
     }
   }
   if (change_.next == 0) return next;
+  // Counted from the first Poll and not from Show: what lies between them would be cut off from the
+  // motion's beginning.
   if (!change_.beganMs) change_.beganMs = now.steadyMs;
   const int64_t lasts = change_.transition.durationMs;
   const int64_t since = now.steadyMs - *change_.beganMs;
@@ -196,12 +208,14 @@ int64_t WindowStage::Poll(ZoneDirector& director, const ZoneTime& now) {
     EndChange();
     return next;
   }
+  PLEXION_CHECK(change_.motion != nullptr, "a cut has ended when it began");
   change_.motion->Draw(static_cast<double>(since) / static_cast<double>(lasts));
   return std::min(next, now.steadyMs + kFrameMs);
 }
 
 void WindowStage::Step(ZoneDirector& director, Content& content, const ZoneTime& now) {
   const uint64_t number = content.number;
+  // Plain pictures are this stage's own. The director has never heard of their numbers.
   const bool plain = number >= kReasonNumbers;
   if (content.phase == Phase::kFailed) {
     content.phase = Phase::kOver;
@@ -227,6 +241,8 @@ void WindowStage::Step(ZoneDirector& director, Content& content, const ZoneTime&
       session_.windows.Board().Ask([&] { return content.observer->IsReadyLocked(); })) {
     Prepare(content, now.steadyMs);
   }
+  // Sound alone never draws, and a movie may begin with nothing to see: both are ready a second
+  // after they have their planes.
   const bool waited = now.steadyMs >= content.phaseBeganMs + kFirstPictureMs;
   if (content.phase != Phase::kDrawing || !(content.observer->HasDrawn() || waited)) return;
   content.phase = Phase::kReady;
@@ -278,18 +294,22 @@ void WindowStage::Prepare(Content& content, int64_t nowMs) {
   content.phaseBeganMs = nowMs;
   if (!session_.CreatePlanes(*content.window, content.texts->line.content)) {
     content.failure = "it gets no place on the screen";
-    content.phase = Phase::kFailed;
+    content.phase = Phase::kFailed;  // the next Poll tells the director
     return;
   }
   // Visible, or nothing would be drawn on it; but it must not show yet.
   content.window->SetAlpha(0);
   content.phase = Phase::kDrawing;
+  // New planes come to lie on top of all. Below the zone above, at once and in the same frame, or a
+  // content that gets ready would flash over its neighbour.
   qx::platform::OutputPlane* const plane = content.window->GetOutputPlane();
   qx::platform::OutputPlane* const above = above_();
   if (plane != nullptr && above != nullptr) plane->SetBelow(above);
 }
 
 void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& transition) {
+  // A change that is still under way is finished first: two transitions of a zone at once would
+  // need three planes in an order that nobody defined.
   EndChange();
   Content* const content = Find(number);
   if (content == nullptr || content->window == nullptr) return;
@@ -298,6 +318,8 @@ void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& tra
       reasonNumber_ != 0 && number != reasonNumber_ ? Find(reasonNumber_) : nullptr;
   if (plain != nullptr && previous == 0) previous = reasonNumber_;
   Content* const before = Find(previous);
+  // From here to the end in one frame: the new plane, the end of the old one and the first step of
+  // the transition are seen together, or none of them.
   const OneFrame frame(session_.display);
   qx::platform::OutputPlane* const plane = content->window->GetOutputPlane();
   qx::platform::OutputPlane* const below =
@@ -306,6 +328,7 @@ void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& tra
   content->visible = true;
   content->window->SetVisible(true);
   shown_ = number;
+  // What was paused, and comes back, is kShown already; Resume has let it go on.
   if (content->phase == Phase::kReady) {
     content->phase = Phase::kShown;
     session_.OnFirstPlay();
@@ -328,6 +351,8 @@ void WindowStage::Show(uint64_t number, uint64_t previous, const Transition& tra
 
 void WindowStage::EndChange() {
   if (change_.next == 0) return;
+  // Taken out before anything is called: Drop asks whether a change is under way, and must hear
+  // that none is.
   const Change change = std::exchange(change_, Change());
   const OneFrame frame(session_.display);
   if (change.motion != nullptr) change.motion->End();
@@ -356,6 +381,7 @@ void WindowStage::Resume(uint64_t number) {
 }
 
 void WindowStage::Drop(uint64_t number) {
+  // It is half of what is seen until the transition is over.
   if (change_.next != 0 && change_.previous == number) {
     dropLater_.push_back(number);
     return;
@@ -364,6 +390,7 @@ void WindowStage::Drop(uint64_t number) {
   const auto found = std::find_if(contents_.begin(), contents_.end(),
                                   [&](const Content& content) { return content.number == number; });
   if (found == contents_.end()) return;
+  // The plain picture that comes next has then nothing to lie above.
   if (shown_ == number) shown_ = 0;
   Destroy(*found);
   contents_.erase(found);
@@ -371,6 +398,7 @@ void WindowStage::Drop(uint64_t number) {
 
 void WindowStage::Destroy(Content& content) {
   if (content.window == nullptr) return;
+  // Hidden at once. The window itself may live on for as long as its player's thread needs.
   content.window->SetVisible(false);
   reaper_.Destroy(std::exchange(content.window, nullptr), content.texts);
 }
@@ -391,6 +419,8 @@ void WindowStage::ShowReason(const std::string& reason) {
        << std::max<int64_t>(int64_t{rect_.width} - 2 * size, 1) << "\" color=\"#9aa4ad\">"
        << EscapeXml(reason) << "</text>\n</scene>\n</application>\n";
   file.close();
+  // Over all zones: windows of two stages are listed side by side, and a number must not name two
+  // of them.
   static uint64_t numbers = kReasonNumbers;
   reasonNumber_ = ++numbers;
   Item item;

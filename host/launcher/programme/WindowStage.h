@@ -119,7 +119,7 @@ class WindowStage final : public ZoneStage {
   };
 
   Content* Find(uint64_t number);
-  void Open(Content& content, const Item& item);
+  void Open(Content& content);
   void Prepare(Content& content, int64_t nowMs);
   void Step(ZoneDirector& director, Content& content, const ZoneTime& now);
   void EndChange();

@@ -5,6 +5,8 @@
 #include <functional>
 #include <utility>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -21,9 +23,13 @@ ZoneDirector::ZoneDirector(std::shared_ptr<const Programme> programme, ICalendar
       schedule_(std::make_unique<Schedule>(*programme_, calendar_)),
       zone_(std::move(zone)),
       stage_(stage),
-      news_(std::move(news)) {}
+      news_(std::move(news)) {
+  PLEXION_CHECK(programme_->FindZone(zone_) != nullptr, "the zone is one of the programme");
+}
 
 int64_t ZoneDirector::Advance(const ZoneTime& now) {
+  // What is on stands still, and so does the plan: durations are moved by the length of the pause,
+  // and day parts that pass meanwhile are not shown.
   if (paused_) return kNever;
   // What is alone and has no end has no moment to wait for. Not in the last seconds before a
   // boundary, whose content would have to be loaded anew.
@@ -43,8 +49,11 @@ int64_t ZoneDirector::Advance(const ZoneTime& now) {
   if (changes && !waits) {
     UsePart(part, now);
   } else if (!changes) {
+    // With waitsUntil_ the old part stays in `part_`, so that the next call sees the change again.
     part_ = part;
   }
+  // Deadlines before decisions: a slot that is given up frees its place for another in this very
+  // call.
   for (Slot* const slot : {&next_, &boundary_, &pass_}) CheckDeadline(*slot, now);
   ShowWhatIsDue(now);
   PrepareNext(now);
@@ -60,8 +69,8 @@ bool ZoneDirector::CurrentIsOver(const ZoneTime& now) const {
 }
 
 void ZoneDirector::ShowWhatIsDue(const ZoneTime& now) {
-  constexpr int64_t kBlinkMs = 1000;
   if (pass_.ready && now.wall >= current_.passEnd) {
+    // The playlist's next item was loaded for a place that the pass takes.
     Drop(next_);
     Show(pass_, "next", now);
     return;
@@ -75,6 +84,8 @@ void ZoneDirector::ShowWhatIsDue(const ZoneTime& now) {
 }
 
 void ZoneDirector::TakePending(const ZoneTime& now) {
+  // A new programme may have other zones, playlists and times: what was loaded for the old one may
+  // never be shown.
   DropWaiting();
   DropInterrupted();
   // A zone that is gone has nobody to direct it; its director is told by whoever owns it.
@@ -84,6 +95,7 @@ void ZoneDirector::TakePending(const ZoneTime& now) {
   }
   programme_ = std::move(pending_);
   schedule_ = std::make_unique<Schedule>(*programme_, calendar_);
+  // A mended document is why somebody changed it: what failed under the old one is tried at once.
   failedUntilMs_.clear();
   TakePart(schedule_->At(ZoneOf(), now.wall));
   started_ = true;
@@ -112,14 +124,19 @@ void ZoneDirector::TakePart(const DayPart& part) {
 /// Another day part counts from now on.
 void ZoneDirector::UsePart(const DayPart& part, const ZoneTime& now) {
   const bool start = !started_;
+  // Loaded for this part in its last seconds. A step of the clock, or a new programme, may have
+  // made that another one.
   const bool prepared = boundary_.number != 0 && boundaryPart_.entry == part.entry &&
                         boundaryPart_.playlist == part.playlist;
   if (ComeBack(part, now)) return;
+  // With "resume" only, and only while the interrupted part would still count: what is over has
+  // nothing to come back to.
   const bool interrupts =
       !start && current_.number != 0 && !CurrentIsOver(now) && part.entry != nullptr &&
       part.entry->interruption == Interruption::kResume && schedule_->Holds(part_.entry, now.wall);
   if (interrupts) Interrupt(now);
   started_ = true;
+  // Out of its slot before DropWaiting, which empties all of them.
   Slot first = prepared ? std::exchange(boundary_, Slot()) : Slot();
   DropWaiting();
   TakePart(part);
@@ -140,16 +157,15 @@ void ZoneDirector::UsePart(const DayPart& part, const ZoneTime& now) {
 /// What was interrupted goes on where it was, when its part counts again. What another part has
 /// taken the place of meanwhile is let go.
 bool ZoneDirector::ComeBack(const DayPart& part, const ZoneTime& now) {
+  // From the back: the last to be interrupted is the first that may come back.
   for (size_t i = interrupted_.size(); i-- > 0;) {
     Interrupted& each = interrupted_[i];
     const bool same = each.entry == part.entry && each.playlist == part.playlist;
     if (!same && schedule_->Holds(each.entry, now.wall)) continue;
+    if (!same) LetGo(each);
     Slot back = std::exchange(each.slot, Slot());
     interrupted_.erase(interrupted_.begin() + static_cast<std::ptrdiff_t>(i));
-    if (!same) {
-      Drop(back);
-      continue;
-    }
+    if (!same) continue;
     DropWaiting();
     TakePart(part);
     stage_.Resume(back.number);
@@ -163,19 +179,27 @@ bool ZoneDirector::ComeBack(const DayPart& part, const ZoneTime& now) {
 }
 
 void ZoneDirector::Interrupt(const ZoneTime& now) {
+  PLEXION_CHECK(current_.number != 0, "something is on that can be interrupted");
   if (interrupted_.size() >= kMostInterrupted) {
-    Drop(interrupted_.front().slot);
+    // The oldest gives way: it would be the last to come back.
+    LetGo(interrupted_.front());
     interrupted_.erase(interrupted_.begin());
   }
   stage_.Pause(current_.number);
   Slot slot = current_;
+  // At least a millisecond: with nothing left it would be taken for one without a duration.
   if (slot.endAtMs) slot.durationLeftMs = std::max<int64_t>(*slot.endAtMs - now.steadyMs, 1);
   interrupted_.push_back({slot, part_.entry, part_.playlist});
 }
 
 void ZoneDirector::DropInterrupted() {
-  for (Interrupted& each : interrupted_) Drop(each.slot);
+  for (Interrupted& each : interrupted_) LetGo(each);
   interrupted_.clear();
+}
+
+/// What was interrupted is on as long as nothing has taken its place yet. Show drops it then.
+void ZoneDirector::LetGo(Interrupted& interrupted) {
+  if (interrupted.slot.number != current_.number) Drop(interrupted.slot);
 }
 
 void ZoneDirector::DropWaiting() {
@@ -189,8 +213,15 @@ void ZoneDirector::Drop(Slot& slot) {
 }
 
 void ZoneDirector::Show(Slot& slot, const char* reason, const ZoneTime& now) {
+  PLEXION_CHECK(slot.number != 0 && slot.ready, "what is shown has its first picture");
+  // The slot is emptied before the stage is called, which may call back: from then on the content
+  // is known as current_ only.
   Slot previous = std::exchange(current_, std::exchange(slot, Slot()));
+  // It was interrupted by what did not get ready in time, and has been on all the while.
+  if (previous.number == current_.number) previous = Slot();
   current_.shownAtMs = now.steadyMs;
+  // A duration of the item's own counts from here and not from when it was loaded, however early
+  // that was.
   const bool own = current_.item.durationMs.has_value();
   if (current_.durationLeftMs > 0) {
     current_.endAtMs = now.steadyMs + current_.durationLeftMs;
@@ -214,7 +245,7 @@ void ZoneDirector::Show(Slot& slot, const char* reason, const ZoneTime& now) {
     if (!news.durationMs && current_.expectedMs != 0) news.durationMs = current_.expectedMs;
     news_(news);
   }
-  // What is paused for an interruption is not dropped.
+  // What is paused for an interruption is not dropped: from now on it is interrupted_'s.
   const bool kept =
       std::any_of(interrupted_.begin(), interrupted_.end(),
                   [&](const Interrupted& each) { return each.slot.number == previous.number; });
@@ -223,11 +254,12 @@ void ZoneDirector::Show(Slot& slot, const char* reason, const ZoneTime& now) {
 
 /// When the next pass of an aligned playlist begins, seen from the content that is on.
 void ZoneDirector::SetPassEnd(const ZoneTime& now) {
-  constexpr int64_t kBlinkMs = 1000;
   current_.passEnd = kNever;
   const Playlist* const playlist = programme_->FindPlaylist(playing_);
   if (current_.number == 0 || playlist == nullptr || playlist->alignMs <= 0) return;
   const LocalTime::Reading reading = schedule_->Clock().At(now.wall);
+  // The pass that has begun already, as a time of day; the loop goes to the next multiples from it.
+  // A pass never reaches over midnight, where counting begins anew.
   int64_t ms = reading.ms / playlist->alignMs * playlist->alignMs;
   // In the night that has an hour twice a time of day means the first one.
   do {
@@ -237,6 +269,7 @@ void ZoneDirector::SetPassEnd(const ZoneTime& now) {
 }
 
 void ZoneDirector::OnLoaded(uint64_t number, bool endless, const ZoneTime& now) {
+  // Stale numbers match none: slots were emptied when their contents were dropped.
   for (Slot* const slot : {&next_, &boundary_, &pass_}) {
     if (number == 0 || slot->number != number) continue;
     slot->ready = true;
@@ -253,6 +286,7 @@ void ZoneDirector::OnLoaded(uint64_t number, bool endless, const ZoneTime& now) 
 void ZoneDirector::OnEnded(uint64_t number, const std::string& failure, const ZoneTime& now) {
   if (number == 0) return;
   const std::string why = failure.empty() ? "it ended before it was shown" : failure;
+  // It stays in current_ with its last picture: what is next may not be ready.
   if (number == current_.number) {
     current_.ended = true;
     current_.endedAtMs = now.steadyMs;
@@ -268,8 +302,8 @@ void ZoneDirector::OnEnded(uint64_t number, const std::string& failure, const Zo
     if (number == slot->number) Fail(*slot, why, now);
   }
   for (size_t i = interrupted_.size(); i-- > 0;) {
-    if (interrupted_[i].slot.number != number || number == current_.number) continue;
-    Drop(interrupted_[i].slot);
+    if (interrupted_[i].slot.number != number) continue;
+    LetGo(interrupted_[i]);
     interrupted_.erase(interrupted_.begin() + static_cast<std::ptrdiff_t>(i));
   }
   Advance(now);
@@ -283,6 +317,8 @@ int64_t ZoneDirector::NextCall(const ZoneTime& now) const {
   int64_t at = kNever;
   const auto sooner = [&](int64_t other) { at = std::min(at, other); };
   const auto atMoment = [&](Moment moment) {
+    // The schedule counts by the wall clock, sleeping goes by the steady one; a step of the wall
+    // clock in between is found by the launcher's look once a second.
     if (moment != kNever) sooner(now.steadyMs + std::max<int64_t>(moment - now.wall, 0));
   };
   // A part that waits for the item's end is looked at again then, or when it is over itself.
@@ -305,6 +341,8 @@ int64_t ZoneDirector::NextCall(const ZoneTime& now) const {
   }
   // Nothing is on its way: what failed is asked again.
   if (next_.number == 0) sooner(now.steadyMs + kEmptyRetryMs);
+  // At least one millisecond ahead: a deadline that is due but changes nothing must not make the
+  // caller spin.
   return std::max(at, now.steadyMs + 1);
 }
 

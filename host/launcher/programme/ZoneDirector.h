@@ -90,6 +90,8 @@ class ZoneDirector {
   static constexpr int64_t kLoadLimitMs = 30000;
   static constexpr int64_t kRetryMs = 60000;
   static constexpr int64_t kEmptyRetryMs = 5000;
+  /// Nothing is begun that would be on for less.
+  static constexpr int64_t kBlinkMs = 1000;
   /// How long the last picture of what is over stays when nothing else can be played.
   static constexpr int64_t kLastPictureMs = 10000;
 
@@ -152,6 +154,7 @@ class ZoneDirector {
   bool ComeBack(const DayPart& part, const ZoneTime& now);
   void Interrupt(const ZoneTime& now);
   void DropInterrupted();
+  void LetGo(Interrupted& interrupted);
   void DropWaiting();
   void ReadItems();
   void FindCurrentAgain();

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/launcher/programme/ZoneDirector.h"
 #include "host/launcher/programme/document/ContentKinds.h"
 
@@ -22,7 +23,8 @@ void ZoneDirector::FindCurrentAgain() {
   if (found != items_.end()) {
     current_.index = static_cast<size_t>(found - items_.begin());
   } else {
-    // The one that has taken its place comes next.
+    // The one that has taken its place comes next: one step back, round the end, so that Following
+    // gives just that. What is on is no item any more, and no place of it is reported.
     current_.index = (current_.index + items_.size() - 1) % items_.size();
     current_.once = true;
   }
@@ -36,9 +38,10 @@ int64_t ZoneDirector::SinceBegin(const DayPart& part, Moment moment) const {
 }
 
 void ZoneDirector::EnterPart(const DayPart& part, Moment moment, const ZoneTime& now, Slot& slot) {
-  constexpr int64_t kBlinkMs = 1000;
   const std::vector<Item> items = FlatItems(*programme_, part.playlist);
   if (items.empty()) return;
+  // Only if every item says how long it lasts can one tell which would be on by now. One that has
+  // its own length makes all behind it unknown.
   int64_t total = 0;
   bool known = true;
   for (const Item& item : items) {
@@ -48,6 +51,8 @@ void ZoneDirector::EnterPart(const DayPart& part, Moment moment, const ZoneTime&
   size_t first = 0;
   int64_t left = 0;
   if (known) {
+    PLEXION_CHECK(total > 0, "the reader refuses items that last less than a moment");
+    // The whole list is one round; rounds follow each other from the part's beginning on.
     int64_t since = SinceBegin(part, moment) % total;
     while (since >= *items[first].durationMs) since -= *items[first++].durationMs;
     left = *items[first].durationMs - since;
@@ -61,6 +66,7 @@ void ZoneDirector::EnterPart(const DayPart& part, Moment moment, const ZoneTime&
   const auto index = Following(items, before, now);
   if (!index) return;
   Load(slot, part.playlist, items[*index], *index, now);
+  // Another one than was reckoned, since that has failed of late: it gets its whole duration.
   if (*index == first) slot.durationLeftMs = left;
 }
 
@@ -79,6 +85,8 @@ bool ZoneDirector::MayBeTried(const Item& item, const ZoneTime& now) const {
 
 std::optional<size_t> ZoneDirector::Following(const std::vector<Item>& items, size_t index,
                                               const ZoneTime& now) const {
+  // From the one behind `index` once round, `index` itself last: alone in its list, an item follows
+  // itself.
   for (size_t step = 1; step <= items.size(); ++step) {
     const size_t candidate = (index + step) % items.size();
     if (MayBeTried(items[candidate], now)) return candidate;
@@ -96,12 +104,14 @@ std::optional<size_t> ZoneDirector::Preceding(size_t index, const ZoneTime& now)
 
 void ZoneDirector::Load(Slot& slot, const std::string& playlist, const Item& item, size_t index,
                         const ZoneTime& now) {
+  PLEXION_CHECK(slot.number == 0, "a content that is loaded has been shown or dropped");
   slot = Slot();
   slot.number = ++lastNumber_;
   slot.item = item;
   slot.index = index;
   slot.playlist = playlist;
   slot.loadBeganMs = now.steadyMs;
+  // For status lines only; its end comes from the player.
   if (IsStillPicture(item)) slot.expectedMs = programme_->defaultDurationMs;
   stage_.Load(slot.number, item);
 }
@@ -126,6 +136,7 @@ void ZoneDirector::PrepareNext(const ZoneTime& now) {
   }
   ReadItems();
   FindCurrentAgain();
+  // As long as something is on, a list of failures is no reason to show less than that.
   const bool nothingOn = current_.number == 0 || CurrentIsOver(now);
   // What was alone has got company.
   if (current_.stays && items_.size() > 1) {
@@ -134,6 +145,8 @@ void ZoneDirector::PrepareNext(const ZoneTime& now) {
   }
   const size_t last = items_.empty() ? 0 : items_.size() - 1;
   const bool own = current_.number != 0 && current_.playlist == playing_;
+  // What is on belongs to another list (a fallback, the part before): this one begins with its
+  // first item.
   const auto index = Following(items_, own ? std::min(current_.index, last) : last, now);
   if (!index) {
     if (nothingOn) FallBack(now);
@@ -162,6 +175,7 @@ bool ZoneDirector::PrepareAsked(const ZoneTime& now) {
 /// While the fallback plays, the contents that it stands for are asked again, each in its time.
 bool ZoneDirector::PrepareOwnAgain(const ZoneTime& now) {
   const std::vector<Item> own = FlatItems(*programme_, part_.playlist);
+  // "size - 1" is the place before the first: Following begins with item 0.
   const auto index = own.empty() ? std::optional<size_t>() : Following(own, own.size() - 1, now);
   if (!index) return false;
   Load(next_, part_.playlist, own[*index], *index, now);
@@ -169,10 +183,12 @@ bool ZoneDirector::PrepareOwnAgain(const ZoneTime& now) {
 }
 
 void ZoneDirector::PrepareBoundary(const ZoneTime& now) {
-  // Loaded for a moment that a step of the clock has put far away.
+  // Loaded for a moment that a step of the clock has put far away. Twice the lead: small corrections
+  // of the clock do not throw away what has just been loaded.
   if (boundary_.number != 0 && part_.end - now.wall > 2 * kLeadMs) Drop(boundary_);
   if (boundary_.number != 0 || part_.end == kNever || part_.end - now.wall > kLeadMs) return;
   const DayPart following = schedule_->At(ZoneOf(), part_.end);
+  // The same part goes on behind the boundary of another entry, one that loses.
   if (following.entry == part_.entry && following.playlist == part_.playlist) return;
   // What was interrupted comes back, and is there.
   for (const Interrupted& each : interrupted_) {
@@ -184,6 +200,7 @@ void ZoneDirector::PrepareBoundary(const ZoneTime& now) {
 
 void ZoneDirector::PreparePass(const ZoneTime& now) {
   if (current_.passEnd == kNever || pass_.number != 0 || items_.empty()) return;
+  // The part's end comes first, and what is loaded for that is in boundary_.
   if (current_.passEnd - now.wall > kLeadMs || current_.passEnd > part_.end) return;
   const auto index = Following(items_, items_.size() - 1, now);
   if (index) Load(pass_, playing_, items_[*index], *index, now);
@@ -204,6 +221,8 @@ void ZoneDirector::FallBack(const ZoneTime& now) {
     }
   }
   if (reasonShown_) return;
+  // The last picture of what is over looks better than words, for some seconds: the next content
+  // may be about to come.
   if (current_.number != 0) {
     const int64_t overAtMs = current_.ended ? current_.endedAtMs : current_.endAtMs.value_or(0);
     if (now.steadyMs - overAtMs < kLastPictureMs) return;

@@ -73,6 +73,15 @@ class VirtualStage final : public ZoneStage {
   void Break(const std::string& content) { broken_[content] = true; }
   void Mend(const std::string& content) { broken_[content] = false; }
 
+  /// What is loaded of that content fails now, paused or not.
+  void Crash(const std::string& content) {
+    for (const auto& [number, name] : std::map<uint64_t, std::string>(loaded_)) {
+      if (name != content) continue;
+      crashed_.insert(number);
+      director_->OnEnded(number, "it crashed", now_);
+    }
+  }
+
   ZoneDirector& Director() { return *director_; }
   const ZoneTime& Now() const { return now_; }
   const std::vector<Shown>& History() const { return shown_; }
@@ -98,7 +107,9 @@ class VirtualStage final : public ZoneStage {
   void Show(uint64_t number, uint64_t previous, const Transition&) override {
     ASSERT_EQ(1u, ready_.count(number)) << "shown before it was ready";
     EXPECT_EQ(0u, paused_.count(number)) << "shown before it was resumed";
-    if (previous == 0 && !seen_.empty() && reason_.empty()) ++emptyFrames;
+    EXPECT_EQ(0u, crashed_.count(number)) << "shown when it was over";
+    if (previous == 0 && number != on_ && !seen_.empty() && reason_.empty()) ++emptyFrames;
+    on_ = number;
     seen_ = loaded_[number];
     reason_.clear();
     shown_.push_back({now_, seen_});
@@ -111,6 +122,7 @@ class VirtualStage final : public ZoneStage {
   void Resume(uint64_t number) override { EXPECT_EQ(1u, paused_.erase(number)); }
   void Drop(uint64_t number) override {
     EXPECT_EQ(1u, loaded_.erase(number)) << "dropped twice";
+    if (number == on_ && reason_.empty()) ++emptyFrames;
     ready_.erase(number);
     paused_.erase(number);
   }
@@ -159,6 +171,8 @@ class VirtualStage final : public ZoneStage {
   std::map<std::string, bool> broken_;
   std::set<uint64_t> paused_;
   std::set<uint64_t> began_;
+  std::set<uint64_t> crashed_;
+  uint64_t on_ = 0;
   std::string seen_;
   std::string reason_;
   unsigned failures_ = 0;

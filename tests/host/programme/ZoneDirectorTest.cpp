@@ -119,6 +119,42 @@ TEST(ZoneDirectorTest, AnInterruptionWaitsForTheItemOrOnlyInterruptsWhatStillLas
   EXPECT_EQ(At("2026-11-23", "13:10"), nested.History().back().at.wall);
 }
 
+TEST(ZoneDirectorTest, WhatNothingTakesThePlaceOfStaysOnAlthoughItIsInterrupted) {
+  // The part's only content fails, or hangs: what it interrupts stands still below the reason, goes
+  // on with what was left of it, and is dropped once.
+  for (const char* const broken : {"bad", "never-loads"}) {
+    const std::string document = Document(
+        R"("all":[{"content":"never1","duration":"1h"},{"content":"never2","duration":"1h"}],"b":[")" +
+            std::string(broken) + "\"]",
+        R"({"playlist":"b","from":"12:10","to":"12:11","interrupt":"resume"})");
+    VirtualStage stage(document, At("2026-11-23", "12:00"));
+    stage.RunFor(10 * 60000 + 30000);
+    EXPECT_EQ("(none of its contents can be played)", stage.Seen()) << broken;
+    stage.RunFor(31000);
+    EXPECT_EQ("never1 never1 ", stage.Contents()) << broken;
+    EXPECT_EQ("never1", stage.Seen());
+    stage.RunFor(50 * 60000);
+    EXPECT_EQ("never2 ", stage.Contents()) << "an hour after its beginning, and a minute more";
+    EXPECT_EQ(At("2026-11-23", "13:01") / 1000, stage.History().back().at.wall / 1000);
+    EXPECT_EQ(0u, stage.emptyFrames);
+
+    // It crashes while it is interrupted: the next one, and not the last picture of this.
+    VirtualStage crashing(document, At("2026-11-23", "12:00"));
+    crashing.RunFor(10 * 60000 + 5000);
+    crashing.Crash("never1");
+    crashing.RunFor(4 * 60000);
+    EXPECT_EQ("never1 never2 ", crashing.Contents());
+
+    // A new programme comes meanwhile: what is on stays until its content is ready.
+    VirtualStage changed(document, At("2026-11-23", "12:00"));
+    changed.RunFor(10 * 60000 + 5000);
+    changed.Director().SetProgramme(VirtualStage::Read(Document(R"("all":["slow"])")));
+    changed.RunFor(60000);
+    EXPECT_EQ("never1 slow ", changed.Contents());
+    EXPECT_EQ(0u, changed.emptyFrames);
+  }
+}
+
 TEST(ZoneDirectorTest, AnItemLongerThanItsPartEndsWithIt) {
   VirtualStage stage(Document(R"("all":["run"],"noon":[{"content":"never","duration":"3h"}])",
                               R"({"playlist":"noon","from":"12:00","to":"12:30"})"),

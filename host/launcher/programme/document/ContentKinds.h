@@ -9,6 +9,9 @@
 
 namespace plexion_host {
 
+/// ".mp4", in small letters; of an address without the query that may stand behind its path. Empty: none.
+std::string ExtensionOf(const std::string& content);
+
 /// Whether it may have no end that a playlist could wait for: applications, streams that are live by
 /// their address, and pictures that may move for ever. It may come to an end all the same.
 bool MayBeEndless(const std::string& content);

@@ -4,12 +4,14 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "host/base/Check.h"
 #include "host/base/NearestName.h"
 #include "host/base/Text.h"
 
 namespace plexion_host {
 namespace {
 
+// A year: what is longer is a mistake in a unit, and sums of durations stay far from wrapping.
 constexpr int64_t kLongestMs = int64_t{366} * 24 * 3600 * 1000;
 
 std::string Shown(double number) {
@@ -21,6 +23,7 @@ std::string Shown(double number) {
 
 }  // namespace
 
+// Parts like "1m30s" one behind the other; a number alone is seconds.
 std::optional<int64_t> ReadDurationMs(const std::string& text) {
   double total = 0;
   size_t at = 0;
@@ -28,6 +31,7 @@ std::optional<int64_t> ReadDurationMs(const std::string& text) {
   while (at < text.size()) {
     const size_t digits = text.find_first_not_of("0123456789.", at);
     const std::string number = text.substr(at, digits - at);
+    // Twelve digits are more than kLongestMs needs, and strtod has nothing to round away.
     if (number.empty() || number.front() == '.' || number.back() == '.' || number.size() > 12 ||
         std::count(number.begin(), number.end(), '.') > 1) {
       return std::nullopt;
@@ -38,6 +42,8 @@ std::optional<int64_t> ReadDurationMs(const std::string& text) {
     at = end;
     double factor = 0;
     if (unit == "ms") factor = 1;
+    // A missing unit is seconds in a number that stands alone only: "1m30" would be read in two
+    // ways.
     if (unit == "s" || (unit.empty() && !any && at == text.size())) factor = 1000;
     if (unit == "m" || unit == "min") factor = 60000;
     if (unit == "h") factor = 3600000;
@@ -65,12 +71,15 @@ std::string FieldReader::Element(const std::string& path, size_t index) {
 }
 
 void FieldReader::Fail(const JsonNode& at, const std::string& path, const std::string& what) {
+  // The first mistake is told; those behind it are often its consequences.
   if (!error_->empty()) return;
   *error_ = "line " + std::to_string(at.line) + ", " + (path.empty() ? "document" : path) + ": " +
             PrintableWord(what);
 }
 
 const JsonNode* FieldReader::Any(const char* name) {
+  // Also when it is not there, and when an error stands already: Finish offers the names that would
+  // be right.
   asked_.emplace_back(name);
   return Ok() ? node_->Find(name) : nullptr;
 }
@@ -90,6 +99,8 @@ const JsonNode* FieldReader::Object(const char* name) { return Of(name, JsonNode
 std::optional<std::string> FieldReader::Text(const char* name) {
   const JsonNode* const node = Of(name, JsonNode::Kind::kText);
   if (node == nullptr) return std::nullopt;
+  // Texts become C strings of the module's records: what stands behind a zero byte would be lost
+  // without a word.
   if (node->text.find('\0') == std::string::npos) return node->text;
   Fail(*node, PathOf(name), "it has a zero byte; expected a text without");
   return std::nullopt;
@@ -102,6 +113,7 @@ std::optional<bool> FieldReader::Flag(const char* name) {
 }
 
 std::optional<double> FieldReader::Number(const char* name, double least, double most) {
+  PLEXION_CHECK(least <= most, "a range holds a number");
   const JsonNode* const node = Of(name, JsonNode::Kind::kNumber);
   if (node == nullptr) return std::nullopt;
   if (node->number >= least && node->number <= most) return node->number;
@@ -145,6 +157,8 @@ void FieldReader::Require(const char* name, bool there, const char* expected) {
 void FieldReader::Finish() {
   if (!Ok()) return;
   for (const auto& [name, node] : node_->members) {
+    // Names that nobody asked for are mistakes of spelling mostly. To pass over them would be a
+    // setting that has no effect and no message.
     if (std::find(asked_.begin(), asked_.end(), name) != asked_.end()) continue;
     const std::string nearest = NearestName(name, asked_);
     std::string what = "there is no \"" + name + "\" here; expected ";

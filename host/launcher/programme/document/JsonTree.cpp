@@ -5,16 +5,21 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
 using Library = nlohmann::json;
 
+// Far beyond what a programme needs. Documents come from folders that others write into, too: one
+// that was made to hurt is refused before it has taken much time or memory.
 constexpr size_t kDeepest = 32;
 constexpr size_t kMostValues = 1000000;
 constexpr size_t kMostMembers = 10000;
 
-/// Hands the bytes to the parser and knows which line it is in.
+/// Hands the bytes to the parser and knows which line it is in: the library tells events without
+/// their place, but takes any pair of iterators, and this one counts as it is moved on.
 class Cursor {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -70,6 +75,9 @@ class Builder {
   bool end_object() { return Close(); }
   bool end_array() { return Close(); }
   bool key(std::string& name) {
+    PLEXION_CHECK(!open_.empty(), "a name stands in an object");
+    // The format leaves it open which of two counts; the reader of the document would not know
+    // either.
     if (open_.back().node.Find(name) != nullptr)
       return Refuse("\"" + name + "\" stands here twice");
     // Each is compared with those before it.
@@ -134,6 +142,7 @@ class Builder {
   bool Add(JsonNode&& node) {
     if (++count_ > kMostValues)
       return Refuse("more than " + std::to_string(kMostValues) + " values");
+    // A list's line is the one where it opened; Close brings it along.
     if (node.kind != JsonNode::Kind::kArray && node.kind != JsonNode::Kind::kObject)
       node.line = line_;
     if (open_.empty()) {
@@ -158,6 +167,7 @@ class Builder {
     return true;
   }
   bool Close() {
+    PLEXION_CHECK(!open_.empty(), "the parser closes what it has opened");
     JsonNode node = std::move(open_.back().node);
     open_.pop_back();
     return Add(std::move(node));
@@ -166,6 +176,7 @@ class Builder {
   size_t line_ = 1;
   const size_t size_;
   size_t count_ = 0;
+  // A stack of our own in place of recursion: depth costs heap, and kDeepest bounds it.
   std::vector<List> open_;
   JsonNode root_;
   std::string error_;
@@ -200,6 +211,7 @@ bool ReadJsonTree(const std::string& text, JsonNode& root, std::string& error) {
   Builder builder(text.size());
   const Cursor begin(text.data(), builder.Line());
   const Cursor end(text.data() + text.size(), builder.Line());
+  // Strict: what stands behind the end of the document is a mistake as well.
   if (!Library::sax_parse(begin, end, &builder, Library::input_format_t::json, true, true)) {
     error = builder.Error().empty() ? "line 1: it is not JSON" : builder.Error();
     return false;

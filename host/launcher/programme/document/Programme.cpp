@@ -6,6 +6,7 @@
 
 #include "host/base/ReadFile.h"
 #include "host/base/Text.h"
+#include "host/launcher/programme/document/ContentKinds.h"
 
 namespace plexion_host {
 namespace {
@@ -15,10 +16,7 @@ namespace fs = std::filesystem;
 constexpr size_t kLargestDocument = 16 * 1024 * 1024;
 
 bool HasExtension(const std::string& path, std::initializer_list<const char*> extensions) {
-  std::string extension = fs::path(path).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) {
-    return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
-  });
+  const std::string extension = ExtensionOf(path);
   return std::any_of(extensions.begin(), extensions.end(),
                      [&](const char* one) { return extension == one; });
 }
@@ -34,6 +32,8 @@ bool NaturalLess(const std::string& one, const std::string& other) {
   size_t a = 0;
   size_t b = 0;
   const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+  // Byte by byte outside of digits: UTF-8 keeps the order of code points that way, and no locale
+  // makes two displays play in two orders.
   while (a < one.size() && b < other.size()) {
     if (!digit(one[a]) || !digit(other[b])) {
       if (one[a] != other[b]) return one[a] < other[b];
@@ -41,6 +41,7 @@ bool NaturalLess(const std::string& one, const std::string& other) {
       ++b;
       continue;
     }
+    // Leading zeros do not count, so longer means larger: no number is too long to be compared.
     while (a < one.size() && one[a] == '0') ++a;
     while (b < other.size() && other[b] == '0') ++b;
     const size_t firstA = a;
@@ -51,6 +52,8 @@ bool NaturalLess(const std::string& one, const std::string& other) {
     const int order = one.compare(firstA, a - firstA, other, firstB, b - firstB);
     if (order != 0) return order < 0;
   }
+  // Equal but for zeros or letters at the end. Never "equal" for two different names, which sort
+  // would leave in an order of chance.
   if (one.size() - a != other.size() - b) return one.size() - a < other.size() - b;
   return one < other;
 }
@@ -71,6 +74,8 @@ bool ReadList(const std::string& path, const std::string& text, Programme& progr
   size_t number = 0;
   for (std::string line : SplitAt(text, '\n')) {
     ++number;
+    // Editors of other systems begin a text with a byte order mark; it would become a part of the
+    // first address.
     if (number == 1 && line.compare(0, 3, "\xef\xbb\xbf") == 0) line.erase(0, 3);
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.compare(0, 8, "#EXTINF:") == 0) {
@@ -86,6 +91,7 @@ bool ReadList(const std::string& path, const std::string& text, Programme& progr
     item.content =
         address || line[0] == '/' ? line : (fs::path(path).parent_path() / line).string();
     item.durationMs = duration;
+    // 0 passes: repeated until the time is over.
     if (duration) item.passes = 0;
     item.line = number;
     duration.reset();
@@ -111,6 +117,8 @@ void AddItems(const Programme& programme, const Playlist& playlist, unsigned dep
     if (items.size() >= kMostItems) return;
     const Playlist* const inner =
         item.playlist.empty() ? nullptr : programme.FindPlaylist(item.playlist);
+    // The reader has refused deeper ones. A folder's or a list's programme has no inner ones at
+    // all.
     if (inner != nullptr && depth < kDeepestPlaylist) {
       AddItems(programme, *inner, depth + 1, items);
     } else if (item.playlist.empty()) {
@@ -141,6 +149,8 @@ std::vector<Item> FolderItems(const std::string& folder, std::string& error) {
   for (fs::directory_iterator entry(folder, fault), end; !fault && entry != end;
        entry.increment(fault)) {
     const std::string name = entry->path().filename().string();
+    // What a copy that is under way leaves (".name.XXXX", ".part"), and what file managers add, is
+    // no content.
     if (name.empty() || name[0] == '.' || IsCompanion(name)) continue;
     std::error_code ignored;
     const bool application =
@@ -170,6 +180,8 @@ bool OpenProgramme(const std::string& path, ICalendar& calendar, Programme& prog
   std::error_code fault;
   programme = Programme();
   if (fs::is_directory(path, fault)) {
+    // Read once only to say what is wrong with the folder, now and not at the first item. An empty
+    // one is right: files may still come.
     std::string reason;
     FolderItems(path, reason);
     if (!reason.empty()) {

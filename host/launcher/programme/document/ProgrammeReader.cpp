@@ -20,6 +20,8 @@ constexpr size_t kMostZones = 32;
 const char* const kDayNames[] = {"mon", "tue", "wed", "thu", "fri", "sat", "sun"};
 const char* const kRuleDays[] = {"MO", "TU", "WE", "TH", "FR", "SA", "SU"};
 
+// Reads on after a mistake, since FieldReader keeps the first error and hands out nothing more: no
+// step needs an early return, and the first mistake of the document is the one that is told.
 class Reader {
  public:
   Reader(const std::string& folder, ICalendar& calendar, Programme& programme, std::string& error)
@@ -45,7 +47,8 @@ class Reader {
     if (const JsonNode* const zones = fields.Array("zones")) ReadZones(*zones);
     if (const JsonNode* const schedule = fields.Array("schedule")) ReadSchedule(*schedule);
     if (const auto fallback = fields.Text("fallback")) programme_.fallback = *fallback;
-    fields.Any("$schema");  // editors read it
+    // Editors read it. Asked for, so that Finish does not call it unknown.
+    fields.Any("$schema");
     fields.Require("playlists", root.Find("playlists") != nullptr,
                    "an object of playlists by name");
     fields.Finish();
@@ -59,6 +62,7 @@ class Reader {
     }
     // What is said of all counts in each zone.
     for (Zone& zone : programme_.zones) zone.volume *= volume;
+    // Last, when all names are there: playlists may be used further up than they stand.
     CheckNames(fields, root);
   }
 
@@ -83,6 +87,7 @@ class Reader {
     }
     if (const auto degrees = fields.Number("rotation", 0, 270)) {
       programme_.rotation = static_cast<uint32_t>(*degrees);
+      // Compared as numbers first: 90.5 would pass the test of the remainder.
       if (*degrees != programme_.rotation || programme_.rotation % 90 != 0) {
         fields.Fail(*node.Find("rotation"), "screen.rotation", "expected 0, 90, 180 or 270");
       }
@@ -139,6 +144,7 @@ class Reader {
   void ReadItem(const JsonNode& node, const std::string& path, Item& item) {
     FieldReader fields(node, path, error_);
     if (const auto content = fields.Text("content")) item.content = Beside(*content);
+    // An item may also stand for a whole playlist, which is read in its place.
     if (const auto playlist = fields.Text("playlist")) item.playlist = *playlist;
     item.durationMs = fields.Duration("duration", kShortestItemMs);
     // What has a duration is repeated until that is over, unless it says how often.
@@ -204,6 +210,8 @@ class Reader {
   std::optional<Transition> ReadTransitionOf(FieldReader& fields) {
     const JsonNode* const node = fields.Any("transition");
     if (node == nullptr) return std::nullopt;
+    // A word is read as an object with nothing but its kind, so that both forms have the same
+    // defaults and the same messages.
     JsonNode whole;
     if (node->kind == JsonNode::Kind::kText) {
       whole.kind = JsonNode::Kind::kObject;
@@ -216,6 +224,8 @@ class Reader {
     Transition transition;
     const auto kind = inner.Word("kind", {"cut", "fade", "push", "wipe"});
     inner.Require("kind", kind.has_value(), "cut, fade, push or wipe");
+    // The list of words stands in the order of the enumeration, whose first value means that nobody
+    // said anything.
     if (kind) transition.kind = static_cast<Transition::Kind>(*kind + 1);
     if (transition.kind != Transition::Kind::kCut) transition.durationMs = Transition::kUsualMs;
     if (const auto ms = inner.Duration("duration", 0)) {
@@ -280,6 +290,8 @@ class Reader {
         length.percent = true;
         good = end == element.text.c_str() + element.text.size() - 1 && end != element.text.c_str();
       }
+      // x and y may lie outside of the screen: a zone may be seen in part. A side of zero could not
+      // be drawn into.
       const bool side = i >= 2;
       good = good && length.value >= (side ? 0.001 : -double{kLargestSide}) &&
              length.value <= kLargestSide;
@@ -325,6 +337,7 @@ class Reader {
         list += (list.empty() ? "" : ",") + std::string(kRuleDays[found - kDayNames]);
       }
       if (list.empty()) fields.Fail(*days, fields.PathOf("days"), "it is empty; expected a day");
+      // "days" is a short form of a rule: one engine, the calendar's, answers for both.
       entry.rule = "FREQ=WEEKLY;BYDAY=" + list;
     }
     if (const auto rule = fields.Text("rule")) {
@@ -367,6 +380,8 @@ class Reader {
     };
     time("from", entry.fromMs);
     time("to", entry.toMs);
+    // The end of a day may be said as 24:00; as a beginning it would be the next day's, which is
+    // not what "from" on a day means.
     if (entry.fromMs == kDayMs) entry.fromMs = 0;
   }
 
@@ -386,7 +401,8 @@ class Reader {
       if (names.size() < programme_.playlists.size()) names.emplace_back("another");
       return "there is no playlist \"" + name + "\"; expected " + Join(names);
     };
-    JsonNode at = root;
+    // A place that has a line and nothing else: Fail asks for no more.
+    JsonNode at;
     if (!known(programme_.fallback)) {
       fields.Fail(*root.Find("fallback"), "fallback", missing(programme_.fallback));
     }
@@ -405,6 +421,8 @@ class Reader {
         fields.Fail(at, path + ".zone", "there is no zone \"" + entry.zone + "\"");
       }
     }
+    // Each playlist is measured once, however many use it: lists that use each other twice, sixteen
+    // deep, come to 65536 visits otherwise.
     std::map<std::string_view, Extent> measured;
     for (const Playlist& playlist : programme_.playlists) {
       for (const Item& item : playlist.items) {
@@ -413,6 +431,7 @@ class Reader {
         fields.Fail(at, "playlists." + playlist.name, missing(item.playlist));
         return;
       }
+      // The chain of lists that lead here. Whoever stands in it twice holds itself.
       std::set<std::string_view> above;
       if (const char* const wrong = Measure(playlist, index, above, measured)) {
         fields.Fail(*root.Find("playlists")->Find(playlist.name), "playlists." + playlist.name,
@@ -448,6 +467,7 @@ class Reader {
       }
       if (const char* const wrong = Measure(*inner->second, index, above, measured)) return wrong;
       const Extent& of = measured[inner->second->name];
+      // Capped on the way, so that the product of a few large lists cannot wrap.
       extent.items = std::min(extent.items + of.items, kMostItems + 1);
       extent.depth = std::max(extent.depth, of.depth + 1);
     }

@@ -45,6 +45,8 @@ LocalTime::Reading LocalTime::At(Moment moment) const {
 }
 
 Moment LocalTime::Of(int32_t day, int64_t ms) const {
+  // As if the zone were UTC; a day to each side is beyond every offset there is, so both sides'
+  // offsets are known without the table of the zone.
   const int64_t local = day * kDayMs + ms;
   const int64_t before = OffsetMs(local - kDayMs);
   const int64_t after = OffsetMs(local + kDayMs);
@@ -74,6 +76,7 @@ std::optional<int32_t> ReadDate(const std::string& text) {
   const auto ofMonth = ReadWholeNumber(parts[2], 1, 31);
   if (!year || !month || !ofMonth) return std::nullopt;
   const int32_t day = DayOf(*year, static_cast<int>(*month), static_cast<int>(*ofMonth));
+  // Days that a month does not have (31 April) come out as another date than was written.
   return ShowDate(day) == text ? std::optional<int32_t>(day) : std::nullopt;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -49,17 +50,24 @@ std::optional<Rehearsal> ReadRehearsal(const std::string& text) {
 
 ProgrammeClock::ProgrammeClock(const Rehearsal& rehearsal, const LocalTime& zone)
     : begin_(zone.Of(rehearsal.day, rehearsal.fromMs)),
+      // "22:00-02:00" ends on the next day, as an entry of the schedule does.
       end_(zone.Of(rehearsal.day,
                    rehearsal.toMs + (rehearsal.toMs <= rehearsal.fromMs ? kDayMs : 0))),
-      speed_(rehearsal.speed) {}
+      speed_(rehearsal.speed) {
+  PLEXION_CHECK(speed_ >= 1, "a rehearsed clock goes on");
+}
 
 Moment ProgrammeClock::At(int64_t steadyMs, Moment systemMs) {
   if (!IsRehearsal()) return systemMs;
+  // The first question starts the clock: opening the display before it takes nothing away from the
+  // day.
   if (startedMs_ < 0) startedMs_ = steadyMs;
   return begin_ + std::llround(static_cast<double>(steadyMs - startedMs_) * speed_);
 }
 
 int64_t ProgrammeClock::LongestSleepMs() const {
+  // A second of the rehearsed day is shorter on the steady clock; without this a fast rehearsal
+  // would look at it in steps of minutes.
   if (!IsRehearsal()) return kLongestSleepMs;
   return std::max<int64_t>(kShortestSleepMs, std::llround(kLongestSleepMs / speed_));
 }
