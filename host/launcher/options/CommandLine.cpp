@@ -363,6 +363,8 @@ bool IsCaptions(std::string_view name) { return name == "--captions"; }
 /// Hands each argument to the launcher's parser or to the service's.
 void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
             std::vector<std::string>& own, CommandLine& line) {
+  // The service's options are not this parser's: it would refuse them. So each word goes to the one
+  // that knows the option before it, and a value is never looked at as an option.
   std::vector<std::string>& service = line.windowArguments;
   for (size_t i = 1; i < arguments.size();) {
     const std::string& argument = arguments[i];
@@ -373,6 +375,7 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
                                           : nullptr;
     size_t taken = 1;
     if (option != nullptr) {
+      // "--help" alone, or with a topic.
       const bool mayHave = i + 1 < arguments.size() && arguments[i + 1].compare(0, 1, "-") != 0;
       const bool hasValue =
           option->get_expected_min() > 0 || (option->get_expected_max() > 0 && mayHave);
@@ -383,6 +386,8 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
     const auto first = arguments.begin() + static_cast<std::ptrdiff_t>(i);
     const auto last = first + static_cast<std::ptrdiff_t>(std::min(taken, arguments.size() - i));
     if (option != nullptr) own.insert(own.end(), first, last);
+    // The place among the service's words decides which contents the option is for, so it is kept
+    // with it.
     for (const auto& [name, variable] : kContentOptions) {
       if (option == nullptr || option->get_name() != name) continue;
       const std::string value =
@@ -390,6 +395,7 @@ void Divide(const CLI::App& app, const std::vector<std::string>& arguments,
       line.contentOptions.push_back(
           {service.size(), variable, IsCaptions(name) ? WholeCaptionPath(value) : value});
     }
+    // Both need it: the launcher loads modules by it, the service passes it on.
     if (option == nullptr || option->get_name() == "--modulemap") {
       service.insert(service.end(), first, last);
     }
@@ -424,6 +430,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
     return line;
   }
   line.options = reading.options;
+  // Not read by the table: these two are the service's options. The launcher only has to know
+  // whether they are there.
   line.options.pause = Contains(arguments, "--pause");
   line.options.useShell = Contains(arguments, "--useshell");
   const CLI::Option* const help = app.get_option("--help");

@@ -49,6 +49,7 @@ void ControlThread::QuitAt(Clock::time_point when) {
   changed_.NotifyAll();
 }
 
+// Only a time in the past: this is called under locks of others.
 void ControlThread::RequestQuit() { QuitAt(Clock::now()); }
 
 void ControlThread::Run() {
@@ -56,6 +57,7 @@ void ControlThread::Run() {
   while (!stopping_) {
     const Clock::time_point now = Clock::now();
     if (snapshotAt_ && *snapshotAt_ <= now) {
+      // Taken out under the lock: a timer that is set while the picture is saved is another one.
       const std::function<void()> take = std::move(takeSnapshot_);
       snapshotAt_.reset();
       lock.Unlock();
@@ -64,6 +66,8 @@ void ControlThread::Run() {
       lock.Lock();
     } else if (quitAt_ && *quitAt_ <= now && !quitDone_) {
       lock.Unlock();
+      // It takes windows' locks, which a player may hold for a while: hence a thread that nobody
+      // waits for, and hence again and again.
       const bool done = onQuit_();
       lock.Lock();
       quitDone_ = done;

@@ -30,6 +30,7 @@ sigset_t HandledSignals() {
 // at once.
 void WriteAtOnce(const std::string& text) {
   pollfd ready{STDERR_FILENO, POLLOUT, 0};
+  // A pipe whose reader sleeps would keep this thread, and with it the end.
   if (poll(&ready, 1, 0) != 1 || (ready.revents & POLLOUT) == 0) return;
   const ssize_t written = write(STDERR_FILENO, text.data(), std::min<size_t>(text.size(), 4096));
   (void)written;  // there is nobody else to tell
@@ -43,8 +44,11 @@ void EndWatch::BlockSignals() {
   signal(SIGPIPE, SIG_IGN);
 }
 
+// Before Start: signals that come in between are blocked and wait in the descriptor.
 EndWatch::EndWatch() {
   const sigset_t signals = HandledSignals();
+  // Read like a file on a thread of its own, so that what is done for a signal may take locks and
+  // memory.
   signals_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
   wakeUp_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   termios settings{};
@@ -66,6 +70,8 @@ void EndWatch::Start(std::function<void()> onSignal,
                      std::function<std::vector<std::string>()> whatRuns,
                      std::function<int()> exitCode) {
   PLEXION_CHECK(!thread_.IsJoinable(), "the end is watched once");
+  PLEXION_CHECK(onSignal != nullptr && whatRuns != nullptr && exitCode != nullptr,
+                "somebody ends what runs, names it, and says how it ends");
   onSignal_ = std::move(onSignal);
   whatRuns_ = std::move(whatRuns);
   exitCode_ = std::move(exitCode);
@@ -82,12 +88,14 @@ void EndWatch::EndWithin(std::chrono::milliseconds patience) {
 }
 
 void EndWatch::SetStep(const char* step) {
+  PLEXION_CHECK(step != nullptr, "a step has a name");
   const MutexLock lock(mutex_);
   step_ = step;
 }
 
 void EndWatch::SetSocket(const std::string& path) {
   struct stat info {};
+  // By device and inode: another launcher may have put its socket there by the time this one ends.
   if (lstat(path.c_str(), &info) != 0) return;
   const MutexLock lock(mutex_);
   socket_ = path;
@@ -107,10 +115,13 @@ void EndWatch::Run() {
       const MutexLock lock(mutex_);
       if (stopping_) return;
       if (end_) {
+        // Up and not down: a millisecond too early would come round with nothing to do.
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end_ - Clock::now());
         timeoutMs = static_cast<int>(std::clamp<int64_t>(left.count(), 0, 1000000));
       }
     }
+    // In this thread, which holds nothing and waits for nothing: the rest of the process may be in
+    // any state.
     if (timeoutMs == 0) EndByForce(exitCode_(), WhatIsLeft());
     pollfd sources[] = {{signals_, POLLIN, 0}, {wakeUp_, POLLIN, 0}};
     if (poll(sources, 2, timeoutMs) <= 0) continue;
@@ -131,6 +142,7 @@ void EndWatch::HandleSignals() {
 }
 
 std::string EndWatch::WhatIsLeft() {
+  // Names are contents': they may hold what a terminal would obey, and passwords.
   std::vector<std::string> running = whatRuns_();
   for (std::string& name : running) name = PrintableWord(WithoutPasswords(name));
   const MutexLock lock(mutex_);
@@ -144,6 +156,7 @@ void EndWatch::EndByForce(int code, const std::string& message) {
   signal(SIGTTOU, SIG_IGN);
   if (terminal_) tcsetattr(STDIN_FILENO, TCSANOW, &*terminal_);
   WriteAtOnce(message);
+  // Whoever sets the socket or the cleaning up holds this lock for an instant only.
   const MutexLock lock(mutex_);
   struct stat info {};
   const bool own = !socket_.empty() && lstat(socket_.c_str(), &info) == 0 &&

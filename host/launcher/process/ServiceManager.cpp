@@ -34,6 +34,7 @@ ServiceManager::ServiceManager() : address_(TakeVariable("NOTIFY_SOCKET")) {
   underCompositor_ = process == std::to_string(getppid());
   const bool meant = process.empty() || process == std::to_string(getpid()) || underCompositor_;
   if (!timeoutUs || !meant) return;
+  // Half of the time-out, in milliseconds of microseconds.
   watchdogPeriod_ = std::chrono::milliseconds(*timeoutUs / 2000);
 }
 
@@ -50,11 +51,13 @@ void ServiceManager::SayStatus(const std::string& text) const {
 }
 
 void ServiceManager::Say(const std::string& message) const {
+  // Without a manager, which is the usual case.
   if (socket_ < 0) return;
   sockaddr_un to{};
   to.sun_family = AF_UNIX;
   std::memcpy(to.sun_path, address_.data(), address_.size());
   if (to.sun_path[0] == '@') to.sun_path[0] = '\0';  // a name that is no file
+  // The length counts: a name that is no file may hold zeros, and ends with its last byte.
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size());
   // A manager that does not listen is not waited for: its watchdog then says the rest.
   (void)sendto(socket_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,

@@ -22,6 +22,7 @@ namespace {
 constexpr int64_t kMostProcesses = 4194304;  // of any Linux
 
 int OpenFolder(const std::string& path) {
+  // Never through a link: another user may have put one there.
   return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
@@ -29,11 +30,13 @@ int OpenFolder(const std::string& path) {
 /// locked.
 bool IsAbandoned(const std::string& path, pid_t process) {
   // A number that is in use again keeps its old folder a little longer: better than the other way.
+  // A process of another user answers EPERM, and is there.
   const bool gone = kill(process, 0) != 0 && errno == ESRCH;
   if (!gone) return false;
   const int folder = OpenFolder(path);
   if (folder < 0) return false;
   struct stat info {};
+  // Locked while this looks, so that its owner's lock is seen; closing gives it back.
   const bool abandoned = fstat(folder, &info) == 0 && info.st_uid == geteuid() &&
                          flock(folder, LOCK_EX | LOCK_NB) == 0;
   close(folder);
@@ -66,6 +69,7 @@ TempFolder::TempFolder(HostKernel& kernel, qx::plexion::IPlexionSets& service) {
   const std::string own = path.Utf8();
   own_ = files_->CreateFileObject();
   if (own_ != nullptr) own_->Open(own.c_str());
+  // The open descriptor is the lock; it goes with the process, however that ends.
   lock_ = OpenFolder(own);
   // A lock that cannot be had is another's who sweeps: the number is ours and alive, so it stays.
   if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) != 0) errno = 0;

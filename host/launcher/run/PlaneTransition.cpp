@@ -14,6 +14,7 @@ namespace {
 using Direction = Transition::Direction;
 using qx::plexion::Rect;
 
+// The cubic 3t^2 - 2t^3: at rest at both ends.
 /// What moves begins and ends gently.
 double Eased(double share) { return share * share * (3 - 2 * share); }
 
@@ -54,6 +55,7 @@ PlaneTransition::PlaneTransition(IHostDisplay* display, const Transition& transi
       nextHome_(next.GetRect()),
       previousHome_(previous.GetRect()) {
   PLEXION_CHECK(transition.IsGradual(), "a cut needs no transition");
+  // Clipping nothing is the question whether it can.
   const bool clips = display_ != nullptr && display_->ClipPlane(&next_, nullptr);
   if (!clips) transition_.kind = Transition::Kind::kFade;
 }
@@ -79,6 +81,8 @@ void PlaneTransition::Push(double share) {
   const auto side = [&](const Rect& home) {
     return IsAcross(direction) ? home.width : home.height;
   };
+  // Reckoned for each plane by its own side: they may differ in size, and each leaves its place
+  // just when the share is one.
   const uint32_t come = Along(share, side(nextHome_));
   const uint32_t gone = Along(share, side(previousHome_));
   // Each stays within its own place: what lies beside it belongs to others.
@@ -92,6 +96,7 @@ void PlaneTransition::Push(double share) {
 void PlaneTransition::Wipe(double share) {
   Rect seen = nextHome_;
   if (IsAcross(transition_.direction)) {
+    // Seen from the side that the direction comes from; the plane itself does not move.
     seen.width = Along(share, nextHome_.width);
     if (transition_.direction == Direction::kLeft) seen.x += nextHome_.width - seen.width;
   } else {
@@ -105,6 +110,7 @@ void PlaneTransition::Wipe(double share) {
 void PlaneTransition::End() {
   const OneFrame frame(display_);
   next_.SetAlpha(255);
+  // A fade has changed nothing but alpha.
   if (transition_.kind == Transition::Kind::kFade) return;
   display_->ClipPlane(&next_, nullptr);
   display_->ClipPlane(&previous_, nullptr);

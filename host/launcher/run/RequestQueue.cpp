@@ -3,10 +3,14 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 bool RequestQueue::Call(const std::function<void()>& work, std::chrono::milliseconds patience) {
+  PLEXION_CHECK(work != nullptr, "there is something to be done");
   Request request{&work};
+  // Not open: nobody will ever serve it, and the wait below ends at once.
   board_.Post([&] {
     if (open_) waiting_.push_back(&request);
   });

@@ -62,6 +62,7 @@ void Session::ContentError(const std::string& content, const Ending& ending) {
   const char* const name = service->StageWindowStatusToString(ending.status);
   std::string cause = ending.message;
   // A player that names the content itself, with or without its folder, need not be repeated.
+  // The player's words begin with "NAME: "; ours do as well.
   for (const std::string& named : {content, content.substr(content.rfind('/') + 1)}) {
     if (cause.compare(0, named.size() + 2, named + ": ") == 0) cause.erase(0, named.size() + 2);
   }
@@ -75,14 +76,17 @@ void Session::ContentError(const std::string& content, const Ending& ending) {
 qx::plexion::Dims Session::GetScreenDims() {
   std::string error;
   const ModuleHandle<qx::platform::IGraphicsDriver> driver(
+      // Asked anew each time: another driver may be loaded, or none.
       kernel, kernel.TryAcquireModule("IGraphicsDriver", error));
   return driver ? driver->GetScreenDims() : qx::plexion::Dims{0, 0};
 }
 
 bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& content) {
   if (!window.CreatePlanes()) return false;
+  // Without an output plane there is no place to judge.
   if (window.GetOutputPlane() == nullptr) return true;
   const qx::plexion::Dims screen = GetScreenDims();
+  // The rectangle's corner may be negative; the contract's type has no sign, its bits do.
   const qx::plexion::Rect rect = window.GetRectOnScreen();
   const auto x = static_cast<int32_t>(rect.x);
   const auto y = static_cast<int32_t>(rect.y);
@@ -100,6 +104,7 @@ bool Session::CreatePlanes(qx::plexion::StageWindow& window, const std::string& 
 }
 
 void Session::OnFirstPlay() {
+  // Once in a run: contents that follow do not move the snapshot's time.
   if (played_.exchange(true) || !options.snapshotAtMs || snapshot == nullptr) return;
   control.SetSnapshotTimer(
       ControlThread::Clock::now() + std::chrono::milliseconds(*options.snapshotAtMs),
@@ -130,6 +135,7 @@ void Session::WaitForGo() {
 
 bool Session::WaitForStartTime() {
   if (!options.startAt) return !windows.IsQuitting();
+  // The system's clock, since people mean that; the wait follows it when it is set.
   const auto now = std::chrono::system_clock::now();
   const auto start = Resolve(*options.startAt, now);
   if (start < now && !windows.IsQuitting()) {

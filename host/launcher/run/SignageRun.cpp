@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/NamedThread.h"
 #include "host/base/Text.h"
 #include "host/launcher/run/WindowRun.h"
@@ -24,7 +25,9 @@ SignageRun::SignageRun(Session& session, const std::vector<WindowLine>& lines)
       lines_(lines),
       rounds_(MostRestarts(session.options), session.second),
       opener_(session),
-      late_(session.windows) {}
+      late_(session.windows) {
+  PLEXION_CHECK(!lines.empty(), "a list has a content");
+}
 
 bool SignageRun::Run() {
   session_.play.Set(this);
@@ -35,6 +38,7 @@ bool SignageRun::Run() {
 
 bool SignageRun::RunList() {
   session_.WaitForGo();
+  // The first is loaded with nothing on: Prepare lays it below nothing, and Switch brings it up.
   std::optional<OpenWindow> current = PrepareNext(nullptr);
   std::optional<OpenWindow> previous;
   if (current && !session_.WaitForStartTime()) {
@@ -42,12 +46,16 @@ bool SignageRun::RunList() {
     return true;
   }
   while (current) {
+    // Here, and not at the end of the loop: from the switch on the next content may be prepared,
+    // which is what this run is about.
     Switch(*current, previous ? &*previous : nullptr);
     std::optional<OpenWindow> next;
     {
       const MutexLock lock(controlMutex_);
       next_.clear();
     }
+    // On a second thread, since PlayToEnd does not return before the content ends. It touches
+    // `previous`, `next` and what the header calls its own; Join hands all of that back.
     NamedThread preparation("PlexionSignage", [&] {
       if (previous) {
         Blend(*previous);
@@ -63,6 +71,8 @@ bool SignageRun::RunList() {
       const MutexLock lock(controlMutex_);
       askFirst_ = std::exchange(jump_, nullptr);
     }
+    // What was prepared goes unseen. Preparing the other one takes its time, in which the last
+    // picture stays.
     if (askFirst_ != nullptr) {
       // The operator wants another one than has been prepared.
       if (next) session_.windows.Destroy(next->window);
@@ -70,6 +80,8 @@ bool SignageRun::RunList() {
     }
     previous = current;
     current = next;
+    // Contents that load well and die without a picture would otherwise go round as fast as the
+    // machine can.
     if (current && unseenInRow_ >= lines_.size() && PauseBeforeNextRound()) unseenInRow_ = 0;
     if (current && (session_.windows.IsQuitting() || unseenInRow_ >= lines_.size())) {
       session_.windows.Destroy(current->window);
@@ -88,6 +100,7 @@ bool SignageRun::RunList() {
   return false;
 }
 
+// Each line is tried once; as many failures as there are lines mean that a whole round has failed.
 std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
   for (size_t failures = 0; !session_.windows.IsQuitting(); ++failures) {
     roundFailed_ = failures >= lines_.size();
@@ -98,6 +111,7 @@ std::optional<OpenWindow> SignageRun::PrepareNext(const OpenWindow* current) {
     if (roundFailed_) break;
     const WindowLine* const line = NextLine();
     if (line == nullptr) break;
+    // Opened twice, a content that hangs would hold two threads and two decoders.
     if (late_.Has(line)) {
       session_.Error(PrintableWord(line->content) + ": it still hangs; left out again");
       continue;
@@ -135,6 +149,8 @@ bool SignageRun::PauseBeforeNextRound() {
   return !session_.windows.IsQuitting();
 }
 
+// Three sources in this order: what the operator jumped to, the list, and what was late and is
+// asked for again.
 const WindowLine* SignageRun::NextLine() {
   if (askFirst_ != nullptr) {
     const WindowLine* const line = std::exchange(askFirst_, nullptr);
@@ -152,6 +168,7 @@ const WindowLine* SignageRun::NextLine() {
 
 SignageRun::Outcome SignageRun::Prepare(const OpenWindow& next, const OpenWindow* current) {
   const Outcome loaded = LoadNext(next);
+  // A late one has no ending to be told of: it may be in the middle of anything.
   if (loaded == Outcome::kLate) return loaded;
   bool shown = false;
   if (loaded == Outcome::kReady && session_.WaitForDisplay()) {
@@ -165,6 +182,7 @@ SignageRun::Outcome SignageRun::Prepare(const OpenWindow& next, const OpenWindow
       if (current != nullptr) plane->SetBelow(current->window->GetOutputPlane());
     }
   }
+  // Sound alone never draws, hence not for long.
   if (shown) {
     session_.windows.Board().WaitUntil(StatusBoard::Clock::now() + kFirstPictureWait,
                                        [&] { return next.observer->HasDrawnLocked(); });
@@ -180,6 +198,8 @@ SignageRun::Outcome SignageRun::LoadNext(const OpenWindow& next) {
   const StatusBoard::Clock::time_point deadline =
       StatusBoard::Clock::now() + std::chrono::milliseconds(session_.options.loadTimeoutMs);
   if (session_.windows.IsQuitting() || !next.window->LoadMVXAsync()) return Outcome::kFailed;
+  // Also the end that is asked for meanwhile: the wait is over then, and the window is given away
+  // like a late one, since nobody knows what it waits for.
   const bool decided = session_.windows.Board().WaitUntil(
       deadline, [&] { return next.observer->IsReadyLocked() || session_.windows.IsQuitting(); });
   if (!decided || session_.windows.IsQuitting()) return Outcome::kLate;
@@ -201,6 +221,7 @@ void SignageRun::SkipLate(const OpenWindow& next) {
 void SignageRun::Switch(const OpenWindow& next, const OpenWindow* previous) {
   const OneFrame frame(session_.display);
   qx::platform::OutputPlane* const plane = next.window->GetOutputPlane();
+  // On top of all before its alpha changes, or the picture below would be seen for a frame.
   if (plane != nullptr) plane->SetAbove(nullptr);
   qx::platform::OutputPlane* const below =
       previous != nullptr ? previous->window->GetOutputPlane() : nullptr;
@@ -214,6 +235,7 @@ void SignageRun::Switch(const OpenWindow& next, const OpenWindow* previous) {
   if (previous != nullptr) previous->window->SetVisible(false);
 }
 
+// Steps are drawn on the preparing thread; the one that plays is inside of PlayForLFD.
 void SignageRun::Blend(const OpenWindow& previous) {
   const std::unique_ptr<PlaneTransition> motion = std::move(motion_);
   if (motion == nullptr) return;
@@ -223,6 +245,8 @@ void SignageRun::Blend(const OpenWindow& previous) {
     motion->Draw(std::chrono::duration<double>(now - began) / lasts);
     const bool quits = session_.windows.Board().WaitUntil(
         now + kFramePeriod, [this] { return session_.windows.IsQuitting(); });
+    // A transition that is interrupted by the end is finished all the same: it puts the planes back
+    // to where they belong.
     if (quits) break;
   }
   const OneFrame frame(session_.display);
@@ -281,6 +305,7 @@ bool SignageRun::IsOn(const std::string& zone, std::string& error) {
 bool SignageRun::GoOn(const WindowLine* jump, const std::string& zone, std::string& error) {
   if (!IsOn(zone, error)) return false;
   jump_ = jump;
+  // PlayToEnd hears of the end and returns; what is asked for here is then what comes next.
   on_->window->Terminate(qx::plexion::kStatusComplete);
   return true;
 }

@@ -30,6 +30,7 @@ void WindowList::WithWindows(const std::function<void(std::vector<HostWindow>&)>
     shown.back().status = ending ? ending->status : state;
     shown.back().paused = state == qx::plexion::kStatusPaused;
     shown.back().shownMs = entry.observer->GetShownMs();
+    // What has ended keeps its status for whoever asks, until its window goes.
     // Of several that want the role, the youngest that plays has it.
     if (entry.keyMasterWanted && state == qx::plexion::kStatusPlaying) keyMaster = shown.size() - 1;
   }
@@ -38,6 +39,7 @@ void WindowList::WithWindows(const std::function<void(std::vector<HostWindow>&)>
 }
 
 void WindowList::RequestQuit() {
+  // Under the board's lock: who waits there looks at the flag before it sleeps.
   board_.Post([this] { quitting_ = true; });
   if (quitHandler_) quitHandler_();
 }
@@ -52,6 +54,8 @@ void WindowList::DispatchKeyDown(uint32_t key) {
   // Not together with a window's destruction: its player would hear of a key when it is gone.
   const MutexLock lock(keysMutex_);
   if (qx::plexion::IPlexionSets* const service = service_.load()) {
+    // Noted before the service has the key: a window that is destroyed right behind it finds the
+    // key up due.
     keyUpsDue_ = StatusBoard::Clock::now() + keyUpDelay_ + kKeyUpMargin;
     service->DispatchKeyDown(key);
   }
@@ -66,6 +70,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
   PLEXION_CHECK(window != nullptr, "a window that was made is added");
   auto observer = std::make_unique<WindowObserver>(board_);
   WindowObserver& result = *observer;
+  // Registered first, asked second: what happens between is told twice, and missed never.
   window->RegisterNotifier(observer.get());
   result.TakeStatus(window->GetStageWindowStatus());
   {
@@ -80,6 +85,7 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
   entry.shown.window = window;
   entry.keyMasterWanted = line.keyMaster;
   entry.observer = std::move(observer);
+  // Before the list has it: nobody can name the window to the sound control before that knows it.
   if (windowAdded_) windowAdded_(entry.shown);
   entries_.push_back(std::move(entry));
   // The end may have come while it was made: nobody else would tell it.
@@ -88,7 +94,10 @@ WindowObserver& WindowList::Add(StageWindow* window, const WindowLine& line) {
 }
 
 void WindowList::Destroy(StageWindow* window) {
+  PLEXION_CHECK(service_.load() != nullptr, "the service outlives its windows");
   if (windowGoing_) windowGoing_();
+  // First out of the list, so that no visitor can still get hold of it; the observer lives on in
+  // here until the window is gone, which may notify it to the last.
   const std::unique_ptr<WindowObserver> observer = TakeOut(window);
   PLEXION_CHECK(observer != nullptr, "a window is destroyed once");
   if (windowGone_) windowGone_(window);
@@ -101,6 +110,7 @@ void WindowList::Destroy(StageWindow* window) {
   } else {
     service_.load()->DestroyStageWindow(window);
   }
+  // Last of all: as long as destroying takes, the content counts as what still runs.
   const MutexLock lock(contentsMutex_);
   contents_.erase(window);
 }
@@ -130,6 +140,7 @@ void WindowList::WaitForKeyUps() {
 }
 
 void WindowList::TerminateAll() {
+  // The flag before the windows: one that is added now sees it and ends itself.
   board_.Post([this] { quitting_ = true; });
   const RecursiveMutexLock lock(mutex_);
   for (const Entry& entry : entries_) entry.shown.window->Terminate(qx::plexion::kStatusComplete);

@@ -2,6 +2,8 @@
 
 #include "host/launcher/run/WindowObserver.h"
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 
 using qx::plexion::StageWindowStatus;
@@ -17,8 +19,10 @@ int64_t NowMs() {
 }  // namespace
 
 void StatusBoard::Post(const std::function<void()>& change) {
+  PLEXION_CHECK(change != nullptr, "a change is posted");
   {
     const MutexLock lock(mutex_);
+    // Changes are made under the lock and told after it: who wakes up finds it free.
     change();
   }
   changed_.NotifyAll();
@@ -64,6 +68,7 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
     board_.Post([this] { resize_ = Resize::kNone; });
     return;
   }
+  // Informations, which no status is.
   if (status > qx::plexion::kErrorUnsupportedVersion) return;
   board_.Post([&] {
     state_ = status;
@@ -79,6 +84,8 @@ void WindowObserver::TakeStatus(StageWindowStatus status) {
   // A window that has no player yet says this.
   if (status == qx::plexion::kErrorModuleUnavailable) return;
   board_.Post([&] {
+    // Only forward: a notification that came between the window's answer and this call knows
+    // better.
     if (status > state_) state_ = status;
     if (qx::plexion::IsTerminalStatus(status) && !ending_) ending_ = Ending{status, ""};
   });

@@ -15,6 +15,7 @@ using qx::plexion::StageWindowParameters;
 bool WindowOpener::Read(const WindowLine& line, StageWindowParameters& parameters) {
   // One locale holds for the windows behind it, too; the service's parser leaves what it finds there.
   parameters.locale = line.locale.empty() ? nullptr : line.locale.c_str();
+  // As the service wants it: a program's name first, which it passes over.
   std::vector<const char*> argv = AsArgv("plexion", line.arguments);
   const bool understood = session_.service->ParseCommandLineParameters(
       static_cast<int>(argv.size()) - 1, argv.data(), parameters);
@@ -28,8 +29,10 @@ void DrawInto(const qx::plexion::Rect& rect, qx::plexion::IPlexionSets& service,
   parameters.contentDims = {rect.width, rect.height};
   StageWindowParameters usual{};
   service.InitParameters(usual);
+  // Somebody named a threshold of their own: that counts.
   if (parameters.graphicsMemThreshold != usual.graphicsMemThreshold) return;
   constexpr uint64_t kMegabyte = 1024 * 1024;
+  // Two planes of this size, output and render.
   const uint64_t planes = uint64_t{rect.width} * rect.height * sizeof(uint32_t) * 2;
   const uint64_t needed = (planes + kMegabyte - 1) / kMegabyte;
   if (needed > usual.graphicsMemThreshold && usual.graphicsMemThreshold != 0) {
@@ -42,6 +45,7 @@ void WindowOpener::Place(const WindowLine& line, StageWindowParameters& paramete
   const auto given = [](const qx::plexion::Dims& dims) {
     return dims.width != 0 || dims.height != 0;
   };
+  // Who names a size wants just that.
   if (given(parameters.contentDims) || given(parameters.outputDims)) return;
   qx::plexion::Rect rect = parameters.outputRect;
   if (rect.width == 0 && rect.height == 0) {
@@ -55,6 +59,7 @@ void WindowOpener::Place(const WindowLine& line, StageWindowParameters& paramete
 
 bool WindowOpener::Check(const WindowLine& line) {
   StageWindowParameters parameters{};
+  // Into a record that nobody uses.
   return Read(line, parameters);
 }
 
@@ -76,6 +81,8 @@ std::optional<OpenWindow> WindowOpener::Open(const WindowLine& line) {
   if (understood) Place(line, parameters);
   StageWindow* const window =
       understood ? session_.service->CreateStageWindow(parameters) : nullptr;
+  // No word yet: as long as no window was ever opened, the service has not printed its banner, and
+  // errors before the banner look like another program's.
   if (window == nullptr) {
     unreported_.push_back(&line);
     if (anyOpened_) ReportFailures();

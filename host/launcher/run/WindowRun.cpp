@@ -20,6 +20,8 @@ Ending EndingOf(const OpenWindow& window) {
 WindowRun::WindowRun(Session& session, const std::vector<OpenWindow>& windows)
     : session_(session), opener_(session) {
   for (const OpenWindow& window : windows) {
+    PLEXION_CHECK(window.window != nullptr && window.line != nullptr && window.observer != nullptr,
+                  "a window of the run is one that was opened");
     items_.push_back({window});
     items_.back().restarts = Restarts(MostRestarts(session.options), session.second);
   }
@@ -36,10 +38,12 @@ void WindowRun::Run() {
 void WindowRun::RunOne() {
   const OpenWindow& open = items_[0].open;
   // With "--pause" it waits in here for "go", which may bring another address.
+  // Blocks until the content is loaded or has failed. Others wait for the board.
   const bool loaded = !session_.windows.IsQuitting() && open.window->LoadForLFD();
   session_.windows.SetPausePending(false);
   if (loaded) {
     // A slow load has only been begun.
+    // LoadForLFD may return with a load that goes on by itself.
     session_.windows.Board().Wait([&] { return open.observer->IsReadyLocked(); });
   }
   session_.WaitForDisplay();
@@ -48,13 +52,16 @@ void WindowRun::RunOne() {
     LogShown(items_[0]);
     open.window->PlayForLFD();
   }
+  // Whatever happened above, the window is told of and destroyed in there.
   Finish(0);
 }
 
+// All loads begin before any is waited for: together they take as long as the longest.
 void WindowRun::RunSeveral() {
   session_.WaitForGo();
   for (Item& item : items_) item.refused = !item.open.window->LoadMVXAsync();
   session_.WaitForDisplay();
+  // From the back: Finish takes items out.
   for (size_t i = items_.size(); i-- > 0;) {
     if (items_[i].refused && !items_[i].open.observer->GetEnding()) Finish(i);
   }
@@ -70,6 +77,7 @@ void WindowRun::WaitForChange() {
   const auto changed = [this] {
     for (const Item& item : items_) {
       const WindowObserver& observer = *item.open.observer;
+      // Who is away has a window that has ended already; only its time, or the end of all, is news.
       if (item.phase == Phase::kAway) {
         if (session_.windows.IsQuitting()) return true;
         continue;
@@ -82,6 +90,7 @@ void WindowRun::WaitForChange() {
     }
     return false;
   };
+  // The next one that comes back decides how long may be slept.
   std::optional<StatusBoard::Clock::time_point> first;
   for (const Item& item : items_) {
     if (item.phase != Phase::kAway) continue;
@@ -113,6 +122,8 @@ bool WindowRun::MayPlayYet() {
     }
     return true;
   });
+  // Those that became ready meanwhile get their planes before the first of all plays, so that they
+  // begin in one frame.
   Advance(false);
   return session_.WaitForStartTime();
 }
@@ -128,6 +139,8 @@ bool WindowRun::Advance(bool mayPlay) {
       continue;
     }
     if (item.before && item.open.observer->HasDrawn()) DestroyBefore(item);
+    // Three questions under three locks: an answer that changes in between moves the item at the
+    // next round.
     const WindowObserver& observer = *item.open.observer;
     StatusBoard& board = session_.windows.Board();
     const bool ended = board.Ask([&] { return observer.HasEndedLocked(); });
@@ -161,6 +174,7 @@ bool WindowRun::CreatePlanes(size_t index) {
   if (!session_.CreatePlanes(*open.window, open.line->content)) return false;
   // Windows lie as the command line names them, each above those before, whichever loads first.
   qx::platform::OutputPlane* const plane = open.window->GetOutputPlane();
+  // The nearest above that has planes; those still loading will go below it by themselves.
   for (size_t i = index + 1; plane != nullptr && i < items_.size(); ++i) {
     if (items_[i].phase == Phase::kLoading) continue;
     qx::platform::OutputPlane* const above = items_[i].open.window->GetOutputPlane();
@@ -198,6 +212,8 @@ bool WindowRun::ComeBack(Item& item) {
 }
 
 bool WindowRun::Return(size_t index) {
+  // The window whose last picture is seen is the one that stays, be it the failed one or the one
+  // before that.
   Item& item = items_[index];
   if (session_.windows.IsQuitting()) {
     Finish(index);
@@ -231,6 +247,8 @@ void WindowRun::Finish(size_t index) {
     if (ComeBack(items_[index])) return;
   }
   DestroyBefore(items_[index]);
+  // A copy: the window is destroyed when the item is gone, since that takes its time and asks for
+  // no lock of ours.
   const Item item = items_[index];
   const OpenWindow& open = item.open;
   items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
