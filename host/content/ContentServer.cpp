@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/content/sandbox/Sandbox.h"
 #include "host/player/media/sound/SoundOutput.h"
 #include "host/player/remote/SettingsText.h"
@@ -30,6 +31,8 @@ ContentServer::ContentServer(CallPage& page, std::vector<std::string> libraries)
     : libraries_(std::move(libraries)), page_(page), host_(kSocketDescriptor, page) {}
 
 int ContentServer::Run() {
+  // With it the launcher knows that libraries are mapped and modules found; what it takes from now
+  // on is content's.
   host_.Send(MakeRecord(Kind::kReady));
   // In this order: of a bell that is found rung, what was sent before has been found as well.
   pollfd waits[] = {{kOrderBellDescriptor, POLLIN, 0}, {kSocketDescriptor, POLLIN, 0}};
@@ -44,6 +47,8 @@ int ContentServer::Run() {
     // What was sent before the bell was rung comes first.
     if (waits[1].revents != 0 && !TakeOrders()) break;
     if (!rung) continue;
+    // Copied once: the launcher is trusted, but a page that two processes write is read once on
+    // principle.
     Record order;
     CopyRecord(page_.order, order);
     Answer(order);
@@ -64,13 +69,16 @@ bool ContentServer::TakeOrders() {
     message.msg_controllen = sizeof control;
     const ssize_t bytes = recvmsg(kSocketDescriptor, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (bytes < 0 && errno == EINTR) continue;
+    // The launcher is gone or has shut its side: EAGAIN alone means that there is nothing more.
     if (bytes < 0) return errno == EAGAIN;
     if (bytes != sizeof order) return false;
     int descriptor = -1;
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    // One descriptor at most is sent with an order; room for more there is none.
     if (header != nullptr && header->cmsg_type == SCM_RIGHTS) {
       memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
     }
+    // Orders without an answer cannot be refused. The next call says what went wrong.
     if (!TakeOrder(order, descriptor) && fault_.empty()) fault_ = "an order cannot be followed";
   }
 }
@@ -81,6 +89,7 @@ bool ContentServer::TakeOrder(const Record& order, int descriptor) {
     text_ += TextOf(order);
     return text_.size() <= kMostSettingsText;
   }
+  // Pieces end with the next order, whatever it is: a text never runs into the following one.
   const std::string text = std::exchange(text_, {}) + std::string(TextOf(order));
   switch (kind) {
     case Kind::kPrepare: {
@@ -130,6 +139,7 @@ bool ContentServer::TakeOrder(const Record& order, int descriptor) {
     case Kind::kPlane: {
       PlaneMemory plane;
       if (ReadPlane(order, plane, fault_)) return memory_.Map(plane, descriptor);
+      // Nobody else closes it.
       if (descriptor >= 0) close(descriptor);
       return false;
     }
@@ -183,6 +193,8 @@ void ContentServer::OpenLibraries(ContentKind kind, const std::string& format) {
 
 Record ContentServer::Protect(const Record& order) {
   ContentOrder content;
+  // Refused in here already: a plain allocation that fails has a handler, an overdrawn account is a
+  // kill.
   std::string fault;
   if (!ReadContent(order, Kind::kProtect, content, fault)) return Misunderstood(fault);
   host_.GetMemory().SetLimit(content.memoryBytes);
@@ -192,6 +204,7 @@ Record ContentServer::Protect(const Record& order) {
   Rights rights = RightsFor(content, address_, host_.Settings(),
                             player::SoundMayBeHeard(player::RealSoundSurroundings()));
   rights.read.insert(rights.read.end(), libraries_.begin(), libraries_.end());
+  // From here on for good: the order that loads is refused without it.
   protected_ = true;
   return ProtectedRecord(GiveUpRights(rights));
 }
@@ -227,9 +240,12 @@ Record ContentServer::Draw(const Record& order) {
   target.dims = memory_.Plane().dims;
   target.bgAlpha = draw.bgAlpha;
   target.everything = draw.everything;
+  PLEXION_CHECK(engine_ != nullptr, "orders before there is content are refused");
   if (!draw.step) return DrawnRecord(engine_->Draw(target));
   host_.BeginFrame();
   const player::StepResult moved = engine_->Advance(*draw.step);
+  // The launcher guessed that this moment differs. If it does not, nothing is drawn and nothing
+  // copied.
   const bool same = !moved.changed && !draw.everything;
   return DrawnRecord(same ? player::DrawResult() : engine_->Draw(target), moved.nextPosition);
 }

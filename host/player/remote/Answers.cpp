@@ -18,6 +18,7 @@ constexpr double kMostRate = 1000000;
 /// A double counts frames exactly up to here.
 constexpr uint64_t kMostFrames = uint64_t{1} << 53;
 
+// A bool that holds something else than 0 or 1 is undefined behaviour, so flags arrive as words.
 bool ReadFlag(uint64_t word, bool& flag) {
   flag = word == 1;
   return word <= 1;
@@ -61,8 +62,10 @@ bool ReadLoaded(const Record& record, ContentFacts& facts, std::string& fault) {
   if (!IsOf(record, Kind::kLoaded, fault)) return false;
   const double rate = NumberOf(record.words[2]);
   if (record.words[0] > kMostReportedSide || record.words[1] > kMostReportedSide) {
+    // Stages larger than planes can be are the window's to refuse, with a better reason.
     return Refuse(fault, "a stage larger than there can be");
   }
+  // NaN fails neither "<" nor ">".
   if (!isfinite(rate) || rate < 0 || rate > kMostRate) return Refuse(fault, "no frame rate");
   if (record.words[3] > kMostFrames) return Refuse(fault, "more frames than there can be");
   facts.stageDims = {static_cast<uint32_t>(record.words[0]),
@@ -80,6 +83,7 @@ Record ErrorRecord(Kind kind, const EngineError& error) {
 }
 
 bool ReadError(const Record& record, EngineError& error, std::string& fault) {
+  // An event that ends the content, and an answer that does, are the same record but for the kind.
   const bool event = record.kind == static_cast<uint32_t>(Kind::kGaveUp);
   if (!IsOf(record, event ? Kind::kGaveUp : Kind::kFailed, fault)) return false;
   if (!IsError(record.words[0])) return Refuse(fault, "a failure that is no error");
@@ -98,6 +102,7 @@ Record AdvancedRecord(const StepResult& result) {
 bool ReadAdvanced(const Record& record, StepResult& result, std::string& fault) {
   if (!IsOf(record, Kind::kAdvanced, fault)) return false;
   if (!ReadFlag(record.words[0], result.changed)) return Refuse(fault, "no flag for a change");
+  // It only decides when the content is asked next.
   // Any moment will do: one that has passed is the next one.
   result.nextPosition = record.words[1];
   return true;
@@ -144,6 +149,7 @@ bool ReadSought(const Record& record, std::string& answer, std::string& fault) {
   if (!IsOf(record, Kind::kSought, fault)) return false;
   if (!ReadFlag(record.words[0], done)) return Refuse(fault, "no flag for a moment");
   answer = ReadText(record);
+  // Exactly one of the two: done, or a reason.
   if (done != answer.empty()) return Refuse(fault, "a refusal without a reason");
   return true;
 }
@@ -168,6 +174,8 @@ Record NoMemoryRecord(uint64_t bytes) {
 }
 
 bool ReadEvent(const Record& record, Event& event, std::string& fault) {
+  // Any kind at first, so that IsOf checks the text's length; the kinds that are no events end in
+  // default.
   event = Event();
   event.kind = static_cast<Kind>(record.kind);
   if (!IsOf(record, event.kind, fault)) return false;
@@ -183,6 +191,8 @@ bool ReadEvent(const Record& record, Event& event, std::string& fault) {
     case Kind::kGaveUp:
       return ReadError(record, event.error, fault);
     case Kind::kNotice:
+      // Other statuses are the player's to tell: content that could say "complete" or "ready" for a
+      // window would steer it.
       if (record.words[0] != qx::plexion::kInfoNotifyTSTrace &&
           record.words[0] != qx::plexion::kInfoUnsupportedPlaceholderRendered) {
         return Refuse(fault, "a notice of a kind that content does not give");

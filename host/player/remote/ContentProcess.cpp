@@ -67,6 +67,7 @@ ContentProcess::~ContentProcess() {
 }
 
 bool ContentProcess::Send(const Record& order, int descriptor) {
+  // The structure of the system has no const; sendmsg only reads.
   iovec part = {const_cast<Record*>(&order), sizeof order};
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
   msghdr message = {};
@@ -81,6 +82,7 @@ bool ContentProcess::Send(const Record& order, int descriptor) {
     header->cmsg_len = CMSG_LEN(sizeof(int));
     memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
   }
+  // A record goes whole or not at all: the socket keeps the borders of records.
   for (;;) {
     const ssize_t sent = sendmsg(socket_.Get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent == static_cast<ssize_t>(sizeof order)) return true;
@@ -89,6 +91,8 @@ bool ContentProcess::Send(const Record& order, int descriptor) {
   }
 }
 
+// Asked in glances: a process that dies while its socket is full makes room for nobody, and poll
+// tells that only with POLLERR.
 bool ContentProcess::WaitForRoom() {
   pollfd socket = {socket_.Get(), POLLOUT, 0};
   const auto deadline = std::chrono::steady_clock::now() + kPatienceForRoom;
@@ -98,6 +102,7 @@ bool ContentProcess::WaitForRoom() {
   return false;
 }
 
+// Pieces first, the order last with the rest: the process gathers pieces until an order comes.
 bool ContentProcess::SendText(const Record& order, std::string_view text, int descriptor) {
   while (text.size() > kMostText) {
     Record piece = MakeRecord(Kind::kText);
@@ -111,7 +116,10 @@ bool ContentProcess::SendText(const Record& order, std::string_view text, int de
 }
 
 CallEnd ContentProcess::Call(Record order, Record& answer, const std::function<bool()>& glance) {
+  // A serial for each call: an answer that comes late, or twice, cannot be taken for this one's.
+  PLEXION_CHECK(page_ != nullptr && glance != nullptr, "a process that started has its page");
   order.serial = ++serial_;
+  // Written before the bell, which is a system call and so a barrier for both processes.
   CopyRecord(order, page_->order);
   Ring(orderBell_.Get());
   pollfd waits[] = {{answerBell_.Get(), POLLIN, 0}, {handle_.Get(), POLLIN, 0}};
@@ -119,6 +127,7 @@ CallEnd ContentProcess::Call(Record order, Record& answer, const std::function<b
     const int ready = poll(waits, 2, kGlanceMs);
     if (ready > 0 && waits[0].revents != 0 && TakeRing(answerBell_.Get())) {
       CopyRecord(page_->answer, answer);
+      // An answer with another serial was written by a process that does not do what ours does.
       return answer.serial == serial_ ? CallEnd::kAnswered : CallEnd::kLied;
     }
     if (ready > 0 && waits[1].revents != 0) return CallEnd::kEnded;
@@ -129,6 +138,7 @@ CallEnd ContentProcess::Call(Record order, Record& answer, const std::function<b
 }
 
 void ContentProcess::Kill() {
+  // By the handle, not by the number: that may be another process's by now.
   if (handle_) syscall(SYS_pidfd_send_signal, handle_.Get(), SIGKILL, nullptr, 0);
 }
 
@@ -142,6 +152,8 @@ bool ContentProcess::TakeEnd(siginfo_t& end) {
 }
 
 ProcessMemory ContentProcess::Memory() const {
+  // Anonymous and shared pages of its own; what is mapped from files (libraries, content) can be
+  // dropped by the system and is shared with others.
   const std::string text = ReadSystemFile(status_);
   const auto bytesOf = [&text](const char* name) {
     unsigned long long kibibytes = 0;

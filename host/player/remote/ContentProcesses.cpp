@@ -52,11 +52,14 @@ bool IsFor(const ContentOrder& a, const ContentOrder& b) {
 
 ContentProcesses::ContentProcesses(std::string program)
     : program_(std::move(program)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+  // The wake-up is one descriptor among those of the processes, so that a job and an event are
+  // waited for in one call.
   Add(epoll_, wake_.Fd());
   thread_ = NamedThread("PlexionContent", [this] { Run(); });
 }
 
 ContentProcesses::~ContentProcesses() {
+  // Behind all jobs that were handed in before: whoever waits for one gets an answer.
   Post([this] { quit_ = true; });
   thread_.Join();
   for (const ChildPointer& child : children_) {
@@ -72,6 +75,7 @@ void ContentProcesses::Post(Job job) {
   wake_.Set();
 }
 
+// The caller's stack holds `done` and `job`, which is safe since nobody leaves before it ran.
 void ContentProcesses::PostAndWait(const Job& job) {
   bool done = false;
   Post([&] {
@@ -89,6 +93,7 @@ void ContentProcesses::Prepare(const ContentOrder& order, const std::string& for
     const auto waiting = std::count_if(children_.begin(), children_.end(),
                                        [](const ChildPointer& child) { return !child->taken; });
     ChildPointer child = FindWaiting({});
+    // Refused silently: preparing is a favour, Take starts one when it is needed.
     if (child == nullptr && static_cast<size_t>(waiting) >= kMostWaiting) return;
     std::string ignored;  // whoever takes one hears of it
     if (child == nullptr) child = StartChild(ignored);
@@ -100,11 +105,13 @@ TakenProcess ContentProcesses::Take(const ContentOrder& order, ProcessListener& 
                                     std::string& error) {
   TakenProcess taken;
   PostAndWait([&] {
+    // One that has the right libraries open already, one that waits without any, a new one.
     ChildPointer child = FindWaiting(order);
     if (child == nullptr) child = FindWaiting({});
     if (child == nullptr) child = StartChild(error);
     if (child == nullptr) return;
     child->taken = true;
+    // On this thread, so no event of the process can fall between its listener and the first read.
     child->events->SetListener(&listener);
     taken = {child->process, child->events};
   });
@@ -112,9 +119,13 @@ TakenProcess ContentProcesses::Take(const ContentOrder& order, ProcessListener& 
 }
 
 void ContentProcesses::Release(const TakenProcess& taken, bool gently) {
+  PLEXION_CHECK(taken.process != nullptr, "what was taken is given back");
   const std::shared_ptr<ContentProcess>& process = taken.process;
+  // From here on no event reaches the player; what follows may take its time without it.
   taken.events->SetListener(nullptr);
   if (gently) {
+    // The process reads the end of its orders, tells what it counted, and goes. It has half a
+    // second.
     shutdown(process->Socket(), SHUT_WR);
     pollfd end = {process->Handle(), POLLIN, 0};
     poll(&end, 1, kGentleMs);
@@ -135,7 +146,11 @@ void ContentProcesses::Run() {
                                   [](const ChildPointer& child) { return child->taken; });
     epoll_event events[16];
     const int count =
+        // Only played content is looked after by the clock: with none, or with prepared ones alone,
+        // the thread sleeps until somebody calls.
         epoll_wait(epoll_.Get(), events, 16, busy ? static_cast<int>(period_.count()) : -1);
+    // By number and not by pointer: an event of this batch may belong to a process that an earlier
+    // one of the batch has ended.
     for (int i = 0; i < count; ++i) {
       const int descriptor = events[i].data.fd;
       if (descriptor == wake_.Fd()) {
@@ -148,6 +163,8 @@ void ContentProcesses::Run() {
     }
     if (Clock::now() - lookedAround_ >= period_) LookAround();
   }
+  // Their players are gone (the destructor checks it); those that merely wait have no claim to an
+  // end of their own.
   for (const ChildPointer& child : children_) child->process->Kill();
 }
 
@@ -209,6 +226,7 @@ void ContentProcesses::Serve(const ChildPointer& child, int descriptor) {
     ReadEvents(*child);
   } else {
     CollectIfEnded(child);
+    // The pidfd gets readable when the process has ended.
   }
 }
 
@@ -220,7 +238,10 @@ void ContentProcesses::ReadEvents(Child& child) {
 
 void ContentProcesses::ReadOutput(Child& child) {
   char bytes[4096];
+  // In turns: one process that prints without end does not keep the others' events waiting.
   for (int i = 0; i < kMostInTurn && child.outputOpen; ++i) {
+    // Out of credit: not read any more, so its pipe fills and the process waits, or leaves it out.
+    // LookAround takes it in again when credit has come.
     if (child.mayPrint < 0) return PauseOutput(child);
     const ssize_t count = read(child.process->Output(), bytes, sizeof bytes);
     if (count < 0 && errno == EINTR) continue;
@@ -248,6 +269,8 @@ void ContentProcesses::PrintLines(Child& child, bool all) {
     size_t end = child.printed.find('\n', begin);
     const bool whole = end != std::string::npos;
     if (!whole) end = child.printed.size();
+    // A piece without a line's end waits for the rest, but not for ever: a process that never ends
+    // its line would fill our memory.
     if (!whole && !all && end - begin < kMostLine) break;
     end = std::min(end, begin + kMostLine);
     // Whatever content makes a library print, it is one line of text here.
@@ -279,6 +302,8 @@ void ContentProcesses::LookAround() {
   lookedAround_ = Clock::now();
   for (const ChildPointer& child : children_) {
     child->mayPrint = std::min(kMostPrinted, child->mayPrint + since.count() * kPrintedPerSecond);
+    // Its descriptor was taken out of the epoll when it had no credit; level-triggered, it would
+    // have woken the thread all the time.
     if (!child->outputPaused || !child->outputOpen || child->mayPrint < 0) continue;
     child->outputPaused = false;
     Add(epoll_, child->process->Output());

@@ -29,6 +29,8 @@ bool MemoryGrants::SetUsed(uint64_t bytes) {
     granted_ = 0;
   }
   while (granted_ < bytes) {
+    // In steps of a mebibyte: a watchdog's block for each page that comes and goes would cost more
+    // than the content's drawing.
     const uint64_t missing = (bytes - granted_ + kGrant - 1) / kGrant * kGrant;
     const uint64_t size = std::min(missing, kMostBlock);
     void* const memory = watchdog_->Alloc(static_cast<unsigned long>(size), __FILE__, __LINE__);
@@ -40,6 +42,8 @@ bool MemoryGrants::SetUsed(uint64_t bytes) {
 }
 
 void MemoryGrants::Refuse(uint64_t bytes) {
+  // The process was refused by its own count. The account here says it to the window in the words
+  // that a player in the launcher would have used.
   if (watchdog_ == nullptr) return;
   void* const memory =
       watchdog_->Alloc(static_cast<unsigned long>(std::min(bytes, kMostBlock)), __FILE__, __LINE__);

@@ -8,6 +8,8 @@ namespace plexion_host::player::remote {
 
 namespace {
 
+// As large as a side of a plane may be. Both processes are of one build, but the launcher may have
+// been led by content to send nonsense.
 constexpr uint64_t kMostSide = 16384;
 
 /// Two 32-bit numbers in a word.
@@ -86,6 +88,8 @@ Record PlaneRecord(const PlaneMemory& plane) {
 
 bool ReadPlane(const Record& record, PlaneMemory& plane, std::string& fault) {
   if (!IsOf(record, Kind::kPlane, fault)) return false;
+  // The products below do not wrap: a side is at most 2^14, and the memory is divided rather than
+  // the rows multiplied.
   const uint64_t* const words = record.words;
   if (words[0] == 0 || words[1] == 0 || words[0] > kMostSide || words[1] > kMostSide) {
     return Refuse(fault, "a plane of no size that there can be");
@@ -130,6 +134,7 @@ Record SeekRecord(const SeekOrder& order) {
 bool ReadSeek(const Record& record, SeekOrder& order, std::string& fault) {
   if (!IsOf(record, Kind::kSeek, fault)) return false;
   const double seconds = NumberOf(record.words[0]);
+  // An infinite moment would be compared with frames later on, and a cast of it is undefined.
   if (!isfinite(seconds) || record.words[1] > 1) return Refuse(fault, "no moment to go to");
   order = {seconds, record.words[1] == 1};
   return true;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 #include "qx/core/IQXKernel.h"
 
@@ -15,6 +16,8 @@ namespace plexion_host::player::remote {
 
 namespace {
 
+// A movie says about sixty things a second. A hundred times that is for bursts; beyond it somebody
+// floods.
 /// Records that content may send a second, and at once.
 constexpr double kCreditPerSecond = 2000;
 constexpr double kMostCredit = 8000;
@@ -46,6 +49,7 @@ ProcessEvents::ProcessEvents(ContentProcess& process, ProtectionNote& protection
 
 void ProcessEvents::SetListener(ProcessListener* listener) {
   const MutexLock lock(mutex_);
+  PLEXION_CHECK(listener == nullptr || listener_ == nullptr, "a process plays for one player");
   listener_ = listener;
 }
 
@@ -54,6 +58,7 @@ bool ProcessEvents::HasListener() const {
   return listener_ != nullptr;
 }
 
+// A bucket that fills with time: bursts are fine, a stream is not.
 void ProcessEvents::TakeCredit() {
   const auto now = Clock::now();
   const std::chrono::duration<double> since = now - credited_;
@@ -76,8 +81,11 @@ ProcessEvents::Left ProcessEvents::Read() {
     TakeCredit();
     credit_ -= 1;
     Event event;
+    // The reason that is told when it is not `whole`; ReadEvent writes its own over it.
     std::string fault = "a record of " + std::to_string(bytes) + " bytes";
     const bool whole = bytes == sizeof record && (message.msg_flags & MSG_TRUNC) == 0;
+    // Ended and not slowed down: what it says would pile up in the socket, and its player wait for
+    // the answer behind it.
     if (credit_ < 0) {
       End({qx::plexion::kErrorFatalPlaybackError,
            "the content's process was ended: it said more than content may have to say"});
@@ -95,6 +103,7 @@ ProcessEvents::Left ProcessEvents::Read() {
   return Left::kMore;
 }
 
+// Ends: credit bounds how much one can say.
 void ProcessEvents::ReadAll() {
   while (Read() == Left::kMore) {
   }
@@ -106,6 +115,7 @@ void ProcessEvents::ReadBefore(uint32_t events) {
 }
 
 void ProcessEvents::BeginContent(const std::string& protection) {
+  // Under the lock, so that the first measure stands before any that LookAround takes.
   {
     const MutexLock lock(mutex_);
     const ProcessMemory memory = process_.Memory();
@@ -116,6 +126,8 @@ void ProcessEvents::BeginContent(const std::string& protection) {
   protection_.Tell(protection);
 }
 
+// Exchanged first: the end is the last call that a listener gets, also when the process dies of the
+// kill a moment later.
 void ProcessEvents::End(const EngineError& error) {
   process_.Kill();
   if (listener_ != nullptr) std::exchange(listener_, nullptr)->OnEnd(error);
@@ -128,6 +140,8 @@ bool ProcessEvents::TellMemory() {
   const uint64_t used = memory.ownBytes + memory.sharedBytes;
   const uint64_t before = std::exchange(usedBytes_, used);
   listener_->OnMemory(memory);
+  // What is taken in one period of that size would reach a limit of some hundred megabytes within a
+  // second.
   return used > before && used - before > kFastGrowth;
 }
 

@@ -22,6 +22,7 @@ Record MakeRecord(Kind kind) {
   return record;
 }
 
+// Messages are for people: a cut one with its first 4 KB says more than none.
 void PutText(Record& record, std::string_view text) {
   constexpr std::string_view kCut = "...";
   size_t bytes = text.size();
@@ -57,6 +58,8 @@ bool IsOf(const Record& record, Kind kind, std::string& fault) {
 }
 
 void CopyRecord(const Record& from, Record& to) {
+  // The head first and only once: a writer on the other side may change `textBytes` between a check
+  // and a use of it.
   memcpy(static_cast<void*>(&to), &from, kHead);
   // What was copied decides how much more is, not what stands there now.
   memcpy(to.text, from.text, std::min<size_t>(to.textBytes, kMostText));

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Check.h"
 #include "host/player/remote/SettingsText.h"
 
 namespace plexion_host::player::remote {
@@ -41,14 +42,20 @@ RemoteEngine::~RemoteEngine() {
 // Loading.
 
 bool RemoteEngine::Load(const ContentAddress& content, ContentFacts& facts, EngineError& error) {
+  // A refusal before there is a process has no status of its own; ReadError below replaces it.
   error.status = qx::plexion::kErrorStartupFailure;
+  PLEXION_CHECK(taken_.process == nullptr, "an engine loads one content");
   taken_ = processes_.Take(order_, *this, error.message);
   if (taken_.process == nullptr) return false;
   Record answer;
   std::string fault;
+  // Rights are given up between the settings and the content: from then on whatever is in the
+  // content's bytes works behind the sandbox.
   CallEnd end = SendLoad(content) ? CallProtect(answer, fault) : CallEnd::kNotTaken;
   if (end == CallEnd::kAnswered && fault.empty()) end = CallLoad(Kind::kLoad, answer);
   if (end == CallEnd::kAnswered && ReadLoaded(answer, facts, fault)) {
+    // Both flags change under one lock: an end that comes now is either told by the error here, or
+    // to the host by OnEnd, and never by both or none.
     selfPaced_ = facts.framesPerSecond == 0;
     const MutexLock lock(mutex_);
     loaded_ = !ended_;
@@ -81,7 +88,11 @@ CallEnd RemoteEngine::CallProtect(Record& answer, std::string& fault) {
 
 CallEnd RemoteEngine::CallLoad(Kind kind, Record& answer) {
   ContentOrder order = order_;
+  // What the window's limit still allows now; the process refuses to itself what goes beyond, long
+  // before the launcher's look at its memory would.
   if (host_.Memory() != nullptr) order.memoryBytes = host_.Memory()->GetBytesAvailable();
+  // A slow network is no dead process: whatever loads asks now and then whether it is cancelled,
+  // which moves the count of signs on, and the patience begins anew.
   uint32_t signs = taken_.process->LifeSigns();
   auto seen = Clock::now();
   const CallEnd end = taken_.process->Call(ContentRecord(kind, order), answer, [&] {
@@ -92,6 +103,8 @@ CallEnd RemoteEngine::CallLoad(Kind kind, Record& answer) {
       seen = Clock::now();
     return Clock::now() - seen < patience_.loading;
   });
+  // What it said while it loaded comes before the outcome: progress before "loaded", a failure's
+  // notices before its error.
   taken_.events->ReadAll();
   ReportProgress();
   return end;
@@ -99,6 +112,7 @@ CallEnd RemoteEngine::CallLoad(Kind kind, Record& answer) {
 
 void RemoteEngine::ReportProgress() {
   std::vector<unsigned> percents;
+  // Handed out without the lock: the host's answer may come back into this object.
   {
     const MutexLock lock(mutex_);
     percents.assign(percents_.begin() + static_cast<ptrdiff_t>(reported_), percents_.end());
@@ -118,6 +132,8 @@ void RemoteEngine::SetPlaying(bool playing) {
 }
 
 void RemoteEngine::OnInput(const InputEvent& event) {
+  // Checked here by the reader of the other side, so that one device's odd button does not end a
+  // content.
   const Record record = InputRecord(event);
   InputEvent known;
   std::string fault;
@@ -130,6 +146,7 @@ void RemoteEngine::OnProxy(const ProxySettings& proxy) {
 }
 
 void RemoteEngine::SetVolume(double factor) {
+  // A factor from who knows where must be one that VolumeRecord's reader takes.
   SendOrGiveUp(taken_.process->Send(VolumeRecord(std::clamp(factor, 0.0, 1.0))));
 }
 
@@ -160,6 +177,8 @@ bool RemoteEngine::IsSteady(const FrameStep& step) const {
 }
 
 StepResult RemoteEngine::Advance(const FrameStep& step) {
+  // A movie that changed in each of the last frames will do so in the next: saying so without
+  // asking, and asking with the drawing, saves one of the two round trips of each frame.
   if (IsSteady(step)) {
     pending_ = step;
     return {true, NextOf(step)};
@@ -172,6 +191,8 @@ StepResult RemoteEngine::Advance(const FrameStep& step) {
   std::string fault;
   if (!Call(StepRecord(step), answer)) return result;
   if (ReadAdvanced(answer, result, fault)) {
+    // "Steady" ends with the first frame that stays as it is or leaves one out; such movies are
+    // asked again.
     const bool steady = result.changed && result.nextPosition == NextOf(step);
     steadyFrames_ = steady ? steadyFrames_ + 1 : 0;
     return result;
@@ -181,6 +202,9 @@ StepResult RemoteEngine::Advance(const FrameStep& step) {
 }
 
 DrawResult RemoteEngine::Draw(const DrawTarget& target) {
+  PLEXION_CHECK(target.pixels != nullptr && target.dims.height > 0 &&
+                    target.pitchBytes >= uint64_t{target.dims.width} * 4,
+                "a plane's rows are as long as they have to be");
   DrawResult result;
   if (IsGone()) return result;
   if (!ShareMemory(target)) {
@@ -196,12 +220,15 @@ DrawResult RemoteEngine::Draw(const DrawTarget& target) {
     GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
     return DrawResult();
   }
+  // The guess was wrong: this moment looked like the one before, or the movie sleeps now. Ask again
+  // from here on.
   if (step && (!result.drawn || next != NextOf(*step))) steadyFrames_ = 0;
   if (own_ != nullptr && result.drawn) CopyOwn(target, result.dirty);
   return result;
 }
 
 bool RemoteEngine::Call(const Record& order, Record& answer) {
+  PLEXION_CHECK(taken_.process != nullptr, "content is loaded before it is asked");
   if (IsGone()) return false;
   const auto asked = Clock::now();
   int64_t worked = -1;
@@ -214,10 +241,12 @@ bool RemoteEngine::Call(const Record& order, Record& answer) {
     return MayGoOn(asked, worked);
   });
   // What the content said while it worked belongs to the frame that it worked on.
+  // Events before the answer in time are heard before it.
   if (end == CallEnd::kAnswered) taken_.events->ReadBefore(answer.events);
   EngineError error;
   std::string ignored;
   if (end == CallEnd::kAnswered) {
+    // Orders of all kinds may be answered by a failure; it is the last that the content does.
     if (!ReadError(answer, error, ignored)) return true;
     GiveUp(error);
   } else if (end == CallEnd::kGaveUp && host_.Cancelled()) {
@@ -227,11 +256,15 @@ bool RemoteEngine::Call(const Record& order, Record& answer) {
   } else {
     GiveUp(ErrorOf(end, "", patience_.still));
   }
+  // It may be in the middle of a loop that never ends; nothing that it still does is of use to
+  // anybody.
   taken_.process->Kill();
   return false;
 }
 
 bool RemoteEngine::MayGoOn(Clock::time_point asked, int64_t worked) const {
+  // Three clocks: short patience for one that sleeps, longer for one that computes, and the longest
+  // for one that a loaded machine gives no processor.
   const auto waited = Clock::now() - asked;
   if (waited < patience_.still) return true;
   if (waited >= patience_.most || !taken_.process->IsWorking()) return false;
@@ -258,6 +291,7 @@ EngineError RemoteEngine::ErrorOf(CallEnd end, const std::string& fault, millise
 }
 
 EngineError RemoteEngine::TakeEndOfProcess() {
+  // The bell rings sooner than the thread that collects has asked the system for the cause.
   MutexLock lock(mutex_);
   changed_.WaitFor(lock, kCollecting, [this]() REQUIRES(mutex_) { return ended_; });
   if (ended_) return end_;
@@ -267,6 +301,8 @@ EngineError RemoteEngine::TakeEndOfProcess() {
 void RemoteEngine::GiveUp(const EngineError& error) {
   {
     const MutexLock lock(mutex_);
+    // Whoever comes first names the cause: a process that is killed for a lie ends a moment later,
+    // and "killed" is not what its window should read.
     if (std::exchange(gone_, true)) return;
   }
   host_.Fail(error);
@@ -283,6 +319,7 @@ void RemoteEngine::OnEnd(const EngineError& error) {
     ended_ = true;
     end_ = error;
     changed_.NotifyAll();
+    // Load returns it; telling the host as well would end a window that has not begun.
     // While it loads, the load itself says so.
     if (!loaded_) return;
   }

@@ -43,6 +43,8 @@ void RemoteEngines::Prepare(const ContentAddress& content) {
   const ContentOrder order = OrderOf(content, probe);
   {
     const MutexLock lock(mutex_);
+    // The window asks again for what was prepared early. One preparation is one process; a second
+    // would stay unused.
     const auto early = std::find_if(early_.begin(), early_.end(), [&](const ContentOrder& other) {
       return other.kind == order.kind && other.network == order.network;
     });

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/player/remote/RemoteEngine.h"
 #include "qx/core/IQXKernel.h"
 
@@ -19,9 +20,12 @@ bool RemoteEngine::ShareMemory(const DrawTarget& target) {
     planes_ = ModuleHandle<IHostPlanes>("IHostPlanes");
   }
   SharedPixels shared;
+  // A plane that lies in memory of this process alone (a host without shared planes), or one that
+  // is smaller than it says.
   if (!planes_ || !planes_->FindShared(target.pixels, shared) || shared.bytes < bytes) {
     return MakeOwnMemory(target, bytes);
   }
+  // The same memory as the last time: the process has it mapped, nothing is sent.
   if (shared.id == sharedId_) return true;
   FreeOwnMemory();
   SetPlane(target, bytes);
@@ -39,6 +43,8 @@ bool RemoteEngine::MakeOwnMemory(const DrawTarget& target, uint64_t bytes) {
   FreeOwnMemory();
   sharedId_ = 0;
   const Descriptor memory(memfd_create("plexion-picture", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  // Sealed: a process that cut the file short while we read from it would end the launcher with
+  // SIGBUS.
   constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL;
   if (!memory || ftruncate(memory.Get(), static_cast<off_t>(bytes)) != 0 ||
       fcntl(memory.Get(), F_ADD_SEALS, kSeals) != 0) {
@@ -49,6 +55,7 @@ bool RemoteEngine::MakeOwnMemory(const DrawTarget& target, uint64_t bytes) {
   own_ = static_cast<uint32_t*>(pixels);
   ownBytes_ = bytes;
   // As the plane's: what is not drawn anew stays what it is.
+  // The last row ends with its last pixel; what follows up to the pitch may not be ours to read.
   memcpy(own_, target.pixels, bytes - target.pitchBytes + size_t{target.dims.width} * 4);
   SetPlane(target, bytes);
   const bool sent = taken_.process->Send(PlaneRecord(plane_), memory.Get());
@@ -58,10 +65,15 @@ bool RemoteEngine::MakeOwnMemory(const DrawTarget& target, uint64_t bytes) {
 
 void RemoteEngine::SetPlane(const DrawTarget& target, uint64_t bytes) {
   plane_ = {target.dims, target.pitchBytes, bytes};
+  // The largest so far: the process may keep the old plane mapped until it has read of the new one,
+  // and is not to be charged for either.
   planeBytes_ = std::max(planeBytes_.load(), bytes);
 }
 
 void RemoteEngine::CopyOwn(const DrawTarget& target, const qx::plexion::Rect& dirty) const {
+  // Only what was checked to lie inside of the plane (ReadDrawn).
+  PLEXION_CHECK(own_ != nullptr && target.pitchBytes == plane_.pitchBytes,
+                "our memory has the plane's rows");
   for (uint32_t y = dirty.y; y < dirty.y + dirty.height; ++y) {
     const size_t offset = size_t{y} * (target.pitchBytes / 4) + dirty.x;
     memcpy(target.pixels + offset, own_ + offset, size_t{dirty.width} * 4);

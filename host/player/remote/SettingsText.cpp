@@ -12,6 +12,8 @@ namespace plexion_host::player::remote {
 namespace {
 
 /// Every field of the settings; one that is missing here does not reach the content.
+// The list stands once, as a template over const and non-const: a field that is written and not
+// read, or read in another order, cannot come about.
 template <typename Settings, typename Visit>
 void EachField(Settings& settings, const Visit& visit) {
   visit(settings.contentUrl, settings.base, settings.zorBase, settings.zorCmdLine, settings.keymap,
@@ -30,12 +32,15 @@ void EachPart(Address& address, const Visit& visit) {
   visit(address.path, address.url, address.name);
 }
 
+// Netstrings: a length, a colon, the bytes. Texts may hold anything without an escape, and the
+// reader knows the size of each before it copies it.
 class Writer {
  public:
   void Put(const std::string& value) {
     text_ += std::to_string(value.size()) + ':';
     text_ += value;
   }
+  // By its bits: no text of a double that loses a digit, and no locale with a comma.
   void Put(double value) { Put(BitsOf(value)); }
   template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number>>>
   void Put(Number value) {
@@ -62,6 +67,8 @@ class Reader {
  public:
   explicit Reader(std::string_view text) : rest_(text) {}
 
+  // After the first fault every field stays what it was; IsWhole tells it at the end. So the
+  // readers need no early return.
   void Get(std::string& value) {
     size_t length = 0;
     const size_t colon = rest_.find(':');
@@ -120,6 +127,7 @@ class Reader {
 
 template <typename Value, typename Fields>
 bool ReadAll(std::string_view text, Value& value, const Fields& fields) {
+  // Into a value of its own: what was half read is not handed out.
   if (text.size() > kMostSettingsText) return false;
   Reader reader(text);
   Value read;

@@ -64,6 +64,8 @@ class SpawnOrders {
 
   int Run(const std::string& program, pid_t& id) {
     posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    // Whatever the launcher has open (sockets of viewers, devices, other contents' pipes) is none
+    // of the content's business.
     posix_spawn_file_actions_addclosefrom_np(&actions_, kAnswerBellDescriptor + 1);
     // A group of its own: what a terminal sends to the launcher is for the launcher. Its threads block
     // nearly all signals; the process is not to inherit that.
@@ -75,6 +77,7 @@ class SpawnOrders {
     sigemptyset(&none);
     posix_spawnattr_setsigdefault(&attributes_, &all);
     posix_spawnattr_setsigmask(&attributes_, &none);
+    // The process checks that its parent is still this one, see TieTo.
     std::string parent = std::to_string(getpid());
     std::string name = kProgramName;
     char* const arguments[] = {name.data(), parent.data(), nullptr};
@@ -101,6 +104,7 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
   };
   std::shared_ptr<ContentProcess> process(new ContentProcess());
   int ends[2];
+  // A socket that keeps records apart: no length has to be read, and none can lie.
   if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
     return failed("no connection to a content's process", errno);
   }
@@ -110,12 +114,14 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
   process->output_ = Descriptor(ends[0]);
   const Descriptor output(ends[1]);
   fcntl(process->output_.Get(), F_SETFL, O_NONBLOCK);
+  // As much as the launcher is ready to hold for it; a process that prints more waits.
   fcntl(process->output_.Get(), F_SETPIPE_SZ, kOutputBytes);
   if (!MakeBell(process->orderBell_, process->orderBellOfProcess_) ||
       !MakeBell(process->answerBellOfProcess_, process->answerBell_)) {
     return failed("no bells of a content's process", errno);
   }
   const Descriptor page = MakePage();
+  // MakePage's errno counts where the page failed, mmap's where that did.
   void* const memory =
       !page ? MAP_FAILED
             : mmap(nullptr, sizeof(CallPage), PROT_READ | PROT_WRITE, MAP_SHARED, page.Get(), 0);
@@ -124,6 +130,8 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
   }
   process->page_ = new (memory) CallPage();
 
+  // dup2 in the child overwrites its target: a source that is a later target would be lost. So all
+  // sources are lifted above the last target first.
   const Descriptor sources[] = {Above(output), Above(socket), Above(page),
                                 Above(process->orderBellOfProcess_),
                                 Above(process->answerBellOfProcess_)};
@@ -141,6 +149,7 @@ std::shared_ptr<ContentProcess> ContentProcess::Start(const std::string& program
     error += " (--isolation off plays content without it)";
     return nullptr;
   }
+  // By a handle: an id may name another process as soon as this one is collected.
   process->id_ = id;
   process->handle_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, id, 0)));
   if (!process->handle_) {
