@@ -22,6 +22,8 @@ uint64_t KeyOf(uint64_t layer, uint64_t part, uint64_t user) {
   return key ^ key >> 32;
 }
 
+// Parts of one layer that are items of their own. A key that two of them shared would make damage
+// compare the one with the other, and leave a part of the picture old.
 constexpr uint64_t kLayerPart = 1;
 constexpr uint64_t kContentPart = 2;
 constexpr uint64_t kMattePart = 3;
@@ -31,6 +33,7 @@ constexpr uint64_t kFirstOpPart = 16;
 /// How many fills and strokes stand in a group, as far as a few of its items tell.
 size_t StylesIn(const std::vector<ShapeOp>& ops, size_t begin, size_t end) {
   constexpr size_t kFew = 16;
+  // Enough to know that it is more than one, which is all that is asked.
   if (end - begin > kFew) return kFew;
   size_t styles = 0;
   for (size_t i = begin; i < end; ++i) {
@@ -51,12 +54,15 @@ IntRect ReachOfMasks(const std::vector<MaskValue>& masks, const Matrix& matrix,
     if (mode == Mask::Mode::kNone) continue;
     const bool adds =
         mode == Mask::Mode::kAdd || mode == Mask::Mode::kLighten || mode == Mask::Mode::kDifference;
+    // A first mask that takes away begins with everything.
     if (first && !adds && mode != Mask::Mode::kIntersect) return plane;
     if (value.mask->inverted && (adds || first)) return plane;
     if (!adds && !first) continue;
     first = false;
     if (value.path.IsEmpty()) continue;
     const Rect box = value.path.Bounds();
+    // A feather is reckoned to be seen as far out as its radius. One pixel more for the edge that
+    // is smoothed.
     const double around = std::max(0.f, value.expansion) * matrix.MaxScale() +
                           std::max(value.featherX, value.featherY) * matrix.MaxScale() + 1;
     reach =
@@ -83,11 +89,14 @@ void Scene::EndGroup(size_t begin, const IntRect& limit) {
   PLEXION_CHECK(begin < list.size() && list[begin].kind == DrawItem::Kind::kGroup,
                 "what is closed was begun");
   DrawItem group = list[begin];
+  // The matte's own items stand behind the content in the group's range, and are not a part of what
+  // it shows.
   const size_t contentEnd = group.matteAt != 0 ? group.matteAt : list.size();
   IntRect bounds;
   for (size_t i = begin + 1; i < contentEnd; ++i) {
     const DrawItem& item = list[i];
     bounds = bounds.Join(item.bounds);
+    // What lies inside of an inner group is in its bounds.
     if (item.kind == DrawItem::Kind::kGroup) i = item.end;
   }
   int reach = 0;
@@ -105,12 +114,14 @@ void Scene::EndGroup(size_t begin, const IntRect& limit) {
   }
   if (group.clips) bounds = bounds.Cut(CoverOf(0, 0, group.width, group.height, group.matrix, 0));
   if (bounds.IsEmpty()) {
+    // An empty group is taken out again: what hides or mattes nothing must not cost a buffer.
     list.resize(begin);
     return;
   }
   list[begin].bounds = bounds;
   list[begin].end = static_cast<uint32_t>(list.size());
   if (group.matteAt != 0) {
+    // A matte is drawn where the group is seen, and nowhere else.
     list[group.matteAt].bounds = bounds;
     list[group.matteAt].end = static_cast<uint32_t>(list.size());
   }
@@ -124,6 +135,7 @@ void Scene::EmitComposition(const CompositionUse& use, const Matrix& matrix, uin
 }
 
 void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, bool asMatte) {
+  // Compositions in compositions, and mattes of mattes: the reader refuses circles, not depth.
   constexpr unsigned kDeepest = 200;
   const Layer& layer = *use.layer_;
   if (!use.visible_ || (layer.isMatte && !asMatte) || depth_ > kDeepest) return;
@@ -132,6 +144,7 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
   const LayerUse* matte = use.matte_;
   uint8_t matteMode = layer.matteMode;
   bool pixelEffects = false;
+  // The matte of an effect is a layer by its number, in the same composition.
   for (const EffectState& effect : use.effects_) {
     pixelEffects = pixelEffects || ChangesPixels(effect);
     if (effect.effect->type == kEffectMatte && matte == nullptr) {
@@ -152,9 +165,12 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
   const uint64_t key = KeyOf(use.number_, kLayerPart, user);
   // The plane's own edge is clip enough for a composition that is as large as the stage.
   const bool alignedClip = clips && AxisAligned(toPixels);
+  // Half a pixel inwards: a clip that lies on the plane's edges, but for rounding, is none.
   const IntRect clipPixels =
       clips ? CoverOf(0, 0, layer.width, layer.height, toPixels, -0.5) : plane_;
   const bool realClip = clips && !(alignedClip && Same(clipPixels.Cut(plane_), plane_));
+  // One style alone takes the layer's opacity itself. With two, the lower would show through the
+  // upper.
   const bool leaf =
       use.solid_ != nullptr || use.image_ != nullptr ||
       (use.shapes_ != nullptr && StylesIn(use.shapes_->Ops(), 0, use.shapes_->OpCount()) == 1);
@@ -170,12 +186,15 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
   const IntRect plane = plane_;
   if (pixelEffects) plane_ = Grown(plane_, ReachOf(use.effects_, toPixels));
   {
+    // In a scope of its own: what is emitted below may move the list, and the reference with it.
     DrawItem& item = (*list_)[begin];
     item.opacity = use.opacity_;
     item.blend = blends ? layer.blend : 0;
     item.matrix = toPixels;
     item.clips = realClip;
     item.width = layer.width;
+    // Without one of these reasons no buffer of pixels is needed, and the content is drawn straight
+    // into what is below.
     item.height = layer.height;
     item.isolated = use.blendsInside_ && clips;
     if (masked) item.masks = &use.masks_;
@@ -183,6 +202,7 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
     item.spreads = pixelEffects;
     item.matte = matte != nullptr ? matteMode : 0;
   }
+  // What the masks hide is not even listed.
   const IntRect limit = masked ? ReachOfMasks(use.masks_, toPixels, plane_) : plane_;
   const bool nothing = limit.IsEmpty();
   if (!nothing) EmitContent(use, toPixels, user, 1);
@@ -196,7 +216,10 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
     list_->push_back(start);
     EmitLayer(*matte, matrix, KeyOf(use.number_, kMattePart, user), true);
   }
+  // All that changes what a group looks like, and nothing that belongs to its content: its items
+  // say that themselves.
   LookSum look;
+  // Also read again from the list, which may have moved.
   {
     DrawItem& item = (*list_)[begin];
     look.Add(item.opacity);
@@ -207,6 +230,7 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
       look.Add(item.width);
       look.Add(item.height);
     }
+    // The outlines, not the filled paths: an open mask has no path, and still may change.
     for (const MaskValue& mask : use.masks_) {
       for (const Vertex& vertex : mask.outline.vertices) look.Add(vertex);
       look.Add(mask.opacity);
@@ -240,6 +264,7 @@ void Scene::EmitContent(const LayerUse& use, const Matrix& matrix, uint64_t user
     EmitImage(use, matrix, user, opacity);
   }
   for (size_t i = 0; i < use.strokes_.size(); ++i) {
+    // Strokes of masks lie above the content. They get numbers far beyond any op's.
     EmitOp(use, use.strokes_[i], i + (kStrokePart << 32), matrix, user, 1);
   }
 }
@@ -253,6 +278,7 @@ void Scene::EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t
     const float inherited = open.size() > outer ? open.back().opacity : opacity;
     switch (op.kind) {
       case ShapeOp::Kind::kBegin: {
+        // Its whole range is passed over; the loop goes on behind its end.
         if (op.opacity <= 0) {
           i = op.closing;
           break;
@@ -260,6 +286,8 @@ void Scene::EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t
         // A group of one style needs no pixels of its own: the style takes its opacity.
         const bool single = op.blend == 0 && StylesIn(ops, i + 1, op.closing) == 1;
         if ((op.opacity >= 1 && op.blend == 0) || single) {
+          // Marked by SIZE_MAX: opened here, but no group of the list. Opacities of such groups
+          // multiply on the way in.
           open.push_back({SIZE_MAX, inherited * op.opacity});
           break;
         }
@@ -285,6 +313,8 @@ void Scene::EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t
         break;
     }
   }
+  // A list whose groups do not close (the tree saw its budget end) leaves none open for the next
+  // layer.
   open.resize(outer);
 }
 
@@ -303,6 +333,8 @@ void Scene::EmitOp(const LayerUse& use, const ShapeOp& op, uint64_t index, const
   item.blend = op.blend < kBlendModes ? op.blend : 0;
   float around = 0;
   if (stroke) {
+    // How far a stroke reaches beyond its line: half its width, at a mitred corner as many times
+    // that as the limit allows.
     const bool miter = op.style == nullptr || op.style->join == 1;
     const float corner = miter && op.style != nullptr ? std::max(op.style->miterLimit, 1.5f) : 1.5f;
     around = op.width / 2 * std::min(corner, 100.f);
@@ -318,6 +350,8 @@ void Scene::EmitOp(const LayerUse& use, const ShapeOp& op, uint64_t index, const
   look.Add(item.opacity);
   look.Add(item.blend);
   item.look = look.Value();
+  // Blending needs what is below as a whole: the item gets a group of its own, which blends, and is
+  // plain in it.
   if (item.blend != 0) {  // only groups blend
     const size_t begin = BeginGroup(KeyOf(use.number_, kFirstOpPart + index, ~user));
     (*list_)[begin].blend = item.blend;

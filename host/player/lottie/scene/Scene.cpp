@@ -15,6 +15,7 @@ namespace plexion_host::movie {
 
 namespace {
 
+// A negative stretch plays backwards: the earlier moment inside is the later one outside.
 /// The time in which a composition stays the same, in the frames of the one that shows it.
 Constancy Outward(const Constancy& inside, const Layer& layer) {
   Constancy outside;
@@ -48,6 +49,7 @@ bool LayerUse::Flat() const {
 
 Matrix4 LayerUse::Matrix4At(double time, PropertyScripts* scripts, Constancy& constancy) const {
   Matrix4 matrix;
+  // From the layer outwards: what a parent does comes behind what its child does.
   for (const LayerUse* use = this; use != nullptr; use = use->parent_) {
     const Moment moment = {time, &constancy, scripts, use};
     matrix = Then(matrix, Transform4At(use->layer_->transform, moment, use->layer_->autoOrient));
@@ -56,6 +58,8 @@ Matrix4 LayerUse::Matrix4At(double time, PropertyScripts* scripts, Constancy& co
 }
 
 Matrix LayerUse::MatrixAt(double time, PropertyScripts* scripts, Constancy& constancy) const {
+  // Two ways with the same answer: most movies have no depth, and 3x2 matrices cost a third of 4x4
+  // ones.
   if (!Flat()) return Flattened(Matrix4At(time, scripts, constancy));
   Matrix matrix;
   for (const LayerUse* use = this; use != nullptr; use = use->parent_) {
@@ -80,6 +84,7 @@ std::unique_ptr<CompositionUse> Scene::MakeComposition(const Composition& compos
   for (const Layer& layer : composition.layers) {
     use->layers.push_back(std::make_unique<LayerUse>(layer, *use, ++uses_));
   }
+  // Behind the loop that makes them: a parent may stand below its child in the document.
   for (size_t i = 0; i < use->layers.size(); ++i) {
     LayerUse& layer = *use->layers[i];
     const Layer& model = *layer.layer_;
@@ -94,11 +99,14 @@ std::unique_ptr<CompositionUse> Scene::MakeComposition(const Composition& compos
 void Scene::MakeContent(LayerUse& use, bool& blends) {
   const Layer& layer = *use.layer_;
   bool inside = false;
+  // The same composition, used twice, has two uses: each has its own time, and so its own values.
   if (layer.kind == LayerKind::kComposition && layer.composition != nullptr) {
     use.content_ = MakeComposition(*layer.composition, &use, inside);
     use.blendsInside_ = inside;
     inside = false;  // its clip keeps that to itself
   }
+  // A blend inside of a layer reaches what is below it only within the composition. Such a
+  // composition needs pixels of its own to begin with.
   std::function<bool(Span<Shape>)> blending = [&blending](Span<Shape> shapes) {
     return std::any_of(shapes.begin(), shapes.end(), [&](const Shape& shape) {
       return shape.blend != 0 || blending(shape.items);
@@ -114,6 +122,7 @@ void Scene::MakeContent(LayerUse& use, bool& blends) {
   }
   blends = blends || inside;
   if (layer.kind == LayerKind::kSolid) {
+    // A solid is a rectangle like any other shape from here on.
     use.solid_ = std::make_unique<ShapeOp>();
     ShapeOp& op = *use.solid_;
     op.path.AddRect({0, 0, layer.width, layer.height});
@@ -124,6 +133,7 @@ void Scene::MakeContent(LayerUse& use, bool& blends) {
                  static_cast<float>(layer.colour & 255) / 255, 1};
   }
   for (const Mask& mask : layer.masks) {
+    // A mask that does nothing may still be what an effect strokes.
     const bool stroked = std::any_of(layer.effects.begin(), layer.effects.end(),
                                      [](const Effect& e) { return e.type == kEffectStroke; });
     if (mask.mode == Mask::Mode::kNone && !stroked) continue;
@@ -147,6 +157,8 @@ Constancy Scene::Evaluate(double frame, const Matrix& toPlane, int width, int he
   PLEXION_CHECK(list_ == nullptr, "one moment is worked out at a time");
   PLEXION_CHECK(width >= 0 && height >= 0, "a plane has a size");
   Constancy constancy;
+  // The whole tree first, then the list: what a layer is may depend, by an expression, on one that
+  // is drawn later.
   EvaluateComposition(*root_, frame, constancy);
   list.clear();
   list_ = &list;
@@ -187,14 +199,18 @@ void Scene::EvaluateLayer(LayerUse& use, double time, Constancy& constancy) {
     return;
   }
   if (time < layer.in) return constancy.Meet(-kForever, layer.in);
+  // Outside of its time a layer is constant until it begins, or for ever.
   if (time >= layer.out) return constancy.Meet(layer.out, kForever);
   constancy.Meet(layer.in, layer.out);
+  // The same answer as the last time: the values hold until one of their keys or scripts says
+  // otherwise.
   if (!use.evaluated_ || !use.constancy_.Holds(time)) {
     use.constancy_ = Constancy();
     EvaluateOwn(use, time);
     use.evaluated_ = true;
   }
   constancy.Meet(use.constancy_.from, use.constancy_.to);
+  // Nothing of the content can be seen, so it is not asked either.
   if (use.opacity_ <= 0) return;
   use.visible_ = true;
   EvaluateContent(use, time, constancy);
@@ -207,6 +223,7 @@ void Scene::EvaluateOwn(LayerUse& use, double time) {
   use.matrix_ = use.MatrixAt(time, parts_.scripts, use.constancy_);
   use.strokes_.clear();
   for (EffectState& effect : use.effects_) {
+    // Filled for effects that are not drawn by pixels as well: ApplyTransformEffect reads them.
     for (uint32_t i = 0; i < effect.effect->values.count; ++i) {
       moment.Numbers(effect.effect->values[i].value, effect.values[i].n, 4);
     }
@@ -239,11 +256,15 @@ void Scene::CutSolid(LayerUse& use) {
   const bool one = use.masks_.size() == 1 && use.effects_.empty();
   const MaskValue* mask = one ? &use.masks_[0] : nullptr;
   bool cut = one && mask->mask->mode == Mask::Mode::kAdd && !mask->mask->inverted &&
+             // Only a mask that lies inside of the solid: beyond its edge the solid's own edge
+             // would be seen.
              mask->expansion == 0 && mask->featherX == 0 && mask->featherY == 0;
   const Rect box = cut ? mask->path.Bounds() : Rect();
   cut = cut && box.left >= 0 && box.top >= 0 && box.right <= layer.width &&
         box.bottom <= layer.height;
+  // Already as it should be, on both sides.
   if (!cut && !use.solidIsMask_) return;
+  // Painting does not apply a mask that has become the shape, see EmitLayer.
   use.solidIsMask_ = cut;
   if (cut) {
     op.path.verbs = mask->path.verbs;
@@ -263,18 +284,21 @@ void Scene::CutSolid(LayerUse& use) {
   }
   LookSum look;
   for (const Point& point : op.path.points) look.Add(point);
+  // The version is the sum of what it draws, so an outline that comes back has its picture still.
   op.version = op.outline = look.Value();
 }
 
 /// Strokes a layer's masks with a brush: dots of the brush's size, `spacing` apart.
 void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
   PLEXION_CHECK(effect.effect->type == kEffectStroke, "its values are those of a stroke");
+  // The effect has eleven values in the format; fewer were written by something else.
   if (effect.values.size() < 11) return;
   const bool all = effect.At(1) == 1;
   const float wanted = effect.At(0) - 1;
   const float size = std::max(0.f, effect.At(4));
   const double start = std::clamp(std::min(effect.At(7), effect.At(8, 100)) / 100, 0.f, 1.f);
   const double end = std::clamp(std::max(effect.At(7), effect.At(8, 100)) / 100, 0.f, 1.f);
+  // A style as the document would have it: round joins, and what the class has as its usual values.
   static const Shape* const round = [] {
     static Shape shape;
     shape.kind = ShapeKind::kStroke;
@@ -300,6 +324,7 @@ void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
     op.kind = ShapeOp::Kind::kStroke;
     op.style = round;
     op.width = size * 2;
+    // A dot and a gap: dashes of almost nothing with round ends are the brush's dots.
     op.dashes = {1, std::max(0.f, size * 2 * effect.At(9) / 100)};
     op.dashOffset = 1;
     op.opacity = std::clamp(effect.At(6, 1), 0.f, 1.f);
@@ -323,6 +348,8 @@ void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
 void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {
   const Layer& layer = *use.layer_;
   if (use.shapes_ != nullptr || use.text_ != nullptr) {
+    // The flag tells an expression that asks for this layer's own outline that it is just being
+    // made.
     const Busy busy(use.contentBusy_);
     const Moment moment = At(use, time, constancy);
     if (use.shapes_ != nullptr) {
@@ -332,6 +359,7 @@ void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {
     }
   } else if (use.content_ != nullptr) {
     Constancy inside;
+    // The reader refuses a stretch that is next to nothing.
     double inner = (time - layer.start) / layer.stretch;
     if (layer.timeRemap != nullptr) {
       inner = At(use, time, constancy).Number(layer.timeRemap, 0) * movie_.frameRate;
@@ -342,6 +370,8 @@ void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {
       const uint64_t before = parts_.scripts != nullptr ? parts_.scripts->OutsideReads() : 0;
       EvaluateComposition(*use.content_, inner, inside);
       if (parts_.scripts != nullptr && parts_.scripts->OutsideReads() != before) {
+        // An expression inside that reads outside of its composition depends on more than the
+        // mapped time.
         constancy.Meet(time, time);
       }
       return;

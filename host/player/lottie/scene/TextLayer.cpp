@@ -28,6 +28,8 @@ bool ColourOf(const JsonValue* list, TextColour& colour) {
   return true;
 }
 
+// Short names are the format's own. What is missing or of another kind becomes the value that
+// editors write when nothing was set.
 TextDocument DocumentOf(const JsonValue& value) {
   TextDocument document;
   document.text = TextOf(value, "t");
@@ -36,11 +38,13 @@ TextDocument DocumentOf(const JsonValue& value) {
   document.lineHeight = NumberOf(value, "lh");
   document.baselineShift = NumberOf(value, "ls");
   document.tracking = NumberOf(value, "tr");
+  // An enumeration is never made of a number that it does not have.
   document.justify = static_cast<TextJustify>(std::clamp(NumberOf(value, "j"), 0.0, 6.0));
   document.caps = static_cast<uint8_t>(std::clamp(NumberOf(value, "ca"), 0.0, 2.0));
   document.hasFill = ColourOf(value.Find("fc"), document.fill);
   document.hasStroke = ColourOf(value.Find("sc"), document.stroke);
   document.strokeWidth = NumberOf(value, "sw");
+  // "Stroke over fill" in the document; the other way round here.
   const JsonValue* over = value.Find("of");
   document.fillOverStroke = over == nullptr || !over->Truthy();
   const JsonValue* size = value.Find("sz");
@@ -158,6 +162,7 @@ void SetPart(TextAnimator& to, TextAnimator::Part part, const float* n) {
   }
 }
 
+// Joined round and with butt ends, as text is stroked everywhere.
 const Shape& StrokeOfGlyphs() {
   static const Shape shape = [] {
     Shape made;
@@ -175,6 +180,8 @@ class TextLayerSource final : public TextSource {
                   qx::plexion::MemoryWatchdog* watchdog)
       : layer_(layer), layout_(std::move(layout)), arena_(watchdog), reader_(arena_, nullptr) {
     ReadDocuments(layer.text->Find("d"));
+    // Read once, at load. Expressions and keys are evaluated for each moment, the document is not
+    // looked into any more.
     if (const JsonValue* animators = layer.text->Find("a")) {
       for (const JsonValue& value : animators->Elements()) ReadAnimator(value);
     }
@@ -186,6 +193,7 @@ class TextLayerSource final : public TextSource {
   }
 
   void Evaluate(const Moment& moment) override {
+    // The same layout as long as no key, selector or expression moves.
     if (!evaluated_ || !constancy_.Holds(moment.time)) {
       constancy_ = Constancy();
       Moment inside = moment;
@@ -210,6 +218,7 @@ class TextLayerSource final : public TextSource {
    public:
     SelectorScripts(const std::vector<std::string_view>& sources, const Moment& moment)
         : sources_(sources), moment_(moment) {
+      // What an expression selects may depend on anything: it holds for this moment only.
       if (!sources.empty()) moment.constancy->Meet(moment.time, moment.time);
     }
     void Select(int script, int index, int total, double percent[3]) override {
@@ -231,6 +240,7 @@ class TextLayerSource final : public TextSource {
   void ReadDocuments(const JsonValue* value) {
     if (value == nullptr) return;
     const JsonValue* keys = value->Find("k");
+    // Without keys it is one document for all times.
     if (keys == nullptr) keys = value;
     if (!keys->IsArray()) {
       documents_.push_back({0, DocumentOf(*keys)});
@@ -276,11 +286,13 @@ class TextLayerSource final : public TextSource {
       selector.shape =
           static_cast<TextSelector::Shape>(std::clamp(NumberOf(*from, "sh", 1), 1.0, 6.0));
       selector.shuffled = NumberOf(*from, "rn") == 1;
+      // Shuffles of two animators differ, and are the same at every start.
       selector.seed = static_cast<uint32_t>(models_.size() + 1);
     }
     models_.push_back(std::move(model));
   }
 
+  // Text along a mask of the same layer.
   void ReadPath(const JsonValue& value) {
     const JsonValue* mask = value.Find("m");
     if (mask == nullptr || !mask->IsNumber()) return;
@@ -295,6 +307,8 @@ class TextLayerSource final : public TextSource {
   }
 
   const TextDocument* DocumentAt(const Moment& moment) const {
+    // The first key counts from the beginning of time; a document holds until the next key, without
+    // a way in between.
     const TextDocument* found = documents_.empty() ? nullptr : &documents_[0].document;
     for (size_t i = 1; i < documents_.size(); ++i) {
       if (moment.time < documents_[i].time) {
@@ -312,6 +326,7 @@ class TextLayerSource final : public TextSource {
     TextRequest request;
     request.document = DocumentAt(moment);
     if (request.document == nullptr) return;
+    // The expression stands beside the keys in the document's own object.
     const JsonValue* source = layer_.text->Find("d");
     if (moment.scripts != nullptr && source->Find("x") != nullptr) {
       scripted_ = *request.document;
@@ -334,6 +349,7 @@ class TextLayerSource final : public TextSource {
     if (pathMask_ != nullptr && pathMask_->path != nullptr) {
       moment.Path(*pathMask_->path, outline_);
       for (const Vertex& v : outline_.vertices) {
+        // As layouts take it: the point, then its two absolute handles.
         path.points.insert(path.points.end(), {v.x, v.y, v.inX, v.inY, v.outX, v.outY});
       }
       path.closed = outline_.closed;
@@ -370,6 +386,7 @@ class TextLayerSource final : public TextSource {
 
   void Add(const PlacedGlyph& glyph) {
     if (glyph.outline == nullptr || glyph.outline->verbs.empty()) return;
+    // In the order of painting: what comes later lies above.
     if (glyph.fillOverStroke) {
       AddStroke(glyph);
       AddFill(glyph);
@@ -480,6 +497,8 @@ void AddContour(const PathData& path, GlyphOutline& glyph) {
   const float* p = path.points;
   glyph.verbs.push_back(GlyphOutline::kMove);
   glyph.points.insert(glyph.points.end(), {p[0], p[1]});
+  // The last curve closes the contour; an open one is closed by a straight line, as glyphs always
+  // are.
   for (uint32_t i = 1; i <= path.count; ++i) {
     const float* from = p + size_t{6} * (i - 1);
     const float* to = p + size_t{6} * (i % path.count);
@@ -494,6 +513,7 @@ void AddShapes(Span<Shape> shapes, GlyphOutline& glyph) {
   for (const Shape& shape : shapes) {
     if (shape.kind == ShapeKind::kPath && shape.path != nullptr) {
       AddContour(shape.path->value, glyph);
+      // Groups nest; the order does not matter for an outline that is filled as one.
     }
     AddShapes(shape.items, glyph);
   }
@@ -503,6 +523,7 @@ void AddShapes(Span<Shape> shapes, GlyphOutline& glyph) {
 
 std::shared_ptr<TextLayout> MakeTextLayout(const Movie& movie) {
   std::vector<TextFont> fonts;
+  // A movie that brings its own glyphs needs no font of the system for them.
   const JsonValue* list = movie.fonts != nullptr ? movie.fonts->Find("list") : nullptr;
   if (list != nullptr) {
     for (const JsonValue& value : list->Elements()) {
@@ -521,6 +542,7 @@ std::shared_ptr<TextLayout> MakeTextLayout(const Movie& movie) {
       const JsonValue* data = value.Find("data");
       const JsonValue* shapes = data != nullptr ? data->Find("shapes") : nullptr;
       if (shapes != nullptr) {
+        // Only until the outline has been copied out of it.
         Arena arena(nullptr);
         Span<Shape> items;
         std::string ignored;

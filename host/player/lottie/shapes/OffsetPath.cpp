@@ -14,14 +14,19 @@ namespace plexion_host::movie {
 
 namespace {
 
+// Compared by their size, since paths come in pixels and in thousandths. This, and the steps below,
+// follow lottie-web's reckoning, so that corners fall where authors saw them.
 bool Alike(double a, double b) { return fabs(a - b) * 100000 <= std::min(fabs(a), fabs(b)); }
 bool Alike(const Dot& a, const Dot& b) { return Alike(a.x, b.x) && Alike(a.y, b.y); }
 bool NearZero(double value) { return fabs(value) <= 0.00001; }
 
+// y points down, angles go counter-clockwise.
 Dot Polar(const Dot& from, double angle, double length) {
   return {from.x + cos(angle) * length, from.y - sin(angle) * length};
 }
 
+// By homogeneous coordinates: a line is the cross product of two of its points, their common point
+// that of two lines. Parallel ones have none.
 bool Cross(const Dot& a1, const Dot& a2, const Dot& b1, const Dot& b2, Dot& at) {
   const double ax = a1.y - a2.y, ay = a2.x - a1.x, az = a1.x * a2.y - a1.y * a2.x;
   const double bx = b1.y - b2.y, by = b2.x - b1.x, bz = b1.x * b2.y - b1.y * b2.x;
@@ -42,6 +47,7 @@ Curve Spread(Curve curve) {
 void Split(const Curve& curve, double t, Curve& left, Curve& right) {
   const Dot* p = curve.points;
   if (t <= 0) {
+    // Cut at its very end: one part is all of the curve, the other a point.
     left = {{p[0], p[0], p[0], p[0]}};
     right = curve;
   } else if (t >= 1) {
@@ -59,6 +65,8 @@ void ShiftLine(const Dot& from, const Dot& to, double amount, Dot& newFrom, Dot&
   newTo = Polar(to, angle, amount);
 }
 
+// Tiller and Hanson: the three legs of the control polygon are moved sideways, and meet again where
+// they cross. Exact for circles' arcs nearly, good enough where a curve bends little and one way.
 Curve Shifted(const Curve& curve, double amount) {
   const Dot* p = curve.points;
   Dot a0, a1, b1, b2, c2, c3;
@@ -76,11 +84,14 @@ using Pieces = std::vector<Curve>;
 /// A curve is cut where it bends the other way, so that each piece bends one way only.
 Pieces ShiftedPieces(const Curve& curve, double amount) {
   const Dot* p = curve.points;
+  // The curve as a polynomial: a t^3 + b t^2 + c t + p0.
   const Dot a = {-p[0].x + 3 * p[1].x - 3 * p[2].x + p[3].x,
                  -p[0].y + 3 * p[1].y - 3 * p[2].y + p[3].y};
   const Dot b = {3 * p[0].x - 6 * p[1].x + 3 * p[2].x, 3 * p[0].y - 6 * p[1].y + 3 * p[2].y};
   const Dot c = {-3 * p[0].x + 3 * p[1].x, -3 * p[0].y + 3 * p[1].y};
   std::vector<double> cuts;
+  // Inflections: where the cross product of the first and second derivative is nothing, which is a
+  // quadratic in t.
   const double denominator = a.y * b.x - a.x * b.y;
   if (!NearZero(denominator)) {
     const double cusp = -0.5 * (a.y * c.x - a.x * c.y) / denominator;
@@ -97,6 +108,7 @@ Pieces ShiftedPieces(const Curve& curve, double amount) {
   for (const double cut : cuts) {
     if (Alike(cut, 1)) continue;
     Curve left, right;
+    // A place on what is left: each cut shortens it.
     Split(rest, (cut - done) / (1 - done), left, right);
     pieces.push_back(Shifted(left, amount));
     rest = right;
@@ -122,6 +134,7 @@ Box BoxOf(const Curve& curve) {
     box.bottom = std::max(box.bottom, at.y);
   };
   take(p[3]);
+  // Extremes of one coordinate lie where its derivative, a quadratic, is nothing.
   auto roots = [&](double p0, double p1, double p2, double p3) {
     const double a = 3 * (-p0 + 3 * p1 - 3 * p2 + p3);
     const double b = 2 * (3 * p0 - 6 * p1 + 3 * p2);
@@ -151,16 +164,19 @@ void FindCrossings(const Range& a, const Range& b, int depth, std::vector<Crossi
   constexpr double kSmall = 2;
   constexpr size_t kEnough = 64;
   const Box first = BoxOf(a.curve), second = BoxOf(b.curve);
+  // Boxes that do not touch, by their middles and sizes doubled; no division.
   const bool apart = fabs(first.left + first.right - second.left - second.right) >=
                          first.right - first.left + second.right - second.left ||
                      fabs(first.top + first.bottom - second.top - second.bottom) >=
                          first.bottom - first.top + second.bottom - second.top;
   // Curves that lie on each other cross everywhere: some of it is enough.
   if (apart || found.size() > kEnough) return;
+  // Pixels: closer than that nobody sees the cut.
   auto small = [](const Box& box) {
     return box.right - box.left <= kSmall && box.bottom - box.top <= kSmall;
   };
   const double middleA = (a.from + a.to) / 2, middleB = (b.from + b.to) / 2;
+  // 4^7 pairs at most, and far fewer since most boxes lie apart.
   if (depth >= kDeepest || (small(first) && small(second))) {
     found.push_back({middleA, middleB});
     return;
@@ -184,6 +200,7 @@ bool FirstCrossing(const Curve& a, const Curve& b, Crossing& crossing) {
   std::vector<Crossing> found;
   FindCrossings({a, 0, 1}, {b, 0, 1}, 0, found);
   size_t first = 0;
+  // Neighbours always touch where they follow each other; that is no crossing.
   if (!found.empty() && Alike(found[0].first, 1)) first = 1;
   if (first >= found.size()) return false;
   crossing = found[first];
@@ -202,6 +219,7 @@ void CutCrossing(Pieces& before, Pieces& after) {
     before.back() = left;
     after.front() = right;
   }
+  // A curve that was cut into pieces may also cross the neighbour's far end.
   if (oldBefore.size() > 1 && oldAfter.size() > 1 &&
       FirstCrossing(oldBefore.front(), oldAfter.back(), crossing)) {
     Split(oldBefore.front(), crossing.first, left, unused);
@@ -217,6 +235,8 @@ Dot Join(const Curve& first, const Curve& second, const OffsetPath& offset, Outl
   const Dot to = second.points[0];
   if (offset.join == 3 || Alike(from, to)) return from;
   if (offset.join == 2) {
+    // A round corner: a cubic whose handles reach along both slopes, as long as for an arc around
+    // where the normals meet.
     const Dot slopeOut = first.Slope(1), slopeIn = second.Slope(0);
     const double angleOut = -atan2(slopeOut.y, slopeOut.x);
     const double angleIn = -atan2(slopeIn.y, slopeIn.x) + kPi;
@@ -233,9 +253,11 @@ Dot Join(const Curve& first, const Curve& second, const OffsetPath& offset, Outl
     outline.Add(to.x, to.y, in.x, in.y, to.x, to.y);
     return to;
   }
+  // A handle that lies on its end gives no direction; the one before does.
   const Dot before = Alike(from, first.points[2]) ? first.points[0] : first.points[2];
   const Dot after = Alike(to, second.points[1]) ? second.points[3] : second.points[1];
   Dot tip;
+  // Longer tips than the limit allows are cut straight.
   if (Cross(before, from, to, after, tip) && Distance(tip, from) < offset.miterLimit) {
     outline.Add(tip.x, tip.y);
     return tip;
@@ -261,6 +283,7 @@ void OffsetOutline(const Outline& from, const OffsetPath& offset, Outline& to) {
   }
   if (all.empty()) return;
   for (size_t i = 1; i < all.size(); ++i) CutCrossing(all[i - 1], all[i]);
+  // Also where the contour closes.
   if (all.size() > 1) CutCrossing(all.back(), all.front());
 
   const Curve* last = nullptr;
@@ -270,6 +293,7 @@ void OffsetOutline(const Outline& from, const OffsetPath& offset, Outline& to) {
     if (last != nullptr) at = Join(*last, pieces.front(), offset, to);
     for (const Curve& curve : pieces) {
       const Dot* p = curve.points;
+      // It goes on where the last one ended: one vertex with two handles, not two vertices.
       if (started && Alike(p[0], at) && !to.vertices.empty()) {
         to.vertices.back().outX = static_cast<float>(p[1].x);
         to.vertices.back().outY = static_cast<float>(p[1].y);

@@ -77,6 +77,8 @@ void ShapeTree::Evaluate(const Moment& moment) {
     moment.constancy->Meet(constancy_.from, constancy_.to);
     return;
   }
+  // What was made for the last moment stays allocated and is written over: a moment of a running
+  // movie allocates nothing.
   const size_t lastCount = opCount_;
   opCount_ = instanceCount_ = modifierCount_ = mergeCount_ = 0;
   chain_.clear();
@@ -89,6 +91,8 @@ void ShapeTree::Evaluate(const Moment& moment) {
   Moment inside = moment;
   inside.constancy = &constancy_;
   Walk(nodes_.data(), nodes_.size(), inside);
+  // Paths have their modifiers only when all of the group has been walked: those stand below what
+  // they change.
   ApplyModifiers(inside);
   FillPaths();
   // With other shapes than before, what was kept of each says nothing about the one in its place.
@@ -105,6 +109,8 @@ ShapeOp& ShapeTree::NewOp(ShapeOp::Kind kind) {
     sums_.push_back(0);
     outlineSums_.push_back(0);
   }
+  // The path of the last moment is kept beside, for FinishOp to compare; its memory comes back the
+  // next time.
   std::swap(before_[opCount_], ops_[opCount_].path);
   ShapeOp& op = ops_[opCount_++];
   op.kind = kind;
@@ -120,6 +126,8 @@ ShapeOp& ShapeTree::NewOp(ShapeOp::Kind kind) {
 /// stands before it in its own group and in groups inside of it.
 void ShapeTree::Walk(const Node* nodes, size_t count, const Moment& moment) {
   const size_t styles = openStyles_.size();
+  // What is opened in here (styles, modifiers) is for this group and those inside of it, and closed
+  // at its end.
   const size_t modifiers = openModifiers_.size();
   for (size_t i = count; i-- > 0;) {
     const Shape& shape = *nodes[i].shape;
@@ -155,6 +163,8 @@ void ShapeTree::Walk(const Node* nodes, size_t count, const Moment& moment) {
         if (shape.mode > 1 && shape.mode <= 5 && !shape.tooLarge) AddMerge(shape);
         break;
       case ShapeKind::kRepeater:
+        // A repeater takes all that stands before it as its copies, so nothing is left for this
+        // loop.
         WalkCopies(nodes[i], nodes, i, moment);
         i = 0;
         break;
@@ -188,6 +198,7 @@ void ShapeTree::WalkGroup(const Node* nodes, size_t count, const Matrix& matrix,
 
 void ShapeTree::WalkCopies(const Node& repeater, const Node* nodes, size_t count,
                            const Moment& moment) {
+  // Copies of copies multiply. The scene's own budget ends what is still too much.
   constexpr double kMost = 1000;
   const Shape& shape = *repeater.shape;
   const auto copies =
@@ -204,6 +215,7 @@ void ShapeTree::WalkCopies(const Node& repeater, const Node* nodes, size_t count
     first = moment.Number(shape.transform->startOpacity, 100) / 100;
     last = moment.Number(shape.transform->endOpacity, 100) / 100;
   }
+  // In the order of painting; `mode` tells whether later copies lie above or below.
   for (int place = copies - 1; place >= 0; --place) {
     const int copy = shape.mode == 1 ? place : copies - 1 - place;
     const double share = copies > 1 ? double(place) / (copies - 1) : 0;
@@ -236,6 +248,8 @@ void ShapeTree::AddModifier(const Shape& shape) {
 
 /// All styles that are open, the nearest first.
 void ShapeTree::AddTargets() {
+  // A style of an outer group paints in that group's coordinates: the path gets there by the
+  // transforms in between, which add up from the inside out.
   Matrix relative;
   size_t depth = chain_.size();
   for (size_t i = openStyles_.size(); i-- > 0;) {
@@ -245,6 +259,7 @@ void ShapeTree::AddTargets() {
 }
 
 void ShapeTree::AddPath(const Shape& shape, const Moment& moment) {
+  // A path above all styles is never painted.
   if (openStyles_.empty()) return;
   if (instanceCount_ == instances_.size()) instances_.emplace_back();
   const auto number = static_cast<uint32_t>(instanceCount_);
@@ -294,6 +309,7 @@ void ShapeTree::FillPaths() {
     const Instance& instance = instances_[i];
     for (uint32_t j = 0; j < instance.targetCount; ++j) {
       const Target& target = targets_[instance.firstTarget + j];
+      // One path may be filled and stroked, and one fill may have many paths.
       AppendOutlines(instance.outlines, target.matrix, ops_[target.op].path);
     }
   }
@@ -316,13 +332,18 @@ void ShapeTree::FinishOp(size_t index, bool sameList) {
   if (op.kind == ShapeOp::Kind::kBegin || op.kind == ShapeOp::Kind::kEnd) return;
   const uint64_t outlineSum = OutlineSum(op);
   const uint64_t sum = StyleSum(op);
+  // Compared point by point, not by a sum: a sum that agrees by chance would leave an old picture
+  // standing.
   const bool samePath = sameList && SamePath(op.path, before_[index]);
+  // The outline's version changes less often than the look's: what is kept of a shape at rest (its
+  // cover) lives on while its colour moves.
   if (!samePath || outlineSum != outlineSums_[index]) op.outline = ++lastVersion_;
   const bool same = samePath && sum == sums_[index];
   outlineSums_[index] = outlineSum;
   sums_[index] = sum;
   if (same) return;
   op.version = ++lastVersion_;
+  // The box follows the points; of a look that changed alone it is still right.
   if (samePath) return;
   float box[4] = {0, 0, 0, 0};
   bool any = false;
