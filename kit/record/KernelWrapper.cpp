@@ -15,9 +15,12 @@ class MutexFace final : public HostObject<IQXKernel::Mutex> {
  public:
   using HostObject::HostObject;
   void Lock() override QX_UNCHECKED_LOCKS {
+    // A host may lock a mutex that it got from the module. That is no crossing, and would be told
+    // as one of the module's thread.
     if (IsOutside()) return ReallyLock();
     const uint32_t self = border_.Here().number;
     const uint32_t holder = holder_.load(std::memory_order_relaxed);
+    // Read without a lock: it may be wrong by a moment, and only decides whether a note is written.
     if (holder != 0 && holder != self) border_.NoteLockWaits(*this, holder);
     Ask(Operation::kMutexLock, &IQXKernel::Mutex::Lock);
     // In a replay the simulated mutex is taken when the recorded one was: it
@@ -26,6 +29,8 @@ class MutexFace final : public HostObject<IQXKernel::Mutex> {
     holder_.store(self, std::memory_order_relaxed);
     ++depth_;
   }
+  // Given back before it is told: whoever takes it next is noted behind this, and must not find us
+  // as its holder.
   void Unlock() override QX_UNCHECKED_LOCKS {
     if (IsOutside()) return ReallyUnlock();
     if (depth_ > 0 && --depth_ == 0) holder_.store(0, std::memory_order_relaxed);
@@ -57,6 +62,7 @@ class ThreadFace final : public HostObject<IQXKernel::Thread> {
  public:
   using HostObject::HostObject;
   bool Start(const char* name, Procedure procedure, void* argument) override {
+    // Before Start: the thread that it starts reads them.
     procedure_ = procedure;
     argument_ = argument;
     label = name != nullptr ? name : "";
@@ -113,6 +119,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
           module = FindModule(name, raw);
         },
         [&](Encoder& to) { border_.PutObject(to, module); },
+        // In a replay nothing was acquired: the recording says which module it was, and a wrapper
+        // with nothing behind it stands for it.
         [&](Decoder& from) { module = TakeModule(name, from); });
     return module != nullptr ? ModuleFace(module) : nullptr;
   }
@@ -150,6 +158,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
     if (IsOutside()) return Real().CreateMutex();
     Mutex* const mutex =
         Create<Mutex>(Operation::kKernelCreateMutex, [&] { return Real().CreateMutex(); });
+    // The simulated mutex behind a replayed one finds what a recording cannot show: a lock given
+    // back twice, or by another thread.
     if (border_.InReplay() != nullptr && mutex != nullptr) {
       static_cast<MutexFace*>(mutex)->shadow = Real().CreateMutex();
     }
@@ -174,6 +184,7 @@ class KernelFace final : public IQXKernel, public Wrapped {
 
   void* Allocate(unsigned long bytes, const char* file, int line) override {
     void* block = nullptr;
+    // Some recordings leave allocations out, since they are half of all calls.
     if (IsOutside() || IsIgnored(Operation::kKernelAllocate)) {
       return Real().Allocate(bytes, file, line);
     }
@@ -193,12 +204,15 @@ class KernelFace final : public IQXKernel, public Wrapped {
         },
         [&](Encoder& to) { to.Bool(given); },
         [&](Decoder& from) { given = TakeValue<bool>(border_, from); });
+    // The memory must be real: the module writes into it.
     if (border_.InReplay() != nullptr && given) block = Real().Allocate(bytes, file, line);
     return block;
   }
   void Free(void* block, const char* file, int line) override {
     BorderThread& thread = border_.Here();
     if (!thread.inside) return Real().Free(block, file, line);
+    // Before the block is free: the next one may have its address, and would be taken for the
+    // object that lay there.
     if (!thread.dying.empty() && block != nullptr) border_.ForgetBlock(thread, block);
     if (IsIgnored(Operation::kKernelFree)) return Real().Free(block, file, line);
     CallOut(
@@ -229,6 +243,7 @@ class KernelFace final : public IQXKernel, public Wrapped {
     CallOut(
         border_, Manner::kAsk, Operation::kKernelGetArgv, [](Encoder&) {},
         [&] { words = Real().GetArgv(); },
+        // The words as they were given; nobody changes them while the process lives.
         [&](Encoder& to) { border_.PutWords(to, Real().GetArgc(), words); },
         [&](Decoder& from) {
           argv_ = TakeWords(border_, from);
@@ -288,6 +303,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
     Count();
     va_list arguments;
     va_start(arguments, format);
+    // The variable arguments cannot be handed on to another variadic function. The kernel's own
+    // formats as the contract says, which is what the library does as well.
     std::vsnprintf(buffer, size, format, arguments);
     va_end(arguments);
   }
@@ -310,6 +327,8 @@ class KernelFace final : public IQXKernel, public Wrapped {
   void Printf(const char* format, ...) override __attribute__((format(printf, 2, 3))) {
     va_list arguments;
     va_start(arguments, format);
+    // Formatted twice: once to know the length. What crosses is the finished text, so that a format
+    // never reaches the host with other arguments than its own.
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, again);

@@ -34,6 +34,7 @@ bool RecordingFile::Open(const Settings& settings, std::string& error) {
             std::to_string(limit) + " bytes";
     return false;
   }
+  // Never through a link, and for nobody else to read: a recording names contents and addresses.
   const int file = open(settings.path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (file < 0) {
     error = Reason(settings.path, "cannot be opened for writing");
@@ -55,7 +56,10 @@ bool RecordingFile::Open(const Settings& settings, std::string& error) {
   chunkBytes_ = settings.chunkBytes;
   chunks_ = static_cast<uint32_t>((limit - kFileHeaderBytes) / chunkBytes_);
   size_ = kFileHeaderBytes + size_t{chunks_} * chunkBytes_;
+  // Cut only when the lock is ours; opened without O_TRUNC for that.
   if (ftruncate(file, 0) != 0 || fchmod(file, 0600) != 0) return fail("cannot be made anew");
+  // All of it now. A mapped file whose disk is full ends the process with SIGBUS in the middle of
+  // playing.
   const int full = posix_fallocate(file, 0, static_cast<off_t>(size_));
   if (full != 0) {
     const bool cleared = ftruncate(file, 0) == 0;
@@ -99,6 +103,7 @@ bool RecordingFile::IsChunkFull(size_t fieldBytes) const {
 
 void RecordingFile::NextChunk(int64_t timeNs) {
   uint32_t next = used_;
+  // As long as the head is not full, chunks follow each other, and are never written again.
   if (sequence_ > 0 && used_ > headChunks_) {
     // The oldest of the ring: when it is too old, or when there is no free one.
     uint32_t oldest = headChunks_;
@@ -110,12 +115,15 @@ void RecordingFile::NextChunk(int64_t timeNs) {
     for (uint32_t i = headChunks_; i < used_; ++i) {
       if (Chunk(i).sequence == Chunk(oldest).sequence + 1) endedNs = Chunk(i).firstTimeNs;
     }
+    // Two chunks at least: the one that is dropped must not be the only one there is.
     const bool old = keepNs_ > 0 && used_ - headChunks_ > 1 && timeNs - endedNs > keepNs_;
     if (old || used_ == chunks_) next = oldest;
   }
   chunk_ = next;
   used_ = std::max(used_, next + 1);
   ChunkHeader& chunk = Chunk(next);
+  // The reader that matters is one that comes after a crash of this process: what the compiler does
+  // not reorder, the mapping keeps.
   chunk.magic = 0;  // not readable while it is half the old one
   std::atomic_signal_fence(std::memory_order_seq_cst);
   chunk.used = sizeof(ChunkHeader);
@@ -129,6 +137,7 @@ void RecordingFile::NextChunk(int64_t timeNs) {
 void RecordingFile::Append(RecordHeader header, const Encoder& fields) {
   ChunkHeader& chunk = Chunk(chunk_);
   header.bytes = static_cast<uint32_t>(sizeof header + fields.Size());
+  // Times never go back, whatever the kernel's clock does.
   header.timeNs = lastNs_ = std::max(header.timeNs, lastNs_);
   if (fields.WasCut()) header.flags |= kCut;
   char* const at = reinterpret_cast<char*>(&chunk) + chunk.used;

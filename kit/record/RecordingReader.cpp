@@ -59,6 +59,7 @@ bool Recording::ReadHeader(std::string& error) {
     return false;
   }
   std::memcpy(&header_, bytes_.data(), sizeof header_);
+  // Operations are numbered: one more or less shifts the meaning of all behind it.
   if (header_.version != kFormatVersion ||
       header_.operations != static_cast<uint32_t>(Operation::kCount)) {
     error = "a recording of version " + std::to_string(header_.version) + " with " +
@@ -67,6 +68,7 @@ bool Recording::ReadHeader(std::string& error) {
             std::to_string(static_cast<uint32_t>(Operation::kCount));
     return false;
   }
+  // Checked here once, so that what is worked out from them below cannot wrap.
   if (header_.chunkBytes < kSmallestChunkBytes || header_.chunkBytes > kLargestChunkBytes ||
       header_.chunks == 0 || header_.headChunks > header_.chunks) {
     error = "chunks of " + std::to_string(header_.chunkBytes) + " bytes; expected " +
@@ -81,6 +83,7 @@ bool Recording::ReadChunks(std::string& error) {
   uint32_t index = 0;
   for (size_t at = kFileHeaderBytes; at < bytes_.size() && index < header_.chunks;
        at += header_.chunkBytes, ++index) {
+    // A recording of a process that died may end in the middle of a chunk: what is there counts.
     const size_t room = std::min<size_t>(header_.chunkBytes, bytes_.size() - at);
     ChunkHeader header;
     if (room < sizeof header) break;
@@ -94,21 +97,26 @@ bool Recording::ReadChunks(std::string& error) {
     chunks.push_back({header.sequence, header.firstRecord, at + sizeof header,
                       at + std::min<size_t>(header.used, room), index});
   }
+  // The ring's chunks lie in the file in any order; their sequence is the order in which they were
+  // begun.
   std::sort(chunks.begin(), chunks.end(),
             [](const Chunk& left, const Chunk& right) { return left.sequence < right.sequence; });
   uint64_t expected = 0;
   uint64_t last = 0;
   for (const Chunk& chunk : chunks) {
+    // Twice the same, backwards, or a number that would wrap further on: no writer makes these.
     if (chunk.sequence == last || chunk.firstRecord < expected ||
         chunk.firstRecord > UINT64_MAX / 2) {
       faults_.push_back("chunk " + std::to_string(chunk.index) + " does not follow the one before");
       continue;
     }
     last = chunk.sequence;
+    // The ring has dropped what lay between.
     if (chunk.firstRecord != expected) gaps_.push_back(records_.size());
     const size_t before = records_.size();
     expected = chunk.firstRecord;
     ReadRecords(chunk);
+    // Numbers count over gaps: two recordings of one run name the same record alike.
     for (size_t i = before; i < records_.size(); ++i) records_[i].number = ++expected;
     if (records_.size() >= kMostRecords) break;
   }
@@ -137,11 +145,15 @@ std::string Recording::CheckRecord(const RecordHeader& header, size_t room,
   if (header.thread == 0 && header.kind != RecordKind::kNote) return "it has no thread";
   Decoder decoder(fields, header.bytes - sizeof header);
   Field field;
+  // Each field once, for its length alone: from here on whoever takes a record's fields needs no
+  // check of theirs.
   while (decoder.Next(field)) {
   }
   return decoder.Failed() ? decoder.Reason() : std::string();
 }
 
+// Up to the first that cannot be read: with its length unknown nobody knows where the next one
+// begins.
 void Recording::ReadRecords(const Chunk& chunk) {
   size_t at = chunk.offset;
   while (chunk.end - at >= sizeof(RecordHeader) && records_.size() < kMostRecords) {

@@ -101,6 +101,8 @@ void ForEachPlayerField(Parameters& p, const Each& each) {
 std::string Utf8Of(const QXString& text) {
   std::string utf8;
   const unsigned short* const units = text.Units();
+  // A pair of halves is one character. A half without the other goes as it is: a recording must
+  // give back just what crossed.
   for (unsigned i = 0; i < text.Length() && utf8.size() < kLongestTextBytes; ++i) {
     uint32_t code = units[i];
     if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.Length() && units[i + 1] >= 0xDC00 &&
@@ -145,6 +147,8 @@ StageWindowParameters Outward(Border& border, const StageWindowParameters& from)
 
 void PutString(Border& border, Encoder& to, const QXString& text) {
   border.PutText(to, Utf8Of(text).c_str());
+  // Whether the text had its UTF-8 ready is seen from outside (by an allocation), so a replay must
+  // do the same.
   to.Bool(text.utf8 != nullptr);
 }
 
@@ -186,6 +190,7 @@ std::vector<const char*> TakeWords(Border& border, Decoder& from) {
   std::vector<const char*> words;
   Field field;
   if (!from.Take('l', field)) return words;
+  // A list's length is the file's word: the loop ends with the fields that are there.
   for (uint64_t i = 0; i < field.numbers[0]; ++i) {
     const char* const word = TakeText(border, from);
     if (from.Failed()) break;
@@ -205,6 +210,7 @@ void PutStageParameters(Border& border, Encoder& to, const StageWindowParameters
 
 StageWindowParameters TakeStageParameters(Border& border, Decoder& from) {
   StageWindowParameters to{};
+  // In the order in which PutStageParameters writes them; nothing in the file names a field.
   to.renderPlane = TakeObject<platform::RenderPlane>(border, from);
   to.outputPlane = TakeObject<platform::OutputPlane>(border, from);
   to.notifier = TakeObject<plexion::StageWindowNotifier>(border, from);
@@ -225,6 +231,8 @@ void PutPlayerParameters(Border& border, Encoder& to, const MorvelInstanceParame
 
 void TakePlayerParameters(Decoder& from, MorvelInstanceParameters& to) {
   // Who hears of it is the module's own.
+  // The module hands its own notifier out; a replay has that itself, and the recording only says
+  // that there was one.
   Field field;
   from.Take('0', field);
   TakeString(from, to.proxyPassword);
@@ -267,6 +275,7 @@ const plexion::StageWindowStatusData* TakeStatusData(Border& border, Decoder& fr
   if (!from.Take('l', field, true) || field.tag == '0') return nullptr;
   data = plexion::StageWindowStatusData();
   Field at;
+  // A rectangle is there or not, and says so itself.
   if (from.Take('r', at, true) && at.tag == 'r') {
     rect = {static_cast<uint32_t>(at.numbers[0]), static_cast<uint32_t>(at.numbers[1]),
             static_cast<uint32_t>(at.numbers[2]), static_cast<uint32_t>(at.numbers[3])};
