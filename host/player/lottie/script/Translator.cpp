@@ -11,8 +11,10 @@ namespace plexion_host::movie {
 
 namespace {
 
+// Each level costs stack here and in the engine, whose own parser recurses as well.
 /// Of brackets, functions and statements inside of each other.
 constexpr int kDeepest = 100;
+// "a+b+c" becomes sum(sum(a,b),c): a row of a thousand would nest a thousand deep.
 /// Operators on lists become calls inside of calls.
 constexpr int kMostOperands = 200;
 
@@ -28,6 +30,8 @@ bool IsReserved(std::string_view name) {
 }
 
 /// What an operator binds; 0: none of two operands.
+// The language's own table. Members, calls and single operands bind closer, and are read further
+// in.
 int Precedence(const Token& token) {
   static constexpr struct {
     std::string_view sign;
@@ -43,6 +47,8 @@ int Precedence(const Token& token) {
   return 0;
 }
 
+// What authors may do to numbers and lists alike. The engine's operators would make a text of two
+// lists.
 std::string_view ListFunction(std::string_view sign) {
   if (sign == "+") return "$bm_sum";
   if (sign == "-") return "$bm_sub";
@@ -73,17 +79,23 @@ class Translator {
   Translator(std::string_view source, Translation& translation)
       : tokens_(source),
         out_(translation),
+        // Exporters that have translated an expression already say so by their own names in it; its
+        // operators are calls then, and its value is where they put it.
         lists_(source.find("$bm_rt") == std::string_view::npos) {}
 
   void Run();
 
  private:
+  // What stands on the left of "=" must be a name or a member; a name that is assigned to may have
+  // to be declared.
   enum class Place : uint8_t { kValue, kName, kMember };
   struct Piece {
     std::string code;
     Place place = Place::kValue;
   };
   struct Function {
+    // Names for values that are needed twice. They belong to the function: two calls of it inside
+    // of each other must not share one.
     int temporaries = 0;
     bool arrow = false;
     bool usesThis = false;
@@ -127,6 +139,7 @@ class Translator {
   std::string Statement();
   std::string Block();
   std::string NameStatement();
+  // "noIn": in the head of a loop "in" is the loop's word, and no operator.
   std::string Declarations(bool noIn);
   std::string For();
   std::string EachOf(const std::string& binding, const std::string& item);
@@ -193,6 +206,7 @@ void Translator::Run() {
 
 std::string Translator::TakeName() {
   if (Current().kind != TokenKind::kName || IsReserved(Current().text)) Fail("expected a name");
+  // Temporaries and the guard against endless loops have these names.
   if (Current().text.substr(0, 2) == "$$") Fail("names that begin with $$ are taken");
   std::string name(Current().text);
   tokens_.Next();
@@ -200,6 +214,8 @@ std::string Translator::TakeName() {
 }
 
 void Translator::EndStatement() {
+  // As the language has it: a semicolon may be left out before a bracket that closes, at the end,
+  // and at a new line.
   if (Take(";") || At("}") || Current().kind == TokenKind::kEnd || Current().newLine) return;
   Fail("expected the end of the statement, found '" + std::string(Current().text.substr(0, 40)) +
        "'");
@@ -220,6 +236,8 @@ std::string Translator::Statement() {
   if (Current().kind == TokenKind::kName) return NameStatement();
   std::string code = Expression();
   EndStatement();
+  // The value of an expression is the value of the last statement that was one; "$$r" holds it
+  // until the end.
   return (lists_ && functions_.size() == 1 ? "$$r=(" + code + ")" : code) + ";";
 }
 
@@ -250,6 +268,7 @@ std::string Translator::NameStatement() {
     Expect("(");
     std::string code = "if(" + Expression() + ")";
     Expect(")");
+    // In brackets of our own: a statement may become several.
     code += "{" + Statement() + "}";
     if (Take("else")) code += "else{" + Statement() + "}";
     return code;
@@ -257,6 +276,8 @@ std::string Translator::NameStatement() {
   if (Take("for")) return For();
   if (Take("while")) {
     Expect("(");
+    // "$$t()" counts a step and throws when there were too many. It stands in every loop's
+    // condition and at every function's beginning, so nothing runs for ever without passing it.
     std::string code = "while($$t(),(" + Expression() + "))";
     Expect(")");
     return code + "{" + Statement() + "}";
@@ -273,12 +294,14 @@ std::string Translator::NameStatement() {
   if (At("return") || At("throw") || At("break") || At("continue")) return Leave();
   if (Take("try")) return Try();
   if (Take("switch")) return Switch();
+  // Named, and not left to the engine: its message would be of a text that the author never wrote.
   if (At("class") || At("with") || At("import") || At("export") || At("async")) {
     Fail("'" + std::string(Current().text) + "' is not supported");
   }
   const Token name = Current();
   if (!IsReserved(name.text)) {
     tokens_.Next();
+    // A label; else the reader goes back to the name.
     if (Take(":")) return std::string(name.text) + ":" + Statement();
     tokens_.MoveTo(name.start);
   }
@@ -298,6 +321,7 @@ std::string Translator::Declarations(bool noIn) {
       const std::string value = Assignment(noIn).code;
       const size_t after = Current().start;
       tokens_.MoveTo(pattern);
+      // The pattern is read a second time, now with what it takes its values from.
       Bind(value, list);
       tokens_.MoveTo(after);
     } else {
@@ -307,6 +331,8 @@ std::string Translator::Declarations(bool noIn) {
       if (Take("=")) list += "=" + Assignment(noIn).code;
     }
   } while (Take(","));
+  // "let" and "const" become "var": the engine knows no others. What a block would have hidden is
+  // seen in the whole function, which is no harm where names are used as declared.
   return "var " + list.substr(1);
 }
 
@@ -316,6 +342,7 @@ std::string Translator::For() {
   if (At("var") || At("let") || At("const")) {
     tokens_.Next();
     const size_t start = Current().start;
+    // Whether it is a loop over something is known behind the pattern only.
     SkipPattern();
     const bool each = At("of") || At("in");
     tokens_.MoveTo(start);
@@ -338,6 +365,7 @@ std::string Translator::For() {
   }
   Expect(";");
   std::string code = "for(" + first + ";$$t(),(";
+  // A loop without a condition has one here, for the step to stand in.
   code += At(";") ? "true" : Expression();
   Expect(";");
   code += ");";
@@ -354,6 +382,8 @@ std::string Translator::EachOf(const std::string& binding, const std::string& it
   const std::string list = "$$l" + std::to_string(temporaries_);
   const std::string at = "$$n" + std::to_string(temporaries_);
   const std::string values = keys ? Expression() : Assignment().code;
+  // A copy of keys or items is made before the first round, so that a loop which adds to what it
+  // goes through ends.
   Expect(")");
   std::string code = "for(var " + at + "=0," + item + "," + list + "=" +
                      (keys ? "$$keys(" : "$$list(") + values + ");$$t()," + at + "<" + list +
@@ -372,6 +402,7 @@ std::string Translator::Try() {
       Expect(")");
       code += "catch(" + name + ")" + Block();
     } else {
+      // The engine wants a name.
       code += "catch($$e)" + Block();
     }
   }
@@ -417,6 +448,8 @@ std::string Translator::Leave() {
     Fail("expected what is thrown");
   }
   if (word == "return" && functions_.size() == 1 && !lists_) {
+    // A return at the outermost level ends the expression, whose value the translated ones keep in
+    // $bm_rt.
     code = bare ? "return $bm_rt" : "return (" + code.substr(7) + "),$bm_rt";
   }
   EndStatement();
@@ -452,11 +485,14 @@ Translator::Piece Translator::AssignTo(Piece target, bool noIn) {
   const std::string value = Assignment(noIn).code;
   const std::string& name = target.code;
   const std::string_view list = ListFunction(sign.substr(0, sign.size() - 1));
+  // Short circuits stay: the right side is not evaluated unless it is needed.
   if (sign == "&&=" || sign == "||=") {
     return {name + "=(" + name + sign.substr(0, 2) + "(" + value + "))"};
   }
   if (sign == "?\?=") return {name + "=(" + name + "!=null?" + name + ":(" + value + "))"};
   if (sign == "**=") return {name + "=Math.pow(" + name + "," + value + ")"};
+  // Only for variables. A member's own expression would be evaluated twice, and authors do
+  // arithmetic on lists by name.
   if (lists_ && !list.empty() && target.place == Place::kName) {
     return {name + "=" + std::string(list) + "(" + name + "," + value + ")"};
   }
@@ -476,10 +512,12 @@ Translator::Piece Translator::Binary(int least, bool noIn) {
   int operands = 1;
   for (;;) {
     const int precedence = Precedence(Current());
+    // Climbs: what binds less than asked for is the caller's.
     if (precedence < least || precedence == 0 || (noIn && At("in"))) return left;
     const std::string sign(Current().text);
     tokens_.Next();
     const Deeper deeper(*this);
+    // "**" is the only one that groups from the right.
     Piece right = Binary(sign == "**" ? precedence : precedence + 1, noIn);
     const std::string_view list = lists_ ? ListFunction(sign) : std::string_view();
     if (!list.empty()) {
@@ -488,6 +526,7 @@ Translator::Piece Translator::Binary(int least, bool noIn) {
     } else if (sign == "**") {
       left.code = "Math.pow(" + left.code + "," + right.code + ")";
     } else if (sign == "??") {
+      // The left side once: it may be a call.
       const std::string value = Temporary();
       if (++operands > kMostOperands) Fail("too many operands in a row");
       left.code = "((" + value + "=" + left.code + ")!=null?" + value + ":(" + right.code + "))";
@@ -513,6 +552,7 @@ Translator::Piece Translator::Unary() {
     tokens_.Next();
     const bool number = Current().kind == TokenKind::kNumber;
     std::string operand = Unary().code;
+    // A plain number needs no call to be negated.
     if (sign == "-" && lists_ && !number) return {"$bm_neg(" + operand + ")"};
     return {std::string(sign) + " " + operand};
   }
@@ -553,7 +593,7 @@ Translator::Piece Translator::Chain(Piece base, bool calls) {
     } else if (calls && At("(")) {
       base = Call(base.code, "", "");
     } else if (Current().kind == TokenKind::kTemplate) {
-      Fail("a function in front of a template is not supported");
+      Fail("a function in front of a template is not supported");  // it would be called
     } else {
       return base;
     }
@@ -565,10 +605,13 @@ Translator::Piece Translator::Call(const std::string& callee, const std::string&
   Expect("(");
   bool spread = false;
   const std::string items = Items(")", spread);
+  // Changes the time for all that follows, so the two variables that hang on it are set anew.
   if (callee == "posterizeTime") {
     out_.names.insert({"time", "value", "valueAtTime"});
     return {"(time=posterizeTime(" + items + "),value=valueAtTime(time))"};
   }
+  // The engine's own eval would run text that was never translated, without its guards; this one
+  // translates.
   if (callee == "eval") {
     out_.names.insert({"thisLayer", "thisComp", "thisProperty"});
     return {"$$named([" + items +
@@ -591,6 +634,7 @@ Translator::Piece Translator::OptionalChain(const std::string& base) {
     tokens_.Next();
   }
   rest = Chain(rest, true);
+  // Null and what is undefined end the chain; the value is asked for once.
   return {"((" + value + "=" + base + ")==null?void 0:" + rest.code + ")"};
 }
 
@@ -615,6 +659,8 @@ Translator::Piece Translator::Primary() {
       if (token.text == "(") return {Group()};
       if (token.text == "[") return {List()};
       if (token.text == "{") return {Record()};
+      // Only here, where a value must come, a slash begins a regular expression; anywhere else it
+      // divides.
       if (token.text == "/" || token.text == "/=") {
         std::string_view flags;
         const std::string pattern = Quoted(tokens_.TakeRegularExpression(flags));
@@ -630,12 +676,14 @@ Translator::Piece Translator::Primary() {
   }
   if (Take("new")) return {New()};
   if (Take("this")) {
+    // An arrow has the "this" of what is around it, up to the next function of the other kind.
     for (auto function = functions_.rbegin(); function != functions_.rend(); ++function) {
       function->usesThis = true;
       if (!function->arrow) break;
     }
     bool outermost = true;
     for (size_t i = 1; i < functions_.size(); ++i) outermost = outermost && functions_[i].arrow;
+    // At the outermost level "this" is the layer, which the engine's own functions would not see.
     return {outermost ? "$$this" : "this"};
   }
   if (token.text == "null" || token.text == "true" || token.text == "false") {
@@ -643,6 +691,7 @@ Translator::Piece Translator::Primary() {
     return {std::string(token.text)};
   }
   std::string name = TakeName();
+  // Which names the expression asks for: only those are made for it, each moment.
   out_.names.insert(name);
   return {std::move(name), Place::kName};
 }
@@ -667,6 +716,8 @@ std::string Translator::Group() {
 
 std::string Translator::Items(std::string_view closing, bool& spread) {
   const Deeper deeper(*this);
+  // Collected first: whether one of them is spread is known at the end only, and changes how all
+  // are written.
   std::vector<std::pair<bool, std::string>> items;
   while (!Take(closing)) {
     if (At(",")) {  // a hole
@@ -696,6 +747,8 @@ std::string Translator::List() {
 std::string Translator::Record() {
   Expect("{");
   const Deeper deeper(*this);
+  // Plain members, and between them what must be worked out in order (spreads, names in brackets):
+  // later ones win.
   std::vector<std::string> parts;
   std::string plain;
   const auto endPlain = [&] {
@@ -760,6 +813,7 @@ std::string Translator::Template() {
     if (c == '$' && source.substr(position, 2) == "${") {
       tokens_.MoveTo(position + 2);
       code += "\"+(" + Expression() + ")+\"";
+      // The bracket is looked at, not taken: behind it text goes on, which is no token.
       if (!At("}")) Expect("}");
       position = Current().start;
     } else if (c == '\n') {
@@ -768,6 +822,7 @@ std::string Translator::Template() {
       code += "\\\"";
     } else if (c == '\\' && position + 1 < source.size()) {
       const char next = source[++position];
+      // What the language would leave away goes; the rest is the engine's to understand.
       if (next == '`' || next == '$' || next == '{') {
         code += next;
       } else if (next != '\n' && next != '\r') {
@@ -798,6 +853,7 @@ bool Translator::IsArrow() {
   // Parameters have no regular expressions, so brackets can be counted; texts are skipped.
   int open = 0;
   bool arrow = false;
+  // A text that does not end is an error only if these are parameters.
   try {
     do {
       if (At("(") || At("[") || At("{")) ++open;
@@ -844,6 +900,7 @@ std::string Translator::Parameters(std::string& prologue) {
     if (Take("...")) {
       const std::string name = TakeName();
       declared_.insert(name);
+      // The engine has no rest parameters; "arguments" holds the same.
       declarations += "," + name + "=[].slice.call(arguments," + std::to_string(count) + ")";
       if (!At(")")) Expect(")");
       continue;
@@ -875,17 +932,20 @@ std::string Translator::FunctionBody(bool expression, const std::string& paramet
   const size_t number = functions_.size() - 1;
   functions_.pop_back();
   std::string code = "function " + name + "(" + parameters + "){$$t();";
+  // Declared once the body is known, since it has made them.
   for (int i = 1; i <= function.temporaries; ++i) {
     code += "var $$" + std::to_string(number) + "_" + std::to_string(i) + ";";
   }
   code += prologue + body + "}";
   if (!arrow) return code;
   if (function.usesThis) functions_.back().usesThis = true;
+  // Bound only where "this" is used: a binding costs at each call.
   return function.usesThis && functions_.size() > 1 ? "(" + code + ").bind(this)"
                                                     : "(" + code + ")";
 }
 
 void Translator::SkipPattern() {
+  // Counts brackets: what is inside is looked at when it is read.
   int open = 0;
   do {
     if (Current().kind == TokenKind::kEnd) Fail("expected a name, found the end");
@@ -899,6 +959,7 @@ void Translator::SkipPattern() {
 void Translator::BindDefault(std::string from, std::string& declarations) {
   // A pattern's default stands behind it.
   const size_t pattern = Current().start;
+  // Defaults apply to what is undefined, not to null.
   SkipPattern();
   size_t after = Current().start;
   if (Take("=")) {
@@ -925,6 +986,7 @@ void Translator::Bind(const std::string& from, std::string& declarations) {
   const std::string_view closing = list ? "]" : "}";
   tokens_.Next();
   const std::string whole = "$$d" + std::to_string(++temporaries_);
+  // A list by index from a real list: texts and array-likes may be taken apart as well.
   declarations += "," + whole + "=" + (list ? "$$list(" + from + ")" : from);
   for (int i = 0; !Take(closing); ++i) {
     if (list) {
@@ -943,6 +1005,7 @@ void Translator::Bind(const std::string& from, std::string& declarations) {
       const std::string member =
           whole + "[" + (key.kind == TokenKind::kName ? Quoted(key.text) : std::string(key.text)) +
           "]";
+      // The short form: the member's name is the variable's.
       if (!Take(":")) tokens_.MoveTo(key.start);
       BindDefault(member, declarations);
     }
