@@ -22,6 +22,8 @@ void LedgerKernel::ProvideFile(const std::string& name, const std::string& file)
 
 void LedgerKernel::Provide(const std::string& name, IQXModule* module) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
+  // Taken for loaded, also with nothing behind it: the kernel under test is not asked for what a
+  // case takes away.
   Provided provided;
   provided.module = module;
   provided.loaded = true;
@@ -36,6 +38,8 @@ std::string LedgerKernel::WhyNot(const std::string& name) {
 }
 
 bool ModuleFile::Open(const std::string& file, const std::string& name, std::string& error) {
+  // Bound at once: a missing symbol is found here, with its name, and not in the middle of a case.
+  // Never closed: libraries leave threads and handlers behind.
   void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
     error = dlerror();
@@ -64,6 +68,7 @@ void LedgerKernel::Load(const std::string& name, Provided& provided) {
 IQXModule* LedgerKernel::AcquireModule(const char* name) {
   IQXModule* module = nullptr;
   {
+    // Recursive, since a module that is loaded acquires others in turn.
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     const auto found = provided_.find(name);
     if (found == provided_.end()) {
@@ -82,6 +87,7 @@ void LedgerKernel::ReleaseModule(IQXModule* module) {
   --modules_;
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
   for (const auto& [name, provided] : provided_) {
+    // Modules of ours were never acquired from the kernel below.
     if (provided.module == module) return;
   }
   base_.ReleaseModule(module);
@@ -144,6 +150,7 @@ void LedgerKernel::DestroyEvent(Event* event) {
 }
 
 void* LedgerKernel::Allocate(unsigned long bytes, const char* file, int line) {
+  // Counted by what came back, not by what was asked: a kernel that refuses owes nothing.
   void* const block = base_.Allocate(bytes, file, line);
   if (block != nullptr) ++blocks_;
   return block;
@@ -166,6 +173,7 @@ void LedgerKernel::FormatString(char* buffer, unsigned long size, const char* fo
 }
 
 void LedgerKernel::Printf(const char* format, ...) {
+  // What a case compares of it is far shorter.
   char text[8192];
   va_list arguments;
   va_start(arguments, format);
@@ -175,6 +183,7 @@ void LedgerKernel::Printf(const char* format, ...) {
     const std::lock_guard<std::mutex> lock(printedMutex_);
     printed_ += text;
   }
+  // Formatted already: a "%" in a name must not be one for the kernel below.
   base_.Printf("%s", text);
 }
 

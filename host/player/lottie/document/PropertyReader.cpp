@@ -11,6 +11,7 @@ namespace plexion_host::movie {
 
 namespace {
 
+// More numbers than any value has; a gradient of a thousand stops has four thousand.
 constexpr uint32_t kMostDims = 4096;
 
 float Number(const JsonValue* value, double otherwise = 0) {
@@ -32,6 +33,8 @@ Easing EasingOf(const JsonValue& key, uint32_t dim) {
   constexpr auto kFurthest = static_cast<float>(kLargestEasing);
   if (out == nullptr || in == nullptr) return Easing();
   Easing easing;
+  // Time only goes forward: handles of an easing lie between its keys. Values may overshoot, but
+  // not beyond what a float can carry on with.
   easing.outX = std::clamp(Axis(out, "x", dim, 0), 0.f, 1.f);
   easing.outY = std::clamp(Axis(out, "y", dim, 0), -kFurthest, kFurthest);
   easing.inX = std::clamp(Axis(in, "x", dim, 1), 0.f, 1.f);
@@ -45,12 +48,14 @@ bool Same(const Easing& a, const Easing& b) {
 
 bool Linear(const Easing& easing) { return easing.outX == easing.outY && easing.inX == easing.inY; }
 
+// Twice the area of the triangle that the three points span: nothing when they lie on a line.
 bool OnLine(const float* from, const float* to, float x, float y) {
   const double twiceArea = double{from[0]} * to[1] + double{from[1]} * x + double{to[0]} * y -
                            double{x} * to[1] - double{y} * from[0] - double{to[0]} * from[1];
   return std::abs(twiceArea) < 0.001;
 }
 
+// Paths of keys are lists of one; exporters of old times left the list away.
 const JsonValue* FirstOf(const JsonValue* list) {
   if (list == nullptr) return nullptr;
   if (!list->IsArray()) return list;
@@ -63,6 +68,7 @@ int IndexOf(const JsonValue& value) {
   return index != nullptr ? static_cast<int>(std::clamp(index->Number(0), 0.0, 1e6)) : 0;
 }
 
+// Keys are objects, values numbers: the first element tells which.
 bool AreKeys(const JsonValue& value) {
   return value.IsArray() && value.count > 0 && value.elements[0].IsObject();
 }
@@ -113,6 +119,7 @@ std::string Quoted(std::string_view text) {
   return "\"" + quoted + "\"";
 }
 
+// A slot's value counts in place of the property's own: that is how themes change a movie.
 const JsonValue* PropertyReader::Slotted(const JsonValue* value) const {
   if (value == nullptr || slots_ == nullptr) return value;
   const JsonValue* id = value->Find("sid");
@@ -137,6 +144,8 @@ const float* PropertyReader::Numbers(const JsonValue& value, uint32_t dims, doub
 
 const Property* PropertyReader::Read(const JsonValue* value, uint32_t dims, double factor) {
   if (value == nullptr) return nullptr;
+  // Read before the slot takes the property's place: its name and its expression stay, unless the
+  // slot has one of its own.
   const JsonValue* slot = value->Find("sid");
   const JsonValue* expression = value->Find("x");
   const std::string_view slotName = slot != nullptr ? slot->Text() : std::string_view();
@@ -157,6 +166,8 @@ const Property* PropertyReader::Read(const JsonValue* value, uint32_t dims, doub
   } else if (AreKeys(*content)) {
     ReadKeys(*content, *property, factor);
   } else {
+    // A list may be longer than it has to be (colours with alpha, gradients); what is there is
+    // kept, for expressions read it all.
     if (content->IsArray()) property->dims = std::clamp(content->count, dims, kMostDims);
     property->value = Numbers(*content, property->dims, factor);
   }
@@ -165,10 +176,13 @@ const Property* PropertyReader::Read(const JsonValue* value, uint32_t dims, doub
 
 Span<Easing> PropertyReader::ReadEasing(const JsonValue& key, uint32_t dims) {
   const Easing first = EasingOf(key, 0);
+  // Easings of more than four numbers at once are the same for all: exporters write one for each
+  // axis at most.
   const uint32_t axes = std::min(dims, 4u);
   bool same = true;
   for (uint32_t dim = 1; dim < axes; ++dim) same = same && Same(first, EasingOf(key, dim));
   if (same) {
+    // None at all: the common case costs no memory and no solving.
     if (Linear(first)) return {};
     Easing* one = arena_.New<Easing>(first);
     return {one, 1};
@@ -191,6 +205,7 @@ const SpatialCurve* PropertyReader::ReadCurve(const JsonValue& key, const Proper
   const float* from = segment.start;
   const float* to = segment.end;
   const bool still = from[0] == to[0] && from[1] == to[1];
+  // A curve that is flat in the third direction, or has none.
   const bool level =
       property.dims < 3 || (from[2] == 0 && to[2] == 0 && outward[2] == 0 && inward[2] == 0);
   if (level && !still && (bothStarts || property.dims == 2) &&
@@ -208,6 +223,7 @@ const SpatialCurve* PropertyReader::ReadCurve(const JsonValue& key, const Proper
   float* lengths = arena_.NewArray<float>(kCurvePoints);
   double last[3] = {};
   double length = 0;
+  // Sampled once, at load; moving along it is a search in the list.
   for (uint32_t i = 0; i < kCurvePoints; ++i) {
     const double t = double{static_cast<float>(i)} / (kCurvePoints - 1);
     const double u = 1 - t;
@@ -227,6 +243,8 @@ const SpatialCurve* PropertyReader::ReadCurve(const JsonValue& key, const Proper
 
 void PropertyReader::ReadKeys(const JsonValue& keys, Property& property, double factor) {
   const Span<JsonValue> all = keys.Elements();
+  // Dimensions first: a later key may have more numbers than the first, and all have the same
+  // count.
   for (const JsonValue& key : all) {
     if (!key.IsObject()) throw ReadFault("a key of an animation is not an object");
     for (const char* name : {"s", "e"}) {
@@ -253,12 +271,15 @@ void PropertyReader::ReadKeys(const JsonValue& keys, Property& property, double 
     Segment& segment = segments[i];
     segment.from = key.Find("t") != nullptr ? key.Find("t")->Number(0) : 0;
     segment.to = next.Find("t") != nullptr ? next.Find("t")->Number(0) : 0;
+    // Keys out of order, or twice at a time, become segments of no length, which are never met.
     if (i > 0) segment.from = std::max(segment.from, segments[i - 1].to);
     segment.to = std::max(segment.to, segment.from);
     const JsonValue* hold = key.Find("h");
     segment.hold = hold != nullptr && hold->Truthy();
     segment.start = start;
     const float* nextStart = valueOf(next, "s");
+    // Two forms: a key with the value at its end, or keys that begin where the one before has to
+    // end.
     segment.end = nextStart;
     if (segment.end == nullptr) segment.end = valueOf(key, "e");
     if (segment.end == nullptr) segment.end = start;
@@ -270,6 +291,7 @@ void PropertyReader::ReadKeys(const JsonValue& keys, Property& property, double 
     start = nextStart != nullptr ? nextStart : segment.end;
   }
   property.segments = {segments, all.count - 1};
+  // Behind the last key. A value that was held is the last key's own.
   property.value = segments[all.count - 2].hold ? start : segments[all.count - 2].end;
 }
 
@@ -291,6 +313,8 @@ PathData PropertyReader::ReadPathData(const JsonValue& value, const JsonValue* c
     *x += static_cast<float>(numbers[0].Number(0));
     *y += static_cast<float>(numbers[1].Number(0));
   };
+  // Handles are written relative to their point; kept absolute, they need no addition at each
+  // moment.
   for (uint32_t i = 0; i < path.count; ++i, points += 6) {
     pair(at, i, points, points + 1);
     points[2] = points[4] = points[0];
@@ -314,6 +338,7 @@ const PathProperty* PropertyReader::ReadPath(const JsonValue* value, const JsonV
   }
   const JsonValue* content = value->Find("k");
   if (content == nullptr) content = value;
+  // A list of paths without keys is told from keys by its vertices.
   if (AreKeys(*content) && content->elements[0].Find("v") == nullptr) {
     ReadPathKeys(*content, closed, *property);
   } else if (const JsonValue* data = FirstOf(content)) {
@@ -323,6 +348,7 @@ const PathProperty* PropertyReader::ReadPath(const JsonValue* value, const JsonV
   for (const PathSegment& segment : property->segments) {
     largest = std::max<uint64_t>(largest, segment.start.count);
   }
+  // For the reader's limit of what a moment may cost: the largest of its keys counts.
   vertices += largest;
   return property;
 }
@@ -367,6 +393,7 @@ const Transform* PropertyReader::ReadTransform(const JsonValue& value) {
   transform->anchor = Read(value.Find("a"), 2);
   const JsonValue* position = value.Find("p");
   const JsonValue* split = position != nullptr ? position->Find("s") : nullptr;
+  // Position by axes, each with keys of its own.
   if (split != nullptr && split->Truthy()) {
     transform->positionX = Read(position->Find("x"), 1);
     transform->positionY = Read(position->Find("y"), 1);
@@ -375,6 +402,7 @@ const Transform* PropertyReader::ReadTransform(const JsonValue& value) {
     transform->position = Read(position, 2);
   }
   transform->scale = Read(value.Find("s"), 2);
+  // With depth there are three rotations, and the plain one is called "rz" here and "r" elsewhere.
   if (value.Find("rx") != nullptr) {
     transform->rotationX = Read(value.Find("rx"), 1);
     transform->rotationY = Read(value.Find("ry"), 1);

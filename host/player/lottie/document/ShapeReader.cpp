@@ -10,6 +10,7 @@ namespace plexion_host::movie {
 
 namespace {
 
+// Counts are multiplied by copies and capped here, so that no product can wrap and look small.
 constexpr uint64_t kMostCounted = UINT64_MAX / 4096;
 
 struct KindName {
@@ -47,6 +48,7 @@ uint8_t Small(const JsonValue* value, uint8_t otherwise) {
 Span<Shape> ShapeReader::Read(const JsonValue* list, Cost& cost, unsigned depth) {
   if (list == nullptr) return {};
   if (!list->IsArray()) throw ReadFault("a list of shapes is not an array");
+  // Costs of this list, before whoever stands around it multiplies them.
   Cost here;
   Shape* shapes = properties_.Memory().NewArray<Shape>(list->count);
   uint32_t number = 0;
@@ -56,6 +58,8 @@ Span<Shape> ShapeReader::Read(const JsonValue* list, Cost& cost, unsigned depth)
     ReadOne(value, shapes[number++], here, depth);
     here.items = std::min(here.items + 1, kMostCounted);
     here.vertices = std::min(here.vertices + properties_.vertices - before, kMostCounted);
+    // Taken back: a group's vertices are in its cost, and must not count twice when the group is
+    // copied.
     properties_.vertices = before;
   }
   cost.items = std::min(cost.items + here.items, kMostCounted);
@@ -80,6 +84,7 @@ void ShapeReader::ReadOne(const JsonValue& value, Shape& shape, Cost& cost, unsi
   switch (shape.kind) {
     case ShapeKind::kGroup:
       shape.items = Read(value.Find("it"), cost, depth + 1);
+      // The transform stands among the items, usually last; of several the last counts.
       for (const Shape& item : shape.items) {
         if (item.kind == ShapeKind::kTransform) shape.transform = item.transform;
       }
@@ -97,6 +102,7 @@ void ShapeReader::ReadOne(const JsonValue& value, Shape& shape, Cost& cost, unsi
       shape.position = properties_.Read(value.Find("p"), 2);
       shape.size = properties_.Read(value.Find("s"), 2);
       shape.radius = properties_.Read(value.Find("r"), 1);
+      // Four corners, rounded.
       properties_.vertices += 8;
       break;
     case ShapeKind::kStar: {
@@ -108,6 +114,8 @@ void ShapeReader::ReadOne(const JsonValue& value, Shape& shape, Cost& cost, unsi
       shape.innerRadius = properties_.Read(value.Find("ir"), 1);
       shape.innerRoundness = properties_.Read(value.Find("is"), 1);
       shape.polygon = Small(value.Find("sy"), 1) != 1;
+      // Checked over all keys, as an expression may not exceed them either: memory for a star is
+      // what its points ask for.
       const double points = Highest(shape.points);
       if (points > kMostStarPoints) {
         throw ReadFault("a star with " + Shown(points) + " points; at most " +
@@ -161,6 +169,8 @@ void ShapeReader::ReadGradient(const JsonValue& value, Shape& shape) {
     shape.stopCount = static_cast<uint32_t>(std::clamp(count->Number(0), 0.0, 1000.0));
   }
   const uint32_t dims = shape.stops != nullptr ? shape.stops->dims : 0;
+  // What is behind the stops' colours is their opacity; there are no more stops than numbers for
+  // them.
   shape.stopCount = std::min(shape.stopCount, dims / 4);
 }
 
@@ -195,6 +205,7 @@ void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost)
       break;
     case ShapeKind::kRound:
       shape.radius = properties_.Read(value.Find("r"), 1);
+      // A corner becomes two points.
       cost.vertices = std::min(cost.vertices * 2, kMostCounted);
       break;
     case ShapeKind::kRepeater: {
@@ -203,6 +214,8 @@ void ShapeReader::ReadModifier(const JsonValue& value, Shape& shape, Cost& cost)
       if (const JsonValue* transform = value.Find("tr")) {
         shape.transform = properties_.ReadTransform(*transform);
       }
+      // Over all keys. The limit and the product below are what keeps copies of copies from filling
+      // the memory.
       const double copies = std::max(1.0, ceil(Highest(shape.amount)));
       if (copies > kMostRepeaterCopies) {
         throw ReadFault("a repeater with " + Shown(copies) + " copies; at most " +

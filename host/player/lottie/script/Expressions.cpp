@@ -20,11 +20,13 @@ namespace {
 constexpr size_t kLargestBlock = 1u << 20;
 constexpr double kStepsForByte = 1.0 / 256;
 /// Between two looks at the clock.
+// Asking for the clock costs as much as some hundred steps.
 constexpr double kStepsOfClock = 512;
 constexpr int kMostStrikes = 3;
 constexpr size_t kLongestFailure = 200;
 constexpr double kLargestNumber = 1e9;
 
+// Of this thread: a busy machine must not make movies lose their expressions.
 double WorkingSeconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -58,6 +60,8 @@ void* ScriptMachine::Reallocate(void* data, void* block, duk_size_t bytes) {
     Free(data, block);
     return nullptr;
   }
+  // Never in place: the engine frees the old block itself in its own heap only when it has the new
+  // one.
   void* larger = Allocate(data, bytes);
   if (larger == nullptr) return nullptr;
   const size_t before =
@@ -75,6 +79,7 @@ void ScriptMachine::Free(void* data, void* block) {
 }
 
 bool ScriptMachine::Affords(size_t bytes) {
+  // While the engine is built, or garbage is collected behind an evaluation, nobody is charged.
   if (counting_) {
     // What is made costs as much as what is done: a script that doubles a text comes to its end.
     const double cost = static_cast<double>(bytes) * kStepsForByte;
@@ -97,6 +102,7 @@ ScriptMachine::ScriptMachine(qx::plexion::MemoryWatchdog* watchdog, const Expres
     : watchdog_(watchdog), limits_(limits) {}
 
 ScriptMachine::~ScriptMachine() {
+  // Finalizers may run in there, on nobody's account.
   counting_ = false;
   if (context_ != nullptr) duk_destroy_heap(context_);
 }
@@ -107,6 +113,8 @@ void ScriptMachine::Build() {
     broken_ = "there is no memory for the script engine";
     return;
   }
+  // Everything that can throw in the engine runs inside of a safe call: outside of one a throw
+  // would end the process.
   if (duk_safe_call(context_, BuildSafely, nullptr, 0, 1) != DUK_EXEC_SUCCESS) {
     broken_ = std::string("the script engine did not start: ") + duk_safe_to_string(context_, -1);
   }
@@ -114,6 +122,8 @@ void ScriptMachine::Build() {
 }
 
 duk_ret_t ScriptMachine::BuildSafely(duk_context* context, void*) {
+  // The stash is out of reach of scripts: what lies there lives as long as the heap, and nobody
+  // changes it.
   duk_push_global_stash(context);
   duk_push_array(context);
   duk_put_prop_string(context, -2, "nodes");
@@ -141,6 +151,7 @@ bool ScriptMachine::SpentTime() {
 }
 
 void ScriptMachine::Charge(duk_context* context, double steps) {
+  // NaN is neither more nor less than one.
   if (!(steps >= 1)) steps = 1;
   steps_ += steps;
   frameSteps_ += steps;
@@ -159,11 +170,14 @@ void ScriptMachine::Charge(duk_context* context, double steps) {
 
 double ScriptMachine::NextRandom() {
   timed_ = timed_ || !steadyChance_;
+  // The generator is splitmix64: by a counter, so that the same site and time give the same numbers
+  // again, in whatever order frames are drawn.
   chance_ += 0x9E3779B97F4A7C15u;
   uint64_t mixed = chance_;
   mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9u;
   mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBu;
   mixed ^= mixed >> 31;
+  // The 53 bits that a double holds, as a share of one.
   return static_cast<double>(mixed >> 11) / 9007199254740992.0;
 }
 
@@ -172,6 +186,7 @@ void ScriptMachine::SeedRandom(double seed, bool timeless) {
   std::memcpy(&time, &time_, sizeof(time));
   uint64_t own = 0;
   std::memcpy(&own, &seed, sizeof(own));
+  // The site's, so that ten layers with one expression do not shake alike.
   variation_ = (uint64_t{site_->seed} << 32) ^ own * 0xD6E8FEB86659FD93u;
   chance_ = variation_;
   if (!timeless) chance_ ^= time * 0xA0761D6478BD642Fu;
@@ -186,10 +201,14 @@ const ScriptValue* ScriptMachine::Read(const SceneNode& property, double seconds
                                        bool scripted) noexcept {
   PLEXION_CHECK(scene_ != nullptr && !busy_.empty(), "only an expression reads");
   try {
+    // By depth: reading a property may evaluate its expression, which reads in turn. A deque, so
+    // that values of outer readings stay where they are.
     while (values_.size() <= reading_) values_.emplace_back();
     ScriptValue& value = values_[reading_];
     value.kind = ScriptValue::Kind::kNone;
     ++reading_;
+    // One that is being worked out answers with its keys: otherwise two that look at each other
+    // would never end.
     const bool busy = scripted && IsBusy(property);
     if (busy && !(property == site_->property)) ++cuts_;
     const bool found = scene_->ValueAt(property, seconds, scripted && !busy, value);
@@ -221,6 +240,8 @@ bool ScriptMachine::IsBusy(const SceneNode& property) const {
   return std::find(busy_.begin(), busy_.end(), property) != busy_.end();
 }
 
+// Objects of the script are made once for each node and found again by it: "==" of two of them
+// works.
 ScriptMachine::KeptNode* ScriptMachine::Keep(const SceneNode& node) noexcept {
   try {
     const auto number = static_cast<unsigned>(nodes_.size());
@@ -246,6 +267,7 @@ void ScriptMachine::PushStored(duk_context* context, const char* name, void*& kn
 // --- Compiling ---
 
 int ScriptMachine::Compile(std::string_view source, std::string& error) {
+  // The same text in a hundred layers is compiled once.
   const auto known = bySource_.find(source);
   if (known != bySource_.end()) return known->second;
   if (source.size() > limits_.sourceBytes) {
@@ -264,6 +286,7 @@ int ScriptMachine::Compile(std::string_view source, std::string& error) {
   Program program;
   program.source = source;
   program.usesThis = translation.usesThis;
+  // What surrounds an expression comes as parameters: only the names that it uses are made for it.
   std::string head = "(function($$t,$$this";
   for (const std::string& name : translation.names) {
     program.timed = program.timed || name == "Date";
@@ -271,6 +294,8 @@ int ScriptMachine::Compile(std::string_view source, std::string& error) {
     program.arguments.push_back(name);
     head += "," + name;
   }
+  // Strict: an assignment to a name that nobody declared is an error, and "this" is nothing but
+  // what is given.
   const std::string code = head + "){'use strict';" + translation.code + "})";
   CompileRun run{&code, nullptr};
   if (duk_safe_call(context_, CompileSafely, &run, 0, 1) != DUK_EXEC_SUCCESS) {
@@ -295,6 +320,7 @@ duk_ret_t ScriptMachine::CompileSafely(duk_context* context, void* data) {
   duk_compile_lstring_filename(context, DUK_COMPILE_EVAL, run.code->data(), run.code->size());
   duk_call(context, 0);
   run.function = duk_get_heapptr(context, -1);
+  // By its address as a key: the engine moves no objects, and this one must not be collected.
   // Kept for as long as the heap lives.
   duk_push_pointer(context, run.function);
   duk_safe_to_string(context, -1);
@@ -315,12 +341,15 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
                 "a part is one of its text's");
   Program& program = programs_[static_cast<size_t>(expression)];
   const bool selector = site.textTotal > 0;
+  // Failed ones rest for good; the depth and the circle are ends that every movie may meet.
   if (program.failed || static_cast<int>(busy_.size()) >= limits_.nesting ||
       (!selector && IsBusy(site.property))) {
     return false;
   }
   if (frameSteps_ > limits_.stepsPerFrame) return false;
 
+  // An evaluation inside of another, when that reads a property: all that belongs to the outer one
+  // is put aside on this stack.
   IScriptScene* const outerScene = scene_;
   const ExpressionSite* const outerSite = site_;
   const double outerTime = time_;
@@ -337,6 +366,7 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   time_ = site.seconds;
   steps_ = 0;
   spent_ = nullptr;
+  // One clock for all that is read on behalf of the outermost.
   if (busy_.empty()) startSeconds_ = 0;
   busy_.push_back(site.property);
   counting_ = true;
@@ -349,12 +379,14 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   std::string why;
   if (!ran) {
     why = spent_ != nullptr ? spent_ : duk_safe_to_string(context_, -1);
+    // A script may have caught the budget's error and thrown one of its own.
     if (steps_ > limits_.stepsPerEvaluation) why = "it takes too long";
     if (why.find("alloc failed") != std::string::npos) why = "it takes too much memory";
   } else if (run.fault != nullptr) {
     why = run.fault;
   }
   duk_pop(context_);
+  // It had used less than half of its own: the frame's budget went to others.
   const bool frameSpent = spent_ != nullptr && steps_ <= limits_.stepsPerEvaluation / 2.0;
 
   busy_.pop_back();
@@ -373,6 +405,8 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   reading_ = outerReading;
   if (why.empty()) return true;
   // Others may have spent the frame's budget; who is there each time is the reason.
+  // One that is there three times when the frame's budget ends is taken to be the one that spends
+  // it.
   if (!frameSpent || ++program.strikes >= kMostStrikes) Fail(expression, std::move(why));
   return false;
 }
@@ -381,6 +415,7 @@ duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
   Run& run = *static_cast<Run*>(data);
   ScriptMachine& machine = *run.machine;
   const Program& program = *run.program;
+  // The engine does not check this by itself, and would write beyond its stack.
   duk_require_stack(context, static_cast<duk_idx_t>(program.arguments.size()) + 16);
   duk_push_heapptr(context, program.function);
   PushStored(context, "step", machine.step_);
@@ -406,6 +441,8 @@ duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
   return 1;
 }
 
+// Into `result` only what a property of this kind can hold; what is wrong is said in the words of
+// the movie's author.
 const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& keyed, bool spread,
                                       ScriptValue& result) noexcept {
   try {
@@ -424,6 +461,7 @@ const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& k
         const double* numbers = PathAt(context, -1, count, result.closed);
         if (numbers == nullptr) return "it gives no path";
         result.path.assign(numbers, numbers + count);
+        // NaN would travel into transforms and boxes, where "<" and ">" both say no.
         for (double& number : result.path) {
           if (!std::isfinite(number)) return "it gives a path with a point that is no number";
           number = std::clamp(number, -kLargestNumber, kLargestNumber);
@@ -446,6 +484,7 @@ const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& k
                keyed.numbers.size() > 1) {
       return "it gives a number where a list is expected";
     }
+    // Fewer numbers than the property has: the others keep their keyed values.
     const size_t count = std::min<size_t>(operand.count, result.numbers.size());
     if (count == 0) return "it gives an empty list";
     for (size_t i = 0; i < count; ++i) {

@@ -13,6 +13,7 @@ namespace plexion_host::movie {
 
 namespace {
 
+// A Bezier curve from 0 to 1: its ends are given, its handles' coordinates are what is passed.
 double Cubic(double first, double second, double t) {
   const double u = 1 - t;
   return 3 * u * u * t * first + 3 * u * t * t * second + t * t * t;
@@ -31,6 +32,8 @@ struct Quaternion {
   double x, y, z, w;
 };
 
+// Rotations about z, y and x in this order, as orientations are written; half of each angle, as
+// quaternions want.
 Quaternion FromAngles(const float* degrees) {
   const double c1 = cos(degrees[0] * kDegrees / 2), s1 = sin(degrees[0] * kDegrees / 2);
   const double c2 = cos(degrees[1] * kDegrees / 2), s2 = sin(degrees[1] * kDegrees / 2);
@@ -43,6 +46,7 @@ void ToAngles(const Quaternion& q, float* degrees) {
   degrees[0] = static_cast<float>(
       atan2(2 * q.y * q.w - 2 * q.x * q.z, 1 - 2 * q.y * q.y - 2 * q.z * q.z) / kDegrees);
   degrees[1] =
+      // Rounding can take a sine beyond 1, and its angle would be no number.
       static_cast<float>(asin(std::clamp(2 * q.x * q.y + 2 * q.z * q.w, -1.0, 1.0)) / kDegrees);
   degrees[2] = static_cast<float>(
       atan2(2 * q.x * q.w - 2 * q.y * q.z, 1 - 2 * q.x * q.x - 2 * q.z * q.z) / kDegrees);
@@ -52,6 +56,7 @@ void ToAngles(const Quaternion& q, float* degrees) {
 void Turn(const float* from, const float* to, double t, float* degrees) {
   const Quaternion a = FromAngles(from);
   Quaternion b = FromAngles(to);
+  // The same orientation has two quaternions of opposite signs: the nearer one is the short way.
   double cosine = a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w;
   if (cosine < 0) {
     cosine = -cosine;
@@ -59,6 +64,7 @@ void Turn(const float* from, const float* to, double t, float* degrees) {
   }
   double first = 1 - t;
   double second = t;
+  // Nearly the same: the sines would be divided by nothing, and the straight way is as good.
   if (1 - cosine > 0.000001) {
     const double angle = acos(cosine);
     first = sin((1 - t) * angle) / sin(angle);
@@ -75,11 +81,14 @@ void AlongCurve(const Segment& segment, double share, float* values, uint32_t di
   const double total = double{curve.lengths[kCurvePoints - 1]};
   const double distance = total * share;
   double index = 0;
+  // An easing that overshoots may ask for a place before the start. There is none, and the end is
+  // shown, as authors see it in their players.
   if (distance < 0 || distance >= total) {
     index = kCurvePoints - 1;
   } else if (distance > 0) {
     const float* next =
         std::upper_bound(curve.lengths, curve.lengths + kCurvePoints, static_cast<float>(distance));
+    // One of the sampled points, and a share of the step to the next.
     const auto last = static_cast<uint32_t>(std::max<ptrdiff_t>(next - curve.lengths, 1) - 1);
     index = last;
     if (last + 1 < kCurvePoints) {
@@ -93,6 +102,7 @@ void AlongCurve(const Segment& segment, double share, float* values, uint32_t di
   for (uint32_t dim = 0; dim < dims; ++dim) {
     const double start = segment.start[dim];
     const double end = segment.end[dim];
+    // A third direction without handles goes straight.
     if (dim >= curve.dims) {
       values[dim] = static_cast<float>(start + (end - start) * share);
       continue;
@@ -113,10 +123,12 @@ void AlongCurve(const Segment& segment, double share, float* values, uint32_t di
 double Eased(const Easing& easing, double progress) {
   if (progress <= 0) return 0;
   if (progress >= 1) return 1;
+  // A curve on the diagonal: linear, whatever its handles.
   if (easing.outX == easing.outY && easing.inX == easing.inY) return progress;
   double low = 0;
   double high = 1;
   double t = progress;
+  // 32 halvings are enough for a float by themselves.
   for (int i = 0; i < 32; ++i) {
     const double error = Cubic(easing.outX, easing.inX, t) - progress;
     if (fabs(error) < 1e-7) break;
@@ -138,6 +150,7 @@ void ValueAt(const Property& property, double time, float* values, Constancy& co
     return;
   }
   const Segment* segment = SegmentAt(property.segments, time);
+  // Behind the last key, for ever.
   if (segment == nullptr) {
     constancy.Meet(property.segments[property.segments.count - 1].to,
                    std::numeric_limits<double>::infinity());
@@ -155,8 +168,10 @@ void ValueAt(const Property& property, double time, float* values, Constancy& co
     memcpy(values, segment->start, bytes);
     return;
   }
+  // It moves, so it holds for this moment only.
   constancy.Meet(time, time);
   const double progress = (time - segment->from) / (segment->to - segment->from);
+  // Orientations turn evenly; easings are for numbers.
   if (property.turns && property.dims >= 3) {
     Turn(segment->start, segment->end, progress, values);
     return;
@@ -175,6 +190,8 @@ void ValueAt(const Property& property, double time, float* values, Constancy& co
 }
 
 void PathAt(const PathProperty& property, double time, Outline& outline, Constancy& constancy) {
+  // A vertex is the six numbers of the document, in their order.
+  static_assert(sizeof(Vertex) == 6 * sizeof(float), "copied as they are");
   auto copy = [&outline](const PathData& path) {
     outline.vertices.resize(path.count);
     outline.closed = path.closed;
@@ -196,6 +213,7 @@ void PathAt(const PathProperty& property, double time, Outline& outline, Constan
     constancy.Meet(segment->from, segment->to);
     return copy(segment->start);
   }
+  // Paths with another number of vertices have no way in between but for those that both have.
   const uint32_t count = std::min(segment->start.count, segment->end.count);
   const float* from = segment->start.points;
   const float* to = segment->end.points;
@@ -230,6 +248,7 @@ void Moment::Numbers(const Property* property, float* values, uint32_t count) co
   float some[kFew];
   std::vector<float> many;
   float* all = some;
+  // A gradient's numbers: hardly any property has so many, and few of them move.
   if (property->dims > kFew) {
     many.resize(property->dims);
     all = many.data();
