@@ -104,7 +104,8 @@ void Border::Append(RecordKind kind, Operation operation, const BorderThread& th
 
 void Border::Snapshot(int64_t now) {
   const auto note = [&](Operation operation) {
-    if (file_.IsChunkFull(snapshot_.Size())) return;
+    // Room is left for the record that the chunk was begun for, however large it is.
+    if (file_.IsChunkFull(snapshot_.Size() + kLargestRecordBytes)) return;
     RecordHeader header{};
     header.kind = RecordKind::kNote;
     header.operation = operation;
@@ -246,6 +247,7 @@ void Border::Forget(Wrapped* wrapper) {
     const std::lock_guard<std::mutex> lock(mutex_);
     byNumber_.erase(wrapper->ordinal);  // 0 is nobody's
   }
+  // Before the lock: what goes takes itself out of other tables, and is destroyed without it.
   std::unique_ptr<Wrapped> gone;
   const std::lock_guard<std::mutex> lock(tableMutex_);
   const auto found = byRaw_.find({wrapper->behind, wrapper->kind});

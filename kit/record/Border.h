@@ -86,8 +86,8 @@ class Outside {
 /// them apart.
 ///
 /// Order    records are in the order in which they were appended: a call that
-/// frees something (a
-///          lock, a thread) is recorded before, one that gets something after,
+///          frees something (a lock, a thread) is recorded before, one that gets
+///          something after,
 ///          so that what happened because of another comes after it.
 /// Thread   any.
 class Border {

@@ -14,6 +14,8 @@
 #include <chrono>
 #include <cstring>
 
+#include "qx/core/Check.h"
+
 namespace plexion_record {
 namespace {
 
@@ -27,6 +29,7 @@ std::string Reason(const std::string& path, const char* what) {
 }  // namespace
 
 bool RecordingFile::Open(const Settings& settings, std::string& error) {
+  QX_CHECK(!IsOpen(), "a file is opened once");
   const uint64_t limit = std::min(settings.limitBytes, kMostBytes);
   if (settings.chunkBytes < kSmallestChunkBytes || settings.chunkBytes > kLargestChunkBytes ||
       limit < uint64_t{kFewestChunks} * settings.chunkBytes + kFileHeaderBytes) {
@@ -135,6 +138,7 @@ void RecordingFile::NextChunk(int64_t timeNs) {
 }
 
 void RecordingFile::Append(RecordHeader header, const Encoder& fields) {
+  QX_CHECK(IsOpen() && !IsChunkFull(fields.Size()), "a chunk that has room for the record");
   ChunkHeader& chunk = Chunk(chunk_);
   header.bytes = static_cast<uint32_t>(sizeof header + fields.Size());
   // Times never go back, whatever the kernel's clock does.
