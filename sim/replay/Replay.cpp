@@ -1,4 +1,4 @@
-// Replays a recording: the recorded world drives a module, call by call.
+// Replays a recording: the recorded host drives a module, call by call.
 
 #include "sim/replay/Replay.h"
 
@@ -51,10 +51,10 @@ SimOptions KernelOptions(Scheduler& scheduler) {
   return options;
 }
 
-/// The world of a recording, in the place of a host.
-class World final : public plexion_record::Outside {
+/// What a recording says of its host, in the place of one.
+class ReplayedHost final : public plexion_record::Outside {
  public:
-  World(const Recording& recording, const ReplayOptions& options)
+  ReplayedHost(const Recording& recording, const ReplayOptions& options)
       : recording_(recording),
         options_(options),
         end_(recording.Gaps().empty() ? recording.Records().size() : recording.Gaps().front()),
@@ -302,10 +302,10 @@ class World final : public plexion_record::Outside {
 
 ReplayResult ReplayRecording(const Recording& recording, const ReplayOptions& options) {
   // For good: threads stand in the module's code, and it keeps its kernel.
-  static std::deque<std::unique_ptr<World>>* const worlds =
-      new std::deque<std::unique_ptr<World>>();
-  worlds->push_back(std::make_unique<World>(recording, options));
-  return worlds->back()->Run();
+  static std::deque<std::unique_ptr<ReplayedHost>>* const hosts =
+      new std::deque<std::unique_ptr<ReplayedHost>>();
+  hosts->push_back(std::make_unique<ReplayedHost>(recording, options));
+  return hosts->back()->Run();
 }
 
 }  // namespace plexion_sim

@@ -1,4 +1,4 @@
-// Replays a recording: the recorded world drives a module, call by call.
+// Replays a recording: the recorded host drives a module, call by call.
 
 #ifndef SIM_REPLAY_REPLAY_H_
 #define SIM_REPLAY_REPLAY_H_
