@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 #include <utility>
 
 #include "host/base/Check.h"
@@ -10,6 +11,19 @@
 
 namespace plexion_host {
 namespace {
+
+/// The code of a key that has a name; the contract tells each once.
+constexpr uint32_t CodeOf(std::string_view name) {
+  for (const qx::plexion::NamedKey& key : qx::plexion::kNamedKeys) {
+    if (name == key.name) return key.code;
+  }
+  return qx::plexion::kKeyNone;
+}
+
+constexpr uint32_t kKeyVolumeUp = CodeOf("volumeup");
+constexpr uint32_t kKeyVolumeDown = CodeOf("volumedown");
+constexpr uint32_t kKeyMute = CodeOf("mute");
+static_assert(kKeyVolumeUp != 0 && kKeyVolumeDown != 0 && kKeyMute != 0, "keys with names");
 
 bool IsUsual(const SoundLevel& level) { return level.volume == 1 && !level.muted; }
 
@@ -121,9 +135,9 @@ bool SoundControl::Seek(const qx::plexion::StageWindow* window, double seconds, 
 
 bool SoundControl::OnKey(uint32_t key) {
   Change change;
-  if (key == qx::plexion::kKeyVolumeUp) change.by = kStep;
-  if (key == qx::plexion::kKeyVolumeDown) change.by = -kStep;
-  change.toggle = key == qx::plexion::kKeyMute;
+  if (key == kKeyVolumeUp) change.by = kStep;
+  if (key == kKeyVolumeDown) change.by = -kStep;
+  change.toggle = key == kKeyMute;
   if (change.by == 0 && !change.toggle) return false;
   std::string ignored;
   Set({}, change, ignored);
