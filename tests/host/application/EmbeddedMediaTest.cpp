@@ -18,6 +18,11 @@ namespace {
 constexpr char kVideo[] =
     "videotestsrc num-buffers=10 pattern=red ! video/x-raw,width=64,height=48,framerate=20/1 ! "
     "theoraenc ! oggmux ! filesink location=%";
+/// In a container that is read front to back. The one above is searched for its end while its headers are read,
+/// which the framework gets wrong now and then.
+constexpr char kStream[] =
+    "videotestsrc num-buffers=10 pattern=red ! video/x-raw,width=64,height=48,framerate=20/1 ! "
+    "jpegenc ! matroskamux ! filesink location=%";
 constexpr char kPicture[] =
     "videotestsrc num-buffers=1 pattern=blue ! video/x-raw,width=16,height=16 ! pngenc ! "
     "filesink location=%";
@@ -82,19 +87,17 @@ TEST_F(EmbeddedMediaTest, AVideoPlaysToItsEndInItsPlace) {
 }
 
 TEST_F(EmbeddedMediaTest, ADeclaredStreamPlaysLikeAFile) {
-  const std::filesystem::path clip = clips_.Make("red.ogv", kVideo);
-  std::ifstream file(clip, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  const std::string bytes = MediaClips::Read(clips_.Make("red.mkv", kStream));
   HttpServer server([&](const std::string& head) {
     return head.compare(0, 9, "GET /gone") == 0
                ? HttpServer::Reply("404 Not Found", "", "")
-               : HttpServer::ReplyWithRange(head, "Content-Type: video/ogg\r\n", bytes);
+               : HttpServer::ReplyWithRange(head, "Content-Type: video/x-matroska\r\n", bytes);
   });
   ASSERT_TRUE(
       LoadMedia("src='stream:live'/><media id='n' src='stream:gone' width='9' height='9'/>"
                 "</scene><stream id='live' address='" +
-                server.Address("/red.ogv") + "'/><stream id='gone' address='" +
-                server.Address("/gone.ogv") + "'/><scene id='other'><group"))
+                server.Address("/red.mkv") + "'/><stream id='gone' address='" +
+                server.Address("/gone.mkv") + "'/><scene id='other'><group"))
       << error_.message;
   VisitUntilTraces(3);
   std::vector<std::string> traces = host_.Traces();
