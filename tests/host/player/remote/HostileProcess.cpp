@@ -175,14 +175,23 @@ int main(int argc, char** argv) {
   if (mode == "shared-memory") {
     Send(NoticeRecord(qx::plexion::kInfoNotifyTSTrace, "heard after that"));
   }
-  Answer(LoadedRecord({{8, 8}, 10, 5}), serial);
+  // One that does what it should, as video does, and tells how often it was only moved on.
+  const bool counts = mode == "counts";
+  Answer(LoadedRecord({{8, 8}, counts ? 0. : 10., 5}), serial);
+  unsigned moves = 0;
   for (;;) {
     serial = WaitForOrder();
     if (static_cast<Kind>(page->order.kind) == Kind::kAdvance) {
+      ++moves;
+      if (counts) {
+        Answer(AdvancedRecord({true, kNoFrame}), serial);
+        continue;
+      }
       MisbehaveAtPlay(serial);
       continue;
     }
     DrawResult drawn = {true, {0, 0, 8, 8}, ""};
+    if (counts) drawn.failure = std::to_string(moves);
     if (mode == "dirty-outside") drawn.dirty = {4, 4, 8, 8};
     if (mode == "endless-text") {
       Record record = DrawnRecord(drawn);

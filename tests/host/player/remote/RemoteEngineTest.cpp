@@ -129,11 +129,12 @@ class RemoteEngineTest : public ::testing::Test {
     unlink(path_.c_str());
   }
 
-  void Use(const std::string& program, const Patience& patience = {}) {
+  void Use(const std::string& program, const Patience& patience = {},
+           ContentKind kind = ContentKind::kMovie) {
     engine_.reset();
     processes_ = std::make_unique<ContentProcesses>(program);
-    engine_ = std::make_unique<RemoteEngine>(*processes_, host_,
-                                             ContentOrder{ContentKind::kMovie, false}, patience);
+    engine_ =
+        std::make_unique<RemoteEngine>(*processes_, host_, ContentOrder{kind, false}, patience);
   }
   bool Load() { return engine_->Load(content_, facts_, error_); }
   StepResult Advance(uint64_t frame) { return engine_->Advance({frame, 0, frame, true}); }
@@ -437,6 +438,30 @@ TEST_P(SpeakingTest, WhatItSaidBeforeAnAnswerIsHeardBeforeIt) {
   }
 }
 INSTANTIATE_TEST_SUITE_P(Modes, SpeakingTest, ::testing::Values("speaks"));
+
+using VideoTest = HostileProcessTest;
+TEST_P(VideoTest, IsMovedOnAndDrawnByOneOrderForEachFrame) {
+  Use(PLEXION_HOSTILE_PROGRAM, {}, ContentKind::kMedia);
+  ASSERT_TRUE(Load()) << error_.message;
+  FakePlane plane(8, 8);
+  const auto show = [&] {
+    const StepResult step = Advance(0);  // self-paced: always there
+    EXPECT_TRUE(step.changed);
+    EXPECT_EQ(kNoFrame, step.nextPosition);
+    return Draw(plane).failure;
+  };
+  std::string moves;
+  for (int frame = 0; frame < 20; ++frame) moves = show();
+  EXPECT_EQ("3", moves) << "until it is known to be steady";
+  // A Draw that does not come holds nothing up: it is moved on by itself then.
+  Advance(0);
+  Advance(0);
+  EXPECT_EQ("4", Draw(plane).failure);
+  for (int frame = 0; frame < 20; ++frame) moves = show();
+  EXPECT_EQ("6", moves);
+  EXPECT_EQ(0, host_.Failures());
+}
+INSTANTIATE_TEST_SUITE_P(Modes, VideoTest, ::testing::Values("counts"));
 
 using FailingTest = HostileProcessTest;
 TEST_P(FailingTest, AnErrorInsteadOfAFrameEndsTheContentWithItsOwnWords) {
