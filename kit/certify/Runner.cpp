@@ -104,6 +104,7 @@ class Run {
       }
       if (options_.firstOnly && firstBroken_ < results_.size()) LeaveOut();
     }
+    EndStrays();
     return std::move(results_);
   }
 

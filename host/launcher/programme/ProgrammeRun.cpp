@@ -192,8 +192,11 @@ void ProgrammeRun::LookAtScreen(int64_t nowMs) {
   screen_ = screen;
   // In one frame, or for a moment neighbours would overlap or leave a gap. Each content is resized and draws
   // on its own thread, so the frame waits for the last of them.
-  if (layout_ == nullptr) layout_ = std::make_unique<OneFrame>(session_.display);
-  layoutUntilMs_ = nowMs + kLayoutMs;
+  if (layout_ == nullptr) {
+    layout_ = std::make_unique<OneFrame>(session_.display);
+    // A display that changes on and on is not held any longer.
+    layoutUntilMs_ = nowMs + kLayoutMs;
+  }
   for (const Playing& playing : zones_) {
     LayOut(playing);
     playing.stage->Relocate();

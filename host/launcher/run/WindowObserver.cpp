@@ -54,7 +54,9 @@ void WindowObserver::OnStageWindowNotification(qx::plexion::StageWindow* /*windo
     if (firstFrameMs_ == 0) firstFrameMs_ = NowMs();
     board_.Post([&] {
       drawn_ = true;
-      if (resized) resize_ = Resize::kNone;
+      // One that was asked for meanwhile is still to come.
+      Resize done = Resize::kDone;
+      if (resized) resize_.compare_exchange_strong(done, Resize::kNone);
     });
     return;
   }

@@ -18,13 +18,13 @@ using qx::plexion::Rect;
 
 namespace {
 
-/// Pixels that are decoded in less time than a window takes to be given another size; of a format that
-/// makes a smaller picture of them while it decodes, more.
+/// Pixels that are decoded in less time than a window takes to be given another size; of JPEG, which leaves
+/// out work for a smaller picture, more. WebP decodes all and then makes it smaller.
 constexpr uint64_t kMostPixelsWhole = uint64_t{16} * 1024 * 1024;
 constexpr uint64_t kMostPixelsReduced = uint64_t{48} * 1024 * 1024;
 
 bool MayBeDirect(PictureFormat format, const qx::plexion::Dims& dims) {
-  const uint64_t most = format == PictureFormat::kPng ? kMostPixelsWhole : kMostPixelsReduced;
+  const uint64_t most = format == PictureFormat::kJpeg ? kMostPixelsReduced : kMostPixelsWhole;
   return uint64_t{dims.width} * dims.height <= most;
 }
 

@@ -119,7 +119,8 @@ DrawResult PictureEngine::Draw(const DrawTarget& target) {
 DrawResult PictureEngine::DrawDirect(const DrawTarget& target) {
   DrawResult result = direct_->Draw(stage_, FitOf(host_.Settings()), target);
   if (!result.drawn) Retry();
-  if (direct_->IsDamaged() && !std::exchange(damageTold_, true)) {
+  // What the window's end cut short is not damaged.
+  if (direct_->IsDamaged() && !host_.Cancelled() && !std::exchange(damageTold_, true)) {
     IQXKernel::GetKernel()->Printf(
         "Media: %s: the picture is damaged; what could be decoded of it is shown\n", name_.c_str());
   }

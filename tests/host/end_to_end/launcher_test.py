@@ -665,8 +665,10 @@ class Control(Steered):
         self.assertEqual(0, self.ctl("mute", str(number), "off")[0])
         self.assertEqual(0, self.ctl("key", "volumedown")[0])
         # A key takes the way of all input, which nobody waits for.
+        deadline = time.monotonic() + 60
         while self.ctl("volume") != (0, "volume 35\n", ""):
             self.assertIsNone(self.process.poll(), "the launcher ended")
+            self.assertLess(time.monotonic(), deadline, "the key does not come through")
         self.assertIn("expected 0 to 100", self.ctl("volume", "main", "loud")[2])
         self.assertEqual(0, self.ctl("pause")[0])
         self.wait_for(paused=True)

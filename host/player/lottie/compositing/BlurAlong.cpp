@@ -74,7 +74,10 @@ void ShiftBack(const Lines& from, const Lines& to, double slope) {
 void BlurAlong(Blur& blur, SurfacePool& pool, const Surface& target, double x, double y,
                float sigma) {
   const double length = std::hypot(x, y);
-  if (target.width <= 0 || target.height <= 0 || !(length > 0) || Blur::Reach(sigma) == 0) return;
+  if (target.width <= 0 || target.height <= 0 || !(length > 0) || !std::isfinite(length) ||
+      Blur::Reach(sigma) == 0) {
+    return;
+  }
   x /= length;
   y /= length;
   // A steep direction is made upright by rows that are shifted, a flat one level by columns.

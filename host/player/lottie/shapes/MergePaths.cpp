@@ -19,6 +19,8 @@ using Polygons = ClipperLib::Paths;
 /// library's quick arithmetic.
 constexpr double kSteps = 1 << 24;
 constexpr double kTolerance = 1.0 / 5000;  ///< of the longer side
+/// Each may cross each other one, and every crossing costs time and memory.
+constexpr size_t kMostMergedLines = 4096;
 
 /// From the merge's plane to whole numbers and back.
 class Grid {
@@ -162,11 +164,19 @@ void MergePaths(const std::vector<MergeOperand>& operands, MergeMode mode, Outli
   std::vector<Polygons> all;
   all.reserve(operands.size());
   for (const MergeOperand& operand : operands) all.push_back(PolygonsOf(grid, operand));
+  size_t lines = 0;
+  for (const Polygons& polygons : all) {
+    for (const Polygon& polygon : polygons) lines += polygon.size();
+  }
   Polygons result;
+  bool cut = lines <= kMostMergedLines;
   try {
-    result = Result(std::move(all), mode);
+    if (cut) result = Result(std::move(all), mode);
   } catch (const ClipperLib::clipperException&) {
-    // The library gives up on some tangles of lines: all of them, uncut, are nearest to what is meant.
+    cut = false;  // the library gives up on some tangles of lines
+  }
+  if (!cut) {
+    // All of them, uncut, are nearest to what is meant.
     result.clear();
     for (const MergeOperand& operand : operands) {
       for (Polygon& polygon : PolygonsOf(grid, operand)) result.push_back(std::move(polygon));
