@@ -24,10 +24,14 @@ void LayBackground(uint32_t* pixels, uint32_t pitchBytes, const Dims& dims, uint
   }
 }
 
-void FillAround(const DrawTarget& target, const Rect& inside) {
+void FinishDraw(const DrawTarget& target, const Rect& inside, DrawResult& result) {
   PLEXION_CHECK(inside.x + inside.width <= target.dims.width &&
                     inside.y + inside.height <= target.dims.height,
                 "the picture lies in its plane");
+  result.drawn = true;
+  result.dirty = inside;
+  if (!target.everything) return;
+  result.dirty = {0, 0, target.dims.width, target.dims.height};
   const uint32_t background = static_cast<uint32_t>(target.bgAlpha) << 24;
   for (uint32_t y = 0; y < target.dims.height; ++y) {
     uint32_t* row = RowAt(target.pixels, target.pitchBytes, y);

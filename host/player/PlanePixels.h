@@ -14,8 +14,9 @@ void PremultiplyPixels(uint32_t* pixels, uint32_t pitchBytes, const qx::plexion:
 void LayBackground(uint32_t* pixels, uint32_t pitchBytes, const qx::plexion::Dims& dims,
                    uint8_t bgAlpha);
 
-/// All of the plane but `inside`, which lies in it, becomes background.
-void FillAround(const DrawTarget& target, const qx::plexion::Rect& inside);
+/// Says that `inside`, which lies in the plane, was drawn. When everything is to be, the rest of the plane becomes
+/// background.
+void FinishDraw(const DrawTarget& target, const qx::plexion::Rect& inside, DrawResult& result);
 
 }  // namespace plexion_host::player
 

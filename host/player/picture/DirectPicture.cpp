@@ -82,12 +82,7 @@ DrawResult DirectPicture::Draw(const qx::plexion::Dims& stage, Fit fit, const Dr
     damaged_ = true;
     LayBackground(pixels, target.pitchBytes, {seen.width, seen.height}, target.bgAlpha);
   }
-  result.drawn = true;
-  result.dirty = seen;
-  if (target.everything) {
-    FillAround(target, seen);
-    result.dirty = {0, 0, target.dims.width, target.dims.height};
-  }
+  FinishDraw(target, seen, result);
   return result;
 }
 

@@ -70,12 +70,7 @@ DrawResult PicturePainter::Draw(const PicturePixels& picture, const Dims& stage,
     ScalePicture(from, own, place, seen, pixels, target.pitchBytes);
   }
   if (!picture.opaque) LayBackground(pixels, target.pitchBytes, dims, target.bgAlpha);
-  result.drawn = true;
-  result.dirty = seen;
-  if (target.everything) {
-    FillAround(target, seen);
-    result.dirty = {0, 0, target.dims.width, target.dims.height};
-  }
+  FinishDraw(target, seen, result);
   return result;
 }
 

@@ -192,12 +192,7 @@ DrawResult FramePainter::Draw(const DrawTarget& target) {
                      " cannot be converted";
   }
   if (!result.failure.empty()) return result;
-  result.drawn = true;
-  result.dirty = seen;
-  if (target.everything) {
-    FillAround(target, seen);
-    result.dirty = {0, 0, target.dims.width, target.dims.height};
-  }
+  FinishDraw(target, seen, result);
   return result;
 }
 
