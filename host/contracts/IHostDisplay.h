@@ -108,7 +108,8 @@ class IHostDisplay : public IQXModule {
   virtual void Close() = 0;
 
   /// Between BeginUpdate and EndUpdate nothing is presented, so that several changes of planes
-  /// appear in one frame. Nests. Keep it short.
+  /// appear in one frame. Nests. Keep it short. BeginUpdate waits for a frame that is being presented, which a
+  /// stopped display server holds up.
   virtual void BeginUpdate() = 0;
   virtual void EndUpdate() = 0;
 
