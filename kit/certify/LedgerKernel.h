@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "kit/KernelWrapper.h"
 #include "qx/core/IQXKernel.h"
 #include "qx/core/IQXModule.h"
 
@@ -42,7 +43,7 @@ struct ModuleFile {
 /// is the base kernel's to find.
 ///
 /// Thread   any, as with every kernel; what it provides is said before.
-class LedgerKernel : public IQXKernel {
+class LedgerKernel : public plexion_kit::KernelWrapper {
  public:
   explicit LedgerKernel(IQXKernel& base) : base_(base) {}
   virtual ~LedgerKernel() = default;
@@ -78,46 +79,21 @@ class LedgerKernel : public IQXKernel {
   void* Allocate(unsigned long bytes, const char* file, int line) override;
   void Free(void* block, const char* file, int line) override;
   Time GetTime() override;
-  int32_t GetProcessId() override { return base_.GetProcessId(); }
   int GetArgc() override {
     return arguments_.empty() ? base_.GetArgc() : static_cast<int>(arguments_.size());
   }
   const char** GetArgv() override {
     return arguments_.empty() ? base_.GetArgv() : arguments_.data();
   }
-  bool GetBinDirectory(QXString& directory, const char* moduleName) override {
-    return base_.GetBinDirectory(directory, moduleName);
-  }
-  void MemSet(void* to, int value, unsigned long bytes) override { base_.MemSet(to, value, bytes); }
-  void MemCopy(void* to, const void* from, unsigned long bytes) override {
-    base_.MemCopy(to, from, bytes);
-  }
-  void MemMove(void* to, const void* from, unsigned long bytes) override {
-    base_.MemMove(to, from, bytes);
-  }
-  unsigned long StrLen16(const unsigned short* text) override { return base_.StrLen16(text); }
-  unsigned long StrLen(const char* text) override { return base_.StrLen(text); }
-  int StrCmp(const char* left, const char* right) override { return base_.StrCmp(left, right); }
-  void StrCpy(char* to, const char* from) override { base_.StrCpy(to, from); }
   void FormatString(char* buffer, unsigned long size, const char* format, ...) override;
-  long StrToL(const char* text, char** end, int base) override {
-    return base_.StrToL(text, end, base);
-  }
-  unsigned long StrToUL(const char* text, char** end, int base) override {
-    return base_.StrToUL(text, end, base);
-  }
-  const char* StrChr(const char* text, int character) override {
-    return base_.StrChr(text, character);
-  }
-  const char* StrRChr(const char* text, int character) override {
-    return base_.StrRChr(text, character);
-  }
   void Printf(const char* format, ...) override;
 
  protected:
   IQXKernel& base_;
 
  private:
+  IQXKernel& Base() override { return base_; }
+
   struct Provided {
     std::string file;
     IQXModule* module = nullptr;

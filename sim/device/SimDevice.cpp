@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "kit/KernelWrapper.h"
+
 namespace plexion_sim {
 
 namespace {
@@ -22,43 +24,8 @@ SimKernel& Here() {
 }
 
 /// Hands every call on to the device of the moment.
-class ForwardingKernel final : public IQXKernel {
+class ForwardingKernel final : public plexion_kit::KernelWrapper {
  public:
-  IQXModule* AcquireModule(const char* name) override { return Here().AcquireModule(name); }
-  void ReleaseModule(IQXModule* module) override { Here().ReleaseModule(module); }
-  Thread* CreateThread() override { return Here().CreateThread(); }
-  void DestroyThread(Thread* thread) override { Here().DestroyThread(thread); }
-  void Sleep(const Time& duration) override { Here().Sleep(duration); }
-  Mutex* CreateMutex() override { return Here().CreateMutex(); }
-  void DestroyMutex(Mutex* mutex) override { Here().DestroyMutex(mutex); }
-  Event* CreateEvent(bool manualReset) override { return Here().CreateEvent(manualReset); }
-  void DestroyEvent(Event* event) override { Here().DestroyEvent(event); }
-  void* Allocate(unsigned long bytes, const char* file, int line) override {
-    return Here().Allocate(bytes, file, line);
-  }
-  void Free(void* block, const char* file, int line) override { Here().Free(block, file, line); }
-  Time GetTime() override { return Here().GetTime(); }
-  int32_t GetProcessId() override { return Here().GetProcessId(); }
-  int GetArgc() override { return Here().GetArgc(); }
-  const char** GetArgv() override { return Here().GetArgv(); }
-  bool GetBinDirectory(QXString& directory, const char* moduleName) override {
-    return Here().GetBinDirectory(directory, moduleName);
-  }
-  void MemSet(void* destination, int value, unsigned long bytes) override {
-    Here().MemSet(destination, value, bytes);
-  }
-  void MemCopy(void* destination, const void* source, unsigned long bytes) override {
-    Here().MemCopy(destination, source, bytes);
-  }
-  void MemMove(void* destination, const void* source, unsigned long bytes) override {
-    Here().MemMove(destination, source, bytes);
-  }
-  unsigned long StrLen16(const unsigned short* text) override { return Here().StrLen16(text); }
-  unsigned long StrLen(const char* text) override { return Here().StrLen(text); }
-  int StrCmp(const char* left, const char* right) override { return Here().StrCmp(left, right); }
-  void StrCpy(char* destination, const char* source) override {
-    Here().StrCpy(destination, source);
-  }
   void FormatString(char* buffer, unsigned long size, const char* format, ...) override
       __attribute__((format(printf, 4, 5))) {
     va_list arguments;
@@ -66,24 +33,15 @@ class ForwardingKernel final : public IQXKernel {
     Here().FormatStringV(buffer, size, format, arguments);
     va_end(arguments);
   }
-  long StrToL(const char* text, char** end, int base) override {
-    return Here().StrToL(text, end, base);
-  }
-  unsigned long StrToUL(const char* text, char** end, int base) override {
-    return Here().StrToUL(text, end, base);
-  }
-  const char* StrChr(const char* text, int character) override {
-    return Here().StrChr(text, character);
-  }
-  const char* StrRChr(const char* text, int character) override {
-    return Here().StrRChr(text, character);
-  }
   void Printf(const char* format, ...) override __attribute__((format(printf, 2, 3))) {
     va_list arguments;
     va_start(arguments, format);
     Here().PrintfV(format, arguments);
     va_end(arguments);
   }
+
+ private:
+  IQXKernel& Base() override { return Here(); }
 };
 
 }  // namespace
