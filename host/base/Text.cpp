@@ -3,14 +3,25 @@
 #include "host/base/Text.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
+#include <limits>
 
 #include "host/base/Check.h"
 
 namespace plexion_host {
 namespace {
 
-bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+/// All of `text` by the C++ library's readers, which know no language and skip no blanks. `how` is what
+/// they want to be told: a base, or a format.
+template <typename Number, typename How>
+std::optional<Number> ReadAll(std::string_view text, How how) {
+  Number number{};
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number, how);
+  if (result.ec != std::errc() || result.ptr != end) return {};
+  return number;
+}
 
 /// Direction marks, embeddings and isolates, and the separators that some terminals take for a line
 /// end: a name with them reads as something that it is not.
@@ -55,11 +66,39 @@ std::string Escaped(std::string_view text, bool keepLines) {
 
 std::optional<int64_t> ReadWholeNumber(std::string_view text, int64_t least, int64_t most) {
   PLEXION_CHECK(least <= most, "a range is given from its least to its most");
-  int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (result.ec != std::errc() || result.ptr != end || number < least || number > most) return {};
+  const auto number = ReadAll<int64_t>(text, 10);
+  if (!number || *number < least || *number > most) return {};
   return number;
+}
+
+std::optional<double> ReadNumber(std::string_view text, double least, double most) {
+  PLEXION_CHECK(least <= most, "a range is given from its least to its most");
+  const auto number = ReadAll<double>(text, std::chars_format::fixed);
+  // The library takes "inf" and "nan" for numbers; of those the second is in no range and out of none.
+  if (!number || !std::isfinite(*number) || *number < least || *number > most) return {};
+  return number;
+}
+
+std::optional<double> ReadNumber(std::string_view text) {
+  constexpr double kFarthest = std::numeric_limits<double>::max();
+  return ReadNumber(text, -kFarthest, kFarthest);
+}
+
+std::optional<uint64_t> ReadHexNumber(std::string_view text, uint64_t most) {
+  const auto number = ReadAll<uint64_t>(text, 16);
+  if (!number || *number > most) return {};
+  return number;
+}
+
+std::string HexText(std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(2 * bytes.size());
+  for (const char each : bytes) {
+    const auto byte = static_cast<unsigned char>(each);
+    text += {kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  return text;
 }
 
 std::string_view Trim(std::string_view text) {
@@ -94,6 +133,13 @@ std::string Join(const std::vector<std::string>& words, const char* separator) {
   return text;
 }
 
+std::string_view Utf8Prefix(std::string_view text, size_t mostBytes) {
+  if (text.size() <= mostBytes) return text;
+  size_t bytes = mostBytes;
+  while (bytes > 0 && IsUtf8Continuation(text[bytes])) --bytes;
+  return text.substr(0, bytes);
+}
+
 std::optional<char32_t> TakeCodePoint(std::string_view& text) {
   PLEXION_CHECK(!text.empty(), "there is a byte to take");
   const auto first = static_cast<unsigned char>(text[0]);
@@ -115,7 +161,7 @@ std::optional<char32_t> TakeCodePoint(std::string_view& text) {
   }
   bool valid = first < 0x80 || more > 0;
   for (size_t i = 1; valid && i <= more; ++i) {
-    valid = i < text.size() && IsContinuation(text[i]);
+    valid = i < text.size() && IsUtf8Continuation(text[i]);
     if (valid) codePoint = (codePoint << 6U) | (static_cast<unsigned char>(text[i]) & 0x3FU);
   }
   const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
@@ -163,6 +209,22 @@ std::string EncodePercent(std::string_view text) {
     }
   }
   return encoded;
+}
+
+bool DecodePercent(std::string_view text, std::string& decoded) {
+  decoded.clear();
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      decoded += text[i];
+      continue;
+    }
+    const int high = i + 1 < text.size() ? HexDigit(text[i + 1]) : -1;
+    const int low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
+    if (high < 0 || low < 0) return false;
+    decoded += static_cast<char>(high * 16 + low);
+    i += 2;
+  }
+  return true;
 }
 
 std::string EscapeXml(std::string_view text) {

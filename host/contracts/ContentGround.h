@@ -7,6 +7,8 @@
 #include <optional>
 #include <string_view>
 
+#include "host/base/Text.h"
+
 namespace plexion_host {
 
 /// The variable that carries the colour which lies below a content and beside it: "RRGGBB", or
@@ -18,11 +20,10 @@ inline std::optional<uint32_t> ReadColour(std::string_view text) {
   if (!text.empty() && text[0] == '#') text.remove_prefix(1);
   uint32_t colour = 0;
   if (text.size() != 6) return std::nullopt;
-  for (const char digit : text) {
-    const bool number = digit >= '0' && digit <= '9';
-    const char letter = static_cast<char>(digit | 0x20);
-    if (!number && (letter < 'a' || letter > 'f')) return std::nullopt;
-    colour = colour << 4 | static_cast<uint32_t>(number ? digit - '0' : letter - 'a' + 10);
+  for (const char each : text) {
+    const int digit = HexDigit(each);
+    if (digit < 0) return std::nullopt;
+    colour = colour << 4 | static_cast<uint32_t>(digit);
   }
   return colour;
 }

@@ -4,7 +4,8 @@
 
 #include <SDL_keycode.h>
 
-#include <cstdlib>
+#include <optional>
+#include <string_view>
 
 #include "host/base/Text.h"
 #include "qx/plexion/KeyCodes.h"
@@ -15,34 +16,19 @@ namespace {
 /// The code point when `text` is exactly one UTF-8 character, else 0.
 uint32_t SingleCharacter(const std::string& text) {
   if (text.empty()) return 0;
-  const auto first = static_cast<unsigned char>(text[0]);
-  const size_t length = first < 0x80   ? 1
-                        : first < 0xc2 ? 0
-                        : first < 0xe0 ? 2
-                        : first < 0xf0 ? 3
-                                       : 4;
-  if (length != text.size() || first > 0xf4) return 0;
-  uint32_t code = length == 1 ? first : first & (0xffu >> (length + 1));
-  for (size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
-    if ((next & 0xc0) != 0x80) return 0;
-    code = code << 6 | (next & 0x3fu);
-  }
-  return code;
+  std::string_view rest = text;
+  const auto codePoint = TakeCodePoint(rest);
+  return rest.empty() ? codePoint.value_or(0) : 0;
 }
 
 /// 0 unless all of `text` is a number of 1 to 0xffffffff.
 uint32_t Number(const std::string& text, bool hexadecimalOnly) {
   const bool hexadecimal = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  if (hexadecimalOnly && !hexadecimal) return 0;
-  const std::string digits = hexadecimal ? text.substr(2) : text;
-  const char* const allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
-  if (digits.empty() || digits.size() > 10 ||
-      digits.find_first_not_of(allowed) != std::string::npos) {
-    return 0;
-  }
-  const unsigned long long value = std::strtoull(digits.c_str(), nullptr, hexadecimal ? 16 : 10);
-  return value > 0xffffffffULL ? 0 : static_cast<uint32_t>(value);
+  // Ten digits are more than any code has, zeros in front included.
+  if ((hexadecimalOnly && !hexadecimal) || text.size() > (hexadecimal ? 12 : 10)) return 0;
+  if (!hexadecimal) return static_cast<uint32_t>(ReadWholeNumber(text, 1, UINT32_MAX).value_or(0));
+  return static_cast<uint32_t>(
+      ReadHexNumber(std::string_view(text).substr(2), UINT32_MAX).value_or(0));
 }
 
 }  // namespace

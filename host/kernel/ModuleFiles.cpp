@@ -8,6 +8,8 @@
 #include <climits>
 #include <sstream>
 
+#include "host/base/Text.h"
+
 namespace plexion_host {
 namespace {
 
@@ -20,12 +22,6 @@ bool IsFile(const std::string& path) {
 bool IsModuleName(const std::string& name) {
   const char* const letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
   return !name.empty() && name.find_first_not_of(letters) == std::string::npos;
-}
-
-std::string Joined(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
-  return text.empty() ? "an empty module path" : text;
 }
 
 }  // namespace
@@ -52,7 +48,7 @@ std::string ModuleFiles::Find(const std::string& name, std::string& error) const
     if (IsFile(candidate)) return candidate;
   }
   if (mapped != map.end() && IsFile(file)) return "./" + file;
-  error = "no library " + file + " in " + Joined(path);
+  error = "no library " + file + " in " + (path.empty() ? "an empty module path" : Join(path));
   if (mapped != map.end()) error += ", the current folder (from --modulemap)";
   return std::string();
 }

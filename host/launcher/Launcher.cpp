@@ -15,6 +15,7 @@
 #include "host/base/Check.h"
 #include "host/base/ModuleHandle.h"
 #include "host/base/NamedThread.h"
+#include "host/base/RandomToken.h"
 #include "host/base/Text.h"
 #include "host/contracts/DataDirectory.h"
 #include "host/contracts/IHostInput.h"
@@ -507,7 +508,7 @@ bool Launcher::OpenInput() {
 bool Launcher::StartLook() {
   const LauncherOptions& options = line_.options;
   if (!options.look) return true;
-  LookSettings settings{options.look->address, options.look->port, NewLookToken()};
+  LookSettings settings{options.look->address, options.look->port, RandomToken()};
   if (!options.lookToken.empty() && !LoadLookToken(options.lookToken, settings.token, error_)) {
     return Fail(kExitUsage, "--look-token: " + error_);
   }

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <exception>
 
+#include "host/base/RandomToken.h"
 #include "host/look/LookPage.h"
 #include "host/look/ScreenPicture.h"
 
@@ -32,15 +33,6 @@ std::string AddressOf(const sockaddr& address) {
           : &reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
   const char* const shown = inet_ntop(address.sa_family, bytes, text, sizeof text);
   return shown == nullptr ? "" : shown;
-}
-
-std::string NewNonce() {
-  unsigned char bytes[16] = {};
-  if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) return {};
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const unsigned char byte : bytes) text += {kDigits[byte >> 4], kDigits[byte & 15]};
-  return text;
 }
 
 }  // namespace
@@ -173,7 +165,7 @@ LookServer::Answer LookServer::Handle(const LookRequest& request) {
 LookServer::Answer LookServer::Get(const std::string& rest) {
   Answer answer;
   if (rest == "/") {
-    const std::string nonce = NewNonce();
+    const std::string nonce = RandomToken();
     answer.type = "text/html; charset=utf-8";
     answer.body = LookPage(nonce);
     answer.policy =

@@ -1,19 +1,16 @@
+// Takes the names of contents apart: paths and addresses.
+
 #include "host/player/ContentAddress.h"
 
 #include <ctype.h>
+
+#include "host/base/Text.h"
 
 namespace plexion_host::player {
 
 namespace {
 
 constexpr std::string_view kFileScheme = "file://";
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 bool IsSchemeCharacter(char c) {
   return isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '-' || c == '.';
@@ -59,22 +56,6 @@ bool PathOfFileUrl(std::string_view url, std::string& path, std::string& error) 
 }
 
 }  // namespace
-
-bool DecodePercent(std::string_view text, std::string& decoded) {
-  decoded.clear();
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '%') {
-      decoded += text[i];
-      continue;
-    }
-    const int high = i + 1 < text.size() ? HexDigit(text[i + 1]) : -1;
-    const int low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
-    if (high < 0 || low < 0) return false;
-    decoded += static_cast<char>(high * 16 + low);
-    i += 2;
-  }
-  return true;
-}
 
 bool ResolveContentAddress(std::string_view text, std::string_view base, ContentAddress& address,
                            std::string& error) {

@@ -1,3 +1,5 @@
+// Where content is: a path of this machine, or an address of another one.
+
 #ifndef HOST_PLAYER_CONTENTADDRESS_H_
 #define HOST_PLAYER_CONTENTADDRESS_H_
 
@@ -18,9 +20,6 @@ struct ContentAddress {
 /// Returns  false with `error` saying what is wrong with the text.
 bool ResolveContentAddress(std::string_view text, std::string_view base, ContentAddress& address,
                            std::string& error);
-
-/// Replaces %41 by A. Returns  false when a % is not followed by two hexadecimal digits.
-bool DecodePercent(std::string_view text, std::string& decoded);
 
 }  // namespace plexion_host::player
 

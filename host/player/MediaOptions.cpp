@@ -2,8 +2,7 @@
 
 #include "host/player/MediaOptions.h"
 
-#include <charconv>
-
+#include "host/base/Text.h"
 #include "host/player/content/CaptionAddress.h"
 
 namespace plexion_host::player {
@@ -12,12 +11,6 @@ namespace {
 
 constexpr double kShortestStill = 0.04;
 constexpr double kLongestStill = 1000000;
-
-bool ReadNumber(const std::string& text, double lowest, double highest, double& number) {
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size() &&
-         number >= lowest && number <= highest;
-}
 
 bool ReadSwitch(const std::string& text, bool& on) {
   if (text == "1" || text == "true" || text == "yes" || text == "on") {
@@ -33,14 +26,14 @@ bool ReadSwitch(const std::string& text, bool& on) {
 bool ReadMediaOptions(const PlayerSettings& settings, MediaOptions& options, std::string& error) {
   for (const auto& [name, value] : settings.variables) {
     const char* expected = nullptr;
-    double percent = 100;
     if (name == "duration") {
-      if (!ReadNumber(value, kShortestStill, kLongestStill, options.durationSeconds)) {
-        expected = "seconds from 0.04 to 1000000";
-      }
+      const auto seconds = ReadNumber(value, kShortestStill, kLongestStill);
+      if (!seconds) expected = "seconds from 0.04 to 1000000";
+      options.durationSeconds = seconds.value_or(kShortestStill);
     } else if (name == "volume") {
-      if (!ReadNumber(value, 0, 100, percent)) expected = "a number from 0 to 100";
-      options.volume = percent / 100;
+      const auto percent = ReadNumber(value, 0, 100);
+      if (!percent) expected = "a number from 0 to 100";
+      options.volume = percent.value_or(100) / 100;
     } else if (name == kCaptionsVariable) {
       options.captions = value != "off";
       if (value.empty()) expected = "on, off or a file's name";

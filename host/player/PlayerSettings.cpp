@@ -1,8 +1,10 @@
+// The settings that every content knows, read from its variables and copied out of the parameters of its window.
+
 #include "host/player/PlayerSettings.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "host/base/Text.h"
 #include "host/contracts/ContentFit.h"
 #include "host/contracts/ContentGround.h"
 #include "host/player/ContentAddress.h"
@@ -15,25 +17,22 @@ namespace {
 
 constexpr double kSlowest = 0.01;
 constexpr double kFastest = 100;
-constexpr uint64_t kMostLoops = 1000000000;
-
-// from_chars, unlike strtod, reads a decimal point in every locale.
-template <typename Number>
-bool ReadWhole(std::string_view text, Number& number) {
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
-}
+constexpr int64_t kMostLoops = 1000000000;
 
 bool ReadLoops(std::string_view text, uint64_t& loops) {
   if (text == "forever") {
     loops = 0;
     return true;
   }
-  return ReadWhole(text, loops) && loops <= kMostLoops;
+  const auto passes = ReadWholeNumber(text, 0, kMostLoops);
+  loops = static_cast<uint64_t>(passes.value_or(1));
+  return passes.has_value();
 }
 
 bool ReadSpeed(std::string_view text, double& speed) {
-  return ReadWhole(text, speed) && speed >= kSlowest && speed <= kFastest;
+  const auto factor = ReadNumber(text, kSlowest, kFastest);
+  speed = factor.value_or(1);
+  return factor.has_value();
 }
 
 bool ReadVariable(std::string_view item, PlayerSettings& settings, std::string& error) {

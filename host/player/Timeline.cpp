@@ -1,3 +1,5 @@
+// Which frame is due: speed, loops, halts and seeks on one steady clock.
+
 #include "host/player/Timeline.h"
 
 #include <cmath>

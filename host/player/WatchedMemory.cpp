@@ -1,3 +1,5 @@
+// Charges what engines allocate to the window that they play for.
+
 #include "host/player/WatchedMemory.h"
 
 #include <stdlib.h>

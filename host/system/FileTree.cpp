@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "host/base/Check.h"
+#include "host/base/Descriptor.h"
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -45,13 +46,8 @@ bool IsShared(const struct stat& info) {
 class Ground {
  public:
   explicit Ground(uid_t user) : user_(user), directory_(open("/", kFlags)) { Look(); }
-  ~Ground() {
-    if (directory_ >= 0) close(directory_);
-  }
-  Ground(const Ground&) = delete;
-  Ground& operator=(const Ground&) = delete;
 
-  int Fd() const { return directory_; }
+  int Fd() const { return directory_.Get(); }
 
   /// Goes down along the first `count` components; `create` makes the missing ones.
   /// Returns  false when that cannot be done, with errno; and with the reason in `refused` when what
@@ -64,13 +60,13 @@ class Ground {
         return false;
       }
     }
-    return directory_ >= 0;
+    return static_cast<bool>(directory_);
   }
 
   /// Whether an entry here may be worked on: where everybody may write, it must not be another's.
   bool MayTouch(const char* name, std::string& refused) const {
     struct stat entry {};
-    if (!open_ || fstatat(directory_, name, &entry, AT_SYMLINK_NOFOLLOW) != 0) return true;
+    if (!open_ || fstatat(Fd(), name, &entry, AT_SYMLINK_NOFOLLOW) != 0) return true;
     if (IsTrusted(entry)) return true;
     refused = "belongs to another user";
     return false;
@@ -83,41 +79,38 @@ class Ground {
   bool IsTrusted(const struct stat& info) const { return info.st_uid == user_ || info.st_uid == 0; }
 
   /// Notes whether everybody may put entries into the directory.
-  void Look() {
-    open_ = directory_ < 0 || fstat(directory_, &info_) != 0 || (info_.st_mode & S_IWOTH) != 0;
-  }
+  void Look() { open_ = !directory_ || fstat(Fd(), &info_) != 0 || (info_.st_mode & S_IWOTH) != 0; }
 
   bool Step(const char* name, bool create, bool last) {
     // Links are followed where only those put them who may be trusted: /var/run, for example.
     const int flags = kFlags | (open_ ? O_NOFOLLOW : 0);
-    int next = openat(directory_, name, flags);
-    if (next < 0 && errno == ENOENT && create) {
+    Descriptor next(openat(Fd(), name, flags));
+    if (!next && errno == ENOENT && create) {
       // What is made in a shared directory is shared as well, so that others find room in it.
       const bool shared = IsShared(info_);
-      if (mkdirat(directory_, name, shared && last ? 0700 : 0777) == 0 && shared && !last &&
-          fchmodat(directory_, name, 01777, 0) != 0) {  // the process's mask counts for mkdir
+      if (mkdirat(Fd(), name, shared && last ? 0700 : 0777) == 0 && shared && !last &&
+          fchmodat(Fd(), name, 01777, 0) != 0) {  // the process's mask counts for mkdir
         return false;
       }
-      next = openat(directory_, name, flags);
+      next = Descriptor(openat(Fd(), name, flags));
     }
     const int error = errno;
     struct stat entry {};
-    if (next < 0 && open_ && fstatat(directory_, name, &entry, AT_SYMLINK_NOFOLLOW) == 0 &&
+    if (!next && open_ && fstatat(Fd(), name, &entry, AT_SYMLINK_NOFOLLOW) == 0 &&
         S_ISLNK(entry.st_mode)) {
       refused_ = "is a link";
     }
     errno = error;
-    if (next < 0) return false;
+    if (!next) return false;
     const bool wasOpen = open_;
-    close(directory_);
-    directory_ = next;
+    directory_ = std::move(next);
     Look();
     if (wasOpen && !IsTrusted(info_)) refused_ = "belongs to another user";
     return refused_.empty();
   }
 
   const uid_t user_;
-  int directory_;
+  Descriptor directory_;
   bool open_ = true;
   struct stat info_ {};
   std::string refused_;

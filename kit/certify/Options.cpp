@@ -14,6 +14,8 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
+#include "host/base/Text.h"
+
 namespace plexion_certify {
 namespace {
 
@@ -158,12 +160,6 @@ bool ReadLevel(const std::string& text, Level& level) {
   return false;
 }
 
-bool ReadNumber(const std::string& text, double& number) {
-  char* end = nullptr;
-  number = strtod(text.c_str(), &end);
-  return !text.empty() && *end == '\0' && number >= 0;
-}
-
 /// Files that are named must be there: a case that cannot load them would say so a hundred times.
 bool CheckFiles(const Options& options, std::string& error) {
   std::vector<std::pair<std::string, std::string>> files = {{"--kernel", options.kernelFile},
@@ -197,9 +193,9 @@ bool ReadOptions(int argc, char** argv, Options& options, std::string& error) {
   };
   const auto number = [&](auto& field, double least, double most) {
     return [&field, least, most](const std::string& value) {
-      double read = 0;
-      if (!ReadNumber(value, read) || read < least || read > most) return false;
-      field = static_cast<std::remove_reference_t<decltype(field)>>(read);
+      const auto read = plexion_host::ReadNumber(value, least, most);
+      if (!read) return false;
+      field = static_cast<std::remove_reference_t<decltype(field)>>(*read);
       return true;
     };
   };

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "host/base/Text.h"
 #include "qx/plexion/StageWindowStatusNames.h"
 
 namespace plexion_record {
@@ -26,7 +27,7 @@ size_t PrintableBytes(std::string_view text) {
                                        : 0;
   if (length == 0 || length > text.size()) return 0;
   for (size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
+    if (!plexion_host::IsUtf8Continuation(text[i])) return 0;
   }
   // Overlong, surrogates, beyond the last; and the second set of control
   // characters.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "host/base/Text.h"
+
 namespace plexion_record {
 namespace {
 
@@ -18,7 +20,7 @@ std::string Stars(std::string_view text) {
     const size_t wanted = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
     size_t bytes = 1;
     while (bytes < wanted && i + bytes < text.size() &&
-           (static_cast<unsigned char>(text[i + bytes]) & 0xC0) == 0x80) {
+           plexion_host::IsUtf8Continuation(text[i + bytes])) {
       ++bytes;
     }
     constexpr const char* kStars[] = {"*", "\xC3\x97", "\xE2\x98\x85", "\xF0\x9F\x8C\x9F"};
@@ -57,19 +59,16 @@ bool SpeaksOfSecret(std::string_view name) {
   return false;
 }
 
-int HexDigit(char each) {
-  if (each >= '0' && each <= '9') return each - '0';
-  if (each >= 'a' && each <= 'f') return each - 'a' + 10;
-  return each >= 'A' && each <= 'F' ? each - 'A' + 10 : -1;
-}
-
 std::string Decoded(std::string_view text) {
   std::string decoded;
   for (size_t i = 0; i < text.size(); ++i) {
-    const bool escape = text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
-                        HexDigit(text[i + 2]) >= 0;
-    decoded +=
-        escape ? static_cast<char>(16 * HexDigit(text[i + 1]) + HexDigit(text[i + 2])) : text[i];
+    const bool whole = text[i] == '%' && i + 2 < text.size();
+    const int high = whole ? plexion_host::HexDigit(text[i + 1]) : -1;
+    const int low = whole ? plexion_host::HexDigit(text[i + 2]) : -1;
+    // Read like the player's own reader, but a torn escape stays as it is: this looks for secrets in
+    // whatever it gets, and refuses nothing.
+    const bool escape = high >= 0 && low >= 0;
+    decoded += escape ? static_cast<char>(16 * high + low) : text[i];
     if (escape) i += 2;
   }
   return decoded;

@@ -13,6 +13,8 @@
 #include <cstddef>
 #include <system_error>
 
+#include "host/base/Descriptor.h"
+
 namespace plexion_host::content {
 
 namespace {
@@ -50,19 +52,16 @@ size_t RulesetBytes(int version) {
 
 bool Allow(int ruleset, const std::string& path, uint64_t rights) {
   if (path.empty()) return true;
-  const int file = open(path.c_str(), O_PATH | O_CLOEXEC);
-  if (file < 0) return true;  // what is not there needs no right
+  const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (!file) return true;  // what is not there needs no right
   struct stat status = {};
   landlock_path_beneath_attr rule = {};
-  rule.parent_fd = file;
+  rule.parent_fd = file.Get();
   rule.allowed_access = rights;
-  if (fstat(file, &status) != 0 || !S_ISDIR(status.st_mode)) {
+  if (fstat(file.Get(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     rule.allowed_access &= ~uint64_t{LANDLOCK_ACCESS_FS_READ_DIR};
   }
-  const bool done =
-      syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0;
-  close(file);
-  return done;
+  return syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0;
 }
 
 bool AllowAll(int ruleset, const Rights& rights, int version) {
@@ -90,12 +89,11 @@ bool RestrictByLandlock(const Rights& rights, int version, std::string& error) {
   // Nobody serves; with a right to the network one may ask.
   attributes.ports = kBindTcp | (rights.network ? 0 : kConnectTcp);
   attributes.scopes = kScopeSignals | (rights.localSockets ? 0 : kScopeAbstractSockets);
-  const int ruleset =
-      static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, RulesetBytes(version), 0));
-  const bool done = ruleset >= 0 && AllowAll(ruleset, rights, version) &&
-                    syscall(SYS_landlock_restrict_self, ruleset, 0) == 0;
+  const Descriptor ruleset(static_cast<int>(
+      syscall(SYS_landlock_create_ruleset, &attributes, RulesetBytes(version), 0)));
+  const bool done = ruleset && AllowAll(ruleset.Get(), rights, version) &&
+                    syscall(SYS_landlock_restrict_self, ruleset.Get(), 0) == 0;
   if (!done) error = std::generic_category().message(errno);
-  if (ruleset >= 0) close(ruleset);
   return done;
 }
 

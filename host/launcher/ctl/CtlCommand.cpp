@@ -12,6 +12,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "host/base/Descriptor.h"
 #include "host/base/Text.h"
 #include "host/kernel/Console.h"
 #include "host/launcher/options/CommandLine.h"
@@ -76,11 +77,6 @@ class Connection {
  public:
   using Clock = std::chrono::steady_clock;
 
-  ~Connection() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
   explicit Connection(int64_t timeoutSeconds)
       : deadline_(Clock::now() + std::chrono::seconds(timeoutSeconds)) {}
 
@@ -93,21 +89,20 @@ class Connection {
       return false;
     }
     std::memcpy(address.sun_path, path.data(), path.size());
-    fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd_ >= 0 &&
-        connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    fd_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (fd_ &&
+        connect(fd_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
       return true;
     }
     error = std::strerror(errno);
-    if (fd_ >= 0) close(fd_);
-    fd_ = -1;
+    fd_.Close();
     return false;
   }
 
   /// A server that hangs up has said why: that is for Read to find, and no failure of sending.
   bool Send(std::string text, std::string& error) {
     while (!text.empty()) {
-      const ssize_t sent = send(fd_, text.data(), text.size(), MSG_NOSIGNAL);
+      const ssize_t sent = send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL);
       if (sent > 0) text.erase(0, static_cast<size_t>(sent));
       if (sent < 0 && (errno == EPIPE || errno == ECONNRESET)) return true;
       if (sent < 0 && errno != EAGAIN && errno != EINTR) {
@@ -134,7 +129,7 @@ class Connection {
         return false;
       }
       char bytes[4096];
-      const ssize_t count = recv(fd_, bytes, sizeof bytes, 0);
+      const ssize_t count = recv(fd_.Get(), bytes, sizeof bytes, 0);
       if (count > 0) got_.append(bytes, static_cast<size_t>(count));
       // A reset is an end, too: of who closed without having read everything.
       if (count == 0 || (count < 0 && errno == ECONNRESET)) {
@@ -156,13 +151,13 @@ class Connection {
   bool Wait(short events, std::string& error) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
-    pollfd wait{fd_, events, 0};
+    pollfd wait{fd_.Get(), events, 0};
     if (left.count() > 0 && poll(&wait, 1, static_cast<int>(left.count())) != 0) return true;
     error = kLate;
     return false;
   }
 
-  int fd_ = -1;
+  Descriptor fd_;
   std::string got_;
   const Clock::time_point deadline_;
 };

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/base/RandomToken.h"
 #include "host/base/ReadFile.h"
 #include "host/base/Text.h"
 
@@ -67,18 +68,9 @@ std::string LookUrl(const LookAddress& address, uint16_t port) {
          std::to_string(port) + "/";
 }
 
-std::string NewLookToken() {
-  unsigned char bytes[16] = {};
-  if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) return {};
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string token;
-  for (const unsigned char byte : bytes) token += {kDigits[byte >> 4], kDigits[byte & 15]};
-  return token;
-}
-
 bool LoadLookToken(const std::string& path, std::string& token, std::string& error) {
   if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
-    token = NewLookToken();
+    token = RandomToken();
     if (!token.empty() && WriteToken(path, token)) return true;
     error = path + " cannot be written: " + std::strerror(errno);
     return false;

@@ -21,8 +21,6 @@ std::string ReadLookAddress(const std::string& text, std::optional<LookAddress>&
 /// What stands in a URL in front of the token's path: "http://127.0.0.1:8080/".
 std::string LookUrl(const LookAddress& address, uint16_t port);
 
-/// A token that nobody guesses. Returns  an empty text when the system gives no random numbers.
-std::string NewLookToken();
 /// The token in a file that only its owner can read; the file is made when it is not there.
 /// Returns  false with the reason in `error`.
 bool LoadLookToken(const std::string& path, std::string& token, std::string& error);

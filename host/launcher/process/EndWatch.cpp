@@ -49,8 +49,7 @@ EndWatch::EndWatch() {
   const sigset_t signals = HandledSignals();
   // Read like a file on a thread of its own, so that what is done for a signal may take locks and
   // memory.
-  signals_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
-  wakeUp_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  signals_ = Descriptor(signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
   termios settings{};
   if (tcgetattr(STDIN_FILENO, &settings) == 0) terminal_ = settings;
 }
@@ -60,10 +59,8 @@ EndWatch::~EndWatch() {
     const MutexLock lock(mutex_);
     stopping_ = true;
   }
-  eventfd_write(wakeUp_, 1);
+  wakeUp_.Set();
   thread_.Join();
-  if (signals_ >= 0) close(signals_);
-  if (wakeUp_ >= 0) close(wakeUp_);
 }
 
 void EndWatch::Start(std::function<void()> onSignal,
@@ -84,7 +81,7 @@ void EndWatch::EndWithin(std::chrono::milliseconds patience) {
     const Clock::time_point end = Clock::now() + patience;
     if (!end_ || end < *end_) end_ = end;
   }
-  eventfd_write(wakeUp_, 1);
+  wakeUp_.Set();
 }
 
 void EndWatch::SetStep(const char* step) {
@@ -123,17 +120,16 @@ void EndWatch::Run() {
     // In this thread, which holds nothing and waits for nothing: the rest of the process may be in
     // any state.
     if (timeoutMs == 0) EndByForce(exitCode_(), WhatIsLeft());
-    pollfd sources[] = {{signals_, POLLIN, 0}, {wakeUp_, POLLIN, 0}};
+    pollfd sources[] = {{signals_.Get(), POLLIN, 0}, {wakeUp_.Fd(), POLLIN, 0}};
     if (poll(sources, 2, timeoutMs) <= 0) continue;
-    eventfd_t count = 0;
-    if (sources[1].revents != 0) eventfd_read(wakeUp_, &count);
+    if (sources[1].revents != 0) wakeUp_.Clear();
     if (sources[0].revents != 0) HandleSignals();
   }
 }
 
 void EndWatch::HandleSignals() {
   signalfd_siginfo info{};
-  while (read(signals_, &info, sizeof(info)) == static_cast<ssize_t>(sizeof(info))) {
+  while (read(signals_.Get(), &info, sizeof(info)) == static_cast<ssize_t>(sizeof(info))) {
     // Impatience needs no explanation.
     if (++signalsSeen_ > 1) EndByForce(128 + static_cast<int>(info.ssi_signo), "");
     EndWithin(kAfterSignal);

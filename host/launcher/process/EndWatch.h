@@ -12,8 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "host/base/Descriptor.h"
 #include "host/base/Mutex.h"
 #include "host/base/NamedThread.h"
+#include "host/base/WakeSignal.h"
 
 namespace plexion_host {
 
@@ -63,8 +65,8 @@ class EndWatch {
   [[noreturn]] void EndByForce(int code, const std::string& message);
   std::string WhatIsLeft();
 
-  int signals_ = -1;  // signalfd
-  int wakeUp_ = -1;   // eventfd
+  Descriptor signals_;
+  WakeEvent wakeUp_;
   std::optional<termios> terminal_;
   std::function<void()> onSignal_;
   std::function<std::vector<std::string>()> whatRuns_;

@@ -30,16 +30,12 @@ ServiceManager::ServiceManager() : address_(TakeVariable("NOTIFY_SOCKET")) {
   const std::string process = TakeVariable("WATCHDOG_PID");
   const bool path = !address_.empty() && (address_[0] == '/' || address_[0] == '@');
   if (!path || address_.size() >= sizeof(sockaddr_un::sun_path)) return;
-  socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  socket_ = Descriptor(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   underCompositor_ = process == std::to_string(getppid());
   const bool meant = process.empty() || process == std::to_string(getpid()) || underCompositor_;
   if (!timeoutUs || !meant) return;
   // Half of the time-out, in milliseconds of microseconds.
   watchdogPeriod_ = std::chrono::milliseconds(*timeoutUs / 2000);
-}
-
-ServiceManager::~ServiceManager() {
-  if (socket_ >= 0) close(socket_);
 }
 
 void ServiceManager::SayReady() const {
@@ -52,7 +48,7 @@ void ServiceManager::SayStatus(const std::string& text) const {
 
 void ServiceManager::Say(const std::string& message) const {
   // Without a manager, which is the usual case.
-  if (socket_ < 0) return;
+  if (!socket_) return;
   sockaddr_un to{};
   to.sun_family = AF_UNIX;
   std::memcpy(to.sun_path, address_.data(), address_.size());
@@ -60,7 +56,7 @@ void ServiceManager::Say(const std::string& message) const {
   // The length counts: a name that is no file may hold zeros, and ends with its last byte.
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size());
   // A manager that does not listen is not waited for: its watchdog then says the rest.
-  (void)sendto(socket_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+  (void)sendto(socket_.Get(), message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                reinterpret_cast<const sockaddr*>(&to), size);
 }
 

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <string>
 
+#include "host/base/Descriptor.h"
+
 namespace plexion_host {
 
 /// Speaks the readiness protocol of systemd (sd_notify(3)): datagrams to the socket that NOTIFY_SOCKET
@@ -21,11 +23,10 @@ class ServiceManager {
   /// Takes the variables out of the environment, so that no child speaks for the launcher; while
   /// there is one thread.
   ServiceManager();
-  ~ServiceManager();
   ServiceManager(const ServiceManager&) = delete;
   ServiceManager& operator=(const ServiceManager&) = delete;
 
-  bool IsThere() const { return socket_ >= 0; }
+  bool IsThere() const { return static_cast<bool>(socket_); }
   /// How often the watchdog wants to be petted: half of its time-out; 0: there is none.
   std::chrono::milliseconds WatchdogPeriod() const { return watchdogPeriod_; }
 
@@ -38,7 +39,7 @@ class ServiceManager {
  private:
   void Say(const std::string& message) const;
 
-  int socket_ = -1;
+  Descriptor socket_;
   std::string address_;
   std::chrono::milliseconds watchdogPeriod_{0};
   bool underCompositor_ = false;

@@ -21,9 +21,9 @@ namespace {
 
 constexpr int64_t kMostProcesses = 4194304;  // of any Linux
 
-int OpenFolder(const std::string& path) {
+Descriptor OpenFolder(const std::string& path) {
   // Never through a link: another user may have put one there.
-  return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  return Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 /// Whether a folder of this user belongs to no process: no such number is there, and nobody has it
@@ -33,24 +33,20 @@ bool IsAbandoned(const std::string& path, pid_t process) {
   // A process of another user answers EPERM, and is there.
   const bool gone = kill(process, 0) != 0 && errno == ESRCH;
   if (!gone) return false;
-  const int folder = OpenFolder(path);
-  if (folder < 0) return false;
+  const Descriptor folder = OpenFolder(path);
+  if (!folder) return false;
   struct stat info {};
   // Locked while this looks, so that its owner's lock is seen; closing gives it back.
-  const bool abandoned = fstat(folder, &info) == 0 && info.st_uid == geteuid() &&
-                         flock(folder, LOCK_EX | LOCK_NB) == 0;
-  close(folder);
-  return abandoned;
+  return fstat(folder.Get(), &info) == 0 && info.st_uid == geteuid() &&
+         flock(folder.Get(), LOCK_EX | LOCK_NB) == 0;
 }
 
 std::vector<std::string> NumbersIn(const std::string& base) {
   std::vector<std::string> names;
-  const int folder = OpenFolder(base);
-  DIR* const stream = folder >= 0 ? fdopendir(folder) : nullptr;
-  if (stream == nullptr) {
-    if (folder >= 0) close(folder);
-    return names;
-  }
+  Descriptor folder = OpenFolder(base);
+  DIR* const stream = folder ? fdopendir(folder.Get()) : nullptr;
+  if (stream == nullptr) return names;
+  folder.Release();  // closedir closes it
   while (const dirent* const entry = readdir(stream)) {
     if (ReadWholeNumber(entry->d_name, 1, kMostProcesses)) names.emplace_back(entry->d_name);
   }
@@ -72,12 +68,11 @@ TempFolder::TempFolder(HostKernel& kernel, qx::plexion::IPlexionSets& service) {
   // The open descriptor is the lock; it goes with the process, however that ends.
   lock_ = OpenFolder(own);
   // A lock that cannot be had is another's who sweeps: the number is ours and alive, so it stays.
-  if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) != 0) errno = 0;
+  if (lock_ && flock(lock_.Get(), LOCK_EX | LOCK_NB) != 0) errno = 0;
   Sweep(own.substr(0, own.rfind('/') + 1), own);
 }
 
 TempFolder::~TempFolder() {
-  if (lock_ >= 0) close(lock_);
   if (own_ != nullptr) files_->DestroyFileObject(own_);
 }
 

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "host/base/Descriptor.h"
 #include "host/base/ModuleHandle.h"
 #include "host/kernel/HostKernel.h"
 #include "qx/platform/IFileSystem.h"
@@ -33,7 +34,7 @@ class TempFolder {
 
   ModuleHandle<qx::platform::IFileSystem> files_;
   qx::platform::IFileObject* own_ = nullptr;
-  int lock_ = -1;
+  Descriptor lock_;
 };
 
 }  // namespace plexion_host

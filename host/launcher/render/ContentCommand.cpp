@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "host/base/Text.h"
+#include "host/contracts/ContentGround.h"
 #include "host/kernel/HostKernel.h"
 #include "host/launcher/options/CommandLine.h"
 #include "qx/core/IQXModule.h"
@@ -14,7 +16,7 @@ namespace {
 
 constexpr char kRender[] = "render";
 constexpr char kCheck[] = "check";
-constexpr size_t kMostDigits = 9;
+constexpr int64_t kLargestNumber = 999999999;
 
 struct Typed {
   std::string content, frames, every, size, out = ".", background, morvelVars;
@@ -45,21 +47,18 @@ void AddOptions(CLI::App& app, bool render, Typed& typed) {
   app.add_flag("-h,--help", typed.help, "This text");
 }
 
-bool ReadNumber(const std::string& text, uint64_t& number) {
-  if (text.empty() || text.size() > kMostDigits ||
-      text.find_first_not_of("0123456789") != std::string::npos) {
-    return false;
-  }
-  number = std::strtoull(text.c_str(), nullptr, 10);
-  return true;
+bool ReadCount(const std::string& text, uint64_t& number) {
+  const auto read = ReadWholeNumber(text, 0, kLargestNumber);
+  number = static_cast<uint64_t>(read.value_or(0));
+  return read.has_value();
 }
 
 bool ReadRange(const std::string& text, std::pair<uint64_t, uint64_t>& range) {
   const size_t dash = text.find('-');
-  if (!ReadNumber(text.substr(0, dash), range.first)) return false;
+  if (!ReadCount(text.substr(0, dash), range.first)) return false;
   range.second = range.first;
   return dash == std::string::npos ||
-         (ReadNumber(text.substr(dash + 1), range.second) && range.second >= range.first);
+         (ReadCount(text.substr(dash + 1), range.second) && range.second >= range.first);
 }
 
 bool ReadFrames(const std::string& text, std::vector<std::pair<uint64_t, uint64_t>>& frames) {
@@ -78,8 +77,8 @@ bool ReadSize(const std::string& text, RenderRequest& request) {
   const size_t cross = text.find('x');
   uint64_t width = 0;
   uint64_t height = 0;
-  if (cross == std::string::npos || !ReadNumber(text.substr(0, cross), width) ||
-      !ReadNumber(text.substr(cross + 1), height)) {
+  if (cross == std::string::npos || !ReadCount(text.substr(0, cross), width) ||
+      !ReadCount(text.substr(cross + 1), height)) {
     return false;
   }
   request.width = static_cast<uint32_t>(width);
@@ -87,14 +86,11 @@ bool ReadSize(const std::string& text, RenderRequest& request) {
   return std::min(width, height) > 0 && std::max(width, height) <= kMaxSide;
 }
 
-bool ReadColour(std::string text, RenderRequest& request) {
-  if (!text.empty() && text[0] == '#') text.erase(0, 1);
-  if (text.size() != 6 || text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
-    return false;
-  }
-  request.hasBackground = true;
-  request.background = static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 16));
-  return true;
+bool ReadBackground(const std::string& text, RenderRequest& request) {
+  const auto colour = ReadColour(text);
+  request.hasBackground = colour.has_value();
+  request.background = colour.value_or(0);
+  return request.hasBackground;
 }
 
 /// Returns  what is wrong, or an empty text.
@@ -113,13 +109,13 @@ std::string ReadTyped(const Typed& typed, RenderRequest& request) {
   if (!typed.frames.empty() && !ReadFrames(typed.frames, request.frames)) {
     return wrong("--frames", typed.frames, "a list of frames, for example 0,30,60-90");
   }
-  if (!typed.every.empty() && (!ReadNumber(typed.every, request.every) || request.every == 0)) {
+  if (!typed.every.empty() && (!ReadCount(typed.every, request.every) || request.every == 0)) {
     return wrong("--every", typed.every, "a number of frames from 1");
   }
   if (!typed.size.empty() && !ReadSize(typed.size, request)) {
     return wrong("--size", typed.size, "a size WxH from 1x1 to 16384x16384, for example 1280x720");
   }
-  if (!typed.background.empty() && !ReadColour(typed.background, request)) {
+  if (!typed.background.empty() && !ReadBackground(typed.background, request)) {
     return wrong("--background", typed.background, "a colour RRGGBB, for example 1a2b3c");
   }
   return {};

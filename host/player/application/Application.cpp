@@ -13,6 +13,7 @@
 
 #include "host/base/Check.h"
 #include "host/base/Text.h"
+#include "host/base/ThreadTime.h"
 #include "host/player/application/document/Inspection.h"
 #include "host/player/application/paint/FontFolders.h"
 #include "qx/plexion/StageWindowParameters.h"
@@ -66,12 +67,6 @@ const char* DirectionName(qx::plexion::ScrollWheelDirection direction) {
   }
 }
 
-int64_t ProcessorTime() {
-  timespec time = {};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
-}
-
 }  // namespace
 
 Application::Application(EngineHost& host, EngineSource& engines, const ApplicationClocks& clocks,
@@ -97,7 +92,7 @@ bool Application::Load(const ContentAddress& content, const StartOptions& option
   now_ = static_cast<double>(options.position) / frameRate_;
   knownFailure_ = options.knownFailure;
   if ((host_.Settings().traceFlags & qx::plexion::kTraceFrameRate) != 0) {
-    painter_.Costs().Measure(ProcessorTime);
+    painter_.Costs().Measure(ThreadTimeNs);
     nextTrace_ = now_ + host_.Settings().traceFpsMs / 1000.0;
   }
   if (options.before != nullptr) TakeOver(*options.before);

@@ -20,21 +20,17 @@ std::string Reason(int number) { return std::generic_category().message(number);
 
 }  // namespace
 
-ContentFile::~ContentFile() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
 bool ContentFile::Open(const std::string& path, EngineError& error) {
-  PLEXION_CHECK(descriptor_ < 0, "a file is opened once in its life");
+  PLEXION_CHECK(!descriptor_, "a file is opened once in its life");
   error.status = qx::plexion::kErrorInvalidURL;
   // Not blocking: opening a pipe would wait for its writer.
-  descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor_ < 0) {
+  descriptor_ = Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!descriptor_) {
     error.message = "cannot open \"" + path + "\": " + Reason(errno);
     return false;
   }
   struct stat status = {};
-  if (fstat(descriptor_, &status) != 0) {
+  if (fstat(descriptor_.Get(), &status) != 0) {
     error.message = "cannot examine \"" + path + "\": " + Reason(errno);
     return false;
   }
@@ -49,10 +45,10 @@ bool ContentFile::Open(const std::string& path, EngineError& error) {
 }
 
 long ContentFile::Read(void* buffer, size_t bytes, EngineError& error) {
-  PLEXION_CHECK(descriptor_ >= 0, "what is read is open");
+  PLEXION_CHECK(descriptor_, "what is read is open");
   size_t done = 0;
   while (done < bytes) {
-    const ssize_t got = read(descriptor_, static_cast<char*>(buffer) + done, bytes - done);
+    const ssize_t got = read(descriptor_.Get(), static_cast<char*>(buffer) + done, bytes - done);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
       error.status = qx::plexion::kErrorInvalidURL;

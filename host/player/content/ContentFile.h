@@ -8,6 +8,7 @@
 
 #include <string>
 
+#include "host/base/Descriptor.h"
 #include "host/player/Engine.h"
 
 namespace plexion_host::player {
@@ -19,7 +20,6 @@ class ContentFile {
   ContentFile() = default;
   ContentFile(const ContentFile&) = delete;
   ContentFile& operator=(const ContentFile&) = delete;
-  ~ContentFile();
 
   /// Returns  false with kErrorInvalidURL and the reason.
   bool Open(const std::string& path, EngineError& error);
@@ -31,7 +31,7 @@ class ContentFile {
   long Read(void* buffer, size_t bytes, EngineError& error);
 
  private:
-  int descriptor_ = -1;
+  Descriptor descriptor_;
   bool directory_ = false;
   uint64_t sizeBytes_ = 0;
 };

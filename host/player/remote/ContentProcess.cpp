@@ -45,11 +45,6 @@ bool TakeRing(int bell) {
 
 }  // namespace
 
-void Descriptor::Close() {
-  if (number_ >= 0) close(number_);
-  number_ = -1;
-}
-
 Descriptor ContentProcess::OpenSystemFile(pid_t id, const char* name) {
   char path[64];
   snprintf(path, sizeof path, "/proc/%d/%s", static_cast<int>(id), name);

@@ -12,32 +12,10 @@
 #include <string>
 #include <string_view>
 
+#include "host/base/Descriptor.h"
 #include "host/player/remote/Link.h"
 
 namespace plexion_host::player::remote {
-
-/// A descriptor that closes with its owner.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() { Close(); }
-  Descriptor(Descriptor&& other) noexcept : number_(other.number_) { other.number_ = -1; }
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    if (this != &other) {
-      Close();
-      number_ = other.number_;
-      other.number_ = -1;
-    }
-    return *this;
-  }
-  int Get() const { return number_; }
-  explicit operator bool() const { return number_ >= 0; }
-  void Close();
-
- private:
-  int number_ = -1;
-};
 
 /// How an order with an answer came out.
 enum class CallEnd {

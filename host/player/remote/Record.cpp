@@ -6,13 +6,13 @@
 
 #include <algorithm>
 
+#include "host/base/Text.h"
+
 namespace plexion_host::player::remote {
 
 namespace {
 
 constexpr size_t kHead = offsetof(Record, text);
-
-bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
 }  // namespace
 
@@ -26,10 +26,7 @@ Record MakeRecord(Kind kind) {
 void PutText(Record& record, std::string_view text) {
   constexpr std::string_view kCut = "...";
   size_t bytes = text.size();
-  if (bytes > kMostText) {
-    bytes = kMostText - kCut.size();
-    while (bytes > 0 && IsContinuation(text[bytes])) --bytes;
-  }
+  if (bytes > kMostText) bytes = Utf8Prefix(text, kMostText - kCut.size()).size();
   memcpy(record.text, text.data(), bytes);
   if (bytes < text.size()) {
     memcpy(record.text + bytes, kCut.data(), kCut.size());

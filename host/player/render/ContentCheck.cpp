@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "host/base/ThreadTime.h"
 #include "host/player/content/ContentProbe.h"
 #include "host/player/render/ContentRenderer.h"
 #include "qx/core/IQXKernel.h"
@@ -19,12 +20,6 @@ constexpr uint64_t kSamples = 60;
 constexpr int64_t kLongestNs = int64_t{10} * 1000 * 1000 * 1000;
 /// An application has no end: its first seconds are looked at.
 constexpr double kApplicationSeconds = 3;
-
-int64_t ThreadTimeNs() {
-  timespec time = {};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
-}
 
 struct Cost {
   std::vector<int64_t> drawNs;

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "host/base/Check.h"
+#include "host/base/Text.h"
 #include "host/player/render/PictureFiles.h"
 #include "qx/core/IQXKernel.h"
 
@@ -21,11 +22,6 @@ constexpr uint64_t kMostFrames = 1000000;
 constexpr uint32_t kLargestSide = 16384;
 /// Where an animation tells of its progress, in frames.
 constexpr size_t kProgressFrames = 25;
-
-bool EndsWith(const std::string& text, const char* ending) {
-  const size_t length = strlen(ending);
-  return text.size() > length && text.compare(text.size() - length, length, ending) == 0;
-}
 
 bool MakeFolder(const std::string& path, std::string& error) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos;

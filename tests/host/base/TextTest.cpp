@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -20,6 +22,45 @@ TEST(Text, ReadsWholeNumbersOfItsRangeOnly) {
   for (const auto& [text, number] : cases) {
     EXPECT_EQ(ReadWholeNumber(text, -7, 100), number) << "'" << text << "'";
   }
+}
+
+TEST(Text, ReadsNumbersOfItsRangeOnlyAndWithAPointInEveryLanguage) {
+  const std::pair<const char*, std::optional<double>> cases[] = {
+      {"0", 0},    {"-7", -7},    {"1.5", 1.5}, {".5", 0.5},  {"007.250", 7.25}, {"100", 100},
+      {"-8", {}},  {"100.1", {}}, {"", {}},     {" 1", {}},   {"1 ", {}},        {"+1", {}},
+      {"1,5", {}}, {"1.5x", {}},  {"1..5", {}}, {".", {}},    {"-", {}},         {"0x10", {}},
+      {"1e1", {}}, {"inf", {}},   {"nan", {}},  {"-inf", {}}, {"infinity", {}}};
+  // Where the machine has it: there the C library reads "1,5" and stops at the point of "1.5".
+  const char* const german = std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
+  for (const auto& [text, number] : cases) {
+    EXPECT_EQ(ReadNumber(text, -7, 100), number) << "'" << text << "'";
+  }
+  if (german != nullptr) std::setlocale(LC_NUMERIC, "C");
+  EXPECT_EQ(ReadNumber("inf"), std::nullopt) << "no range makes it a number";
+  EXPECT_EQ(ReadNumber(std::string(400, '9')), std::nullopt);
+}
+
+TEST(Text, ReadsAndWritesHexadecimalDigits) {
+  const std::pair<const char*, std::optional<uint64_t>> cases[] = {
+      {"0", 0},   {"fF", 255}, {"100", {}}, {"", {}},   {"0x1", {}},
+      {"-1", {}}, {"+1", {}},  {"g", {}},   {" 1", {}}, {"10000000000000000", {}}};
+  for (const auto& [text, number] : cases) EXPECT_EQ(ReadHexNumber(text, 255), number) << text;
+  EXPECT_EQ(HexText("\x01\xAB\xFF"), "01abff");
+  std::string decoded;
+  EXPECT_TRUE(DecodePercent(EncodePercent("a%\xC3\xA4/ b"), decoded));
+  EXPECT_EQ(decoded, "a%\xC3\xA4/ b");
+  for (const char* const torn : {"%", "a%4", "%4g", "%%41"}) {
+    EXPECT_FALSE(DecodePercent(torn, decoded)) << torn;
+  }
+}
+
+TEST(Text, CutsBetweenCharacters) {
+  const std::string text = "a\xE2\x82\xAC\xC3\xA4";
+  const size_t kept[] = {0, 1, 1, 1, 4, 4, 6, 6};
+  for (size_t most = 0; most < 8; ++most)
+    EXPECT_EQ(Utf8Prefix(text, most).size(), kept[most]) << most;
+  // No UTF-8 at all: nothing of it is a whole character.
+  EXPECT_EQ(Utf8Prefix("\x80\x80\x80", 2), "");
 }
 
 TEST(Text, EscapesWhatATerminalWouldObeyAndNothingElse) {

@@ -46,11 +46,15 @@ TEST(CaptionFileTest, ReadsWebVtt) {
   const CaptionFile file = Read(
       "WEBVTT - a title\n\nSTYLE\n::cue { color: red }\n\nNOTE nothing\n\nfirst\n"
       "00:01.000 --> 00:02.000 line:0 align:start\n<v Anna>Tom &amp; <b>Jerry</b> &lt;3\n\n"
-      "00:00:03.000 --> 00:00:04.000 line:90%\nbelow\n");
-  ASSERT_EQ(2u, file.cues.size());
+      "00:00:03.000 --> 00:00:04.000 line:90%\nbelow\n\n"
+      "00:00:05.000 --> 00:00:06.000 line:auto\nwhere captions are\n\n"
+      "00:00:07.000 --> 00:00:08.000 line:10.5%,start\nabove\n");
+  ASSERT_EQ(4u, file.cues.size());
   EXPECT_EQ("Tom & {\\b1}Jerry{\\b0} <3", file.cues[0].text);
   EXPECT_EQ(7, file.cues[0].alignment);
   EXPECT_EQ(2, file.cues[1].alignment);
+  EXPECT_EQ(2, file.cues[2].alignment);
+  EXPECT_EQ(8, file.cues[3].alignment);
 }
 
 TEST(CaptionFileTest, TextIsNeverACommand) {

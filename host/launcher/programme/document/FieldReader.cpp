@@ -2,7 +2,6 @@
 #include "host/launcher/programme/document/FieldReader.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "host/base/Check.h"
 #include "host/base/NearestName.h"
@@ -31,11 +30,10 @@ std::optional<int64_t> ReadDurationMs(const std::string& text) {
   while (at < text.size()) {
     const size_t digits = text.find_first_not_of("0123456789.", at);
     const std::string number = text.substr(at, digits - at);
-    // Twelve digits are more than kLongestMs needs, and strtod has nothing to round away.
-    if (number.empty() || number.front() == '.' || number.back() == '.' || number.size() > 12 ||
-        std::count(number.begin(), number.end(), '.') > 1) {
-      return std::nullopt;
-    }
+    // Twelve digits are more than kLongestMs needs, and there is nothing to round away. A point stands
+    // between digits: "1." and ".5" are taken for slips.
+    const auto count = ReadNumber(number);
+    if (!count || number.front() == '.' || number.back() == '.' || number.size() > 12) return {};
     at = std::min(digits, text.size());
     const size_t end = std::min(text.find_first_of("0123456789.", at), text.size());
     const std::string unit = text.substr(at, end - at);
@@ -48,7 +46,7 @@ std::optional<int64_t> ReadDurationMs(const std::string& text) {
     if (unit == "m" || unit == "min") factor = 60000;
     if (unit == "h") factor = 3600000;
     if (factor == 0) return std::nullopt;
-    total += std::strtod(number.c_str(), nullptr) * factor;
+    total += *count * factor;
     any = true;
   }
   if (!any || total > static_cast<double>(kLongestMs)) return std::nullopt;

@@ -285,10 +285,11 @@ class Reader {
       if (good) length.value = element.number;
       if (element.kind == JsonNode::Kind::kText && !element.text.empty() &&
           element.text.back() == '%') {
-        char* end = nullptr;
-        length.value = std::strtod(element.text.c_str(), &end);
+        const auto percent =
+            ReadNumber(std::string_view(element.text).substr(0, element.text.size() - 1));
+        length.value = percent.value_or(0);
         length.percent = true;
-        good = end == element.text.c_str() + element.text.size() - 1 && end != element.text.c_str();
+        good = percent.has_value();
       }
       // x and y may lie outside of the screen: a zone may be seen in part. A side of zero could not
       // be drawn into.

@@ -38,12 +38,9 @@ std::optional<Rehearsal> ReadRehearsal(const std::string& text) {
   rehearsal.day = *day;
   if (words.size() > 1 && !ReadTimes(words[1], rehearsal)) return std::nullopt;
   if (words.size() > 2) {
-    char* end = nullptr;
-    rehearsal.speed = std::strtod(words[2].c_str(), &end);
-    const bool number = end != words[2].c_str() && *end == '\0';
-    if (!number || !(rehearsal.speed >= 1 && rehearsal.speed <= Rehearsal::kMostSpeed)) {
-      return std::nullopt;
-    }
+    const auto speed = ReadNumber(words[2], 1, Rehearsal::kMostSpeed);
+    if (!speed) return std::nullopt;
+    rehearsal.speed = *speed;
   }
   return rehearsal;
 }

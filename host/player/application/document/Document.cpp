@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/base/Check.h"
+#include "host/base/Text.h"
 #include "host/player/application/document/AttributeErrors.h"
 #include "host/player/application/document/RootElements.h"
 #include "host/player/application/stage/SpanProperties.h"
@@ -20,10 +21,6 @@ constexpr char kBlanks[] = " \t\r\n";
 constexpr char kSpanBegin = '\x01';
 constexpr char kSpanEnd = '\x02';
 constexpr char kTextElsewhere[] = "text outside of a <text> element";
-
-bool IsBlank(std::string_view text) {
-  return text.find_first_not_of(kBlanks) == std::string_view::npos;
-}
 
 /// Text between tags is written as it suits the document: blanks at its ends go, line ends with
 /// what indents the next line become one space.
@@ -111,7 +108,7 @@ class StageBuilder final : public XmlHandler {
       in.text += text;
       return "";
     }
-    return IsBlank(text) ? "" : kTextElsewhere;
+    return Trim(text).empty() ? "" : kTextElsewhere;
   }
 
   std::string OnClose() override {
@@ -121,7 +118,7 @@ class StageBuilder final : public XmlHandler {
       case What::kScript:
         return CloseScript(closed);
       case What::kLeaf:
-        return IsBlank(closed.text) ? "" : SetContent(closed);
+        return Trim(closed.text).empty() ? "" : SetContent(closed);
       case What::kSpan:
         TextAround().text += kSpanEnd;
         break;
@@ -263,7 +260,7 @@ class StageBuilder final : public XmlHandler {
   }
 
   std::string CloseScript(const Open& script) {
-    const bool hasText = !IsBlank(script.text);
+    const bool hasText = !Trim(script.text).empty();
     if (script.file.empty() == !hasText) return "expected either src=\"FILE\" or the script itself";
     // Run when the whole stage is there, wherever they stand in the document.
     scripts_.push_back({script.file, hasText ? script.text : "", script.line, use_});

@@ -20,10 +20,6 @@ constexpr size_t kMostIds = 2000;
 /// Fonts are used by the names of their families, not of their files.
 constexpr char kFonts[] = "fonts/";
 
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 bool IsText(const std::string& name) {
   for (const char* end : {".lua", ".json", ".csv", ".xml", ".txt"}) {
     if (EndsWith(name, end)) return true;

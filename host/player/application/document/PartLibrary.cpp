@@ -61,9 +61,7 @@ class HeaderReader final : public XmlHandler {
     for (const XmlAttribute& attribute : attributes) {
       if (attribute.name == "width" || attribute.name == "height") {
         const Property& property = *FindProperty(ElementKind::kGroup, attribute.name);
-        double number = 0;
-        if (!ReadNumber(attribute.value, number) || number < property.lowest ||
-            number > property.highest) {
+        if (!ReadNumber(attribute.value, property.lowest, property.highest)) {
           return Wrong(attribute, Expected(property));
         }
         (attribute.name == "width" ? part_.width : part_.height) = attribute.value;
@@ -166,12 +164,11 @@ const Part* PartLibrary::Find(const std::string& name, DocumentError& error) {
 }
 
 bool IsParameterValue(ParameterType type, std::string_view value, std::string& expected) {
-  double number = 0;
   Colour colour;
   switch (type) {
     case ParameterType::kNumber:
       expected = "a number";
-      return ReadNumber(value, number);
+      return ReadNumber(value).has_value();
     case ParameterType::kFlag:
       expected = "true or false";
       return value == "true" || value == "false";

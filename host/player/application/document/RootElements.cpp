@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Text.h"
 #include "host/player/application/document/AttributeErrors.h"
 #include "host/player/application/document/Document.h"
 #include "host/player/application/net/WebAddress.h"
@@ -21,12 +22,9 @@ constexpr double kLongestTimeout = 60;
 
 /// Whole from 1 to kLargestStage.
 bool ReadSide(std::string_view text, uint32_t& side) {
-  double number = 0;
-  if (!ReadNumber(text, number) || number < 1 || number > kLargestStage ||
-      number != floor(number)) {
-    return false;
-  }
-  side = static_cast<uint32_t>(number);
+  const auto number = ReadNumber(text, 1, kLargestStage);
+  if (!number || *number != floor(*number)) return false;
+  side = static_cast<uint32_t>(*number);
   return true;
 }
 
@@ -37,7 +35,9 @@ bool IsWebAddress(std::string_view text) {
 }
 
 bool ReadSeconds(std::string_view text, double most, double& seconds) {
-  return ReadNumber(text, seconds) && seconds >= 1 && seconds <= most;
+  const auto number = ReadNumber(text, 1, most);
+  seconds = number.value_or(1);
+  return number.has_value();
 }
 
 }  // namespace
@@ -50,11 +50,9 @@ std::string ReadRootAttribute(const XmlAttribute& attribute, Stage& stage) {
                : Wrong(attribute, "a whole number from 1 to " + std::to_string(kLargestStage));
   }
   if (name == "rate") {
-    double rate = 0;
-    if (!ReadNumber(attribute.value, rate) || rate < kSlowestRate || rate > kFastestRate) {
-      return Wrong(attribute, "a number of frames a second from 1 to 120");
-    }
-    stage.framesPerSecond = rate;
+    const auto rate = ReadNumber(attribute.value, kSlowestRate, kFastestRate);
+    if (!rate) return Wrong(attribute, "a number of frames a second from 1 to 120");
+    stage.framesPerSecond = *rate;
     return "";
   }
   if (name == "background") {

@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "host/base/Check.h"
+#include "host/base/Descriptor.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::player::application {
@@ -38,43 +39,27 @@ std::string Shown(std::string_view name) {
 int OpenStepByStep(int folder, const std::string& name, int flags) {
   // Each step holds the folder that it opened: nobody can exchange it for a link in between.
   // Opened anew: of a duplicate the place in its listing would be that of all others.
-  int current = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  Descriptor current(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   size_t begin = 0;
-  while (current >= 0 && begin <= name.size()) {
+  while (current && begin <= name.size()) {
     const size_t slash = std::min(name.find('/', begin), name.size());
     const std::string part = name.substr(begin, slash - begin);
     begin = slash + 1;
     if (part.empty() || part == ".") continue;
-    int next = -1;
+    Descriptor next;
     if (part == "..") {
       errno = EXDEV;
     } else {
       const bool last = begin > name.size();
-      next = openat(current, part.c_str(),
-                    O_NOFOLLOW | O_CLOEXEC | (last ? flags : O_RDONLY | O_DIRECTORY));
+      next = Descriptor(openat(current.Get(), part.c_str(),
+                               O_NOFOLLOW | O_CLOEXEC | (last ? flags : O_RDONLY | O_DIRECTORY)));
     }
-    const int reason = errno;
-    close(current);
-    errno = reason;
-    current = next;
+    current = std::move(next);
   }
-  return current;
+  return current.Release();
 }
 
 }  // namespace
-
-OpenFile& OpenFile::operator=(OpenFile&& other) noexcept {
-  if (this != &other) {
-    if (descriptor_ >= 0) close(descriptor_);
-    descriptor_ = other.descriptor_;
-    other.descriptor_ = -1;
-  }
-  return *this;
-}
-
-OpenFile::~OpenFile() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
 
 bool BaseFolder::Open(const std::string& path, std::string& error) {
   // The way to the base is the operator's and may lead over links.

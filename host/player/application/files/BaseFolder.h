@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/Descriptor.h"
+
 namespace plexion_host::player::application {
 
 /// An open file descriptor.
@@ -15,17 +17,14 @@ class OpenFile {
  public:
   OpenFile() = default;
   explicit OpenFile(int descriptor) : descriptor_(descriptor) {}
-  OpenFile(OpenFile&& other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
-  OpenFile& operator=(OpenFile&& other) noexcept;
-  ~OpenFile();
 
-  bool IsOpen() const { return descriptor_ >= 0; }
-  int Descriptor() const { return descriptor_; }
+  bool IsOpen() const { return static_cast<bool>(descriptor_); }
+  int Descriptor() const { return descriptor_.Get(); }
   /// A path that reopens exactly this file, for libraries that want a path. Valid while it is open.
-  std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+  std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_.Get()); }
 
  private:
-  int descriptor_ = -1;
+  plexion_host::Descriptor descriptor_;
 };
 
 /// The folder that an application lives in, and all of the file system that it can see: every name

@@ -220,7 +220,7 @@ class CurlFetcher final : public DataFetcher {
   }
 
   static bool IsSecure(const std::string& address) {
-    return LowerCase(address.substr(0, 6)) == "https:";
+    return LowerAscii(address.substr(0, 6)) == "https:";
   }
 
   void Fail(size_t index, const std::string& reason) {

@@ -21,7 +21,7 @@ constexpr size_t kLongestVersion = 1000;
 /// The value of a header line "name: value"; false when it is another one.
 bool TakeHeader(std::string_view line, std::string_view name, std::string& value) {
   if (line.size() <= name.size() || line[name.size()] != ':') return false;
-  if (LowerCase(line.substr(0, name.size())) != name) return false;
+  if (LowerAscii(line.substr(0, name.size())) != name) return false;
   line.remove_prefix(name.size() + 1);
   const size_t begin = line.find_first_not_of(" \t");
   const size_t end = line.find_last_not_of(" \t\r\n");
@@ -57,7 +57,7 @@ void HttpRequest::SetIdentity(const std::string& host, const FetchSettings& sett
   for (const std::string& entry : SplitAt(settings.clientCertificates, ',')) {
     const size_t equals = entry.find('=');
     if (equals == std::string::npos) continue;
-    const std::string name = LowerCase(entry.substr(0, equals));
+    const std::string name = LowerAscii(entry.substr(0, equals));
     if (name == host || (name == "*" && file.empty())) file = entry.substr(equals + 1);
     if (name == host) break;
   }

@@ -5,13 +5,9 @@
 #include <string>
 #include <string_view>
 
-namespace plexion_host::player::application {
+#include "host/base/Text.h"
 
-inline std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c);
-  return lower;
-}
+namespace plexion_host::player::application {
 
 /// The host of an http or https address, in lower case; empty when it is none, or has no host. Also
 /// empty with a user or a backslash: not all who read it agree then on where the host begins and ends,
@@ -19,7 +15,7 @@ inline std::string LowerCase(std::string_view text) {
 inline std::string HostOf(std::string_view address) {
   const size_t begin = address.find("://");
   if (begin == std::string_view::npos) return "";
-  const std::string scheme = LowerCase(address.substr(0, begin));
+  const std::string scheme = LowerAscii(address.substr(0, begin));
   if (scheme != "http" && scheme != "https") return "";
   std::string_view server = address.substr(begin + 3);
   server = server.substr(0, server.find_first_of("/?#"));
@@ -27,7 +23,7 @@ inline std::string HostOf(std::string_view address) {
   // "[::1]:80" has colons of its own.
   const size_t bracket = server.find(']');
   const size_t colon = server.find(':', bracket == std::string_view::npos ? 0 : bracket);
-  return LowerCase(server.substr(0, colon));
+  return LowerAscii(server.substr(0, colon));
 }
 
 }  // namespace plexion_host::player::application

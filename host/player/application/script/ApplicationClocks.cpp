@@ -1,6 +1,8 @@
 // Reads the system's clocks.
 #include "host/player/application/script/ApplicationClocks.h"
 
+#include "host/base/ThreadTime.h"
+
 namespace plexion_host::player::application {
 
 namespace {
@@ -22,8 +24,7 @@ ApplicationClocks SystemClocks() {
     const timespec coarse = Read(CLOCK_MONOTONIC_COARSE);
     if (coarse.tv_nsec == looked.tv_nsec && coarse.tv_sec == looked.tv_sec) return worked;
     looked = coarse;
-    const timespec time = Read(CLOCK_THREAD_CPUTIME_ID);
-    return worked = int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+    return worked = ThreadTimeNs();
   };
   return clocks;
 }

@@ -13,9 +13,7 @@ constexpr size_t kLongestNotice = 2000;
 /// As much of a text as fits, without a torn letter at its end.
 std::string Shortened(const std::string& text) {
   if (text.size() <= kLongestShownName) return text;
-  size_t end = kLongestShownName;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  return text.substr(0, end) + "...";
+  return std::string(Utf8Prefix(text, kLongestShownName)) + "...";
 }
 
 }  // namespace

@@ -103,13 +103,6 @@ bool ReadChoice(const char* words, std::string_view text, int& choice) {
   }
 }
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 }  // namespace
 
 const Property kProperties[] = {
@@ -201,21 +194,8 @@ bool ReadColour(std::string_view text, Colour& colour) {
 
 std::string WriteColour(const Colour& colour) {
   if (colour.none) return "none";
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text = "#";
-  for (const uint8_t part : {colour.red, colour.green, colour.blue, colour.alpha}) {
-    text += kDigits[part >> 4];
-    text += kDigits[part & 15];
-  }
-  return text;
-}
-
-bool ReadNumber(std::string_view text, double& number) {
-  // Not strtod: a comma for a point in some languages would make documents depend on the device.
-  const auto result =
-      std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
-  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size() &&
-         isfinite(number);
+  const uint8_t parts[] = {colour.red, colour.green, colour.blue, colour.alpha};
+  return "#" + HexText({reinterpret_cast<const char*>(parts), sizeof parts});
 }
 
 std::string ShowNumber(double number) {
@@ -229,12 +209,9 @@ bool ReadPoints(std::string_view text, std::vector<double>& points) {
   constexpr char kBetween[] = " ,\t\r\n";
   for (size_t at = text.find_first_not_of(kBetween); at != std::string_view::npos;) {
     const size_t end = std::min(text.find_first_of(kBetween, at), text.size());
-    double number = 0;
-    if (points.size() >= 2 * kMostPoints || !ReadNumber(text.substr(at, end - at), number) ||
-        fabs(number) > kFar) {
-      return false;
-    }
-    points.push_back(number);
+    const auto number = ReadNumber(text.substr(at, end - at), -kFar, kFar);
+    if (points.size() >= 2 * kMostPoints || !number) return false;
+    points.push_back(*number);
     at = text.find_first_not_of(kBetween, end);
   }
   return points.size() % 2 == 0;
@@ -312,9 +289,9 @@ bool SetFromText(Element& element, const Property& property, std::string_view va
   bool good = false;
   switch (property.type) {
     case ValueType::kNumber: {
-      double number = 0;
-      good = ReadNumber(value, number) && number >= property.lowest && number <= property.highest;
-      if (good) element.*property.number = number;
+      const auto number = ReadNumber(value, property.lowest, property.highest);
+      good = number.has_value();
+      if (good) element.*property.number = *number;
       break;
     }
     case ValueType::kFlag: {

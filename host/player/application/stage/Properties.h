@@ -45,8 +45,7 @@ std::string WriteColour(const Colour& colour);
 bool ReadPoints(std::string_view text, std::vector<double>& points);
 std::string WritePoints(const std::vector<double>& points);
 constexpr size_t kMostPoints = 2000;
-/// Decimal with a point, in every locale. Everything must be part of the number.
-bool ReadNumber(std::string_view text, double& number);
+/// As ReadNumber of host/base/Text reads it.
 std::string ShowNumber(double number);
 
 // Setting. Each returns false with `error` saying what was expected; the element is then unchanged.

@@ -48,11 +48,9 @@ std::string Expected(const SpanProperty& property) { return Expected(AsProperty(
 
 bool SetSpanFromText(TextSpan& span, const SpanProperty& property, std::string_view value) {
   if (property.number != nullptr) {
-    double number = 0;
-    if (!ReadNumber(value, number) || number < property.lowest || number > property.highest) {
-      return false;
-    }
-    span.*property.number = number;
+    const auto number = ReadNumber(value, property.lowest, property.highest);
+    if (!number) return false;
+    span.*property.number = *number;
   } else if (property.flag != nullptr) {
     if (value != "true" && value != "false") return false;
     span.*property.flag = value == "true";

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "host/base/Check.h"
+#include "host/base/ThreadTime.h"
 #include "host/player/WatchedMemory.h"
 #include "host/player/lottie/script/Machine.h"
 #include "host/player/lottie/script/Translator.h"
@@ -27,11 +28,7 @@ constexpr size_t kLongestFailure = 200;
 constexpr double kLargestNumber = 1e9;
 
 // Of this thread: a busy machine must not make movies lose their expressions.
-double WorkingSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
+double WorkingSeconds() { return static_cast<double>(ThreadTimeNs()) * 1e-9; }
 
 /// In front of each block, so that freeing knows what it had; the block is aligned as the head is.
 struct alignas(8) BlockHead {

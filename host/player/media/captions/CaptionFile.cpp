@@ -72,9 +72,11 @@ int AlignmentOf(std::string_view settings) {
     if (word == "align:start" || word == "align:left") column = 1;
     if (word == "align:end" || word == "align:right") column = 3;
     if (word.compare(0, 5, "line:") == 0 && word.size() > 5) {
-      // A line from the top, or a share of the height; from below they are negative.
+      // A line from the top, or a share of the height; from below they are negative, and "auto" is there,
+      // too. What stands behind a comma is how the line is aligned at that place.
+      const std::string_view place = std::string_view(word).substr(5, word.find_first_of("%,") - 5);
       const bool percent = word.find('%') != std::string::npos;
-      const double line = std::strtod(word.c_str() + 5, nullptr);
+      const double line = ReadNumber(place).value_or(-1);
       top = line >= 0 && line < (percent ? 50 : 6);
     }
   }
@@ -102,7 +104,7 @@ class CueReader {
       const auto to = TakeTime(end);
       const size_t line = i + 1;
       std::string markup;
-      while (i + 1 < lines.size() && !IsBlank(lines[i + 1])) {
+      while (i + 1 < lines.size() && !Trim(lines[i + 1]).empty()) {
         markup += (markup.empty() ? "" : "\n") + lines[++i];
         if (markup.size() > kLongestCue) markup.resize(kLongestCue);
       }
@@ -125,9 +127,6 @@ class CueReader {
   }
 
  private:
-  static bool IsBlank(const std::string& line) {
-    return line.find_first_not_of(" \t\r") == std::string::npos;
-  }
   void Complain(size_t number, const std::string& line, bool order) {
     if (wrong_++ > 0) return;
     first_ = "line " + std::to_string(number) + ": \"" + PrintableWord(line.substr(0, 60)) + "\" " +

@@ -13,12 +13,6 @@ namespace {
 constexpr size_t kLongestTag = 200;
 constexpr size_t kLongestEntity = 12;
 
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
-
 /// "#rrggbb" anywhere behind "color" as ASS writes it.
 std::string ColourIn(const std::string& tag) {
   const size_t named = tag.find("color");
@@ -33,7 +27,7 @@ std::string ColourIn(const std::string& tag) {
 
 /// What a tag becomes; `tag` is what stands between its brackets.
 std::string TagAsEvent(std::string tag) {
-  tag = Lower(std::move(tag));
+  tag = LowerAscii(tag);
   const bool closes = !tag.empty() && tag[0] == '/';
   const size_t begin = closes ? 1 : 0;
   const size_t end = std::min(tag.find_first_of(" .\t\n", begin), tag.size());
@@ -55,11 +49,13 @@ std::optional<char32_t> EntityAsCodePoint(const std::string& name) {
   }
   if (name.size() < 2 || name[0] != '#') return std::nullopt;
   const bool hex = name[1] == 'x' || name[1] == 'X';
-  char* end = nullptr;
-  const unsigned long value = std::strtoul(name.c_str() + (hex ? 2 : 1), &end, hex ? 16 : 10);
+  const std::string_view digits = std::string_view(name).substr(hex ? 2 : 1);
+  const auto value = static_cast<char32_t>(
+      hex ? ReadHexNumber(digits, 0x10FFFF).value_or(0)
+          : static_cast<uint64_t>(ReadWholeNumber(digits, 0, 0x10FFFF).value_or(0)));
   const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
-  if (*end != '\0' || value < 0x20 || value > 0x10FFFF || surrogate) return std::nullopt;
-  return static_cast<char32_t>(value);
+  if (value < 0x20 || surrogate) return std::nullopt;
+  return value;
 }
 
 void AppendEscaped(std::string& text, char32_t character) {

@@ -14,16 +14,14 @@
 #include <system_error>
 #include <vector>
 
+#include "host/base/Text.h"
+
 namespace plexion_host::player {
 
 namespace {
 
 constexpr size_t kLargestCertificateFile = 4 * 1024 * 1024;
 constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
-
-bool EndsWith(std::string_view text, std::string_view end) {
-  return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 /// As tools name the files of a certificate folder by their subject's hash: 1a2b3c4d.0.
 bool IsHashedName(std::string_view name) {

@@ -5,17 +5,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/Text.h"
+
 namespace plexion_host::player {
 
 namespace {
 
 constexpr const char* kForm =
     "expected HOST=FILE,HOST=FILE, each file in PEM with a certificate and its private key";
-
-std::string LowerCase(const std::string& text) {
-  const GTextPointer lower(g_ascii_strdown(text.c_str(), -1));
-  return TextOf(lower);
-}
 
 TlsCertificatePointer ReadCertificate(const std::string& file, std::string& reason) {
   GError* rawFault = nullptr;
@@ -55,7 +52,7 @@ GTlsInteractionResult OnRequest(GTlsInteraction* self, GTlsConnection* connectio
                                 GTlsCertificateRequestFlags, GCancellable*, GError**) {
   ClientCertificates::Answers& answers = **Table(self)->answers;
   const std::string host = HostOf(connection);
-  auto entry = answers.entries.find(LowerCase(host));
+  auto entry = answers.entries.find(LowerAscii(host));
   if (entry == answers.entries.end()) entry = answers.entries.find("*");
   const bool known = entry != answers.entries.end();
   const MutexLock lock(answers.mutex);
@@ -113,7 +110,7 @@ bool ClientCertificates::Read(const std::string& table, EngineError& error) {
       error.message = place + reason + "; " + kForm;
       return false;
     }
-    if (!answers_->entries.emplace(LowerCase(entry.substr(0, equals)), std::move(made)).second) {
+    if (!answers_->entries.emplace(LowerAscii(entry.substr(0, equals)), std::move(made)).second) {
       error.message = place + "this host is named twice";
       return false;
     }
