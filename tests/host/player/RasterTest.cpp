@@ -9,6 +9,7 @@
 #include <random>
 
 #include "host/player/lottie/raster/Fill.h"
+#include "host/player/lottie/raster/Rows.h"
 
 namespace plexion_host::movie {
 namespace {
@@ -169,6 +170,56 @@ TEST(RasterTest, RandomPathsCoverWhatSamplesCount) {
   EXPECT_LT(worst.most, 0.05);
   EXPECT_LT(worst.mean, 0.002);
   EXPECT_LT(worst.crowdedMean, 0.5);
+}
+
+// Colours are laid straight from the sums, in vectors of any width: what is covered is found the long
+// way as well. Sizes go from one pixel to more than fits into the cells of one band.
+TEST(RasterTest, ColoursLieExactlyWhereTheCoverSaysAndNowhereElse) {
+  std::mt19937 random(11);
+  Rasterizer rasterizer;
+  constexpr int kBorder = 3;
+  for (int round = 0; round < 400; ++round) {
+    const auto pick = [&](int most) { return static_cast<int>(random() % unsigned(most)); };
+    const int width = 1 + pick(round % 10 == 0 ? 700 : 90);
+    const int height = 1 + pick(round % 10 == 0 ? 120 : 40);
+    Path path;
+    for (int contour = 0; contour < 3; ++contour) {
+      const auto x = [&] { return static_cast<float>(pick(width * 512) - width * 128) / 256; };
+      const auto y = [&] { return static_cast<float>(pick(height * 512) - height * 128) / 256; };
+      path.Move(x(), y());
+      for (int i = 0; i < 4; ++i) path.Cubic(x(), y(), x(), y(), x(), y());
+      path.Close();
+    }
+    const FillRule rule = round % 2 == 0 ? FillRule::kNonZero : FillRule::kEvenOdd;
+    const int stride = width + 2 * kBorder;
+    std::vector<uint32_t> before(size_t(stride) * size_t(height));
+    for (uint32_t& pixel : before) {
+      const uint32_t grey = random() % 256;
+      pixel = 0xff000000u | grey << 16 | grey << 8 | grey;
+    }
+    std::vector<uint32_t> drawn = before;
+    const Surface target = {drawn.data() + kBorder, width, height, size_t(stride) * 4};
+    Paint paint;
+    paint.colour = {0.2f, 0.4f, 0.8f, round % 3 == 0 ? 0.5f : 1.0f};
+    const IntRect clip = {pick(width), pick(height), width - pick(width / 2 + 1), height};
+    rasterizer.Fill(target, path, Matrix(), rule, paint, &clip);
+
+    std::vector<uint8_t> cover(size_t(width) * size_t(height));
+    rasterizer.Cover({cover.data(), width, height, size_t(width)}, path, Matrix(), rule, &clip);
+    Path everywhere;
+    everywhere.AddRect({-1, -1, 2, 2});
+    uint32_t colour = 0;
+    rasterizer.Fill({&colour, 1, 1, 4}, everywhere, Matrix(), rule, paint);
+    for (int y = 0; y < height; ++y) {
+      std::vector<uint32_t> expected(before.begin() + y * stride,
+                                     before.begin() + (y + 1) * stride);
+      BlendColour(expected.data() + kBorder, colour, cover.data() + size_t(y) * size_t(width),
+                  width);
+      const std::vector<uint32_t> row(drawn.begin() + y * stride, drawn.begin() + (y + 1) * stride);
+      ASSERT_EQ(row, expected) << "round " << round << ", row " << y << " of " << width << " x "
+                               << height;
+    }
+  }
 }
 
 TEST(RasterTest, AwkwardPathsCoverWhatTheyEnclose) {

@@ -5,14 +5,22 @@
 #include <algorithm>
 
 #include "host/base/Check.h"
-#include "host/player/lottie/raster/Rows.h"
 
 namespace plexion_host::movie {
 namespace {
 
-constexpr int kGroup = 16;             // cells for each bit of touched_: one line of the cache
+constexpr int kGroup = kCellsInGroup;
 constexpr int kCellsInBand = 1 << 15;  // 128 KiB
 constexpr int64_t kOne = int64_t{1} << 32;
+
+/// over * 2^32 / under, cut to a whole number, for |over| < 2^21 and `under` > 0. A quotient that is no
+/// whole number lies at least 1 / under away from one, further than the rounding of 53 bits carries
+/// it: so this is what dividing whole numbers of 64 bits gives, which takes several times as long, and
+/// is a call on processors of 32 bits.
+int64_t Ratio(int over, int under) {
+  return static_cast<int64_t>(static_cast<double>(over) * static_cast<double>(kOne) /
+                              static_cast<double>(under));
+}
 
 }  // namespace
 
@@ -20,8 +28,55 @@ struct Cells::Band {
   int left, top, bottom;  // in 1/256 of a pixel
 };
 
+/// Of columns there is one more for what a line at the right edge leaves there, and one behind it.
+void Cells::MakeRoom(int rows, int columns) {
+  stride_ = (columns + 2 + kGroup - 1) / kGroup * kGroup;
+  words_ = (stride_ / kGroup + 63) / 64;
+  // The alignment is that of the longest vectors, and keeps a group in one line of the cache.
+  const size_t count = static_cast<size_t>(rows) * static_cast<size_t>(stride_);
+  if (cells_.size() < count + kGroup) {
+    cells_.assign(count + kGroup, 0);
+    alignedCells_ = cells_.data();
+    while (reinterpret_cast<uintptr_t>(alignedCells_) % 64 != 0) ++alignedCells_;
+  }
+  const size_t words = static_cast<size_t>(rows) * static_cast<size_t>(words_);
+  if (touched_.size() < words) touched_.resize(words, 0);
+  if (cover_.size() < static_cast<size_t>(stride_)) cover_.resize(static_cast<size_t>(stride_));
+}
+
+void Cells::Wipe() {
+  edges_.clear();
+  std::fill(cells_.begin(), cells_.end(), 0u);
+  std::fill(touched_.begin(), touched_.end(), uint64_t{0});
+  begun_ = direct_ = false;
+}
+
+void Cells::Begin(const IntRect& box) {
+  PLEXION_CHECK(!begun_ && !box.IsEmpty(), "what was begun is swept, and lines have room");
+  rows_ = box.Height();
+  columns_ = box.Width();
+  begun_ = true;
+  direct_ = int64_t{columns_ + 2 + kGroup} * rows_ <= kCellsInBand;
+  if (!direct_) return;
+  left_ = box.left * 256;
+  top_ = box.top * 256;
+  MakeRoom(rows_, columns_);
+}
+
 void Cells::Sweep(bool evenOdd, ISpans& spans) {
-  if (edges_.empty()) return;
+  if (!begun_) return;
+  if (direct_) {
+    for (int row = 0; row < rows_; ++row) {
+      SweepRow(row, left_ >> 8, (top_ >> 8) + row, columns_, evenOdd, spans);
+    }
+  } else if (!edges_.empty()) {
+    SweepBands(evenOdd, spans);
+    edges_.clear();
+  }
+  begun_ = direct_ = false;
+}
+
+void Cells::SweepBands(bool evenOdd, ISpans& spans) {
   int left = edges_[0].x0;
   int right = left;
   int top = edges_[0].y0;
@@ -36,29 +91,9 @@ void Cells::Sweep(bool evenOdd, ISpans& spans) {
   top >>= 8;
   const int columns = ((right + 255) >> 8) - left;
   const int rows = ((bottom + 255) >> 8) - top;
-  // A line at the right edge leaves something in the column there and in the next.
-  stride_ = (columns + 2 + kGroup - 1) / kGroup * kGroup;
-  words_ = (stride_ / kGroup + 63) / 64;
-  const int bandRows = std::min(rows, std::max(4, kCellsInBand / stride_));
-  // The alignment is that of the longest vectors, and keeps a group in one line of the cache.
-  const size_t count = static_cast<size_t>(bandRows) * static_cast<size_t>(stride_);
-  if (cells_.size() < count + kGroup) {
-    cells_.assign(count + kGroup, 0);
-    alignedCells_ = cells_.data();
-    while (reinterpret_cast<uintptr_t>(alignedCells_) % 64 != 0) ++alignedCells_;
-  }
-  const size_t words = static_cast<size_t>(bandRows) * static_cast<size_t>(words_);
-  if (touched_.size() < words) touched_.resize(words, 0);
-  if (cover_.size() < static_cast<size_t>(stride_)) cover_.resize(static_cast<size_t>(stride_));
-
-  if (rows <= bandRows) {
-    const Band band{left << 8, top << 8, (top + rows) << 8};
-    for (const Edge& edge : edges_) Render(edge, band);
-    for (int row = 0; row < rows; ++row) SweepRow(row, left, top + row, columns, evenOdd, spans);
-    edges_.clear();
-    return;
-  }
-
+  const int stride = (columns + 2 + kGroup - 1) / kGroup * kGroup;
+  const int bandRows = std::min(rows, std::max(4, kCellsInBand / stride));
+  MakeRoom(bandRows, columns);
   const int bands = (rows + bandRows - 1) / bandRows;
   firstOfBand_.assign(static_cast<size_t>(bands), -1);
   for (size_t i = 0; i < edges_.size(); ++i) {
@@ -87,7 +122,6 @@ void Cells::Sweep(bool evenOdd, ISpans& spans) {
       SweepRow(row, left, first + row, columns, evenOdd, spans);
     }
   }
-  edges_.clear();
 }
 
 void Cells::Render(const Edge& edge, const Band& band) {
@@ -114,47 +148,63 @@ void Cells::Render(const Edge& edge, const Band& band) {
 }
 
 void Cells::RenderLine(int x0, int y0, int x1, int y1, int direction) {
+  Row row = {alignedCells_ + static_cast<size_t>(y0 >> 8) * static_cast<size_t>(stride_),
+             touched_.data() + static_cast<size_t>(y0 >> 8) * static_cast<size_t>(words_)};
   // Rows for each 1/256, times 2^32. Most lines are short and stay in one column, where nobody asks:
   // dividing takes longer than the rest of what such a line needs.
-  const int64_t perColumn = x0 >> 8 == x1 >> 8 ? 0 : int64_t{y1 - y0} * kOne / std::abs(x1 - x0);
-  int row = y0 >> 8;
-  const int lastRow = (y1 - 1) >> 8;
-  if (row == lastRow) {
-    RenderRow(row, x0, x1, y0 & 255, y1 - (row << 8), direction, perColumn);
+  const int64_t perColumn = x0 >> 8 == x1 >> 8 ? 0 : Ratio(y1 - y0, std::abs(x1 - x0));
+  int left = ((y1 - 1) >> 8) - (y0 >> 8);  // rows
+  if (left == 0) {
+    RenderRow(row, x0, x1, y0 & 255, ((y1 - 1) & 255) + 1, direction, perColumn);
     return;
   }
-  const int64_t perRow = int64_t{x1 - x0} * kOne / (y1 - y0);
+  const int64_t perRow = Ratio(x1 - x0, y1 - y0);
   int64_t at = int64_t{x0} * kOne + kOne / 2 + perRow * (256 - (y0 & 255));
   int x = static_cast<int>(at >> 32);
   RenderRow(row, x0, x, y0 & 255, 256, direction, perColumn);
-  for (++row; row < lastRow; ++row) {
+  for (; left > 1; --left) {
+    row = {row.cells + stride_, row.touched + words_};
     at += perRow * 256;
     const int next = static_cast<int>(at >> 32);
     RenderRow(row, x, next, 0, 256, direction, perColumn);
     x = next;
   }
-  RenderRow(row, x, x1, 0, y1 - (row << 8), direction, perColumn);
+  row = {row.cells + stride_, row.touched + words_};
+  RenderRow(row, x, x1, 0, ((y1 - 1) & 255) + 1, direction, perColumn);
 }
 
 // A line from (x0, y0) to (x1, y1) within one row, y0 <= y1. A cell that it crosses loses the area
 // left of it; the next one gets that back, so that all to the right have the whole height.
-void Cells::RenderRow(int row, int x0, int x1, int y0, int y1, int direction, int64_t perColumn) {
-  uint32_t* const cells = alignedCells_ + static_cast<size_t>(row) * static_cast<size_t>(stride_);
-  const auto deposit = [cells, direction](int column, int height, int left) {
+inline void Cells::RenderRow(const Row& row, int x0, int x1, int y0, int y1, int direction,
+                             int64_t perColumn) {
+  const int column = x0 >> 8;
+  if (column != x1 >> 8) {
+    RenderAcross(row, x0, x1, y0, y1, direction, perColumn);
+    return;
+  }
+  const int group = column / kGroup;
+  row.touched[group >> 6] |= uint64_t{1} << (group & 63);
+  if (column % kGroup == kGroup - 1) {
+    row.touched[(group + 1) >> 6] |= uint64_t{1} << ((group + 1) & 63);
+  }
+  const int value = (y1 - y0) * direction;
+  const int area = value * ((x0 & 255) + (x1 & 255));
+  row.cells[column] += static_cast<uint32_t>(value * 512 - area);
+  row.cells[column + 1] += static_cast<uint32_t>(area);
+}
+
+void Cells::RenderAcross(const Row& row, int x0, int x1, int y0, int y1, int direction,
+                         int64_t perColumn) {
+  const auto deposit = [cells = row.cells, direction](int column, int height, int left) {
     const int value = height * direction;
     cells[column] += static_cast<uint32_t>(value * (512 - left));
     cells[column + 1] += static_cast<uint32_t>(value * left);
   };
   const int from = x0 >> 8;
   const int to = x1 >> 8;
-  uint64_t* const touched = touched_.data() + row * words_;
   const int lastGroup = (std::max(from, to) + 1) / kGroup;
   for (int group = std::min(from, to) / kGroup; group <= lastGroup; ++group) {
-    touched[group >> 6] |= uint64_t{1} << (group & 63);
-  }
-  if (from == to) {
-    deposit(from, y1 - y0, (x0 & 255) + (x1 & 255));
-    return;
+    row.touched[group >> 6] |= uint64_t{1} << (group & 63);
   }
   int64_t at = int64_t{y0} * kOne + kOne / 2;
   const int64_t step = perColumn * 256;
@@ -189,6 +239,7 @@ void Cells::RenderRow(int row, int x0, int x1, int y0, int y1, int direction, in
 void Cells::SweepRow(int row, int x, int y, int columns, bool evenOdd, ISpans& spans) {
   uint32_t* const cells = alignedCells_ + static_cast<size_t>(row) * static_cast<size_t>(stride_);
   uint64_t* const touched = touched_.data() + row * words_;
+  if (spans.TakesRow(x, y, {cells, touched, words_, columns}, evenOdd)) return;
   const int groups = stride_ / kGroup;
   uint32_t sum = 0;
   int done = 0;  // groups

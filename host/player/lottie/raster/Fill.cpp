@@ -22,6 +22,11 @@ class ColourSpans final : public ISpans {
  public:
   ColourSpans(const Surface& target, uint32_t colour) : target_(target), colour_(colour) {}
 
+  bool TakesRow(int x, int y, const CellRow& row, bool evenOdd) override {
+    PaintCells(row, evenOdd, colour_, target_.Row(y) + x);
+    return true;
+  }
+  // Of covers that were kept.
   void Flat(int x, int y, int n, uint8_t cover) override {
     const uint32_t colour = cover == 255 ? colour_ : PixelTimes(colour_, cover);
     uint32_t* const row = target_.Row(y) + x;

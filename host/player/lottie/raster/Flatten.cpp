@@ -2,6 +2,8 @@
 
 #include "host/player/lottie/raster/Flatten.h"
 
+#include <string.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -15,6 +17,7 @@ namespace {
 constexpr double kTolerance = 0.02;
 // Past this a coordinate says nothing but which side it is on, and products of two stay finite.
 constexpr double kFurthest = 1e12;
+constexpr double kFurthestPixel = 16777216;  // further than any clip reaches
 
 struct Place {
   double x, y;
@@ -27,14 +30,19 @@ class Writer {
 
   void SetInside(bool inside) { inside_ = inside; }
 
-  void SetStart(Place at) { start_ = at_ = at; }
+  void SetStart(Place at) {
+    start_ = at_ = at;
+    if (inside_) fixed_ = Fix(at);
+  }
   void Move(Place to) {
     Close();
     SetStart(to);
   }
   void Line(Place to) {
     if (inside_) {
-      Add(at_, to);
+      const Spot end = Fix(to);
+      cells_.Line(fixed_.x, fixed_.y, end.x, end.y);
+      fixed_ = end;
     } else {
       Cut(at_, to);
     }
@@ -76,7 +84,19 @@ class Writer {
            all(x, [&](double v) { return v >= right_; });
   }
 
-  static int Fixed(double v) { return static_cast<int>(std::lrint(v * 256)); }
+  /// In 1/256 of a pixel.
+  struct Spot {
+    int x, y;
+  };
+  // 1.5 * 2^52: behind it a double has no room for fractions, so adding it rounds to the nearest whole
+  // number, which its lower bits then are. lrint() is a call of the library.
+  static int Fixed(double v) {
+    const double rounded = v * 256 + 6755399441055744.0;
+    int64_t bits = 0;
+    memcpy(&bits, &rounded, sizeof bits);
+    return static_cast<int>(static_cast<uint32_t>(bits));
+  }
+  static Spot Fix(Place at) { return {Fixed(at.x), Fixed(at.y)}; }
 
   void Add(Place a, Place b) { cells_.Line(Fixed(a.x), Fixed(a.y), Fixed(b.x), Fixed(b.y)); }
 
@@ -112,6 +132,7 @@ class Writer {
   bool inside_ = false;
   Place start_{0, 0};
   Place at_{0, 0};
+  Spot fixed_{0, 0};  ///< at_, when all is inside
 };
 
 }  // namespace
@@ -146,7 +167,14 @@ void Flatten(const Path& path, const Matrix& matrix, const IntRect& clip, Cells&
   if (low.x >= clip.right || high.x <= clip.left || low.y >= clip.bottom || high.y <= clip.top) {
     return;
   }
-  Writer writer(clip, cells);
+  const IntRect box = clip.Cut({static_cast<int>(std::floor(std::max(low.x, -kFurthestPixel))),
+                                static_cast<int>(std::floor(std::max(low.y, -kFurthestPixel))),
+                                static_cast<int>(std::ceil(std::min(high.x, kFurthestPixel))),
+                                static_cast<int>(std::ceil(std::min(high.y, kFurthestPixel)))});
+  if (box.IsEmpty()) return;
+  cells.Begin(box);
+  // Cut by the box, not by the clip: whatever rounding does to lines from far away, they end in it.
+  Writer writer(box, cells);
   writer.SetInside(low.x >= clip.left && high.x <= clip.right && low.y >= clip.top &&
                    high.y <= clip.bottom);
   const Point* point = path.points.data();

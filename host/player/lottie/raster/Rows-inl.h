@@ -30,6 +30,18 @@ HWY_INLINE void ForRow(int n, const Step& step) {
   for (; i < n; ++i) step(one, i);
 }
 
+/// The same for what is less than a vector: fours, then single pixels.
+template <class Step>
+HWY_INLINE void ForFew(int n, const Step& step) {
+  int i = 0;
+  const hn::CappedTag<uint32_t, 4> four;
+  if (hn::Lanes(four) == 4) {
+    for (; i + 4 <= n; i += 4) step(four, i);
+  }
+  const hn::CappedTag<uint32_t, 1> one;
+  for (; i < n; ++i) step(one, i);
+}
+
 /// Bytes as 32-bit lanes.
 template <class D>
 HWY_INLINE hn::Vec<D> LoadBytes(D d, const uint8_t* bytes) {

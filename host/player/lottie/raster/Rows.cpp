@@ -18,14 +18,67 @@ HWY_BEFORE_NAMESPACE();
 namespace plexion_host::movie::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Sums run over blocks of four, which every target has.
-uint32_t Resolve(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* cover) {
-  const hn::FixedTag<uint32_t, 4> d;
-  const hn::FixedTag<int32_t, 4> signedD;
-  const hn::FixedTag<uint8_t, 4> bytes;
+/// The sum of each lane and all before it. Highway's shifts stay within blocks of four lanes; the
+/// blocks' own sums go on by way of `blocks`, which is made once for a row.
+template <class D, class V = hn::Vec<D>>
+struct RunningSum {
+  using Indices = decltype(hn::SetTableIndices(D(), static_cast<const int32_t*>(nullptr)));
+  static constexpr int kMostLanes = 16;
+
+  explicit RunningSum(D d)
+      : last(Lookup(d, [&](int) { return Count(d) - 1; })),
+        one(Lookup(d, [](int lane) { return lane / 4 * 4 - 1; })),
+        two(Lookup(d, [](int lane) { return lane / 4 * 4 - 5; })) {}
+  static int Count(D d) { return static_cast<int>(hn::Lanes(d)); }
+  template <class From>
+  static Indices Lookup(D d, const From& from) {
+    HWY_ALIGN int32_t lanes[kMostLanes] = {};
+    for (int lane = 0; lane < Count(d); ++lane) lanes[lane] = std::max(from(lane), 0);
+    return hn::SetTableIndices(d, lanes);
+  }
+
+  V operator()(D d, V v, V& carry) const {
+    v = hn::Add(v, hn::ShiftLeftLanes<1>(d, v));
+    v = hn::Add(v, hn::ShiftLeftLanes<2>(d, v));
+    const auto lane = hn::Iota(d, 0);
+    if (Count(d) > 4) {
+      v = hn::Add(v, hn::IfThenElseZero(hn::Gt(lane, hn::Set(d, 3)), hn::TableLookupLanes(v, one)));
+    }
+    if (Count(d) > 8) {
+      v = hn::Add(v, hn::IfThenElseZero(hn::Gt(lane, hn::Set(d, 7)), hn::TableLookupLanes(v, two)));
+    }
+    v = hn::Add(v, carry);
+    carry = hn::TableLookupLanes(v, last);
+    return v;
+  }
+
+  Indices last, one, two;
+};
+
+/// How much of pixels is covered, 0 to 255, from their sums.
+template <bool kEvenOdd, class D, class V = hn::Vec<D>>
+HWY_INLINE V Covered(D d, V sum) {
+  const hn::RebindToSigned<D> signedD;
   const auto full = hn::Set(signedD, 1 << kFullCellBits);
-  const auto twice = hn::Set(d, (2u << kFullCellBits) - 1);
-  const auto half = hn::Set(d, 1u << (kFullCellBits - 1));
+  auto part = hn::BitCast(signedD, sum);
+  if (kEvenOdd) {
+    // Up to one and down again to two.
+    part = hn::And(part, hn::Set(signedD, (2 << kFullCellBits) - 1));
+    part = hn::Sub(full, hn::Abs(hn::Sub(part, full)));
+  } else {
+    part = hn::Min(hn::Abs(part), full);
+  }
+  const V wide = hn::BitCast(d, part);
+  // Times 255, to the nearest.
+  return hn::ShiftRight<kFullCellBits>(
+      hn::Add(hn::Sub(hn::ShiftLeft<8>(wide), wide), hn::Set(d, 1u << (kFullCellBits - 1))));
+}
+
+// Sums run over blocks of four, which every target has.
+template <bool kEvenOdd>
+HWY_INLINE uint32_t ResolveBy(uint32_t* cells, int n, uint32_t sum, uint8_t* cover) {
+  const hn::FixedTag<uint32_t, 4> d;
+  const hn::FixedTag<uint8_t, 4> bytes;
   auto carry = hn::Set(d, sum);
   for (int i = 0; i < n; i += 4) {
     auto v = hn::Load(d, cells + i);
@@ -34,21 +87,13 @@ uint32_t Resolve(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* co
     v = hn::Add(v, hn::ShiftLeftLanes<2>(d, v));
     v = hn::Add(v, carry);
     carry = hn::Broadcast<3>(v);
-    hn::Vec<decltype(signedD)> part;
-    if (evenOdd) {
-      // Up to one and down again to two.
-      part = hn::BitCast(signedD, hn::And(v, twice));
-      part = hn::Sub(full, hn::Abs(hn::Sub(part, full)));
-    } else {
-      part = hn::Min(hn::Abs(hn::BitCast(signedD, v)), full);
-    }
-    const auto wide = hn::BitCast(d, part);
-    // Times 255, to the nearest.
-    const auto value =
-        hn::ShiftRight<kFullCellBits>(hn::Add(hn::Sub(hn::ShiftLeft<8>(wide), wide), half));
-    hn::StoreU(hn::TruncateTo(bytes, value), bytes, cover + i);
+    hn::StoreU(hn::TruncateTo(bytes, Covered<kEvenOdd>(d, v)), bytes, cover + i);
   }
   return hn::GetLane(carry);
+}
+
+uint32_t Resolve(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* cover) {
+  return evenOdd ? ResolveBy<true>(cells, n, sum, cover) : ResolveBy<false>(cells, n, sum, cover);
 }
 
 void Fill(uint32_t* target, uint32_t colour, int n) {
@@ -66,6 +111,64 @@ void ColourCovered(uint32_t* target, uint32_t colour, const uint8_t* cover, int 
     const auto source = Times(d, hn::Set(d, colour), LoadBytes(d, cover + i));
     hn::StoreU(Over(d, source, hn::LoadU(d, target + i)), d, target + i);
   });
+}
+
+/// Sums, covers and colour in one go: between them nothing goes by way of memory, which would have
+/// to wait for what was stored in smaller pieces.
+template <bool kEvenOdd>
+HWY_INLINE void PaintRow(const CellRow& row, uint32_t colour, uint32_t* target) {
+  const hn::CappedTag<uint32_t, kCellsInGroup> d;
+  const int lanes = static_cast<int>(hn::Lanes(d));
+  const RunningSum<decltype(d)> add(d);
+  const auto paint = hn::Set(d, colour);
+  auto carry = hn::Zero(d);
+  int done = 0;  // columns
+  const auto flat = [&](int end) {
+    const uint8_t cover = CoverOf(hn::GetLane(carry), kEvenOdd);
+    const int n = std::min(end, row.columns) - done;
+    if (cover == 0 || n <= 0) return;
+    const uint32_t all = cover == 255 ? colour : PixelTimes(colour, cover);
+    // Most of most pictures: nothing below is read.
+    if (all >> 24 == 255) {
+      Fill(target + done, all, n);
+    } else {
+      Colour(target + done, all, n);
+    }
+  };
+  for (int word = 0; word < row.words; ++word) {
+    uint64_t bits = row.touched[word];
+    row.touched[word] = 0;
+    for (; bits != 0; bits &= bits - 1) {
+      const int first = (word * 64 + __builtin_ctzll(bits)) * kCellsInGroup;
+      if (first > done) flat(first);
+      done = first + kCellsInGroup;
+      for (int i = first; i < done; i += lanes) {
+        const auto sum = add(d, hn::Load(d, row.cells + i), carry);
+        hn::Store(hn::Zero(d), d, row.cells + i);
+        const auto cover = Covered<kEvenOdd>(d, sum);
+        if (i + lanes <= row.columns) {
+          hn::StoreU(Over(d, Times(d, paint, cover), hn::LoadU(d, target + i)), d, target + i);
+          continue;
+        }
+        // The row ends within these.
+        HWY_ALIGN uint32_t covers[kCellsInGroup];
+        hn::Store(cover, d, covers);
+        ForFew(row.columns - i, [&](auto few, int k) {
+          const auto source = Times(few, hn::Set(few, colour), hn::LoadU(few, covers + k));
+          hn::StoreU(Over(few, source, hn::LoadU(few, target + i + k)), few, target + i + k);
+        });
+      }
+    }
+  }
+  flat(row.columns);
+}
+
+void PaintRowOfCells(const CellRow& row, bool evenOdd, uint32_t colour, uint32_t* target) {
+  if (evenOdd) {
+    PaintRow<true>(row, colour, target);
+  } else {
+    PaintRow<false>(row, colour, target);
+  }
 }
 
 void Pixels(uint32_t* target, const uint32_t* pixels, uint8_t cover, int n) {
@@ -150,6 +253,7 @@ HWY_EXPORT(ColourCovered);
 HWY_EXPORT(Pixels);
 HWY_EXPORT(PixelsCovered);
 HWY_EXPORT(Scale);
+HWY_EXPORT(PaintRowOfCells);
 HWY_EXPORT(Combine);
 
 uint32_t ResolveCells(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* cover) {
@@ -167,6 +271,10 @@ uint8_t CoverOf(uint32_t sum, bool evenOdd) {
     part = part == INT32_MIN ? kFull : std::min(std::abs(part), kFull);
   }
   return static_cast<uint8_t>((static_cast<uint32_t>(part) * 255 + kFull / 2) >> kFullCellBits);
+}
+
+void PaintCells(const CellRow& row, bool evenOdd, uint32_t colour, uint32_t* target) {
+  HWY_DYNAMIC_DISPATCH(PaintRowOfCells)(row, evenOdd, colour, target);
 }
 
 void FillRow(uint32_t* target, uint32_t colour, int n) {

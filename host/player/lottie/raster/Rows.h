@@ -13,6 +13,19 @@ namespace plexion_host::movie {
 /// A pixel of one area unit per cell that is covered wholly, see ResolveCells.
 constexpr int kFullCellBits = 17;
 
+/// Bits say which of a row's cells are not 0, each of a group of so many: one line of the cache.
+constexpr int kCellsInGroup = 16;
+
+/// A row of differences of which none was looked at yet. Cells are aligned to their groups.
+struct CellRow {
+  uint32_t* cells;
+  uint64_t* touched;
+  int words;    ///< of `touched`
+  int columns;  ///< pixels; there are as many whole groups of cells as they need, or more
+};
+
+/// Draws a colour over `target` as far as the row is covered, and clears its cells and bits.
+void PaintCells(const CellRow& row, bool evenOdd, uint32_t colour, uint32_t* target);
 /// Turns `n` differences (a multiple of 16) into how much of each pixel is covered, and clears them.
 /// Returns  the sum up to here; `sum` is the one up to the first.
 uint32_t ResolveCells(uint32_t* cells, int n, uint32_t sum, bool evenOdd, uint8_t* cover);
