@@ -1,14 +1,13 @@
-// Builds the list of what is to be seen, and finds where two such lists differ.
+// Builds the list of what is to be seen.
 #include "host/player/application/paint/DisplayList.h"
 
 #include <math.h>
 #include <stdlib.h>
 
 #include <algorithm>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "host/base/Check.h"
+#include "host/player/application/paint/Extents.h"
 #include "host/player/application/paint/Figures.h"
 #include "host/player/lottie/compositing/Effects.h"
 
@@ -16,8 +15,6 @@ namespace plexion_host::player::application {
 
 namespace {
 
-/// Edges are smoothed over the pixels beside them.
-constexpr double kMargin = 1.5;
 constexpr size_t kMostLayers = 8;
 constexpr size_t kMostKeptGroups = 64;
 /// Pixels; more would cost more and look the same.
@@ -25,92 +22,6 @@ constexpr double kMostDeviation = 200;
 constexpr double kFarthestShadow = 4000;
 /// How far beyond the plane a group goes whose picture is moved.
 constexpr int kKeptReach = 16384;
-
-using Rectangle = cairo_rectangle_int_t;
-
-Rectangle Intersection(const Rectangle& a, const Rectangle& b) {
-  const int left = std::max(a.x, b.x);
-  const int top = std::max(a.y, b.y);
-  const int right = std::min(a.x + a.width, b.x + b.width);
-  const int bottom = std::min(a.y + a.height, b.y + b.height);
-  if (right <= left || bottom <= top) return {0, 0, 0, 0};
-  return {left, top, right - left, bottom - top};
-}
-
-Rectangle Union(const Rectangle& a, const Rectangle& b) {
-  if (a.width == 0) return b;
-  if (b.width == 0) return a;
-  const int left = std::min(a.x, b.x);
-  const int top = std::min(a.y, b.y);
-  return {left, top, std::max(a.x + a.width, b.x + b.width) - left,
-          std::max(a.y + a.height, b.y + b.height) - top};
-}
-
-/// A box on the plane, before it is cut to whole pixels of the plane.
-struct Extents {
-  double left = HUGE_VAL;
-  double top = HUGE_VAL;
-  double right = -HUGE_VAL;
-  double bottom = -HUGE_VAL;
-
-  static Extents Of(const Box& box, const cairo_matrix_t& matrix) {
-    Extents extents;
-    for (int corner = 0; corner < 4; ++corner) {
-      double x = box.x + ((corner & 1) != 0 ? box.width : 0);
-      double y = box.y + ((corner & 2) != 0 ? box.height : 0);
-      cairo_matrix_transform_point(&matrix, &x, &y);
-      extents.left = std::min(extents.left, x);
-      extents.right = std::max(extents.right, x);
-      extents.top = std::min(extents.top, y);
-      extents.bottom = std::max(extents.bottom, y);
-    }
-    return extents;
-  }
-
-  double Side() const { return std::max(right - left, bottom - top); }
-
-  Rectangle Pixels() const { return Grown(kMargin); }
-  /// Of a clip, which has no stroke: no pixel beyond these. What a matrix adds by rounding is none.
-  Rectangle Covered() const { return Grown(-kRounding); }
-
-  /// Those that lie wholly in it.
-  Rectangle Inside() const {
-    const int x = Pixel(ceil(left - kRounding));
-    const int y = Pixel(ceil(top - kRounding));
-    const int width = Pixel(floor(right + kRounding)) - x;
-    const int height = Pixel(floor(bottom + kRounding)) - y;
-    if (width <= 0 || height <= 0) return {0, 0, 0, 0};
-    return {x, y, width, height};
-  }
-
- private:
-  static constexpr double kRounding = 1e-6;
-
-  /// What is far outside of any plane must not leave the range of whole numbers.
-  static int Pixel(double value) {
-    return static_cast<int>(std::clamp(value, -kLargestSeen, kLargestSeen));
-  }
-  Rectangle Grown(double by) const {
-    const int x = Pixel(floor(left - by));
-    const int y = Pixel(floor(top - by));
-    return {x, y, Pixel(ceil(right + by)) - x, Pixel(ceil(bottom + by)) - y};
-  }
-};
-
-bool SameMatrix(const cairo_matrix_t& a, const cairo_matrix_t& b) {
-  return a.xx == b.xx && a.yx == b.yx && a.xy == b.xy && a.yy == b.yy && a.x0 == b.x0 &&
-         a.y0 == b.y0;
-}
-
-bool SameRectangle(const Rectangle& a, const Rectangle& b) {
-  return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
-}
-
-bool LooksTheSame(const DisplayItem& a, const DisplayItem& b) {
-  return a.revision == b.revision && a.seenOpacity == b.seenOpacity &&
-         SameRectangle(a.clip.box, b.clip.box) && a.clip.rounding == b.clip.rounding &&
-         SameMatrix(a.matrix, b.matrix);
-}
 
 class Builder {
  public:
@@ -459,78 +370,6 @@ class Builder {
 DisplayList BuildDisplayList(Stage& stage, TextLayouts& texts, const StageFit& fit,
                              qx::plexion::Dims dims, const KeptGroups& kept) {
   return Builder(stage, texts, fit, dims, kept).Build();
-}
-
-namespace {
-
-bool IsOpaque(const Colour& colour) { return !colour.none && colour.alpha == 255; }
-
-/// All of the pixels inside of it are its own colour.
-bool Covers(const DisplayItem& item, const Rectangle& part) {
-  const Element& element = *item.element;
-  if (element.kind != ElementKind::kRectangle || element.radius > 0 || item.opacity < 1 ||
-      item.seenOpacity < 1 || !IsOpaque(element.fill) ||
-      (!element.fillEnd.none && !IsOpaque(element.fillEnd)) || item.matrix.xy != 0 ||
-      item.matrix.yx != 0) {
-    return false;
-  }
-  const Rectangle inside = Extents::Of({0, 0, element.width, element.height}, item.matrix).Inside();
-  return SameRectangle(Intersection(inside, part), part) &&
-         SameRectangle(Intersection(item.bounds, part), part);
-}
-
-}  // namespace
-
-std::optional<size_t> FirstSeen(const DisplayList& list, const cairo_rectangle_int_t& part) {
-  std::optional<size_t> first;
-  // Beside the stage nothing covers the ground, however far it reaches.
-  if (!SameRectangle(Intersection(list.stage, part), part)) return first;
-  for (size_t i = 0; i < list.items.size(); ++i) {
-    const DisplayItem& item = list.items[i];
-    // What is clipped, merged or blurred covers less than it says.
-    if (item.end != 0) {
-      i = item.end;
-    } else if (item.kind == DisplayItem::Kind::kElement && Covers(item, part)) {
-      first = i;
-    }
-  }
-  return first;
-}
-
-void AddDifference(const DisplayList& before, const DisplayList& after, cairo_region_t* region) {
-  std::unordered_map<uint32_t, size_t> places;
-  for (size_t i = 0; i < before.items.size(); ++i) {
-    if (before.items[i].kind == DisplayItem::Kind::kElement) places[before.items[i].handle] = i;
-  }
-  size_t farthest = 0;
-  for (const DisplayItem& now : after.items) {
-    if (now.kind != DisplayItem::Kind::kElement) continue;
-    const auto found = places.find(now.handle);
-    if (found == places.end()) {
-      cairo_region_union_rectangle(region, &now.bounds);
-      continue;
-    }
-    const DisplayItem& then = before.items[found->second];
-    // Whatever now stands behind an element that it stood before.
-    const bool overtaken = found->second < farthest;
-    farthest = std::max(farthest, found->second);
-    places.erase(found);
-    if (!overtaken && LooksTheSame(now, then)) continue;
-    cairo_region_union_rectangle(region, &then.bounds);
-    cairo_region_union_rectangle(region, &now.bounds);
-  }
-  // The picture of a group that moved is laid on whole pixels; what stands is painted where it is.
-  std::unordered_set<uint32_t> kept;
-  for (const DisplayItem& now : after.items) {
-    if (now.effect.isKept) kept.insert(now.handle);
-  }
-  for (const DisplayItem& then : before.items) {
-    if (!then.effect.isKept || kept.count(then.handle) != 0) continue;
-    cairo_region_union_rectangle(region, &then.bounds);
-  }
-  for (const auto& gone : places) {
-    cairo_region_union_rectangle(region, &before.items[gone.second].bounds);
-  }
 }
 
 }  // namespace plexion_host::player::application
