@@ -174,6 +174,21 @@ void MakeMovies(Maker& make) {
                        R"("r":{"a":0,"k":0},"or":{"a":0,"k":1e6},"os":{"a":0,"k":1e6},)"
                        R"("ir":{"a":0,"k":1},"is":{"a":0,"k":1}},)" +
                            std::string(kFill));
+  // Layers as large as can be, with every style as large as can be.
+  std::string styles;
+  for (int i = 0; i < 32; ++i) {
+    styles +=
+        (i > 0 ? "," : "") + std::string(R"({"ty":)") + std::to_string(i % 9) +
+        R"(,"s":{"a":0,"k":1e9},"d":{"a":0,"k":-1e30},"ch":{"a":0,"k":50},"sr":{"a":0,"k":1e9}})";
+  }
+  std::string layer = ShapeLayer(Group(std::string(kRectangle) + "," + kFill));
+  layer.insert(1, "\"sy\":[" + styles + "],");
+  Movie styled = plain;
+  styled.layers = layer + Repeat("," + layer, 89);
+  make.File("movie-styles", styled.Text());
+  layer.insert(layer.find("\"sy\":[") + 6, Repeat(R"({"ty":1},)", 100));
+  styled.layers = layer;
+  make.File("movie-too-many-styles", styled.Text());
   std::string groups = std::string(kRectangle) + "," + kFill;
   shapes("movie-deep-groups",
          Repeat("{\"ty\":\"gr\",\"it\":[", 20000) + groups + Repeat("]}", 20000));

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "host/player/lottie/document/Reader.h"
+#include "host/player/lottie/scene/NotDrawn.h"
 #include "tests/host/player/PlainHost.h"
 #include "tests/host/player/PlayerFixture.h"
 
@@ -11,6 +12,7 @@ namespace plexion_host::movie {
 namespace {
 
 using player::LimitedMemory;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 /// A document that was read, or what is wrong with it.
@@ -116,6 +118,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadMovie{"Star", Movie(Shapes(R"({"ty":"sr","pt":{"k":90000}})")), "a star with 90000"},
         BadMovie{"Dash", Movie(Shapes(R"({"ty":"st","d":[{"n":"d","v":{"k":0.0001}}]})")),
                  "a dash of length 0.0001"},
+        BadMovie{"LayerStyles", Movie("{\"ty\":4,\"sy\":[" + Repeated("{},", 32) + "{}]}"),
+                 "33 layer styles; at most 32 are allowed"},
+        BadMovie{"LayersWithStyles",
+                 Movie(Repeated("{\"sy\":[" + Repeated("{},", 31) + "{}]},", 99) + "{}"),
+                 "more than 50000 shapes"},
         BadMovie{"ShapeWithoutType", Movie(Shapes("{}")), "without a type"},
         BadMovie{"ShapeNoObject", Movie(Shapes("7")), "not an object"},
         BadMovie{"LayerNoObject", Movie("{},3"), "layer 2: not an object"},
@@ -182,6 +189,28 @@ TEST(MovieReaderTest, PutsWhatASlotHoldsInThePlaceOfTheValue) {
                               R"(,"slots":{"big":{"p":{"a":0,"k":[7,8]}}})"));
   ASSERT_TRUE(checked.good) << checked.error;
   EXPECT_EQ(8, Size(checked).value[1]);
+}
+
+TEST(MovieReaderTest, ReadsLayerStylesAndTellsOnceWhatOfThemIsNotDrawn) {
+  const Checked checked(Movie(
+      R"({"ty":4,"nm":"sky","sy":[{"ty":1,"s":7,"bm":{"k":5}},{"ty":1,"hd":true},{"ty":44},null]},)"
+      R"({"ty":4,"sy":[{"ty":7,"o":{"k":20},"so":{"k":60},"bm":{"k":20}},{"ty":2,"no":{"k":3}},)"
+      R"({"ty":8,"gf":{"p":9,"k":{"k":[0,1,0,0,1,0,0,1]}},"s":{"k":50}},{"ty":44}]},)"
+      R"({"ty":4,"sy":{}})"));
+  ASSERT_TRUE(checked.good) << checked.error;
+  const Span<Layer> layers = checked.movie.root.layers;
+  ASSERT_EQ(3u, layers[0].styles.count) << "without the hidden one";
+  EXPECT_EQ(LayerStyleKind::kDropShadow, layers[0].styles[0].kind);
+  EXPECT_EQ(7, layers[0].styles[0].size->value[0]);
+  EXPECT_EQ(60, layers[1].styles[0].opacity->value[0]);
+  EXPECT_EQ(2u, layers[1].styles[2].stopCount) << "no more than there are numbers for";
+  EXPECT_TRUE(layers[2].styles.empty());
+  std::vector<std::string> told;
+  TellNotDrawn(checked.movie, [&](const std::string& what) { told.push_back(what); });
+  EXPECT_THAT(told, ElementsAre("layer \"sky\": a layer style of type 44 is not drawn",
+                                "layer \"sky\": a layer style of type -1 is not drawn",
+                                "layer \"\": blend mode 20 of a layer style is not drawn",
+                                "layer \"\": the noise of a layer style is not drawn"));
 }
 
 TEST(MovieReaderTest, AllowsCompositionsUsedManyTimes) {

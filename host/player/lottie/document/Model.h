@@ -209,6 +209,51 @@ struct Effect {
   Span<EffectValue> values;
 };
 
+/// In the order of the format's numbers.
+enum class LayerStyleKind : uint8_t {
+  kStroke,
+  kDropShadow,
+  kInnerShadow,
+  kOuterGlow,
+  kInnerGlow,
+  kBevel,
+  kSatin,
+  kColourOverlay,
+  kGradientOverlay,
+  kUnknown,
+};
+
+/// A shadow, glow or overlay of all that a layer shows. Which members mean something follows from
+/// its kind; null ones have their usual value.
+struct LayerStyle {
+  LayerStyleKind kind = LayerStyleKind::kUnknown;
+  int type = 0;  ///< as in the document
+  const Property* colour = nullptr;
+  const Property* opacity = nullptr;
+  const Property* blend = nullptr;     ///< as the authoring tool counts them, see StyleBlendOf
+  const Property* angle = nullptr;     ///< to the light; gradient: in which it runs
+  const Property* size = nullptr;      ///< how soft; stroke: how wide
+  const Property* distance = nullptr;  ///< shadows, satin
+  const Property* spread = nullptr;    ///< shadows, glows: how much of the size is hard
+  const Property* range = nullptr;     ///< glows
+  const Property* noise = nullptr;
+  /// Shadow: not seen through the layer; inner glow: 2 from its centre; satin: turned round.
+  const Property* option = nullptr;
+  const Property* gradientKind = nullptr;
+  const Property* reverse = nullptr;
+  const Property* align = nullptr;  ///< to the layer's box, else to the composition's
+  const Property* scale = nullptr;
+  const Property* offset = nullptr;  ///< of the gradient's middle, in percent of its box
+  const Property* stops = nullptr;   ///< as Shape::stops
+  uint32_t stopCount = 0;
+  const Property* strength = nullptr;  ///< bevel: how steep
+  const Property* soften = nullptr;
+  const Property* altitude = nullptr;  ///< bevel: of the light above the plane
+  const Property* shadeColour = nullptr;
+  const Property* shadeOpacity = nullptr;
+  const Property* shadeBlend = nullptr;
+};
+
 struct Composition;
 struct Layer;
 
@@ -264,7 +309,7 @@ struct Layer {
   Transform transform;
   Span<Mask> masks;
   Span<Effect> effects;
-  bool hasStyles = false;  ///< asks for layer styles
+  Span<LayerStyle> styles;
 
   const Composition* composition = nullptr;
   const Property* timeRemap = nullptr;

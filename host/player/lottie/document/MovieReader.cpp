@@ -283,7 +283,8 @@ class MovieReader {
     layer.stretch = stretch != nullptr ? stretch->number : 1;
     const JsonValue* transform = value.Find("ks");
     if (transform != nullptr) layer.transform = *properties_.ReadTransform(*transform);
-    layer.hasStyles = value.Find("sy") != nullptr && value.Find("sy")->count > 0;
+    layer.styles = ReadLayerStyles(value.Find("sy"), properties_);
+    cost.items = std::min(cost.items + layer.styles.count * kItemsOfLayerStyle, kTooMuch);
     ReadMasks(value, layer, cost);
     layer.effects = ReadEffects(value.Find("ef"), 0);
     layer.timeRemap = properties_.Read(value.Find("tm"), 1);

@@ -21,6 +21,8 @@ constexpr uint64_t kMostDrawnItems = 50000;     ///< likewise, repeater copies i
 constexpr uint64_t kMostVertices = 2000000;     ///< likewise
 constexpr uint64_t kMostMergedVertices = 1000;  ///< of paths that cut each other
 constexpr double kMostStarPoints = 1000;
+constexpr uint32_t kMostLayerStyles = 32;    ///< of one layer
+constexpr uint64_t kItemsOfLayerStyle = 16;  ///< as many as it costs at least
 constexpr double kShortestDash = 0.1;
 constexpr double kSlowestTimeStretch = 0.001;
 constexpr unsigned kDeepestCompositions = 64;
@@ -105,6 +107,12 @@ class ShapeReader {
   PropertyReader& properties_;
   unsigned version_;
 };
+
+/// Reads what a layer has for "sy", without styles that are switched off.
+Span<LayerStyle> ReadLayerStyles(const JsonValue* list, PropertyReader& properties);
+/// Reads the stops of a gradient and their count, which is no more than the numbers are enough for.
+const Property* ReadGradientStops(const JsonValue& gradient, PropertyReader& properties,
+                                  uint32_t& count);
 
 /// The extremes that a property's keys reach in any dimension; 0 for null.
 double Highest(const Property* property);

@@ -162,16 +162,21 @@ void ShapeReader::ReadGradient(const JsonValue& value, Shape& shape) {
   shape.gradientEnd = properties_.Read(value.Find("e"), 2);
   shape.highlightLength = properties_.Read(value.Find("h"), 1);
   shape.highlightAngle = properties_.Read(value.Find("a"), 1);
-  const JsonValue* gradient = value.Find("g");
-  if (gradient == nullptr) return;
-  shape.stops = properties_.Read(gradient->Find("k"), 4);
-  if (const JsonValue* count = gradient->Find("p")) {
-    shape.stopCount = static_cast<uint32_t>(std::clamp(count->Number(0), 0.0, 1000.0));
+  if (const JsonValue* gradient = value.Find("g")) {
+    shape.stops = ReadGradientStops(*gradient, properties_, shape.stopCount);
   }
-  const uint32_t dims = shape.stops != nullptr ? shape.stops->dims : 0;
+}
+
+const Property* ReadGradientStops(const JsonValue& gradient, PropertyReader& properties,
+                                  uint32_t& count) {
+  const Property* stops = properties.Read(gradient.Find("k"), 4);
+  if (const JsonValue* wanted = gradient.Find("p")) {
+    count = static_cast<uint32_t>(std::clamp(wanted->Number(0), 0.0, 1000.0));
+  }
   // What is behind the stops' colours is their opacity; there are no more stops than numbers for
   // them.
-  shape.stopCount = std::min(shape.stopCount, dims / 4);
+  count = std::min(count, stops != nullptr ? stops->dims / 4 : 0);
+  return stops;
 }
 
 /// A pattern of dashes without length never comes to the end of its line.

@@ -11,17 +11,6 @@ namespace plexion_host::movie {
 
 namespace {
 
-uint64_t LookOf(const DrawItem& item) {
-  LookSum sum;
-  sum.Add(item.kind);
-  sum.Add(item.key);
-  sum.Add(item.look);
-  sum.Add(item.bounds);
-  sum.Add(item.end);
-  sum.Add(item.matteAt);
-  return sum.Value();
-}
-
 size_t After(const DisplayList& list, size_t item) {
   return (list[item].kind == DrawItem::Kind::kGroup ? list[item].end : item) + 1;
 }

@@ -23,6 +23,17 @@ IntRect CoverOf(float left, float top, float right, float bottom, const Matrix& 
   return {whole(floor(x0)), whole(floor(y0)), whole(ceil(x1)), whole(ceil(y1))};
 }
 
+uint64_t LookOf(const DrawItem& item) {
+  LookSum sum;
+  sum.Add(item.kind);
+  sum.Add(item.key);
+  sum.Add(item.look);
+  sum.Add(item.bounds);
+  sum.Add(item.end);
+  sum.Add(item.matteAt);
+  return sum.Value();
+}
+
 void Damage::Add(const IntRect& rect) {
   if (rect.IsEmpty()) return;
   IntRect grown = rect;

@@ -66,6 +66,8 @@ struct EffectState {
   }
 };
 
+struct StyleState;
+
 /// What is drawn at a moment, from bottom to top. A group reaches from its kGroup to its kEnd; when
 /// it has a matte, the matte's own content stands between kMatte and kEnd.
 ///
@@ -91,9 +93,13 @@ struct DrawItem {
   const LoadedImage* image = nullptr;
   const std::vector<MaskValue>* masks = nullptr;
   const std::vector<EffectState>* effects = nullptr;
+  const std::vector<StyleState>* styles = nullptr;  ///< in the plane that `matrix` maps from
 };
 
 using DisplayList = std::vector<DrawItem>;
+
+/// The same for items that look the same and lie in the same place, but for what is inside of them.
+uint64_t LookOf(const DrawItem& item);
 
 /// Parts of a plane that have to be drawn again.
 class Damage {

@@ -4,6 +4,7 @@
 #include <math.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "host/player/lottie/compositing/Composite.h"
 #include "host/player/lottie/paint/Images.h"
@@ -159,10 +160,12 @@ void Painter::PaintGroup(const DisplayList& list, const DrawItem& group, size_t 
   const bool aligned =
       (group.matrix.b == 0 && group.matrix.c == 0) || (group.matrix.a == 0 && group.matrix.d == 0);
   if (group.opacity >= 1 && group.blend == 0 && group.matteAt == 0 && !group.isolated &&
-      group.masks == nullptr && group.effects == nullptr && (!group.clips || aligned)) {
+      group.masks == nullptr && group.effects == nullptr && group.styles == nullptr &&
+      (!group.clips || aligned)) {
     PaintItems(list, at + 1, contentEnd, canvas, clip);
     return;
   }
+  if (group.styles != nullptr) return PaintStyled(list, at, canvas, clip);
   // Pixels nearby count for what a blur makes of those that are wanted.
   const int reach = group.effects != nullptr ? ReachOf(*group.effects, group.matrix) : 0;
   IntRect needed = clip;
@@ -185,6 +188,93 @@ void Painter::PaintGroup(const DisplayList& list, const DrawItem& group, size_t 
   const IntRect inside = Moved(clip, canvas.left, canvas.top);
   Composite(canvas.surface, own.surface, needed.left - canvas.left, needed.top - canvas.top, inside,
             group.opacity, static_cast<BlendMode>(group.blend));
+}
+
+/// A layer with styles. What lies below it meets the picture on its own: each part of it blends with
+/// what is there already.
+void Painter::PaintStyled(const DisplayList& list, size_t at, const Canvas& canvas,
+                          const IntRect& clip) {
+  const DrawItem& group = list[at];
+  bool rests = false;
+  const StyledGroup* styled = styled_.Find(list, at, rests);
+  StyledGroup made;
+  if (styled == nullptr) {
+    if (!made_.empty()) {
+      made = std::move(made_.back());
+      made_.pop_back();
+    }
+    // Each part has pixels of the whole group then.
+    const size_t bytes = static_cast<size_t>(AreaOf(group.bounds)) * 4 * (group.styles->size() + 1);
+    const bool keeps = rests && styled_.HasRoom(bytes);
+    MakeStyled(list, at, keeps ? group.bounds : clip, made);
+    styled = keeps && !stop_ ? styled_.Keep(group.key, made) : &made;
+  }
+  const IntRect inside = Moved(clip, canvas.left, canvas.top);
+  for (const StyledGroup::Part& part : styled->parts) {
+    Composite(canvas.surface, part.pixels.surface, styled->left - canvas.left,
+              styled->top - canvas.top, inside, group.opacity, part.blend);
+  }
+  made.parts.clear();
+  if (made.parts.capacity() > 0) made_.push_back(std::move(made));
+}
+
+/// `area`: which pixels of the plane are wanted.
+void Painter::MakeStyled(const DisplayList& list, size_t at, const IntRect& area,
+                         StyledGroup& made) {
+  const DrawItem& group = list[at];
+  const size_t contentEnd = group.matteAt != 0 ? group.matteAt : group.end;
+  IntRect content;
+  for (size_t i = at + 1; i < contentEnd; ++i) {
+    content = content.Join(list[i].bounds);
+    if (list[i].kind == DrawItem::Kind::kGroup) i = list[i].end;
+  }
+  const int reach = ReachOf(*group.styles, group.matrix);
+  const IntRect needed = Grown(area, reach).Cut(Grown(content, reach));
+  if (needed.IsEmpty()) return;
+  made.left = needed.left;
+  made.top = needed.top;
+  const int width = needed.Width();
+  const int height = needed.Height();
+  SurfacePool::Lease own = pool_.TakeSurface(width, height);
+  PaintItems(list, at + 1, contentEnd, {own.surface, needed.left, needed.top}, needed);
+  SurfacePool::Lease matte;
+  const IntRect all = own.surface.Bounds();
+  const auto add = [&](SurfacePool::Lease pixels, BlendMode blend) {
+    if (matte.surface.pixels != nullptr) {
+      ApplyMatte(pixels.surface, matte.surface, all, static_cast<MatteMode>(group.matte - 1));
+    }
+    made.parts.push_back({std::move(pixels), blend});
+  };
+  if (group.matteAt != 0) {
+    matte = pool_.TakeSurface(width, height);
+    PaintItems(list, group.matteAt + 1, group.end, {matte.surface, needed.left, needed.top},
+               needed);
+  }
+  const SurfacePool::Lease shape = pool_.TakeCoverage(width, height);
+  OpacityOf(own.surface, shape.coverage);
+  SurfacePool::Lease inside;
+  bool opaque = false;
+  for (const StyleState& state : *group.styles) {
+    // Each takes as long as many items do.
+    stop_ = stop_ || (*stopped_)();
+    if (stop_) break;
+    if (IsBelow(state.style->kind)) {
+      SurfacePool::Lease pixels = pool_.TakeSurface(width, height);
+      if (inside.coverage.values == nullptr) {
+        inside = pool_.TakeCoverage(width, height);
+        InsideOf(inside.coverage, shape.coverage);
+      }
+      stylePixels_.Below(state, group.matrix, shape.coverage, inside.coverage, group.blend != 0,
+                         pixels.surface);
+      add(std::move(pixels), state.blend);
+    } else {
+      if (!opaque) MakeOpaque(own.surface);
+      opaque = true;
+      stylePixels_.On(state, group.matrix, shape.coverage, needed.left, needed.top, own.surface);
+    }
+  }
+  if (opaque) ApplyMask(own.surface, shape.coverage, all);
+  add(std::move(own), static_cast<BlendMode>(group.blend));
 }
 
 void Painter::ClipBox(const DrawItem& group, const Canvas& canvas, const IntRect& rect) {

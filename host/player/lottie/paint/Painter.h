@@ -8,6 +8,8 @@
 #include "host/player/lottie/compositing/SurfacePool.h"
 #include "host/player/lottie/paint/CoverCache.h"
 #include "host/player/lottie/paint/DisplayList.h"
+#include "host/player/lottie/paint/LayerStyles.h"
+#include "host/player/lottie/paint/StyledGroups.h"
 #include "host/player/lottie/raster/Fill.h"
 #include "host/player/lottie/raster/Stroke.h"
 
@@ -27,12 +29,15 @@ class Painter {
   /// pixels of groups that are used no more are given back in time.
   void BeginFrame() {
     covers_.BeginFrame();
+    styled_.BeginFrame();
     pool_.BeginFrame();
   }
 
   /// Between two frames: see Engine::SaveMemory.
   void SaveMemory() {
     covers_.SaveMemory();
+    styled_.SaveMemory();
+    made_.clear();
     pool_.SaveMemory();
   }
 
@@ -42,7 +47,7 @@ class Painter {
   bool Paint(const DisplayList& list, size_t from, size_t to, const Surface& target,
              const IntRect& clip, const std::function<bool()>& stopped);
 
-  size_t KeptBytes() const { return covers_.Bytes(); }
+  size_t KeptBytes() const { return covers_.Bytes() + styled_.Bytes(); }
   size_t PoolBytes() const { return pool_.Bytes(); }
 
  private:
@@ -60,6 +65,8 @@ class Painter {
   const KeptCover* CoverOfResting(const DrawItem& item, const IntRect& clip);
   void PaintGroup(const DisplayList& list, const DrawItem& group, size_t at, const Canvas& canvas,
                   const IntRect& clip);
+  void PaintStyled(const DisplayList& list, size_t at, const Canvas& canvas, const IntRect& clip);
+  void MakeStyled(const DisplayList& list, size_t at, const IntRect& area, StyledGroup& made);
   void CoverMasks(const DrawItem& group, const Canvas& canvas, const IntRect& rect);
   void ClipBox(const DrawItem& group, const Canvas& canvas, const IntRect& rect);
 
@@ -71,6 +78,9 @@ class Painter {
   Path scratch_;
   Blur blur_;
   SurfacePool pool_;
+  StylePixels stylePixels_{blur_, pool_};
+  StyledGroups styled_;
+  std::vector<StyledGroup> made_;  ///< empty ones, whose lists are used again
   const std::function<bool()>* stopped_ = nullptr;
   size_t painted_ = 0;
   bool stop_ = false;

@@ -28,6 +28,7 @@ constexpr uint64_t kLayerPart = 1;
 constexpr uint64_t kContentPart = 2;
 constexpr uint64_t kMattePart = 3;
 constexpr uint64_t kStrokePart = 4;
+constexpr uint64_t kCutPart = 5;
 constexpr uint64_t kFirstOpPart = 16;
 
 /// How many fills and strokes stand in a group, as far as a few of its items tell.
@@ -101,6 +102,7 @@ void Scene::EndGroup(size_t begin, const IntRect& limit) {
   }
   int reach = 0;
   if (group.effects != nullptr) reach = ReachOf(*group.effects, group.matrix);
+  if (group.styles != nullptr) reach = ReachOf(*group.styles, group.matrix);
   if (reach > 0 && !bounds.IsEmpty()) bounds = Grown(bounds, reach);
   bounds = bounds.Cut(limit).Cut(plane_);
   if (group.matteAt != 0 && group.matte % 2 == 1) {  // what is not inverted shows no more than it
@@ -174,8 +176,10 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
   const bool leaf =
       use.solid_ != nullptr || use.image_ != nullptr ||
       (use.shapes_ != nullptr && StylesIn(use.shapes_->Ops(), 0, use.shapes_->OpCount()) == 1);
-  const bool group = (use.opacity_ < 1 && !leaf) || pixelEffects || masked || matte != nullptr ||
-                     blends || realClip || (use.blendsInside_ && clips);
+  const Cuts cuts = {masked, pixelEffects, realClip, use.blendsInside_ && clips};
+  const bool styled = !use.styles_.empty();
+  const bool group =
+      (use.opacity_ < 1 && !leaf) || cuts.Any() || matte != nullptr || blends || styled;
   if (!group) {
     EmitContent(use, toPixels, user, use.opacity_);
     --depth_;
@@ -184,28 +188,20 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
   const size_t begin = BeginGroup(key);
   // What lies beside the plane may be blurred into it, or throw its shadow there.
   const IntRect plane = plane_;
-  if (pixelEffects) plane_ = Grown(plane_, ReachOf(use.effects_, toPixels));
-  {
-    // In a scope of its own: what is emitted below may move the list, and the reference with it.
-    DrawItem& item = (*list_)[begin];
-    item.opacity = use.opacity_;
-    item.blend = blends ? layer.blend : 0;
-    item.matrix = toPixels;
-    item.clips = realClip;
-    item.width = layer.width;
-    // Without one of these reasons no buffer of pixels is needed, and the content is drawn straight
-    // into what is below.
-    item.height = layer.height;
-    item.isolated = use.blendsInside_ && clips;
-    if (masked) item.masks = &use.masks_;
-    if (pixelEffects) item.effects = &use.effects_;
-    item.spreads = pixelEffects;
-    item.matte = matte != nullptr ? matteMode : 0;
+  if (styled) plane_ = Grown(plane_, ReachOf(use.styles_, matrix));
+  IntRect limit = plane_;
+  if (!styled) {
+    limit = EmitCut(use, cuts, toPixels, user, begin);
+  } else if (cuts.Any()) {
+    // Styles follow the edges that masks and effects leave.
+    const IntRect around = plane_;
+    const size_t inner = BeginGroup(KeyOf(use.number_, kCutPart, user));
+    const IntRect cut = EmitCut(use, cuts, toPixels, user, inner);
+    plane_ = around;
+    EndGroup(inner, cut);
+  } else {
+    EmitContent(use, toPixels, user, 1);
   }
-  // What the masks hide is not even listed.
-  const IntRect limit = masked ? ReachOfMasks(use.masks_, toPixels, plane_) : plane_;
-  const bool nothing = limit.IsEmpty();
-  if (!nothing) EmitContent(use, toPixels, user, 1);
   const bool empty = list_->size() == begin + 1;
   if (matte != nullptr && !empty) {
     DrawItem start;
@@ -216,17 +212,51 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
     list_->push_back(start);
     EmitLayer(*matte, matrix, KeyOf(use.number_, kMattePart, user), true);
   }
-  // All that changes what a group looks like, and nothing that belongs to its content: its items
+  // Found only now: what was emitted has moved the list.
+  DrawItem& item = (*list_)[begin];
+  item.opacity = use.opacity_;
+  item.blend = blends ? layer.blend : 0;
+  item.matte = matte != nullptr ? matteMode : 0;
+  LookSum look;
+  look.Add(item.look);
+  look.Add(item.opacity);
+  look.Add(item.blend);
+  look.Add(item.matte);
+  if (styled) {
+    item.matrix = matrix;
+    item.styles = &use.styles_;
+    item.spreads = true;
+    look.Add(matrix);
+    for (const StyleState& state : use.styles_) AddLook(state, look);
+  }
+  item.look = look.Value();
+  plane_ = plane;
+  EndGroup(begin, limit);
+  --depth_;
+}
+
+/// Lists a layer's content in the group at `begin`, with all that its own edges are cut by. Leaves
+/// the plane as large as the content needs it.
+/// Returns  what the cuts leave at most.
+IntRect Scene::EmitCut(const LayerUse& use, const Cuts& cuts, const Matrix& toPixels, uint64_t user,
+                       size_t begin) {
+  if (cuts.effects) plane_ = Grown(plane_, ReachOf(use.effects_, toPixels));
+  // All that changes what the group looks like, and nothing that belongs to its content: its items
   // say that themselves.
   LookSum look;
-  // Also read again from the list, which may have moved.
   {
+    // In a scope of its own: what is emitted below may move the list, and the reference with it.
     DrawItem& item = (*list_)[begin];
-    look.Add(item.opacity);
-    look.Add(item.blend);
-    look.Add(item.matte);
-    if (item.clips || item.masks != nullptr || item.effects != nullptr) look.Add(item.matrix);
-    if (item.clips) {
+    item.matrix = toPixels;
+    item.clips = cuts.clips;
+    item.width = use.layer_->width;
+    item.height = use.layer_->height;
+    item.isolated = cuts.isolates;
+    if (cuts.masked) item.masks = &use.masks_;
+    if (cuts.effects) item.effects = &use.effects_;
+    item.spreads = cuts.effects;
+    if (cuts.clips || cuts.masked || cuts.effects) look.Add(item.matrix);
+    if (cuts.clips) {
       look.Add(item.width);
       look.Add(item.height);
     }
@@ -238,16 +268,17 @@ void Scene::EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, 
       look.Add(mask.featherX);
       look.Add(mask.featherY);
     }
-    if (pixelEffects) {
+    if (cuts.effects) {
       for (const EffectState& effect : use.effects_) {
         for (const EffectState::Numbers& numbers : effect.values) look.Add(numbers);
       }
     }
     item.look = look.Value();
   }
-  plane_ = plane;
-  EndGroup(begin, limit);
-  --depth_;
+  // What the masks hide is not even listed.
+  const IntRect limit = cuts.masked ? ReachOfMasks(use.masks_, toPixels, plane_) : plane_;
+  if (!limit.IsEmpty()) EmitContent(use, toPixels, user, 1);
+  return limit;
 }
 
 void Scene::EmitContent(const LayerUse& use, const Matrix& matrix, uint64_t user, float opacity) {

@@ -1,11 +1,13 @@
 // What a movie asks for in vain.
 #include "host/player/lottie/scene/NotDrawn.h"
 
+#include <algorithm>
 #include <set>
 
 #include "host/player/lottie/compositing/BlendMode.h"
 #include "host/player/lottie/document/Reader.h"
 #include "host/player/lottie/paint/LayerEffects.h"
+#include "host/player/lottie/paint/LayerStyles.h"
 
 namespace plexion_host::movie {
 
@@ -35,7 +37,7 @@ class Teller {
     if (layer.kind == LayerKind::kData && layer.data == nullptr) {
       Tell("data that is not in the document");
     }
-    if (layer.hasStyles) Tell("layer styles");
+    for (const LayerStyle& style : layer.styles) Look(style);
     if (layer.blend >= kBlendModes) Tell("blend mode " + std::to_string(layer.blend));
     if (layer.kind == LayerKind::kComposition && layer.composition == nullptr) {
       Tell("a composition that is not in the document");
@@ -51,6 +53,18 @@ class Teller {
     }
     if (layer.text != nullptr) LookAtText(*layer.text);
     Look(layer.shapes);
+  }
+
+  void Look(const LayerStyle& style) {
+    if (!IsDrawnStyle(style)) Tell("a layer style of type " + std::to_string(style.type));
+    if (Highest(style.noise) > 0) Tell("the noise of a layer style");
+    for (const Property* blend : {style.blend, style.shadeBlend}) {
+      if (blend == nullptr) continue;
+      const auto mode = static_cast<int>(std::clamp(blend->value[0], 0.f, 1000.f));
+      bool known = true;
+      StyleBlendOf(mode, &known);
+      if (!known) Tell("blend mode " + std::to_string(mode) + " of a layer style");
+    }
   }
 
   void LookAtText(const JsonValue& text) {

@@ -91,7 +91,8 @@ std::unique_ptr<CompositionUse> Scene::MakeComposition(const Composition& compos
     if (model.parent >= 0) layer.parent_ = use->layers[static_cast<size_t>(model.parent)].get();
     if (model.matte >= 0) layer.matte_ = use->layers[static_cast<size_t>(model.matte)].get();
     MakeContent(layer, blends);
-    blends = blends || model.blend != 0;
+    blends = blends || model.blend != 0 ||
+             std::any_of(model.styles.begin(), model.styles.end(), BlendsBelow);
   }
   return use;
 }
@@ -146,6 +147,10 @@ void Scene::MakeContent(LayerUse& use, bool& blends) {
     use.effects_.back().effect = &effect;
     use.effects_.back().values.resize(effect.values.count);
   }
+  for (const LayerStyle& style : layer.styles) {
+    if (IsDrawnStyle(style)) use.styles_.emplace_back().style = &style;
+  }
+  SortStyles(use.styles_);
 }
 
 Moment Scene::At(const LayerUse& use, double time, Constancy& constancy) const {
@@ -214,6 +219,7 @@ void Scene::EvaluateLayer(LayerUse& use, double time, Constancy& constancy) {
   if (use.opacity_ <= 0) return;
   use.visible_ = true;
   EvaluateContent(use, time, constancy);
+  if (!use.styles_.empty()) EvaluateStyles(use, time, constancy);
 }
 
 void Scene::EvaluateOwn(LayerUse& use, double time) {
@@ -343,6 +349,47 @@ void Scene::EvaluateStrokes(LayerUse& use, const EffectState& effect) {
     op.version = op.outline = look.Value();
     use.strokes_.push_back(std::move(op));
   }
+}
+
+void Scene::EvaluateStyles(LayerUse& use, double time, Constancy& constancy) {
+  const Moment moment = At(use, time, constancy);
+  for (StyleState& state : use.styles_) {
+    EvaluateStyle(moment, numbers_, state);
+    if (state.style->kind != LayerStyleKind::kGradientOverlay) continue;
+    const Composition& around = *use.owner_->composition;
+    state.box = moment.Number(state.style->align, 1) != 0 ? BoxOf(use)
+                                                          : Rect{0, 0, around.width, around.height};
+  }
+}
+
+/// The box around what a layer shows at the moment, in its composition.
+Rect Scene::BoxOf(const LayerUse& use) {
+  const Layer& layer = *use.layer_;
+  const bool shapes = use.shapes_ != nullptr;
+  if (!shapes && use.text_ == nullptr) {
+    const bool image = use.image_ != nullptr;
+    const float width = image ? layer.image->width : layer.width;
+    const float height = image ? layer.image->height : layer.height;
+    return use.matrix_.Map(Rect{0, 0, width, height});
+  }
+  const std::vector<ShapeOp>& ops = shapes ? use.shapes_->Ops() : use.text_->Ops();
+  const size_t count = shapes ? use.shapes_->OpCount() : use.text_->OpCount();
+  Rect box;
+  bool any = false;
+  for (size_t i = 0; i < count; ++i) {
+    const ShapeOp& op = ops[i];
+    const bool stroke = op.kind == ShapeOp::Kind::kStroke;
+    if ((!stroke && op.kind != ShapeOp::Kind::kFill) || op.path.IsEmpty()) continue;
+    const float around = stroke ? op.width / 2 : 0;
+    const Rect one =
+        Then(op.matrix, use.matrix_)
+            .Map(Rect{op.left - around, op.top - around, op.right + around, op.bottom + around});
+    box = !any ? one
+               : Rect{std::min(box.left, one.left), std::min(box.top, one.top),
+                      std::max(box.right, one.right), std::max(box.bottom, one.bottom)};
+    any = true;
+  }
+  return box;
 }
 
 void Scene::EvaluateContent(LayerUse& use, double time, Constancy& constancy) {

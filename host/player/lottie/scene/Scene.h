@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/player/lottie/paint/DisplayList.h"
+#include "host/player/lottie/paint/LayerStyles.h"
 
 namespace plexion_host::movie {
 
@@ -68,7 +69,8 @@ class LayerUse {
   const LoadedImage* image_ = nullptr;
   std::vector<MaskValue> masks_;
   std::vector<EffectState> effects_;
-  bool blendsInside_ = false;  ///< something in its composition blends with what is below it
+  std::vector<StyleState> styles_;  ///< from bottom to top
+  bool blendsInside_ = false;       ///< something in its composition blends with what is below it
   std::unique_ptr<ShapeOp> solid_;
   bool solidIsMask_ = false;  ///< solid_ has the shape of the only mask, which then does nothing
   std::vector<ShapeOp> strokes_;  ///< of stroke effects, over the rest
@@ -107,6 +109,15 @@ class Scene {
   bool BlendsWithBackground() const { return blends_; }
 
  private:
+  /// What a layer's pixels have to be put together for before anything is done with their edges.
+  struct Cuts {
+    bool masked = false;
+    bool effects = false;
+    bool clips = false;     ///< to its composition's box
+    bool isolates = false;  ///< see DrawItem::isolated
+    bool Any() const { return masked || effects || clips || isolates; }
+  };
+
   std::unique_ptr<CompositionUse> MakeComposition(const Composition& composition,
                                                   const LayerUse* shownBy, bool& blends);
   void MakeContent(LayerUse& use, bool& blends);
@@ -116,11 +127,15 @@ class Scene {
   void EvaluateOwn(LayerUse& use, double time);
   static void CutSolid(LayerUse& use);
   static void EvaluateStrokes(LayerUse& use, const EffectState& effect);
+  void EvaluateStyles(LayerUse& use, double time, Constancy& constancy);
+  static Rect BoxOf(const LayerUse& use);
   void EvaluateContent(LayerUse& use, double time, Constancy& constancy);
   Moment At(const LayerUse& use, double time, Constancy& constancy) const;
 
   void EmitComposition(const CompositionUse& use, const Matrix& matrix, uint64_t user);
   void EmitLayer(const LayerUse& use, const Matrix& matrix, uint64_t user, bool asMatte);
+  IntRect EmitCut(const LayerUse& use, const Cuts& cuts, const Matrix& toPixels, uint64_t user,
+                  size_t begin);
   void EmitContent(const LayerUse& use, const Matrix& matrix, uint64_t user, float opacity);
   void EmitOps(const LayerUse& use, const std::vector<ShapeOp>& ops, size_t count,
                const Matrix& matrix, uint64_t user, float opacity);
@@ -142,6 +157,7 @@ class Scene {
     float opacity;  ///< that what is in it takes over
   };
   std::vector<OpenGroup> openGroups_;
+  std::vector<float> numbers_;  ///< lent to styles
   unsigned depth_ = 0;
 };
 

@@ -10,7 +10,7 @@ namespace plexion_host::movie {
 namespace {
 
 /// The smallest box around curves, which seldom reach their handles.
-class Box {
+class PointBox {
  public:
   void Add(double x, double y) {
     left_ = std::min(left_, x);
@@ -46,7 +46,7 @@ class Box {
     right_ += around;
     bottom_ += around;
   }
-  void Join(const Box& other) {
+  void Join(const PointBox& other) {
     if (other.left_ > other.right_) return;
     Add(other.left_, other.top_);
     Add(other.right_, other.bottom_);
@@ -85,8 +85,8 @@ class Box {
   double left_ = HUGE_VAL, top_ = HUGE_VAL, right_ = -HUGE_VAL, bottom_ = -HUGE_VAL;
 };
 
-void AddOp(const ShapeOp& op, Box& all) {
-  Box box;
+void AddOp(const ShapeOp& op, PointBox& all) {
+  PointBox box;
   Point last[4];
   const Point* points = op.path.points.data();
   for (const Path::Verb verb : op.path.verbs) {
@@ -118,7 +118,7 @@ bool Scene::SourceRect(const LayerUse& layer, double time, double rect[4], doubl
   EvaluateContent(use, time, ignored);
   const std::vector<ShapeOp>& ops = use.shapes_ != nullptr ? use.shapes_->Ops() : use.text_->Ops();
   const size_t count = use.shapes_ != nullptr ? use.shapes_->OpCount() : use.text_->OpCount();
-  Box box;
+  PointBox box;
   for (size_t i = 0; i < count; ++i) {
     const bool drawn = ops[i].kind == ShapeOp::Kind::kFill || ops[i].kind == ShapeOp::Kind::kStroke;
     if (drawn) AddOp(ops[i], box);

@@ -57,42 +57,6 @@ float OpacityAt(const float* pairs, size_t count, float offset) {
   return pairs[2 * count - 1];
 }
 
-/// Colours and opacities have stops of their own: together they change at each of both.
-void ReadStops(const std::vector<float>& numbers, uint32_t colours,
-               std::vector<GradientStop>& stops) {
-  stops.clear();
-  float last = 0;
-  for (uint32_t i = 0; i < colours && i * 4 + 3 < numbers.size(); ++i) {
-    last = std::max(last, Offset(numbers[i * 4]));
-    stops.push_back({last, Opaque(&numbers[i * 4 + 1], true)});
-  }
-  if (stops.empty()) return;
-  const float* pairs = numbers.data() + size_t{colours} * 4;
-  const size_t pairCount = (numbers.size() - size_t{colours} * 4) / 2;
-  if (pairCount == 0) return;
-  bool together = pairCount == colours;
-  for (size_t i = 0; together && i < pairCount; ++i) {
-    together = fabsf(numbers[i * 4] - pairs[i * 2]) <= 0.01f;
-  }
-  if (together) {
-    for (size_t i = 0; i < stops.size(); ++i) {
-      stops[i].colour.alpha = std::clamp(pairs[i * 2 + 1], 0.f, 1.f);
-    }
-    return;
-  }
-  const std::vector<GradientStop> plain = stops;
-  for (size_t i = 0; i < pairCount; ++i) {
-    const float offset = Offset(pairs[i * 2]);
-    const auto at = std::upper_bound(
-        stops.begin(), stops.end(), offset,
-        [](float wanted, const GradientStop& stop) { return wanted < stop.offset; });
-    stops.insert(at, {offset, At(plain, offset)});
-  }
-  for (GradientStop& stop : stops) {
-    stop.colour.alpha = std::clamp(OpacityAt(pairs, pairCount, stop.offset), 0.f, 1.f);
-  }
-}
-
 void ReadGradient(const Shape& shape, const Moment& moment, std::vector<float>& numbers,
                   ShapeOp& op) {
   op.gradient = true;
@@ -151,6 +115,42 @@ class Sum {
 };
 
 }  // namespace
+
+/// Colours and opacities have stops of their own: together they change at each of both.
+void ReadStops(const std::vector<float>& numbers, uint32_t colours,
+               std::vector<GradientStop>& stops) {
+  stops.clear();
+  float last = 0;
+  for (uint32_t i = 0; i < colours && i * 4 + 3 < numbers.size(); ++i) {
+    last = std::max(last, Offset(numbers[i * 4]));
+    stops.push_back({last, Opaque(&numbers[i * 4 + 1], true)});
+  }
+  if (stops.empty()) return;
+  const float* pairs = numbers.data() + size_t{colours} * 4;
+  const size_t pairCount = (numbers.size() - size_t{colours} * 4) / 2;
+  if (pairCount == 0) return;
+  bool together = pairCount == colours;
+  for (size_t i = 0; together && i < pairCount; ++i) {
+    together = fabsf(numbers[i * 4] - pairs[i * 2]) <= 0.01f;
+  }
+  if (together) {
+    for (size_t i = 0; i < stops.size(); ++i) {
+      stops[i].colour.alpha = std::clamp(pairs[i * 2 + 1], 0.f, 1.f);
+    }
+    return;
+  }
+  const std::vector<GradientStop> plain = stops;
+  for (size_t i = 0; i < pairCount; ++i) {
+    const float offset = Offset(pairs[i * 2]);
+    const auto at = std::upper_bound(
+        stops.begin(), stops.end(), offset,
+        [](float wanted, const GradientStop& stop) { return wanted < stop.offset; });
+    stops.insert(at, {offset, At(plain, offset)});
+  }
+  for (GradientStop& stop : stops) {
+    stop.colour.alpha = std::clamp(OpacityAt(pairs, pairCount, stop.offset), 0.f, 1.f);
+  }
+}
 
 Colour ColourOf(const float* rgb) { return Opaque(rgb, false); }
 

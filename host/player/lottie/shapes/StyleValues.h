@@ -10,6 +10,11 @@ namespace plexion_host::movie {
 void ReadStyleValues(const Shape& shape, const Moment& moment, std::vector<float>& numbers,
                      ShapeOp& op);
 
+/// A gradient's stops from its numbers: `colours` times offset, red, green, blue, then pairs of offset
+/// and opacity.
+void ReadStops(const std::vector<float>& numbers, uint32_t colours,
+               std::vector<GradientStop>& stops);
+
 /// The same for ops that cover the same, but for their paths.
 uint64_t OutlineSum(const ShapeOp& op);
 /// The same for ops that look the same, but for their paths.
