@@ -78,7 +78,8 @@ bool MediaEngine::Seek(double seconds, bool relative, std::string& fault) {
 
 void MediaEngine::ApplyState() {
   if (pipeline_ == nullptr || failed_ || ended_) return;
-  pipeline_->SetState(playing_ && !buffering_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);
+  const bool plays = playing_ && !buffering_ && !opening_;
+  pipeline_->SetState(plays ? GST_STATE_PLAYING : GST_STATE_PAUSED);
 }
 
 StepResult MediaEngine::Advance(const FrameStep& step) {
@@ -114,10 +115,11 @@ void MediaEngine::TakeMessages() {
         ApplyState();
         break;
       case GST_MESSAGE_ASYNC_DONE:
-        // Opened anew, the content runs at its own speed.
-        if (pipeline_->IsOwn(message.get()) && std::exchange(seekWhenOpen_, false)) {
-          pipeline_->SeekToStart(host_.Settings().speed);
-        }
+        if (!pipeline_->IsOwn(message.get()) || !std::exchange(opening_, false)) break;
+        // Opened anew, the content runs at its own speed; it opens again where it is sought to.
+        opening_ =
+            std::exchange(seekWhenOpen_, false) && pipeline_->SeekToStart(host_.Settings().speed);
+        ApplyState();
         break;
       case GST_MESSAGE_CLOCK_LOST:
         // A new clock is chosen on the way from paused to playing.
@@ -175,6 +177,8 @@ bool MediaEngine::Restart() {
   pipeline_->SetState(GST_STATE_READY);
   if (captions_ != nullptr) captions_->ForgetStream();
   buffering_ = false;
+  // Told to play while it opens, and to wait for the network a moment later, it may stand still for good.
+  opening_ = pipeline_->SetState(GST_STATE_PAUSED) == GST_STATE_CHANGE_ASYNC;
   ApplyState();
   return true;
 }

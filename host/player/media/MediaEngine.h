@@ -94,7 +94,8 @@ class MediaEngine final : public Engine {
   bool endOfPass_ = false;
   bool ended_ = false;
   bool failed_ = false;
-  bool reopen_ = false;  // the proxy has changed: the next pass makes a new connection
+  bool reopen_ = false;   // the proxy has changed: the next pass makes a new connection
+  bool opening_ = false;  // anew, for the next pass
   bool seekWhenOpen_ = false;
   bool sought_ = false;  // and the picture of the new moment has not come yet
   bool pictureNew_ = false;
