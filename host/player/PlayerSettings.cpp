@@ -3,13 +3,12 @@
 #include "host/player/PlayerSettings.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "host/base/Text.h"
 #include "host/contracts/ContentFit.h"
 #include "host/contracts/ContentGround.h"
-#include "host/player/ContentAddress.h"
-#include "qx/core/morvellib/MorvelInstanceParameters.h"
-#include "qx/plexion/StageWindowParameters.h"
+#include "host/player/SettingsFields.h"
 
 namespace plexion_host::player {
 
@@ -76,38 +75,19 @@ bool ReadVariable(std::string_view item, PlayerSettings& settings, std::string& 
 
 PlayerSettings CopySettings(const qx::core::morvellib::MorvelInstanceParameters& parameters) {
   PlayerSettings settings;
-  settings.contentUrl = parameters.contentUrl.Utf8();
-  settings.base = parameters.base.Utf8();
-  settings.zorBase = parameters.zorBase.Utf8();
-  settings.zorCmdLine = parameters.zorCmdLine.Utf8();
-  settings.keymap = parameters.keymap.Utf8();
-  settings.morvelVars = parameters.morvelVars.Utf8();
-  settings.qlrArgs = parameters.qlrArgs.Utf8();
-  settings.sslClientCertTable = parameters.sslClientCertTable.Utf8();
-  settings.sslCertsDir = parameters.sslCertsDir.Utf8();
-  settings.fontDirs = parameters.fontDirs.Utf8();
-  settings.extensionsDir = parameters.extensionsDir.Utf8();
-  settings.proxy = parameters.proxy.Utf8();
-  settings.proxyUser = parameters.proxyUser.Utf8();
-  settings.proxyPassword = parameters.proxyPassword.Utf8();
-  settings.locale = parameters.locale.Utf8();
-  settings.proxyPort = parameters.proxyPort;
-  settings.contentWidth = parameters.contentWidth;
-  settings.contentHeight = parameters.contentHeight;
-  settings.bgAlpha = static_cast<uint8_t>(parameters.bgAlpha > 255 ? 255 : parameters.bgAlpha);
-  settings.profile = parameters.profile;
-  settings.traceFlags = parameters.traceFlags;
-  settings.traceFpsMs = parameters.traceFpsMs;
-  settings.gcHeapLimitMegabytes = parameters.gcHeapLimitMegabytes;
-  settings.graphicsMemThresholdMegabytes = parameters.graphicsMemThresholdMegabytes;
-  settings.noSpeedLimit = parameters.noSpeedLimit;
-  settings.extraWord = parameters.extraWord;
-  settings.extraFlag = parameters.extraFlag;
-  settings.gl = parameters.gl;
-  settings.dcts = parameters.dcts;
-  settings.debugMode = parameters.debugMode;
-  settings.spdump = parameters.spdump;
-  settings.instrument = parameters.instrument;
+  EachSetting([&](const char*, const auto&, auto ofInstance, auto ofPlayer, auto...) {
+    const auto& value = parameters.*ofInstance;
+    auto& own = settings.*ofPlayer;
+    using Own = std::remove_reference_t<decltype(own)>;
+    if constexpr (std::is_same_v<Own, std::string>) {
+      own = value.Utf8();
+    } else if constexpr (std::is_same_v<Own, uint8_t>) {
+      // A host of a later contract may have a wider range for it than pixels have.
+      own = static_cast<uint8_t>(value > 255 ? 255 : value);
+    } else {
+      own = value;
+    }
+  });
   return settings;
 }
 

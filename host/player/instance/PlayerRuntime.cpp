@@ -5,12 +5,15 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "host/contracts/Isolation.h"
+#include "host/player/SettingsFields.h"
 #include "host/player/instance/PlayerBoard.h"
 #include "host/player/instance/PlayerClock.h"
 #include "host/player/instance/PlayerInstance.h"
@@ -56,38 +59,14 @@ uint32_t PlayerRuntime::GetDefaultPixelFormat() { return qx::platform::kPixelFor
 void PlayerRuntime::FillInstanceParameters(
     qx::core::morvellib::MorvelInstanceParameters& instanceParameters,
     const qx::plexion::StageWindowParameters& parameters) {
-  instanceParameters.contentUrl.Assign(parameters.contentPath);
-  instanceParameters.base.Assign(parameters.base);
-  instanceParameters.zorBase.Assign(parameters.zorBase);
-  instanceParameters.zorCmdLine.Assign(parameters.zorCmdLine);
-  instanceParameters.keymap.Assign(parameters.keymap);
-  instanceParameters.morvelVars.Assign(parameters.morvelVars);
-  instanceParameters.qlrArgs.Assign(parameters.qlrArgs);
-  instanceParameters.sslClientCertTable.Assign(parameters.sslClientCertTable);
-  instanceParameters.sslCertsDir.Assign(parameters.sslCertsDir);
-  instanceParameters.fontDirs.Assign(parameters.fontDirs);
-  instanceParameters.extensionsDir.Assign(parameters.extensionsDir);
-  instanceParameters.proxy.Assign(parameters.proxy);
-  instanceParameters.proxyUser.Assign(parameters.proxyUser);
-  instanceParameters.proxyPassword.Assign(parameters.proxyPassword);
-  instanceParameters.locale.Assign(parameters.locale);
-  instanceParameters.proxyPort = parameters.proxyPort;
-  instanceParameters.contentWidth = parameters.contentDims.width;
-  instanceParameters.contentHeight = parameters.contentDims.height;
-  instanceParameters.bgAlpha = parameters.bgAlpha;
-  instanceParameters.profile = parameters.profile;
-  instanceParameters.gl = parameters.gl;
-  instanceParameters.traceFlags = parameters.traceFlags;
-  instanceParameters.traceFpsMs = parameters.traceFps;
-  instanceParameters.gcHeapLimitMegabytes = parameters.gcHeapLimit;
-  instanceParameters.graphicsMemThresholdMegabytes = parameters.graphicsMemThreshold;
-  instanceParameters.extraWord = parameters.extraWord;
-  instanceParameters.extraFlag = parameters.extraFlag;
-  instanceParameters.noSpeedLimit = parameters.noSpeedLimit;
-  instanceParameters.debugMode = parameters.debugMode;
-  instanceParameters.dcts = parameters.dcts;
-  instanceParameters.spdump = parameters.spdump;
-  instanceParameters.instrument = parameters.instrument;
+  EachSetting([&](const char*, const auto& ofWindow, auto ofInstance, auto...) {
+    auto& value = instanceParameters.*ofInstance;
+    if constexpr (std::is_same_v<std::remove_reference_t<decltype(value)>, QXString>) {
+      value.Assign(std::invoke(ofWindow, parameters));
+    } else {
+      value = std::invoke(ofWindow, parameters);
+    }
+  });
 }
 
 qx::core::morvellib::MorvelInstance* PlayerRuntime::CreateMorvelInstance(

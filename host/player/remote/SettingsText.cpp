@@ -5,6 +5,7 @@
 #include <charconv>
 #include <type_traits>
 
+#include "host/player/SettingsFields.h"
 #include "host/player/remote/Record.h"
 
 namespace plexion_host::player::remote {
@@ -16,15 +17,10 @@ namespace {
 // read, or read in another order, cannot come about.
 template <typename Settings, typename Visit>
 void EachField(Settings& settings, const Visit& visit) {
-  visit(settings.contentUrl, settings.base, settings.zorBase, settings.zorCmdLine, settings.keymap,
-        settings.morvelVars, settings.qlrArgs, settings.sslClientCertTable, settings.sslCertsDir,
-        settings.fontDirs, settings.extensionsDir, settings.proxy, settings.proxyUser,
-        settings.proxyPassword, settings.locale, settings.proxyPort, settings.contentWidth,
-        settings.contentHeight, settings.bgAlpha, settings.profile, settings.traceFlags,
-        settings.traceFpsMs, settings.gcHeapLimitMegabytes, settings.graphicsMemThresholdMegabytes,
-        settings.extraWord, settings.extraFlag, settings.gl, settings.dcts, settings.noSpeedLimit,
-        settings.debugMode, settings.spdump, settings.instrument, settings.loops,
-        settings.loopsGiven, settings.speed, settings.variables);
+  EachSetting([&](const char*, const auto&, const auto&, auto ofPlayer, auto...) {
+    visit(settings.*ofPlayer);
+  });
+  visit(settings.loops, settings.loopsGiven, settings.speed, settings.variables);
 }
 
 template <typename Address, typename Visit>
