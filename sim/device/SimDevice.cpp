@@ -47,6 +47,8 @@ class ForwardingKernel final : public plexion_kit::KernelWrapper {
 }  // namespace
 
 IQXKernel* SimDevice::ProcessKernel() {
+  // Never destroyed: the module keeps the first kernel that it is given for the life of the process, and tests
+  // make one device after the other.
   static ForwardingKernel* const kernel = new ForwardingKernel();
   return kernel;
 }
@@ -69,6 +71,7 @@ SimDevice::SimDevice(const SimOptions& options)
     std::abort();
   }
   currentDevice = this;
+  // Before the modules: their objects take memory from the kernel when they are made known.
   IQXModule_QXModule_PutKernel(ProcessKernel());
   kernel.RegisterModule(player.GetName(), &player);
   kernel.RegisterModule(glPlayer.GetName(), &glPlayer);
@@ -90,9 +93,12 @@ SimDevice::~SimDevice() {
 }
 
 std::string SimDevice::Finish() {
+  // After a deadlock or a crash fibers stand still in the middle of their work: what they hold is no leak of
+  // the module's, and only the first finding says something.
   if (!finished_ && !kernel.HasFailed()) {
     player.Clear();
     glPlayer.Clear();
+    // Walls first: a block that was written over may be the reason why another one looks lost.
     kernel.CheckMemory();
     for (const std::string& leak : kernel.Leaks()) kernel.Report(FindingKind::kLeak, leak);
     for (const SimRenderPlane* plane : graphics.RenderPlanes()) {

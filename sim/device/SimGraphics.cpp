@@ -41,8 +41,12 @@ SimSurface::SimSurface(SimKernel& simKernel, std::string planeName, const Dims& 
       dims(planeDims),
       pixelFormat(format),
       pitch(planeDims.width * 4 + extraPitch),
+      // Also the bytes between two rows are real, so that code which takes the width for the pitch paints into
+      // them and a checksum tells.
       pixels(static_cast<size_t>(pitch / 4) * planeDims.height) {}
 
+// A destroyed plane stays as an object for the life of the device: its late use is a finding with a name,
+// and not a crash that depends on what lies there now.
 bool SimSurface::Use(const char* call) const {
   if (destroyed) {
     kernel.Report(FindingKind::kUseAfterDestroy,
@@ -70,6 +74,7 @@ void* LockSurface(SimSurface& surface, bool forReading) {
     surface.kernel.Note("LockPixels", surface.name + " -> null");
     return nullptr;
   }
+  // No exclusion: the module has to bring its own locks, and the simulator is to find where it does not.
   surface.kernel.Note("LockPixels", surface.name + (forReading ? ", read" : ", write"));
   QX_CHECK(surface.locks < 1000, "planes are unlocked as often as they are locked");
   ++surface.locks;
@@ -188,6 +193,7 @@ qx::platform::DrawingContext* SimOutputPlane::GetDrawingContext() {
 }
 
 void SimOutputPlane::ShowRegion(const Rect& region) {
+  // A Point is where the scheduler may switch: each call of the module into the driver is one.
   surface.kernel.Point("ShowRegion");
   if (!surface.Use("ShowRegion")) return;
   surface.kernel.Note("ShowRegion", surface.name + " " + ToText(region));
@@ -198,6 +204,7 @@ bool SimOutputPlane::MoveTo(const Point& point) {
   surface.kernel.Point("MoveTo");
   if (!surface.Use("MoveTo")) return false;
   const bool moved = !surface.kernel.GetFaults().Fails(Fallible::kMoveOutputPlane);
+  // Only on success, as a real driver does it: the window reads GetRect to learn where it is.
   if (moved) {
     rect.x = point.x;
     rect.y = point.y;
@@ -305,6 +312,7 @@ void SimGraphics::Retire(SimSurface& surface) {
   }
   Account(surface, false);
   surface.destroyed = true;
+  // The pixels go at once, so that a sanitizer sees who still writes to them.
   std::vector<uint32_t>().swap(surface.pixels);
 }
 
@@ -380,6 +388,7 @@ bool SimGraphics::ResizeOutputPlane(OutputPlane*& plane, const Dims& dims, const
   fresh->visible = old->visible;
   fresh->alpha = old->alpha;
   fresh->active = old->active;
+  // In the old one's place: a window that grows must not come to the front by it.
   std::replace(stack_.begin(), stack_.end(), old, fresh);
   Retire(old->surface);
   Account(fresh->surface, true);

@@ -57,6 +57,8 @@ int Usage(const std::string& what) {
   return 2;
 }
 
+/// Words and options of a command line. What cannot be read is kept in `error` and told by whoever asked
+/// for it: a command that does not use an option does not judge it.
 struct Arguments {
   std::vector<std::string> words;
   std::map<std::string, std::string> options;
@@ -89,6 +91,7 @@ Arguments Read(int argc, char** argv) {
       {"--module", true}, {"--ignore-memory", false}};
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
+    // Options may stand anywhere; what is none is a word, and the words are counted by the command.
     const std::string word = argv[i];
     if (word.compare(0, 2, "--") != 0) {
       arguments.words.push_back(word);
@@ -157,6 +160,7 @@ int ExploreStory(const Story& story, Arguments& arguments) {
   } else if (strategy != "random") {
     return Usage("--strategy '" + strategy + "'; expected random, pct or dfs");
   }
+  // A search ends by itself when it has been everywhere; chance has to be told when to stop.
   options.count = arguments.Number("--count", strategy == "dfs" ? UINT64_MAX : 1000);
   options.firstSeed = arguments.Number("--seed", 1);
   options.preemptions = static_cast<unsigned>(arguments.Number("--preemptions", 2));
@@ -170,6 +174,7 @@ int ExploreStory(const Story& story, Arguments& arguments) {
   Clock::time_point shown = start;
   const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   options.progress = [&](uint64_t runs) {
+    // A line each second: after each of thousands of runs, writing would be what is measured.
     if (Clock::now() - shown > std::chrono::seconds(1)) {
       shown = Clock::now();
       std::fprintf(stderr, "\r%s: %" PRIu64 " schedules, %.0f a second ", story.name.c_str(), runs,
@@ -189,6 +194,7 @@ int ExploreStory(const Story& story, Arguments& arguments) {
   if (!result.failed) return 0;
 
   std::printf("found with seed %" PRIu64 ":\n%s\n", result.seed, result.failure.findings.c_str());
+  // The same world as the one that failed, without a seed: the schedule alone decides now.
   SimOptions shrinking;
   shrinking.latePermille = options.timeMayPass ? 1 : 0;
   shrinking.decisionPoints = options.decisionPoints;
@@ -196,6 +202,7 @@ int ExploreStory(const Story& story, Arguments& arguments) {
   const Schedule shrunk = Shrink(story, shrinking, result.failure, &runs);
   std::printf("shrunk from %zu switches to %zu in %" PRIu64 " runs:\n",
               result.failure.schedule.switches.size(), shrunk.switches.size(), runs);
+  // Told once more from what is saved, so that the table is what a replay of the file will show.
   ReplayScheduler replay(shrunk);
   shrinking.scheduler = &replay;
   const StoryRun run = RunStory(story, shrinking);
@@ -229,6 +236,7 @@ int Replay(const std::string& path, const Arguments& arguments) {
 std::string FailCall(const Story& story, const SimOptions& options, const FaultCase& fault) {
   int ends[2];
   if (pipe(ends) != 0) return std::string("pipe: ") + std::strerror(errno);
+  // Else the child would print what waits in the buffer a second time.
   std::fflush(stdout);
   const pid_t child = fork();
   if (child < 0) return std::string("fork: ") + std::strerror(errno);
@@ -244,6 +252,7 @@ std::string FailCall(const Story& story, const SimOptions& options, const FaultC
       if (some <= 0) break;
       written += static_cast<size_t>(some);
     }
+    // No destructor runs: a broken story may have left what they walk over in any state.
     _exit(0);
   }
   close(ends[1]);
@@ -273,6 +282,7 @@ int FailCalls(const Story& story, Arguments& arguments) {
   for (const FaultCase& fault : cases) {
     const std::string findings = FailCall(story, options, fault);
     bool leftToHost = false;
+    // A refusal that the contract allows (no memory, no module) is an outcome, not a fault of the module.
     const std::string rest = UnexpectedFindings(fault, findings, &leftToHost);
     if (fault.repeat == Faults::Repeat::kOnce) ++sites;
     if (leftToHost) {

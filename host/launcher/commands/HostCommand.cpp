@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
 #include "host/base/Text.h"
 
 namespace plexion_host {
@@ -52,12 +53,15 @@ bool CheckArguments(const CommandRule& rule, const std::vector<std::string>& typ
 }
 
 QXError HostCommand::Execute(unsigned long argc, char** argv) {
+  PLEXION_CHECK(argc > 0, "the first word is the command's name");
   const std::vector<std::string> words(argv + 1, argv + argc);
   Arguments arguments;
   std::string error;
   const bool understood = CheckArguments(rule_, words, arguments, error);
+  // One command runs at a time, so what the last one left behind is this one's to clear.
   context_.misused = false;
   if (understood && rule_.run(context_, arguments, error)) return QXError_OK;
+  // The client takes the last line for the reason, and the code for the kind of failure.
   context_.kernel.Printf("%s: %s\n", rule_.name, error.c_str());
   return understood && !context_.misused ? QXError_Generic : QXError_Usage;
 }

@@ -15,6 +15,7 @@ bool Key(CommandContext& context, const Arguments& arguments, std::string& error
   const MutexLock lock(context.mutex);
   IHostInput* const input = InputOf(context, error);
   if (input == nullptr) return false;
+  // Asked of the driver, which knows what --keymap has changed.
   const uint32_t key = input->KeyByName(arguments.texts[0]);
   if (key == 0) {
     error = "'" + arguments.texts[0] +
@@ -27,6 +28,7 @@ bool Key(CommandContext& context, const Arguments& arguments, std::string& error
     error = "'" + way + "' is neither down nor up; usage: key NAME [down|up]";
     return false;
   }
+  // The source goes along, so that a key which an operator holds down is not let go by a viewer.
   if (way != "up") input->KeyDown(InputSource::kShell, key);
   if (way != "down") input->KeyUp(InputSource::kShell, key);
   return true;
@@ -38,6 +40,7 @@ bool Click(CommandContext& context, const Arguments& arguments, std::string& err
   if (input == nullptr) return false;
   const auto x = static_cast<int32_t>(arguments.numbers[0]);
   const auto y = static_cast<int32_t>(arguments.numbers[1]);
+  // Contents hear of a pointer where it is before they hear of a button, as from a mouse.
   input->PointerMove(InputSource::kShell, x, y);
   input->PointerDown(InputSource::kShell, qx::plexion::kMouseButtonLeft, x, y);
   input->PointerUp(InputSource::kShell, qx::plexion::kMouseButtonLeft, x, y);

@@ -24,13 +24,16 @@ bool Diagnose(CommandContext& context, const Arguments& arguments, std::string& 
     error = "there is nothing to diagnose";
     return false;
   }
+  // Without the context's lock: it gathers for a while, and the page and other clients ask meanwhile.
   if (!context.diagnosis->Write(arguments.texts[0], error)) return false;
+  // Printed, since whoever typed it over the socket does not know the launcher's working folder.
   context.kernel.Printf("written to %s\n", PrintableWord(arguments.texts[0]).c_str());
   return true;
 }
 
 bool Time(CommandContext& context, const Arguments&, std::string&) {
   const std::chrono::duration<double> up = std::chrono::steady_clock::now() - context.started;
+  // Both clocks: the one on the wall may have been set since the start.
   const std::time_t now = std::time(nullptr);
   tm parts{};
   char text[64] = "";
@@ -49,6 +52,7 @@ bool Version(CommandContext& context, const Arguments&, std::string&) {
 }
 
 bool Quit(CommandContext& context, const Arguments&, std::string&) {
+  // A request and no wait: this runs on the shell's thread, which the end of the run will join.
   context.windows.RequestQuit();
   return true;
 }

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/base/Check.h"
 #include "host/launcher/commands/PlayStatus.h"
 
 namespace plexion_host {
@@ -32,11 +33,14 @@ std::string LookSource::GetStatus() {
   std::string error;
   Json status;
   if (StatusText(context_, true, text, error)) {
+    // Of our own making, so it parses; as a tree it takes the messages in.
     status = Json::parse(text);
   } else {
     status["error"] = error;
   }
   status["messages"] = kernel_.GetConsole().LastLines(kMostMessages);
+  // Names of contents are bytes of the file system: what is no UTF-8 is replaced, and the page gets its
+  // answer.
   return status.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
@@ -48,6 +52,7 @@ std::string LookSource::GetDay() {
 }
 
 bool LookSource::Act(const std::string& action, std::string& error) {
+  PLEXION_CHECK(!action.empty(), "the server names one of its actions");
   if (context_.play == nullptr) return false;
   return context_.play->With(error, [&](PlayControl& control) {
     if (action == "next") return control.Next("", error);

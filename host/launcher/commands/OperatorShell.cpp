@@ -16,7 +16,9 @@ const std::vector<std::string> kKeyNames = {"left", "right",  "up",      "down",
 }  // namespace
 
 void OperatorShell::Close() {
+  // First what a running command could reach: display and input go before the shell does.
   SetRun(nullptr, nullptr, nullptr);
+  // UnregisterCommand returns when no command runs any more, so what they stand in may go behind it.
   if (shell_) {
     for (const auto& command : commands_) shell_->UnregisterCommand(command->Rule().name);
   }
@@ -35,11 +37,13 @@ bool OperatorShell::Open(const LauncherOptions& options, std::string& error) {
   PLEXION_CHECK(commands_.empty(), "a shell is opened once");
   const bool asked = !options.shellSocket.empty();
   const bool playlist = options.signage || !options.programme.empty();
+  // What plays without an end is steered from outside sooner or later: its socket needs no option.
   const bool usual = playlist && !UsualShellSocket().empty();
   if (!asked && !usual && !options.useShell && !options.pause) return true;
   shell_ = ModuleHandle<qx::platform::IShell>(kernel_, kernel_.TryAcquireModule("IShell", error));
   if (!shell_) {
     error = "module IShell is not available: " + error;
+    // Who asked for the socket gets an error; who did not gets a run without a shell.
     return !asked;
   }
   hostShell_ = ModuleHandle<IHostShell>(kernel_, kernel_.TryAcquireModule("IHostShell", error));

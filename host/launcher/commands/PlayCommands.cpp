@@ -22,6 +22,7 @@ bool IsNumber(Text text) {
 
 template <typename Call>
 bool OnPlay(CommandContext& context, std::string& error, const Call& call) {
+  // Not under a lock of ours: whoever directs may end at any moment, and With says so.
   if (context.play == nullptr) {
     error = "nothing plays here";
     return false;
@@ -34,6 +35,7 @@ template <typename Call>
 bool Act(CommandContext& context, const Arguments& arguments, std::string& error,
          const Call& call) {
   if (!OnPlay(context, error, call)) return false;
+  // What was asked for has been taken, and may not be on the screen yet: the status says what comes.
   return !arguments.json || PrintStatus(context, true, error);
 }
 
@@ -56,12 +58,14 @@ bool PauseOrPlayWindow(CommandContext& context, const Arguments& arguments, bool
                          {{"N", ArgumentRule::Kind::kNumber, 1, kMostWindowNumber}},
                          nullptr};
   Arguments window;
+  // By the table's own reader, so that a number which is too large is refused in the same words.
   if (!CheckArguments(rule, {arguments.texts[0]}, window, error)) {
     return context.Misuse(error, error);
   }
   PlayReport report;
   std::string none;
   const auto ask = [&](PlayControl& control) { return control.Report(report, none); };
+  // Windows of a command line have nobody who directs them: they are halted themselves.
   const bool directed =
       context.play != nullptr && context.play->With(none, ask) && report.kind != "windows";
   if (!directed) return (pause ? PauseWindow : PlayWindow)(context, window, error);
@@ -110,6 +114,7 @@ bool Programme(CommandContext& context, const Arguments& arguments, std::string&
   const std::string verb = arguments.TextAt(0);
   const std::string word = arguments.TextAt(1);
   if (verb == "reload" || verb == "load") {
+    // A file for "load" alone: "reload FILE" is what somebody types who wants the other one.
     if ((verb == "load") == word.empty()) {
       return context.Misuse(
           error, verb == "load" ? "load: FILE is missing; usage: programme load FILE"

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 
+#include "host/base/Check.h"
 #include "host/launcher/commands/HostCommand.h"
 #include "host/launcher/commands/WindowTable.h"
 #include "qx/plexion/StageWindowNotifier.h"
@@ -40,6 +41,8 @@ enum class Needs { kNothing, kPlayer, kPlane };
 /// command needs nothing of it that the load holds.
 bool OnWindow(CommandContext& context, const Arguments& arguments, Needs needs, std::string& error,
               const std::function<std::string(const HostWindow&, OutputPlane*)>& act) {
+  PLEXION_CHECK(!arguments.numbers.empty(),
+                "a command on a window begins with the window's number");
   const auto number = static_cast<unsigned>(arguments.numbers[0]);
   context.windows.WithWindows([&](std::vector<HostWindow>& windows) {
     const auto found = std::find_if(windows.begin(), windows.end(),
@@ -77,11 +80,14 @@ class ResizeOutcome final : public qx::plexion::StageWindowNotifier {
  public:
   void OnStageWindowNotification(qx::plexion::StageWindow*, qx::plexion::StageWindowStatus status,
                                  const qx::plexion::StageWindowStatusData*) override {
+    // Of all that a window tells its observers, these say how a resize came out; a content that ends before it
+    // does will never say so.
     const bool outcome = status == qx::plexion::kInfoWindowResized ||
                          status == qx::plexion::kInfoOutputPlaneResizeFailed ||
                          status == qx::plexion::kInfoRenderPlaneResizeFailed;
     if (!outcome && !qx::plexion::IsTerminalStatus(status)) return;
     const MutexLock lock(mutex_);
+    // The first word counts: a window that was resized may end while this waits to be asked.
     if (!status_) status_ = status;
     heard_.NotifyAll();
   }
@@ -146,12 +152,14 @@ bool Resize(CommandContext& context, const Arguments& arguments, std::string& er
   {
     const MutexLock lock(context.mutex);
     const Dims screen = context.graphics != nullptr ? context.graphics->GetScreenDims() : dims;
+    // Refused here with the reason; the driver would only say no.
     if (dims.width > screen.width || dims.height > screen.height) {
       error = arguments.texts[1] + "x" + arguments.texts[2] + " is larger than the screen, " +
               std::to_string(screen.width) + "x" + std::to_string(screen.height);
       return false;
     }
   }
+  // Shared: when the patience ends, the window still has it and may yet call it.
   const auto outcome = std::make_shared<ResizeOutcome>();
   const bool begun = OnWindow(context, arguments, Needs::kPlane, error,
                               [&](const HostWindow& window, OutputPlane*) {
@@ -167,6 +175,7 @@ bool Resize(CommandContext& context, const Arguments& arguments, std::string& er
                                 return std::string();
                               });
   if (!begun) return false;
+  // Outside of the window list's lock: a frame's end may be two seconds off, and others look at the windows.
   error = outcome->Wait(context.resizePatience);
   std::string gone;
   if (!OnWindow(context, arguments, Needs::kNothing, gone,
@@ -209,6 +218,7 @@ bool Alpha(CommandContext& context, const Arguments& arguments, std::string& err
 bool Raise(CommandContext& context, const Arguments& arguments, std::string& error) {
   return OnWindow(context, arguments, Needs::kPlane, error,
                   [&](const HostWindow&, OutputPlane* plane) {
+                    // Null is "all others", and the plane's own lock is the driver's matter: no window is asked.
                     return plane->SetAbove(nullptr) ? std::string() : "the driver refuses";
                   });
 }
@@ -241,6 +251,7 @@ namespace {
 bool Stop(CommandContext& context, const Arguments& arguments, std::string& error) {
   return OnWindow(context, arguments, Needs::kNothing, error,
                   [&](const HostWindow& window, OutputPlane*) {
+                    // The one operation that takes no lock of the window: it also ends a load that hangs.
                     return window.window->Terminate(qx::plexion::kStatusComplete)
                                ? std::string()
                                : NoFrom(window, "stopped", context);

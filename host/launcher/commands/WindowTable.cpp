@@ -47,6 +47,7 @@ Row RowOf(const HostWindow& window, qx::plexion::IPlexionSets* service) {
   row.push_back(std::to_string(used));
   row.push_back(limit == 0 ? "none" : std::to_string(limit));
   row.push_back(std::to_string(graphics));
+  // Printed on a terminal, and read over shoulders: neither escapes nor passwords.
   row.push_back(PrintableWord(WithoutPasswords(window.content)));
   return row;
 }

@@ -30,8 +30,10 @@ void Screen(Case& c) {
 
 void Size(Case& c) {
   DriverBench bench(c);
-  for (const Dims& dims :
-       {Dims{320, 180}, Dims{1, 1}, Dims{37, 3}, Dims{1, 200}, Dims{1919, 1}, Dims{1920, 1080}}) {
+  for (
+      const Dims& dims :
+      // Odd widths, and one row or column: drivers that round up to their blocks answer with those sizes.
+      {Dims{320, 180}, Dims{1, 1}, Dims{37, 3}, Dims{1, 200}, Dims{1919, 1}, Dims{1920, 1080}}) {
     RenderPlane* const plane = bench.Render(dims);
     const Dims seen = plane->GetDims();
     CERTIFY_REQUIRE(c, seen.width == dims.width && seen.height == dims.height,
@@ -69,6 +71,7 @@ void Rows(Case& c) {
   for (const Dims& dims : {Dims{320, 180}, Dims{37, 21}, Dims{801, 600}}) {
     RenderPlane* const plane = bench.Render(dims);
     bench.Paint(*plane, 7);
+    // Every pixel, not a sample: a wrong pitch shows from the second row on only.
     const std::string wrong = bench.Unlike(*plane, 7);
     CERTIFY_REQUIRE(c, wrong.empty(),
                     "every pixel of " + Of(dims) + " as it was written before UnlockPixels", wrong);
@@ -85,6 +88,7 @@ void Reading(Case& c) {
                   "the pixel that was written",
                   Text("0x%08x", *static_cast<const uint32_t*>(pixels)));
   plane->UnlockPixels();
+  // Twice: some drivers give a copy for reading and write it back when it is unlocked.
   for (int i = 0; i < 2; ++i) {
     const std::string wrong = bench.Unlike(*plane, 9);
     CERTIFY_REQUIRE(c, wrong.empty(), "reading changes nothing, however often", wrong);
@@ -108,8 +112,11 @@ void Apart(Case& c) {
 
 void TooLarge(Case& c) {
   DriverBench bench(c);
-  for (const Dims& dims :
-       {Dims{0xFFFFFFFF, 0xFFFFFFFF}, Dims{0x40000000, 1}, Dims{0x10000, 0x10000}, Dims{0, 0}}) {
+  for (
+      const Dims& dims :
+      // Products that leave 32 bits at 4 bytes a pixel: a driver that multiplies so gives a small block for a
+      // huge plane, and the module would write behind it.
+      {Dims{0xFFFFFFFF, 0xFFFFFFFF}, Dims{0x40000000, 1}, Dims{0x10000, 0x10000}, Dims{0, 0}}) {
     c.Step("CreateRenderPlane of " + Of(dims));
     RenderPlane* const plane = bench.driver.CreateRenderPlane(dims, 0, &bench.window);
     if (plane == nullptr || plane->GetDrawingContext() == nullptr) continue;
@@ -211,6 +218,7 @@ void ValidWhileLocked(Case& c, DriverBench& bench, PlaneType* plane,
   }
   if (plane == nullptr)
     c.Skip("this driver replaces planes: resize windows with Resize(dims, true) only");
+  // Whichever it is by now.
   const Dims seen = now->GetDims();
   CERTIFY_EXPECT(c, seen.width == 150 && seen.height == 90, "150x90 after the resize", Of(seen));
 }
