@@ -26,6 +26,7 @@ uint64_t EnginePacer::DueAt(Time now) const {
 
 bool EnginePacer::GoTo(double seconds, bool relative, Time now) {
   if (!clocked_ || frames_ == 0 || finished_) return false;
+  // A seek stays in the pass that plays: it changes where, not how often.
   const uint64_t passBegins = position_ - timeline_.FrameOf(position_);
   double frame = seconds * framesPerSecond_;
   if (relative) frame += static_cast<double>(timeline_.FrameOf(position_));
@@ -37,6 +38,7 @@ bool EnginePacer::GoTo(double seconds, bool relative, Time now) {
 }
 
 uint64_t EnginePacer::SkippedBefore(uint64_t position) const {
+  // Frames between what the engine wanted next and what is due: what it did not want is not skipped.
   if (position <= nextPosition_) return 0;
   return std::min(position, EndPosition() - 1) - nextPosition_;
 }
@@ -64,6 +66,7 @@ EnginePacer::Time EnginePacer::NextDeadline() const {
   if (finished_ || !IsRunning()) return IQXKernel::kInfinite;
   // What stands still comes to its end all the same.
   const uint64_t next = std::min(nextPosition_, EndPosition());
+  // Due at once, without end: a benchmark or a render draws as fast as it can.
   if (noSpeedLimit_ && clocked_ && next != kNoFrame) return 0;
   return timeline_.DeadlineOf(next);
 }

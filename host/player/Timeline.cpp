@@ -24,6 +24,8 @@ void Timeline::Stop(Time now) {
 void Timeline::Align() {
   constexpr double kSlowest = 20;  // positions a second
   if (!running_ || positionsPerNanosecond_ * 1e9 < kSlowest) return;
+  // Back to the raster of all timelines of this rate, less than one position: nothing is shown later by it.
+  // Slow ones stay where they are: a slide of five seconds may not come up to five seconds too early.
   const double frames = std::floor(static_cast<double>(origin_) * positionsPerNanosecond_);
   origin_ = static_cast<Time>(std::ceil(frames / positionsPerNanosecond_));
 }
@@ -45,6 +47,7 @@ Timeline::Time Timeline::DeadlineOf(uint64_t position) const {
   if (!running_ || positionsPerNanosecond_ <= 0 || position == UINT64_MAX) {
     return IQXKernel::kInfinite;
   }
+  // From the origin each time, and never deadline by deadline: a loop of a year stays on its raster.
   const double offset = std::ceil(static_cast<double>(position) / positionsPerNanosecond_);
   // About a hundred years; beyond it the sum could overflow.
   if (offset > 3e18) return IQXKernel::kInfinite;

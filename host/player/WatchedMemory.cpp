@@ -26,6 +26,7 @@ constexpr size_t kLargest = 0x7FFFFFFF;
 void* AllocateWatched(qx::plexion::MemoryWatchdog* watchdog, size_t bytes) {
   if (bytes > kLargest - sizeof(Header)) return nullptr;
   const size_t whole = bytes + sizeof(Header);
+  // Without a window (drawing to files, tests) nobody counts.
   void* block = watchdog != nullptr ? watchdog->Alloc(whole, __FILE__, __LINE__) : malloc(whole);
   if (block == nullptr) return nullptr;
   PLEXION_CHECK(reinterpret_cast<uintptr_t>(block) % kAlignment == 0,
@@ -37,6 +38,7 @@ void* AllocateWatched(qx::plexion::MemoryWatchdog* watchdog, size_t bytes) {
 
 void FreeWatched(void* block) {
   if (block == nullptr) return;
+  // Where it came from stands in front of it: whoever frees does not know the window any more.
   Header* header = static_cast<Header*>(block) - 1;
   if (header->watchdog != nullptr) {
     header->watchdog->Free(header, __FILE__, __LINE__);

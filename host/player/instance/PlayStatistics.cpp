@@ -13,6 +13,7 @@ double Milliseconds(PlayStatistics::Time time) { return static_cast<double>(time
 }  // namespace
 
 void PlayStatistics::FrameDrawn(Time began, Time ended, bool late) {
+  PLEXION_CHECK(ended >= began, "a frame is drawn on a clock that does not go back");
   if (drawn_ == 0) firstFrameAfter_ = ended - loadBegan_;
   ++drawn_;
   late_ += late ? 1 : 0;

@@ -17,6 +17,7 @@ void PlayerBoard::SetEngines(EngineSource* engines) {
 
 void PlayerBoard::Prepare(const qx::plexion::StageWindowParameters& parameters) {
   const auto text = [](const char* value) { return std::string(value == nullptr ? "" : value); };
+  // The same base as the load will take, or what is made ready early is not what is asked for.
   const std::string zorBase = text(parameters.zorBase);
   ContentAddress content;
   std::string ignored;
@@ -36,6 +37,7 @@ void PlayerBoard::Add(const qx::plexion::StageWindow* window, PlayerInstance* in
   const MutexLock lock(mutex_);
   Entry& entry = entries_[window];
   entry.instance = instance;
+  // Set before the instance was there: the volume is the window's, not its player's.
   if (entry.volume != 1) instance->SetVolume(entry.volume);
 }
 
@@ -70,6 +72,7 @@ bool PlayerBoard::Seek(const qx::plexion::StageWindow* window, double seconds, b
   const MutexLock lock(mutex_);
   const auto found = entries_.find(window);
   if (found == entries_.end() || found->second.instance == nullptr) return false;
+  // Under the lock, so that the instance cannot go meanwhile; it only posts.
   return found->second.instance->Seek(seconds, relative, std::move(done));
 }
 

@@ -78,6 +78,7 @@ void PlayerInstance::ShowDueFrame() {
 }
 
 void PlayerInstance::AdvanceWithClock() {
+  // Positions count on over the passes of a loop, so that the end is one number however often it plays.
   const uint64_t end = pacer_.EndPosition();
   const uint64_t due = pacer_.DueAt(clock_.Now());
   const uint64_t skipped = pacer_.SkippedBefore(due);
@@ -114,6 +115,7 @@ void PlayerInstance::DrawFrame() {
   const Time began = clock_.Now();
   {
     const MutexLock planeLock(planeMutex_);
+    // Nothing new to see costs no lock of the pixels, no notification and no copy behind it.
     if (plane_ == nullptr || (!pictureChanged_ && !drawEverything_)) return;
     LockedPixels pixels(plane_);
     locked = pixels.Get() != nullptr;
@@ -148,6 +150,7 @@ void PlayerInstance::DrawFrame() {
     return;
   }
   const Time ended = clock_.Now();
+  // Outside of the plane's lock: the window copies the plane now, and locks it for that itself.
   statistics_.FrameDrawn(began, ended, pacer_.IsLate(ended));
   qx::plexion::StageWindowStatusData data = {};
   data.rect = &result.dirty;
@@ -156,6 +159,7 @@ void PlayerInstance::DrawFrame() {
 
 void PlayerInstance::WatchMemory(bool newPlane) {
   const Time now = clock_.Now();
+  // Four times a second is enough to be ahead of a leak, and no frame pays for the question.
   if (window_ == nullptr || (!newPlane && now < nextMemoryLook_)) return;
   nextMemoryLook_ = now + kMemoryPeriod;
   unsigned long long used = 0;
@@ -173,6 +177,7 @@ void PlayerInstance::WatchMemory(bool newPlane) {
   }
   overThreshold_ = over;
   // What is kept to be faster goes before the limit ends the window.
+  // Of a content in a process of its own the window's watchdog sees nothing until it has been told.
   const uint64_t content = engine_->BytesElsewhere().value_or(used);
   const bool scarce = graphics + content > threshold || (limit > 0 && used > limit / 4 * 3);
   if (!scarce || content <= savedAt_ + kGrownAgain) return;
@@ -189,6 +194,7 @@ void PlayerInstance::StartPlayingWhenPossible() {
   engine_->SetPlaying(true);
   const Time now = clock_.Now();
   pacer_.Start(now);
+  // On one raster with the others: windows of one rate are then due together, and the screen is composed once.
   if (clock_.IsShared()) pacer_.Align();
   statistics_.StartSample(now);
   if ((settings_.traceFlags & qx::plexion::kTraceFrameRate) != 0) {
@@ -211,6 +217,7 @@ PlayerInstance::Time PlayerInstance::SamplePeriod() const {
 void PlayerInstance::TraceFrameRate() {
   const Time now = clock_.Now();
   if (now < nextSample_) return;
+  // From the last one on, so that samples do not drift; after a long halt from now, not one for each missed.
   nextSample_ = std::max(nextSample_ + SamplePeriod(), now);
   qx::plexion::StageWindowStatusData data = {};
   data.framesPerSecond = statistics_.TakeSample(now);

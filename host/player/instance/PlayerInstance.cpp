@@ -66,6 +66,7 @@ qx::core::morvellib::MorvelLoadSettings* PlayerInstance::GetLoadSettings() {
 }
 
 bool PlayerInstance::LoadMVX() {
+  // Read on the caller's thread, which is the one that "go" let write them.
   std::string contentUrl = loadSettings_.contentUrl.Utf8();
   std::string zorBase = loadSettings_.zorBase.Utf8();
   const MutexLock lock(mutex_);
@@ -95,6 +96,7 @@ bool PlayerInstance::Pause() {
 }
 
 void PlayerInstance::SetVolume(double factor) {
+  // Kept as well as posted: what is loaded later begins with it.
   volume_ = factor;
   // Before the content is loaded nobody needs to be told.
   Command command;
@@ -140,6 +142,7 @@ bool PlayerInstance::SetRenderPlane(qx::platform::RenderPlane* plane) {
   const qx::plexion::Dims dims = plane->GetDims();
   if (dims.width == 0 || dims.height == 0) return false;
   {
+    // Waits for the frame that is being drawn: when this returns, nobody draws into the last plane any more.
     const MutexLock planeLock(planeMutex_);
     const MutexLock lock(mutex_);
     if (qx::plexion::IsTerminalStatus(status_)) return false;
@@ -173,6 +176,7 @@ void PlayerInstance::UpdateProxyParameters(const char* host, unsigned short port
 
 bool PlayerInstance::Post(Command command) {
   const MutexLock lock(mutex_);
+  // Before the load there is nobody who would understand, behind the end nobody is left.
   if (status_ < qx::plexion::kStatusLoading || status_ > qx::plexion::kStatusPaused) return false;
   commands_.push_back(std::move(command));
   WakeLocked();
@@ -182,6 +186,7 @@ bool PlayerInstance::Post(Command command) {
 void PlayerInstance::PostInput(const InputEvent& event) {
   {
     const MutexLock lock(mutex_);
+    // A content that hangs while somebody leans on a key: the queue stays short, the end stays quick.
     if (commands_.size() >= kMostWaitingInputs) return;
   }
   Command command;

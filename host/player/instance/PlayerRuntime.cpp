@@ -71,6 +71,7 @@ void PlayerRuntime::FillInstanceParameters(
 
 qx::core::morvellib::MorvelInstance* PlayerRuntime::CreateMorvelInstance(
     qx::plexion::StageWindow* window) {
+  // The module is compiled without exceptions: null is how it hears that there is no memory.
   auto* const instance = new (std::nothrow) PlayerInstance(window, *engines_, SteadyPlayerClock());
   PlayerBoard::Get().Add(window, instance);
   return instance;
@@ -78,6 +79,7 @@ qx::core::morvellib::MorvelInstance* PlayerRuntime::CreateMorvelInstance(
 
 void PlayerRuntime::DestroyMorvelInstance(qx::core::morvellib::MorvelInstance* instance) {
   auto* const own = static_cast<PlayerInstance*>(instance);
+  // First off the board: a command that has found it finishes, no other one does.
   PlayerBoard::Get().Remove(own);
   delete own;
 }

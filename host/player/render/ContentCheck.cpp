@@ -37,6 +37,7 @@ bool Measure(OffscreenContent& content, const qx::plexion::Dims& dims, Cost& cos
   std::vector<uint32_t> pixels;
   // The first one also makes what later ones keep.
   if (!content.Draw(0, dims, pixels, false, error)) return false;
+  // By this thread's own time: what else the machine does is not what the content costs.
   const int64_t begun = ThreadTimeNs();
   for (uint64_t frame = step; frame < count && ThreadTimeNs() - begun < kLongestNs; frame += step) {
     const int64_t before = ThreadTimeNs();
@@ -102,7 +103,9 @@ RenderOutcome ContentRenderer::Check(const RenderRequest& request, std::string& 
   kernel->Printf("load: %s ms\n", Fixed(Ms(loaded), 1).c_str());
   if (!cost.drawNs.empty()) {
     std::sort(cost.drawNs.begin(), cost.drawNs.end());
+    // The median tells what play costs, the slowest frame whether it will stumble: a mean says neither.
     const int64_t median = cost.drawNs[cost.drawNs.size() / 2];
+    // Milliseconds of each second, in hundredths of it.
     const double share = Ms(median) * content.Facts().framesPerSecond / 10;
     kernel->Printf(
         "a frame at %ux%u: %s ms (median of %u), slowest frame %llu with %s ms; "

@@ -63,6 +63,7 @@ class Output {
   }
 
   bool Add(uint64_t frame, std::vector<uint32_t>& pixels, std::string& error) {
+    // Engines draw premultiplied pixels; the formats of files want them apart from their alpha.
     PreparePixels(pixels, request_.hasBackground, request_.background);
     ++written_;
     IQXKernel* const kernel = IQXKernel::GetKernel();
@@ -86,6 +87,7 @@ class Output {
   bool Finish(std::string& error) {
     if (!animated_) return true;
     PLEXION_CHECK(written_ > 0, "an animation has a frame");
+    // The format wants to know how long the last frame stays: as long as those before it, on average.
     const uint64_t step = written_ > 1 ? (last_ - first_) / (written_ - 1) : 1;
     if (!animation_.Finish(At(last_ + std::max<uint64_t>(step, 1)), request_.out, error)) {
       return false;
@@ -96,6 +98,7 @@ class Output {
 
  private:
   int At(uint64_t frame) const {
+    // From the first frame each time: milliseconds that are rounded one by one would add up.
     const double ms = static_cast<double>(frame - first_) * 1000 / facts_.framesPerSecond;
     return static_cast<int>(std::min(lround(ms), 2000000000L));
   }
@@ -132,6 +135,7 @@ bool ChooseFrames(const RenderRequest& request, const ContentFacts& facts,
               std::to_string(facts.frameCount - 1);
       return false;
     }
+    // Counted before it is listed: "0-18446744073709551614" must not take memory first.
     if ((last - first) / step >= kMostFrames - std::min<uint64_t>(frames.size(), kMostFrames)) {
       error = "more than " + std::to_string(kMostFrames) + " frames are asked for";
       return false;
@@ -157,6 +161,7 @@ RenderOutcome ContentRenderer::Render(const RenderRequest& request, std::string&
   }
   qx::plexion::Dims dims = content.Facts().stageDims;
   if (request.width != 0) dims = {request.width, request.height};
+  // A content may say any size of itself, and a picture of it is held whole.
   if (std::max(dims.width, dims.height) > kLargestSide) {
     error = request.content + ": it is " + std::to_string(dims.width) + "x" +
             std::to_string(dims.height) + " pixels large; expected --size with at most " +

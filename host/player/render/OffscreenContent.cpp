@@ -23,6 +23,7 @@ bool OffscreenContent::Open(const std::string& content, const std::string& morve
     return false;
   }
   settings_.contentUrl = content;
+  // Transparent below: the background is the caller's, who may want none.
   settings_.bgAlpha = 0;
   settings_.morvelVars = morvelVars;
   error.status = qx::plexion::kErrorStartupFailure;

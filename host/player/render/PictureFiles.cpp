@@ -25,6 +25,7 @@ std::string Reason(const std::string& path) {
 /// A file under another name until it is whole.
 class WholeFile {
  public:
+  // "x": an old part that another render is just writing is not written into.
   explicit WholeFile(const std::string& path)
       : path_(path), temporary_(path + ".part"), file_(fopen(temporary_.c_str(), "wbx")) {}
   WholeFile(const WholeFile&) = delete;
@@ -79,6 +80,7 @@ bool WritePngFile(const std::string& path, const qx::plexion::Dims& dims,
     error = Reason(path);
     return false;
   }
+  // The simplified interface: one call, which picks filters and compression that are good enough.
   if (png_image_write_to_stdio(&image, file.Get(), 0, pixels.data(),
                                static_cast<png_int_32>(dims.width * 4), nullptr) == 0) {
     error = "cannot write '" + path + "': " + image.message;
