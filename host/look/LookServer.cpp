@@ -45,6 +45,7 @@ struct LookCallbacks {
                               const char* method, const char*, const char*, size_t* bodySize,
                               void** seen) {
     auto* const server = static_cast<LookServer*>(context);
+    // Only its address is used: the library hands back whatever stands in `seen`, and null is the first call.
     static int mark = 0;
     if (*seen == nullptr) {
       *seen = &mark;
@@ -65,6 +66,7 @@ struct LookCallbacks {
     LookServer::Answer answer;
     try {
       answer = server->Handle(request);
+      // Nothing may pass through the library, which is written in C.
     } catch (const std::exception&) {
       return MHD_NO;
     }
@@ -99,6 +101,7 @@ bool LookServer::Start(const LookSettings& settings, ILookSource& source, std::s
   sockaddr_storage address{};
   auto* const four = reinterpret_cast<sockaddr_in*>(&address);
   auto* const six = reinterpret_cast<sockaddr_in6*>(&address);
+  // One thread for all: no answer waits for anybody, so `source_` and the pictures need no lock of ours.
   unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_AUTO | MHD_USE_ITC;
   if (inet_pton(AF_INET, settings.address.c_str(), &four->sin_addr) == 1) {
     four->sin_family = AF_INET;
@@ -130,6 +133,8 @@ bool LookServer::Start(const LookSettings& settings, ILookSource& source, std::s
   const MHD_DaemonInfo* const info = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_BIND_PORT);
   port_ = info != nullptr ? info->port : settings.port;
   if (port_ == settings.port) return true;
+  // Port 0 was asked for. The rules compare the Host header with the port, and only now it is known: once
+  // more, with the number that the system has just given.
   LookSettings found = settings;
   found.port = port_;
   MHD_stop_daemon(daemon_);
@@ -165,6 +170,7 @@ LookServer::Answer LookServer::Handle(const LookRequest& request) {
 LookServer::Answer LookServer::Get(const std::string& rest) {
   Answer answer;
   if (rest == "/") {
+    // For this answer alone: a script that somebody gets into the page does not know it, and does not run.
     const std::string nonce = RandomToken();
     answer.type = "text/html; charset=utf-8";
     answer.body = LookPage(nonce);
@@ -196,6 +202,7 @@ LookServer::Answer LookServer::Act(const std::string& action) {
     if (action != known) continue;
     std::string error;
     if (source_->Act(action, error)) return answer;
+    // The request was in order; what plays did not take it.
     answer.status = 409;
     answer.body = error + "\n";
     return answer;
@@ -208,6 +215,7 @@ LookServer::Answer LookServer::Act(const std::string& action) {
 const std::string& LookServer::Picture() {
   const auto now = std::chrono::steady_clock::now();
   const uint64_t frame = source_->GetFrameCount();
+  // However many look, a picture is made twice a second at most, and none where nothing was presented.
   const bool fresh =
       !picture_.empty() && (frame == pictureFrame_ || now < pictureAt_ + kPictureLasts);
   qx::plexion::Dims dims{};

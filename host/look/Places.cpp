@@ -33,6 +33,7 @@ std::optional<int> Places::Enter(Id id, int socket, const std::string& address,
   }
   std::optional<int> goes;
   if (longest != nullptr) {
+    // It keeps its entry until the library has closed it, and counts no more.
     longest->going = true;
     goes = longest->socket;
   }

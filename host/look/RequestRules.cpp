@@ -36,12 +36,15 @@ bool RequestRules::IsOurHost(const std::string& host) const {
   if (name.size() > 2 && name.front() == '[' && name.back() == ']') {
     name = name.substr(1, name.size() - 2);
   }
+  // A name that leads here by somebody else's name server (DNS rebinding) is none of ours: served at all
+  // addresses, only numbers and localhost are.
   const bool all = address_ == "0.0.0.0" || address_ == "::";
   if (all) return IsNumber(name) || name == "localhost";
   return name == address_ || (name == "localhost" && IsLoopback(address_));
 }
 
 bool RequestRules::IsToken(const std::string& text) const {
+  // Every character is looked at, whatever came before: the time of the answer tells nothing of the token.
   unsigned different = text.size() == token_.size() ? 0 : 1;
   for (size_t i = 0; i < token_.size(); ++i) {
     const char other = i < text.size() ? text[i] : '\0';
@@ -63,6 +66,8 @@ unsigned RequestRules::Check(const LookRequest& request, std::string& rest) cons
   const bool action = rest.compare(0, 4, "/do/") == 0;
   if (request.method == "GET" || request.method == "HEAD") return action ? kNotAllowed : 0;
   if (request.method != "POST" || !action) return kNotAllowed;
+  // A page of another site can send a form, with the address if it knows it, but neither a header of its own
+  // nor our Origin. Browsers that send none of these are old, or no browsers.
   const bool ours = request.origin.empty() || request.origin == "http://" + request.host;
   const bool site = request.fetchSite.empty() || request.fetchSite == "same-origin";
   return ours && site && !request.mark.empty() ? 0 : kForbidden;

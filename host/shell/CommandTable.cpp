@@ -116,6 +116,7 @@ std::optional<CommandTable::Outcome> CommandTable::TryRun(const std::string& lin
   std::string error;
   if (!SplitCommandWords(line, words, error)) return Outcome{false, true, std::string(), error};
   if (words.empty()) return Outcome();
+  // Not waited for: the caller may be what the running command waits for.
   const std::unique_lock<std::mutex> turn(turn_, std::try_to_lock);
   if (!turn.owns_lock()) return std::nullopt;
   return Execute(words);
@@ -135,6 +136,7 @@ CommandTable::Outcome CommandTable::Execute(std::vector<std::string>& words) {
     const auto found = commands_.find(words[0]);
     if (found != commands_.end()) command = found->second;
     console = console_;
+    // Noted under the same lock that found it: Unregister either sees it run, or it is not found.
     running_ = command;
     runner_ = std::this_thread::get_id();
   }

@@ -95,6 +95,7 @@ void InputReader::ReadStream() {
     if (count > 0) {
       lines.Append(bytes, static_cast<size_t>(count));
     } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+      // A last line without an end was meant: "echo -n quit" pipes one.
       lines.Finish();
       ended = true;
     }

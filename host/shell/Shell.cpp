@@ -25,6 +25,7 @@ Shell::Shell(int inputFd, int outputFd)
 Shell::~Shell() {
   // A line may be waiting for a word that no longer comes.
   commands_.Stop();
+  // Both join their threads, and so wait for a command that is running.
   server_.reset();
   reader_.reset();
   IQXKernel::GetKernel()->ReleaseModule(console_);

@@ -57,6 +57,7 @@ std::string SocketServer::FormatAnswer(const CommandTable::Outcome& outcome) {
 
 void SocketServer::Serve() {
   while (!wake_.IsRaised()) {
+    // Who has not taken an answer yet is not read from: a client that only writes fills its own buffer, not ours.
     std::vector<pollfd> waits{{wake_.Fd(), POLLIN, 0}, {socket_.Fd(), POLLIN, 0}};
     for (const Client& client : clients_) {
       waits.push_back({client.fd, static_cast<short>(client.answer.empty() ? POLLIN : POLLOUT), 0});
@@ -73,6 +74,7 @@ void SocketServer::Serve() {
       if (!client.gone) Send(client);
       if (!client.gone) Work(client);
     }
+    // Behind the loop, which still counts by the order of `waits`.
     clients_.remove_if([](const Client& client) {
       const bool finished = client.ended && client.lines.IsEmpty() && client.answer.empty();
       if (client.gone || finished) close(client.fd);
@@ -119,6 +121,7 @@ void SocketServer::Read(Client& client, bool hungUp) {
   char bytes[4096];
   const ssize_t count = recv(client.fd, bytes, sizeof(bytes), 0);
   if (count > 0) {
+    // One piece at a turn: who sends without end has its turn like all others.
     client.lines.Append(bytes, static_cast<size_t>(count));
   } else if (count == 0) {
     // Who merely ends sending means what was sent; who vanishes in the middle of a line may have
@@ -148,6 +151,7 @@ void SocketServer::Send(Client& client) {
 
 void SocketServer::Work(Client& client) {
   while (!client.gone && client.answer.empty() && !client.lines.IsEmpty() && !wake_.IsRaised()) {
+    // Commands run on this thread, one after the other; a slow one makes the other clients wait, not the display.
     const LineBuffer::Line line = client.lines.Take();
     client.answer =
         FormatAnswer(line.tooLong ? CommandTable::RefuseLongLine() : commands_.Run(line.text));

@@ -33,6 +33,7 @@ class ThreadLocale {
 };
 
 FILE* OpenStream(int fd, const char* mode) {
+  // A copy: closing the stream must not close the process's standard input.
   const int copy = dup(fd);
   FILE* const stream = copy >= 0 ? fdopen(copy, mode) : nullptr;
   if (stream == nullptr && copy >= 0) close(copy);
@@ -210,6 +211,7 @@ bool TerminalPrompt::DecodeCharacter(wchar_t* character) {
   if (pending_.empty()) return false;
   mbstate_t state{};
   size_t bytes = mbrtowc(character, pending_.data(), pending_.size(), &state);
+  // In the middle of a character the rest is still to come; four bytes that make none never will.
   if (bytes == static_cast<size_t>(-2) && pending_.size() < 4) return false;
   if (bytes == static_cast<size_t>(-1) || bytes == static_cast<size_t>(-2)) {
     *character = kReplacement;

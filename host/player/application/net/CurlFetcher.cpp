@@ -33,7 +33,8 @@ Clock::duration Seconds(double seconds) {
 
 class CurlFetcher final : public DataFetcher {
  public:
-  explicit CurlFetcher(FetchSettings settings) : settings_(std::move(settings)) {
+  explicit CurlFetcher(FetchSettings settings)
+      : settings_(std::move(settings)), proxy_(settings_.proxy) {
     for (size_t i = 0; i < settings_.addresses.size(); ++i) questions_.emplace_back(underWay_);
   }
   ~CurlFetcher() override {
@@ -48,6 +49,7 @@ class CurlFetcher final : public DataFetcher {
   }
 
   bool Start() {
+    // Once for the process: the library's own set-up is no matter for two threads.
     static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
     multi_ = ready == CURLE_OK ? curl_multi_init() : nullptr;
     if (multi_ == nullptr) return false;
@@ -63,6 +65,7 @@ class CurlFetcher final : public DataFetcher {
     const MutexLock lock(mutex_);
     std::vector<Fetched> taken;
     for (auto& each : fetched_) {
+      // From here on its bytes are the application's, which counts them against its own limit.
       underWay_ -= each.second.bytes.size();
       taken.push_back(std::move(each.second));
     }
@@ -80,7 +83,7 @@ class CurlFetcher final : public DataFetcher {
 
   void SetProxy(const ProxySettings& proxy) override {
     const MutexLock lock(mutex_);
-    settings_.proxy = proxy;
+    proxy_ = proxy;
   }
 
  private:
@@ -130,8 +133,10 @@ class CurlFetcher final : public DataFetcher {
   void Ask(size_t index) {
     Question& question = questions_[index];
     question.redirections = 0;
+    // Answered, and nobody has refused it since: the waits after failures begin anew.
     if (std::exchange(question.wasAnswered, false)) question.failures = 0;
     if (std::exchange(question.isRefused, false)) question.version = AnswerVersion();
+    // One end for the whole way: a server that sends from place to place wins no time by it.
     question.end = Clock::now() + Seconds(settings_.addresses[index].timeoutSeconds);
     Send(index, settings_.addresses[index].address);
   }
@@ -142,7 +147,7 @@ class CurlFetcher final : public DataFetcher {
     const double left = std::chrono::duration<double>(question.end - Clock::now()).count();
     {
       const MutexLock lock(mutex_);
-      question.request.Begin(address, left, settings_, question.version);
+      question.request.Begin(address, left, settings_, proxy_, question.version);
     }
     question.isUnderWay = question.request.Handle() != nullptr &&
                           curl_multi_add_handle(multi_, question.request.Handle()) == CURLM_OK;
@@ -205,10 +210,12 @@ class CurlFetcher final : public DataFetcher {
   void Redirect(size_t index, std::string target) {
     Question& question = questions_[index];
     const std::string host = HostOf(target);
+    // A declared server must not make this device ask one that nobody declared, in its own network above all.
     if (std::find(settings_.hosts.begin(), settings_.hosts.end(), host) == settings_.hosts.end()) {
       return Fail(index, "the server sends to \"" + PrintableWord(target.substr(0, 200)) +
                              "\"; expected a host that the application declares");
     }
+    // What was asked for by https is not handed on to whoever listens.
     if (IsSecure(question.asked) && !IsSecure(target)) {
       return Fail(index, "the server sends from https to an address without");
     }
@@ -249,14 +256,16 @@ class CurlFetcher final : public DataFetcher {
         last = std::move(fetched);
       }
     }
+    // Without the lock: it takes the player's.
     settings_.wake();
   }
 
-  FetchSettings settings_;  ///< its proxy is guarded by the mutex, all else constant
+  const FetchSettings settings_;
   CURLM* multi_ = nullptr;
   std::atomic<uint64_t> underWay_{0};  ///< bytes of answers that nobody has taken yet
   std::deque<Question> questions_;     ///< the thread's while it runs
   Mutex mutex_;
+  ProxySettings proxy_ GUARDED_BY(mutex_);  ///< a host may name another one while content plays
   bool stops_ GUARDED_BY(mutex_) = false;
   std::vector<size_t> refused_ GUARDED_BY(mutex_);
   std::map<size_t, Fetched> fetched_ GUARDED_BY(mutex_);

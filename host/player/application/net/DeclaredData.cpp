@@ -21,6 +21,7 @@ constexpr size_t kPrefixBytes = sizeof kDataPrefix - 1;
 void DeclaredData::Start(const std::vector<DataSource>& sources, IDataAccess* access) {
   FetchSettings settings;
   for (const DataSource& source : sources) {
+    // Those of streams, too: an address may send to any host that the document declares.
     settings.hosts.push_back(HostOf(source.address));
     if (source.isStream) continue;
     settings.addresses.push_back({source.address, source.everySeconds, source.timeoutSeconds});
@@ -51,11 +52,13 @@ bool DeclaredData::Keep(Entry& entry, const std::string& bytes) {
   for (const Entry& each : entries_) {
     if (&each != &entry && each.bytes != nullptr) others += each.bytes->Size();
   }
+  // Without its own last answer, which the new one replaces.
   if (others + bytes.size() > kMostDataBytes) {
     entry.failure = "all data together would have more than the " + std::to_string(kMostDataBytes) +
                     " bytes that are allowed";
     return false;
   }
+  // In the window's memory: what comes from the network counts against the window's limit.
   auto kept = std::make_unique<WatchedBuffer>();
   if (!bytes.empty() && !kept->Resize(host_.Memory(), bytes.size())) {
     entry.failure = "no memory for its " + std::to_string(bytes.size()) + " bytes";

@@ -44,6 +44,7 @@ HttpRequest::~HttpRequest() {
 }
 
 void HttpRequest::Drop() {
+  // With its room: `clear` would keep the largest answer's for the life of the application.
   underWay_ -= bytes_.size();
   bytes_ = std::string();
 }
@@ -58,6 +59,7 @@ void HttpRequest::SetIdentity(const std::string& host, const FetchSettings& sett
     const size_t equals = entry.find('=');
     if (equals == std::string::npos) continue;
     const std::string name = LowerAscii(entry.substr(0, equals));
+    // The host's own entry is the better one, wherever it stands.
     if (name == host || (name == "*" && file.empty())) file = entry.substr(equals + 1);
     if (name == host) break;
   }
@@ -68,7 +70,8 @@ void HttpRequest::SetIdentity(const std::string& host, const FetchSettings& sett
 }
 
 void HttpRequest::Begin(const std::string& address, double timeoutSeconds,
-                        const FetchSettings& settings, const AnswerVersion& version) {
+                        const FetchSettings& settings, const ProxySettings& proxy,
+                        const AnswerVersion& version) {
   Drop();
   failure_.clear();
   redirection_.clear();
@@ -84,10 +87,12 @@ void HttpRequest::Begin(const std::string& address, double timeoutSeconds,
   const auto timeoutMs = static_cast<long>(std::max(1.0, ceil(timeoutSeconds * 1000)));
   curl_easy_setopt(handle_, CURLOPT_URL, address.c_str());
   curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, "http,https");
+  // Where a redirection leads is looked at first; the library would follow it anywhere.
   curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(handle_, CURLOPT_TIMEOUT_MS, timeoutMs);
   curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS, timeoutMs);
   curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kLargestAnswer));
+  // Time-outs by signals would arrive on whichever thread the process has.
   curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
   // The end of the content does not wait for names to be looked up.
   curl_easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
@@ -101,12 +106,12 @@ void HttpRequest::Begin(const std::string& address, double timeoutSeconds,
   // Only the proxy that the device names, as for media; not one of the environment, and whatever that
   // leaves out.
   curl_easy_setopt(handle_, CURLOPT_NOPROXY, "");
-  curl_easy_setopt(handle_, CURLOPT_PROXY, settings.proxy.host.c_str());
-  if (!settings.proxy.host.empty()) {
-    curl_easy_setopt(handle_, CURLOPT_PROXYPORT, static_cast<long>(settings.proxy.port));
-    if (!settings.proxy.user.empty()) {
-      curl_easy_setopt(handle_, CURLOPT_PROXYUSERNAME, settings.proxy.user.c_str());
-      curl_easy_setopt(handle_, CURLOPT_PROXYPASSWORD, settings.proxy.password.c_str());
+  curl_easy_setopt(handle_, CURLOPT_PROXY, proxy.host.c_str());
+  if (!proxy.host.empty()) {
+    curl_easy_setopt(handle_, CURLOPT_PROXYPORT, static_cast<long>(proxy.port));
+    if (!proxy.user.empty()) {
+      curl_easy_setopt(handle_, CURLOPT_PROXYUSERNAME, proxy.user.c_str());
+      curl_easy_setopt(handle_, CURLOPT_PROXYPASSWORD, proxy.password.c_str());
     }
   }
   SetIdentity(HostOf(address), settings);

@@ -32,9 +32,9 @@ class HttpRequest {
   HttpRequest(const HttpRequest&) = delete;
   HttpRequest& operator=(const HttpRequest&) = delete;
 
-  /// Sets the question up; `version` is that of the answer which is already there.
+  /// Sets the question up; `proxy` is the one of now, `version` that of the answer which is already there.
   void Begin(const std::string& address, double timeoutSeconds, const FetchSettings& settings,
-             const AnswerVersion& version);
+             const ProxySettings& proxy, const AnswerVersion& version);
   /// To be driven by a curl_multi; null when the library is out of memory.
   CURL* Handle() { return handle_; }
   /// What became of it, once the library says `code`.
