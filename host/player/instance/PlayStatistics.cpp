@@ -4,6 +4,8 @@
 
 #include <stdio.h>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::player {
 
 namespace {
