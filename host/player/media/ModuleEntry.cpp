@@ -2,6 +2,7 @@
 #include <gst/gst.h>
 
 #include <mutex>
+#include <string>
 #include <system_error>
 
 #include "host/base/Mutex.h"
@@ -9,6 +10,7 @@
 #include "host/contracts/HostModule.h"
 #include "host/contracts/IHostSound.h"
 #include "host/player/media/MediaEngine.h"
+#include "host/player/media/decoder/CodecLibrary.h"
 #include "host/player/media/sound/SoundDevices.h"
 #include "host/player/media/sound/SoundOutput.h"
 #include "host/player/media/sound/SoundSink.h"
@@ -47,18 +49,19 @@ constexpr Preparation kPreparations[] = {
 };
 
 constexpr const char* kCommonParts[] = {
-    "coreelements",  "playback",        "app",          "typefindfunctions",
-    nullptr,         "videoparsersbad", "audioparsers", "audioconvert",
-    "audioresample", "volume",          "libav"};
+    "coreelements",    "playback",     "app",          "typefindfunctions", nullptr,
+    "videoparsersbad", "audioparsers", "audioconvert", "audioresample",     "volume"};
 
-/// Opens libraries in the order in which a first load needs them. The last, which brings a hundred
-/// others along, takes longer than all the rest; and while it is being opened no other library can
-/// be, so what stands before it must be there by then.
+/// Opens libraries in the order in which a first load needs them. The last, the codec library, which
+/// brings eighty others along, takes longer than all the rest; and while it is being opened no other
+/// library can be, so what stands before it must be there by then.
 void OpenParts(const char* demuxer) {
   for (const char* part : kCommonParts) {
     GstPlugin* plugin = gst_plugin_load_by_name(part == nullptr ? demuxer : part);
     if (plugin != nullptr) gst_object_unref(plugin);
   }
+  std::string ignored;  // who decodes with it says that it is missing
+  CodecLibrary::Get(ignored);
 }
 
 class MediaModule final : public IEngineModule {

@@ -96,7 +96,7 @@ GTlsCertificateFlags Verify(GTlsDatabase* self, GTlsCertificate* chain, const gc
   return faults;
 }
 
-void Finalize(GObject* object) {
+void FinalizeNoting(GObject* object) {
   g_object_unref(Noting(object)->inner);
   delete Noting(object)->verdict;
   auto* const parent = static_cast<GObjectClass*>(
@@ -104,14 +104,14 @@ void Finalize(GObject* object) {
   parent->finalize(object);
 }
 
-void InitClass(gpointer made, gpointer) {
-  G_OBJECT_CLASS(made)->finalize = Finalize;
+void InitNotingClass(gpointer made, gpointer) {
+  G_OBJECT_CLASS(made)->finalize = FinalizeNoting;
   G_TLS_DATABASE_CLASS(made)->verify_chain = Verify;
 }
 
 GType NotingType() {
   static const GType type = g_type_register_static_simple(
-      G_TYPE_TLS_DATABASE, "PlexionNotingDatabase", sizeof(GTlsDatabaseClass), InitClass,
+      G_TYPE_TLS_DATABASE, "PlexionNotingDatabase", sizeof(GTlsDatabaseClass), InitNotingClass,
       sizeof(NotingDatabase), nullptr, GTypeFlags{});
   return type;
 }

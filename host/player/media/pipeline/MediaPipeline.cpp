@@ -9,6 +9,7 @@
 
 #include "host/base/Check.h"
 #include "host/player/image/PictureDecoder.h"
+#include "host/player/media/decoder/VideoDecoder.h"
 #include "host/player/media/framework/FrameworkSetup.h"
 #include "host/player/media/pipeline/DecoderThreads.h"
 #include "host/player/media/sound/SoundOutput.h"
@@ -56,6 +57,7 @@ MediaPipeline::~MediaPipeline() {
 bool MediaPipeline::Build(const Request& request, EngineError& error) {
   PLEXION_CHECK(playbin_ == nullptr, "a pipeline is built once");
   SetUpFramework();
+  RegisterVideoDecoder();
   GstElement* playbin = gst_element_factory_make("playbin", nullptr);
   if (playbin == nullptr) {
     error = NotInstalled("playbin", "gstreamer1.0-plugins-base");
@@ -375,6 +377,10 @@ void MediaPipeline::OnElement(GstElement*, GstElement* element, gpointer self) {
     auto* pipeline = static_cast<MediaPipeline*>(self);
     pipeline->stage_ = 2;
     if (!pipeline->hurry_) ChooseDecoderThreads(element, pipeline->host_.Settings().speed);
+  }
+  // Between the decoder and our sink: of three pictures, its own choice, two would only wait.
+  if (g_strcmp0(GST_OBJECT_NAME(element), "vqueue") == 0) {
+    g_object_set(element, "max-size-buffers", 1u, nullptr);
   }
   if (g_strcmp0(GST_OBJECT_NAME(factory), "typefind") == 0) {
     g_signal_connect(element, "have-type", G_CALLBACK(OnType), self);
