@@ -35,6 +35,7 @@ void Case::Say(char kind, const std::string& first, const std::string& second) {
   const auto flat = [](std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' ');
+    // Tabs and line ends part what is said; the reader would take a stranger's text for a word of ours.
     return text.substr(0, 2000);
   };
   const std::string line = std::string(1, kind) + flat(first) + "\t" + flat(second) + "\n";
@@ -67,6 +68,7 @@ void Case::End() { Say('E', ""); }
 bool Case::Until(const std::function<bool()>& condition, int milliseconds) {
   for (int i = 0; i < milliseconds; ++i) {
     if (condition()) return true;
+    // By the kernel under test: a kernel with a scheduler of its own lets the others run then only.
     Kernel().Sleep(kMillisecond);
   }
   return condition();
@@ -98,6 +100,7 @@ void CaseThread::Run(IQXKernel::Thread*, void* self) {
   } catch (const std::exception& error) {
     thread->case_.Record("no exception of the case's own", error.what());
   }
+  // Last, also after a failure: whoever waits for it must not wait for ever.
   thread->ended_ = true;
 }
 

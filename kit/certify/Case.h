@@ -6,7 +6,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <string>
 #include <utility>
@@ -68,7 +67,6 @@ class Case {
   Bench& bench_;
   const Options& options_;
   std::function<void()> afterKernel_;
-  std::mutex mutex_;  // order of what is said
   std::atomic<bool> failed_{false};
 };
 

@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+#include "host/base/Check.h"
+
 extern char** environ;
 
 namespace plexion_certify {
@@ -116,6 +118,7 @@ bool Start(const Options& options, int argc, char** argv, const Promise& promise
   if (pipe2(ends, O_CLOEXEC) != 0) return false;
   running.report = ends[0];
   fcntl(ends[0], F_SETFL, O_NONBLOCK);
+  // In memory, not through a pipe: a case that prints without a reader would stand still.
   running.output = memfd_create("certify-output", MFD_CLOEXEC);
 
   std::vector<std::string> words(argv, argv + argc);
@@ -126,6 +129,7 @@ bool Start(const Options& options, int argc, char** argv, const Promise& promise
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
+  // A shell module under test reads what there is; the runner's own input is not for it.
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, running.output, 1);
   posix_spawn_file_actions_adddup2(&actions, running.output, 2);
@@ -139,6 +143,7 @@ bool Start(const Options& options, int argc, char** argv, const Promise& promise
   posix_spawnattr_setsigdefault(&attributes, &defaults);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
   posix_spawnattr_setpgroup(&attributes, 0);
+  // Spawned and not forked: nothing of the runner's state is in a case, so that cases cannot depend on their order.
   const int failed = posix_spawn(&running.process, "/proc/self/exe", &actions, &attributes,
                                  arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
@@ -161,6 +166,8 @@ void End(const Running& running) {
 }
 
 bool LookAfter(const Options& options, Running& running, Result& result) {
+  PLEXION_CHECK(result.promise != nullptr && running.process > 0,
+                "a case that was started is looked after");
   const bool open = Hear(running, result);
   int status = 0;
   const bool late = Clock::now() >= running.deadline;

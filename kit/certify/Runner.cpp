@@ -92,6 +92,7 @@ class Run {
       }
       std::vector<pollfd> polled;
       for (const Running& each : running_) polled.push_back({each.report, POLLIN, 0});
+      // Not for longer: a case that has closed its pipe is seen by its end, and limits are looked at here.
       poll(polled.data(), polled.size(), 20);
       for (auto at = running_.begin(); at != running_.end();) {
         if (LookAfter(options_, *at, results_[at->index])) {

@@ -9,6 +9,8 @@
 
 #include <cstring>
 
+#include "qx/core/Check.h"
+
 extern char** environ;  // NOLINT(readability-redundant-declaration): not every
                         // system's header has it
 
@@ -53,6 +55,7 @@ bool Border::Open(const RecorderSettings& settings, std::string& error) {
     file.chunkBytes /= 2;
   }
   const std::lock_guard<std::mutex> lock(mutex_);
+  // Before the first record: a password that stands in the environment must not be in one that names it.
   secrets_.LearnEnvironment(environ);
   secrets_.HideWords(settings.argc, settings.argv);
   return file_.Open(file, error);
@@ -60,6 +63,8 @@ bool Border::Open(const RecorderSettings& settings, std::string& error) {
 
 void Border::Close(const char* reason) {
   if (outside_ != nullptr) return;
+  // The kernel is asked without our lock, here and below: it is a stranger's, and may print, which crosses the
+  // border and comes back to us.
   const int64_t now = file_.IsOpen() ? kernel_->GetTime() : 0;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (!file_.IsOpen()) return;
@@ -71,6 +76,7 @@ void Border::Close(const char* reason) {
 
 BorderThread& Border::Here() {
   if (outside_ != nullptr) return outside_->Here();
+  // Of the thread and not in a table: every crossing asks for it, and no lock is taken for the answer.
   static thread_local BorderThread thread;
   // Numbers are one border's; a thread may outlive it.
   if (thread.border != serial_) {
@@ -78,6 +84,8 @@ BorderThread& Border::Here() {
     thread.border = serial_;
     {
       const std::lock_guard<std::mutex> lock(mutex_);
+      // A host that makes threads without end gets one number for all that come behind these; only the story of
+      // who is who suffers.
       if (threadNames_.size() < kMostThreads) threadNames_.emplace_back();
       thread.number = static_cast<uint32_t>(threadNames_.size());
     }
@@ -91,6 +99,7 @@ void Border::Append(RecordKind kind, Operation operation, const BorderThread& th
   if (!file_.IsOpen()) return;
   if (file_.IsChunkFull(encoder_.Size())) {
     file_.NextChunk(now);
+    // The beginning may be gone by the time that this is read: names are said again in each chunk of the ring.
     if (file_.IsInRing()) Snapshot(now);
   }
   RecordHeader header{};
@@ -150,6 +159,8 @@ void Border::NoteThread(const std::string& name) {
   const BorderThread& thread = Here();
   const int64_t now = kernel_->GetTime();
   const std::lock_guard<std::mutex> lock(mutex_);
+  QX_CHECK(thread.number > 0 && thread.number <= threadNames_.size(),
+           "a thread that speaks has its number");
   threadNames_[thread.number - 1] = name;
   encoder_.Clear();
   encoder_.Unsigned(thread.number);
@@ -173,6 +184,7 @@ void Border::PutText(Encoder& to, const char* text) {
   if (text == nullptr) {
     to.Null();
   } else {
+    // Bounded: a text of a host may lack its end, and reading on for it would be our crash.
     to.Text(secrets_.Hide(std::string_view(text, strnlen(text, kLongestTextBytes))));
   }
 }
@@ -196,6 +208,7 @@ void Border::PutOpaque(Encoder& to, const void* pointer) {
     to.Null();
     return;
   }
+  // Numbered in the order in which they come, since addresses differ from run to run.
   to.Opaque(opaque_.emplace(pointer, opaque_.size() + 1).first->second);
 }
 
@@ -261,6 +274,7 @@ void Border::ForgetModule() {
   {
     const std::lock_guard<std::mutex> lock(tableMutex_);
     for (const auto& [key, wrapper] : byRaw_) {
+      // The kinds between are the module's own; those of the host live on.
       if (key.kind >= ObjectKind::kCommand && key.kind <= ObjectKind::kService) {
         gone.push_back(wrapper.get());
       }

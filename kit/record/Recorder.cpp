@@ -45,6 +45,7 @@ void UnloadModule(Border& border, Recorder::UnloadEntry unload, IQXModule* servi
       border, Operation::kModuleUnload, [&](Encoder& to) { border.PutObject(to, wrapper); },
       [&] { unload(static_cast<IQXModule*>(const_cast<void*>(wrapper->behind))); },
       [](Encoder&) {});
+  // A module that is loaded again may have its objects at the same addresses.
   border.ForgetModule();
 }
 

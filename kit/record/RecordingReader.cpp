@@ -133,6 +133,7 @@ std::string Recording::CheckRecord(const RecordHeader& header, size_t room,
     return "it has " + std::to_string(header.bytes) + " bytes; " + std::to_string(room) +
            " are left";
   }
+  // A recording may be anybody's: each number is looked at before anything is chosen by it.
   if (header.operation >= Operation::kCount) return "an operation that there is not";
   if (header.kind > RecordKind::kNote ||
       (header.kind == RecordKind::kNote) != IsNote(header.operation) ||
