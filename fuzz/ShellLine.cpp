@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "fuzz/FuzzInput.h"
-#include "host/shell/CommandWords.h"
+#include "host/base/CommandWords.h"
 #include "host/shell/LineBuffer.h"
 
 namespace {

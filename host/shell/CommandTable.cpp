@@ -6,8 +6,8 @@
 #include <chrono>
 
 #include "host/base/Check.h"
+#include "host/base/CommandWords.h"
 #include "host/base/Text.h"
-#include "host/shell/CommandWords.h"
 #include "host/shell/LineBuffer.h"
 
 namespace plexion_host {

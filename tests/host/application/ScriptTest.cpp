@@ -12,17 +12,18 @@ namespace {
 
 TEST_F(ApplicationTest, SettingsReachTheScript) {
   host_.settings.variables = {{"title", "Soup of the day"}};
-  host_.settings.zorCmdLine = "--floor 3 'second hall' \"a \\\"b\\\"\" c\\ d";
+  host_.settings.zorCmdLine = "--floor 3 'second hall' \"a \\\"b\\\"\" c\\ d #fff";
   host_.settings.locale = "de_DE.UTF-8";
   ASSERT_TRUE(
       LoadScript("trace(vars.title, locale, #args, table.concat(args, '|'))\n"
                  "trace(clock.now().year, clock.now().fraction)"))
       << error_.message;
-  EXPECT_EQ("Soup of the day\tde_DE.UTF-8\t5\t--floor|3|second hall|a \"b\"|c d", Trace(0));
+  EXPECT_EQ("Soup of the day\tde_DE.UTF-8\t6\t--floor|3|second hall|a \"b\"|c d|#fff", Trace(0));
   EXPECT_EQ("2001\t0.25", Trace(1));
   host_.settings.zorCmdLine = "open 'quote";
   EXPECT_FALSE(LoadScript(""));
-  EXPECT_NE(error_.message.find("--zorcmdline: the quote ' is never closed"), std::string::npos);
+  EXPECT_NE(error_.message.find("--zorcmdline: the quote ' at column 6 has no partner"),
+            std::string::npos);
 }
 
 TEST_F(ApplicationTest, ClocksShowTheTimeElsewhere) {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "host/shell/CommandWords.h"
+#include "host/base/CommandWords.h"
 #include "host/shell/LineBuffer.h"
 
 namespace plexion_host {

@@ -2,13 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include "host/base/CommandWords.h"
 #include "host/launcher/commands/HostCommand.h"
 #include "host/launcher/commands/OperatorShell.h"
 #include "host/launcher/commands/WindowTable.h"
 #include "host/launcher/ctl/CtlCommand.h"
 #include "host/launcher/run/WindowControl.h"
 #include "host/shell/CommandTable.h"
-#include "host/shell/CommandWords.h"
 #include "tests/host/shell/FakeWindow.h"
 #include "tests/host/shell/ShellHost.h"
 

@@ -1,6 +1,7 @@
 // What is around an application: settings, arguments, traces, and its end.
 #include <algorithm>
 
+#include "host/base/CommandWords.h"
 #include "host/base/Text.h"
 #include "host/player/application/script/ScriptHost.h"
 #include "host/player/application/script/library/Libraries.h"
@@ -75,7 +76,7 @@ void OpenHostLibrary(lua_State* state) {
   // Parsed here and not in the document's loading: the message shall name the option.
   std::vector<std::string> words;
   std::string error;
-  if (!SplitArguments(settings.zorCmdLine, words, error)) {
+  if (!SplitCommandWords(settings.zorCmdLine, words, error, false)) {
     luaL_error(state, "--zorcmdline: %s", error.c_str());
   }
   lua_newtable(state);
@@ -84,46 +85,6 @@ void OpenHostLibrary(lua_State* state) {
     lua_rawseti(state, -2, static_cast<lua_Integer>(i) + 1);
   }
   lua_setglobal(state, "args");
-}
-
-bool SplitArguments(const std::string& line, std::vector<std::string>& words, std::string& error) {
-  std::string word;
-  bool inWord = false;
-  // As a shell does it, since that is where such lines are copied from.
-  char quote = '\0';
-  for (size_t i = 0; i < line.size(); ++i) {
-    const char c = line[i];
-    if (quote == '\'' || (quote == '"' && c != '\\')) {
-      if (c == quote) {
-        quote = '\0';
-      } else {
-        word += c;
-      }
-    } else if (c == '\\') {
-      if (++i == line.size()) {
-        error = "ends in a backslash; expected a character after it";
-        return false;
-      }
-      word += line[i];
-      inWord = true;
-    } else if (c == '\'' || c == '"') {
-      quote = c;
-      inWord = true;
-    } else if (c == ' ' || c == '\t' || c == '\n') {
-      if (inWord) words.push_back(word);
-      word.clear();
-      inWord = false;
-    } else {
-      word += c;
-      inWord = true;
-    }
-  }
-  if (quote != '\0') {
-    error = std::string("the quote ") + quote + " is never closed";
-    return false;
-  }
-  if (inWord) words.push_back(word);
-  return true;
 }
 
 }  // namespace plexion_host::player::application

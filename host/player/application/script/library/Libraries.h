@@ -2,9 +2,6 @@
 #ifndef HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_LIBRARIES_H_
 #define HOST_PLAYER_APPLICATION_SCRIPT_LIBRARY_LIBRARIES_H_
 
-#include <string>
-#include <vector>
-
 #include "host/player/application/script/PartScopes.h"
 #include "host/player/application/script/sandbox/Script.h"
 
@@ -31,10 +28,6 @@ inline int OpenLibraries(lua_State* state) {
   OpenPartScopes(state);
   return 0;
 }
-
-/// "title 'two words' x" as three arguments; quotes and backslashes as in a shell.
-/// Returns  false with `error` when a quote is never closed.
-bool SplitArguments(const std::string& line, std::vector<std::string>& words, std::string& error);
 
 }  // namespace plexion_host::player::application
 

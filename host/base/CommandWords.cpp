@@ -1,6 +1,6 @@
 // Takes a line apart: blanks, quotes, comments.
 
-#include "host/shell/CommandWords.h"
+#include "host/base/CommandWords.h"
 
 namespace plexion_host {
 namespace {
@@ -11,8 +11,8 @@ std::string At(size_t index) { return "at column " + std::to_string(index + 1); 
 
 }  // namespace
 
-bool SplitCommandWords(const std::string& line, std::vector<std::string>& words,
-                       std::string& error) {
+bool SplitCommandWords(const std::string& line, std::vector<std::string>& words, std::string& error,
+                       bool comments) {
   words.clear();
   std::string word;
   bool inWord = false;
@@ -47,7 +47,7 @@ bool SplitCommandWords(const std::string& line, std::vector<std::string>& words,
       word.clear();
       inWord = false;
       // Only where a word could begin: addresses have such signs inside.
-    } else if (c == '#' && !inWord) {
+    } else if (comments && c == '#' && !inWord) {
       break;
     } else {
       word += c;
