@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <mutex>
 #include <vector>
 
 namespace plexion_certify {

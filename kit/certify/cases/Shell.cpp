@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 #include "kit/certify/Bench.h"

@@ -79,6 +79,7 @@ class StageBuilder final : public XmlHandler {
       open_.push_back({What::kNothing});
       return "";
     }
+    // Held here while the attributes are read: those that are filled are views of them.
     std::vector<std::string> values(attributes.size());
     Attributes filled;
     for (size_t i = 0; i < attributes.size(); ++i) {
@@ -184,6 +185,7 @@ class StageBuilder final : public XmlHandler {
       }
     }
     TextAround().spans.push_back(std::move(span));
+    // Where a span begins in the text is known only when the lines are folded: a mark stands there until then.
     TextAround().text += kSpanBegin;
     open_.push_back({What::kSpan});
     return "";
@@ -340,6 +342,7 @@ class StageBuilder final : public XmlHandler {
     std::vector<TextSpan> spans = closed.spans;
     std::vector<size_t> inside;
     size_t next = 0;
+    // Behind the folding and the values of parameters, so that both count as the text that is laid out.
     for (const char c : Folded(filled)) {
       if (c == kSpanBegin) {
         inside.push_back(next);

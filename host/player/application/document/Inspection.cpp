@@ -51,6 +51,7 @@ class Inspection {
       : base_(base), parts_(parts), stage_(stage) {}
 
   std::vector<std::string> Run(const std::string& name, const std::string& document) {
+    // Everything counts as unused at first; what follows takes away what it finds a use of.
     List("", 1);
     texts_ = document;
     files_.erase(name);
@@ -155,6 +156,7 @@ class Inspection {
 
   /// What a text names that is used is used as well.
   void FollowNames() {
+    // Until nothing more is found: a file may be named by one that was looked at before it was used.
     for (bool found = true; found;) {
       found = false;
       for (auto at = files_.begin(); at != files_.end();) {
@@ -177,6 +179,7 @@ class Inspection {
   void LookAtElements() {
     std::set<std::string> looked;
     stage_.ForEach([&](const Element& element) {
+      // Once each: a list of a hundred rows has one picture.
       if (element.src.empty() || !looked.insert(element.src).second) return;
       if (element.src.compare(0, sizeof kStreamPrefix - 1, kStreamPrefix) == 0) return;
       std::string error;

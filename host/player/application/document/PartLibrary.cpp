@@ -106,6 +106,7 @@ class HeaderReader final : public XmlHandler {
       }
     }
     std::string expected;
+    // Judged by its type as a given value is: a default that no use could give is a mistake of the part.
     if (byDefault != nullptr) {
       if (!IsParameterValue(parameter.type, byDefault->value, expected)) {
         return Wrong(*byDefault, expected);
@@ -152,9 +153,11 @@ const Part* PartLibrary::Find(const std::string& name, DocumentError& error) {
     error.what = "there are " + std::to_string(kMostParts) + " parts already, which is the limit";
     return nullptr;
   }
+  // Also of one that cannot be read: an author who watches files mends it, and it is read again then.
   names_.insert(name);
   auto part = std::make_unique<Part>();
   if (!reader_(name, kLargestPart, part->text, error.what)) return nullptr;
+  // Twice in all: here for its parameters, once more for each use, with the values in their places.
   HeaderReader reader(*part);
   if (!ReadXml(part->text, reader, error)) {
     error.file = name;

@@ -74,6 +74,7 @@ int AnimateElement(lua_State* state) {
   int token = LUA_NOREF;
   if (done == LUA_TFUNCTION) {
     lua_getfield(state, 2, "done");
+    // Held by the script's registry until the animation ends: a function that nobody else has is not collected.
     token = luaL_ref(state, LUA_REGISTRYINDEX);
   }
   const ScriptContext& context = ScriptHost::Of(state).Context();

@@ -35,6 +35,7 @@ class JsonToLua {
     return Value();
   }
   bool number_unsigned(json::number_unsigned_t value) {
+    // The language's whole numbers are signed; beyond them a double loses digits, and keeps the size.
     if (value > INT64_MAX) {
       lua_pushnumber(state_, static_cast<lua_Number>(value));
     } else {
@@ -92,6 +93,7 @@ class JsonToLua {
   }
   /// The value on top goes into what it stands in.
   bool Value() {
+    // The script's step counter does not run in here: a file of a million numbers would pay for none of it.
     if (++values_ % kValuesBetweenChecks == 0) Script::Of(state_).CheckTime(state_);
     if (depth_ == 0) return true;
     if (lists_[depth_ - 1]) {
@@ -135,6 +137,7 @@ class CsvReader {
       if (at_ < text_.size() && text_[at_] == '"' ? !ReadQuoted(field) : !ReadPlain(field)) {
         return false;
       }
+      // A wrong separator makes one line of the whole file, or a field of each comma.
       if (fields.size() == kMostFields) {
         error_ = std::to_string(LineAt(text_, at_)) + ": more than " + std::to_string(kMostFields) +
                  " fields; expected fewer, or another separator";

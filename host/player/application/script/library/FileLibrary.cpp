@@ -134,6 +134,7 @@ int Require(lua_State* state) {
   lua_settop(state, 1);
   lua_rawgetp(state, LUA_REGISTRYINDEX, &loadedScripts);
   lua_pushvalue(state, 1);
+  // Once, also when several parts require it: its answer is theirs together.
   if (lua_rawget(state, 2) != LUA_TNIL) return 1;
   lua_pop(state, 1);
 
@@ -145,6 +146,7 @@ int Require(lua_State* state) {
   std::string text;
   std::string error;
   std::string elsewhere;
+  // Noted before it is read: one that is missing now may come, and is watched for.
   ScriptHost::Of(state).AddScriptFile(file);
   if (!context.base.Read(file, kLargestScript, text, error) &&
       !(context.extensions.IsOpen() &&

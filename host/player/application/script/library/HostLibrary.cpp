@@ -28,6 +28,7 @@ int Trace(lua_State* state) {
     size_t length = 0;
     const char* part = luaL_tolstring(state, i, &length);
     if (i > 1) text += '\t';
+    // No more than is told is ever copied, whatever a script hands in.
     text.append(part, std::min(length, kLongestTrace));
     lua_pop(state, 1);
     if (text.size() > kLongestTrace) {

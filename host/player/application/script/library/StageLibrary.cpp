@@ -66,6 +66,7 @@ int At(lua_State* state) {
   ScriptHost& self = ScriptHost::Of(state);
   const double x = luaL_checknumber(state, 1);
   const double y = luaL_checknumber(state, 2);
+  // Looking through a large stage is work that the step counter does not see.
   Script::Of(state).CheckTime(state);
   ElementObjects::PushOrNil(state, ElementAt(self.Context().stage, self.Context().texts, x, y));
   return 1;

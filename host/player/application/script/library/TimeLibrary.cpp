@@ -41,6 +41,7 @@ int StartTimer(lua_State* state, bool repeats) {
   }
   lua_settop(state, 2);
   ScriptHost& self = ScriptHost::Of(state);
+  // By the moment of the frame at hand: what a script starts in one go begins together.
   const int id = self.GetTimers().Start(state, self.Now(), seconds, repeats ? seconds : 0);
   if (id == 0) return luaL_error(state, "too many timers at once");
   lua_pushinteger(state, id);
