@@ -200,6 +200,13 @@ TEST(StrokeTest, NothingIsDrawnOfWhatHasNoSize) {
   EXPECT_NEAR(AreaOf(point, Style(4, LineCap::kSquare, LineJoin::kRound)), 16, 0.1);
   line.Line(kNan, 3);
   EXPECT_EQ(AreaOf(line, Style(3, LineCap::kRound, LineJoin::kRound)), 0);
+  // Through a matrix that has no scale.
+  Path curve;
+  curve.Move(10, 10);
+  curve.Cubic(12, 18, 18, 18, 20, 10);
+  Path outline;
+  Stroker().Stroke(curve, Style(3, LineCap::kRound, LineJoin::kRound), kNan, outline);
+  EXPECT_TRUE(outline.verbs.empty());
 }
 
 TEST(StrokeTest, WidthsPastAllMeasureCoverEverything) {

@@ -404,6 +404,8 @@ class Stroker::Run {
 void Stroker::Stroke(const Path& path, const StrokeStyle& style, double scale, Path& outline) {
   outline.Clear();
   if (!(style.width > 0) || !std::isfinite(style.width) || !std::isfinite(style.miterLimit)) return;
+  // Of a matrix that has one, which nothing can be seen through.
+  if (std::isnan(scale)) return;
   Run run(*this, style, scale, outline);
   const Point* point = path.points.data();
   const Point* const end = point + path.points.size();

@@ -24,8 +24,8 @@ struct StrokeStyle {
 /// Makes the outline of a path's stroke, to be filled by the non-zero rule.
 ///
 /// Life     keeps its memory from stroke to stroke.
-/// Errors   Contours with a number that is not finite are left out. A path that would have too many
-///          dashes (100,000) is stroked without. Throws std::bad_alloc.
+/// Errors   Contours with a number that is not finite are left out, all of them when the scale is NaN. A
+///          path that would have too many dashes (100,000) is stroked without. Throws std::bad_alloc.
 /// Thread   one.
 class Stroker {
  public:
