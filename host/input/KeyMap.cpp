@@ -3,15 +3,10 @@
 #include "host/input/KeyMap.h"
 
 #include <SDL_keycode.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <sstream>
 
+#include "host/base/ReadFile.h"
 #include "host/base/Text.h"
 #include "host/input/KeyTable.h"
 
@@ -87,6 +82,7 @@ KeyMap::KeyMap() {
 }
 
 uint32_t KeyMap::Map(int32_t sdlKey, uint16_t modifiers) const {
+  // First with what is held, exactly: a map may give Ctrl+F1 another meaning than F1.
   const unsigned held = HeldModifiers(modifiers) & ~OwnModifier(sdlKey);
   auto mapped = codes_.find({sdlKey, held});
   if (mapped != codes_.end()) return mapped->second;
@@ -97,34 +93,11 @@ uint32_t KeyMap::Map(int32_t sdlKey, uint16_t modifiers) const {
 }
 
 bool KeyMap::Load(const std::string& path, std::string& error) {
-  // Without waiting: opening a pipe would otherwise last until somebody writes into it.
-  const int opened = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      opened < 0 ? nullptr : fdopen(opened, "rb"), std::fclose);
-  if (file == nullptr) {
-    error = path + ": " + std::strerror(errno);
-    return false;
-  }
-  struct stat facts = {};
-  // Of a folder the system itself says what is wrong, when it is read.
-  if (fstat(opened, &facts) != 0 || (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode))) {
-    error = path + ": no regular file; expected one with lines of text 'KEY = CODE'";
-    return false;
-  }
   std::string text;
-  char buffer[4096];
-  for (size_t count; (count = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0;) {
-    text.append(buffer, count);
-    if (text.size() > kMaxFileBytes) {
-      error = path + ": longer than 1 MiB; expected lines of text 'KEY = CODE'";
-      return false;
-    }
-  }
-  if (std::ferror(file.get()) != 0) {
-    error = path + ": " + std::strerror(errno);
-    return false;
-  }
-  return Parse(text, path, error);
+  std::string reason;
+  if (ReadFile(path, kMaxFileBytes, text, reason)) return Parse(text, path, error);
+  error = path + ": " + reason + "; expected a file with lines of text 'KEY = CODE'";
+  return false;
 }
 
 bool KeyMap::Parse(const std::string& text, const std::string& name, std::string& error) {

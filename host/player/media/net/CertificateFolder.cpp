@@ -8,12 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "host/base/ReadFile.h"
 #include "host/base/Text.h"
 
 namespace plexion_host::player {
@@ -53,10 +52,12 @@ bool ListFolder(const std::string& folder, std::vector<std::string>& names, std:
 std::string JoinCertificates(const std::string& folder, const std::vector<std::string>& names) {
   std::string joined;
   for (const std::string& name : names) {
-    std::ifstream file(folder + "/" + name, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)),
-                           std::istreambuf_iterator<char>());
-    if (text.size() > kLargestCertificateFile || text.find(kBegin) == std::string::npos) continue;
+    std::string text;
+    std::string ignored;
+    // One that cannot be read, a pipe for example, is passed over: the folder is the system's, and the others
+    // in it are good all the same.
+    if (!ReadFile(folder + "/" + name, kLargestCertificateFile, text, ignored)) continue;
+    if (text.find(kBegin) == std::string::npos) continue;
     joined += text;
     if (joined.back() != '\n') joined += '\n';
   }
