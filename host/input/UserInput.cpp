@@ -87,6 +87,7 @@ void UserInput::OnDisplayEvent(const DisplayEvent& event) {
       return OnDisplayWheel(event);
     case DisplayEvent::Kind::kFocusLost:
     case DisplayEvent::Kind::kCloseRequested:
+      // Their releases go to whoever has the focus now.
       downKeys_.clear();
       return ReleaseAll(kHere);
     case DisplayEvent::Kind::kDisplayResized:
@@ -96,6 +97,7 @@ void UserInput::OnDisplayEvent(const DisplayEvent& event) {
 }
 
 void UserInput::OnDisplayKey(const DisplayEvent& event) {
+  // What a key meant when it went down is what goes up: Shift may have been let go, or the map loaded, meanwhile.
   const auto down = downKeys_.find(event.key);
   if (event.kind == DisplayEvent::Kind::kKeyUp) {
     if (down == downKeys_.end()) return;
@@ -113,6 +115,7 @@ void UserInput::OnDisplayWheel(const DisplayEvent& event) {
   const auto turn = [this](int32_t notches, ScrollWheelDirection positive,
                            ScrollWheelDirection negative) {
     if (notches == 0) return;
+    // In 64 bits: the least of 32 has no positive one.
     const int64_t count = std::min<int64_t>(std::abs(int64_t{notches}), 0xffff);
     Wheel(InputSource::kDisplay, notches > 0 ? positive : negative, static_cast<uint16_t>(count));
   };

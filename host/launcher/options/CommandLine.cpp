@@ -77,6 +77,7 @@ std::string ReadKeyMode(const std::string& text, std::optional<KeyMode>& keyMode
     if (words.size() == 2 && !ReadDelay(words[1], result.delayMs)) return expected;
   } else if (words[0] == "auto-repeat") {
     result.mode = qx::plexion::kKeyInputModeAutoRepeat;
+    // As desktops have it: long enough not to repeat a plain press, then ten a second.
     result.delayMs = 500;
     result.intervalMs = 100;
     if (words.size() != 1 && words.size() != 3) return expected;
@@ -95,6 +96,7 @@ std::string ReadMemoryLimit(std::string text, uint32_t& bytes) {
   const char* const expected =
       "a number of bytes from 1 to 4294967295, or of kilobytes (64K) or megabytes (64M)";
   int64_t unit = 1;
+  PLEXION_CHECK(!text.empty(), "an empty value is refused before it is read");
   if (text.back() == 'K') unit = 1024;
   if (text.back() == 'M') unit = 1024 * 1024;
   if (unit > 1) text.pop_back();
@@ -304,6 +306,7 @@ class OptionTable {
       for (const std::string& text : texts) {
         // An unset variable of a script, for example; it must not count as an option left out.
         const std::string expected = text.empty() ? value : read(text);
+        // The first mistake is told: it stands first on the line, too.
         if (expected.empty() || !reading.error.empty()) continue;
         reading.error =
             name + (text.empty() ? ": the value is empty; expected " : ": '" + text + "' is not ") +

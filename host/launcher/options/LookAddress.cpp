@@ -71,6 +71,7 @@ std::string LookUrl(const LookAddress& address, uint16_t port) {
 bool LoadLookToken(const std::string& path, std::string& token, std::string& error) {
   if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
     token = RandomToken();
+    // Made once and kept: bookmarks of the page go on leading to it after a restart.
     if (!token.empty() && WriteToken(path, token)) return true;
     error = path + " cannot be written: " + std::strerror(errno);
     return false;

@@ -18,6 +18,7 @@ std::string UsualShellSocket() {
 }
 
 std::vector<std::string> ShellSocketsToTry() {
+  // Named, it alone is tried: a script that means one launcher must not reach another.
   const char* const named = std::getenv("PLEXION_SOCKET");
   if (named != nullptr && *named != '\0') return {named};
   std::vector<std::string> paths;

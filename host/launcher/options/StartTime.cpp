@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "host/base/Check.h"
+
 namespace plexion_host {
 namespace {
 
@@ -56,6 +58,7 @@ std::string ReadStartTime(const std::string& text, std::optional<StartTime>& sta
     if (seconds < 0 || seconds > 59) return expected;
     result.milliseconds = ((hours * 60 + minutes) * 60 + seconds) * kMsPerSecond;
   } else {
+    // Eleven digits reach the year 5138, and their milliseconds stay in 64 bits.
     const int64_t seconds = TakeNumber(rest, 11);
     if (seconds < 0) return expected;
     result.milliseconds = seconds * kMsPerSecond;
@@ -71,6 +74,7 @@ std::chrono::system_clock::time_point Resolve(const StartTime& startTime,
                                               std::chrono::system_clock::time_point now) {
   using std::chrono::milliseconds;
   using std::chrono::system_clock;
+  PLEXION_CHECK(startTime.milliseconds >= 0, "a start was read by ReadStartTime");
   if (!startTime.timeOfDay) return system_clock::time_point(milliseconds(startTime.milliseconds));
   const std::time_t nowSeconds = system_clock::to_time_t(now);
   std::tm day{};

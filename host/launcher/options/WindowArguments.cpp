@@ -7,6 +7,7 @@
 #include <cstring>
 #include <map>
 
+#include "host/base/Check.h"
 #include "host/base/NearestName.h"
 #include "host/base/Text.h"
 #include "qx/plexion/CommandLineGrammar.h"
@@ -40,6 +41,7 @@ std::string Explain(const grammar::Reading<Texts>& reading, const std::string& w
                     const char* value, const std::vector<std::string>& otherOptions) {
   switch (reading.refusal) {
     case Refusal::kUnknownOption: {
+      // The launcher's own options, too: who mistypes one does not know whose it is.
       std::vector<std::string> names = otherOptions;
       for (const auto& option : grammar::kOptions<Texts>) {
         names.push_back(std::string("--") + option.name);
@@ -68,6 +70,7 @@ std::string TextOf(const char* text) { return text != nullptr ? text : ""; }
 }  // namespace
 
 size_t ServiceValueCount(const std::vector<std::string>& arguments, size_t index) {
+  PLEXION_CHECK(index < arguments.size(), "the word that is asked about is there");
   const std::vector<const char*> argv = AsArgv(nullptr, arguments);
   const char* const word = argv[index + 1];
   Texts texts;
@@ -93,6 +96,7 @@ WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWi
   for (int index = 1; index < end;) {
     const int first = index;
     qx::plexion::StageWindowParameters parameters{};
+    // A language that is named holds for all windows behind it; every other option for its own only.
     parameters.locale = locale;
     WindowLine line;
     const auto reading = grammar::ReadWindow(texts, end, argv.data(), index, parameters, true,
@@ -110,6 +114,7 @@ WindowLines SplitWindows(const std::vector<std::string>& arguments, size_t maxWi
                     " windows that there can be";
     }
     if (!lines.error.empty()) return lines;
+    // As they were typed: the service reads them once more, by the same grammar, and has the last word.
     line.arguments.assign(arguments.begin() + (first - 1), arguments.begin() + (index - 1));
     line.content = parameters.contentPath;
     line.keymap = TextOf(parameters.keymap);
@@ -130,6 +135,7 @@ void GiveVariables(const std::vector<ContentOption>& options, std::vector<Window
   size_t end = 0;
   for (WindowLine& window : windows) {
     end += window.arguments.size();
+    // By name: an option that stands twice counts once, the later one.
     std::map<std::string, std::string> given;
     for (const ContentOption& option : options) {
       if (option.position == all) given[option.variable] = option.value;
@@ -142,6 +148,7 @@ void GiveVariables(const std::vector<ContentOption>& options, std::vector<Window
     for (const auto& [variable, value] : given) {
       text += variable + "=" + EncodePercent(value) + "&";
     }
+    // What --morvelvars says comes behind, and of two variables of one name the last one counts.
     window.variables = window.variables.empty() && !text.empty() ? text.substr(0, text.size() - 1)
                                                                  : text + window.variables;
   }

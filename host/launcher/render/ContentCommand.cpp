@@ -147,6 +147,7 @@ ContentCommand ParseContentCommand(const std::vector<std::string>& arguments) {
   Typed typed;
   CLI::App app;
   AddOptions(app, render, typed);
+  // Without the program's and the command's names; the parser takes words from the back.
   std::vector<std::string> own(arguments.rbegin(), arguments.rend() - 2);
   try {
     app.parse(own);
@@ -192,6 +193,7 @@ int RunContentCommand(const std::vector<std::string>& arguments) {
   const RenderOutcome outcome = command.kind == ContentCommand::Kind::kRender
                                     ? renderer->Render(command.request, error)
                                     : renderer->Check(command.request, error);
+  // Before the reason is printed: what a library still says when it goes does not stand behind it.
   kernel->ReleaseModule(renderer);
   if (outcome == RenderOutcome::kDone) return kExitCompleted;
   console.PrintError("plexion " + arguments[1] + ": " + error + "\n");

@@ -89,6 +89,7 @@ class PixelWriter {
 
  private:
   void NextRow() {
+    // Every eighth row, those between them, then every fourth and every second (GIF89a, appendix E).
     static constexpr uint32_t kFirst[] = {0, 4, 2, 1};
     static constexpr uint32_t kStep[] = {8, 8, 4, 2};
     column_ = 0;
@@ -235,6 +236,7 @@ void GifDecoder::ReadLoops(ByteReader& bytes) {
   std::string name;
   for (unsigned i = 0; i < size; ++i) name += static_cast<char>(bytes.Byte());
   if (name != "NETSCAPE2.0" && name != "ANIMEXTS1.0") return;
+  // Not in the format's own document: two makers of browsers agreed on it, and every encoder follows.
   if (bytes.Byte() < 3 || bytes.Byte() != 1) return;
   const unsigned again = bytes.Word();
   // The number tells how often the frames are shown once more.

@@ -65,6 +65,7 @@ struct Jpeg {
     jpeg_create_decompress(&decoder);
     progress.progress_monitor = OnProgress;
     decoder.progress = &progress;
+    // Read where it lies; the library copies nothing of it.
     jpeg_mem_src(&decoder, from.bytes, from.size);
     jpeg_read_header(&decoder, TRUE);
   }
@@ -101,6 +102,7 @@ bool ReadRows(Jpeg& jpeg, const PictureSource& source, unsigned eighths, unsigne
   PLEXION_CHECK(pitch >= SideOf(jpeg.decoder.image_width, eighths) * sizeof(uint32_t),
                 "a row has room for its pixels");
   jpeg.decoder.out_color_space = inks ? JCS_CMYK : JCS_EXT_BGRA;
+  // The library leaves out of each block what a smaller picture does not show: an eighth costs a fraction.
   jpeg.decoder.scale_num = eighths;
   jpeg.decoder.scale_denom = kEighths;
   jpeg_start_decompress(&jpeg.decoder);

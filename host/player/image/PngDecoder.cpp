@@ -282,6 +282,7 @@ void StopDecoding(png_structp png, png_const_charp) { png_longjmp(png, 1); }
 void IgnoreWarning(png_structp, png_const_charp) {}
 
 png_voidp AllocateForPng(png_structp png, png_alloc_size_t bytes) {
+  // The library's own memory counts for the window, too: a header may ask for a row of a gigabyte.
   return AllocateWatched(static_cast<qx::plexion::MemoryWatchdog*>(png_get_mem_ptr(png)), bytes);
 }
 void FreeForPng(png_structp, png_voidp block) { FreeWatched(block); }
@@ -305,6 +306,7 @@ bool PngDecoder::DecodeRows(png_structp png, png_infop info, const qx::plexion::
   SetUp(png);
   png_read_info(png, info);
   png_set_expand(png);
+  // Rounded, not cut: a gradient of 16 bits would be half a step darker.
   png_set_scale_16(png);
   png_set_gray_to_rgb(png);
   png_set_bgr(png);
