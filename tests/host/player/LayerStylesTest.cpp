@@ -23,19 +23,33 @@ struct Plane {
   uint8_t& At(int x, int y) { return coverage.Row(y)[x]; }
 };
 
-TEST(LayerStylesTest, APlaneGrowsByItsDistanceInAllDirections) {
-  Plane plane;
-  plane.At(30, 20) = 255;
-  plane.At(33, 40) = 255;
+/// How much of a pixel a disc covers, by a grid of points.
+int OfDisc(int x, int y, double radius) {
+  constexpr int kGrid = 16;
+  int inside = 0;
+  for (int i = 0; i < kGrid * kGrid; ++i) {
+    const double px = x + (i % kGrid + 0.5) / kGrid - 31.7;
+    const double py = y + (i / kGrid + 0.5) / kGrid - 32.1;
+    inside += px * px + py * py < radius * radius ? 1 : 0;
+  }
+  return inside * 255 / (kGrid * kGrid);
+}
+
+TEST(LayerStylesTest, ADiscGrowsToALargerDisc) {
   std::vector<uint32_t> spare(size_t{kSide} * kSide);
-  constexpr float kBy = 9.3f;
   Grow grow;
-  grow.Run(plane.coverage, {spare.data(), kSide, kSide, kSide * 4}, kBy);
-  for (int y = 0; y < kSide; ++y) {
-    for (int x = 0; x < kSide; ++x) {
-      const double distance = std::min(hypot(x - 30, y - 20), hypot(x - 33, y - 40));
-      const double expected = std::clamp(kBy - distance + 0.5, 0.0, 1.0) * 255;
-      ASSERT_NEAR(expected, plane.At(x, y), 2) << x << ", " << y;
+  for (const float by : {1.f, 3.f, 9.3f, 17.5f}) {
+    Plane plane;
+    for (int y = 0; y < kSide; ++y) {
+      for (int x = 0; x < kSide; ++x) plane.At(x, y) = static_cast<uint8_t>(OfDisc(x, y, 12.6));
+    }
+    grow.Run(plane.coverage, {spare.data(), kSide, kSide, kSide * 4}, by);
+    for (int y = 0; y < kSide; ++y) {
+      for (int x = 0; x < kSide; ++x) {
+        // A quarter of a pixel at most.
+        ASSERT_NEAR(OfDisc(x, y, 12.6 + double{by}), plane.At(x, y), 64)
+            << by << ": " << x << ", " << y;
+      }
     }
   }
 }

@@ -1,4 +1,4 @@
-// Growing a plane by distances to its edge: along rows first, then down the columns.
+// Growing a plane by distances to its edge: the nearest pixel along each row, then down the columns.
 
 #include "host/player/lottie/compositing/Grow.h"
 
@@ -11,47 +11,89 @@ namespace plexion_host::movie {
 
 namespace {
 
-/// Squares of distances are kept as whole 256ths, so that a surface's pixels can hold them.
-constexpr float kParts = 256;
-constexpr uint32_t kFar = UINT32_MAX;
+/// A pixel counts as inside from here on.
+constexpr uint8_t kInside = 128;
+/// Ways along a row are kept in pixels of a surface, with this added.
+constexpr int kNoWay = 1 << 20;
+constexpr uint32_t kNobody = UINT32_MAX;
+
+/// Writes how many pixels to the right each pixel's nearest one inside is, or nobody within `most`.
+void NearestInRow(const uint8_t* row, uint32_t* ways, int count, int most) {
+  int last = -kNoWay;
+  for (int x = 0; x < count; ++x) {
+    if (row[x] >= kInside) last = x;
+    ways[x] = x - last <= most ? static_cast<uint32_t>(last - x + kNoWay) : kNobody;
+  }
+  int next = kNoWay * 2;
+  for (int x = count - 1; x >= 0; --x) {
+    if (row[x] >= kInside) next = x;
+    const int before = ways[x] == kNobody ? most + 1 : kNoWay - static_cast<int>(ways[x]);
+    if (next - x <= most && next - x < before) {
+      ways[x] = static_cast<uint32_t>(next - x + kNoWay);
+    }
+  }
+}
+
+/// How far (x, y) lies from the edge next to pixel (nearX, nearY), of whose middle it is the nearest. A
+/// pixel's edge lies as far beyond its middle as more than half of it is covered.
+float ToEdge(const Coverage& plane, int x, int y, int nearX, int nearY) {
+  float least = 1e9f;
+  for (int py = std::max(nearY - 1, 0); py < std::min(nearY + 2, plane.height); ++py) {
+    for (int px = std::max(nearX - 1, 0); px < std::min(nearX + 2, plane.width); ++px) {
+      const uint8_t covered = plane.Row(py)[px];
+      if (covered == 0) continue;
+      const auto square = static_cast<float>((px - x) * (px - x) + (py - y) * (py - y));
+      least = std::min(least, std::sqrt(square) + 0.5f - static_cast<float>(covered) / 255);
+    }
+  }
+  return least;
+}
 
 }  // namespace
 
-/// Each of `count` values, `step` apart, becomes the least of all others plus the square of the way
-/// to it. Values that are `most` or more are taken for endless: they reach nobody.
-void Grow::Line(uint32_t* values, size_t step, int count, float most) {
-  int curves = 0;
-  for (int i = 0; i < count; ++i) {
-    const uint32_t value = values[static_cast<size_t>(i) * step];
-    from_[static_cast<size_t>(i)] = value == kFar ? most : static_cast<float>(value) / kParts;
-    const float own = from_[static_cast<size_t>(i)];
-    if (own >= most) continue;
-    float start = -1e9f;
-    while (curves > 0) {
-      // Where this place's curve crosses the last one's. Behind its start, that one is lowest
-      // somewhere; else it is never.
-      const int last = origins_[static_cast<size_t>(curves - 1)];
-      const auto x = static_cast<float>(i);
-      const auto y = static_cast<float>(last);
-      start = (own + x * x - from_[static_cast<size_t>(last)] - y * y) / (2 * (x - y));
-      if (start > starts_[static_cast<size_t>(curves - 1)]) break;
-      --curves;
+/// From the ways of one column along its rows to how much of each pixel is covered in the end.
+void Grow::Column(const Coverage& plane, uint32_t* ways, size_t step, int x, float by) {
+  const auto wayAt = [&](int y) {
+    return static_cast<int>(ways[static_cast<size_t>(y) * step]) - kNoWay;
+  };
+  // Each row's square of a distance is a parabola over the column; the lowest ones are kept.
+  int count = 0;
+  for (int y = 0; y < plane.height; ++y) {
+    if (ways[static_cast<size_t>(y) * step] == kNobody) continue;
+    const auto own = static_cast<float>(wayAt(y) * wayAt(y) + y * y);
+    float start = 0;
+    while (count > 0) {
+      const int last = rows_[static_cast<size_t>(count - 1)];
+      const auto other = static_cast<float>(wayAt(last) * wayAt(last) + last * last);
+      start = (own - other) / static_cast<float>(2 * (y - last));
+      if (start > starts_[static_cast<size_t>(count - 1)]) break;
+      --count;
     }
-    if (curves == 0) start = -1e9f;
-    origins_[static_cast<size_t>(curves)] = i;
-    starts_[static_cast<size_t>(curves)] = start;
-    ++curves;
+    rows_[static_cast<size_t>(count)] = y;
+    starts_[static_cast<size_t>(count)] = count == 0 ? -1 : start;
+    ++count;
   }
-  if (curves == 0) return;
-  int curve = 0;
-  for (int i = 0; i < count; ++i) {
-    const auto x = static_cast<float>(i);
-    while (curve + 1 < curves && starts_[static_cast<size_t>(curve + 1)] < x) ++curve;
-    const int origin = origins_[static_cast<size_t>(curve)];
-    const float way = x - static_cast<float>(origin);
-    const float square = way * way + from_[static_cast<size_t>(origin)];
-    values[static_cast<size_t>(i) * step] =
-        square >= most ? kFar : static_cast<uint32_t>(std::lrint(square * kParts));
+  int lowest = 0;
+  for (int y = 0; y < plane.height; ++y) {
+    grown_[static_cast<size_t>(y)] = 0;
+    if (count == 0) continue;
+    while (lowest + 1 < count && starts_[static_cast<size_t>(lowest + 1)] < static_cast<float>(y)) {
+      ++lowest;
+    }
+    const int row = rows_[static_cast<size_t>(lowest)];
+    const int dx = -wayAt(row);
+    const int dy = y - row;
+    const float length = std::sqrt(static_cast<float>(dx * dx + dy * dy));
+    if (length < by - 1) {
+      grown_[static_cast<size_t>(y)] = 255;
+    } else if (length < by + 2) {
+      const float distance = ToEdge(plane, x, y, x - dx, row);
+      const float cover = std::clamp(by - distance + 0.5f, 0.0f, 1.0f);
+      grown_[static_cast<size_t>(y)] = static_cast<uint8_t>(std::lrint(cover * 255));
+    }
+  }
+  for (int y = 0; y < plane.height; ++y) {
+    ways[static_cast<size_t>(y) * step] = grown_[static_cast<size_t>(y)];
   }
 }
 
@@ -60,35 +102,24 @@ void Grow::Run(const Coverage& plane, const Surface& spare, float by) {
                 "the distances are those of the plane's pixels");
   if (!(by > 0) || plane.width <= 0 || plane.height <= 0) return;
   by = std::min(by, kMost);
-  const auto longest = static_cast<size_t>(std::max(plane.width, plane.height));
-  if (from_.size() < longest) {
-    from_.resize(longest);
-    origins_.resize(longest);
-    starts_.resize(longest);
+  const auto height = static_cast<size_t>(plane.height);
+  if (rows_.size() < height) {
+    rows_.resize(height);
+    starts_.resize(height);
+    grown_.resize(height);
   }
-  // A pixel that the edge runs through lies as far outside as less than half of it is covered.
-  uint32_t edge[256];
-  for (int i = 0; i < 256; ++i) {
-    const float outside = std::max(0.0f, 0.5f - static_cast<float>(i) / 255);
-    edge[i] = i == 0 ? kFar : static_cast<uint32_t>(std::lrint(outside * outside * kParts));
-  }
-  const float most = (by + 1) * (by + 1);
+  const int most = static_cast<int>(by) + 2;
   for (int y = 0; y < plane.height; ++y) {
-    const uint8_t* const in = plane.Row(y);
-    uint32_t* const out = spare.Row(y);
-    for (int x = 0; x < plane.width; ++x) out[x] = edge[in[x]];
-    Line(out, 1, plane.width, most);
+    NearestInRow(plane.Row(y), spare.Row(y), plane.width, most);
   }
   const size_t step = spare.strideBytes / sizeof(uint32_t);
-  for (int x = 0; x < plane.width; ++x) Line(spare.pixels + x, step, plane.height, most);
+  for (int x = 0; x < plane.width; ++x) Column(plane, spare.pixels + x, step, x, by);
+  // Only now: until here what was covered before has been asked for.
   for (int y = 0; y < plane.height; ++y) {
     uint8_t* const row = plane.Row(y);
-    const uint32_t* const squares = spare.Row(y);
+    const uint32_t* const grown = spare.Row(y);
     for (int x = 0; x < plane.width; ++x) {
-      if (squares[x] == kFar || row[x] == 255) continue;
-      const float distance = std::sqrt(static_cast<float>(squares[x]) / kParts);
-      const float cover = std::clamp(by - distance + 0.5f, 0.0f, 1.0f);
-      row[x] = std::max(row[x], static_cast<uint8_t>(std::lrint(cover * 255)));
+      row[x] = std::max(row[x], static_cast<uint8_t>(grown[x]));
     }
   }
 }

@@ -9,8 +9,9 @@
 
 namespace plexion_host::movie {
 
-/// Makes what a plane covers larger on all sides, round at corners, by distances to its edge: exact
-/// Euclidean ones, after Felzenszwalb and Huttenlocher, "Distance Transforms of Sampled Functions".
+/// Makes what a plane covers larger on all sides, round at corners: by exact Euclidean distances
+/// between pixels, after Felzenszwalb and Huttenlocher, "Distance Transforms of Sampled Functions",
+/// and by how much of the pixels at the edge is covered.
 ///
 /// Cost     linear in the plane's pixels, however far it grows.
 /// Life     keeps its memory. Errors: throws std::bad_alloc. Thread: one.
@@ -19,17 +20,17 @@ class Grow {
   /// How far a plane can grow.
   static constexpr float kMost = 1024;
 
-  /// `spare` holds distances meanwhile; it is of the plane's size. What is covered by half or more
-  /// counts as inside. Nothing changes when `by` is not above 0; more than kMost counts as that.
+  /// `spare` is of the plane's size and is written to. What is covered by half or more counts as
+  /// inside. Nothing changes when `by` is not above 0; more than kMost counts as that.
   /// Units    `by` in pixels.
   void Run(const Coverage& plane, const Surface& spare, float by);
 
  private:
-  void Line(uint32_t* values, size_t step, int count, float most);
+  void Column(const Coverage& plane, uint32_t* ways, size_t step, int x, float by);
 
-  std::vector<float> from_;    ///< squares of distances along one line
-  std::vector<int> origins_;   ///< which places have the lowest curves
-  std::vector<float> starts_;  ///< where each of these begins to be the lowest
+  std::vector<int> rows_;      ///< of a column: those whose pixel is the nearest for some
+  std::vector<float> starts_;  ///< from which row on each of these is
+  std::vector<uint8_t> grown_;
 };
 
 }  // namespace plexion_host::movie

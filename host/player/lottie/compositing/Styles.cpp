@@ -139,11 +139,15 @@ void InsideOf(const Coverage& inside, const Coverage& shape) {
     const uint8_t* const rows[] = {shape.Row(y - 1), shape.Row(y), shape.Row(y + 1)};
     uint8_t* const out = inside.Row(y);
     for (int x = 1; x + 1 < shape.width; ++x) {
-      uint8_t least = 255;
+      const uint8_t own = rows[1][x];
+      if (own == 0) continue;
+      uint8_t least = own;
+      uint8_t most = own;
       for (const uint8_t* const row : rows) {
         least = std::min({least, row[x - 1], row[x], row[x + 1]});
+        most = std::max({most, row[x - 1], row[x], row[x + 1]});
       }
-      out[x] = least;
+      out[x] = own == most ? own : least;
     }
   }
 }

@@ -24,8 +24,8 @@ void MovePlane(const Coverage& target, const Coverage& source, float dx, float d
 void InvertPlane(const Coverage& plane);
 /// Each value times `factor`, cut at 255.
 void StretchPlane(const Coverage& plane, float factor);
-/// `inside` gets how much of `shape` there is at least around each pixel: nothing at its edges, which
-/// are smoothed, so that what lies below them can be whole.
+/// `inside` gets `shape` without the pixels that smooth its edges: what lies below these is whole.
+/// A pixel that is as opaque as any around it smooths nothing.
 void InsideOf(const Coverage& inside, const Coverage& shape);
 /// `plane` without what `other` covers.
 void CutPlane(const Coverage& plane, const Coverage& other);
