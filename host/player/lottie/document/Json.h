@@ -37,12 +37,17 @@ struct JsonValue {
 
   /// A member by name; null when there is none or this is no object.
   const JsonValue* Find(std::string_view name) const;
-  /// A number, or true as 1; `otherwise` when it is neither.
+  /// A number, or a text that is one (some exporters quote them), or true as 1; `otherwise` when it
+  /// is none of these.
   double Number(double otherwise) const {
     if (kind == Kind::kNumber) return number;
+    if (kind == Kind::kText) return NumberInText(otherwise);
     return kind == Kind::kBool ? (flag ? 1 : 0) : otherwise;
   }
-  bool Truthy() const { return Number(0) != 0; }
+  bool Truthy() const { return kind == Kind::kText ? Text() == "true" : Number(0) != 0; }
+
+ private:
+  double NumberInText(double otherwise) const;
 };
 
 struct JsonMember {
