@@ -83,7 +83,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadMovie{"NoLayers", R"({"fr":30})", "not a Lottie movie"},
         BadMovie{"LayersNoArray", R"({"layers":3})", "\"layers\" is not an array"},
         BadMovie{"NoFrameRate", R"({"layers":[],"w":1,"h":1})", "\"fr\" (frame rate) is missing"},
-        BadMovie{"FrameRateOfText", R"({"layers":[],"w":1,"h":1,"fr":"30"})", "is not a number"},
+        BadMovie{"FrameRateOfText", R"({"layers":[],"w":1,"h":1,"fr":"30 fps"})",
+                 "is not a number"},
         BadMovie{"FrameRate0", R"({"layers":[],"w":1,"h":1,"fr":0})",
                  "\"fr\" (frame rate) is 0; expected 1 to 240"},
         BadMovie{"FrameRateHuge", R"({"layers":[],"w":1,"h":1,"fr":1e999})", "line 1, byte 34"},
@@ -123,7 +124,6 @@ INSTANTIATE_TEST_SUITE_P(
         BadMovie{"LayersWithStyles",
                  Movie(Repeated("{\"sy\":[" + Repeated("{},", 31) + "{}]},", 99) + "{}"),
                  "more than 50000 shapes"},
-        BadMovie{"ShapeWithoutType", Movie(Shapes("{}")), "without a type"},
         BadMovie{"ShapeNoObject", Movie(Shapes("7")), "not an object"},
         BadMovie{"LayerNoObject", Movie("{},3"), "layer 2: not an object"},
         BadMovie{"TimeStretch", Movie(R"({"ty":4,"sr":0})"), "time stretch"},
@@ -182,6 +182,38 @@ TEST(MovieReaderTest, ReadsWhatOldAuthorsWrote) {
   EXPECT_FLOAT_EQ(0.2f, shapes[0].colour->value[1]);
   EXPECT_TRUE(shapes[1].path->value.closed);
   EXPECT_EQ(4, shapes[1].path->value.points[2]) << "handles are absolute";
+}
+
+TEST(MovieReaderTest, TakesWhatSloppyExportersWrite) {
+  const Checked checked(
+      R"json({"v":5,"fr":"29.97","op":"60","w":"100","h":50,"assets":null,"markers":null,
+      "layers":[{"ty":"4","ind":"1","ip":null,"op":"1e1","st":null,"sr":null,"hd":"true","bm":null,
+      "ks":{"s":{"a":0,"k":[50]},"o":{"a":0,"k":"25"},"r":{"a":1,"k":[{"t":"3","s":["1"]},
+      {"t":"9","s":["2"]}]}},"ef":[null,{"ty":25,"ef":null}],"masksProperties":null,
+      "shapes":[{},{"ty":null},{"ty":7},{"ty":"fl","c":null,"o":null}]},
+      {"ty":4,"ks":{"s":{"k":200}}},{"ty":1,"sc":"rgba(255, 128,0,0.5)"},{"ty":1,"sc":"#11223344"},
+      {"ty":1,"sc":"#f80"},{"ty":1,"sc":"rgb(1)"},{"ty":1,"sc":"#zz0000"},{"ty":1,"sc":null}]
+})json");
+  ASSERT_TRUE(checked.good) << checked.error;
+  EXPECT_NEAR(29.97, checked.movie.frameRate, 1e-9);
+  EXPECT_EQ(0, checked.movie.in);
+  EXPECT_EQ(60, checked.movie.out);
+  const Span<Layer> layers = checked.movie.root.layers;
+  EXPECT_EQ(LayerKind::kShape, layers[0].kind);
+  EXPECT_EQ(1, layers[0].index);
+  EXPECT_EQ(10, layers[0].out);
+  EXPECT_EQ(1, layers[0].stretch);
+  EXPECT_TRUE(layers[0].hidden);
+  EXPECT_EQ(50, layers[0].transform.scale->value[1]) << "of one number for both";
+  EXPECT_EQ(25, layers[0].transform.opacity->value[0]);
+  EXPECT_EQ(3, layers[0].transform.rotation->segments[0].from);
+  EXPECT_EQ(2, layers[0].transform.rotation->segments[0].end[0]);
+  EXPECT_EQ(ShapeKind::kUnknown, layers[0].shapes[2].kind);
+  EXPECT_EQ(200, layers[1].transform.scale->value[1]);
+  EXPECT_EQ(0x7FFF8000u, layers[2].colour);
+  EXPECT_EQ(0x44112233u, layers[3].colour);
+  EXPECT_EQ(0xFFFF8800u, layers[4].colour);
+  for (const size_t black : {5, 6, 7}) EXPECT_EQ(0xFF000000u, layers[black].colour) << black;
 }
 
 TEST(MovieReaderTest, PutsWhatASlotHoldsInThePlaceOfTheValue) {

@@ -4,6 +4,8 @@
 #include <math.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "host/base/Check.h"
@@ -231,6 +233,16 @@ const JsonValue* JsonValue::Find(std::string_view name) const {
     if (member.name == name) return &member.value;
   }
   return nullptr;
+}
+
+double JsonValue::NumberInText(double otherwise) const {
+  PLEXION_CHECK(IsText(), "whoever calls it has looked");
+  const char* const end = text + count;
+  double read = 0;
+  const std::from_chars_result result = std::from_chars(text, end, read);
+  if (result.ec != std::errc() || result.ptr != end || !std::isfinite(read)) return otherwise;
+  const double largest = JsonLimits().largestNumber;
+  return std::clamp(read, -largest, largest);
 }
 
 bool ReadJson(std::string_view text, const JsonLimits& limits,

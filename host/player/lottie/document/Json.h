@@ -44,7 +44,7 @@ struct JsonValue {
     if (kind == Kind::kText) return NumberInText(otherwise);
     return kind == Kind::kBool ? (flag ? 1 : 0) : otherwise;
   }
-  bool Truthy() const { return kind == Kind::kText ? Text() == "true" : Number(0) != 0; }
+  bool Truthy() const { return Number(0) != 0 || Text() == "true"; }
 
  private:
   double NumberInText(double otherwise) const;

@@ -1,5 +1,6 @@
 // A movie's header, assets and layers, from a document's tree; and what it would cost to draw.
 #include <math.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -23,6 +24,11 @@ double NumberOf(const JsonValue& object, const char* name, double otherwise) {
   return value != nullptr ? value->Number(otherwise) : otherwise;
 }
 
+/// Not there, or null: to exporters that is the same.
+bool IsNothing(const JsonValue* value) {
+  return value == nullptr || value->kind == JsonValue::Kind::kNull;
+}
+
 bool Flag(const JsonValue& object, const char* name) {
   const JsonValue* value = object.Find(name);
   return value != nullptr && value->Truthy();
@@ -32,18 +38,28 @@ uint8_t Small(const JsonValue& object, const char* name) {
   return static_cast<uint8_t>(std::clamp(NumberOf(object, name, 0), 0.0, 255.0));
 }
 
+/// A solid's colour as style sheets have it: "#rrggbb", "#rgb", both also with an opacity, "rgb(r, g,
+/// b)" and "rgba(r, g, b, opacity)". Anything else is black.
 uint32_t ColourOf(std::string_view text) {
-  if (text.size() == 7 && text[0] == '#') {
-    return 0xFF000000u |
-           static_cast<uint32_t>(strtoul(std::string(text.substr(1)).c_str(), nullptr, 16));
+  const std::string copy(text.substr(0, 40));
+  if (!copy.empty() && copy[0] == '#') {
+    char* end = nullptr;
+    const auto digits = static_cast<uint32_t>(strtoul(copy.c_str() + 1, &end, 16));
+    const size_t count = copy.size() - 1;
+    if (*end != '\0') return 0xFF000000u;
+    if (count == 6) return 0xFF000000u | digits;
+    if (count == 8) return digits >> 8 | digits << 24;
+    if (count != 3 && count != 4) return 0xFF000000u;
+    const uint32_t with = count == 3 ? digits << 4 | 15 : digits;
+    const uint32_t r = with >> 12 & 15, g = with >> 8 & 15, b = with >> 4 & 15, a = with & 15;
+    return a * 0x11000000 | r * 0x110000 | g * 0x1100 | b * 0x11;
   }
-  if (text.size() == 4 && text[0] == '#') {
-    const auto digits =
-        static_cast<uint32_t>(strtoul(std::string(text.substr(1)).c_str(), nullptr, 16));
-    const uint32_t r = digits >> 8 & 15, g = digits >> 4 & 15, b = digits & 15;
-    return 0xFF000000u | r * 0x110000 | g * 0x1100 | b * 0x11;
-  }
-  return 0xFF000000u;
+  double n[4] = {0, 0, 0, 1};
+  const int found =
+      sscanf(copy.c_str(), "rgb%*[a( ]%lf%*[, ]%lf%*[, ]%lf%*[, ]%lf", &n[0], &n[1], &n[2], &n[3]);
+  if (found < 3) return 0xFF000000u;
+  const auto byte = [](double v) { return static_cast<uint32_t>(std::clamp(v, 0.0, 255.0)); };
+  return byte(n[3] * 255) << 24 | byte(n[0]) << 16 | byte(n[1]) << 8 | byte(n[2]);
 }
 
 /// "5.7.13" as 50713; a document without one is taken for a new one.
@@ -143,12 +159,13 @@ class MovieReader {
     const JsonValue* value = document_.Find(name);
     const std::string label = std::string("\"") + name + "\" (" + what + ")";
     if (value == nullptr) Refuse(label + " is missing: not a Lottie movie");
-    if (!value->IsNumber()) Refuse(label + " is not a number");
-    if (value->number < lowest || value->number > highest) {
-      Refuse(label + " is " + Shown(value->number) + "; expected " + Shown(lowest) + " to " +
+    const double number = value->IsNumber() || value->IsText() ? value->Number(NAN) : NAN;
+    if (isnan(number)) Refuse(label + " is not a number");
+    if (number < lowest || number > highest) {
+      Refuse(label + " is " + Shown(number) + "; expected " + Shown(lowest) + " to " +
              Shown(highest));
     }
-    return value->number;
+    return number;
   }
 
   void ReadHeader() {
@@ -160,7 +177,9 @@ class MovieReader {
     movie_.width = static_cast<float>(Required("w", 1, kLargestStage, "stage width"));
     movie_.height = static_cast<float>(Required("h", 1, kLargestStage, "stage height"));
     movie_.frameRate = Required("fr", kSlowestFrameRate, kFastestFrameRate, "frame rate");
-    movie_.in = Required("ip", -kMostFrames, kMostFrames, "first frame");
+    if (document_.Find("ip") != nullptr) {
+      movie_.in = Required("ip", -kMostFrames, kMostFrames, "first frame");
+    }
     movie_.out = Required("op", -kMostFrames, kMostFrames, "end frame");
     if (movie_.out - movie_.in < 1) {
       Refuse("the end frame \"op\" " + Shown(movie_.out) +
@@ -175,7 +194,7 @@ class MovieReader {
 
   void FindAssets() {
     const JsonValue* assets = document_.Find("assets");
-    if (assets == nullptr) return;
+    if (IsNothing(assets)) return;
     if (!assets->IsArray()) Refuse("\"assets\" is not an array");
     for (const JsonValue& asset : assets->Elements()) {
       if (!asset.IsObject()) Refuse("an asset is not an object");
@@ -273,14 +292,11 @@ class MovieReader {
     layer.in = NumberOf(value, "ip", movie_.in);
     layer.out = NumberOf(value, "op", movie_.out);
     layer.start = NumberOf(value, "st", 0);
-    const JsonValue* stretch = value.Find("sr");
-    if (stretch != nullptr &&
-        (!stretch->IsNumber() || fabs(stretch->number) < kSlowestTimeStretch)) {
-      Refuse("a time stretch \"sr\" of " +
-             (stretch->IsNumber() ? Shown(stretch->number) : "no number") +
+    layer.stretch = NumberOf(value, "sr", 1);
+    if (fabs(layer.stretch) < kSlowestTimeStretch) {
+      Refuse("a time stretch \"sr\" of " + Shown(layer.stretch) +
              "; expected a factor other than 0");
     }
-    layer.stretch = stretch != nullptr ? stretch->number : 1;
     const JsonValue* transform = value.Find("ks");
     if (transform != nullptr) layer.transform = *properties_.ReadTransform(*transform);
     layer.styles = ReadLayerStyles(value.Find("sy"), properties_);

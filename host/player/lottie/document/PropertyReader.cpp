@@ -388,6 +388,19 @@ void PropertyReader::ReadPathKeys(const JsonValue& keys, const JsonValue* closed
   property.value = segments[all.count - 2].end;
 }
 
+/// A scale of one number is that of both directions.
+const Property* PropertyReader::ReadScale(const JsonValue* value) {
+  const Property* scale = Read(value, 2);
+  const JsonValue* slotted = Slotted(value);
+  const JsonValue* content =
+      slotted != nullptr && slotted->IsObject() ? slotted->Find("k") : slotted;
+  if (content == nullptr || AreKeys(*content)) return scale;
+  if (content->IsArray() && content->count != 1) return scale;
+  const bool number = content->IsArray() || !isnan(content->Number(NAN));
+  if (number) const_cast<float*>(scale->value)[1] = scale->value[0];
+  return scale;
+}
+
 const Transform* PropertyReader::ReadTransform(const JsonValue& value) {
   Transform* transform = arena_.New<Transform>();
   transform->anchor = Read(value.Find("a"), 2);
@@ -401,7 +414,7 @@ const Transform* PropertyReader::ReadTransform(const JsonValue& value) {
   } else {
     transform->position = Read(position, 2);
   }
-  transform->scale = Read(value.Find("s"), 2);
+  transform->scale = ReadScale(value.Find("s"));
   // With depth there are three rotations, and the plain one is called "rz" here and "r" elsewhere.
   if (value.Find("rx") != nullptr) {
     transform->rotationX = Read(value.Find("rx"), 1);

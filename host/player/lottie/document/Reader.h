@@ -68,6 +68,7 @@ class PropertyReader {
   uint64_t vertices = 0;  ///< the largest number of each path, added up
 
  private:
+  const Property* ReadScale(const JsonValue* value);
   const float* Numbers(const JsonValue& value, uint32_t dims, double factor);
   void ReadKeys(const JsonValue& keys, Property& property, double factor);
   Span<Easing> ReadEasing(const JsonValue& key, uint32_t dims);

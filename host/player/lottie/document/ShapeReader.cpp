@@ -69,9 +69,9 @@ Span<Shape> ShapeReader::Read(const JsonValue* list, Cost& cost, unsigned depth)
 
 void ShapeReader::ReadOne(const JsonValue& value, Shape& shape, Cost& cost, unsigned depth) {
   const JsonValue* type = value.Find("ty");
-  if (type == nullptr || !type->IsText()) throw ReadFault("a shape without a type \"ty\"");
   Arena& arena = properties_.Memory();
-  shape.type = arena.CopyText(type->Text());
+  // Without a type it is one that nobody knows, which is told.
+  if (type != nullptr) shape.type = arena.CopyText(type->Text());
   shape.kind = KindOf(shape.type);
   if (const JsonValue* name = value.Find("nm")) shape.name = arena.CopyText(name->Text());
   if (const JsonValue* name = value.Find("mn")) shape.matchName = arena.CopyText(name->Text());

@@ -131,7 +131,8 @@ void Scene::MakeContent(LayerUse& use, bool& blends) {
     op.bottom = layer.height;
     op.colour = {static_cast<float>(layer.colour >> 16 & 255) / 255,
                  static_cast<float>(layer.colour >> 8 & 255) / 255,
-                 static_cast<float>(layer.colour & 255) / 255, 1};
+                 static_cast<float>(layer.colour & 255) / 255,
+                 static_cast<float>(layer.colour >> 24) / 255};
   }
   for (const Mask& mask : layer.masks) {
     // A mask that does nothing may still be what an effect strokes.
