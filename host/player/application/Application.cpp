@@ -15,7 +15,7 @@
 #include "host/base/Text.h"
 #include "host/base/ThreadTime.h"
 #include "host/player/application/document/Inspection.h"
-#include "host/player/application/paint/FontFolders.h"
+#include "host/player/application/paint/letters/FontFolders.h"
 #include "qx/plexion/StageWindowParameters.h"
 
 namespace plexion_host::player::application {

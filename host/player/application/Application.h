@@ -18,7 +18,7 @@
 #include "host/player/application/paint/Painter.h"
 #include "host/player/application/paint/Picture.h"
 #include "host/player/application/paint/Placement.h"
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/script/ApplicationClocks.h"
 #include "host/player/application/script/ScriptHost.h"
 #include "host/player/application/stage/Animations.h"

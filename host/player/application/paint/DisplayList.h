@@ -13,7 +13,7 @@
 
 #include "host/player/application/paint/KeptGroups.h"
 #include "host/player/application/paint/Placement.h"
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 #include "qx/plexion/Geometry.h"
 

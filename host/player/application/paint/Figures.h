@@ -4,7 +4,7 @@
 
 #include <cairo.h>
 
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {

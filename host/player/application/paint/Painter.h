@@ -14,7 +14,7 @@
 #include "host/player/application/paint/ElementCosts.h"
 #include "host/player/application/paint/Placement.h"
 #include "host/player/application/paint/QrCodes.h"
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 
 namespace plexion_host::player::application {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/player/StageFit.h"
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/stage/Stage.h"
 #include "qx/plexion/Geometry.h"
 

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {

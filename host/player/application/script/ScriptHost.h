@@ -15,7 +15,7 @@
 #include "host/player/application/embedded/EmbeddedElements.h"
 #include "host/player/application/files/BaseFolder.h"
 #include "host/player/application/net/DeclaredData.h"
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/script/AnimationCallbacks.h"
 #include "host/player/application/script/ElementObjects.h"
 #include "host/player/application/script/EventHandlers.h"

@@ -1,6 +1,6 @@
 // What a text element asks of the layout library.
-#ifndef HOST_PLAYER_APPLICATION_PAINT_TEXTSTYLE_H_
-#define HOST_PLAYER_APPLICATION_PAINT_TEXTSTYLE_H_
+#ifndef HOST_PLAYER_APPLICATION_PAINT_LETTERS_TEXTSTYLE_H_
+#define HOST_PLAYER_APPLICATION_PAINT_LETTERS_TEXTSTYLE_H_
 
 #include <math.h>
 #include <pango/pango.h>
@@ -45,4 +45,4 @@ constexpr int kMostMarks = 30;
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_PAINT_TEXTSTYLE_H_
+#endif  // HOST_PLAYER_APPLICATION_PAINT_LETTERS_TEXTSTYLE_H_

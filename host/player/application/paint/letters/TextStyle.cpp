@@ -1,5 +1,5 @@
 // Turns what a text element says of its letters into fonts and attributes of the layout library.
-#include "host/player/application/paint/TextStyle.h"
+#include "host/player/application/paint/letters/TextStyle.h"
 
 #include <math.h>
 

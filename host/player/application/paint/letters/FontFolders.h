@@ -1,6 +1,6 @@
 // Gives the text layouts the fonts of folders.
-#ifndef HOST_PLAYER_APPLICATION_PAINT_FONTFOLDERS_H_
-#define HOST_PLAYER_APPLICATION_PAINT_FONTFOLDERS_H_
+#ifndef HOST_PLAYER_APPLICATION_PAINT_LETTERS_FONTFOLDERS_H_
+#define HOST_PLAYER_APPLICATION_PAINT_LETTERS_FONTFOLDERS_H_
 
 #include <stddef.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 
 #include "host/player/application/files/BaseFolder.h"
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 #include "host/player/application/stage/Notices.h"
 
 namespace plexion_host::player::application {
@@ -38,4 +38,4 @@ class FontFolders {
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_PAINT_FONTFOLDERS_H_
+#endif  // HOST_PLAYER_APPLICATION_PAINT_LETTERS_FONTFOLDERS_H_

@@ -1,5 +1,5 @@
 // Lays out texts with Pango within bounds, and says what no font can show.
-#include "host/player/application/paint/TextLayouts.h"
+#include "host/player/application/paint/letters/TextLayouts.h"
 
 #include <fontconfig/fontconfig.h>
 #include <math.h>

@@ -1,6 +1,6 @@
 // Texts, laid out and kept.
-#ifndef HOST_PLAYER_APPLICATION_PAINT_TEXTLAYOUTS_H_
-#define HOST_PLAYER_APPLICATION_PAINT_TEXTLAYOUTS_H_
+#ifndef HOST_PLAYER_APPLICATION_PAINT_LETTERS_TEXTLAYOUTS_H_
+#define HOST_PLAYER_APPLICATION_PAINT_LETTERS_TEXTLAYOUTS_H_
 
 #include <pango/pango.h>
 #include <stdint.h>
@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "host/player/application/files/BaseFolder.h"
-#include "host/player/application/paint/TextStyle.h"
+#include "host/player/application/paint/letters/TextStyle.h"
 #include "host/player/application/stage/Element.h"
 
 namespace plexion_host::player::application {
@@ -123,4 +123,4 @@ class TextLayouts {
 
 }  // namespace plexion_host::player::application
 
-#endif  // HOST_PLAYER_APPLICATION_PAINT_TEXTLAYOUTS_H_
+#endif  // HOST_PLAYER_APPLICATION_PAINT_LETTERS_TEXTLAYOUTS_H_

@@ -1,5 +1,5 @@
 // Finds the font files of folders.
-#include "host/player/application/paint/FontFolders.h"
+#include "host/player/application/paint/letters/FontFolders.h"
 
 #include <filesystem>
 #include <system_error>
