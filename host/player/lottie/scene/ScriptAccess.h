@@ -23,8 +23,8 @@ class ScriptAccess final : public IScriptScene, public PropertyScripts {
     expressions_.BeginFrame();
     kept_.BeginFrame();
   }
-  /// What is kept of results; the script engine counts its memory itself.
-  size_t Bytes() const { return kept_.Bytes(); }
+  /// What is kept of results and trees; the script engine counts its memory itself.
+  size_t Bytes() const { return kept_.Bytes() + expressions_.TreeBytes(); }
   /// Tells of expressions that have failed since the last call.
   void TellFailures(const std::function<void(const std::string&)>& tell);
 

@@ -24,6 +24,8 @@ constexpr double kStepsForByte = 1.0 / 256;
 // Asking for the clock costs as much as some hundred steps.
 constexpr double kStepsOfClock = 512;
 constexpr int kMostStrikes = 3;
+/// Of all expressions of a movie: some megabytes. What comes behind them is the engine's.
+constexpr size_t kMostTreeNodesTogether = 20000;
 constexpr size_t kLongestFailure = 200;
 constexpr double kLargestNumber = 1e9;
 
@@ -165,6 +167,15 @@ void ScriptMachine::Charge(duk_context* context, double steps) {
   if (spent_ != nullptr) (void)duk_error(context, DUK_ERR_RANGE_ERROR, "%s", spent_);
 }
 
+bool ScriptMachine::Spend(double steps) {
+  steps = std::max(steps, 1.0);
+  steps_ += steps;
+  frameSteps_ += steps;
+  sinceClock_ += steps;
+  return steps_ <= limits_.stepsPerEvaluation && frameSteps_ <= limits_.stepsPerFrame &&
+         (sinceClock_ <= kStepsOfClock || !SpentTime());
+}
+
 double ScriptMachine::NextRandom() {
   timed_ = timed_ || !steadyChance_;
   // The generator is splitmix64: by a counter, so that the same site and time give the same numbers
@@ -304,6 +315,12 @@ int ScriptMachine::Compile(std::string_view source, std::string& error) {
   duk_pop(context_);
   program.function = run.function;
   programs_.push_back(std::move(program));
+  if (limits_.trees && treeNodes_ < kMostTreeNodesTogether) {
+    // Of the source where it stays.
+    Program& made = programs_.back();
+    made.tree = ReadTree(made.source);
+    if (made.tree != nullptr) treeNodes_ += made.tree->nodes.size();
+  }
   const int number = static_cast<int>(programs_.size()) - 1;
   bySource_.emplace(source, number);
   return number;
@@ -370,19 +387,9 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   SeedRandom(0, false);
   timed_ = program.timed;
 
-  Run run{this, &program, &keyed, &result, nullptr};
-  const bool ran = duk_check_stack(context_, 8) != 0 &&
-                   duk_safe_call(context_, RunSafely, &run, 0, 1) == DUK_EXEC_SUCCESS;
   std::string why;
-  if (!ran) {
-    why = spent_ != nullptr ? spent_ : duk_safe_to_string(context_, -1);
-    // A script may have caught the budget's error and thrown one of its own.
-    if (steps_ > limits_.stepsPerEvaluation) why = "it takes too long";
-    if (why.find("alloc failed") != std::string::npos) why = "it takes too much memory";
-  } else if (run.fault != nullptr) {
-    why = run.fault;
-  }
-  duk_pop(context_);
+  if (!WalkTree(program, keyed, result)) why = RunScript(program, keyed, result);
+
   // It had used less than half of its own: the frame's budget went to others.
   const bool frameSpent = spent_ != nullptr && steps_ <= limits_.stepsPerEvaluation / 2.0;
 
@@ -406,6 +413,26 @@ bool ScriptMachine::Evaluate(int expression, IScriptScene& scene, const Expressi
   // it.
   if (!frameSpent || ++program.strikes >= kMostStrikes) Fail(expression, std::move(why));
   return false;
+}
+
+/// Returns  why it has failed; empty when it has not.
+std::string ScriptMachine::RunScript(const Program& program, const ScriptValue& keyed,
+                                     ScriptValue& result) {
+  ++engineRuns_;
+  Run run{this, &program, &keyed, &result, nullptr};
+  const bool ran = duk_check_stack(context_, 8) != 0 &&
+                   duk_safe_call(context_, RunSafely, &run, 0, 1) == DUK_EXEC_SUCCESS;
+  std::string why;
+  if (!ran) {
+    why = spent_ != nullptr ? spent_ : duk_safe_to_string(context_, -1);
+    // A script may have caught the budget's error and thrown one of its own.
+    if (steps_ > limits_.stepsPerEvaluation) why = "it takes too long";
+    if (why.find("alloc failed") != std::string::npos) why = "it takes too much memory";
+  } else if (run.fault != nullptr) {
+    why = run.fault;
+  }
+  duk_pop(context_);
+  return why;
 }
 
 duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
@@ -438,6 +465,63 @@ duk_ret_t ScriptMachine::RunSafely(duk_context* context, void* data) {
   return 1;
 }
 
+/// The expression's value by its tree. Returns  false when only the engine can say it.
+bool ScriptMachine::WalkTree(Program& program, const ScriptValue& keyed,
+                             ScriptValue& result) noexcept {
+  // One that leads nowhere each time costs twice as much as none.
+  constexpr int kMostWalks = 4;
+  if (program.tree == nullptr || program.givenUp >= kMostWalks) return false;
+  const double frameSteps = frameSteps_;
+  const uint64_t cuts = cuts_;
+  try {
+    if (trees_.Evaluate(*program.tree, keyed, result)) {
+      program.givenUp = 0;
+      return true;
+    }
+  } catch (...) {  // no memory: the engine says so
+  }
+  ++program.givenUp;
+  // As if nothing had been done.
+  steps_ = 0;
+  frameSteps_ = frameSteps;
+  cuts_ = cuts;
+  timed_ = program.timed;
+  return false;
+}
+
+const char* TakePath(const double* numbers, size_t count, bool closed, ScriptValue& result) {
+  result.kind = ScriptValue::Kind::kPath;
+  result.closed = closed;
+  result.path.assign(numbers, numbers + count);
+  // NaN would travel into transforms and boxes, where "<" and ">" both say no.
+  for (double& number : result.path) {
+    if (!std::isfinite(number)) return "it gives a path with a point that is no number";
+    number = std::clamp(number, -kLargestNumber, kLargestNumber);
+  }
+  return nullptr;
+}
+
+const char* TakeNumbers(const ScriptOperand& operand, const ScriptValue& keyed, bool spread,
+                        ScriptValue& result) {
+  result.kind = keyed.kind;
+  result.numbers = keyed.numbers;
+  const bool all = !operand.list && spread;  // a selector's number is for all its directions
+  if (!operand.list && !spread && keyed.kind == ScriptValue::Kind::kVector &&
+      keyed.numbers.size() > 1) {
+    return "it gives a number where a list is expected";
+  }
+  // Fewer numbers than the property has: the others keep their keyed values.
+  const size_t count =
+      std::min<size_t>(all ? keyed.numbers.size() : operand.count, result.numbers.size());
+  if (count == 0) return "it gives an empty list";
+  for (size_t i = 0; i < count; ++i) {
+    const double number = operand.numbers[all ? 0 : i];
+    if (!std::isfinite(number)) return "it gives something that is no number";
+    result.numbers[i] = std::clamp(number, -kLargestNumber, kLargestNumber);
+  }
+  return nullptr;
+}
+
 // Into `result` only what a property of this kind can hold; what is wrong is said in the words of
 // the movie's author.
 const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& keyed, bool spread,
@@ -457,13 +541,7 @@ const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& k
         size_t count = 0;
         const double* numbers = PathAt(context, -1, count, result.closed);
         if (numbers == nullptr) return "it gives no path";
-        result.path.assign(numbers, numbers + count);
-        // NaN would travel into transforms and boxes, where "<" and ">" both say no.
-        for (double& number : result.path) {
-          if (!std::isfinite(number)) return "it gives a path with a point that is no number";
-          number = std::clamp(number, -kLargestNumber, kLargestNumber);
-        }
-        return nullptr;
+        return TakePath(numbers, count, result.closed, result);
       }
       case ScriptValue::Kind::kNumber:
       case ScriptValue::Kind::kVector:
@@ -473,22 +551,7 @@ const char* ScriptMachine::TakeResult(duk_context* context, const ScriptValue& k
     }
     ScriptOperand operand;
     if (!ReadOperand(context, -1, operand)) return "it gives neither a number nor a list of them";
-    result.numbers = keyed.numbers;
-    if (!operand.list && spread) {  // a selector's number is for all its directions
-      operand.count = static_cast<uint32_t>(keyed.numbers.size());
-      std::fill_n(operand.numbers, operand.count, operand.numbers[0]);
-    } else if (!operand.list && keyed.kind == ScriptValue::Kind::kVector &&
-               keyed.numbers.size() > 1) {
-      return "it gives a number where a list is expected";
-    }
-    // Fewer numbers than the property has: the others keep their keyed values.
-    const size_t count = std::min<size_t>(operand.count, result.numbers.size());
-    if (count == 0) return "it gives an empty list";
-    for (size_t i = 0; i < count; ++i) {
-      if (!std::isfinite(operand.numbers[i])) return "it gives something that is no number";
-      result.numbers[i] = std::clamp(operand.numbers[i], -kLargestNumber, kLargestNumber);
-    }
-    return nullptr;
+    return TakeNumbers(operand, keyed, spread, result);
   } catch (...) {
     return "there is no memory for its value";
   }
@@ -532,6 +595,10 @@ bool Expressions::TakeFailure(int& expression, std::string& why) {
 }
 
 uint64_t Expressions::Cuts() const { return machine_->Cuts(); }
+
+uint64_t Expressions::EngineRuns() const { return machine_->EngineRuns(); }
+
+size_t Expressions::TreeBytes() const { return machine_->TreeBytes(); }
 
 size_t Expressions::MemoryBytes() const { return machine_->MemoryBytes(); }
 

@@ -29,6 +29,7 @@ struct ExpressionLimits {
   size_t sourceBytes = 64u << 10;
   int nesting = 12;  ///< expressions that read properties that have expressions, and so on
   double secondsPerEvaluation = 0.25;  ///< of computing; holds for what no step counts
+  bool trees = true;  ///< plain expressions need no engine; without, it evaluates all
 };
 
 /// Where an expression stands, and when.
@@ -50,6 +51,10 @@ struct ExpressionSite {
 /// what is wrong with it, writes it as the older language that the engine takes, and puts a step
 /// into every loop and every function. What runs long inside of the engine is charged as well: by
 /// its allocator, and by wrappers around the functions that walk through lists and texts.
+///
+/// Most of what exporters write is plain: look-ups, loops of keys, sums. That is read into a tree as
+/// well (tree/ExpressionTree.h) and walked in a tenth of the time; a walk that meets anything else
+/// gives up, and the engine evaluates the expression from its beginning.
 ///
 /// Order    Compile each at load; then for each frame BeginFrame and Evaluate.
 /// Errors   An expression that fails is evaluated no more: it reports once, and its property keeps
@@ -86,7 +91,12 @@ class Expressions {
   /// Returns  false when there is none.
   bool TakeFailure(int& expression, std::string& why);
 
+  /// Of the engine, which counts it itself.
   size_t MemoryBytes() const;
+  /// Of trees, which somebody else has to count.
+  size_t TreeBytes() const;
+  /// Evaluations that the script engine was needed for.
+  uint64_t EngineRuns() const;
   /// How often a property gave its keyed value because its expression was being evaluated already:
   /// what such a reading led to holds for this reader only.
   uint64_t Cuts() const;

@@ -7,11 +7,14 @@
 
 #include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "host/player/lottie/script/Arithmetic.h"
 #include "host/player/lottie/script/Expressions.h"
+#include "host/player/lottie/script/tree/Run.h"
 
 namespace plexion_host::movie {
 
@@ -32,6 +35,8 @@ class ScriptMachine {
   bool TakeFailure(int& expression, std::string& why);
   size_t MemoryBytes() const { return liveBytes_; }
   uint64_t Cuts() const { return cuts_; }
+  uint64_t EngineRuns() const { return engineRuns_; }
+  size_t TreeBytes() const { return treeNodes_ * sizeof(TreeNode) + trees_.Bytes(); }
 
   static ScriptMachine& Of(duk_context* context);
 
@@ -49,6 +54,8 @@ class ScriptMachine {
   /// What makes chance of this property different from that of others, at all times.
   uint64_t Variation() const { return variation_; }
 
+  /// The same as Charge, for what is not the engine's. Returns  false when the budget is spent.
+  bool Spend(double steps);
   /// Ends the script when the budget is spent.
   void Charge(duk_context* context, double steps);
   /// What `this` is, or else what the expression stands in: its layer, its property.
@@ -74,6 +81,8 @@ class ScriptMachine {
  private:
   struct Program {
     std::string source;
+    std::unique_ptr<ExpressionTree> tree;  ///< null: only the engine understands it
+    int givenUp = 0;                       ///< walks of the tree that led nowhere
     void* function = nullptr;
     std::vector<std::string> arguments;
     bool usesThis = false;
@@ -116,6 +125,8 @@ class ScriptMachine {
   /// Whether an expression may find this name in its surroundings, and what it then is.
   static bool IsSurrounding(std::string_view name);
   void PushArgument(duk_context* context, const std::string& name, const ScriptValue& keyed);
+  std::string RunScript(const Program& program, const ScriptValue& keyed, ScriptValue& result);
+  bool WalkTree(Program& program, const ScriptValue& keyed, ScriptValue& result) noexcept;
   static const char* TakeResult(duk_context* context, const ScriptValue& keyed, bool spread,
                                 ScriptValue& result) noexcept;
   void Fail(int expression, std::string why);
@@ -137,7 +148,9 @@ class ScriptMachine {
 
   std::unordered_map<SceneNode, KeptNode, NodeHash> nodes_;
   void* step_ = nullptr;
-  void* prototypes_[3] = {};        ///< of properties: numbers, lists, texts
+  void* prototypes_[3] = {};  ///< of properties: numbers, lists, texts
+  TreeRun trees_{*this};
+  size_t treeNodes_ = 0;
   std::deque<ScriptValue> values_;  ///< one for each reading inside of another
   size_t reading_ = 0;
 
@@ -151,6 +164,7 @@ class ScriptMachine {
   bool timed_ = false;         ///< something was made of the time itself
   std::vector<SceneNode> busy_;
   uint64_t cuts_ = 0;  ///< see Expressions
+  uint64_t engineRuns_ = 0;
 
   size_t liveBytes_ = 0;
   bool counting_ = false;
@@ -161,19 +175,17 @@ class ScriptMachine {
   const char* spent_ = nullptr;  ///< which budget
 };
 
+/// What a property of the kind of `keyed` can hold of a value. Returns  what is wrong with it, else null.
+const char* TakeNumbers(const ScriptOperand& operand, const ScriptValue& keyed, bool spread,
+                        ScriptValue& result);
+const char* TakePath(const double* numbers, size_t count, bool closed, ScriptValue& result);
+
 // The rooms of what scripts find: each adds its functions to the global object.
 void AddVectorFunctions(duk_context* context);
 void AddTimeFunctions(duk_context* context);
 void AddObjects(duk_context* context);
 void AddPaths(duk_context* context);
 
-/// A number, or a list of up to kMostNumbers of them.
-struct ScriptOperand {
-  bool list = false;
-  bool text = false;
-  uint32_t count = 1;
-  double numbers[ScriptValue::kMostNumbers];
-};
 /// Returns  false when the value at `index` is neither.
 bool ReadOperand(duk_context* context, duk_idx_t index, ScriptOperand& operand);
 void PushOperand(duk_context* context, const ScriptOperand& operand);

@@ -4,7 +4,10 @@
 #include <cstring>
 
 #include "host/base/Check.h"
+#include "host/player/lottie/script/Arithmetic.h"
+#include "host/player/lottie/script/Lookup.h"
 #include "host/player/lottie/script/Machine.h"
+#include "host/player/lottie/script/Surroundings.h"
 #include "host/player/lottie/script/Words.h"
 
 namespace plexion_host::movie {
@@ -45,61 +48,36 @@ std::string_view TextAt(duk_context* context, duk_idx_t index) {
   return text == nullptr ? std::string_view() : std::string_view(text, bytes);
 }
 
-bool IsEffectName(const NodeNames& names, std::string_view word) {
-  return names.name == word || names.matchName == word;
-}
-
-/// The item that is called so, by its author or its maker; else the one with that number, which
-/// counts from 1.
-SceneNode FindItem(ScriptMachine& machine, const SceneNode& list, std::string_view word,
-                   int number) {
-  IScriptScene& scene = machine.Scene();
-  const int count = scene.CountOf(list);
-  for (int i = 0; i < count; ++i) {
-    const SceneNode item = scene.ItemOf(list, i);
-    const NodeNames names = scene.NamesOf(item);
-    if (number == 0 ? IsEffectName(names, word) : names.index == number) return item;
-  }
-  return number >= 1 && number <= count ? scene.ItemOf(list, number - 1) : SceneNode();
-}
-
-/// A layer that an effect's value names.
-SceneNode NamedLayer(ScriptMachine& machine, const SceneNode& property) {
-  const ScriptValue* value = machine.Read(property, machine.ReadingTimeOf(property), true);
-  if (value == nullptr || value->numbers.empty()) return {};
-  const double number = value->numbers[0];
-  if (!(number >= 1 && number < 1e6)) return {};
-  return FindItem(machine, machine.Scene().CompositionOf(machine.Site().layer), {},
-                  static_cast<int>(number));
-}
-
 void PushFound(duk_context* context, const SceneNode& node) {
   ScriptMachine& machine = ScriptMachine::Of(context);
-  IScriptScene& scene = machine.Scene();
-  // A value of an effect is meant when it is named.
-  const SceneNode value = node.kind == NodeKind::kEffect ? scene.PartOf(node, "v") : SceneNode();
-  const SceneNode& property = value ? value : node;
-  if (property.kind != NodeKind::kProperty) {
-    machine.PushNode(context, node);
-  } else if (scene.NamesOf(node).type == "layer") {
-    machine.PushNode(context, NamedLayer(machine, property));
+  const SceneNode meant = NodeMeant(machine, node);
+  if (meant.kind == NodeKind::kProperty) {
+    machine.PushProperty(context, meant, machine.ReadingTimeOf(meant), true);
   } else {
-    machine.PushProperty(context, property, machine.ReadingTimeOf(property), true);
+    machine.PushNode(context, meant);
   }
 }
 
-/// Position is three properties when it is split.
-bool PushSplit(duk_context* context, const SceneNode& transform) {
+/// Returns  false, with nothing pushed, when nothing was found.
+bool PushFound(duk_context* context, const FoundPart& found) {
   ScriptMachine& machine = ScriptMachine::Of(context);
-  static constexpr const char* kParts[] = {"px", "py", "pz"};
-  if (!machine.Scene().PartOf(transform, "px")) return false;
+  switch (found.kind) {
+    case FoundPart::Kind::kNothing:
+      return false;
+    case FoundPart::Kind::kNode:
+      PushFound(context, found.node);
+      return true;
+    case FoundPart::Kind::kComponent:
+      duk_push_number(context, ComponentNumber(machine, found));
+      return true;
+    case FoundPart::Kind::kSplit:
+      break;
+  }
   duk_push_array(context);
   for (duk_uarridx_t i = 0; i < 3; ++i) {
-    const SceneNode part = machine.Scene().PartOf(transform, kParts[i]);
-    const ScriptValue* value =
-        part ? machine.Read(part, machine.ReadingTimeOf(part), true) : nullptr;
-    if (value == nullptr && i == 2) break;
-    duk_push_number(context, value == nullptr || value->numbers.empty() ? 0 : value->numbers[0]);
+    double number = 0;
+    if (!SplitNumber(machine, found.node, static_cast<int>(i), number) && i == 2) break;
+    duk_push_number(context, number);
     duk_put_prop_index(context, -2, i);
   }
   return true;
@@ -107,39 +85,7 @@ bool PushSplit(duk_context* context, const SceneNode& transform) {
 
 /// Returns  false, with nothing pushed, when the node has no such part.
 bool PushPart(duk_context* context, const SceneNode& node, std::string_view part) {
-  ScriptMachine& machine = ScriptMachine::Of(context);
-  IScriptScene& scene = machine.Scene();
-  if (part.empty()) return false;
-  SceneNode found = scene.PartOf(node, part);
-  if (!found && node.kind == NodeKind::kTransform) {
-    if (part == "p" && PushSplit(context, node)) return true;
-    // In three dimensions the turn is around z.
-    if (part == "r") found = scene.PartOf(node, "rz");
-    if (part == "rz") found = scene.PartOf(node, "r");
-    const SceneNode whole =
-        part == "px" || part == "py" || part == "pz" ? scene.PartOf(node, "p") : SceneNode();
-    if (whole) {
-      const ScriptValue* value = machine.Read(whole, machine.ReadingTimeOf(whole), true);
-      const size_t at = static_cast<size_t>(part[1] - 'x');
-      duk_push_number(context,
-                      value == nullptr || value->numbers.size() <= at ? 0 : value->numbers[at]);
-      return true;
-    }
-  }
-  if (!found) return false;
-  PushFound(context, found);
-  return true;
-}
-
-/// The part with that number in the document; else the one that authors know by it.
-std::string_view NumberedPart(IScriptScene& scene, const SceneNode& node, std::string_view type,
-                              int number) {
-  for (int i = 0;; ++i) {
-    const std::string_view part = PartAt(node.kind, type, i);
-    if (part.empty()) return PartNumbered(node.kind, type, number);
-    const SceneNode found = scene.PartOf(node, part);
-    if (found.kind == NodeKind::kProperty && scene.NamesOf(found).index == number) return part;
-  }
+  return PushFound(context, FindPart(ScriptMachine::Of(context).Scene(), node, part));
 }
 
 /// node("Name"), node(number)
@@ -151,48 +97,14 @@ duk_ret_t CallNode(duk_context* context) {
   duk_pop(context);
   if (duk_is_object(context, 0) != 0) duk_to_primitive(context, 0, DUK_HINT_NONE);
   const bool numbered = duk_is_number(context, 0) != 0;
-  const double given = numbered ? duk_get_number(context, 0) : 0;
-  const int number = given >= 1 && given < 1e6 ? static_cast<int>(given) : 0;
+  const int number = NumberOfItem(numbered ? duk_get_number(context, 0) : 0);
   if (numbered && number == 0) {
     duk_push_null(context);
     return 1;
   }
-  const std::string_view word = TextAt(context, 0);
   IScriptScene& scene = machine.Scene();
-  const std::string_view type = scene.NamesOf(node).type;
-  switch (node.kind) {
-    case NodeKind::kComposition:
-    case NodeKind::kContents:
-    case NodeKind::kEffects:
-    case NodeKind::kEffect:
-    case NodeKind::kMasks:
-    case NodeKind::kDashes: {
-      machine.Charge(context, scene.CountOf(node) / 4.0);
-      const SceneNode item = FindItem(machine, node, word, number);
-      if (item) {
-        PushFound(context, item);
-        return 1;
-      }
-      break;
-    }
-    case NodeKind::kData:
-      machine.Charge(context, 4 + scene.CountOf(node) / 4.0);
-      if (PushPart(context, node, word)) return 1;
-      break;
-    default: {
-      std::string_view part =
-          numbered ? NumberedPart(scene, node, type, number) : PartNamed(node.kind, type, word);
-      if (PushPart(context, node, part)) return 1;
-      // A group's items can be meant without naming the list.
-      const SceneNode items = scene.PartOf(node, "it");
-      const SceneNode item = items ? FindItem(machine, items, word, number) : SceneNode();
-      if (item) {
-        PushFound(context, item);
-        return 1;
-      }
-      break;
-    }
-  }
+  machine.Charge(context, scene.CountOf(node) / 4.0);
+  if (PushFound(context, FindCalled(scene, node, TextAt(context, 0), number))) return 1;
   if (node.kind == NodeKind::kLayer || node.kind == NodeKind::kShape) {
     duk_push_null(context);
     return 1;
@@ -357,8 +269,7 @@ duk_ret_t FindLayer(duk_context* context) {
   } else {
     if (duk_is_object(context, 0) != 0) duk_to_primitive(context, 0, DUK_HINT_NONE);
     const double given = duk_is_number(context, 0) ? duk_get_number(context, 0) : 0;
-    found = FindItem(machine, composition, TextAt(context, 0),
-                     given >= 1 && given < 1e6 ? static_cast<int>(given) : 0);
+    found = FindItem(scene, composition, TextAt(context, 0), NumberOfItem(given));
   }
   if (!found) {
     return duk_reference_error(context, "there is no layer %s", duk_safe_to_string(context, 0));
@@ -379,8 +290,6 @@ duk_ret_t FindComposition(duk_context* context) {
   return 1;
 }
 
-enum Way { kToPoint, kFromPoint, kToVector, kFromVector };
-
 /// toComp(point, time) and its kin.
 duk_ret_t Carry(duk_context* context) {
   ScriptMachine& machine = ScriptMachine::Of(context);
@@ -388,31 +297,10 @@ duk_ret_t Carry(duk_context* context) {
   const SceneNode layer = machine.ThisNode(context, false);
   ScriptOperand point;
   if (!ReadOperand(context, 0, point)) return duk_type_error(context, "expected a point");
-  for (uint32_t i = point.count; i < 3; ++i) point.numbers[i] = 0;
   const double seconds =
       duk_is_number(context, 1) ? duk_get_number(context, 1) : machine.ReadingTimeOf(layer);
-  const Matrix matrix = machine.Scene().MatrixOf(layer, seconds);
-  const int way = duk_get_current_magic(context);
-  const bool vector = way == kToVector || way == kFromVector;
-  const double moveX = vector ? 0 : matrix.e;
-  const double moveY = vector ? 0 : matrix.f;
-  double x = point.numbers[0];
-  double y = point.numbers[1];
-  if (way == kToPoint || way == kToVector) {
-    const double before = x;
-    x = matrix.a * before + matrix.c * y + moveX;
-    y = matrix.b * before + matrix.d * y + moveY;
-  } else {
-    const double scale = matrix.a * matrix.d - matrix.b * matrix.c;
-    const double awayX = x - moveX;
-    const double awayY = y - moveY;
-    x = scale == 0 ? 0 : (matrix.d * awayX - matrix.c * awayY) / scale;
-    y = scale == 0 ? 0 : (matrix.a * awayY - matrix.b * awayX) / scale;
-  }
-  point.list = true;
-  point.count = std::min(std::max(point.count, 2u), 3u);
-  point.numbers[0] = x;
-  point.numbers[1] = y;
+  CarryPoint(machine.Scene().MatrixOf(layer, seconds),
+             static_cast<PointWay>(duk_get_current_magic(context)), point);
   PushOperand(context, point);
   return 1;
 }
@@ -587,18 +475,24 @@ constexpr FactName kEffectFacts[] = {{"color", kFirst}, {"enabled", kOne}, {"act
 
 constexpr struct {
   const char* name;
-  Way way;
-} kCarriers[] = {
-    {"toWorld", kToPoint},         {"toComp", kToPoint},         {"fromWorld", kFromPoint},
-    {"fromComp", kFromPoint},      {"toWorldVec", kToVector},    {"toCompVec", kToVector},
-    {"fromWorldVec", kFromVector}, {"fromCompVec", kFromVector}, {"fromCompToSurface", kFromPoint}};
+  PointWay way;
+} kCarriers[] = {{"toWorld", PointWay::kToPoint},
+                 {"toComp", PointWay::kToPoint},
+                 {"fromWorld", PointWay::kFromPoint},
+                 {"fromComp", PointWay::kFromPoint},
+                 {"toWorldVec", PointWay::kToVector},
+                 {"toCompVec", PointWay::kToVector},
+                 {"fromWorldVec", PointWay::kFromVector},
+                 {"fromCompVec", PointWay::kFromVector},
+                 {"fromCompToSurface", PointWay::kFromPoint}};
 
 constexpr const char* kTransformMembers[] = {
     "position",     "scale",       "rotation",  "opacity",   "anchorPoint",
     "anchor_point", "orientation", "xRotation", "yRotation", "zRotation"};
 
 void AddLayerOperations(duk_context* context) {
-  for (const auto& each : kCarriers) DefineMethod(context, each.name, Carry, 2, each.way);
+  for (const auto& each : kCarriers)
+    DefineMethod(context, each.name, Carry, 2, static_cast<int>(each.way));
   DefineMethod(context, "sourceRectAtTime", SourceRect, 2);
   DefineMethod(context, "sampleImage", SampleImage, DUK_VARARGS);
 }
@@ -794,81 +688,14 @@ void ScriptMachine::PushProperty(duk_context* context, const SceneNode& property
 
 // --- What stands around an expression ---
 
-namespace {
-
-enum class Surrounding {
-  kTime,
-  kValue,
-  kComposition,
-  kLayer,
-  kProperty,
-  kLayerPart,
-  kTransformPart,
-  kLayerMember,
-  kPropertyMember,
-  kTextIndex,
-  kTextTotal,
-  kSelectorValue,
-};
-
-struct SurroundingName {
-  std::string_view name;
-  Surrounding what;
-  const char* detail = nullptr;
-};
-
-constexpr SurroundingName kSurroundings[] = {
-    {"time", Surrounding::kTime},
-    {"value", Surrounding::kValue},
-    {"thisComp", Surrounding::kComposition},
-    {"thisLayer", Surrounding::kLayer},
-    {"thisProperty", Surrounding::kProperty},
-    {"transform", Surrounding::kLayerPart, "ks"},
-    {"$bm_transform", Surrounding::kLayerPart, "ks"},
-    {"content", Surrounding::kLayerPart, "shapes"},
-    {"effect", Surrounding::kLayerPart, "ef"},
-    {"mask", Surrounding::kLayerPart, "masksProperties"},
-    {"text", Surrounding::kLayerPart, "t"},
-    {"timeRemap", Surrounding::kLayerPart, "tm"},
-    {"anchorPoint", Surrounding::kTransformPart, "a"},
-    {"position", Surrounding::kTransformPart, "p"},
-    {"scale", Surrounding::kTransformPart, "s"},
-    {"rotation", Surrounding::kTransformPart, "r"},
-    {"opacity", Surrounding::kTransformPart, "o"},
-    {"index", Surrounding::kLayerMember, "index"},
-    {"name", Surrounding::kLayerMember, "name"},
-    {"inPoint", Surrounding::kLayerMember, "inPoint"},
-    {"outPoint", Surrounding::kLayerMember, "outPoint"},
-    {"startTime", Surrounding::kLayerMember, "startTime"},
-    {"width", Surrounding::kLayerMember, "width"},
-    {"height", Surrounding::kLayerMember, "height"},
-    {"active", Surrounding::kLayerMember, "active"},
-    {"hasParent", Surrounding::kLayerMember, "hasParent"},
-    {"parent", Surrounding::kLayerMember, "parent"},
-    {"source", Surrounding::kLayerMember, "source"},
-    {"marker", Surrounding::kLayerMember, "marker"},
-    {"numKeys", Surrounding::kPropertyMember, "numKeys"},
-    {"velocity", Surrounding::kPropertyMember, "velocity"},
-    {"speed", Surrounding::kPropertyMember, "speed"},
-    {"propertyIndex", Surrounding::kPropertyMember, "propertyIndex"},
-    {"textIndex", Surrounding::kTextIndex},
-    {"textTotal", Surrounding::kTextTotal},
-    {"selectorValue", Surrounding::kSelectorValue},
-};
-
-}  // namespace
-
 bool ScriptMachine::IsSurrounding(std::string_view name) {
-  return std::any_of(std::begin(kSurroundings), std::end(kSurroundings),
-                     [name](const SurroundingName& each) { return each.name == name; });
+  return FindSurrounding(name) != nullptr;
 }
 
 void ScriptMachine::PushArgument(duk_context* context, const std::string& name,
                                  const ScriptValue& keyed) {
-  const SurroundingName* found =
-      std::find_if(std::begin(kSurroundings), std::end(kSurroundings),
-                   [&name](const SurroundingName& each) { return each.name == name; });
-  if (found == std::end(kSurroundings)) {
+  const SurroundingName* const found = FindSurrounding(name);
+  if (found == nullptr) {
     duk_push_undefined(context);
     return;
   }

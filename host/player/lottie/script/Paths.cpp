@@ -12,7 +12,6 @@ namespace {
 const char* const kPathKey = DUK_HIDDEN_SYMBOL("path");
 const char* const kClosedKey = DUK_HIDDEN_SYMBOL("closed");
 constexpr size_t kMostPoints = 10000;
-constexpr int kPieces = 32;  ///< of a curve when its length is measured
 
 const double* ThisPath(duk_context* context, size_t& count, bool& closed) {
   duk_push_this(context);
@@ -59,54 +58,7 @@ duk_ret_t IsClosed(duk_context* context) {
   return 1;
 }
 
-void PointOf(const double* from, const double* to, double t, double point[2]) {
-  const double s = 1 - t;
-  for (int i = 0; i < 2; ++i) {
-    point[i] = s * s * s * from[i] + 3 * s * s * t * from[4 + i] + 3 * s * t * t * to[2 + i] +
-               t * t * t * to[i];
-  }
-}
-
-/// The point at a share of the whole length.
-void PointAlong(const double* numbers, size_t count, bool closed, double share, double point[2]) {
-  const size_t points = count / 6;
-  const size_t curves = closed ? points : points - 1;
-  double total = 0;
-  double wanted = 0;
-  point[0] = numbers[0];
-  point[1] = numbers[1];
-  // First the length, then the place.
-  for (int pass = 0; pass < 2; ++pass) {
-    double length = 0;
-    for (size_t i = 0; i < curves; ++i) {
-      const double* from = numbers + 6 * i;
-      const double* to = numbers + 6 * ((i + 1) % points);
-      double before[2] = {from[0], from[1]};
-      for (int piece = 1; piece <= kPieces; ++piece) {
-        double now[2];
-        PointOf(from, to, static_cast<double>(piece) / kPieces, now);
-        const double step = std::hypot(now[0] - before[0], now[1] - before[1]);
-        if (pass == 1 && step > 0 && length + step >= wanted) {
-          const double part = (wanted - length) / step;
-          point[0] = before[0] + (now[0] - before[0]) * part;
-          point[1] = before[1] + (now[1] - before[1]) * part;
-          return;
-        }
-        length += step;
-        before[0] = now[0];
-        before[1] = now[1];
-      }
-      if (pass == 1) {
-        point[0] = before[0];
-        point[1] = before[1];
-      }
-    }
-    total = length;
-    wanted = total * std::clamp(share, 0.0, 1.0);
-  }
-}
-
-/// pointOnPath(share); magic 1: the direction there, 2: across it.
+/// pointOnPath(share) and its kin; magic: an OnPath.
 duk_ret_t Along(duk_context* context) {
   size_t count = 0;
   bool closed = false;
@@ -114,27 +66,10 @@ duk_ret_t Along(duk_context* context) {
   ScriptMachine::Of(context).Charge(context, static_cast<double>(count) * 4);
   const double given = duk_is_undefined(context, 0) ? 0.5 : duk_to_number(context, 0);
   const double share = std::isfinite(given) ? given : 0;
-  const int magic = duk_get_current_magic(context);
-  double point[2];
-  if (magic == 0) {
-    PointAlong(numbers, count, closed, share, point);
-    PushPair(context, point[0], point[1]);
-    return 1;
-  }
-  const double from = std::min(std::max(share, 0.0), 0.999);
-  double next[2];
-  PointAlong(numbers, count, closed, from, point);
-  PointAlong(numbers, count, closed, from + 0.001, next);
-  const double x = next[0] - point[0];
-  const double y = next[1] - point[1];
-  const double length = std::hypot(x, y);
-  if (length == 0) {
-    PushPair(context, 0, 0);
-  } else if (magic == 1) {
-    PushPair(context, x / length, y / length);
-  } else {
-    PushPair(context, -y / length, x / length);
-  }
+  double pair[2];
+  AlongPath(numbers, count, closed, static_cast<OnPath>(duk_get_current_magic(context)), share,
+            pair);
+  PushPair(context, pair[0], pair[1]);
   return 1;
 }
 

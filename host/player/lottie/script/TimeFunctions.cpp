@@ -4,12 +4,12 @@
 #include <cstring>
 
 #include "host/player/lottie/script/Machine.h"
+#include "host/player/lottie/script/PropertyTimes.h"
 
 namespace plexion_host::movie {
 
 namespace {
 
-constexpr double kVelocityStep = 0.001;
 constexpr int kMostSamples = 100;
 constexpr int kMostOctaves = 10;
 
@@ -17,22 +17,6 @@ double NumberOr(duk_context* context, duk_idx_t index, double otherwise) {
   if (duk_is_null_or_undefined(context, index)) return otherwise;
   const double number = duk_to_number(context, index);
   return std::isfinite(number) ? number : otherwise;
-}
-
-/// The keyframes' value of a property. Returns  false when it is not made of numbers.
-bool NumbersAt(ScriptMachine& machine, const SceneNode& property, double seconds,
-               ScriptOperand& operand) {
-  const ScriptValue* value = machine.Read(property, seconds, false);
-  if (value == nullptr ||
-      (value->kind != ScriptValue::Kind::kNumber && value->kind != ScriptValue::Kind::kVector)) {
-    return false;
-  }
-  operand.list = value->kind == ScriptValue::Kind::kVector;
-  operand.text = false;
-  operand.count =
-      static_cast<uint32_t>(std::min<size_t>(value->numbers.size(), ScriptValue::kMostNumbers));
-  std::copy_n(value->numbers.begin(), operand.count, operand.numbers);
-  return operand.count > 0;
 }
 
 duk_ret_t PushAt(duk_context* context, const SceneNode& property, double seconds) {
@@ -55,22 +39,14 @@ duk_ret_t VelocityAtTime(duk_context* context) {
   ScriptMachine& machine = ScriptMachine::Of(context);
   machine.Charge(context, 8);
   const SceneNode property = machine.ThisNode(context, true);
-  const double seconds = NumberOr(context, 0, machine.NowOf(property));
-  ScriptOperand now;
-  ScriptOperand before;
-  if (!NumbersAt(machine, property, seconds, now) ||
-      !NumbersAt(machine, property, seconds - kVelocityStep, before)) {
+  ScriptOperand velocity;
+  if (!VelocityOf(machine, property, NumberOr(context, 0, machine.NowOf(property)), velocity)) {
     return 0;
   }
-  double sum = 0;
-  for (uint32_t i = 0; i < now.count; ++i) {
-    now.numbers[i] = (now.numbers[i] - before.numbers[i]) / kVelocityStep;
-    sum += now.numbers[i] * now.numbers[i];
-  }
   if (duk_get_current_magic(context) == 0) {
-    PushOperand(context, now);
+    PushOperand(context, velocity);
   } else {
-    duk_push_number(context, std::sqrt(sum));
+    duk_push_number(context, Distance(velocity, nullptr));
   }
   return 1;
 }
@@ -80,111 +56,22 @@ duk_ret_t Velocity(duk_context* context) {
   return VelocityAtTime(context);
 }
 
-enum LoopKind { kCycle, kPingPong, kOffset, kContinue };
-
-LoopKind LoopKindAt(duk_context* context, duk_idx_t index) {
-  if (!duk_is_string(context, index)) return kCycle;
-  const char* name = duk_get_string(context, index);
-  const auto is = [name](const char* what) {
-    const char* given = name;
-    for (; *what != 0 && (*given | 0x20) == *what; ++what) ++given;
-    return *what == 0 && *given == 0;
-  };
-  return is("pingpong") ? kPingPong : is("offset") ? kOffset : is("continue") ? kContinue : kCycle;
-}
-
 constexpr int kLoopIn = 1;
 constexpr int kLoopDuration = 2;
 
-/// One span of the keyframes, repeated before the first or behind the last of them.
-struct LoopSpan {
-  double first = 0;
-  double last = 0;
-  double beyond = 0;  ///< how far outside the time is, from the end where the loop begins
-};
-
-/// Returns  false when the keyframes' value is right as it is.
-bool FindLoop(duk_context* context, const SceneNode& property, LoopSpan& span) {
-  ScriptMachine& machine = ScriptMachine::Of(context);
-  IScriptScene& scene = machine.Scene();
-  const int magic = duk_get_current_magic(context);
-  const bool in = (magic & kLoopIn) != 0;
-  const double amount = std::fabs(NumberOr(context, 1, 0));
-  const int keys = scene.KeyCount(property);
-  if (keys < 2) return false;
-  span.first = scene.KeyTime(property, 0);
-  span.last = scene.KeyTime(property, keys - 1);
-  const double now = machine.NowOf(property);
-  span.beyond = in ? span.first - now : now - span.last;
-  if (!(span.beyond > 0)) return false;
-  if ((magic & kLoopDuration) != 0) {
-    const LayerFacts layer = scene.FactsOfLayer(machine.Site().layer);
-    if (in) {
-      span.last = amount > 0 ? span.first + amount : std::max(layer.outSeconds, span.first);
-    } else {
-      span.first = amount > 0 ? span.last - amount : std::min(layer.inSeconds, span.last);
-    }
-  } else if (amount >= 1 && amount < keys - 1) {
-    const int spans = static_cast<int>(amount);
-    if (in) {
-      span.last = scene.KeyTime(property, spans);
-    } else {
-      span.first = scene.KeyTime(property, keys - 1 - spans);
-    }
-  }
-  return span.last - span.first > 1e-9;
-}
-
-duk_ret_t ContinueLoop(duk_context* context, const SceneNode& property, const LoopSpan& span,
-                       bool in) {
-  ScriptMachine& machine = ScriptMachine::Of(context);
-  ScriptOperand end;
-  ScriptOperand near;
-  const double at = in ? span.first : span.last;
-  if (!NumbersAt(machine, property, at, end) ||
-      !NumbersAt(machine, property, in ? at + kVelocityStep : at - kVelocityStep, near)) {
-    return PushAt(context, property, machine.NowOf(property));
-  }
-  for (uint32_t i = 0; i < end.count; ++i) {
-    end.numbers[i] += (end.numbers[i] - near.numbers[i]) / kVelocityStep * span.beyond;
-  }
-  PushOperand(context, end);
-  return 1;
-}
-
-duk_ret_t Loop(duk_context* context) {
+duk_ret_t LoopThis(duk_context* context) {
   ScriptMachine& machine = ScriptMachine::Of(context);
   machine.Charge(context, 16);
   const SceneNode property = machine.ThisNode(context, true);
-  const bool in = (duk_get_current_magic(context) & kLoopIn) != 0;
-  const LoopKind kind = LoopKindAt(context, 0);
-  LoopSpan span;
-  if (!FindLoop(context, property, span)) {
-    return PushAt(context, property, machine.ReadingTimeOf(property));
-  }
-  if (kind == kContinue) return ContinueLoop(context, property, span, in);
-  const double length = span.last - span.first;
-  // From the span's first key in one direction: a loop out counts from there as well.
-  const double turns = std::floor(span.beyond / length);
-  const double rest = span.beyond - turns * length;
-  double at = in ? span.last - rest : span.first + rest;
-  if (kind == kPingPong && std::fmod(turns, 2) == 0) {
-    at = in ? span.first + rest : span.last - rest;
-  }
-  if (kind != kOffset) return PushAt(context, property, at);
-  ScriptOperand value;
-  ScriptOperand first;
-  ScriptOperand last;
-  if (!NumbersAt(machine, property, at, value) ||
-      !NumbersAt(machine, property, span.first, first) ||
-      !NumbersAt(machine, property, span.last, last)) {
-    return PushAt(context, property, at);
-  }
-  for (uint32_t i = 0; i < value.count; ++i) {
-    const double step = (last.numbers[i] - first.numbers[i]) * (turns + 1);
-    value.numbers[i] += in ? -step : step;
-  }
-  PushOperand(context, value);
+  const int magic = duk_get_current_magic(context);
+  const char* const name = duk_get_string(context, 0);
+  TimedValue value;
+  LoopProperty(machine, property,
+               {(magic & kLoopIn) != 0, (magic & kLoopDuration) != 0,
+                LoopKindNamed(name != nullptr ? name : ""), NumberOr(context, 1, 0)},
+               value);
+  if (value.keyed) return PushAt(context, property, value.seconds);
+  PushOperand(context, value.numbers);
   return 1;
 }
 
@@ -300,14 +187,7 @@ duk_ret_t NearestKey(duk_context* context) {
   const int keys = machine.Scene().KeyCount(property);
   machine.Charge(context, 4 + keys);
   if (keys == 0) return duk_range_error(context, "the property has no keys");
-  int nearest = 0;
-  for (int i = 1; i < keys; ++i) {
-    if (std::fabs(machine.Scene().KeyTime(property, i) - seconds) <
-        std::fabs(machine.Scene().KeyTime(property, nearest) - seconds)) {
-      nearest = i;
-    }
-  }
-  return PushKey(context, property, nearest);
+  return PushKey(context, property, NearestKeyOf(machine.Scene(), property, keys, seconds));
 }
 
 duk_ret_t KeyTotal(duk_context* context) {
@@ -478,12 +358,12 @@ void AddPropertyOperations(duk_context* context, duk_idx_t object) {
       {"valueAtTime", ValueAtTime, 1, 0},
       {"velocityAtTime", VelocityAtTime, 1, 0},
       {"speedAtTime", VelocityAtTime, 1, 1},
-      {"loopIn", Loop, 2, kLoopIn},
-      {"loop_in", Loop, 2, kLoopIn},
-      {"loopOut", Loop, 2, 0},
-      {"loop_out", Loop, 2, 0},
-      {"loopInDuration", Loop, 2, kLoopIn | kLoopDuration},
-      {"loopOutDuration", Loop, 2, kLoopDuration},
+      {"loopIn", LoopThis, 2, kLoopIn},
+      {"loop_in", LoopThis, 2, kLoopIn},
+      {"loopOut", LoopThis, 2, 0},
+      {"loop_out", LoopThis, 2, 0},
+      {"loopInDuration", LoopThis, 2, kLoopIn | kLoopDuration},
+      {"loopOutDuration", LoopThis, 2, kLoopDuration},
       {"wiggle", Wiggle, 5, 0},
       {"smooth", Smooth, 3, 0},
       {"key", Key, 1, 0},

@@ -1,6 +1,8 @@
 // The words of an expression: names, numbers, texts, signs.
 #include "host/player/lottie/script/Tokens.h"
 
+#include <algorithm>
+
 #include "host/base/Check.h"
 
 namespace plexion_host::movie {
@@ -17,7 +19,35 @@ constexpr std::string_view kSigns[] = {
     ")",    "[",   "]",   ".",   ";",   ",",   "<",   ">",   "+",   "-",   "*",    "/",
     "%",    "&",   "|",   "^",   "!",   "~",   "?",   ":",   "="};
 
+constexpr std::string_view kReserved[] = {
+    "break",  "case",     "catch",  "class",  "const",  "continue",   "debugger", "default",
+    "delete", "do",       "else",   "enum",   "export", "extends",    "false",    "finally",
+    "for",    "function", "if",     "import", "in",     "instanceof", "new",      "null",
+    "return", "super",    "switch", "this",   "throw",  "true",       "try",      "typeof",
+    "var",    "void",     "while",  "with",   "yield"};
+
 }  // namespace
+
+bool IsReservedWord(std::string_view name) {
+  return std::find(std::begin(kReserved), std::end(kReserved), name) != std::end(kReserved);
+}
+
+// The language's own table. Members, calls and single operands bind closer, and are read further
+// in.
+int PrecedenceOf(const Token& token) {
+  static constexpr struct {
+    std::string_view sign;
+    int precedence;
+  } kOperators[] = {{"??", 1}, {"||", 2}, {"&&", 3}, {"|", 4},   {"^", 5},
+                    {"&", 6},  {"==", 7}, {"!=", 7}, {"===", 7}, {"!==", 7},
+                    {"<", 8},  {">", 8},  {"<=", 8}, {">=", 8},  {"instanceof", 8},
+                    {"in", 8}, {"<<", 9}, {">>", 9}, {">>>", 9}, {"+", 10},
+                    {"-", 10}, {"*", 11}, {"/", 11}, {"%", 11},  {"**", 12}};
+  for (const auto& each : kOperators) {
+    if (token.Is(each.sign)) return each.precedence;
+  }
+  return 0;
+}
 
 bool IsNameByte(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || IsDigit(c) || c == '_' || c == '$' ||

@@ -63,6 +63,11 @@ class Tokens {
   Token current_;
 };
 
+/// Words that no variable can have.
+bool IsReservedWord(std::string_view name);
+/// How tightly an operator binds its two operands; 0: it is none of that kind.
+int PrecedenceOf(const Token& token);
+
 /// Whether a name of the language can have this byte. Bytes of other scripts count.
 bool IsNameByte(char c);
 

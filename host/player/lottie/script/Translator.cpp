@@ -18,35 +18,6 @@ constexpr int kDeepest = 100;
 /// Operators on lists become calls inside of calls.
 constexpr int kMostOperands = 200;
 
-constexpr std::string_view kReserved[] = {
-    "break",  "case",     "catch",  "class",  "const",  "continue",   "debugger", "default",
-    "delete", "do",       "else",   "enum",   "export", "extends",    "false",    "finally",
-    "for",    "function", "if",     "import", "in",     "instanceof", "new",      "null",
-    "return", "super",    "switch", "this",   "throw",  "true",       "try",      "typeof",
-    "var",    "void",     "while",  "with",   "yield"};
-
-bool IsReserved(std::string_view name) {
-  return std::find(std::begin(kReserved), std::end(kReserved), name) != std::end(kReserved);
-}
-
-/// What an operator binds; 0: none of two operands.
-// The language's own table. Members, calls and single operands bind closer, and are read further
-// in.
-int Precedence(const Token& token) {
-  static constexpr struct {
-    std::string_view sign;
-    int precedence;
-  } kOperators[] = {{"??", 1}, {"||", 2}, {"&&", 3}, {"|", 4},   {"^", 5},
-                    {"&", 6},  {"==", 7}, {"!=", 7}, {"===", 7}, {"!==", 7},
-                    {"<", 8},  {">", 8},  {"<=", 8}, {">=", 8},  {"instanceof", 8},
-                    {"in", 8}, {"<<", 9}, {">>", 9}, {">>>", 9}, {"+", 10},
-                    {"-", 10}, {"*", 11}, {"/", 11}, {"%", 11},  {"**", 12}};
-  for (const auto& each : kOperators) {
-    if (token.Is(each.sign)) return each.precedence;
-  }
-  return 0;
-}
-
 // What authors may do to numbers and lists alike. The engine's operators would make a text of two
 // lists.
 std::string_view ListFunction(std::string_view sign) {
@@ -205,7 +176,7 @@ void Translator::Run() {
 }
 
 std::string Translator::TakeName() {
-  if (Current().kind != TokenKind::kName || IsReserved(Current().text)) Fail("expected a name");
+  if (Current().kind != TokenKind::kName || IsReservedWord(Current().text)) Fail("expected a name");
   // Temporaries and the guard against endless loops have these names.
   if (Current().text.substr(0, 2) == "$$") Fail("names that begin with $$ are taken");
   std::string name(Current().text);
@@ -299,7 +270,7 @@ std::string Translator::NameStatement() {
     Fail("'" + std::string(Current().text) + "' is not supported");
   }
   const Token name = Current();
-  if (!IsReserved(name.text)) {
+  if (!IsReservedWord(name.text)) {
     tokens_.Next();
     // A label; else the reader goes back to the name.
     if (Take(":")) return std::string(name.text) + ":" + Statement();
@@ -511,7 +482,7 @@ Translator::Piece Translator::Binary(int least, bool noIn) {
   Piece left = Unary();
   int operands = 1;
   for (;;) {
-    const int precedence = Precedence(Current());
+    const int precedence = PrecedenceOf(Current());
     // Climbs: what binds less than asked for is the caller's.
     if (precedence < least || precedence == 0 || (noIn && At("in"))) return left;
     const std::string sign(Current().text);
@@ -783,7 +754,8 @@ std::string Translator::Record() {
         plain += "," + name + ":" + Assignment().code;
       } else if (At("(")) {
         plain += "," + name + ":" + FunctionFrom("", false);
-      } else if (key.kind == TokenKind::kName && (At(",") || At("}")) && !IsReserved(key.text)) {
+      } else if (key.kind == TokenKind::kName && (At(",") || At("}")) &&
+                 !IsReservedWord(key.text)) {
         out_.names.insert(std::string(key.text));
         plain += "," + name + ":" + std::string(key.text);
       } else {
@@ -841,7 +813,7 @@ std::string Translator::Template() {
 
 /// Whether "name =>" or "(...) =>" comes: then the reader stays where it is.
 bool Translator::IsArrow() {
-  if (Current().kind == TokenKind::kName && !IsReserved(Current().text)) {
+  if (Current().kind == TokenKind::kName && !IsReservedWord(Current().text)) {
     const size_t start = Current().start;
     tokens_.Next();
     const bool arrow = At("=>");

@@ -3,29 +3,10 @@
 #include <cmath>
 
 #include "host/player/lottie/script/Machine.h"
-#include "host/player/lottie/timeline/CubicEase.h"
 
 namespace plexion_host::movie {
 
 namespace {
-
-constexpr double kDegree = 3.14159265358979323846 / 180;
-
-enum Operation { kAdd, kSubtract, kMultiply, kDivide };
-
-double Apply(Operation operation, double a, double b) {
-  switch (operation) {
-    case kAdd:
-      return a + b;
-    case kSubtract:
-      return a - b;
-    case kMultiply:
-      return a * b;
-    case kDivide:
-      break;
-  }
-  return a / b;
-}
 
 void Need(duk_context* context, duk_idx_t index, ScriptOperand& operand) {
   if (!ReadOperand(context, index, operand)) {
@@ -33,20 +14,19 @@ void Need(duk_context* context, duk_idx_t index, ScriptOperand& operand) {
   }
 }
 
-/// The four operations. A list and a number: product and quotient are of each number, sum and
-/// difference of the first only.
-duk_ret_t Calculate(duk_context* context) {
-  const auto operation = static_cast<Operation>(duk_get_current_magic(context));
+/// The four operations; magic: which Calculation.
+duk_ret_t CalculateBoth(duk_context* context) {
+  const auto how = static_cast<Calculation>(duk_get_current_magic(context));
   if (duk_is_number(context, 0) && duk_is_number(context, 1)) {
     duk_push_number(context,
-                    Apply(operation, duk_get_number(context, 0), duk_get_number(context, 1)));
+                    Calculate(how, duk_get_number(context, 0), duk_get_number(context, 1)));
     return 1;
   }
   ScriptOperand a;
   ScriptOperand b;
   const bool readA = ReadOperand(context, 0, a);
   const bool readB = ReadOperand(context, 1, b);
-  if (operation == kAdd && (!readA || !readB || a.text || b.text)) {
+  if (how == Calculation::kAdd && (!readA || !readB || a.text || b.text)) {
     duk_to_string(context, 0);
     duk_to_string(context, 1);
     duk_concat(context, 2);
@@ -56,21 +36,8 @@ duk_ret_t Calculate(duk_context* context) {
     duk_push_number(context, DUK_DOUBLE_NAN);
     return 1;
   }
-  const bool first = operation == kAdd || operation == kSubtract;
   ScriptOperand result;
-  result.list = a.list || b.list;
-  result.count = std::max(a.list ? a.count : 1, b.list ? b.count : 1);
-  for (uint32_t i = 0; i < result.count; ++i) {
-    if (a.list && b.list) {
-      result.numbers[i] = i >= b.count   ? a.numbers[i]
-                          : i >= a.count ? b.numbers[i]
-                                         : Apply(operation, a.numbers[i], b.numbers[i]);
-    } else if (first && i > 0) {
-      result.numbers[i] = a.list ? a.numbers[i] : b.numbers[i];
-    } else {
-      result.numbers[i] = Apply(operation, a.numbers[a.list ? i : 0], b.numbers[b.list ? i : 0]);
-    }
-  }
+  Calculate(how, a, b, result);
   PushOperand(context, result);
   return 1;
 }
@@ -86,16 +53,6 @@ duk_ret_t Negate(duk_context* context) {
   for (uint32_t i = 0; i < a.count; ++i) a.numbers[i] = -a.numbers[i];
   PushOperand(context, a);
   return 1;
-}
-
-double Distance(const ScriptOperand& a, const ScriptOperand* b) {
-  double sum = 0;
-  const uint32_t count = b != nullptr ? std::min(a.count, b->count) : a.count;
-  for (uint32_t i = 0; i < count; ++i) {
-    const double difference = a.numbers[i] - (b != nullptr ? b->numbers[i] : 0);
-    sum += difference * difference;
-  }
-  return std::sqrt(sum);
 }
 
 duk_ret_t Length(duk_context* context) {
@@ -169,14 +126,11 @@ duk_ret_t LookAt(duk_context* context) {
   return 1;
 }
 
-duk_ret_t Clamp(duk_context* context) {
+duk_ret_t ClampTo(duk_context* context) {
   ScriptOperand value;
   Need(context, 0, value);
   const double a = duk_to_number(context, 1);
-  const double b = duk_to_number(context, 2);
-  for (uint32_t i = 0; i < value.count; ++i) {
-    value.numbers[i] = std::min(std::max(value.numbers[i], std::min(a, b)), std::max(a, b));
-  }
+  Clamp(value, a, duk_to_number(context, 2));
   PushOperand(context, value);
   return 1;
 }
@@ -187,46 +141,22 @@ duk_ret_t ToRadians(duk_context* context) {
   return 1;
 }
 
-enum Curve { kLinear, kEase, kEaseIn, kEaseOut };
-
-/// linear and its kin: (t, from, to, a, b) or (t, a, b).
-duk_ret_t Between(duk_context* context) {
+/// linear and its kin, by magic a Curve: (t, from, to, a, b) or (t, a, b).
+duk_ret_t OnTheWay(duk_context* context) {
+  const auto curve = static_cast<Curve>(duk_get_current_magic(context));
   double t = duk_to_number(context, 0);
   duk_idx_t first = 3;
   if (duk_is_undefined(context, 3) || duk_is_undefined(context, 4)) {
     first = 1;
   } else {
-    double from = duk_to_number(context, 1);
-    double to = duk_to_number(context, 2);
-    const auto reversed = duk_get_current_magic(context) == kLinear && to < from;
-    if (reversed) std::swap(from, to);
-    t = to == from ? (t < from ? 0 : 1) : (t - from) / (to - from);
-  }
-  t = std::isnan(t) ? 0 : std::min(std::max(t, 0.0), 1.0);
-  if (t > 0 && t < 1) {
-    switch (duk_get_current_magic(context)) {
-      case kEase:
-        t = CubicEase(t, 0.33, 0, 0.667, 1);
-        break;
-      case kEaseIn:
-        t = CubicEase(t, 0.333, 0, 0.833, 0.833);
-        break;
-      case kEaseOut:
-        t = CubicEase(t, 0.167, 0.167, 0.667, 1);
-        break;
-      default:
-        break;
-    }
+    const double from = duk_to_number(context, 1);
+    t = ShareOf(curve, t, from, duk_to_number(context, 2));
   }
   ScriptOperand a;
   ScriptOperand b;
   Need(context, first, a);
   Need(context, first + 1, b);
-  for (uint32_t i = 0; i < a.count; ++i) {
-    const double target = i < b.count ? b.numbers[i] : a.numbers[i];
-    a.numbers[i] += (target - a.numbers[i]) * t;
-  }
-  a.text = false;
+  Between(curve, t, a, b);
   PushOperand(context, a);
   return 1;
 }
@@ -374,15 +304,15 @@ void AddVectorFunctions(duk_context* context) {
     duk_idx_t arguments;
     int magic;
   } kFunctions[] = {
-      {"$bm_sum", Calculate, 2, kAdd},
-      {"$bm_sub", Calculate, 2, kSubtract},
-      {"$bm_mul", Calculate, 2, kMultiply},
-      {"$bm_div", Calculate, 2, kDivide},
-      {"sum", Calculate, 2, kAdd},
-      {"add", Calculate, 2, kAdd},
-      {"sub", Calculate, 2, kSubtract},
-      {"mul", Calculate, 2, kMultiply},
-      {"div", Calculate, 2, kDivide},
+      {"$bm_sum", CalculateBoth, 2, int(Calculation::kAdd)},
+      {"$bm_sub", CalculateBoth, 2, int(Calculation::kSubtract)},
+      {"$bm_mul", CalculateBoth, 2, int(Calculation::kMultiply)},
+      {"$bm_div", CalculateBoth, 2, int(Calculation::kDivide)},
+      {"sum", CalculateBoth, 2, int(Calculation::kAdd)},
+      {"add", CalculateBoth, 2, int(Calculation::kAdd)},
+      {"sub", CalculateBoth, 2, int(Calculation::kSubtract)},
+      {"mul", CalculateBoth, 2, int(Calculation::kMultiply)},
+      {"div", CalculateBoth, 2, int(Calculation::kDivide)},
       {"$bm_mod", Remainder, 2, 0},
       {"mod", Remainder, 2, 0},
       {"$bm_neg", Negate, 1, 0},
@@ -391,15 +321,15 @@ void AddVectorFunctions(duk_context* context) {
       {"dot", Dot, 2, 0},
       {"cross", Cross, 2, 0},
       {"lookAt", LookAt, 2, 0},
-      {"clamp", Clamp, 3, 0},
+      {"clamp", ClampTo, 3, 0},
       {"degreesToRadians", ToRadians, 1, 0},
       {"degrees_to_radians", ToRadians, 1, 0},
       {"radiansToDegrees", ToRadians, 1, 1},
       {"radians_to_degrees", ToRadians, 1, 1},
-      {"linear", Between, 5, kLinear},
-      {"ease", Between, 5, kEase},
-      {"easeIn", Between, 5, kEaseIn},
-      {"easeOut", Between, 5, kEaseOut},
+      {"linear", OnTheWay, 5, int(Curve::kLinear)},
+      {"ease", OnTheWay, 5, int(Curve::kEase)},
+      {"easeIn", OnTheWay, 5, int(Curve::kEaseIn)},
+      {"easeOut", OnTheWay, 5, int(Curve::kEaseOut)},
       {"rgbToHsl", RgbToHsl, 1, 0},
       {"hslToRgb", HslToRgb, 1, 0},
       {"hexToRgb", HexToRgb, 1, 0},

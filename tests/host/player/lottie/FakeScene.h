@@ -126,11 +126,14 @@ class FakeScene : public IScriptScene {
     const auto found = At(node)->parts.find(part);
     return found == At(node)->parts.end() ? SceneNode() : Node(found->second);
   }
-  SceneNode GroupOf(const SceneNode& node) override { return Node(At(node)->owner); }
+  SceneNode GroupOf(const SceneNode& node) override {
+    return At(node) == nullptr ? SceneNode() : Node(At(node)->owner);
+  }
   double NowOf(const SceneNode&) override { return now; }
   bool ValueAt(const SceneNode& node, double seconds, bool withScript,
                ScriptValue& value) override {
     Thing* thing = At(node);
+    if (node.kind != NodeKind::kProperty) return false;
     if (withScript && scripted && scripted(thing, value)) return true;
     value = thing->keys.empty() ? thing->value : thing->keys.front().value;
     for (size_t i = 0; i < thing->keys.size(); ++i) {
@@ -144,7 +147,9 @@ class FakeScene : public IScriptScene {
     }
     return true;
   }
-  int KeyCount(const SceneNode& node) override { return static_cast<int>(At(node)->keys.size()); }
+  int KeyCount(const SceneNode& node) override {
+    return node.kind == NodeKind::kProperty ? static_cast<int>(At(node)->keys.size()) : 0;
+  }
   double KeyTime(const SceneNode& node, int key) override {
     return At(node)->keys.at(static_cast<size_t>(key)).seconds;
   }
