@@ -19,6 +19,7 @@ class InstanceFace final : public HostObject<MorvelInstance> {
 
   bool Configure(const MorvelInstanceParameters& parameters) override {
     bool accepted = false;
+    // The player gets a wrapper of it: what it tells the window crosses the border as well.
     morvellib::MorvelInstanceNotifier* const heard = Wrap(border_, parameters.notifier);
     notifier_ = heard != nullptr ? WrapperOf(heard) : nullptr;
     CallOut(

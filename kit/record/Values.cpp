@@ -204,6 +204,7 @@ void PutStageParameters(Border& border, Encoder& to, const StageWindowParameters
   border.PutObject(to, WrapperOf(from.outputPlane));
   border.PutObject(to, WrapperOf(from.notifier));
   border.PutObject(to, WrapperOf(from.rectProvider));
+  // Apart from the other texts, and first hidden: a value that was hidden once is hidden wherever it comes again.
   border.PutSecret(to, from.proxyPassword);
   ForEachStageField(from, [&](const auto& field) { PutValue(border, to, field); });
 }
@@ -230,7 +231,6 @@ void PutPlayerParameters(Border& border, Encoder& to, const MorvelInstanceParame
 }
 
 void TakePlayerParameters(Decoder& from, MorvelInstanceParameters& to) {
-  // Who hears of it is the module's own.
   // The module hands its own notifier out; a replay has that itself, and the recording only says
   // that there was one.
   Field field;

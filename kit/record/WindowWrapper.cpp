@@ -120,6 +120,7 @@ class WindowFace final : public ModuleObject<StageWindow> {
   plexion::MemoryWatchdog* GetMemoryWatchdog() override {
     plexion::MemoryWatchdog* const watchdog =
         Enter(Op::kWindowGetMemoryWatchdog, &StageWindow::GetMemoryWatchdog);
+    // Remembered, since it dies with its window: a block at its address is then another object.
     watchdog_ = WrapperOf(watchdog);
     return watchdog;
   }
@@ -138,6 +139,7 @@ class WindowFace final : public ModuleObject<StageWindow> {
         [&](Encoder& to) {
           border_.PutObject(to, this);
           border_.PutText(to, name);
+          // What a context points to is the host's secret: it is numbered, and neither read nor wrapped.
           border_.PutOpaque(to, value);
         },
         [&] { Raw()->SetContext(name, value); }, [](Encoder&) {});
@@ -237,6 +239,7 @@ class WatchdogFace final : public ModuleObject<plexion::MemoryWatchdog> {
         border_, Operation::kWatchdogFree,
         [&](Encoder& to) {
           border_.PutObject(to, this);
+          // By its number: a replay has its blocks at other addresses.
           border_.TakeBlock(to, p);
           to.Note();
           border_.PutText(to, file);

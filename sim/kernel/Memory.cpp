@@ -56,6 +56,7 @@ void* SimKernel::Allocate(unsigned long bytes, const char* file, int line) {
   std::memset(block + bytes, kGuardByte, kBackGuard);
   std::string place = current_->name;
   if (file != nullptr) place += " at " + std::string(file) + ":" + std::to_string(line);
+  // Numbered, since addresses differ from run to run and a journal must not.
   blocks_[block] = {bytes, ++blockNumber_, std::move(place)};
   liveBytes_ += bytes;
   if (journal_.IsOn()) {
@@ -77,6 +78,7 @@ void SimKernel::Free(void* pointer, const char* file, int line) {
     } else if (before != freed_.end()) {
       text += "block" + std::to_string(before->second.number) + ", which is free already";
     } else {
+      // The nearest block is named: a pointer into the middle of one is the usual mistake.
       text += "an address that is no block";
       for (const auto& entry : blocks_) {
         const auto* start = static_cast<const char*>(entry.first);

@@ -63,6 +63,7 @@ void SimKernel::CheckCycle(const SimMutex* wanted) {
   // Threads that wait for each other in a ring never go on, whatever the others do.
   std::string ring = current_->name + " wants " + wanted->name_;
   const SimTask* owner = wanted->owner_;
+  // Bounded by the threads that there are: a ring that this thread is no part of must not hold up the report.
   for (size_t steps = 0; owner != nullptr && steps <= live_.size(); ++steps) {
     ring += ", which " + owner->name + " holds";
     if (owner == current_) {
@@ -72,8 +73,8 @@ void SimKernel::CheckCycle(const SimMutex* wanted) {
     }
     if (owner->waits != SimTask::Waits::kForMutex) return;
     const auto* next = static_cast<const SimMutex*>(owner->waitsFor);
-    ring += "; " + owner->name + " wants " + next->name_;
     QX_CHECK(next != nullptr, "whoever waits for a mutex waits for one");
+    ring += "; " + owner->name + " wants " + next->name_;
     owner = next->owner_;
   }
 }
@@ -89,6 +90,7 @@ void SimKernel::LockMutex(SimMutex* mutex) {
     ++mutex->depth_;
     return;
   }
+  // Before it waits: an order that is wrong is told also in runs in which nobody happened to come between.
   if (options_.lockOrder && !current_->held.empty()) {
     std::vector<LockOrder::Lock> held;
     for (const SimMutex* other : current_->held) held.push_back({other->number_, other->name_});
@@ -206,6 +208,7 @@ void SimKernel::SignalEvent(SimEvent* event) {
     return;
   }
   Released(event);
+  // For those that come later; those that wait now are told one by one below.
   event->signalled_ = true;
   for (SimTask* task : live_) {
     if (task->waits == SimTask::Waits::kForEvent && task->waitsFor == event) {
@@ -297,6 +300,7 @@ bool SimKernel::StartThread(SimThread* thread, const char* name, Thread::Procedu
     return false;
   }
   Note("Start", std::string(name) + " -> true");
+  // Copied: the contract lets the caller's text go when Start returns.
   thread->name_ = name;
   thread->task_ = AddTask(name, SimTask::Kind::kModule,
                           [thread, procedure, argument] { procedure(thread, argument); });

@@ -61,6 +61,7 @@ unsigned long SimKernel::StrLen16(const unsigned short* text) {
 
 unsigned long SimKernel::StrLen(const char* text) {
   const size_t length = std::strlen(text);
+  // The sanitizers do not see into the kernel's side by themselves: what the module hands in is looked at here.
   ModuleReads(text, length + 1);
   return length;
 }
@@ -121,6 +122,7 @@ void SimKernel::PrintfV(const char* format, va_list arguments) {
   if (std::strcmp(format, kQXCheckFailed) == 0) {
     Report(FindingKind::kCheck, text.substr(0, text.find('\n')));
   }
+  // For whoever looks at one story by hand; thousands of schedules print nothing.
   static const bool echo = std::getenv("PLEXION_SIM_ECHO") != nullptr;
   if (echo) std::fputs(text.c_str(), stdout);
   printed_ += text;
@@ -180,6 +182,7 @@ void SimKernel::ReleaseModule(IQXModule* module) {
              "ReleaseModule of " + entry.first + ", which nobody holds");
       return;
     }
+    // At none the module stays: it is a scripted object of the device, and may be acquired again.
     --entry.second.references;
     return;
   }
