@@ -1,4 +1,5 @@
-// The movie raster from bytes: paths with any numbers, strokes, gradients, pictures, blends, effects.
+// The movie raster from bytes: paths with any numbers, strokes, gradients, pictures, blends, effects,
+// what layer styles are made from.
 
 #include <cmath>
 #include <cstring>
@@ -8,7 +9,9 @@
 #include "fuzz/FuzzInput.h"
 #include "host/player/lottie/compositing/Composite.h"
 #include "host/player/lottie/compositing/Effects.h"
+#include "host/player/lottie/compositing/Grow.h"
 #include "host/player/lottie/compositing/Mask.h"
+#include "host/player/lottie/compositing/Styles.h"
 #include "host/player/lottie/raster/Fill.h"
 #include "host/player/lottie/raster/Stroke.h"
 
@@ -107,6 +110,8 @@ struct Tools {
   Rasterizer raster;
   Stroker stroker;
   Blur blur;
+  Grow grow;
+  ColourSpread spread;
   Path path, outline;
 };
 
@@ -185,7 +190,7 @@ void Step(FuzzBytes& in, Tools& tools, Target& target, Target& other, Coverage c
       const Colour a = AnyColour(in);
       const Colour b = AnyColour(in);
       const Levels levels{Number(in), Number(in), Number(in), Number(in), Number(in)};
-      const uint8_t effect = in.Byte() % 5;
+      const uint8_t effect = in.Byte() % 8;
       if (effect == 0) FillEffect(view, clip, a, Number(in));
       if (effect == 1) TintEffect(view, clip, a, b, Number(in));
       if (effect == 2) TritoneEffect(view, clip, a, b, AnyColour(in));
@@ -193,6 +198,26 @@ void Step(FuzzBytes& in, Tools& tools, Target& target, Target& other, Coverage c
       if (effect == 4) {
         DropShadowEffect(tools.blur, view, other.View(), clip, a, Number(in), Number(in),
                          std::fmod(Number(in), 100.0f), in.Byte() % 2 == 0);
+      }
+      if (effect == 5) {
+        OpacityOf(view, cover);
+        tools.grow.Run(cover, other.View(), Number(in));
+        InsideOf(spare, cover);
+        in.Byte() % 2 == 0 ? CutPlane(cover, spare) : ClearPlane(cover, spare);
+        ColourPlane(other.View(), cover, a);
+      }
+      if (effect == 6) {
+        OpacityOf(view, cover);
+        MovePlane(spare, cover, Number(in), Number(in), in.Byte());
+        StretchPlane(spare, Number(in));
+        DifferPlane(cover, spare);
+        LightRelief(cover, spare, cover, {Number(in), Number(in), Number(in), Number(in)});
+        MakeOpaque(view);
+      }
+      if (effect == 7) {
+        const Spread spread = {static_cast<Spread::Kind>(in.Byte() % 5), AnyMatrix(in)};
+        const std::vector<GradientStop> list = {{Unit(in), a}, {Unit(in), b}};
+        tools.spread.Run(view, in.Byte(), in.Byte(), spread, list, Number(in));
       }
     }
   }

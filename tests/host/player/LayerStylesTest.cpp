@@ -5,8 +5,8 @@
 
 #include "host/player/lottie/compositing/Grow.h"
 #include "host/player/lottie/compositing/Styles.h"
-#include "host/player/lottie/paint/LayerStyles.h"
 #include "host/player/lottie/paint/Painter.h"
+#include "host/player/lottie/paint/StylePixels.h"
 #include "tests/host/player/PlainHost.h"
 
 namespace plexion_host::movie {

@@ -110,7 +110,7 @@ void InvertPlane(const Coverage& plane) {
 }
 
 void StretchPlane(const Coverage& plane, float factor) {
-  if (!(factor >= 0) || factor == 1) return;
+  if (!(factor >= 0) || !std::isfinite(factor) || factor == 1) return;
   uint8_t table[256];
   for (int i = 0; i < 256; ++i) {
     table[i] = static_cast<uint8_t>(std::lrint(std::min(static_cast<float>(i) * factor, 255.0f)));
@@ -214,6 +214,11 @@ void ColourSpread::Run(const Surface& target, int left, int top, const Spread& s
 void LightRelief(const Coverage& lit, const Coverage& shaded, const Coverage& height,
                  const Relief& relief) {
   PLEXION_CHECK(SameSize(lit, height) && SameSize(shaded, height), "all are of one size");
+  // Steeper than this is a wall from every side.
+  constexpr float kSteepest = 1e4f;
+  const float depth = relief.depth > 0 ? std::min(relief.depth, kSteepest) : 0;
+  const float lightness = relief.lightX + relief.lightY + relief.lightZ;
+  if (!(std::abs(lightness) < kSteepest)) return;
   const auto at = [&](int x, int y) {
     return static_cast<float>(
         height.Row(std::clamp(y, 0, height.height - 1))[std::clamp(x, 0, height.width - 1)]);
@@ -223,10 +228,10 @@ void LightRelief(const Coverage& lit, const Coverage& shaded, const Coverage& he
       // The slope, by Sobel's weights.
       const float dx = (at(x + 1, y - 1) + 2 * at(x + 1, y) + at(x + 1, y + 1) - at(x - 1, y - 1) -
                         2 * at(x - 1, y) - at(x - 1, y + 1)) *
-                       relief.depth / (8 * 255);
+                       depth / (8 * 255);
       const float dy = (at(x - 1, y + 1) + 2 * at(x, y + 1) + at(x + 1, y + 1) - at(x - 1, y - 1) -
                         2 * at(x, y - 1) - at(x + 1, y - 1)) *
-                       relief.depth / (8 * 255);
+                       depth / (8 * 255);
       const float length = std::sqrt(dx * dx + dy * dy + 1);
       const float light = (-dx * relief.lightX - dy * relief.lightY + relief.lightZ) / length;
       const float more = light - relief.lightZ;

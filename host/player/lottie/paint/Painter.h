@@ -8,7 +8,7 @@
 #include "host/player/lottie/compositing/SurfacePool.h"
 #include "host/player/lottie/paint/CoverCache.h"
 #include "host/player/lottie/paint/DisplayList.h"
-#include "host/player/lottie/paint/LayerStyles.h"
+#include "host/player/lottie/paint/StylePixels.h"
 #include "host/player/lottie/paint/StyledGroups.h"
 #include "host/player/lottie/raster/Fill.h"
 #include "host/player/lottie/raster/Stroke.h"

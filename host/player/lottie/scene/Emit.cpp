@@ -7,6 +7,7 @@
 #include "host/player/lottie/compositing/BlendMode.h"
 #include "host/player/lottie/paint/Images.h"
 #include "host/player/lottie/paint/LayerEffects.h"
+#include "host/player/lottie/paint/StylePixels.h"
 #include "host/player/lottie/scene/Scene.h"
 
 namespace plexion_host::movie {
