@@ -199,6 +199,18 @@ TEST_F(VideoDecoderTest, WhoTakesNoPaddedRowsGetsACopy) {
   ExpectSame(copied, Decode(path, stream.chain, stream.theirs));
 }
 
+TEST_F(VideoDecoderTest, ComesAfterHardwareAndBeforeTheFrameworksElement) {
+  const auto rank = [](const std::string& name) {
+    const GstFeaturePointer feature(gst_registry_lookup_feature(gst_registry_get(), name.c_str()));
+    return feature == nullptr ? 0 : gst_plugin_feature_get_rank(feature.get());
+  };
+  EXPECT_LT(rank(kVideoDecoderName), guint{GST_RANK_PRIMARY});
+  for (const Stream& stream : Streams()) {
+    EXPECT_GT(rank(kVideoDecoderName), rank(stream.theirs)) << stream.theirs;
+    EXPECT_GT(rank(stream.theirs), guint{GST_RANK_SECONDARY}) << stream.theirs;
+  }
+}
+
 TEST_F(VideoDecoderTest, AStreamThatIsDamagedGoesOnAfterIt) {
   const Stream stream = Streams()[1];
   std::string bytes = MediaClips::Read(clips_.Make(stream.name, stream.clip));

@@ -13,6 +13,7 @@
 #include "host/base/Check.h"
 #include "host/player/media/decoder/CodecLibrary.h"
 #include "host/player/media/decoder/DecodedFrame.h"
+#include "host/player/media/framework/GstPointers.h"
 
 namespace plexion_host::player {
 
@@ -28,6 +29,12 @@ constexpr char kVideoCaps[] =
 /// not come: the second field of a picture, and what was too damaged or too late to be decoded.
 constexpr guint32 kMostDelay = 64;
 constexpr guint kMostThreads = 16;
+
+/// Decoders of the device's own hardware have the primary rank and above, and come first.
+constexpr guint kRank = GST_RANK_PRIMARY - 1;
+/// The framework's elements for the same library and codecs come after ours.
+constexpr const char* kSameLibrary[] = {"avdec_h264", "avdec_h265", "avdec_mpegvideo",
+                                        "avdec_mpeg2video", "avdec_mpeg4"};
 
 AVCodecID CodecOf(const GstStructure* type) {
   if (gst_structure_has_name(type, "video/x-h264")) return AV_CODEC_ID_H264;
@@ -490,8 +497,12 @@ void RegisterVideoDecoder() {
     const GType type = g_type_register_static_simple(
         GST_TYPE_VIDEO_DECODER, "PlexionVideoDecoder", sizeof(VideoElementClass), InitDecoderClass,
         sizeof(VideoElement), InitDecoder, GTypeFlags{});
-    // Above the framework's element for the same codecs.
-    gst_element_register(nullptr, kVideoDecoderName, GST_RANK_PRIMARY + 1, type);
+    gst_element_register(nullptr, kVideoDecoderName, kRank, type);
+    for (const char* const other : kSameLibrary) {
+      const GstFeaturePointer feature(gst_registry_lookup_feature(gst_registry_get(), other));
+      if (feature == nullptr || gst_plugin_feature_get_rank(feature.get()) < kRank) continue;
+      gst_plugin_feature_set_rank(feature.get(), kRank - 1);
+    }
   });
 }
 

@@ -9,8 +9,8 @@ namespace plexion_host::player {
 constexpr char kVideoDecoderName[] = "plexionvideodec";
 
 /// Makes the element known to the framework: H.264, H.265, MPEG-1, MPEG-2 and MPEG-4 video, each picture
-/// handed on where it was decoded. It ranks above the framework's own element for the same library,
-/// which is asked when this one cannot be opened.
+/// handed on where it was decoded. It ranks below decoders of the device's own hardware, and above the
+/// framework's element for the same library, which is asked when this one cannot be opened.
 ///
 /// The element has the property "max-threads": threads that decode, 0 for one on each processor. It
 /// counts from the next description of the stream on.

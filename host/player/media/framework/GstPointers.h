@@ -20,6 +20,7 @@ struct GstRelease {
   void operator()(GstBus* owned) const { gst_object_unref(owned); }
   void operator()(GstPad* owned) const { gst_object_unref(owned); }
   void operator()(GstClock* owned) const { gst_object_unref(owned); }
+  void operator()(GstPluginFeature* owned) const { gst_object_unref(owned); }
   void operator()(GstCaps* owned) const { gst_caps_unref(owned); }
   void operator()(GstBuffer* owned) const { gst_buffer_unref(owned); }
   void operator()(GstSample* owned) const { gst_sample_unref(owned); }
@@ -40,6 +41,7 @@ using GstElementPointer = GstOwned<GstElement>;
 using GstBusPointer = GstOwned<GstBus>;
 using GstPadPointer = GstOwned<GstPad>;
 using GstClockPointer = GstOwned<GstClock>;
+using GstFeaturePointer = GstOwned<GstPluginFeature>;
 using GstCapsPointer = GstOwned<GstCaps>;
 using GstBufferPointer = GstOwned<GstBuffer>;
 using GstSamplePointer = GstOwned<GstSample>;
