@@ -139,6 +139,8 @@ void Display::RequestQuit() {
 }
 
 void Display::WakeForWork() {
+  // While the loop waits for its slot, more work changes nothing: a wake-up for each plane would cost more than it
+  // is worth.
   if (!awaitsSlot_) Wake();
 }
 
@@ -155,6 +157,7 @@ void Display::Wake() {
 void Display::CopyScreen(Dims& dims, std::vector<uint32_t>& pixels) {
   screen_->Read([&](const PixelStore& picture) {
     dims = picture.Dims();
+    // Copied under the screen's lock, and written as a file without it: a slow disk must not hold up frames.
     pixels.assign(picture.Pixels(), picture.Pixels() + size_t{dims.width} * dims.height);
   });
 }

@@ -57,11 +57,13 @@ void Display::RunWindow() {
   while (!quitRequested()) {
     int timeoutMs = -1;
     if (screen_->HasWork()) {
+      // Damage that comes within a frame's time is presented together, at the display's rate at most.
       const auto wait = nextSlot_ - Clock::now();
       if (wait <= kEarly) {
         Present();
         timeoutMs = 0;
       } else {
+        // Rounded to the nearer millisecond: always down would wake before the slot, and again.
         timeoutMs = static_cast<int>(
             std::chrono::duration_cast<std::chrono::milliseconds>(wait + kEarly).count());
       }

@@ -17,6 +17,7 @@ Dims GraphicsDriver::GetScreenDims() { return screen_->GetDims(); }
 
 RenderPlane* GraphicsDriver::CreateRenderPlane(const Dims& dims, uint32_t pixelFormat,
                                                StageWindow* window) {
+  // 0 is "the player's own choice", and this driver knows one format.
   if (pixelFormat != 0 && pixelFormat != qx::platform::kPixelFormat32) return nullptr;
   PixelStore store = PixelStore::MakeShared(dims);
   if (!store) return nullptr;
@@ -34,6 +35,7 @@ OutputPlane* GraphicsDriver::CreateOutputPlane(const Rect& rect, bool, RenderPla
 
 bool GraphicsDriver::ResizeOutputPlane(OutputPlane*& plane, const Dims& dims, const Rect& rect,
                                        RenderPlane*, StageWindow*, const char*) {
+  // Asked before the cast: a host may hand in a plane of another driver.
   if (!screen_->Has(plane)) return false;
   return screen_->ResizePlane(static_cast<ScreenPlane&>(*plane), dims, rect);
 }

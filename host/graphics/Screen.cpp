@@ -31,6 +31,7 @@ bool Screen::SetDims(const Dims& dims) {
   if (picture_.Dims().width == dims.width && picture_.Dims().height == dims.height) return true;
   PixelStore picture = PixelStore::Make(dims);
   if (!picture) return false;
+  // A plane that has its pixels in the old picture gets its own again, before that goes.
   TakeBack();
   const MutexLock lock(stateMutex_);
   picture_ = std::move(picture);
@@ -200,6 +201,7 @@ void Screen::Damage(ScreenPlane& plane, const Rect& region) {
         static_cast<uint32_t>(std::min<int64_t>(region.width + 2 * spread, INT32_MAX)),
         static_cast<uint32_t>(std::min<int64_t>(region.height + 2 * spread, INT32_MAX))};
     const Box inPlane = ClipRect(wider, -spread, -spread, {rect.width, rect.height});
+    // A window may name a region beside its plane: contents draw there, and nobody sees it.
     if (IsEmpty(inPlane)) return;
     AddDamage(ClipRect({static_cast<uint32_t>(inPlane.x1), static_cast<uint32_t>(inPlane.y1),
                         static_cast<uint32_t>(inPlane.x2 - inPlane.x1),
@@ -238,6 +240,8 @@ Screen::Stack::const_iterator Screen::Find(const qx::platform::OutputPlane* plan
 
 void Screen::AddDamage(const Box& box) {
   damage_.Add(box);
+  // Few and a little larger: each rectangle is walked for each plane, and a hundred small ones cost more than
+  // the pixels between them.
   damage_.Simplify(kMaxDamageRects);
   PLEXION_CHECK(damage_.Count() <= kMaxDamageRects, "a list of damage stays short enough to walk");
 }

@@ -27,6 +27,7 @@ bool Screen::Present(const Presenter& presenter) {
       const MutexLock lock(stateMutex_);
       // Asked again under the lock: an update may have begun while this was composed.
       if (updateDepth_ > 0 || unpresented_.Empty()) return false;
+      // Taken out at once: what is damaged while this is shown belongs to the next frame.
       std::swap(changed, unpresented_);
     }
     PLEXION_CHECK(!presenting_, "one frame is presented at a time");
@@ -63,6 +64,7 @@ void Screen::ComposeDue() {
     {
       const MutexLock lock(stateMutex_);
       if (updateDepth_ > 0 || damage_.Empty()) return;
+      // With the planes as they are now, under one lock: a plane that moves from here on brings damage of its own.
       std::swap(damage, damage_);
       generation = storageGeneration_;
       ground = ground_;
@@ -95,6 +97,7 @@ void Screen::Compose(const std::vector<Layer>& layers, const Region& damage, uin
     Region covered(placement.Seen(screen));
     covered.Intersect(remaining);
     if (covered.Empty()) continue;
+    // Only what is opaque row by row covers: a plane says nothing of its content, and it may change with each frame.
     if (placement.alpha == 255) {
       const int32_t left = static_cast<int32_t>(placement.rect.x);
       const int32_t top = static_cast<int32_t>(placement.rect.y);

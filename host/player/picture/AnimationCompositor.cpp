@@ -25,6 +25,7 @@ uint32_t Over(uint32_t top, uint32_t below) {
   for (const int shift : {16, 8, 0}) {
     const uint32_t sum =
         (top >> shift & 0xFF) * topAlpha + (below >> shift & 0xFF) * shining + alpha / 2;
+    // Divided by the sum of both alphas, as straight pixels must be; rounding may reach one more than there is.
     mixed |= std::min(sum / alpha, 255u) << shift;
   }
   return mixed;
@@ -66,6 +67,7 @@ bool AnimationCompositor::Open(PictureFormat format, const PictureSource& source
   if (first == Decoded::kPart) ++damaged_;
   const bool still = facts_.frames.size() == 1;
   const bool known = still && first == Decoded::kAll && IsWhole(0) && !facts_.frames[0].hasAlpha;
+  // What is opaque for good is laid without looking at the background, for each of its frames.
   opaque_ = known || StaysOpaque();
   if (still) {
     frame_.Resize(watchdog_, 0);
@@ -152,10 +154,12 @@ Rect AnimationCompositor::Visible(const PictureFrame& frame) const {
 void AnimationCompositor::Show(size_t frame, std::chrono::milliseconds most) {
   const auto end = std::chrono::steady_clock::now() + most;
   if (decoder_ == nullptr || frame >= facts_.frames.size() || frame == shown_) return;
+  // Backwards is from the beginning: what a frame has covered is not kept.
   if (shown_ == kNone || frame < shown_) {
     memset(canvas_.Data(), 0, canvas_.Size());
     shown_ = kNone;
   }
+  // Frames build upon each other, so that none may be left out on the way; time may, and `most` bounds it.
   while (shown_ != frame) {
     const size_t next = shown_ == kNone ? 0 : shown_ + 1;
     if (shown_ != kNone) DisposeOf(shown_);

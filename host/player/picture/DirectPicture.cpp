@@ -78,6 +78,7 @@ DrawResult DirectPicture::Draw(const qx::plexion::Dims& stage, Fit fit, const Dr
   if (!inPlace) {
     ScalePicture(reduced.As<uint32_t>(), dims, place, seen, pixels, target.pitchBytes);
   }
+  // The rows that did not come are transparent, and the window's background shows there.
   if (decoded != Decoded::kAll) {
     damaged_ = true;
     LayBackground(pixels, target.pitchBytes, {seen.width, seen.height}, target.bgAlpha);

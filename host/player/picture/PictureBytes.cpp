@@ -47,6 +47,7 @@ bool PictureBytes::Reserve(uint64_t bytes, EngineError& error) {
 bool PictureBytes::Append(const void* bytes, size_t count, EngineError& error) {
   if (count > capacity_ - size_ &&
       !Reserve(
+          // Doubled: with steps of one size a stream in small parts would be copied as often as it has parts.
           std::max({uint64_t{size_} + count, uint64_t{capacity_} * 2, uint64_t{kFirstCapacity}}),
           error)) {
     return false;

@@ -56,6 +56,7 @@ bool PictureEngine::LoadBytes(const std::string& name, std::unique_ptr<PictureBy
   pictureNew_ = true;
   ReportDamage();
   if (!IsMoving()) {
+    // One frame that lasts as long as the picture is shown: the player wakes once, at its end.
     facts.framesPerSecond = 1 / options.durationSeconds;
     facts.frameCount = 1;
     return true;
@@ -85,6 +86,7 @@ StepResult PictureEngine::Advance(const FrameStep& step) {
   if (frame != before) {
     const size_t count = compositor_.Facts().frames.size();
     compositor_.Show(frame, kMostCatchingUp);
+    // Over the end of a pass, too: from the last frame to the first is one step.
     framesLeftOut_ += (compositor_.Shown() + count - before) % count - 1;
     result.changed = true;
     ReportDamage();

@@ -64,6 +64,7 @@ DrawResult PicturePainter::Draw(const PicturePixels& picture, const Dims& stage,
         return result;
       }
       auto* const multiplied = premultiplied_.As<uint32_t>();
+      // Before the scaling: the colours of transparent pixels would bleed over the edges.
       std::transform(from, from + count, multiplied, Premultiplied);
       from = multiplied;
     }

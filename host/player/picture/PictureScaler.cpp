@@ -26,6 +26,7 @@ struct Weights {
 
   Weights(uint32_t own, double placed, double skipped, uint32_t seen) {
     const double step = own / placed;
+    // Made smaller, the triangle reaches over all pixels that become one; made larger, over the two nearest.
     const double radius = std::max(step, 1.0);
     spans.reserve(seen);
     for (uint32_t i = 0; i < seen; ++i) {
@@ -67,6 +68,7 @@ struct Weights {
       all.push_back(static_cast<uint16_t>(upTo - given));
       ++span.count;
       given = upTo;
+      // The rest is too far away to weigh anything.
       if (given == kOne) break;
     }
     PLEXION_CHECK(given == kOne && span.count > 0, "weights are one in all");
