@@ -59,6 +59,7 @@ struct Files {
   std::set<std::string> paths;
 };
 
+/// One object handed out twice works until the first of its two users is done.
 void Objects(Case& c) {
   Files files(c);
   IFileObject* const one = files.system.CreateFileObject();
@@ -73,6 +74,7 @@ void Objects(Case& c) {
   files.system.DestroyFileObject(two);
 }
 
+/// Whether a folder can be written to is found out by writing; what was written for that is taken away again.
 void Existing(Case& c) {
   Files files(c);
   fs::create_directory(files.Path("there"));
@@ -96,6 +98,7 @@ void Creates(Case& c) {
   CERTIFY_REQUIRE(c, files.Has("a/b/c/file"), "a file can be written in it", "it cannot");
 }
 
+/// The service asks for several places in turn, and those that it does not take must look as before.
 void NotAbove(Case& c) {
   Files files(c);
   c.Step("EnsureWritable(false) of a/b where a is missing");
@@ -114,6 +117,7 @@ void FileInTheWay(Case& c) {
   CERTIFY_REQUIRE(c, fs::is_regular_file(files.Path("file")), "the file as before", "it is gone");
 }
 
+/// Below /proc nobody makes a folder, whatever the user's rights: the case works for root, too.
 void NotWritable(Case& c) {
   Files files(c);
   c.Step("EnsureWritable where nobody may write: below /proc");
@@ -130,6 +134,7 @@ void RemovesEmpty(Case& c) {
   CERTIFY_REQUIRE(c, !files.Has("empty"), "the folder gone", "it is there");
 }
 
+/// Whoever cleans up does not know what was ever made.
 void RemovesMissing(Case& c) {
   Files files(c);
   for (const bool recursive : {false, true}) {
@@ -139,6 +144,7 @@ void RemovesMissing(Case& c) {
   }
 }
 
+/// "Not recursive" is the only protection that a folder with somebody's files has.
 void KeepsFull(Case& c) {
   Files files(c);
   files.Write("full/file");
@@ -160,6 +166,7 @@ void RemovesAll(Case& c) {
   CERTIFY_REQUIRE(c, files.Has("beside/file"), "what lies beside it as before", "it is gone");
 }
 
+/// The folder lies where others may write: a link to /etc must cost nobody /etc.
 void Links(Case& c) {
   Files files(c);
   files.Write("precious/file");
@@ -177,6 +184,7 @@ void Links(Case& c) {
                   removed ? "it is there" : "false");
 }
 
+/// Each level that holds a descriptor open on the way down counts against the process.
 void Deep(Case& c) {
   Files files(c);
   std::string path = "deep";
@@ -190,6 +198,7 @@ void Deep(Case& c) {
                   Text("%d", DescriptorCount() - open));
 }
 
+/// The contract lets the text go when Open returns.
 void PathCopied(Case& c) {
   Files files(c);
   std::string path = files.Path("copied");

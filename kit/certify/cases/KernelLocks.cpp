@@ -29,6 +29,7 @@ Event* MakeEvent(Case& c) {
   return event;
 }
 
+/// The first thing of a lock: a second thread stands still until the first is through.
 void Excludes(Case& c) {
   c.Step("one thread holds the mutex, another wants it");
   Mutex* const mutex = MakeMutex(c);
@@ -50,6 +51,7 @@ void Excludes(Case& c) {
                  "it waits on");
 }
 
+/// Reads, waits and writes inside: a lock that lets two in once in a while loses some of the count.
 void Counts(Case& c) {
   c.Step("four threads count under the mutex");
   Mutex* const mutex = MakeMutex(c);
@@ -73,6 +75,8 @@ void Counts(Case& c) {
                   Text("%ld, with up to %d inside", count, most));
 }
 
+/// The service's operations call each other under their own lock. A plain mutex stops here for good, and the runner
+/// says at which Lock.
 void Recursive(Case& c) {
   Mutex* const mutex = MakeMutex(c);
   for (int i = 1; i <= 20; ++i) {
@@ -84,6 +88,7 @@ void Recursive(Case& c) {
   c.Kernel().DestroyMutex(mutex);
 }
 
+/// A kernel that keeps an owner and no depth lets go at the first Unlock, in the middle of an operation.
 void AsOften(Case& c) {
   c.Step("locking three times, unlocking twice");
   Mutex* const mutex = MakeMutex(c);
@@ -106,6 +111,7 @@ void AsOften(Case& c) {
                  "it waits on");
 }
 
+/// One lock for everything passes every other case here, and stands still when two windows wait for each other.
 void Apart(Case& c) {
   c.Step("one thread holds one mutex, another takes a second one");
   Mutex* const first = MakeMutex(c);
@@ -123,6 +129,7 @@ void Apart(Case& c) {
   Unlock(first);
 }
 
+/// Each window has several. Tables of a fixed size show at the first part, what is never given back at the second.
 void ManyMutexes(Case& c) {
   c.Step("2,000 mutexes at a time, 64 of them held, and 20,000 one after the other");
   std::vector<Mutex*> mutexes;
@@ -142,6 +149,8 @@ void ManyMutexes(Case& c) {
                   Text("the process grew by %ld KiB", grown >> 10));
 }
 
+/// The module signals before it waits where a thread is quicker than its maker: a condition without a flag
+/// would lose that, and the window would never begin.
 void Latches(Case& c) {
   c.Step("signalling an event that nobody waits for");
   Event* const event = MakeEvent(c);
@@ -151,6 +160,7 @@ void Latches(Case& c) {
                   "false: the event forgot");
 }
 
+/// Several threads wait for one end of a load. An automatic reset lets one of them go on.
 void Stays(Case& c) {
   c.Step("waiting three times for one Signal");
   Event* const event = MakeEvent(c);
@@ -172,6 +182,7 @@ void Resets(Case& c) {
   CERTIFY_REQUIRE(c, event->Wait(10 * kMillisecond), "true after the next Signal", "false");
 }
 
+/// Events that wake one waiter at a time are common, and here leave four behind.
 void WakesAll(Case& c) {
   c.Step("five threads wait, one Signal");
   Event* const event = MakeEvent(c);
@@ -191,6 +202,7 @@ void WakesAll(Case& c) {
   event->Signal();  // so that a broken event does not keep them
 }
 
+/// Ten per cent early is allowed for, since clocks of a device may be coarse; a time-out in another unit is not.
 void TimesOut(Case& c) {
   c.Step("waiting 200 ms for what does not come");
   Event* const event = MakeEvent(c);
@@ -204,6 +216,8 @@ void TimesOut(Case& c) {
   CERTIFY_REQUIRE(c, !event->Wait(0), "false at once", "true");
 }
 
+/// Deadlines are often kept as "now plus time-out", which wraps for the largest ones: the wait then ends at once, and
+/// the module spins.
 void Infinite(Case& c) {
   for (const IQXKernel::Time timeout :
        {IQXKernel::kInfinite, IQXKernel::kInfinite - 1, IQXKernel::kInfinite / 2,
@@ -226,11 +240,13 @@ void Infinite(Case& c) {
   }
 }
 
+/// The module destroys what it may not have got: the contract names null for events.
 void NullEvent(Case& c) {
   c.Step("DestroyEvent with null");
   c.Kernel().DestroyEvent(nullptr);
 }
 
+/// Signal and Reset that overlap: a waiter that looks at the flag only after it woke finds it reset again.
 void PingPong(Case& c) {
   c.Step("two threads hand a turn to each other, 500 times");
   Event* const mine = MakeEvent(c);
@@ -253,6 +269,7 @@ void PingPong(Case& c) {
                  Text("%d, then nobody was woken", turns.load()));
 }
 
+/// Open files count, too: an event made of a pipe takes two of them, and a process has a thousand.
 void ManyEvents(Case& c) {
   c.Step("20,000 events, one after the other");
   const long before = ResidentBytes();

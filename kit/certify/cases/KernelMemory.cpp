@@ -37,6 +37,7 @@ void CheckFilling(Case& c, const Block& block) {
          Text("%02x, after other blocks were taken and written", *other));
 }
 
+/// The module keeps numbers of eight bytes at the start of its blocks; some processors fault at other addresses.
 void Alignment(Case& c) {
   c.Step("taking blocks of 1 to 200 bytes");
   for (unsigned long size = 1; size <= 200; ++size) {
@@ -47,6 +48,7 @@ void Alignment(Case& c) {
   }
 }
 
+/// Allocators of devices' own are broken at the seams: blocks of neighbouring sizes, given back in no order.
 void KeepsBytes(Case& c) {
   c.Step("taking and giving back blocks of random sizes");
   std::vector<Block> blocks;
@@ -63,6 +65,7 @@ void KeepsBytes(Case& c) {
   for (const Block& block : blocks) CheckFilling(c, block);
 }
 
+/// Ledgers of debug builds like to copy the name.
 void NullFile(Case& c) {
   c.Step("Allocate and Free with a null file name");
   void* const block = c.Kernel().Allocate(24, nullptr, 0);
@@ -70,6 +73,7 @@ void NullFile(Case& c) {
   c.Kernel().Free(block, nullptr, 0);
 }
 
+/// An empty text asks for nothing. Either answer is right, and what is taken afterwards is sound.
 void ZeroBytes(Case& c) {
   c.Step("taking blocks of no bytes, and giving them back");
   for (int i = 0; i < 100; ++i) {
@@ -80,6 +84,7 @@ void ZeroBytes(Case& c) {
   CheckFilling(c, after);
 }
 
+/// Sizes that wrap when a header is added: the block would be tiny, and the module writes all that it asked for.
 void TooMuch(Case& c) {
   c.Step("asking for more than there can be");
   // Half of a 32-bit processor's memory may be there.
@@ -90,6 +95,7 @@ void TooMuch(Case& c) {
   }
 }
 
+/// Written to its end: memory that is only promised fails here, and not in the middle of a frame.
 void Large(Case& c) {
   c.Step("writing all of 16 MiB");
   const Block block = Take(c, 16UL << 20, 0xA7);
@@ -97,6 +103,7 @@ void Large(Case& c) {
   c.Kernel().Free(block.bytes, __FILE__, __LINE__);
 }
 
+/// Freed on another thread than taken, as the texts of windows are: a cache for each thread may give them back wrongly.
 void Threads(Case& c) {
   c.Step("four threads take, write and hand on blocks");
   std::vector<Block> handed;
@@ -123,6 +130,7 @@ void Threads(Case& c) {
   CaseThread three(c, [&] { work(3); }), four(c, [&] { work(4); });
 }
 
+/// Six hundred megabytes in all, of which a tenth may stay.
 void GivesBack(Case& c) {
   c.Step("taking and giving back 64 KiB, ten thousand times");
   const long before = ResidentBytes();

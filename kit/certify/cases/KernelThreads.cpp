@@ -39,6 +39,7 @@ Thread* Make(Case& c) {
   return thread;
 }
 
+/// On a thread of its own: the procedure stays in its loop until Start has returned.
 void Runs(Case& c) {
   c.Step("starting a thread");
   Seen seen;
@@ -61,6 +62,8 @@ void Runs(Case& c) {
   c.Kernel().DestroyThread(thread);
 }
 
+/// What a thread has written is read after the Join, so that it must not come early; and the module joins once
+/// more at its end what it has joined before.
 void JoinWaits(Case& c) {
   Seen seen;
   seen.kernel = &c.Kernel();
@@ -78,6 +81,7 @@ void JoinWaits(Case& c) {
   CERTIFY_REQUIRE(c, thread->Join(0), "a second Join answers true: it has ended", "false");
 }
 
+/// A join without limit in its place would hang the end of a window behind a player that is stuck.
 void JoinTimeout(Case& c) {
   Seen seen;
   seen.kernel = &c.Kernel();
@@ -91,6 +95,7 @@ void JoinTimeout(Case& c) {
   thread->Join(IQXKernel::kInfinite);
 }
 
+/// The module joins and destroys the thread that it made also when no mode ever needed it to run.
 void NeverStarted(Case& c) {
   c.Step("joining a thread that was never started");
   Thread* const thread = Make(c);
@@ -99,6 +104,7 @@ void NeverStarted(Case& c) {
   c.Kernel().DestroyThread(thread);
 }
 
+/// The key simulator's thread ends and begins with its mode, on one thread object.
 void Again(Case& c) {
   Seen seen;
   seen.kernel = &c.Kernel();
@@ -112,6 +118,7 @@ void Again(Case& c) {
   }
 }
 
+/// Systems keep some fifteen bytes of a name and refuse longer ones; that is for the kernel to cut.
 void LongName(Case& c) {
   Seen seen;
   seen.kernel = &c.Kernel();
@@ -130,12 +137,10 @@ void LongName(Case& c) {
   CERTIFY_REQUIRE(c, seen.runs == 3, "three runs", Text("%d", seen.runs.load()));
 }
 
+/// The contract lets the caller's text go when Start returns.
 void NameCopied(Case& c) {
   // Seen through the system, where the kernel tells it: a name that was borrowed shows what was written after.
-  Seen seen;
-  seen.kernel = &c.Kernel();
   char name[16] = "certify-name";
-  std::string read;
   struct Reader {
     std::atomic<bool> go{false};
     IQXKernel* kernel;
@@ -159,6 +164,7 @@ void NameCopied(Case& c) {
                   "\"" + reader.read + "\": what was written over the name afterwards");
 }
 
+/// As many as a wall of videos has. All at the same time, and none of them left afterwards.
 void Together(Case& c) {
   c.Step("64 threads at a time");
   const int before = ThreadCount();
@@ -186,6 +192,7 @@ void Together(Case& c) {
                   Text("%d", ThreadCount()));
 }
 
+/// A sign plays for months: what each content leaves behind of its threads adds up.
 void Thousands(Case& c) {
   c.Step("2,000 threads, one after the other");
   long before = 0;

@@ -16,6 +16,7 @@ std::string Now(PlayerStage& stage) {
   return PlayerStage::NameOf(stage.Instance().GetStageWindowStatus());
 }
 
+/// Printed by hosts into a buffer of theirs: what is cut has its zero all the same.
 void Version(Case& c) {
   char text[64];
   memset(text, '#', sizeof(text));
@@ -39,6 +40,7 @@ void Format(Case& c) {
                   "a pixel format, which 0 is not", "0");
 }
 
+/// Texts of a command line are borrowed, and may go when the window is configured.
 void Fill(Case& c) {
   StageWindowParameters from;
   memset(static_cast<void*>(&from), 0, sizeof(from));
@@ -53,6 +55,7 @@ void Fill(Case& c) {
                   std::string("\"") + to.contentUrl.Utf8() + "\"");
 }
 
+/// A window asks its player for its status from the first moment on; there is no other place that has it.
 void Unconfigured(Case& c) {
   PlayerStage stage(c);
   CERTIFY_REQUIRE(c, stage.Instance().GetStageWindowStatus() == kStatusUnconfigured,
@@ -76,6 +79,7 @@ void Configures(Case& c) {
                   settings == nullptr ? "null" : settings->contentUrl.Utf8());
 }
 
+/// Windows wait for one of these and take it for all before it: one that comes late or twice wakes them wrongly.
 void LoadsInOrder(Case& c) {
   PlayerStage stage(c);
   stage.ConfigureAndLoad();
@@ -95,6 +99,7 @@ void LoadsInOrder(Case& c) {
                   Text("%ux%u", dims.width, dims.height));
 }
 
+/// The window makes its planes from inside of this notification, in this size.
 void SizeWhenLoaded(Case& c) {
   Dims atLoaded = {0, 0};
   PlayerStage stage(c);
@@ -108,6 +113,7 @@ void SizeWhenLoaded(Case& c) {
   stage.Destroy();
 }
 
+/// LoadMVX is no wait: the module waits by itself, and would otherwise hold its lock for the whole of a load.
 void BothLoads(Case& c) {
   PlayerStage stage(c);
   CERTIFY_REQUIRE(c, stage.Configure(), "Configure answers true", "false");
@@ -118,6 +124,7 @@ void BothLoads(Case& c) {
                   Now(stage));
 }
 
+/// Whoever is woken by a notification asks for the status at once, and must not get the one before.
 void StoredFirst(Case& c) {
   PlayerStage stage(c);
   stage.ConfigureAndLoad();
@@ -143,6 +150,7 @@ void StoredFirst(Case& c) {
   }
 }
 
+/// The way of "go": another content is written into the settings between Configure and the load.
 void Settings(Case& c) {
   PlayerStage stage(c, "/nowhere/missing-content");
   CERTIFY_REQUIRE(c, stage.Configure(), "Configure answers true: the content is not opened yet",
@@ -153,6 +161,7 @@ void Settings(Case& c) {
                   "the content that the load settings name at the load", Now(stage));
 }
 
+/// An error that is stored but not announced leaves the window waiting for ever.
 void NoSuchContent(Case& c) {
   PlayerStage stage(c, "/nowhere/missing-content");
   CERTIFY_REQUIRE(c, stage.Configure(), "Configure answers true: the content is not opened yet",
@@ -175,6 +184,7 @@ void Plays(Case& c) {
   stage.PlayFrames(5);
 }
 
+/// A host may say Play first and make planes when the screen is there.
 void PlayBeforePlane(Case& c) {
   PlayerStage stage(c);
   stage.ConfigureAndLoad();
@@ -188,6 +198,7 @@ void PlayBeforePlane(Case& c) {
                   Text("%d frames, ", stage.Frames()) + Now(stage));
 }
 
+/// One frame may be under way; a second one means that it plays on.
 void Pauses(Case& c) {
   PlayerStage stage(c);
   stage.ConfigureAndLoad();
@@ -207,6 +218,7 @@ void Pauses(Case& c) {
                   Text("%d frames more", stage.Frames() - before));
 }
 
+/// The window is destroyed in answer to this: what came after it would reach nobody, or what lies there then.
 void Completes(Case& c) {
   PlayerStage stage(c);
   stage.ConfigureAndLoad();
@@ -227,6 +239,7 @@ void Completes(Case& c) {
                   "kStatusComplete stays", Now(stage));
 }
 
+/// Without a plane, with one, and in the middle of playing: a stuck window is ended by this alone.
 void Terminates(Case& c) {
   for (int when = 0; when < 3; ++when) {
     PlayerStage stage(c);
@@ -286,6 +299,7 @@ void Anytime(Case& c) {
   all("after its end");
 }
 
+/// In all of its states, each of which has a thread in another place; it must return, and say nothing afterwards.
 void DestroyAnytime(Case& c) {
   for (int when = 0; when < 6; ++when) {
     PlayerStage stage(c);
