@@ -18,42 +18,30 @@ HWY_BEFORE_NAMESPACE();
 namespace plexion_host::movie::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// The sum of each lane and all before it. Highway's shifts stay within blocks of four lanes; the
-/// blocks' own sums go on by way of `blocks`, which is made once for a row.
+/// The sum of each lane and all before it, and `carry`, which becomes the last one in every lane. Shifts
+/// stay within blocks of four lanes, so the blocks' own sums are handed on: to the neighbour, then to the
+/// other half. (Looking lanes up takes tables, whose checks need a library of their own.)
 template <class D, class V = hn::Vec<D>>
-struct RunningSum {
-  using Indices = decltype(hn::SetTableIndices(D(), static_cast<const int32_t*>(nullptr)));
-  static constexpr int kMostLanes = 16;
-
-  explicit RunningSum(D d)
-      : last(Lookup(d, [&](int) { return Count(d) - 1; })),
-        one(Lookup(d, [](int lane) { return lane / 4 * 4 - 1; })),
-        two(Lookup(d, [](int lane) { return lane / 4 * 4 - 5; })) {}
-  static int Count(D d) { return static_cast<int>(hn::Lanes(d)); }
-  template <class From>
-  static Indices Lookup(D d, const From& from) {
-    HWY_ALIGN int32_t lanes[kMostLanes] = {};
-    for (int lane = 0; lane < Count(d); ++lane) lanes[lane] = std::max(from(lane), 0);
-    return hn::SetTableIndices(d, lanes);
+HWY_INLINE V RunningSum(D d, V v, V& carry) {
+  const size_t lanes = hn::Lanes(d);
+  v = hn::Add(v, hn::ShiftLeftLanes<1>(d, v));
+  v = hn::Add(v, hn::ShiftLeftLanes<2>(d, v));
+  V last = hn::Broadcast<3>(v);
+  if (lanes > 4) {
+    v = hn::Add(v, hn::OddEvenBlocks(hn::SwapAdjacentBlocks(last), hn::Zero(d)));
+    last = hn::Broadcast<3>(v);
+    last = hn::OddEvenBlocks(last, hn::SwapAdjacentBlocks(last));
   }
-
-  V operator()(D d, V v, V& carry) const {
-    v = hn::Add(v, hn::ShiftLeftLanes<1>(d, v));
-    v = hn::Add(v, hn::ShiftLeftLanes<2>(d, v));
-    const auto lane = hn::Iota(d, 0);
-    if (Count(d) > 4) {
-      v = hn::Add(v, hn::IfThenElseZero(hn::Gt(lane, hn::Set(d, 3)), hn::TableLookupLanes(v, one)));
-    }
-    if (Count(d) > 8) {
-      v = hn::Add(v, hn::IfThenElseZero(hn::Gt(lane, hn::Set(d, 7)), hn::TableLookupLanes(v, two)));
-    }
-    v = hn::Add(v, carry);
-    carry = hn::TableLookupLanes(v, last);
-    return v;
+  if (lanes > 8) {
+    v = hn::Add(v, hn::ConcatLowerLower(d, last, hn::Zero(d)));
+    last = hn::Broadcast<3>(v);
+    last = hn::OddEvenBlocks(last, hn::SwapAdjacentBlocks(last));
+    last = hn::ConcatUpperUpper(d, last, last);
   }
-
-  Indices last, one, two;
-};
+  v = hn::Add(v, carry);
+  carry = hn::Add(last, carry);
+  return v;
+}
 
 /// How much of pixels is covered, 0 to 255, from their sums.
 template <bool kEvenOdd, class D, class V = hn::Vec<D>>
@@ -119,7 +107,6 @@ template <bool kEvenOdd>
 HWY_INLINE void PaintRow(const CellRow& row, uint32_t colour, uint32_t* target) {
   const hn::CappedTag<uint32_t, kCellsInGroup> d;
   const int lanes = static_cast<int>(hn::Lanes(d));
-  const RunningSum<decltype(d)> add(d);
   const auto paint = hn::Set(d, colour);
   auto carry = hn::Zero(d);
   int done = 0;  // columns
@@ -143,7 +130,7 @@ HWY_INLINE void PaintRow(const CellRow& row, uint32_t colour, uint32_t* target) 
       if (first > done) flat(first);
       done = first + kCellsInGroup;
       for (int i = first; i < done; i += lanes) {
-        const auto sum = add(d, hn::Load(d, row.cells + i), carry);
+        const auto sum = RunningSum(d, hn::Load(d, row.cells + i), carry);
         hn::Store(hn::Zero(d), d, row.cells + i);
         const auto cover = Covered<kEvenOdd>(d, sum);
         if (i + lanes <= row.columns) {
