@@ -66,17 +66,17 @@ bool Display::Open(const DisplayOptions& options, std::string& error) {
     const MutexLock lock(wakeMutex_);
     quitRequested_ = false;
   }
-  switch (options.mode) {
-    case DisplayMode::kWindow:
-      return OpenWindow(false, options, error);
-    case DisplayMode::kFullscreen:
-      return OpenWindow(true, options, error);
-    case DisplayMode::kAuto:
-      if (DesktopIsLikely() && OpenWindow(false, options, error)) return true;
-      error.clear();
-      break;
-    case DisplayMode::kHeadless:
-      break;
+  const bool fullscreen = options.mode == DisplayMode::kFullscreen;
+  const bool windowed = fullscreen || options.mode == DisplayMode::kWindow ||
+                        (options.mode == DisplayMode::kAuto && DesktopIsLikely());
+  if (windowed) {
+    // Contents that draw their first frame meanwhile have it in the window's own pixels.
+    screen_->ExpectCanvas(true);
+    const bool opened = OpenWindow(fullscreen, options, error);
+    if (opened && cleared_) screen_->UseCanvas(window_->Canvas(screen_->GetDims()));
+    screen_->ExpectCanvas(false);
+    if (opened || options.mode != DisplayMode::kAuto) return opened;
+    error.clear();
   }
   const Dims dims = unspecified ? kDefaultDims : wanted;
   if (screen_->SetDims(TurnedDims(dims, QuartersOf(options)))) return true;

@@ -53,7 +53,8 @@ void Display::RunWindow() {
     const MutexLock lock(wakeMutex_);
     return quitRequested_;
   };
-  if (cleared_) ShowAll();
+  // What is there to be shown already comes with the whole picture.
+  if (cleared_ && (quitRequested() || !screen_->HasWork())) ShowAll();
   while (!quitRequested()) {
     int timeoutMs = -1;
     if (screen_->HasWork()) {

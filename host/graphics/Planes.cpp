@@ -6,6 +6,13 @@
 
 namespace plexion_host {
 
+ScreenPlane::ScreenPlane(Screen& screen, PixelStore store, const qx::plexion::Rect& rect,
+                         qx::plexion::StageWindow* window, std::string name)
+    : SurfacePlane(std::move(store), window), screen_(screen), name_(std::move(name)) {
+  state_.placement.rect = rect;
+  GetSurface().WaitBeforeCopies([this] { screen_.AwaitCanvas(); });
+}
+
 void ScreenPlane::ShowRegion(const qx::plexion::Rect& region) { screen_.Damage(*this, region); }
 
 bool ScreenPlane::MoveTo(const qx::plexion::Point& point) {

@@ -74,10 +74,7 @@ struct PlaneState {
 class ScreenPlane final : public SurfacePlane<qx::platform::OutputPlane> {
  public:
   ScreenPlane(Screen& screen, PixelStore store, const qx::plexion::Rect& rect,
-              qx::plexion::StageWindow* window, std::string name)
-      : SurfacePlane(std::move(store), window), screen_(screen), name_(std::move(name)) {
-    state_.placement.rect = rect;
-  }
+              qx::plexion::StageWindow* window, std::string name);
 
   void ShowRegion(const qx::plexion::Rect& region) override;
   bool MoveTo(const qx::plexion::Point& point) override;

@@ -84,6 +84,11 @@ class Screen {
   /// of the screen's own, so that what shows them need not copy; null: into one of its own again.
   /// What is there is taken along. The pixels must stay until this or SetDims is called again.
   void UseCanvas(uint32_t* pixels);
+  /// A canvas is on its way, or (false) has come or never will. What is drawn meanwhile waits for it, so
+  /// that a plane which is all of the screen is drawn there and nowhere else.
+  void ExpectCanvas(bool expects);
+  /// Returns  at once, as a rule; see ExpectCanvas.
+  void AwaitCanvas();
   /// Whether planes may borrow the picture's pixels, as they may until told otherwise: not where showing
   /// takes long, as drawing waits for it.
   void SetLending(bool lends);
@@ -160,6 +165,10 @@ class Screen {
   Region unpresented_ GUARDED_BY(stateMutex_);  ///< composed since the last presentation
   int updateDepth_ GUARDED_BY(stateMutex_) = 0;
   uint64_t storageGeneration_ GUARDED_BY(stateMutex_) = 0;  ///< counts planes' changes of size
+
+  Mutex expectMutex_;
+  Condition expectationEnds_;
+  bool expects_ GUARDED_BY(expectMutex_) = false;
 
   Mutex listenerMutex_;  ///< held while the listener is called
   std::function<void()> workListener_ GUARDED_BY(listenerMutex_);

@@ -48,6 +48,17 @@ void Screen::UseCanvas(uint32_t* pixels) {
   LendToFirst();
 }
 
+void Screen::ExpectCanvas(bool expects) {
+  const MutexLock lock(expectMutex_);
+  expects_ = expects;
+  expectationEnds_.NotifyAll();
+}
+
+void Screen::AwaitCanvas() {
+  MutexLock lock(expectMutex_);
+  expectationEnds_.Wait(lock, [this]() REQUIRES(expectMutex_) { return !expects_; });
+}
+
 void Screen::SetLending(bool lends) {
   const RecursiveMutexLock composeLock(composeMutex_);
   lends_ = lends;

@@ -61,6 +61,7 @@ void Surface::UnlockPixels() { mutex_.Unlock(); }
 bool Surface::StretchCopy(qx::platform::Plane* source, const Rect& sourceRect,
                           const Rect& destinationRect) {
   if (source == nullptr || source->GetPixelFormat() != qx::platform::kPixelFormat32) return false;
+  if (wait_ != nullptr) wait_();
   const void* pixels = source->LockPixels(true);
   bool done = false;
   if (pixels != nullptr) {

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "host/base/Mutex.h"
@@ -37,6 +39,9 @@ class Surface final : public qx::platform::DrawingContext {
   bool StretchCopy(qx::platform::Plane* source, const qx::plexion::Rect& sourceRect,
                    const qx::plexion::Rect& destinationRect) override;
   void Finish() override {}
+
+  /// `wait` is called before each copy into the surface, without any lock of it. Set before the first.
+  void WaitBeforeCopies(std::function<void()> wait) { wait_ = std::move(wait); }
 
   /// Swaps in `store`, which takes over the old picture, stretched, when `keepPicture`.
   void Replace(PixelStore store, bool keepPicture);
@@ -72,6 +77,8 @@ class Surface final : public qx::platform::DrawingContext {
       REQUIRES(mutex_);
   void NoteWritten(const Box& box) REQUIRES(mutex_);
   void ForgetOpacity() REQUIRES(mutex_);
+
+  std::function<void()> wait_;  // constant after construction
 
   RecursiveMutex mutex_;
   PixelStore store_ GUARDED_BY(mutex_);

@@ -27,6 +27,11 @@ void ExportSettings(const LauncherOptions& options) {
   if (!path.empty()) {
     setenv(kDataDirectoryVariable, std::filesystem::absolute(path, error).c_str(), 1);
   }
+  // Where no desktop has a message bus, libraries would start a program that starts one, and wait for it.
+  const char* const runtime = getenv("XDG_RUNTIME_DIR");
+  const bool bus =
+      runtime != nullptr && std::filesystem::exists(std::string(runtime) + "/bus", error);
+  if (!bus) setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 0);
   // The variable alone says so for a whole suite, or a whole machine.
   const bool given = options.isolation.has_value();
   setenv(kIsolationVariable, options.isolation.value_or(true) ? "on" : "off", given ? 1 : 0);

@@ -25,7 +25,8 @@ bool Launch::FindScreen() {
   displayOptions_.followsDisplay = programme_ != nullptr;
   const uint32_t rotation = programme_ ? programme_->rotation : 0;
   displayOptions_.rotation = line_.options.rotation.value_or(rotation);
-  return !display_ || display_->Plan(displayOptions_) || OpenDisplay();
+  session_.screenIsPlanned = display_ && display_->Plan(displayOptions_);
+  return !display_ || session_.screenIsPlanned || OpenDisplay();
 }
 
 bool Launch::OpenDisplay() {

@@ -52,6 +52,9 @@ struct Session {
   // Set by the main thread before SetDisplayOpen, read by others after WaitForDisplay.
   IHostDisplay* display = nullptr;  ///< null with a graphics driver that needs no display loop
   Snapshot* snapshot = nullptr;
+  /// The screen's size is known before the display is open, so contents may have planes by then. Set
+  /// before the run.
+  bool screenIsPlanned = false;
   std::atomic<bool> someContentFailed{false};
   /// When the run's loop came round last, in milliseconds of the steady clock; negative: it has none
   /// that comes round by itself.

@@ -46,8 +46,13 @@ void WindowRun::RunOne() {
     // LoadForLFD may return with a load that goes on by itself.
     session_.windows.Board().Wait([&] { return open.observer->IsReadyLocked(); });
   }
+  // Its first frame is drawn while the display is being opened, where that need not be known.
+  const bool early = session_.screenIsPlanned && loaded && !open.observer->GetEnding();
+  const bool earlyPlanes = early && session_.CreatePlanes(*open.window, open.line->content);
   session_.WaitForDisplay();
-  if (loaded && !open.observer->GetEnding() && CreatePlanes(0) && session_.WaitForStartTime()) {
+  const bool planes =
+      early ? earlyPlanes : loaded && !open.observer->GetEnding() && CreatePlanes(0);
+  if (planes && !open.observer->GetEnding() && session_.WaitForStartTime()) {
     session_.OnFirstPlay();
     LogShown(items_[0]);
     open.window->PlayForLFD();

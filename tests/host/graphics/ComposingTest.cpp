@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <random>
 #include <thread>
@@ -257,6 +258,25 @@ TEST_F(LendingTest, LendsToAWindowBeforeItsFirstFrame) {
   Draw(0x80100000u, {0, 0, 5, 5});
   EXPECT_EQ(ReferencePicture(kDims, {plane_}), PictureOf(*screen_));
   EXPECT_FALSE(IsLent());
+}
+
+TEST_F(LendingTest, WhatIsDrawnWhileACanvasComesWaitsForIt) {
+  screen_->UseCanvas(nullptr);
+  screen_->ExpectCanvas(true);
+  std::atomic<bool> begun{false};
+  std::thread content([&] {
+    begun = true;
+    Draw(0xff102030u);
+  });
+  while (!begun) std::this_thread::yield();
+  // Time enough to draw a picture as small as that, if it did not wait.
+  for (int i = 0; i < 2000; ++i) std::this_thread::yield();
+  screen_->UseCanvas(canvas_.data());
+  screen_->ExpectCanvas(false);
+  content.join();
+  EXPECT_TRUE(IsLent());
+  EXPECT_EQ(0xff102030u, canvas_.back()) << "drawn there and nowhere else";
+  EXPECT_EQ(0xff102030u, Presented());
 }
 
 TEST_F(LendingTest, ComposesWhatIsTransparentOrBelowAnother) {
