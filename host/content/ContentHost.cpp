@@ -42,6 +42,7 @@ void ContentHost::Send(const player::remote::Record& event) {
 }
 
 bool ContentHost::Cancelled() {
+  // Engines ask while they work, in loops: the launcher sees by it that this one is busy, and does not hang.
   page_.alive.fetch_add(1, std::memory_order_relaxed);
   return page_.cancelled != 0 || memoryRefused_;
 }
@@ -51,6 +52,7 @@ void ContentHost::ReportProgress(unsigned percent) {
 }
 
 void ContentHost::RequestFrame() {
+  // One at a time: a script that asks without end fills no socket by it.
   if (!frameWanted_.exchange(true)) Send(MakeRecord(Kind::kFrameWanted));
 }
 

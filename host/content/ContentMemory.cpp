@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "host/base/Check.h"
+
 namespace plexion_host::content {
 
 namespace {
@@ -17,6 +19,7 @@ struct alignas(16) Header {
 }  // namespace
 
 void* ContentMemory::Alloc(unsigned long size, const char* /*file*/, unsigned long /*line*/) {
+  // Taken first and given back when it was too much: two threads that ask at once cannot both slip below the limit.
   const uint64_t before = used_.fetch_add(size);
   if (before > limit_ || size > limit_ - before) {
     used_.fetch_sub(size);
@@ -33,7 +36,9 @@ void* ContentMemory::Alloc(unsigned long size, const char* /*file*/, unsigned lo
 }
 
 void ContentMemory::Free(void* block, const char* /*file*/, unsigned long /*line*/) {
+  PLEXION_CHECK(block != nullptr, "a block that is given back was taken");
   Header* const header = static_cast<Header*>(block) - 1;
+  PLEXION_CHECK(used_ >= header->bytes, "a block is given back once");
   used_.fetch_sub(header->bytes);
   free(header);
 }

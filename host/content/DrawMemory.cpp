@@ -26,6 +26,7 @@ bool DrawMemory::Map(const player::remote::PlaneMemory& plane, int descriptor) {
   const int flags = MAP_SHARED | (plane.bytes <= kMostPopulated ? MAP_POPULATE : 0);
   void* const pixels =
       sound ? mmap(nullptr, plane.bytes, PROT_READ | PROT_WRITE, flags, descriptor, 0) : MAP_FAILED;
+  // The mapping holds the memory by itself; descriptors of a content's process are few.
   if (descriptor >= 0) close(descriptor);
   if (pixels == MAP_FAILED) return false;
   pixels_ = static_cast<uint32_t*>(pixels);

@@ -27,6 +27,7 @@ HostKernel::HostKernel(std::vector<std::string> arguments, ModuleFiles files, in
   // Modules keep these pointers: the texts are constant from here on.
   for (const std::string& argument : arguments_) argv_.push_back(argument.c_str());
   argv_.push_back(nullptr);
+  // A module of the kernel itself: the shell prints through it, and captures what a command prints.
   modules_.AddBuiltIn("IHostConsole", &console_);
 }
 
@@ -92,6 +93,7 @@ IQXKernel::Time HostKernel::GetTime() { return MonotonicNow(); }
 // Memory
 
 void* HostKernel::Allocate(unsigned long bytes, const char* /*file*/, int /*line*/) {
+  // Aligned to 8 bytes at least by the library, as the contract wants.
   void* const block = std::malloc(bytes);
   if (block != nullptr) {
     // As the allocator rounds it, so that Free finds the same number without a header of ours.

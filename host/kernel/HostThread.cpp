@@ -15,6 +15,7 @@ bool HostThread::Start(const char* name, Procedure procedure, void* argument) {
   name_ = std::string(name != nullptr ? name : "").substr(0, 15);
   procedure_ = procedure;
   argument_ = argument;
+  // Before the thread is there: a quick one would have its end taken back.
   ended_.Reset();
   started_ = pthread_create(&thread_, nullptr, &HostThread::Run, this) == 0;
   return started_;
@@ -25,6 +26,7 @@ void* HostThread::Run(void* self) {
   PLEXION_CHECK(thread->procedure_ != nullptr, "a thread that runs has something to do");
   if (!thread->name_.empty()) pthread_setname_np(pthread_self(), thread->name_.c_str());
   thread->procedure_(thread, thread->argument_);
+  // The joins end by it: nothing of this object is touched behind it.
   thread->ended_.Signal();
   return nullptr;
 }

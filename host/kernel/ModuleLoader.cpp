@@ -81,6 +81,7 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
                                              : "it is asked for while it unloads";
       return nullptr;
     }
+    // Another thread loads it: both then hold one and the same object.
     settled_.Wait(lock);
   }
   if (entry.state == State::kAbsent) {
@@ -88,6 +89,7 @@ IQXModule* ModuleLoader::Acquire(const std::string& name, std::string& error) {
     entry.worker = std::this_thread::get_id();
     lock.Unlock();
     Entry loaded;
+    // Without the lock: a module acquires others while it loads, and may take seconds.
     const bool succeeded = Load(name, loaded);
     lock.Lock();
     entry.error = loaded.error;
@@ -142,6 +144,7 @@ void ModuleLoader::Release(IQXModule* module) {
   Entry* entry = nullptr;
   ModuleBorder* border = nullptr;
   for (auto& [name, candidate] : entries_) {
+    // By the object, which several names may share; who holds none of it is passed over.
     if (candidate.module != module || candidate.users == 0) continue;
     entry = &candidate;
     border = BorderOf(name);

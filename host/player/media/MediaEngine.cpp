@@ -49,6 +49,7 @@ void MediaEngine::SetPlaying(bool playing) {
 
 void MediaEngine::OnProxy(const ProxySettings& proxy) {
   access_.SetProxy(proxy);
+  // The connection at hand goes on by the old one; the next pass is opened by the new.
   reopen_ = !content_.url.empty();
 }
 
@@ -234,6 +235,7 @@ void MediaEngine::CountLateness() {
   const GstClockTime due = painter_.RunningTime();
   const GstClockTime lasts =
       GST_BUFFER_DURATION_IS_VALID(buffer) ? GST_BUFFER_DURATION(buffer) : 40 * GST_MSECOND;
+  // Painted while the next one was due already: somebody may have seen it, and saw it too late.
   if (GST_CLOCK_TIME_IS_VALID(due) && now > due + lasts) ++framesLate_;
 }
 

@@ -83,6 +83,7 @@ bool MediaPipeline::Build(const Request& request, EngineError& error) {
     captions_->ForgetStream();  // those of a pipeline before this one
     MakeCaptionSink();
   }
+  // By names: the flags' numbers are the framework's own and stand in no public header.
   gst_util_set_object_arg(G_OBJECT(playbin), "flags", flags.c_str());
   g_object_set(playbin, "uri", request.uri.c_str(), "volume", request.volume, "mute",
                static_cast<gboolean>(request.muted), nullptr);
@@ -243,10 +244,12 @@ bool MediaPipeline::SeekTo(double seconds, double speed) {
                        -1) == FALSE) {
     return false;
   }
+  // What it has heard was of another place.
   meter_.Forget();
   return true;
 }
 
+/// None while it does not play: a clock that runs says nothing of frames that stand.
 GstClockTime MediaPipeline::RunningTime() const {
   if (state_ != GST_STATE_PLAYING) return GST_CLOCK_TIME_NONE;
   const GstClockPointer clock(gst_element_get_clock(playbin_.get()));
@@ -282,6 +285,7 @@ GstBusSyncReply MediaPipeline::OnMessage(GstBus*, GstMessage* rawMessage, gpoint
     case GST_MESSAGE_ASYNC_DONE:
     case GST_MESSAGE_CLOCK_LOST:
     case GST_MESSAGE_ELEMENT:
+      // On a thread of the framework, which must not be held up: it is kept, and the player asked to come.
       pipeline->Enqueue(std::move(message));
       break;
     case GST_MESSAGE_QOS:
