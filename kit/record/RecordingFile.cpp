@@ -101,10 +101,12 @@ ChunkHeader& RecordingFile::Chunk(uint32_t index) const {
 }
 
 bool RecordingFile::IsChunkFull(size_t fieldBytes) const {
+  QX_CHECK(IsOpen(), "a file that is open has chunks");
   return sequence_ == 0 || Chunk(chunk_).used + sizeof(RecordHeader) + fieldBytes > chunkBytes_;
 }
 
 void RecordingFile::NextChunk(int64_t timeNs) {
+  QX_CHECK(IsOpen(), "a chunk is begun in a file that is open");
   uint32_t next = used_;
   // As long as the head is not full, chunks follow each other, and are never written again.
   if (sequence_ > 0 && used_ > headChunks_) {

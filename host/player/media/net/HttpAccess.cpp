@@ -35,6 +35,7 @@ bool HttpAccess::UseCertificates(const std::string& trustedFolder, const std::st
 }
 
 void HttpAccess::SetUp(GstElement* source) {
+  // What the last server's certificate was refused for is no reason of this one's.
   trust_.BeginConnection();
   certificates_.BeginConnection();
   if (trust_.Database() != nullptr && Has(source, "tls-database") &&

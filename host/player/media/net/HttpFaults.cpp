@@ -44,6 +44,7 @@ class Attempt {
       g_object_unref(resolver);
     }
     g_socket_client_connect_to_host_async(client, endpoint.c_str(), 0, cancel_, OnDone, this);
+    // Ends by the answer, the time-out or the glance, which cancels it: the end of a content waits 20 ms at most.
     while (!done_) g_main_context_iteration(context, TRUE);
     g_object_unref(client);
     g_object_unref(cancel_);
@@ -104,6 +105,7 @@ std::string WhyUnreachable(const std::string& address, const HttpAccess& access,
       proxy = "direct://";
     }
   }
+  // Tried once more by itself, since the framework says of all of these only that it could not connect.
   const Attempt attempt(endpoint, proxy, host);
   if (!attempt.Failure().empty()) return who + " cannot be reached: " + attempt.Failure();
   return who + " " + endpoint + " does not answer, or ends the connection";

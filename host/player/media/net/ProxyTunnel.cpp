@@ -82,6 +82,7 @@ std::string TunnelAddress(const ProxySettings& proxy) {
   std::string user;
   if (!proxy.user.empty()) {
     const std::string both = proxy.user + ":" + proxy.password;
+    // With its colon: an address would otherwise end the user at the first one.
     const GTextPointer escaped(g_uri_escape_string(both.c_str(), nullptr, FALSE));
     user = TextOf(escaped) + "@";
   }

@@ -91,6 +91,7 @@ GTlsCertificateFlags Verify(GTlsDatabase* self, GTlsCertificate* chain, const gc
       Noting(self)->inner, chain, purpose, identity, interaction, flags, cancellable, error);
   ServerTrust::Verdict& verdict = **Noting(self)->verdict;
   const MutexLock lock(verdict.mutex);
+  // Also cleared: of several connections the last one's answer counts.
   verdict.refusal =
       faults == 0 ? std::string() : Describe(faults, chain, identity, verdict.authority);
   return faults;
@@ -124,6 +125,7 @@ bool ServerTrust::Use(const std::string& folder, EngineError& error) {
   if (g_tls_backend_supports_tls(backend) == FALSE) return true;
   std::string reason;
   TlsDatabasePointer inner = ReadCertificateFolder(folder.empty() ? OwnFolder() : folder, reason);
+  // Named and not to be had is an error: going on with the system's would trust others than the device's maker did.
   if (inner == nullptr && !folder.empty()) {
     error = {qx::plexion::kErrorStartupFailure, reason};
     return false;
@@ -136,6 +138,7 @@ bool ServerTrust::Use(const std::string& folder, EngineError& error) {
   }
   database_.reset(G_TLS_DATABASE(g_object_new(NotingType(), nullptr)));
   Noting(database_.get())->inner = inner.release();
+  // Shared: the framework may keep the database longer than the content lives.
   Noting(database_.get())->verdict = new std::shared_ptr<Verdict>(verdict_);
   return true;
 }
