@@ -29,7 +29,6 @@ class Timeline {
   void Align();
   /// `position` is due from now on. Nothing happens to content that is not clocked.
   void GoTo(uint64_t position, Time now);
-  double PositionsPerSecond() const { return positionsPerNanosecond_ * 1e9; }
 
   uint64_t PositionAt(Time now) const;
   /// The moment from which PositionAt answers `position` or more; kInfinite while stopped.

@@ -146,7 +146,6 @@ class Border {
   /// A block that the module gave, numbered until TakeBlock; null for null.
   void PutBlock(Encoder& to, void* block);
   void TakeBlock(Encoder& to, void* block);
-  Secrets& GetSecrets() { return secrets_; }
 
   // Objects.
 
@@ -183,7 +182,6 @@ class Border {
   void ForgetBlock(BorderThread& thread, const void* block);
   /// In a replay: by its number, of either side; null when there is none.
   Wrapped* FindNumber(uint32_t number) const;
-  uint32_t ObjectCount() const { return objects_; }
   const void* FindOpaque(uint64_t number);
   /// In a replay: the block that PutBlock gave this number; null when there is
   /// none.

@@ -29,8 +29,6 @@ class PlayStatistics {
   double TakeSample(Time now);
 
   uint64_t Drawn() const { return drawn_; }
-  uint64_t Unchanged() const { return unchanged_; }
-  uint64_t Skipped() const { return skipped_; }
   uint64_t Late() const { return late_; }
   /// One line, without its end.
   std::string Describe() const;

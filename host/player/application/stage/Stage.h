@@ -115,10 +115,9 @@ class Stage {
   /// To be called after a property has been set otherwise.
   void Touch(Element& element, const Property& property);
   void TouchPicture(Element& element);
-  void TouchAll() { ++revision_; }
-  /// Changes whenever anything that may be seen does.
   /// All elements look as before, and yet it is to be drawn again.
   void TouchDrawing() { ++revision_; }
+  /// Changes whenever anything that may be seen does.
   uint64_t Revision() const { return revision_; }
   /// Elements whose `src` has changed and is to be loaded; empties the list.
   std::vector<uint32_t> TakeStale();

@@ -66,7 +66,6 @@ class Script {
   void CheckTime(lua_State* state);
   /// The object whose functions the script calls; for its bindings.
   void* owner = nullptr;
-  uint64_t HeapBytes() const { return used_; }
   const ScriptLimits& Limits() const { return limits_; }
   /// "menu.lua:12" of the function that called the one running now; empty when it is no script.
   static std::string Position(lua_State* state, int level);
