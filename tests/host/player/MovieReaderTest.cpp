@@ -237,6 +237,9 @@ TEST(MovieReaderTest, ReadsLayerStylesAndTellsOnceWhatOfThemIsNotDrawn) {
   EXPECT_EQ(60, layers[1].styles[0].opacity->value[0]);
   EXPECT_EQ(2u, layers[1].styles[2].stopCount) << "no more than there are numbers for";
   EXPECT_TRUE(layers[2].styles.empty());
+  const Checked old(R"({"v":"4.1.8","fr":30,"ip":0,"op":9,"w":9,"h":9,"layers":[{"ty":4,
+      "sy":[{"ty":0,"c":{"k":[51,102,255,255]}}]}]})");
+  EXPECT_FLOAT_EQ(0.2f, old.movie.root.layers[0].styles[0].colour->value[0]) << "of 255";
   std::vector<std::string> told;
   TellNotDrawn(checked.movie, [&](const std::string& what) { told.push_back(what); });
   EXPECT_THAT(told, ElementsAre("layer \"sky\": a layer style of type 44 is not drawn",

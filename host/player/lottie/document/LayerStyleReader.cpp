@@ -9,15 +9,18 @@ namespace {
 
 class StyleMembers {
  public:
-  StyleMembers(const JsonValue& value, PropertyReader& properties)
-      : value_(value), properties_(properties) {}
+  StyleMembers(const JsonValue& value, PropertyReader& properties, double colourFactor)
+      : value_(value), properties_(properties), colourFactor_(colourFactor) {}
   const Property* Number(const char* name) const { return properties_.Read(value_.Find(name), 1); }
-  const Property* Colour(const char* name) const { return properties_.Read(value_.Find(name), 4); }
+  const Property* Colour(const char* name) const {
+    return properties_.Read(value_.Find(name), 4, colourFactor_);
+  }
   const Property* Place(const char* name) const { return properties_.Read(value_.Find(name), 2); }
 
  private:
   const JsonValue& value_;
   PropertyReader& properties_;
+  double colourFactor_;
 };
 
 void ReadBevel(const StyleMembers& members, LayerStyle& style) {
@@ -32,12 +35,13 @@ void ReadBevel(const StyleMembers& members, LayerStyle& style) {
   style.shadeOpacity = members.Number("so");
 }
 
-void ReadStyle(const JsonValue& value, PropertyReader& properties, LayerStyle& style) {
+void ReadStyle(const JsonValue& value, PropertyReader& properties, double colourFactor,
+               LayerStyle& style) {
   const JsonValue* type = value.Find("ty");
   style.type = type != nullptr ? static_cast<int>(std::clamp(type->Number(-1), -1.0, 1e6)) : -1;
   if (style.type < 0 || style.type >= static_cast<int>(LayerStyleKind::kUnknown)) return;
   style.kind = static_cast<LayerStyleKind>(style.type);
-  const StyleMembers members(value, properties);
+  const StyleMembers members(value, properties, colourFactor);
   style.angle = members.Number("a");
   style.size = members.Number("s");
   if (style.kind == LayerStyleKind::kBevel) return ReadBevel(members, style);
@@ -79,7 +83,8 @@ void ReadStyle(const JsonValue& value, PropertyReader& properties, LayerStyle& s
 
 }  // namespace
 
-Span<LayerStyle> ReadLayerStyles(const JsonValue* list, PropertyReader& properties) {
+Span<LayerStyle> ReadLayerStyles(const JsonValue* list, PropertyReader& properties,
+                                 double colourFactor) {
   if (list == nullptr || !list->IsArray() || list->count == 0) return {};
   if (list->count > kMostLayerStyles) {
     throw ReadFault(std::to_string(list->count) + " layer styles; at most " +
@@ -90,7 +95,7 @@ Span<LayerStyle> ReadLayerStyles(const JsonValue* list, PropertyReader& properti
   for (const JsonValue& value : list->Elements()) {
     const JsonValue* hidden = value.Find("hd");
     if (hidden != nullptr && hidden->Truthy()) continue;
-    ReadStyle(value, properties, styles[count++]);
+    ReadStyle(value, properties, colourFactor, styles[count++]);
   }
   return {styles, count};
 }

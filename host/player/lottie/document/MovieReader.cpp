@@ -299,7 +299,7 @@ class MovieReader {
     }
     const JsonValue* transform = value.Find("ks");
     if (transform != nullptr) layer.transform = *properties_.ReadTransform(*transform);
-    layer.styles = ReadLayerStyles(value.Find("sy"), properties_);
+    layer.styles = ReadLayerStyles(value.Find("sy"), properties_, ColourFactor(movie_.version));
     cost.items = std::min(cost.items + layer.styles.count * kItemsOfLayerStyle, kTooMuch);
     ReadMasks(value, layer, cost);
     layer.effects = ReadEffects(value.Find("ef"), 0);

@@ -109,8 +109,12 @@ class ShapeReader {
   unsigned version_;
 };
 
-/// Reads what a layer has for "sy", without styles that are switched off.
-Span<LayerStyle> ReadLayerStyles(const JsonValue* list, PropertyReader& properties);
+/// Reads what a layer has for "sy", without styles that are switched off. `colourFactor` brings the
+/// document's colours to 0 to 1.
+Span<LayerStyle> ReadLayerStyles(const JsonValue* list, PropertyReader& properties,
+                                 double colourFactor);
+/// By what colours of a document of `version` are multiplied.
+double ColourFactor(unsigned version);
 /// Reads the stops of a gradient and their count, which is no more than the numbers are enough for.
 const Property* ReadGradientStops(const JsonValue& gradient, PropertyReader& properties,
                                   uint32_t& count);

@@ -136,10 +136,14 @@ void ShapeReader::ReadOne(const JsonValue& value, Shape& shape, Cost& cost, unsi
   }
 }
 
-void ShapeReader::ReadStyle(const JsonValue& value, Shape& shape) {
+double ColourFactor(unsigned version) {
   // Before 4.1.9 colours went up to 255.
   constexpr unsigned kColoursUpToOne = 40109;
-  shape.colour = properties_.Read(value.Find("c"), 4, version_ < kColoursUpToOne ? 1.0 / 255 : 1);
+  return version < kColoursUpToOne ? 1.0 / 255 : 1;
+}
+
+void ShapeReader::ReadStyle(const JsonValue& value, Shape& shape) {
+  shape.colour = properties_.Read(value.Find("c"), 4, ColourFactor(version_));
   shape.opacity = properties_.Read(value.Find("o"), 1);
   shape.evenOdd = Small(value.Find("r"), 1) == 2;
   shape.width = properties_.Read(value.Find("w"), 1);
