@@ -273,7 +273,7 @@ class Keys(Story):
         os.mkfifo(self.path("pipe"))
         code, _, err = self.launch("--keymap", "pipe", "red.mvx")
         self.assertEqual(2, code)
-        self.assertIn("--keymap: pipe: no regular file", err)
+        self.assertIn("--keymap: pipe: is no regular file", err)
 
 
 class Document(unittest.TestCase):
