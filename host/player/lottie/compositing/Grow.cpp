@@ -16,6 +16,8 @@ constexpr uint8_t kInside = 128;
 /// Ways along a row are kept in pixels of a surface, with this added.
 constexpr int kNoWay = 1 << 20;
 constexpr uint32_t kNobody = UINT32_MAX;
+constexpr uint32_t kHere = kNoWay;
+constexpr int kColumns = 16;
 
 /// Writes how many pixels to the right each pixel's nearest one inside is, or nobody within `most`.
 void NearestInRow(const uint8_t* row, uint32_t* ways, int count, int most) {
@@ -52,14 +54,18 @@ float ToEdge(const Coverage& plane, int x, int y, int nearX, int nearY) {
 }  // namespace
 
 /// From the ways of one column along its rows to how much of each pixel is covered in the end.
-void Grow::Column(const Coverage& plane, uint32_t* ways, size_t step, int x, float by) {
-  const auto wayAt = [&](int y) {
-    return static_cast<int>(ways[static_cast<size_t>(y) * step]) - kNoWay;
+void Grow::Column(const Coverage& plane, uint32_t* ways, int x, float by) {
+  const auto wayAt = [ways](int y) { return static_cast<int>(ways[y]) - kNoWay; };
+  // What lies between others that are inside is nearest to nothing but itself. Of a filled shape that is
+  // nearly all; edges thinner than a pixel look at how much of each is covered.
+  const auto between = [&](int y) {
+    return by > 1 && ways[y] == kHere && y > 0 && y + 1 < plane.height && ways[y - 1] == kHere &&
+           ways[y + 1] == kHere;
   };
   // Each row's square of a distance is a parabola over the column; the lowest ones are kept.
   int count = 0;
   for (int y = 0; y < plane.height; ++y) {
-    if (ways[static_cast<size_t>(y) * step] == kNobody) continue;
+    if (ways[y] == kNobody || between(y)) continue;
     const auto own = static_cast<float>(wayAt(y) * wayAt(y) + y * y);
     float start = 0;
     while (count > 0) {
@@ -75,8 +81,8 @@ void Grow::Column(const Coverage& plane, uint32_t* ways, size_t step, int x, flo
   }
   int lowest = 0;
   for (int y = 0; y < plane.height; ++y) {
-    grown_[static_cast<size_t>(y)] = 0;
-    if (count == 0) continue;
+    grown_[static_cast<size_t>(y)] = between(y) ? 255 : 0;
+    if (count == 0 || grown_[static_cast<size_t>(y)] != 0) continue;
     while (lowest + 1 < count && starts_[static_cast<size_t>(lowest + 1)] < static_cast<float>(y)) {
       ++lowest;
     }
@@ -92,9 +98,7 @@ void Grow::Column(const Coverage& plane, uint32_t* ways, size_t step, int x, flo
       grown_[static_cast<size_t>(y)] = static_cast<uint8_t>(std::lrint(cover * 255));
     }
   }
-  for (int y = 0; y < plane.height; ++y) {
-    ways[static_cast<size_t>(y) * step] = grown_[static_cast<size_t>(y)];
-  }
+  std::copy_n(grown_.begin(), plane.height, ways);
 }
 
 void Grow::Run(const Coverage& plane, const Surface& spare, float by) {
@@ -107,13 +111,27 @@ void Grow::Run(const Coverage& plane, const Surface& spare, float by) {
     rows_.resize(height);
     starts_.resize(height);
     grown_.resize(height);
+    columns_.resize(height * kColumns);
   }
   const int most = static_cast<int>(by) + 2;
   for (int y = 0; y < plane.height; ++y) {
     NearestInRow(plane.Row(y), spare.Row(y), plane.width, most);
   }
-  const size_t step = spare.strideBytes / sizeof(uint32_t);
-  for (int x = 0; x < plane.width; ++x) Column(plane, spare.pixels + x, step, x, by);
+  // Some columns at a time are laid along memory: one by one, each step would be another row's cache line.
+  for (int left = 0; left < plane.width; left += kColumns) {
+    const int columns = std::min(kColumns, plane.width - left);
+    for (int y = 0; y < plane.height; ++y) {
+      const uint32_t* const row = spare.Row(y) + left;
+      for (int i = 0; i < columns; ++i) columns_[static_cast<size_t>(i) * height + y] = row[i];
+    }
+    for (int i = 0; i < columns; ++i) {
+      Column(plane, columns_.data() + static_cast<size_t>(i) * height, left + i, by);
+    }
+    for (int y = 0; y < plane.height; ++y) {
+      uint32_t* const row = spare.Row(y) + left;
+      for (int i = 0; i < columns; ++i) row[i] = columns_[static_cast<size_t>(i) * height + y];
+    }
+  }
   // Only now: until here what was covered before has been asked for.
   for (int y = 0; y < plane.height; ++y) {
     uint8_t* const row = plane.Row(y);

@@ -26,11 +26,12 @@ class Grow {
   void Run(const Coverage& plane, const Surface& spare, float by);
 
  private:
-  void Column(const Coverage& plane, uint32_t* ways, size_t step, int x, float by);
+  void Column(const Coverage& plane, uint32_t* ways, int x, float by);
 
   std::vector<int> rows_;      ///< of a column: those whose pixel is the nearest for some
   std::vector<float> starts_;  ///< from which row on each of these is
   std::vector<uint8_t> grown_;
+  std::vector<uint32_t> columns_;
 };
 
 }  // namespace plexion_host::movie
