@@ -138,10 +138,18 @@ void Display::RequestQuit() {
   Wake();
 }
 
+// Told without the lock, which a loop that wakes up at once would wait for, and wake up twice. It stays
+// meanwhile: the screen's listener is taken off first.
 void Display::WakeForWork() {
   // While the loop waits for its slot, more work changes nothing: a wake-up for each plane would cost more than it
   // is worth.
-  if (!awaitsSlot_) Wake();
+  if (awaitsSlot_) return;
+  {
+    const MutexLock lock(wakeMutex_);
+    if (window_ != nullptr) return window_->Wake();
+    if (std::exchange(wakeRequested_, true)) return;
+  }
+  wakeUp_.NotifyAll();
 }
 
 void Display::Wake() {

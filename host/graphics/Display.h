@@ -59,7 +59,8 @@ class Listeners {
 /// Module "IHostDisplay": presents a Screen, in a window, on the whole display or to nobody.
 ///
 /// The loop sleeps until something is damaged, somebody does something at the window or the end is
-/// asked for. A first change is presented at once; further ones at most sixty times a second.
+/// asked for. A change after a pause is presented at once, and so is the next; further ones at most
+/// 64 times a second.
 class Display : public IHostDisplay {
  public:
   /// `opener` makes the window, when there is to be one.

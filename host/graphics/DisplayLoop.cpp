@@ -1,5 +1,7 @@
 // The display loop: when the picture is presented, and what the thread waits for in between.
 
+#include <algorithm>
+
 #include "host/base/Check.h"
 #include "host/graphics/Display.h"
 
@@ -7,7 +9,9 @@ namespace plexion_host {
 
 namespace {
 
-constexpr auto kFramePeriod = std::chrono::nanoseconds(1'000'000'000 / 60);
+// A little more than the 60 of a display: content of that rate then gains on the slots, and its frames
+// soon never wait for one.
+constexpr auto kSlotPeriod = std::chrono::nanoseconds(1'000'000'000 / 64);
 // Waits for events count whole milliseconds; a presentation this much early is on time.
 constexpr auto kEarly = std::chrono::microseconds(500);
 
@@ -98,9 +102,9 @@ void Display::Present() {
   });
   if (!presented) return;
   cleared_ = true;
-  // Slots keep their rhythm while frames follow each other, so that a content of the display's rate
-  // loses none to the waits' rounding; after a pause the rhythm starts anew.
-  nextSlot_ = now - nextSlot_ < kFramePeriod ? nextSlot_ + kFramePeriod : now + kFramePeriod;
+  // A slot that was not used is not lost: frames that come a little earlier and later do not wait for
+  // one, which would wake this thread twice for each.
+  nextSlot_ = std::max(nextSlot_ + kSlotPeriod, now);
 }
 
 // A window that was covered, resized or opened over an old picture has lost its pixels.
