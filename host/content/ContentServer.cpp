@@ -176,6 +176,8 @@ void ContentServer::Answer(const Record& order) {
   answer.events = host_.Sent();
   page_.countedKibibytes = static_cast<uint32_t>(host_.Memory()->GetBytesUsed() / 1024);
   CopyRecord(answer, page_.answer);
+  page_.answered = order.serial;
+  if (page_.awaited == 0) return;
   const uint64_t one = 1;
   const ssize_t written = write(kAnswerBellDescriptor, &one, sizeof one);
   (void)written;  // a bell that is full rings

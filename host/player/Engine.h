@@ -179,6 +179,13 @@ class Engine {
   /// so this may take its time.
   virtual StepResult Advance(const FrameStep& step) = 0;
 
+  /// The picture of the last Draw has been taken out of the plane, and `next` is the moment that comes
+  /// after it. An engine that does its work elsewhere may begin with it now, and draw it into the same
+  /// plane.
+  /// Returns  whether it does. The next operation is then Advance to that moment, with Draw after it as
+  ///          always, or the destructor.
+  virtual bool WorkAhead(const FrameStep& /*next*/) { return false; }
+
   /// Draws the moment of the last Advance. The window's plane is locked meanwhile: no waiting here.
   virtual DrawResult Draw(const DrawTarget& target) = 0;
 };

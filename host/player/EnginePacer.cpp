@@ -8,6 +8,14 @@
 
 namespace plexion_host::player {
 
+namespace {
+
+/// What is due later than that is not worked on ahead: a picture that shows the time, or what somebody
+/// has sent, would show what it was. Nobody sees so much of it in a picture that changes that often.
+constexpr EnginePacer::Time kSoon = 50'000'000;
+
+}  // namespace
+
 EnginePacer::EnginePacer(const ContentFacts& facts, const PlayerSettings& settings)
     : timeline_(facts.framesPerSecond, facts.frameCount, settings.loops, settings.speed),
       clocked_(facts.framesPerSecond > 0),
@@ -43,15 +51,29 @@ uint64_t EnginePacer::SkippedBefore(uint64_t position) const {
   return std::min(position, EndPosition() - 1) - nextPosition_;
 }
 
-StepResult EnginePacer::Step(Engine& engine, uint64_t position) {
-  PLEXION_CHECK(position >= position_, "time does not go back");
-  PLEXION_CHECK(position < EndPosition(), "there is a frame at the position");
+FrameStep EnginePacer::StepTo(uint64_t position) const {
   FrameStep step;
   step.frame = timeline_.FrameOf(position);
   step.pass = timeline_.PassOf(position);
-  step.position = position_ = position;
+  step.position = position;
   step.playing = IsRunning();
-  const StepResult result = engine.Advance(step);
+  return step;
+}
+
+bool EnginePacer::WorkAhead(Engine& engine, Time now) const {
+  const bool follows = nextPosition_ == position_ + 1 && nextPosition_ < EndPosition();
+  if (!clocked_ || finished_ || !IsRunning() || !follows) return false;
+  const Time deadline = timeline_.DeadlineOf(nextPosition_);
+  // One that is due already may be left out for a later one.
+  if (!noSpeedLimit_ && (deadline <= now || deadline - now > kSoon)) return false;
+  return engine.WorkAhead(StepTo(nextPosition_));
+}
+
+StepResult EnginePacer::Step(Engine& engine, uint64_t position) {
+  PLEXION_CHECK(position >= position_, "time does not go back");
+  PLEXION_CHECK(position < EndPosition(), "there is a frame at the position");
+  position_ = position;
+  const StepResult result = engine.Advance(StepTo(position));
   // An engine that names a position that is over would be asked for it without end.
   nextPosition_ = finished_ ? kNoFrame : std::max(result.nextPosition, position + 1);
   return result;

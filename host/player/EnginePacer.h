@@ -45,6 +45,13 @@ class EnginePacer {
   /// Moves the engine to `position`, at or behind the last one and before the end.
   StepResult Step(Engine& engine, uint64_t position);
 
+  /// Has the engine work on the position that comes next, when it is a frame that will be due soon; see
+  /// Engine::WorkAhead.
+  /// Returns  whether it does; the next Step is then to be the one to NextPosition.
+  bool WorkAhead(Engine& engine, Time now) const;
+  /// The first that may differ from what was shown last.
+  uint64_t NextPosition() const { return nextPosition_; }
+
   uint64_t Position() const { return position_; }
   /// All passes are over there; UINT64_MAX: no end of its own.
   uint64_t EndPosition() const { return timeline_.EndPosition(); }
@@ -59,6 +66,8 @@ class EnginePacer {
   bool IsLate(Time now) const;
 
  private:
+  FrameStep StepTo(uint64_t position) const;
+
   Timeline timeline_;
   bool clocked_ = false;
   double framesPerSecond_ = 0;

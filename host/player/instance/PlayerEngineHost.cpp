@@ -23,10 +23,15 @@ void PlayerInstance::ReportProgress(unsigned percent) {
   notifier_->OnMorvelInstanceNotification(qx::plexion::kInfoLoadProgress, &data);
 }
 
+// Told without the lock, which a thread that wakes up at once would wait for. The instance outlives its
+// engine, so it is still there.
 void PlayerInstance::RequestFrame() {
-  const MutexLock lock(mutex_);
-  requests_.frame = true;
-  WakeLocked();
+  {
+    const MutexLock lock(mutex_);
+    requests_.frame = true;
+    if (std::exchange(woken_, true)) return;
+  }
+  wake_.NotifyOne();
 }
 
 void PlayerInstance::Complete() {

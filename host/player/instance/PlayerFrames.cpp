@@ -20,6 +20,10 @@ constexpr IQXKernel::Time kShortestSample = 10 * kNanosecondsPerMillisecond;
 constexpr IQXKernel::Time kMemoryPeriod = 250 * kNanosecondsPerMillisecond;
 /// Less than that is not worth losing what is kept a second time.
 constexpr uint64_t kGrownAgain = 1024 * 1024;
+/// Frames with nothing in between but time, after a start and after something else has happened: where
+/// somebody moves a pointer, the next thing is likely to happen before the next frame, too.
+constexpr unsigned kCalmAtStart = 3;
+constexpr unsigned kCalm = 30;
 
 /// The plane's pixels for as long as they are drawn into.
 class LockedPixels {
@@ -62,6 +66,8 @@ void LayGround(const DrawTarget& target, const qx::plexion::Rect& dirty, uint32_
 
 void PlayerInstance::ShowDueFrame() {
   if (engine_ == nullptr) return;
+  if (advanceWanted_ || HasNewPlane()) TakeCharge();
+  const uint64_t before = pacer_.Position();
   if (pacer_.IsRunning()) {
     AdvanceWithClock();
   } else if (advanceWanted_) {
@@ -75,12 +81,40 @@ void PlayerInstance::ShowDueFrame() {
     return;
   }
   TraceFrameRate();
+  if (pacer_.Position() != before) WorkAhead();
+}
+
+// A frame that is drawn before it is due costs no waiting for it: the engine's process and this thread
+// are woken once for each frame, and neither for the other.
+void PlayerInstance::WorkAhead() {
+  if (calmFrames_ > 0) {
+    --calmFrames_;
+  } else if (!ahead_ && pacer_.WorkAhead(*engine_, clock_.Now())) {
+    ahead_ = pacer_.NextPosition();
+  }
+}
+
+// Whatever happens between two frames finds the engine where the picture is: the frame that was worked
+// out ahead is shown first, a part of a frame early, rather than after what comes now.
+void PlayerInstance::ShowAhead() {
+  if (!ahead_) return;
+  const bool wanted = advanceWanted_;
+  AdvanceTo(*ahead_);
+  DrawFrame();
+  advanceWanted_ = wanted;
+}
+
+void PlayerInstance::TakeCharge() {
+  ShowAhead();
+  if (pacer_.IsRunning()) calmFrames_ = kCalm;
 }
 
 void PlayerInstance::AdvanceWithClock() {
   // Positions count on over the passes of a loop, so that the end is one number however often it plays.
   const uint64_t end = pacer_.EndPosition();
-  const uint64_t due = pacer_.DueAt(clock_.Now());
+  const Time now = clock_.Now();
+  if (ahead_ && pacer_.DueAt(now) > *ahead_) ShowAhead();
+  const uint64_t due = pacer_.DueAt(now);
   const uint64_t skipped = pacer_.SkippedBefore(due);
   if (skipped > 0) statistics_.FramesSkipped(skipped);
   if (due < end) {
@@ -97,6 +131,8 @@ void PlayerInstance::AdvanceWithClock() {
 
 void PlayerInstance::AdvanceTo(uint64_t position) {
   PLEXION_CHECK(engine_ != nullptr, "there is an engine to move");
+  PLEXION_CHECK(!ahead_ || *ahead_ == position, "what was worked out ahead comes next");
+  ahead_.reset();
   advanceWanted_ = false;
   const StepResult result = pacer_.Step(*engine_, position);
   pictureChanged_ = pictureChanged_ || result.changed;
@@ -108,6 +144,11 @@ bool PlayerInstance::HasPlane() {
   return plane_ != nullptr;
 }
 
+bool PlayerInstance::HasNewPlane() {
+  const MutexLock planeLock(planeMutex_);
+  return plane_ != nullptr && drawEverything_;
+}
+
 void PlayerInstance::DrawFrame() {
   DrawResult result;
   bool newPlane = false;
@@ -117,6 +158,9 @@ void PlayerInstance::DrawFrame() {
     const MutexLock planeLock(planeMutex_);
     // Nothing new to see costs no lock of the pixels, no notification and no copy behind it.
     if (plane_ == nullptr || (!pictureChanged_ && !drawEverything_)) return;
+    // A plane that has come this moment: what is drawn ahead is shown first, and whoever brought the
+    // plane has woken this thread.
+    if (ahead_) return;
     LockedPixels pixels(plane_);
     locked = pixels.Get() != nullptr;
     if (!locked) {
@@ -194,6 +238,7 @@ void PlayerInstance::StartPlayingWhenPossible() {
   engine_->SetPlaying(true);
   const Time now = clock_.Now();
   pacer_.Start(now);
+  calmFrames_ = kCalmAtStart;
   // On one raster with the others: windows of one rate are then due together, and the screen is composed once.
   if (clock_.IsShared()) pacer_.Align();
   statistics_.StartSample(now);

@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/base/Mutex.h"
@@ -28,6 +29,9 @@ namespace plexion_host::player {
 /// into the queue and wake the player's thread, which does all the rest: it loads, paces, draws and
 /// makes every callback. Nothing is due while content stands still, so the thread then sleeps
 /// without a deadline.
+///
+/// An engine that works elsewhere may be at the next moment already (`ahead_`), and draw it into the plane
+/// without planeMutex_: nobody copies from there but this thread, when it has taken that moment.
 ///
 /// Locks    mutex_ guards the queue and what other threads may ask for; it is never held during a
 ///          callback, an engine's operation or a plane's. planeMutex_ is held while the engine
@@ -146,7 +150,12 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   void ShowDueFrame();
   void AdvanceWithClock();
   void AdvanceTo(uint64_t position);
+  void WorkAhead();
+  void ShowAhead();
+  /// Before anything is asked of the engine that is not the next frame by the clock.
+  void TakeCharge();
   bool HasPlane();
+  bool HasNewPlane();
   void DrawFrame();
   void WatchMemory(bool newPlane);
   void StartPlayingWhenPossible();
@@ -200,6 +209,8 @@ class PlayerInstance final : public qx::core::morvellib::MorvelInstance, private
   bool playWanted_ = false;     // Play came, the clock waits for a render plane
   bool advanceWanted_ = false;  // an input or RequestFrame came
   bool pictureChanged_ = false;
+  std::optional<uint64_t> ahead_;  // position that the engine works on before it is due
+  unsigned calmFrames_ = 0;        // still to come before it does so
   Time nextSample_ = IQXKernel::kInfinite;
   bool overThreshold_ = false;  // of graphics memory
   Time nextMemoryLook_ = 0;

@@ -46,6 +46,7 @@ void PlayerInstance::DoWork() {
     // Read before the frame is shown: what is requested meanwhile comes round again.
     const bool complete = TakeFlag(&Requests::complete);
     if (TakeFlag(&Requests::frame)) advanceWanted_ = true;
+    if (complete) ShowAhead();
     ShowDueFrame();
     if (complete && !finished_) Finish(qx::plexion::kStatusComplete, std::string());
   }
@@ -72,6 +73,8 @@ bool PlayerInstance::IsEnding() {
 
 void PlayerInstance::Execute(Command& command) {
   if (finished_) return;
+  const bool forEngine = command.kind != Command::kNotify && command.kind != Command::kFail;
+  if (forEngine) TakeCharge();
   switch (command.kind) {
     case Command::kAnnounceConfigured:
       Announce(qx::plexion::kStatusConfigured);
@@ -232,6 +235,7 @@ void PlayerInstance::Finish(StageWindowStatus status, const std::string& message
   if (finished_) return;
   finished_ = true;
   playWanted_ = false;
+  ahead_.reset();
   pacer_.Stop(clock_.Now());
   // The content's memory is back at the watchdog before anybody hears of the end.
   engine_.reset();

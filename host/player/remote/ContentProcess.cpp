@@ -22,7 +22,7 @@ namespace plexion_host::player::remote {
 
 namespace {
 
-constexpr int kGlanceMs = 20;
+constexpr std::chrono::milliseconds kGlance{20};
 constexpr std::chrono::milliseconds kPatienceForRoom{2000};
 
 /// The first 4 KiB of a file of the system about a process, as they are now.
@@ -38,9 +38,10 @@ void Ring(int bell) {
   (void)written;  // a bell that is full rings
 }
 
-bool TakeRing(int bell) {
-  uint64_t count = 0;
-  return read(bell, &count, sizeof count) == sizeof count;
+void ClearBell(int bell) {
+  char rings[64];
+  const ssize_t count = read(bell, rings, sizeof rings);
+  (void)count;  // one that was not rung is as silent as any
 }
 
 }  // namespace
@@ -92,7 +93,8 @@ bool ContentProcess::WaitForRoom() {
   pollfd socket = {socket_.Get(), POLLOUT, 0};
   const auto deadline = std::chrono::steady_clock::now() + kPatienceForRoom;
   while (std::chrono::steady_clock::now() < deadline) {
-    if (poll(&socket, 1, kGlanceMs) > 0) return (socket.revents & POLLOUT) != 0;
+    if (poll(&socket, 1, static_cast<int>(kGlance.count())) > 0)
+      return (socket.revents & POLLOUT) != 0;
   }
   return false;
 }
@@ -110,24 +112,40 @@ bool ContentProcess::SendText(const Record& order, std::string_view text, int de
   return Send(last, descriptor);
 }
 
-CallEnd ContentProcess::Call(Record order, Record& answer, const std::function<bool()>& glance) {
-  // A serial for each call: an answer that comes late, or twice, cannot be taken for this one's.
-  PLEXION_CHECK(page_ != nullptr && glance != nullptr, "a process that started has its page");
+void ContentProcess::Order(Record order) {
+  PLEXION_CHECK(page_ != nullptr && !ordered_, "orders with an answer are given one at a time");
+  // A serial for each: an answer that comes late, or twice, cannot be taken for this one's.
   order.serial = ++serial_;
+  ordered_ = true;
   // Written before the bell, which is a system call and so a barrier for both processes.
   CopyRecord(order, page_->order);
   Ring(orderBell_.Get());
+}
+
+CallEnd ContentProcess::Await(Record& answer, const std::function<bool()>& glance) {
+  PLEXION_CHECK(ordered_ && glance != nullptr, "an answer follows an order");
+  ordered_ = false;
+  auto glanced = std::chrono::steady_clock::now();
   pollfd waits[] = {{answerBell_.Get(), POLLIN, 0}, {handle_.Get(), POLLIN, 0}};
   for (;;) {
-    const int ready = poll(waits, 2, kGlanceMs);
-    if (ready > 0 && waits[0].revents != 0 && TakeRing(answerBell_.Get())) {
+    if (page_->answered == serial_) {
       CopyRecord(page_->answer, answer);
       // An answer with another serial was written by a process that does not do what ours does.
       return answer.serial == serial_ ? CallEnd::kAnswered : CallEnd::kLied;
     }
+    // Looked for once more after that was said: the process may just have found that nobody waits.
+    page_->awaited = 1;
+    const int ready =
+        page_->answered == serial_ ? 0 : poll(waits, 2, static_cast<int>(kGlance.count()));
+    page_->awaited = 0;
+    if (ready > 0 && waits[0].revents != 0) ClearBell(answerBell_.Get());
+    if (page_->answered == serial_) continue;
     if (ready > 0 && waits[1].revents != 0) return CallEnd::kEnded;
-    // Also when the bell moved without being rung: a process that does so all the time would never be
-    // looked at otherwise.
+    // Also of a process that rings all the time without an answer; one ring too many, which is left
+    // from an answer that was found without it, is worth no look.
+    const auto now = std::chrono::steady_clock::now();
+    if (ready > 0 && now - glanced < kGlance) continue;
+    glanced = now;
     if (!glance()) return CallEnd::kGaveUp;
   }
 }

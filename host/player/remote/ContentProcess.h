@@ -35,7 +35,7 @@ struct ProcessMemory {
 /// One process: its connection, and its life. Whoever holds it last ends it by force; a decoder that does
 /// not stop is not waited for.
 ///
-/// Thread   Send and Call: one thread at a time, the player's. Kill, Id, Memory: any. TakeEnd:
+/// Thread   Send, Order and Await: one thread at a time, the player's. Kill, Id, Memory: any. TakeEnd:
 ///          the one that collects processes.
 class ContentProcess {
  public:
@@ -51,8 +51,16 @@ class ContentProcess {
   /// The same, with a text of any length.
   bool SendText(const Record& order, std::string_view text, int descriptor = -1);
 
-  /// An order with an answer. While it waits, `glance` is asked every 20 ms whether to wait on.
-  CallEnd Call(Record order, Record& answer, const std::function<bool()>& glance);
+  /// An order with an answer, which Await takes before there is another one.
+  void Order(Record order);
+  /// Takes the answer to the last order; no system call when it has come. While it waits, `glance` is
+  /// asked every 20 ms whether to wait on.
+  CallEnd Await(Record& answer, const std::function<bool()>& glance);
+  /// Both.
+  CallEnd Call(const Record& order, Record& answer, const std::function<bool()>& glance) {
+    Order(order);
+    return Await(answer, glance);
+  }
 
   /// Tells the process that the content is to end.
   void Cancel() { page_->cancelled = 1; }
@@ -96,7 +104,8 @@ class ContentProcess {
   Descriptor orderBellOfProcess_;
   Descriptor answerBellOfProcess_;
   CallPage* page_ = nullptr;
-  uint32_t serial_ = 0;
+  uint32_t serial_ = 0;   ///< of the last order
+  bool ordered_ = false;  ///< its answer was not taken yet
   bool collected_ = false;
 };
 

@@ -21,8 +21,9 @@ constexpr int kOrderBellDescriptor = 5;   ///< read end: an order stands in the 
 constexpr int kAnswerBellDescriptor = 6;  ///< write end: its answer stands there
 
 /// Orders with an answer, one at a time: the player writes `order` and rings; the process works, writes
-/// `answer` and rings back. That is half of what a socket costs, twice a frame. The process may write
-/// anything anywhere in here at any moment: the player only believes a copy that it has checked.
+/// `answer`, says so, and rings back when that is waited for. That is half of what a socket costs, twice
+/// a frame. The process may write anything anywhere in here at any moment: the player only believes a
+/// copy that it has checked.
 struct CallPage {
   Record order;
   Record answer;
@@ -31,6 +32,12 @@ struct CallPage {
   /// By the process: what its content has of counted memory. Whoever lies keeps more, or less, for
   /// itself: what the process uses in truth is counted by the launcher.
   std::atomic<uint32_t> countedKibibytes{0};
+  /// By the process: the serial of the order whose answer stands above.
+  std::atomic<uint32_t> answered{0};
+  /// By the player: not 0 while it sleeps until an answer comes. The process looks here after it has
+  /// answered, the player looks for an answer after it has said so: one of them sees the other. A bell
+  /// that nobody waits for is not rung, which is a frame that was drawn before it was due.
+  std::atomic<uint32_t> awaited{0};
 };
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "a lock would be in another's hands");
 

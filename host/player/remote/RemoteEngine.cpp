@@ -176,7 +176,43 @@ bool RemoteEngine::IsSteady(const FrameStep& step) const {
   return quick && step.playing && steadyFrames_ >= kSteadyFrames && !pending_;
 }
 
+// Without a word to the screen before its time: the plane is the launcher's to copy from when it is told
+// of a Draw, and it is told of this one by the Draw that comes when the moment is due.
+bool RemoteEngine::WorkAhead(const FrameStep& next) {
+  PLEXION_CHECK(!ahead_, "one moment at a time");
+  // Not while the last moment waits for a Draw, which may have found no memory.
+  if (planesGiven_ == 0 || pending_ || drawWhole_ || drawnAhead_ || IsGone()) return false;
+  taken_.process->Order(DrawRecord({bgAlpha_, false, next}));
+  ahead_ = next;
+  return true;
+}
+
+StepResult RemoteEngine::TakeAhead() {
+  const FrameStep step = *std::exchange(ahead_, std::nullopt);
+  Record answer;
+  std::string fault;
+  uint64_t next = kNoFrame;
+  DrawResult drawn;
+  steadyFrames_ = 0;
+  if (!Await(answer)) return {false, kNoFrame};
+  if (!ReadDrawn(answer, plane_.dims, drawn, next, fault)) {
+    GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
+    return {false, kNoFrame};
+  }
+  const bool changed = drawn.drawn || !drawn.failure.empty();
+  if (changed) drawnAhead_ = std::move(drawn);
+  if (changed && next == NextOf(step)) steadyFrames_ = kSteadyFrames;
+  return {changed, next};
+}
+
 StepResult RemoteEngine::Advance(const FrameStep& step) {
+  if (ahead_) {
+    PLEXION_CHECK(ahead_->position == step.position && ahead_->playing == step.playing,
+                  "what was worked out ahead is asked for next");
+    return TakeAhead();
+  }
+  // Its Draw did not come: nobody knows which part of the plane is another.
+  if (std::exchange(drawnAhead_, std::nullopt)) drawWhole_ = true;
   // A movie that changed in each of the last frames will do so in the next: saying so without
   // asking, and asking with the drawing, saves one of the two round trips of each frame.
   if (IsSteady(step)) {
@@ -195,6 +231,7 @@ StepResult RemoteEngine::Advance(const FrameStep& step) {
     // asked again.
     const bool steady = result.changed && result.nextPosition == NextOf(step);
     steadyFrames_ = steady ? steadyFrames_ + 1 : 0;
+    result.changed = result.changed || drawWhole_;
     return result;
   }
   GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
@@ -206,15 +243,28 @@ DrawResult RemoteEngine::Draw(const DrawTarget& target) {
                     target.pitchBytes >= uint64_t{target.dims.width} * 4,
                 "a plane's rows are as long as they have to be");
   DrawResult result;
+  PLEXION_CHECK(!ahead_, "the moment is asked for before it is drawn");
   if (IsGone()) return result;
+  const uint64_t drawnInto = planesGiven_;
   if (!ShareMemory(target)) {
     if (!IsGone()) result.failure = "no memory that its process could draw into";
     return result;
   }
   Record answer;
   std::string fault;
+  if (drawnAhead_) {
+    result = *std::exchange(drawnAhead_, std::nullopt);
+    const bool same = !target.everything && planesGiven_ == drawnInto && target.bgAlpha == bgAlpha_;
+    if (same && own_ != nullptr && result.drawn) CopyOwn(target, result.dirty);
+    if (same) return result;
+    // The window has another plane meanwhile.
+    drawWhole_ = true;
+    result = DrawResult();
+  }
+  bgAlpha_ = target.bgAlpha;
+  const bool everything = std::exchange(drawWhole_, false) || target.everything;
   const std::optional<FrameStep> step = std::exchange(pending_, std::nullopt);
-  if (!Call(DrawRecord({target.bgAlpha, target.everything, step}), answer)) return result;
+  if (!Call(DrawRecord({target.bgAlpha, everything, step}), answer)) return result;
   uint64_t next = kNoFrame;
   if (!ReadDrawn(answer, target.dims, result, next, fault)) {
     GiveUp(ErrorOf(CallEnd::kLied, fault, {}));
@@ -228,11 +278,17 @@ DrawResult RemoteEngine::Draw(const DrawTarget& target) {
 }
 
 bool RemoteEngine::Call(const Record& order, Record& answer) {
-  PLEXION_CHECK(taken_.process != nullptr, "content is loaded before it is asked");
+  PLEXION_CHECK(taken_.process != nullptr && !ahead_, "content is loaded before it is asked");
   if (IsGone()) return false;
+  taken_.process->Order(order);
+  return Await(answer);
+}
+
+bool RemoteEngine::Await(Record& answer) {
+  // Counted from here, also when it was asked before: nobody has waited for it until now.
   const auto asked = Clock::now();
   int64_t worked = -1;
-  const CallEnd end = taken_.process->Call(order, answer, [&] {
+  const CallEnd end = taken_.process->Await(answer, [&] {
     // What takes memory takes its time, and is to be ended at the window's limit, not far beyond it.
     taken_.events->TellMemory();
     if (host_.Cancelled()) return false;

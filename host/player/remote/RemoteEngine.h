@@ -57,6 +57,7 @@ class RemoteEngine final : public Engine, private ProcessListener {
   void SaveMemory() override;
   std::optional<uint64_t> BytesElsewhere() const override;
   StepResult Advance(const FrameStep& step) override;
+  bool WorkAhead(const FrameStep& next) override;
   DrawResult Draw(const DrawTarget& target) override;
 
  private:
@@ -73,6 +74,8 @@ class RemoteEngine final : public Engine, private ProcessListener {
   void ReportProgress();
   /// Returns  false when there is no answer to be used; the window has then been told why.
   bool Call(const Record& order, Record& answer);
+  bool Await(Record& answer);
+  StepResult TakeAhead();
   /// Whether the process may have more time for what it was asked at `asked`, by then `worked`.
   bool MayGoOn(Clock::time_point asked, int64_t worked) const;
   /// `patience`: how long an answer was waited for.
@@ -113,6 +116,14 @@ class RemoteEngine final : public Engine, private ProcessListener {
   /// frame, not two.
   std::optional<FrameStep> pending_;
   unsigned steadyFrames_ = 0;  ///< in a row, each followed by another picture
+
+  /// Ordered before it is due, and drawn into the memory that the process has.
+  std::optional<FrameStep> ahead_;
+  /// What came of it, from the Advance to that moment until its Draw.
+  std::optional<DrawResult> drawnAhead_;
+  uint8_t bgAlpha_ = 255;     ///< of the last Draw
+  bool drawWhole_ = false;    ///< the plane has what nobody was told of
+  uint64_t planesGiven_ = 0;  ///< memories that the process was given so far
 
   /// Of the largest plane that the process was given; it may have one mapped until it reads of the next.
   std::atomic<uint64_t> planeBytes_{0};

@@ -65,6 +65,7 @@ bool RemoteEngine::MakeOwnMemory(const DrawTarget& target, uint64_t bytes) {
 
 void RemoteEngine::SetPlane(const DrawTarget& target, uint64_t bytes) {
   plane_ = {target.dims, target.pitchBytes, bytes};
+  ++planesGiven_;
   // The largest so far: the process may keep the old plane mapped until it has read of the new one,
   // and is not to be charged for either.
   planeBytes_ = std::max(planeBytes_.load(), bytes);

@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -177,10 +178,12 @@ struct EngineScript {
   std::function<bool(EngineHost&, EngineError&)> onLoad;
   std::function<void(EngineHost&)> onDraw;
   std::function<StepResult(EngineHost&, const FrameStep&)> onAdvance;
+  bool worksAhead = false;
 
   EngineHost* host = nullptr;
   std::vector<uint64_t> drawnFrames;
   std::vector<FrameStep> steps;
+  std::vector<uint64_t> ahead;  ///< positions that it was to work on ahead
   std::vector<InputEvent> inputs;
   std::vector<bool> playing;
   std::vector<ProxySettings> proxies;
@@ -201,17 +204,32 @@ class ScriptedEngine final : public Engine {
     facts = script_.facts;
     return !script_.onLoad || script_.onLoad(host_, error);
   }
-  void SetPlaying(bool playing) override { script_.playing.push_back(playing); }
-  void OnInput(const InputEvent& event) override { script_.inputs.push_back(event); }
+  void SetPlaying(bool playing) override {
+    EXPECT_FALSE(ahead_) << "nothing comes between an order and its answer";
+    script_.playing.push_back(playing);
+  }
+  void OnInput(const InputEvent& event) override {
+    EXPECT_FALSE(ahead_) << "nothing comes between an order and its answer";
+    script_.inputs.push_back(event);
+  }
   void OnProxy(const ProxySettings& proxy) override { script_.proxies.push_back(proxy); }
   void SaveMemory() override { ++script_.savedMemory; }
   StepResult Advance(const FrameStep& step) override {
+    EXPECT_TRUE(!ahead_ || *ahead_ == step.position) << "what was ordered ahead comes next";
+    ahead_.reset();
     script_.steps.push_back(step);
     frame_ = step.frame;
     if (script_.onAdvance) return script_.onAdvance(host_, step);
     return {true, step.position + 1};
   }
+  bool WorkAhead(const FrameStep& next) override {
+    if (!script_.worksAhead) return false;
+    script_.ahead.push_back(next.position);
+    ahead_ = next.position;
+    return true;
+  }
   DrawResult Draw(const DrawTarget& target) override {
+    EXPECT_FALSE(ahead_) << "a moment is asked for before it is drawn";
     script_.drawnFrames.push_back(frame_);
     script_.drawnEverything.push_back(target.everything);
     if (script_.onDraw) script_.onDraw(host_);
@@ -226,6 +244,7 @@ class ScriptedEngine final : public Engine {
   EngineHost& host_;
   EngineScript& script_;
   uint64_t frame_ = 0;
+  std::optional<uint64_t> ahead_;
 };
 
 class ScriptedEngines final : public EngineSource {

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/player/remote/Answers.h"
@@ -24,6 +25,7 @@ using namespace plexion_host::player::remote;
 std::string mode;
 CallPage* page = nullptr;
 uint32_t sent = 0;
+bool flickers = false;
 
 void Send(const Record& record, size_t bytes = sizeof(Record)) {
   send(kSocketDescriptor, &record, bytes, MSG_NOSIGNAL);
@@ -41,12 +43,16 @@ uint32_t WaitForOrder() {
   return page->order.serial;
 }
 
-void Answer(Record record, uint32_t serial) {
+/// `said`: of which order it says that this is the answer.
+void Answer(Record record, uint32_t serial, uint32_t said) {
   record.events = sent;
   record.serial = serial;
   CopyRecord(record, page->answer);
+  page->answered = said;
   Ring();
 }
+
+void Answer(const Record& record, uint32_t serial) { Answer(record, serial, serial); }
 
 /// What is done instead of loading.
 void MisbehaveAtLoad(uint32_t serial) {
@@ -54,7 +60,7 @@ void MisbehaveAtLoad(uint32_t serial) {
   if (mode == "leave-at-load") _exit(7);
   if (mode == "sleep-at-load") pause();
   if (mode == "wrong-kind") Answer(AdvancedRecord({}), serial);
-  if (mode == "wrong-serial") Answer(LoadedRecord({{8, 8}, 10, 5}), serial + 1);
+  if (mode == "wrong-serial") Answer(LoadedRecord({{8, 8}, 10, 5}), serial + 1, serial);
   if (mode == "bell-alone") Ring();
   if (mode == "huge-stage") Answer(LoadedRecord({{4000000000u, 1}, 10, 5}), serial);
   if (mode == "no-rate") Answer(LoadedRecord({{8, 8}, -1, 5}), serial);
@@ -82,6 +88,22 @@ void Flood() {
     if (i % 8 == 7) usleep(4000);
   }
   _exit(8);
+}
+
+/// Writes into what the launcher looks at, at any moment.
+[[noreturn]] void Flicker() {
+  uint32_t noise = 1;
+  for (;;) {
+    noise = noise * 1664525 + 1013904223;
+    const uint32_t near = page->order.serial;
+    if (noise >> 28 == 0) page->answered = near + (noise >> 8) % 3 - 1;
+    if (noise >> 28 == 1) page->awaited = noise & 1;
+    if (noise >> 28 == 2) page->answer.words[noise >> 8 & 7] = noise >> 16 & 15;
+    if (noise >> 28 == 3) page->answer.textBytes = noise;
+    if (noise >> 28 == 4) page->answer.serial = near;
+    if (noise >> 20 == 0x500) page->answer.kind = noise & 0xFF;
+    if (noise >> 28 == 6) std::this_thread::yield();
+  }
 }
 
 /// What is done while content plays.
@@ -193,6 +215,23 @@ int main(int argc, char** argv) {
       continue;
     }
     DrawResult drawn = {true, {0, 0, 8, 8}, ""};
+    const bool ahead = page->order.words[2] == 1;
+    if (ahead && mode == "ahead-killed") raise(SIGKILL);
+    if (ahead && mode == "ahead-stopped") raise(SIGSTOP);
+    if (ahead && mode == "ahead-outside") drawn.dirty = {4, 4, 8, 8};
+    if (ahead && mode == "ahead-advanced") {
+      Answer(AdvancedRecord({true, 0}), serial);
+      continue;
+    }
+    // It says that there is an answer, and never rings.
+    if (ahead && mode == "ahead-silent") {
+      page->answered = serial - 1;
+      continue;
+    }
+    if (ahead && mode == "flickers" && !flickers) {
+      flickers = true;
+      std::thread(Flicker).detach();
+    }
     if (counts) drawn.failure = std::to_string(moves);
     if (mode == "dirty-outside") drawn.dirty = {4, 4, 8, 8};
     if (mode == "endless-text") {
@@ -200,6 +239,7 @@ int main(int argc, char** argv) {
       record.serial = serial;
       record.textBytes = UINT32_MAX;
       memcpy(static_cast<void*>(&page->answer), &record, sizeof record);
+      page->answered = serial;
       Ring();
       continue;
     }
